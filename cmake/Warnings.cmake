@@ -1,0 +1,16 @@
+# Warnings and sanitizers for everything that is built here.
+add_compile_options(-Wall -Wextra -Wconversion -Wshadow)
+if(QOR_WERROR)
+  add_compile_options(-Werror)
+endif()
+if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
+  # Locks say what they guard (internal/Mutex.h); clang checks it.
+  add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-Wthread-safety>)
+endif()
+if(QOR_SANITIZE)
+  add_compile_options(-fsanitize=${QOR_SANITIZE} -fno-omit-frame-pointer)
+  add_link_options(-fsanitize=${QOR_SANITIZE})
+  if(QOR_SANITIZE MATCHES "undefined")
+    add_compile_options(-fno-sanitize-recover=undefined)
+  endif()
+endif()

@@ -1,0 +1,2 @@
+#include "qor_sim.h"
+#include "qor_api.h"

@@ -1,0 +1,165 @@
+/*
+ * qor_sim.h - simulated bus interfaces for machines without the hardware.
+ *
+ * The simulator is a libqor_api.so.2 that answers the calls of hardware/qor_api.h, plus the calls below by which a
+ * client opens simulated ports, sees what became of their traffic, and scripts failures in tests.
+ *
+ * Sources. A port is opened from a source text: KIND[:PATH][?NAME=VALUE[&NAME=VALUE...]]
+ *
+ *   can[?...]             a synthetic CAN and CAN FD bus, deterministic by seed: cyclic and event messages,
+ *                         standard and extended identifiers, FD frames with and without bit-rate switch, error
+ *                         frames, trigger events, both directions
+ *   candump:PATH[?...]    replay of candump text: "(seconds.fraction) interface id#data" a line; ##F data for CAN FD,
+ *                         #R for a remote frame, 20000080# for an error frame
+ *   script[?...]          a port that does what Qor_Sim_Script_* tells it to; for tests
+ *
+ *   can:      seed=N (1)  duration=TIME (endless)  load=PERCENT (30; of a 500 kbit/s bus, 1 to 100)
+ *   candump:  interface=NAME (the only one of the file; needed when it has several)  origin=file|absolute (file: time 0
+ *             is the first frame of the file, whichever its interface; absolute: the times of the file)
+ *             direction=rx|tx (rx; lines may carry their own: a closing R or T)
+ *   both:     speed=FACTOR|max (1; max: as fast as polls drain it)  buffer=ITEMS (100000; capture buffer)
+ *   script:   type=N (4; interface type)  instance=N (1; monitor instance id)
+ *
+ *   TIME is a number with ns, us, ms, s, m or h, or several of them in a row: 90s, 1h30m, 0.5s.
+ *
+ * Time. Item timestamps are ns. All ports of the process share one clock; it begins when the first port starts,
+ * so that their timestamps can be merged, and begins anew once all ports have stopped. A source's items become
+ * available when the clock, times the port's speed, has reached them; a source plays once. Stopping and
+ * starting a port again goes on with the next item of its source.
+ *
+ * Capture buffer. Items that are due but not polled wait in a buffer of limited size, as in a real interface; when it
+ * is full the newest item is dropped and counted. At speed=max items are made when polled and nothing is dropped.
+ *
+ * Strictness. A port answers exactly the commands that a trace channel of its bus sends, byte for byte, in the
+ * states where they make sense (configured, started); anything else gets an error code and changes nothing.
+ *
+ * Results are 0 or QOR_SIM_ERROR_*; Qor_Sim_ErrorText tells more. All calls may be made from any thread.
+ */
+#ifndef QOR_SIM_H
+#define QOR_SIM_H
+
+#ifdef __cplusplus
+extern "C" {
+#endif
+
+/* ---- Error codes: results of the calls below and of the hardware calls on simulated ports ------------------------ */
+
+enum {
+  QOR_SIM_ERROR_SOURCE = 0x02000201,   /* the source text is malformed, or its file can't be read */
+  QOR_SIM_ERROR_HANDLE = 0x02000202,   /* no such port or connection */
+  QOR_SIM_ERROR_ARGUMENT = 0x02000203, /* null pointer, or a call that doesn't fit the port */
+  QOR_SIM_ERROR_COMMAND = 0x02000204,  /* a command that no trace channel of this bus sends */
+  QOR_SIM_ERROR_STATE = 0x02000205,    /* a known command in the wrong state (poll before start, ...) */
+  QOR_SIM_ERROR_CAPACITY = 0x02000207, /* the caller's buffer is too small */
+  QOR_SIM_ERROR_MEMORY = 0x02000208    /* memory is exhausted */
+};
+
+/** Text of this thread's last failed Qor_Sim_* call: one sentence; valid until its next one. Never null. */
+const char* Qor_Sim_ErrorText(void);
+
+/* ---- Ports --------------------------------------------------------------------------------------------------------- */
+
+/** Opens a simulated port. Port handles count from 1. */
+unsigned int Qor_Sim_OpenPort(const char* source, unsigned int* portHandle);
+
+/** Closes a port; connections to it fail from then on with QOR_SIM_ERROR_HANDLE. */
+unsigned int Qor_Sim_ClosePort(unsigned int portHandle);
+
+/**
+ * Splits a source into sources of one bus each, as Qor_Sim_OpenPort wants them: a recording of several interfaces gives
+ * one line each, in order of their names; other sources come back as they are.
+ *
+ * @param text    out: the sources, each closed by a newline; zero-terminated
+ * @param length  in: capacity of text, bytes; out: bytes needed, zero included (also with QOR_SIM_ERROR_CAPACITY)
+ */
+unsigned int Qor_Sim_ExpandSource(const char* source, char* text, unsigned int* length);
+
+/** What became of a port's traffic. */
+typedef struct Qor_Sim_Status_t {
+  unsigned long Offered;       /* items that the source brought so far */
+  unsigned long Delivered;     /* items handed out in poll responses */
+  unsigned long Lost;          /* items that the full capture buffer dropped */
+  unsigned long FirstLostTime; /* ns; timestamp of the first lost item, 0 without one */
+  unsigned long LastLostTime;  /* ns; timestamp of the last lost item */
+  unsigned int Buffered;       /* items waiting in the capture buffer */
+  unsigned int Finished;       /* 1: the source has ended and all its items were delivered or lost */
+} Qor_Sim_Status_t;
+
+unsigned int Qor_Sim_GetStatus(unsigned int portHandle, Qor_Sim_Status_t* status);
+
+/* ---- Error reports ------------------------------------------------------------------------------------------------- */
+
+/** One call of Qor_ErrorHandler. */
+typedef struct Qor_Sim_Report_t {
+  unsigned int Level; /* 255, or a port handle */
+  unsigned int Code;
+  char Text[500]; /* formatted; cut if longer */
+} Qor_Sim_Report_t;
+
+/** Number of reports since the start of the process or the last Qor_Sim_ClearReports. The last 10000 are kept. */
+unsigned int Qor_Sim_ReportCount(void);
+/** Report number `index`, counted from 0. */
+unsigned int Qor_Sim_GetReport(unsigned int index, Qor_Sim_Report_t* report);
+void Qor_Sim_ClearReports(void);
+
+/** Makes Qor_ErrorHandler return 0 for this code (suppress not 0), or again the code itself. */
+void Qor_Sim_SuppressReports(unsigned int code, int suppress);
+
+/** Calls `callback` for every report from now on, on the reporting thread; null ends that. */
+void Qor_Sim_SetReportCallback(void (*callback)(void* context, const Qor_Sim_Report_t* report), void* context);
+
+/* ---- Scripted ports (source "script") --------------------------------------------------------------------------------- */
+
+/**
+ * Queues the response of one poll. Polls beyond the queue get an empty response of the port's bus.
+ *
+ * @param bytes          the response, copied; at most 65535 bytes
+ * @param reportedLength what the poll says it returned; normally `length`
+ */
+unsigned int Qor_Sim_Script_Response(unsigned int portHandle, const unsigned char* bytes, unsigned int length,
+                                     unsigned int reportedLength);
+
+/** Queued responses that were not polled yet. */
+unsigned int Qor_Sim_Script_Pending(unsigned int portHandle);
+
+/** Calls that can be made to fail. */
+enum {
+  QOR_SIM_CALL_INTERFACE_INFO = 0, /* Qor_GetInterfaceInfo */
+  QOR_SIM_CALL_OPEN = 1,           /* Qor_OpenInterface2 */
+  QOR_SIM_CALL_CONFIGURE = 2,
+  QOR_SIM_CALL_START = 3,
+  QOR_SIM_CALL_STOP = 4,
+  QOR_SIM_CALL_POLL = 5 /* after the queued responses are gone */
+};
+
+/** Makes the next `times` calls of a kind fail with `code` (0 times: none). The port's state stays as it is. */
+unsigned int Qor_Sim_Script_Fail(unsigned int portHandle, unsigned int call, unsigned int code, unsigned int times);
+
+/** What Qor_GetLastErrorByPortHandle answers on the port's connections: its result, and with 0 the code and text. */
+unsigned int Qor_Sim_Script_LastError(unsigned int portHandle, unsigned int result, unsigned int code, const char* text);
+
+/** One command that a port received, refused ones included. */
+typedef struct Qor_Sim_Command_t {
+  unsigned int Handle;        /* the connection */
+  unsigned int Zero;          /* second argument of Qor_CommandWithResponseEx */
+  unsigned int Command;       /* command code */
+  unsigned int Mode;
+  unsigned int RequestLength; /* bytes */
+  unsigned int Capacity;      /* of the response buffer, bytes */
+  unsigned int Result;        /* what the port answered */
+  unsigned char Request[64];  /* its first 64 bytes */
+} Qor_Sim_Command_t;
+
+/** Number of commands that a port (of any source) received, polls included. The first 10000 are kept. */
+unsigned int Qor_Sim_CommandCount(unsigned int portHandle);
+/** Command number `index`, counted from 0. */
+unsigned int Qor_Sim_GetCommand(unsigned int portHandle, unsigned int index, Qor_Sim_Command_t* command);
+
+/** Connections made by Qor_OpenInterface2 that are not closed, over all ports. */
+unsigned int Qor_Sim_OpenConnections(void);
+
+#ifdef __cplusplus
+}
+#endif
+
+#endif /* QOR_SIM_H */

@@ -1,0 +1,168 @@
+#include "channel/Qor_Trace_Entry.h"
+
+#include <algorithm>
+#include <cstdint>
+#include <cstring>
+#include <type_traits>
+
+#include "qor_api.h"
+
+// The record as it crosses the C interface.
+static_assert(sizeof(Qor_Trace_Entry_t) == 1568);
+static_assert(offsetof(Qor_Trace_Entry_t, Length) == 0);
+static_assert(offsetof(Qor_Trace_Entry_t, ChannelId) == 4);
+static_assert(offsetof(Qor_Trace_Entry_t, Timestamp) == 8);
+static_assert(offsetof(Qor_Trace_Entry_t, RelativeTimestamp) == kEntryRelativeTimestamp);
+static_assert(offsetof(Qor_Trace_Entry_t, BusType) == 24);
+static_assert(offsetof(Qor_Trace_Entry_t, Payload) == kEntryPayload);
+static_assert(offsetof(Qor_Trace_Entry_t, Payload.Can.ItemTimestamp) == 28);
+static_assert(offsetof(Qor_Trace_Entry_t, Payload.Can.Identifier) == 36);
+static_assert(offsetof(Qor_Trace_Entry_t, Payload.Can.Flags) == 40);
+static_assert(offsetof(Qor_Trace_Entry_t, Payload.Can.Dlc) == 42);
+static_assert(offsetof(Qor_Trace_Entry_t, Payload.Can.DataLength) == 43);
+static_assert(offsetof(Qor_Trace_Entry_t, Payload.Can.Data) == kEntryCanData);
+static_assert(offsetof(Qor_Trace_Entry_t, Payload.Lin.Reserved1) == 28);
+static_assert(offsetof(Qor_Trace_Entry_t, Payload.Lin.Flags) == 30);
+static_assert(offsetof(Qor_Trace_Entry_t, Payload.Lin.DataLength) == 32);
+static_assert(offsetof(Qor_Trace_Entry_t, Payload.Lin.Identifier) == 33);
+static_assert(offsetof(Qor_Trace_Entry_t, Payload.Lin.Data) == 35);
+static_assert(offsetof(Qor_Trace_Entry_t, Payload.Lin.Pad) == 43);
+static_assert(offsetof(Qor_Trace_Entry_t, Payload.Lin.BitTime) == 44);
+static_assert(kEntryPayload + sizeof(Qor_Trace_Entry_Lin_t) == kEntryLinLength);
+static_assert(offsetof(Qor_Trace_Entry_t, Payload.FlexRay.ItemSize) == 28);
+static_assert(offsetof(Qor_Trace_Entry_t, Payload.FlexRay.ItemType) == 30);
+static_assert(offsetof(Qor_Trace_Entry_t, Payload.FlexRay.ItemTimestamp) == 32);
+static_assert(offsetof(Qor_Trace_Entry_t, Payload.FlexRay.Channel) == 40);
+static_assert(offsetof(Qor_Trace_Entry_t, Payload.FlexRay.FrameFlags) == 41);
+static_assert(offsetof(Qor_Trace_Entry_t, Payload.FlexRay.SlotId) == 42);
+static_assert(offsetof(Qor_Trace_Entry_t, Payload.FlexRay.Cycle) == 44);
+static_assert(offsetof(Qor_Trace_Entry_t, Payload.FlexRay.PayloadLength) == 45);
+static_assert(offsetof(Qor_Trace_Entry_t, Payload.FlexRay.HeaderCrc) == 46);
+static_assert(offsetof(Qor_Trace_Entry_t, Payload.FlexRay.Data) == 48);
+static_assert(offsetof(Qor_Trace_Entry_t, Payload.Ethernet.ItemSize) == 28);
+static_assert(offsetof(Qor_Trace_Entry_t, Payload.Ethernet.ItemType) == 30);
+static_assert(offsetof(Qor_Trace_Entry_t, Payload.Ethernet.ItemTimestamp) == 32);
+static_assert(offsetof(Qor_Trace_Entry_t, Payload.Ethernet.Flags) == 40);
+static_assert(offsetof(Qor_Trace_Entry_t, Payload.Ethernet.FrameLength) == 42);
+static_assert(offsetof(Qor_Trace_Entry_t, Payload.Ethernet.Frame) == 44);
+static_assert(std::is_trivially_copyable_v<Qor_Trace_Entry_t>);
+
+// The monitor items.
+static_assert(sizeof(Can_Param_Monitor_Buffer64_LargeItem_t) == 80);
+static_assert(offsetof(Can_Param_Monitor_Buffer64_LargeItem_t, DataLength) == 15);
+static_assert(sizeof(Lin_Param_Monitor_Buffer64_ItemHeader_t) == 12);
+static_assert(sizeof(Lin_Param_Monitor_Buffer64_Item_Small_t) == 16);
+static_assert(offsetof(FlexRay_Param_Monitor_Entry_t, Timestamp) == 4);
+static_assert(offsetof(Ethernet_Param_Monitor_Item_t, Timestamp) == 4);
+
+namespace {
+
+constexpr unsigned int kCanItemHead = 16;
+// A record this long holds the Flags or the ItemType that an overrun mark changes, whatever its bus (CAN and LIN
+// records are longer by construction).
+constexpr unsigned int kMarkEnd = offsetof(Qor_Trace_Entry_t, Payload.FlexRay.ItemType) + sizeof(unsigned short);
+constexpr unsigned int kRelativeEnd = kEntryRelativeTimestamp + sizeof(unsigned long);
+
+Qor_Trace_Entry_t* At(const std::unique_ptr<unsigned char[]>& record) {
+  return reinterpret_cast<Qor_Trace_Entry_t*>(record.get());
+}
+
+/// A record of `length` bytes with its header filled in and its payload left to the caller.
+std::unique_ptr<unsigned char[]> NewRecord(unsigned int length, unsigned int channelId, unsigned long timestamp,
+                                           Qor_Trace_BusType bus) {
+  std::unique_ptr<unsigned char[]> record(new unsigned char[length]);
+  auto* header = At(record);
+  header->Length = length;
+  header->ChannelId = channelId;
+  header->Timestamp = timestamp;
+  header->RelativeTimestamp = 0;
+  header->BusType = static_cast<unsigned char>(bus);
+  std::fill(std::begin(header->Reserved), std::end(header->Reserved), static_cast<unsigned char>(0));
+  return record;
+}
+
+/// A record whose payload is the whole item, as it is for FlexRay and Ethernet.
+template <class Item>
+std::unique_ptr<unsigned char[]> NewRecordOfWholeItem(unsigned int channelId, const Item& item, Qor_Trace_BusType bus) {
+  auto record = NewRecord(kEntryPayload + item.ItemSize, channelId, item.Timestamp, bus);
+  std::memcpy(record.get() + kEntryPayload, &item, item.ItemSize);
+  return record;
+}
+
+}  // namespace
+
+Qor_Trace_Entry::Qor_Trace_Entry(unsigned int channelId, const Can_Param_Monitor_Buffer64_LargeItem_t* item)
+    : Record(NewRecord(kEntryCanData + item->DataLength, channelId, item->Timestamp, BusType_Can)) {
+  std::memcpy(Record.get() + kEntryPayload, item, kCanItemHead + item->DataLength);
+}
+
+Qor_Trace_Entry::Qor_Trace_Entry(unsigned int channelId, const Ethernet_Param_Monitor_Item_t* item)
+    : Record(NewRecordOfWholeItem(channelId, *item, BusType_Ethernet)) {}
+
+Qor_Trace_Entry::Qor_Trace_Entry(unsigned int channelId, const FlexRay_Param_Monitor_Entry_t* item)
+    : Record(NewRecordOfWholeItem(channelId, *item, BusType_FlexRay)) {}
+
+Qor_Trace_Entry::Qor_Trace_Entry(unsigned int channelId, const Lin_Param_Monitor_Buffer64_ItemHeader_t* header,
+                                 const Lin_Param_Monitor_Buffer64_Item_Small_t* item)
+    : Record(NewRecord(kEntryLinLength, channelId,
+                       header->TimestampLow | static_cast<unsigned long>(header->TimestampHigh) << 32, BusType_Lin)) {
+  // Data reaches into the pad byte behind it: a DataLength of 9 is the longest that a frame can have. What the item is too
+  // short for reads as 0.
+  constexpr size_t kRoom = sizeof(Qor_Trace_Entry_Lin_t::Data) + sizeof(Qor_Trace_Entry_Lin_t::Pad);
+  constexpr size_t kItemData = sizeof *header + offsetof(Lin_Param_Monitor_Buffer64_Item_Small_t, Data);
+  const size_t held = std::max<size_t>(header->ItemSize, kItemData) - kItemData;
+  auto& lin = At(Record)->Payload.Lin;
+  std::memset(&lin, 0, sizeof lin);
+  lin.Flags = item->Flags;
+  lin.DataLength = item->DataLength;
+  lin.Identifier = item->Identifier;
+  std::memcpy(lin.Data, item->Data, std::min({static_cast<size_t>(item->DataLength), kRoom, held}));
+  lin.BitTime = item->BitTime;
+}
+
+const Qor_Trace_Entry_t* Qor_Trace_Entry::GetEntry() const { return At(Record); }
+
+long Qor_Trace_Entry::GetRelativeTimestamp() const {
+  return static_cast<long>(Qor_Trace_LoadRelativeTimestamp(*GetEntry()));
+}
+
+void Qor_Trace_Entry::SetRelativeTimestamp(const std::shared_ptr<Qor_Trace_Entry>& current,
+                                           const std::shared_ptr<Qor_Trace_Entry>& previous) {
+  auto* field = reinterpret_cast<unsigned long*>(Record.get() + kEntryRelativeTimestamp);
+  __atomic_store_n(field, current->GetTimestamp() - previous->GetTimestamp(), __ATOMIC_RELAXED);
+}
+
+void Qor_Trace_Entry::SetBufferOverrunFlag() {
+  if (GetLength() < kMarkEnd) return;  // an item cut so short that it has no place for a mark
+  auto& payload = At(Record)->Payload;
+  switch (GetEntry()->BusType) {
+    case BusType_Can:
+      payload.Can.Flags |= QOR_TRACE_CAN_OVERRUN;
+      break;
+    case BusType_Lin:
+      payload.Lin.Flags = static_cast<unsigned short>(payload.Lin.Flags | QOR_TRACE_LIN_OVERRUN);
+      break;
+    case BusType_FlexRay:
+      payload.FlexRay.ItemType = QOR_TRACE_FLEXRAY_OVERRUN;
+      break;
+    case BusType_Ethernet:
+      payload.Ethernet.ItemType = QOR_TRACE_ETHERNET_OVERRUN;
+      break;
+    default:
+      break;
+  }
+}
+
+void Qor_Trace_Entry::CopyTo(unsigned char* out, unsigned long relativeTimestamp) const {
+  std::memcpy(out, Record.get(), kEntryRelativeTimestamp);
+  std::memcpy(out + kEntryRelativeTimestamp, &relativeTimestamp, sizeof relativeTimestamp);
+  std::memcpy(out + kRelativeEnd, Record.get() + kRelativeEnd, GetLength() - kRelativeEnd);
+}
+
+unsigned long Qor_Trace_LoadRelativeTimestamp(const Qor_Trace_Entry_t& record) {
+  const auto* field = reinterpret_cast<const unsigned char*>(&record) + kEntryRelativeTimestamp;
+  if (reinterpret_cast<uintptr_t>(field) % sizeof(unsigned long) == 0) {
+    return __atomic_load_n(reinterpret_cast<const unsigned long*>(field), __ATOMIC_RELAXED);
+  }
+  return record.RelativeTimestamp;  // a record in a buffer of its own, shared with nobody
+}

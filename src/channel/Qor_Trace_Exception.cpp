@@ -1,0 +1,7 @@
+#include "channel/Qor_Trace_Exception.h"
+
+#include "qor_api.h"
+
+Qor_Trace_Exception::Qor_Trace_Exception(unsigned int level, unsigned int code, const std::string& text) : Code(code) {
+  Qor_ErrorHandler(level, code, "%s", text.c_str());
+}

@@ -1,0 +1,1 @@
+#include "export/Qor_Trace_Export_ASC.h"

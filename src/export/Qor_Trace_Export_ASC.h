@@ -1,0 +1,51 @@
+// Vector ASC text log, dialect "// version 8.1.0".
+#pragma once
+
+#include <ctime>
+#include <string>
+
+#include "channel/Qor_Trace_Entry.h"
+#include "channel/Qor_Trace_EntryStore.h"
+#include "internal/Visibility.h"
+
+/// Writes trace entries as lines of an ASC log: one file, or a numbered series of files of limited size.
+///
+/// The export flags are QOR_TRACE_ASC_* of the C interface. Lines are composed in one buffer and reach the
+/// file in large writes: when the buffer is full, with Flush, and at the end of a file.
+///
+/// Threads: one at a time.
+class QOR_EXPORT Qor_Trace_Export_ASC {
+ public:
+  /// Opens the first file (an existing one is replaced) and composes its header.
+  ///
+  /// @param flags      QOR_TRACE_ASC_*
+  /// @param fileName   path of the first file; the later ones of a series get _1, _2, ... before the last '.'
+  /// @param startTime  ns, clock of the entries
+  /// @param maxSize    bytes; with QOR_TRACE_ASC_SPLIT a file is ended after the entry that takes it beyond this
+  /// @throws Qor_Trace_Exception 0x02140007 if the file can't be opened
+  Qor_Trace_Export_ASC(unsigned int flags, const char* fileName, unsigned long startTime, unsigned int maxSize);
+  /// Ends the file (EndFile). An exception here ends the process.
+  ~Qor_Trace_Export_ASC();
+  Qor_Trace_Export_ASC(const Qor_Trace_Export_ASC&) = delete;
+  Qor_Trace_Export_ASC& operator=(const Qor_Trace_Export_ASC&) = delete;
+
+  /// Writes the first `count` records of the swap file copy `swapName`, then `entries`, in their order.
+  /// Records that the file doesn't hold whole are left out.
+  /// @throws Qor_Trace_Exception as WriteEntry
+  void Export(const std::string& swapName, unsigned int count, const Qor_Trace_EntryStore& entries);
+
+  /// Writes one entry, and with QOR_TRACE_ASC_SPLIT goes on in the next file if this one is now beyond its size.
+  /// Nothing is read past entry.Length.
+  /// @throws Qor_Trace_Exception 0x02140007 if, while splitting, the file can't be written or the next one can't be opened
+  void WriteEntry(const Qor_Trace_Entry_t& entry);
+
+  /// Brings all lines composed so far to the file.
+  /// @throws Qor_Trace_Exception 0x02140007 in a series, if that fails
+  void Flush();
+
+  /// Writes the trailer and closes the file; nothing if none is open. Throws nothing: see Failed.
+  void EndFile();
+
+  /// True once a write or a close has failed; what was written before it is in the file.
+  [[nodiscard]] bool Failed() const;
+};

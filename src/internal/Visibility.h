@@ -1,0 +1,4 @@
+// The mark of what the library exports; everything else is hidden.
+#pragma once
+
+#define QOR_EXPORT __attribute__((visibility("default")))
