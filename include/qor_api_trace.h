@@ -19,9 +19,10 @@
  *
  * Statuses. Every function returns a status: 0 is success, anything else one of QOR_TRACE_STATUS_* below or a
  * code of the hardware library, which is passed on unchanged. Each error is reported exactly once to the
- * hardware library's error handler (Qor_ErrorHandler), at the moment it happens; the status returned is what
- * the handler made of it, so a handler that suppresses a code makes the call return 0. One report is
- * no error: every successful Qor_Trace_Allocate passes one QOR_TRACE_STATUS_UNKNOWN_HANDLE to the handler.
+ * hardware library's error handler (Qor_ErrorHandler), at the moment it happens. Errors that are found before a monitor
+ * is asked (an unknown handle, a wrong argument, a port in use) return what the handler made of them, so a handler that
+ * suppresses such a code makes the call return 0; errors inside a monitor return their code in any case. One
+ * report is no error: every successful Qor_Trace_Allocate passes one QOR_TRACE_STATUS_UNKNOWN_HANDLE to the handler.
  *
  * Threads. All functions may be called from any thread, on the same or on different monitors. The one
  * exception: while Qor_Trace_Delete runs, and after it, nobody may use that handle. Settings written with
@@ -53,7 +54,8 @@ extern "C" {
 #define QOR_TRACE_STATUS_OK 0x00000000u
 /** Add channel: the port is no CAN, LIN, FlexRay or Ethernet interface. */
 #define QOR_TRACE_STATUS_UNSUPPORTED_INTERFACE 0x02140001u
-/** A reserved argument is not 0, a flag or mode bit is not known, or a pointer that is needed is null. */
+/** A reserved argument is not 0, a flag or mode bit is not known, a pointer that is needed is null, or a file name
+ *  is not terminated. */
 #define QOR_TRACE_STATUS_INVALID_ARGUMENT 0x02140002u
 /** Add channel: a monitor of this process traces the port already. */
 #define QOR_TRACE_STATUS_PORT_IN_USE 0x02140003u

@@ -48,7 +48,7 @@ class SCOPED_CAPABILITY MutexLock {
 class SCOPED_CAPABILITY MutexLockBoth {
  public:
   MutexLockBoth(Mutex& first, Mutex& second) ACQUIRE(first, second) NO_THREAD_SAFETY_ANALYSIS : First(first),
-                                                                                               Second(second) {
+                                                                                                Second(second) {
     std::lock(First, Second);
   }
   ~MutexLockBoth() RELEASE() NO_THREAD_SAFETY_ANALYSIS {

@@ -1,1 +1,313 @@
+#include "monitor/Qor_Trace.h"
 
+#include <unistd.h>
+
+#include <array>
+#include <ctime>
+#include <limits>
+#include <new>
+
+#include "channel/Qor_Trace_Channel_Can.h"
+#include "channel/Qor_Trace_Channel_Ethernet.h"
+#include "channel/Qor_Trace_Channel_FlexRay.h"
+#include "channel/Qor_Trace_Channel_Lin.h"
+#include "qor_api.h"
+
+namespace {
+
+constexpr unsigned int kLastChannelNumber = 0xFFFFFFFF;
+constexpr unsigned long kNsPerMs = 1000000;
+
+Mutex MutexHandleCounter;
+unsigned int HandleCounter GUARDED_BY(MutexHandleCounter) = 0;
+
+unsigned int NextHandle() {
+  MutexLock lock(MutexHandleCounter);
+  return ++HandleCounter;
+}
+
+std::string StemOfNow() {
+  std::array<char, 40> text{};
+  const time_t now = time(nullptr);
+  struct tm local {};
+  if (localtime_r(&now, &local) != nullptr) {
+    strftime(text.data(), text.size(), "Qor_Trace_%y-%m-%d-%H-%M-%S", &local);
+  }
+  return text.data();
+}
+
+}  // namespace
+
+Qor_Trace_Monitor::Qor_Trace_Monitor()
+    : FileNameStem(StemOfNow()),
+      Swap(FileNameStem + ".bin"),
+      AscFileName(FileNameStem + ".asc"),
+      MdfFileName(FileNameStem + ".mf4"),
+      Handle(NextHandle()) {}
+
+Qor_Trace_Monitor::~Qor_Trace_Monitor() {
+  MutexLock lock(MutexChannels);
+  try {
+    if (Running) StopLocked();
+  } catch (const Qor_Trace_Exception&) {
+  }
+  DestroyChannels();
+  try {
+    FlushMonitorBuffer();
+  } catch (const Qor_Trace_Exception&) {
+  }
+  FlushListMonitorBuffer();
+  MutexLock swapLock(MutexSwapFile);
+  Swap.Remove();
+}
+
+// ---- Registry
+
+void Qor_Trace_Monitor::AddChannel(unsigned int portHandle, unsigned int channelId, unsigned int* channelNumber) {
+  MutexLock lock(MutexChannels);
+  const unsigned int number = ChooseChannelNumber(portHandle, channelId);
+  try {
+    auto channel = NewChannel(portHandle, number);
+    channel->ConnectReceiveCallback(
+        [this](EntryBatch& entries, LatestByKey& listEntries) { ReceiveHandler(entries, listEntries); });
+    const unsigned int most = channel->GetMaxNumberOfItems();
+    Channels.emplace(number, std::move(channel));
+    MutexLock storeLock(MutexStore);
+    if (MaxEntriesInMemory == 0 || MaxEntriesInMemory > most) MaxEntriesInMemory = most;
+  } catch (const std::bad_alloc&) {
+    throw Qor_Trace_Exception(QOR_ERROR_LEVEL_GENERAL, QOR_TRACE_STATUS_OUT_OF_MEMORY,
+                              "could not allocate monitor channel");
+  }
+  *channelNumber = number;
+}
+
+/// The number wanted, or the lowest free one.
+unsigned int Qor_Trace_Monitor::ChooseChannelNumber(unsigned int portHandle, unsigned int channelId) const {
+  if (channelId != 0) {
+    if (Channels.count(channelId) == 0) return channelId;
+    throw Qor_Trace_Exception(portHandle, QOR_TRACE_STATUS_INVALID_VALUE,
+                              "channel id " + std::to_string(channelId) + " already used");
+  }
+  unsigned int number = 1;
+  for (auto taken = Channels.begin(); taken != Channels.end() && taken->first == number; ++taken) ++number;
+  if (number == kLastChannelNumber) {
+    throw Qor_Trace_Exception(portHandle, QOR_TRACE_STATUS_NO_CHANNEL,
+                              "could not set channel number - too many channels");
+  }
+  return number;
+}
+
+std::unique_ptr<Qor_Trace_Channel> Qor_Trace_Monitor::NewChannel(unsigned int portHandle, unsigned int number) {
+  switch (Qor_GetInterfaceType(portHandle)) {
+    case QOR_INTERFACE_CAN:
+      return std::make_unique<Qor_Trace_Channel_Can>(portHandle, number);
+    case QOR_INTERFACE_LIN:
+      return std::make_unique<Qor_Trace_Channel_Lin>(portHandle, number);
+    case QOR_INTERFACE_FLEXRAY:
+      return std::make_unique<Qor_Trace_Channel_FlexRay>(portHandle, number);
+    case QOR_INTERFACE_ETHERNET:
+      return std::make_unique<Qor_Trace_Channel_Ethernet>(portHandle, number);
+    default:
+      throw Qor_Trace_Exception(portHandle, QOR_TRACE_STATUS_UNSUPPORTED_INTERFACE, "");
+  }
+}
+
+void Qor_Trace_Monitor::RemoveChannel(unsigned int channelNumber) {
+  MutexLock lock(MutexChannels);
+  Channels.erase(channelNumber);
+}
+
+void Qor_Trace_Monitor::ClearChannelList() {
+  MutexLock lock(MutexChannels);
+  DestroyChannels();
+}
+
+/// In ascending order of their numbers.
+void Qor_Trace_Monitor::DestroyChannels() {
+  while (!Channels.empty()) Channels.erase(Channels.begin());
+}
+
+bool Qor_Trace_Monitor::IsPortHandleUsed(unsigned int portHandle) {
+  MutexLock lock(MutexChannels);
+  for (const auto& [number, channel] : Channels) {
+    if (channel->GetUserPortHandle() == portHandle) return true;
+  }
+  return false;
+}
+
+// ---- Run
+
+void Qor_Trace_Monitor::Start(unsigned int mode) {
+  if (Running) return;
+  MutexLock lock(MutexChannels);
+  if (Running) return;
+  if (Channels.empty()) {
+    throw Qor_Trace_Exception(QOR_ERROR_LEVEL_GENERAL, QOR_TRACE_STATUS_NO_CHANNEL, "no bus interfaces selected");
+  }
+  if (mode & QOR_TRACE_START_ASC_RECORDING) StartAscRecording();
+  {
+    MutexLock storeLock(MutexStore);
+    DiscardOldest = (mode & QOR_TRACE_START_DISCARD_OLDEST) != 0;
+  }
+  Running = true;
+  Sorting = Channels.size() > 1;
+  if (Sorting) SortThread = std::thread([this] { SortThreadFunction(); });
+  for (const auto& [number, channel] : Channels) channel->Start();
+}
+
+void Qor_Trace_Monitor::StartAscRecording() {
+  std::string name;
+  {
+    MutexLock lock(MutexSettings);
+    name = AscFileName;
+  }
+  auto exporter = std::make_unique<Qor_Trace_Export_ASC>(QOR_TRACE_ASC_SPLIT, name.c_str(), 0, AscMaxFileSize);
+  MutexLock lock(MutexStore);
+  AscExporter = std::move(exporter);
+  AscRecording = true;
+}
+
+void Qor_Trace_Monitor::Stop() {
+  MutexLock lock(MutexChannels);
+  StopLocked();
+}
+
+void Qor_Trace_Monitor::StopLocked() {
+  auto error = StopChannels();
+  Running = false;
+  if (SortThread.joinable()) SortThread.join();
+  StoreLeftOvers(error);
+  CloseAscRecording();
+  if (error) throw Qor_Trace_Exception(*error);  // a copy: it was reported when it was built
+}
+
+/// Stops every channel, whatever the others did. Returns the last error.
+std::optional<Qor_Trace_Exception> Qor_Trace_Monitor::StopChannels() {
+  std::optional<Qor_Trace_Exception> last;
+  for (const auto& [number, channel] : Channels) {
+    try {
+      channel->Stop();
+    } catch (const Qor_Trace_Exception& error) {
+      last = error;
+    }
+  }
+  return last;
+}
+
+/// Stores what the sort thread has left in the queue. An error replaces that of a channel.
+void Qor_Trace_Monitor::StoreLeftOvers(std::optional<Qor_Trace_Exception>& error) {
+  if (!OldestQueued()) return;
+  try {
+    StoreQueued(std::numeric_limits<unsigned long>::max());
+  } catch (const Qor_Trace_Exception& failure) {
+    error = failure;
+  }
+}
+
+void Qor_Trace_Monitor::CloseAscRecording() {
+  MutexLock lock(MutexStore);
+  AscExporter.reset();
+  AscRecording = false;
+  Reserved = false;
+  DiscardOldest = false;
+}
+
+void Qor_Trace_Monitor::ReceiveHandler(EntryBatch& entries, LatestByKey& listEntries) {
+  if (Sorting) {
+    MutexLock lock(MutexSortQueue);
+    SortQueue.merge(entries);  // moves the nodes; equal timestamps come behind those already there
+  } else {
+    StoreBatch(entries);
+  }
+  UpdateList(listEntries);
+}
+
+void Qor_Trace_Monitor::StoreBatch(const EntryBatch& entries) {
+  Qor_Trace_EntryStore dropped;  // freed after the lock
+  MutexLock lock(MutexStore);
+  dropped = StoreAll(entries);
+}
+
+Qor_Trace_EntryStore Qor_Trace_Monitor::StoreAll(const EntryBatch& entries) {
+  std::optional<Qor_Trace_Exception> failure;
+  const auto giveUpAscRecording = [&](const Qor_Trace_Exception& error) REQUIRES(MutexStore) {
+    AscRecording = false;
+    failure = error;
+  };
+  for (const auto& [timestamp, entry] : entries) {
+    try {
+      StoreEntry(entry);
+    } catch (const Qor_Trace_Exception& error) {
+      giveUpAscRecording(error);
+    }
+  }
+  try {
+    if (AscRecording) AscExporter->Flush();
+  } catch (const Qor_Trace_Exception& error) {
+    giveUpAscRecording(error);
+  }
+  auto dropped = CheckMemory();
+  if (failure) throw Qor_Trace_Exception(*failure);  // a copy: it was reported when it was built
+  return dropped;
+}
+
+void Qor_Trace_Monitor::UpdateList(const LatestByKey& listEntries) {
+  if (listEntries.empty()) return;
+  MutexLock lock(MutexList);
+  for (const auto& [key, entry] : listEntries) {
+    auto& held = ListEntries[key];
+    if (held) entry->SetRelativeTimestamp(entry, held);
+    held = entry;
+  }
+  ListCount = static_cast<unsigned int>(ListEntries.size());
+}
+
+// ---- Sort thread
+
+void Qor_Trace_Monitor::SortThreadFunction() {
+  const unsigned long step = SortInterval * kNsPerMs;
+  std::optional<unsigned long> horizon;  // set by the first entry; any value is a time, 0 too
+  while (Running) {
+    usleep(SortInterval * 1000);
+    if (!horizon) {
+      horizon = OldestQueued();
+    } else {
+      *horizon += step;
+      StoreQueued(*horizon);
+    }
+  }
+}
+
+std::optional<unsigned long> Qor_Trace_Monitor::OldestQueued() {
+  MutexLock lock(MutexSortQueue);
+  if (SortQueue.empty()) return std::nullopt;
+  return SortQueue.begin()->first;
+}
+
+void Qor_Trace_Monitor::StoreQueued(unsigned long horizon) try {
+  EntryBatch due;  // both freed after the lock
+  Qor_Trace_EntryStore dropped;
+  MutexLock lock(MutexStore);
+  due = TakeQueued(horizon);
+  dropped = StoreAll(due);
+} catch (const std::bad_alloc&) {
+  throw Qor_Trace_Exception(QOR_ERROR_LEVEL_GENERAL, QOR_TRACE_STATUS_OUT_OF_MEMORY,
+                            "could not store received entries");
+}
+
+/// Takes the entries up to `horizon` off the queue, so that receivers don't wait while they are stored.
+EntryBatch Qor_Trace_Monitor::TakeQueued(unsigned long horizon) {
+  EntryBatch due;
+  MutexLock lock(MutexSortQueue);
+  while (!SortQueue.empty() && SortQueue.begin()->first <= horizon) {
+    due.insert(due.end(), SortQueue.extract(SortQueue.begin()));
+  }
+  return due;
+}
+
+void Qor_Trace_Monitor::StoreEntry(EntryPtr entry) {
+  const auto* record = entry->GetEntry();
+  Store.push_back(std::move(entry));
+  PublishEntryCount();
+  if (AscRecording) AscExporter->WriteEntry(*record);
+}

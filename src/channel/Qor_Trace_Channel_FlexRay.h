@@ -1,0 +1,16 @@
+#pragma once
+
+#include "channel/Qor_Trace_Channel.h"
+
+/// Traces one FlexRay interface. Everything but the commands and the items is the base's.
+class QOR_EXPORT Qor_Trace_Channel_FlexRay final : public Qor_Trace_Channel {
+ public:
+  /// Opens the interface of a client's port and configures its monitor.
+  /// @throws Qor_Trace_Exception with the hardware library's code; the interface is then closed again
+  Qor_Trace_Channel_FlexRay(unsigned int userPortHandle, unsigned int channelId);
+  ~Qor_Trace_Channel_FlexRay() override;
+
+  void ReceiveThreadFunction() override;
+  void Start() override;
+  void Stop() override;
+};

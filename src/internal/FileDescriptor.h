@@ -1,0 +1,49 @@
+// An open file of the operating system, and whole writes to it.
+#pragma once
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstddef>
+#include <string>
+#include <utility>
+
+/// Owns a file descriptor. Not open when opening failed (errno tells why).
+class FileDescriptor {
+ public:
+  FileDescriptor() = default;
+  /// flags as for open(2); a file that is made is readable and writable for everybody whom the umask allows.
+  FileDescriptor(const std::string& name, int flags) : Descriptor(open(name.c_str(), flags | O_CLOEXEC, 0666)) {}
+  ~FileDescriptor() { static_cast<void>(Close()); }
+  FileDescriptor(FileDescriptor&& other) noexcept : Descriptor(std::exchange(other.Descriptor, -1)) {}
+  FileDescriptor& operator=(FileDescriptor&& other) noexcept {
+    std::swap(Descriptor, other.Descriptor);
+    return *this;
+  }
+
+  [[nodiscard]] bool IsOpen() const { return Descriptor >= 0; }
+  [[nodiscard]] int Get() const { return Descriptor; }
+
+  /// Closes the file, if it is open. Returns false, with errno, if that fails; the file is closed all the same.
+  [[nodiscard]] bool Close() { return !IsOpen() || close(std::exchange(Descriptor, -1)) == 0; }
+
+ private:
+  int Descriptor = -1;
+};
+
+/// Writes `size` bytes. Returns how many reached the file; fewer than `size` is a failure that errno tells.
+[[nodiscard]] inline size_t WriteAll(int file, const unsigned char* bytes, size_t size) {
+  size_t done = 0;
+  while (done < size) {
+    const ssize_t part = write(file, bytes + done, size - done);
+    if (part < 0 && errno == EINTR) continue;
+    if (part <= 0) {
+      if (part == 0) errno = ENOSPC;  // a file that takes nothing more
+      break;
+    }
+    done += static_cast<size_t>(part);
+  }
+  return done;
+}

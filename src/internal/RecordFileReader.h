@@ -1,0 +1,48 @@
+// Reads files of records that follow one another without padding: the swap file and its copies.
+#pragma once
+
+#include <sys/stat.h>
+
+#include <string>
+#include <vector>
+
+/// Walks a file of records. A record begins with its length in bytes (u32, these four included) and is believed only as
+/// far as the file reaches: a record that the file doesn't hold whole, or that is too short to be one, ends the walk.
+///
+/// Reads in blocks that grow from 64 KiB to 1 MiB, so that a short walk reads little and a long one reads fast.
+/// Threads: one at a time.
+class RecordFileReader {
+ public:
+  /// Opens a file; see IsOpen.
+  explicit RecordFileReader(const std::string& name);
+  ~RecordFileReader();
+  RecordFileReader(const RecordFileReader&) = delete;
+  RecordFileReader& operator=(const RecordFileReader&) = delete;
+
+  [[nodiscard]] bool IsOpen() const { return File >= 0; }
+  /// The file's status at opening; all 0 if it isn't open.
+  [[nodiscard]] const struct stat& Status() const { return OpenStatus; }
+
+  /// Goes to a record that is known to begin at `offset` (bytes).
+  void Seek(unsigned long offset) { Position = offset; }
+  /// Goes past `count` records, or to where the walk ends before.
+  void Skip(unsigned long count);
+  /// Length of the record at the position, bytes; 0 where the walk ends.
+  [[nodiscard]] unsigned int NextLength();
+  /// Copies the record at the position, of which NextLength has just told the length, and goes past it.
+  /// Returns false if the file became shorter meanwhile; `out` is then undefined and the walk has ended.
+  [[nodiscard]] bool Read(unsigned char* out, unsigned int length);
+
+ private:
+  [[nodiscard]] unsigned long Buffered() const;
+  bool Fill();
+
+  int File;
+  struct stat OpenStatus {};
+  unsigned long Size = 0;      // bytes that the file is believed to hold
+  unsigned long Position = 0;  // in the file
+  std::vector<unsigned char> Block;
+  unsigned long BlockStart = 0;  // place of Block in the file
+  unsigned long BlockLength = 0;
+  unsigned long NextBlock;  // bytes of the next block
+};

@@ -1,0 +1,149 @@
+// One trace monitor: the channels that feed it, the run that merges their entries, and what it holds.
+#pragma once
+
+#include <atomic>
+#include <map>
+#include <memory>
+#include <optional>
+#include <string>
+#include <thread>
+#include <utility>
+
+#include "channel/Qor_Trace_Channel.h"
+#include "channel/Qor_Trace_EntryStore.h"
+#include "channel/Qor_Trace_Exception.h"
+#include "export/Qor_Trace_Export_ASC.h"
+#include "internal/Mutex.h"
+#include "internal/Visibility.h"
+#include "monitor/SwapFile.h"
+
+class RecordBuffer;
+
+/// The object behind a monitor handle. Statuses and texts of its exceptions are those of the C interface.
+///
+/// Where to look: registry, run and receive handler in Qor_Trace.cpp; retrieval, flush and memory guard in
+/// Qor_Trace_Store.cpp; properties in Qor_Trace_Properties.cpp; exports in Qor_Trace_Export.cpp.
+///
+/// Threads: every method may be called from any thread. Lock order, outermost first:
+///   MutexChannels
+///     MutexStore          sort pass, receive handler, retrieval, snapshot of an export
+///       MutexSortQueue    sort pass, for as long as it takes the due entries out
+///       MutexSwapFile     retrieval, memory guard, snapshot
+///     MutexSettings       nests nothing
+/// A flush takes MutexSortQueue and MutexStore together (by trying, so it can't deadlock with a sort pass), then
+/// MutexSwapFile. MutexList nests in no other buffer mutex and none nests in it. The receive and sort threads never
+/// take MutexChannels, whose holder may be waiting for them to end.
+class QOR_EXPORT Qor_Trace_Monitor {
+ public:
+  /// Draws the next handle and names the monitor's files by the current local time.
+  Qor_Trace_Monitor();
+  /// Stops the monitor, destroys its channels and entries and deletes the swap file. Errors were reported when they were
+  /// built and are dropped here.
+  ~Qor_Trace_Monitor();
+  Qor_Trace_Monitor(const Qor_Trace_Monitor&) = delete;
+  Qor_Trace_Monitor& operator=(const Qor_Trace_Monitor&) = delete;
+
+  /// 1 for the first monitor of the process; never reused.
+  [[nodiscard]] unsigned int GetHandle() const { return Handle; }
+
+  // Registry.
+  void AddChannel(unsigned int portHandle, unsigned int channelId, unsigned int* channelNumber);
+  void RemoveChannel(unsigned int channelNumber);
+  void ClearChannelList();
+  [[nodiscard]] bool IsPortHandleUsed(unsigned int portHandle);
+
+  // Run.
+  void Start(unsigned int mode);
+  void Stop();
+  /// Body of the sort thread. An exception that leaves it ends the process.
+  void SortThreadFunction();
+
+  // Retrieval.
+  void GetItems(unsigned int start, unsigned int* count, unsigned int* size, unsigned char* buffer);
+  void GetListItems(unsigned int start, unsigned int* count, unsigned int* size, unsigned char* buffer);
+  void FlushMonitorBuffer();
+  void FlushListMonitorBuffer();
+
+  // Properties.
+  void Property_GetById(unsigned int selector, Qor_Trace_PropertyId_t id, unsigned int* length, unsigned char* value);
+  void Property_SetById(unsigned int selector, Qor_Trace_PropertyId_t id, unsigned int length,
+                        const unsigned char* value);
+
+  // Export.
+  void ExportToASC(unsigned int flags, const char* fileName, unsigned long startTime, unsigned int maxSize);
+  /// Does nothing: MDF files are written through MdfFile.
+  void ExportToMDF();
+
+ private:
+  using EntryPtr = std::shared_ptr<Qor_Trace_Entry>;
+
+  // Registry and run (Qor_Trace.cpp).
+  [[nodiscard]] unsigned int ChooseChannelNumber(unsigned int portHandle, unsigned int channelId) const
+      REQUIRES(MutexChannels);
+  [[nodiscard]] static std::unique_ptr<Qor_Trace_Channel> NewChannel(unsigned int portHandle, unsigned int number);
+  void DestroyChannels() REQUIRES(MutexChannels);
+  void StartAscRecording() REQUIRES(MutexChannels);
+  void StopLocked() REQUIRES(MutexChannels);
+  [[nodiscard]] std::optional<Qor_Trace_Exception> StopChannels() REQUIRES(MutexChannels);
+  void StoreLeftOvers(std::optional<Qor_Trace_Exception>& error);
+  void CloseAscRecording();
+
+  /// Takes a batch over; on the channel's receive thread.
+  void ReceiveHandler(EntryBatch& entries, LatestByKey& listEntries);
+  void StoreBatch(const EntryBatch& entries);
+  /// Stores all entries and ends with the memory guard. Returns what that took off the store, to be freed outside the lock.
+  /// A live ASC file that fails is given up; the entries are stored all the same before its error is thrown.
+  [[nodiscard]] Qor_Trace_EntryStore StoreAll(const EntryBatch& entries) REQUIRES(MutexStore);
+  void UpdateList(const LatestByKey& listEntries);
+  /// One pass of the sort thread: stores what is queued up to `horizon` (ns, included).
+  void StoreQueued(unsigned long horizon);
+  [[nodiscard]] EntryBatch TakeQueued(unsigned long horizon);
+  [[nodiscard]] std::optional<unsigned long> OldestQueued();
+  /// Appends one entry, and writes it to the live ASC file.
+  void StoreEntry(EntryPtr entry) REQUIRES(MutexStore);
+
+  // Store (Qor_Trace_Store.cpp).
+  [[nodiscard]] Qor_Trace_EntryStore CheckMemory() REQUIRES(MutexStore);
+  void PublishEntryCount() REQUIRES(MutexStore);
+  void CopySwapped(unsigned int start, unsigned int records, unsigned int limit, RecordBuffer& out)
+      REQUIRES(MutexStore);
+
+  // Properties (Qor_Trace_Properties.cpp).
+  [[nodiscard]] unsigned int Number(Qor_Trace_PropertyId_t id) const;
+  void SetNumber(Qor_Trace_PropertyId_t id, unsigned int value);
+  [[nodiscard]] std::string& Text(Qor_Trace_PropertyId_t id) REQUIRES(MutexSettings);
+
+  std::atomic<bool> Running = false;
+  std::atomic<bool> Sorting = false;  // the running channels deliver to the sort queue; set before they start
+  bool AscRecording GUARDED_BY(MutexStore) = false;
+  bool Reserved GUARDED_BY(MutexStore) = false;
+  bool DiscardOldest GUARDED_BY(MutexStore) = false;
+  Mutex MutexChannels;
+  Mutex MutexSortQueue;
+  Mutex MutexList;
+  Mutex MutexStore;
+  Mutex MutexSwapFile;
+  Mutex MutexSettings;
+  std::map<unsigned int, std::unique_ptr<Qor_Trace_Channel>> Channels GUARDED_BY(MutexChannels);
+  EntryBatch SortQueue GUARDED_BY(MutexSortQueue);
+  LatestByKey ListEntries GUARDED_BY(MutexList);
+  Qor_Trace_EntryStore Store GUARDED_BY(MutexStore);
+  std::thread SortThread GUARDED_BY(MutexChannels);
+  const unsigned int SortInterval = 50;              // ms
+  std::atomic<unsigned int> MaxEntriesInMemory = 0;  // written under MutexStore
+  unsigned int SwappedEntryCount GUARDED_BY(MutexStore) = 0;
+  std::atomic<unsigned int> EntryCount = 0;  // swapped and stored; written under MutexStore
+  std::atomic<unsigned int> ListCount = 0;   // written under MutexList
+  const std::string FileNameStem;
+  SwapFile Swap GUARDED_BY(MutexSwapFile);
+  std::unique_ptr<Qor_Trace_Export_ASC> AscExporter GUARDED_BY(MutexStore);
+  std::string AscFileName GUARDED_BY(MutexSettings);
+  std::atomic<unsigned int> AscMaxFileSize = 524288000;  // bytes
+  std::string MdfFileName GUARDED_BY(MutexSettings);
+  std::atomic<unsigned int> MdfMaxFileSize = 0x200000;  // bytes
+  std::string FileInfoText1 GUARDED_BY(MutexSettings);
+  std::string FileInfoText2 GUARDED_BY(MutexSettings);
+  std::string FileInfoText3 GUARDED_BY(MutexSettings);
+  std::string FileInfoText4 GUARDED_BY(MutexSettings);
+  const unsigned int Handle;
+};

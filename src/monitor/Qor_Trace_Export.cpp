@@ -1,0 +1,54 @@
+// Exports of a monitor: a snapshot under its locks, then writing without them.
+#include <cstdio>
+
+#include "monitor/Qor_Trace.h"
+#include "qor_api.h"
+
+namespace {
+
+constexpr unsigned int kKnownAscFlags =
+    QOR_TRACE_ASC_DECIMAL | QOR_TRACE_ASC_RELATIVE | QOR_TRACE_ASC_START_OFFSET | QOR_TRACE_ASC_SPLIT;
+constexpr unsigned int kSmallestAscFile = 512;  // bytes
+
+[[noreturn]] void Fail(unsigned int status, const std::string& text) {
+  throw Qor_Trace_Exception(QOR_ERROR_LEVEL_GENERAL, status, text);
+}
+
+void CheckAscArguments(unsigned int flags, unsigned int maxSize) {
+  if (flags > kKnownAscFlags) Fail(QOR_TRACE_STATUS_INVALID_ARGUMENT, "");
+  if ((flags & QOR_TRACE_ASC_SPLIT) != 0 && maxSize < kSmallestAscFile) {
+    Fail(QOR_TRACE_STATUS_INVALID_VALUE, "file size needs to be >= " + std::to_string(kSmallestAscFile) + " bytes");
+  }
+}
+
+}  // namespace
+
+void Qor_Trace_Monitor::ExportToASC(unsigned int flags, const char* fileName, unsigned long startTime,
+                                    unsigned int maxSize) {
+  CheckAscArguments(flags, maxSize);
+  std::string copyName;
+  unsigned int swapped = 0;
+  bool copied = true;
+  Qor_Trace_EntryStore snapshot;
+  {
+    MutexLock lock(MutexStore);
+    MutexLock swapLock(MutexSwapFile);
+    copyName = Swap.Name() + ".bak";
+    swapped = SwappedEntryCount;
+    if (swapped != 0) copied = Swap.CopyTo(copyName);
+    snapshot = Store;
+  }
+  bool failed = false;
+  {
+    Qor_Trace_Export_ASC writer(flags, fileName, startTime, maxSize);
+    writer.Export(copyName, swapped, snapshot);
+    std::remove(copyName.c_str());
+    writer.EndFile();
+    failed = writer.Failed();
+  }
+  // The file holds what could be had; the caller learns that it isn't everything.
+  if (!copied) Fail(QOR_TRACE_STATUS_FILE_ERROR, "Cannot copy swap file: path=\"" + copyName + "\"");
+  if (failed) Fail(QOR_TRACE_STATUS_FILE_ERROR, "Cannot write ASC file: path=\"" + std::string(fileName) + "\"");
+}
+
+void Qor_Trace_Monitor::ExportToMDF() {}

@@ -1,0 +1,109 @@
+// Retrieval, flush and memory guard of a monitor.
+#include <algorithm>
+#include <cstring>
+#include <iterator>
+
+#include "monitor/Qor_Trace.h"
+#include "monitor/RecordBuffer.h"
+
+namespace {
+
+void Place(const Qor_Trace_Entry& entry, unsigned long relativeTimestamp, RecordBuffer& out) {
+  const unsigned int length = entry.GetLength();
+  entry.CopyTo(out.Room(length), relativeTimestamp);
+  out.Placed(length);
+}
+
+}  // namespace
+
+// A start beyond the swapped entries begins at that index of the store itself, not behind the swapped ones: clients
+// rely on the interface as it is ("Reading it all" in the C header).
+void Qor_Trace_Monitor::GetItems(unsigned int start, unsigned int* count, unsigned int* size, unsigned char* buffer) {
+  MutexLock lock(MutexStore);
+  const unsigned int wanted = *count;
+  const unsigned int swapped = SwappedEntryCount;
+  const auto inMemory = static_cast<unsigned int>(Store.size());
+  RecordBuffer out(count, size, buffer);
+  if (start > static_cast<unsigned long>(swapped) + inMemory) return;
+
+  const bool fromFile = start < swapped;
+  const unsigned int first = start <= swapped ? 0 : start;  // in the store
+  const unsigned int fileRecords = fromFile ? swapped - start : 0;
+  const unsigned int limit = wanted != 0 ? wanted : fileRecords + inMemory - first;
+  const unsigned int mostFromMemory = limit - fileRecords;  // may wrap; then the limit decides
+  if (fromFile) CopySwapped(start, fileRecords, limit, out);
+  for (unsigned int given = 0; given < mostFromMemory && out.Count() < limit && first + given < inMemory; ++given) {
+    Place(*Store[first + given], 0, out);
+  }
+}
+
+/// Copies up to `records` swapped entries from number `start` on, until the buffer holds `limit`. Where the file ends early,
+/// or holds no record, the copy ends.
+void Qor_Trace_Monitor::CopySwapped(unsigned int start, unsigned int records, unsigned int limit, RecordBuffer& out) {
+  MutexLock lock(MutexSwapFile);
+  RecordFileReader reader(Swap.Name());
+  Swap.SeekTo(reader, start);
+  for (; records > 0 && out.Count() < limit; --records) {
+    const unsigned int length = reader.NextLength();
+    if (length == 0) return;
+    unsigned char* record = out.Room(length);
+    if (!reader.Read(record, length)) return;
+    std::memset(record + kEntryRelativeTimestamp, 0, sizeof(unsigned long));
+    out.Placed(length);
+  }
+}
+
+void Qor_Trace_Monitor::GetListItems(unsigned int start, unsigned int* count, unsigned int* size,
+                                     unsigned char* buffer) {
+  MutexLock lock(MutexList);
+  const unsigned int wanted = *count;
+  const auto rows = static_cast<unsigned int>(ListEntries.size());
+  RecordBuffer out(count, size, buffer);
+  if (start > rows) return;
+  const unsigned int limit = wanted != 0 && start + wanted <= rows ? wanted : rows - start;
+  for (auto row = std::next(ListEntries.begin(), start); row != ListEntries.end() && out.Count() < limit; ++row) {
+    Place(*row->second, static_cast<unsigned long>(row->second->GetRelativeTimestamp()), out);
+  }
+}
+
+void Qor_Trace_Monitor::FlushMonitorBuffer() {
+  EntryBatch queue;  // both freed after the locks
+  Qor_Trace_EntryStore store;
+  MutexLockBoth lock(MutexSortQueue, MutexStore);
+  MutexLock swapLock(MutexSwapFile);
+  queue.swap(SortQueue);
+  store = Store.TakeAll();
+  PublishEntryCount();
+  Swap.Truncate();
+  SwappedEntryCount = 0;
+  PublishEntryCount();
+}
+
+void Qor_Trace_Monitor::FlushListMonitorBuffer() {
+  LatestByKey list;  // freed after the lock
+  MutexLock lock(MutexList);
+  list.swap(ListEntries);
+  ListCount = 0;
+}
+
+Qor_Trace_EntryStore Qor_Trace_Monitor::CheckMemory() {
+  if (MaxEntriesInMemory > Store.size()) return {};
+  if (DiscardOldest) {
+    auto dropped = Store.DropOldest(Store.size() / 2);
+    PublishEntryCount();
+    return dropped;
+  }
+  MutexLock lock(MutexSwapFile);
+  try {
+    Swap.Append(Store, SwappedEntryCount);
+  } catch (...) {
+    PublishEntryCount();
+    throw;
+  }
+  return Store.TakeAll();
+}
+
+/// Makes the number of entries readable without a lock.
+void Qor_Trace_Monitor::PublishEntryCount() {
+  EntryCount = SwappedEntryCount + static_cast<unsigned int>(Store.size());
+}
