@@ -1,6 +1,5 @@
 #include "internal/RecordFileReader.h"
 
-#include <fcntl.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -10,18 +9,14 @@
 namespace {
 
 constexpr unsigned long kFirstBlock = 64 * 1024;
-constexpr unsigned long kLargestBlock = 1024 * 1024;
+constexpr unsigned long kLargestBlock = 256 * 1024;
 constexpr unsigned int kShortestRecord = 28;  // an entry's header
 
 }  // namespace
 
-RecordFileReader::RecordFileReader(const std::string& name)
-    : File(open(name.c_str(), O_RDONLY | O_CLOEXEC)), NextBlock(kFirstBlock) {
-  if (IsOpen() && fstat(File, &OpenStatus) == 0) Size = static_cast<unsigned long>(OpenStatus.st_size);
-}
-
-RecordFileReader::~RecordFileReader() {
-  if (IsOpen()) close(File);
+RecordFileReader::RecordFileReader(const std::string& name, Memory& memory)
+    : File(name, O_RDONLY), Block(memory), NextBlock(kFirstBlock) {
+  if (IsOpen() && fstat(File.Get(), &OpenStatus) == 0) Size = static_cast<unsigned long>(OpenStatus.st_size);
 }
 
 void RecordFileReader::Skip(unsigned long count) {
@@ -62,10 +57,10 @@ unsigned long RecordFileReader::Buffered() const {
 
 /// Reads a block from the position on. Returns false at the end of the file and on a read error.
 bool RecordFileReader::Fill() {
-  Block.resize(NextBlock);
+  if (Block.size() < NextBlock) Block.resize(NextBlock);
   ssize_t got;
   do {
-    got = pread(File, Block.data(), NextBlock, static_cast<off_t>(Position));
+    got = pread(File.Get(), Block.data(), NextBlock, static_cast<off_t>(Position));
   } while (got < 0 && errno == EINTR);
   BlockStart = Position;
   BlockLength = got > 0 ? static_cast<unsigned long>(got) : 0;

@@ -6,20 +6,22 @@
 #include <string>
 #include <vector>
 
+#include "internal/FileDescriptor.h"
+
 /// Walks a file of records. A record begins with its length in bytes (u32, these four included) and is believed only as
 /// far as the file reaches: a record that the file doesn't hold whole, or that is too short to be one, ends the walk.
 ///
-/// Reads in blocks that grow from 64 KiB to 1 MiB, so that a short walk reads little and a long one reads fast.
+/// Reads in blocks that grow from 64 KiB to 256 KiB, so that a short walk reads little and a long one reads fast.
 /// Threads: one at a time.
 class RecordFileReader {
  public:
-  /// Opens a file; see IsOpen.
-  explicit RecordFileReader(const std::string& name);
-  ~RecordFileReader();
-  RecordFileReader(const RecordFileReader&) = delete;
-  RecordFileReader& operator=(const RecordFileReader&) = delete;
+  /// Memory for the blocks of one reader after the other.
+  using Memory = std::vector<unsigned char>;
 
-  [[nodiscard]] bool IsOpen() const { return File >= 0; }
+  /// Opens a file; see IsOpen. `memory` must outlive the reader.
+  RecordFileReader(const std::string& name, Memory& memory);
+
+  [[nodiscard]] bool IsOpen() const { return File.IsOpen(); }
   /// The file's status at opening; all 0 if it isn't open.
   [[nodiscard]] const struct stat& Status() const { return OpenStatus; }
 
@@ -37,11 +39,11 @@ class RecordFileReader {
   [[nodiscard]] unsigned long Buffered() const;
   bool Fill();
 
-  int File;
+  FileDescriptor File;
   struct stat OpenStatus {};
   unsigned long Size = 0;      // bytes that the file is believed to hold
   unsigned long Position = 0;  // in the file
-  std::vector<unsigned char> Block;
+  Memory& Block;
   unsigned long BlockStart = 0;  // place of Block in the file
   unsigned long BlockLength = 0;
   unsigned long NextBlock;  // bytes of the next block

@@ -41,8 +41,7 @@ void Qor_Trace_Monitor::GetItems(unsigned int start, unsigned int* count, unsign
 /// or holds no record, the copy ends.
 void Qor_Trace_Monitor::CopySwapped(unsigned int start, unsigned int records, unsigned int limit, RecordBuffer& out) {
   MutexLock lock(MutexSwapFile);
-  RecordFileReader reader(Swap.Name());
-  Swap.SeekTo(reader, start);
+  RecordFileReader reader = Swap.ReadFrom(start);
   for (; records > 0 && out.Count() < limit; --records) {
     const unsigned int length = reader.NextLength();
     if (length == 0) return;

@@ -91,11 +91,13 @@ bool SwapFile::CopyTo(const std::string& name) const {
 
 void SwapFile::Remove() const { std::remove(FileName.c_str()); }
 
-void SwapFile::SeekTo(RecordFileReader& reader, unsigned int index) const {
+RecordFileReader SwapFile::ReadFrom(unsigned int index) {
+  RecordFileReader reader(FileName, ReadMemory);
   unsigned long known = 0;
   if (Indexed && Untouched(reader.Status(), Left) && index / kRecordsPerPlace < Places.size()) {
     known = index / kRecordsPerPlace;
     reader.Seek(Places[known]);
   }
   reader.Skip(index - known * kRecordsPerPlace);
+  return reader;
 }

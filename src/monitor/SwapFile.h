@@ -38,13 +38,14 @@ class SwapFile {
   /// Deletes the file; a failure doesn't matter.
   void Remove() const;
 
-  /// Puts a reader of this file in front of record number `index`, counted from 0.
-  void SeekTo(RecordFileReader& reader, unsigned int index) const;
+  /// A reader of this file that stands in front of record number `index`, counted from 0. One at a time.
+  [[nodiscard]] RecordFileReader ReadFrom(unsigned int index);
 
  private:
   std::string FileName;
   std::vector<unsigned long> Places;  // place of the records 0, 1024, 2048, ..., bytes
   unsigned long Records = 0;          // records that Places stands for
   struct stat Left {};                // the file as the last append left it; all 0 before the first one
-  bool Indexed = true;                // nobody else has written between the appends
+  RecordFileReader::Memory ReadMemory;
+  bool Indexed = true;  // nobody else has written between the appends
 };
