@@ -15,6 +15,10 @@
 extern "C" {
 #endif
 
+#if defined(__GNUC__)
+#pragma GCC visibility push(default) /* exported, also where everything else is built hidden */
+#endif
+
 /** Interface types that the trace library knows (result of Qor_GetInterfaceType). */
 enum { QOR_INTERFACE_CAN = 4, QOR_INTERFACE_LIN = 5, QOR_INTERFACE_FLEXRAY = 9, QOR_INTERFACE_ETHERNET = 14 };
 
@@ -119,6 +123,10 @@ typedef struct Ethernet_Param_Monitor_Item_t {
 } Ethernet_Param_Monitor_Item_t;
 
 #pragma pack(pop)
+
+#if defined(__GNUC__)
+#pragma GCC visibility pop
+#endif
 
 #ifdef __cplusplus
 }

@@ -42,6 +42,10 @@
 extern "C" {
 #endif
 
+#if defined(__GNUC__)
+#pragma GCC visibility push(default) /* exported, also where everything else is built hidden */
+#endif
+
 /* ---- Error codes: results of the calls below and of the hardware calls on simulated ports ------------------------ */
 
 enum {
@@ -157,6 +161,10 @@ unsigned int Qor_Sim_GetCommand(unsigned int portHandle, unsigned int index, Qor
 
 /** Connections made by Qor_OpenInterface2 that are not closed, over all ports. */
 unsigned int Qor_Sim_OpenConnections(void);
+
+#if defined(__GNUC__)
+#pragma GCC visibility pop
+#endif
 
 #ifdef __cplusplus
 }

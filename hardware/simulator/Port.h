@@ -1,0 +1,78 @@
+// A simulated interface: the state machine of its monitor, whatever the bus and wherever the items come from.
+#pragma once
+
+#include <span>
+
+#include "CommandLog.h"
+#include "Mutex.h"
+#include "Protocol.h"
+
+namespace qor_sim {
+
+/// The caller's buffer for a response.
+struct ResponseBuffer {
+  std::span<unsigned char> Bytes;  // as far as the capacity reaches
+  unsigned int Length = 0;         // out: what the command says it returned
+};
+
+/// Base of all ports. Its monitor is idle, configured or started; commands that are not exactly those of the bus's
+/// trace channel, or come in the wrong state, are refused and change nothing.
+///
+/// Threads: any.
+class Port {
+ public:
+  /// @param interfaceType  QOR_INTERFACE_*, or another that refuses all commands
+  Port(unsigned char interfaceType, unsigned char instance);
+  virtual ~Port() = default;
+  Port(const Port&) = delete;
+  Port& operator=(const Port&) = delete;
+
+  unsigned char InterfaceType() const { return Type; }
+  unsigned char InstanceId() const { return Instance; }
+
+  /// A client asks for the interface's description. Failure: what was scripted.
+  void AskInfo() SIM_EXCLUDES(Guard);
+  /// A connection is made. Failure: what was scripted.
+  void Connect() SIM_EXCLUDES(Guard);
+  /// A connection is closed; the last one takes the monitor back to idle.
+  void Disconnect() SIM_EXCLUDES(Guard);
+  /// Ends the port: all that needs it fails from then on with QOR_SIM_ERROR_HANDLE.
+  void Close() SIM_EXCLUDES(Guard);
+
+  /// Carries out one command and logs it, also when it fails (Error).
+  void Execute(const CommandCall& call, ResponseBuffer& response) SIM_EXCLUDES(Guard);
+
+  unsigned int CommandCount() SIM_EXCLUDES(Guard);
+  Qor_Sim_Command_t Command(unsigned int index) SIM_EXCLUDES(Guard);
+  Qor_Sim_Status_t Status() SIM_EXCLUDES(Guard);
+
+ protected:
+  /// Throws when the next call of this kind was scripted to fail.
+  virtual void FailIfScripted(Call) SIM_REQUIRES(Guard) {}
+  virtual void OnStart() SIM_REQUIRES(Guard) {}
+  virtual void OnStop() SIM_REQUIRES(Guard) {}
+  virtual void OnClose() SIM_REQUIRES(Guard) {}
+  /// Answers a poll in the layout of the bus.
+  virtual void Poll(const ResponseLayout& layout, ResponseBuffer& response) SIM_REQUIRES(Guard) = 0;
+  virtual Qor_Sim_Status_t TrafficStatus() SIM_REQUIRES(Guard) = 0;
+
+  Mutex Guard;
+
+ private:
+  enum class State { Idle, Configured, Started };
+
+  void CheckOpen() SIM_REQUIRES(Guard);
+  void Perform(const CommandCall& call, ResponseBuffer& response) SIM_REQUIRES(Guard);
+  void CheckState(const BusProtocol& protocol, Call kind) SIM_REQUIRES(Guard);
+  void Control(Call kind, ResponseBuffer& response) SIM_REQUIRES(Guard);
+  void GoIdle() SIM_REQUIRES(Guard);
+
+  const unsigned char Type;
+  const unsigned char Instance;
+  bool Closed SIM_GUARDED_BY(Guard) = false;
+  State Monitor SIM_GUARDED_BY(Guard) = State::Idle;
+  unsigned int Connections SIM_GUARDED_BY(Guard) = 0;
+  CommandLog Log SIM_GUARDED_BY(Guard);
+};
+
+}  // namespace qor_sim

@@ -1,0 +1,143 @@
+#include "Sources.h"
+
+#include "Candump.h"
+#include "Error.h"
+#include "ScriptedPort.h"
+#include "SourceText.h"
+#include "TrafficPort.h"
+#include "qor_api.h"
+
+namespace qor_sim {
+namespace {
+
+constexpr uint64_t kGreatestBuffer = 100'000'000;  // items
+
+/// What a source may need to make its port.
+struct PortContext {
+  unsigned char Instance;
+  Clock& SharedClock;
+};
+
+std::optional<Speed> TakeSpeed(OptionReader& options) {
+  const auto value = options.TakeText("speed");
+  if (!value) return Speed{};
+  if (*value == "max") return std::nullopt;
+  constexpr uint64_t kGreatest = 1'000'000;
+  std::string_view rest = *value;
+  const auto factor = TakeDecimal(rest);
+  const bool valid = factor && rest.empty() && factor->Whole <= kGreatest;
+  const uint64_t billionths = valid ? factor->Whole * kNsPerSecond + factor->Billionths : 0;
+  if (billionths < kNsPerSecond / 1000 || billionths > kGreatest * kNsPerSecond) {
+    throw SourceError("The option speed can't be \"" + *value + "\": it takes max or a factor from 0.001 to 1000000.");
+  }
+  return Speed{billionths, kNsPerSecond};
+}
+
+TrafficSettings TakeTrafficSettings(OptionReader& options) {
+  TrafficSettings settings;
+  settings.Pace = TakeSpeed(options);
+  settings.BufferItems = options.TakeUnsigned("buffer", 1, kGreatestBuffer, settings.BufferItems);
+  return settings;
+}
+
+void RefusePath(const SourceText& source) {
+  if (!source.Path.empty()) throw SourceError("A source of the kind " + source.Kind + " takes no file.");
+}
+
+// ---- The kinds: what each reads from its options, the port that it makes, the sources that it stands for ------------
+
+struct CandumpOptions {
+  CandumpSettings Candump;
+  TrafficSettings Traffic;
+};
+
+CandumpOptions TakeCandump(const SourceText& source) {
+  if (source.Path.empty()) throw SourceError("A source of the kind candump needs a file: candump:PATH.");
+  OptionReader options(source);
+  CandumpOptions taken;
+  taken.Candump.Interface = options.TakeText("interface");
+  taken.Candump.Origin =
+      options.TakeChoice("origin", {"file", "absolute"}, 0) == 0 ? TimeOrigin::File : TimeOrigin::Absolute;
+  taken.Candump.Fallback =
+      options.TakeChoice("direction", {"rx", "tx"}, 0) == 0 ? Direction::Received : Direction::Transmitted;
+  taken.Traffic = TakeTrafficSettings(options);
+  options.Finish();
+  return taken;
+}
+
+std::shared_ptr<Port> MakeCandump(const SourceText& source, const PortContext& context) {
+  const CandumpOptions options = TakeCandump(source);
+  return std::make_shared<TrafficPort>(QOR_INTERFACE_CAN, context.Instance,
+                                       MakeCandumpSource(source.Path, options.Candump), options.Traffic,
+                                       context.SharedClock);
+}
+
+std::vector<std::string> ExpandCandump(const SourceText& source) {
+  if (TakeCandump(source).Candump.Interface) return {ToText(source)};
+  const auto interfaces = CandumpInterfaces(source.Path);
+  if (interfaces.size() == 1) return {ToText(source)};
+  std::vector<std::string> sources;
+  for (const auto& name : interfaces) {
+    SourceText one = source;
+    one.Options.emplace_back("interface", name);
+    sources.push_back(ToText(one));
+  }
+  return sources;
+}
+
+struct ScriptOptions {
+  unsigned char Type;
+  unsigned char Instance;
+};
+
+ScriptOptions TakeScript(const SourceText& source) {
+  RefusePath(source);
+  OptionReader options(source);
+  const ScriptOptions taken{static_cast<unsigned char>(options.TakeUnsigned("type", 1, 255, QOR_INTERFACE_CAN)),
+                            static_cast<unsigned char>(options.TakeUnsigned("instance", 0, 255, 1))};
+  options.Finish();
+  return taken;
+}
+
+std::shared_ptr<Port> MakeScript(const SourceText& source, const PortContext&) {
+  const ScriptOptions options = TakeScript(source);
+  return std::make_shared<ScriptedPort>(options.Type, options.Instance);
+}
+
+std::vector<std::string> ExpandScript(const SourceText& source) {
+  TakeScript(source);
+  return {ToText(source)};
+}
+
+struct Kind {
+  std::string_view Name;
+  std::shared_ptr<Port> (*Make)(const SourceText&, const PortContext&);
+  std::vector<std::string> (*Expand)(const SourceText&);
+};
+constexpr Kind kKinds[] = {
+    {"candump", MakeCandump, ExpandCandump},
+    {"script", MakeScript, ExpandScript},
+};
+
+const Kind& FindKind(const std::string& name) {
+  std::string known;
+  for (const Kind& kind : kKinds) {
+    if (kind.Name == name) return kind;
+    known += (known.empty() ? "" : ", ") + std::string(kind.Name);
+  }
+  throw SourceError("There is no kind of source \"" + name + "\"; there are " + known + ".");
+}
+
+}  // namespace
+
+std::shared_ptr<Port> MakePort(std::string_view text, unsigned char instance, Clock& clock) {
+  const SourceText source = ParseSource(text);
+  return FindKind(source.Kind).Make(source, {instance, clock});
+}
+
+std::vector<std::string> ExpandSource(std::string_view text) {
+  const SourceText source = ParseSource(text);
+  return FindKind(source.Kind).Expand(source);
+}
+
+}  // namespace qor_sim

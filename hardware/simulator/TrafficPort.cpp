@@ -1,0 +1,87 @@
+#include "TrafficPort.h"
+
+#include <limits>
+#include <string>
+#include <utility>
+
+#include "Error.h"
+
+namespace qor_sim {
+
+uint64_t Speed::SourceTime(uint64_t clockTime) const {
+  __extension__ using Wide = unsigned __int128;
+  const Wide time = Wide{clockTime} * Numerator / Denominator;
+  constexpr uint64_t kGreatest = std::numeric_limits<uint64_t>::max();
+  return time > kGreatest ? kGreatest : static_cast<uint64_t>(time);
+}
+
+TrafficPort::TrafficPort(unsigned char interfaceType, unsigned char instance, std::unique_ptr<ItemSource> source,
+                         const TrafficSettings& settings, Clock& clock)
+    : Port(interfaceType, instance),
+      Source(std::move(source)),
+      Pace(settings.Pace),
+      Buffer(settings.BufferItems),
+      Time(clock) {}
+
+void TrafficPort::OnStart() {
+  Time.Start();
+  Started = true;
+}
+
+void TrafficPort::OnStop() {
+  Capture();
+  Time.Stop();
+  Started = false;
+}
+
+void TrafficPort::OnClose() { Time.Leave(); }
+
+void TrafficPort::Capture() {
+  if (!Pace || !Started) return;
+  const uint64_t now = Pace->SourceTime(Time.Elapsed());
+  for (const Item* item = Source->Peek(); item != nullptr && item->Due <= now; item = Source->Peek()) {
+    Buffer.Offer(*item);
+    ++Offered;
+    Source->Advance();
+  }
+}
+
+const Item* TrafficPort::Next() { return Pace ? Buffer.Front() : Source->Peek(); }
+
+void TrafficPort::Remove() {
+  ++Delivered;
+  if (Pace) {
+    Buffer.Pop();
+  } else {
+    ++Offered;
+    Source->Advance();
+  }
+}
+
+void TrafficPort::Poll(const ResponseLayout& layout, ResponseBuffer& response) {
+  Capture();
+  ResponseWriter writer(layout, response.Bytes);
+  const Item* item = Next();
+  for (; item != nullptr && writer.Add(item->Bytes); item = Next()) Remove();
+  if (item != nullptr && writer.ItemCount() == 0) {
+    throw Error(QOR_SIM_ERROR_CAPACITY, "The next item of " + std::to_string(item->Bytes.size()) +
+                                            " bytes does not fit into a response of " +
+                                            std::to_string(response.Bytes.size()) + " bytes.");
+  }
+  response.Length = static_cast<unsigned int>(writer.Length());
+}
+
+Qor_Sim_Status_t TrafficPort::TrafficStatus() {
+  Capture();
+  Qor_Sim_Status_t status{};
+  status.Offered = Offered;
+  status.Delivered = Delivered;
+  status.Lost = Buffer.Lost();
+  status.FirstLostTime = Buffer.FirstLostTime();
+  status.LastLostTime = Buffer.LastLostTime();
+  status.Buffered = static_cast<unsigned int>(Buffer.Size());
+  status.Finished = Buffer.Size() == 0 && Source->Peek() == nullptr ? 1 : 0;
+  return status;
+}
+
+}  // namespace qor_sim
