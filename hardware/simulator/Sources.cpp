@@ -1,9 +1,12 @@
 #include "Sources.h"
 
+#include <limits>
+
 #include "Candump.h"
 #include "Error.h"
 #include "ScriptedPort.h"
 #include "SourceText.h"
+#include "SyntheticCan.h"
 #include "TrafficPort.h"
 #include "qor_api.h"
 
@@ -45,6 +48,34 @@ void RefusePath(const SourceText& source) {
 }
 
 // ---- The kinds: what each reads from its options, the port that it makes, the sources that it stands for ------------
+
+struct CanOptions {
+  SyntheticCanSettings Bus;
+  TrafficSettings Traffic;
+};
+
+CanOptions TakeCan(const SourceText& source) {
+  RefusePath(source);
+  OptionReader options(source);
+  CanOptions taken;
+  taken.Bus.Seed = options.TakeUnsigned("seed", 0, std::numeric_limits<uint64_t>::max(), taken.Bus.Seed);
+  taken.Bus.Duration = options.TakeDuration("duration");
+  taken.Bus.Load = static_cast<unsigned int>(options.TakeUnsigned("load", 1, 100, taken.Bus.Load));
+  taken.Traffic = TakeTrafficSettings(options);
+  options.Finish();
+  return taken;
+}
+
+std::shared_ptr<Port> MakeCan(const SourceText& source, const PortContext& context) {
+  const CanOptions options = TakeCan(source);
+  return std::make_shared<TrafficPort>(QOR_INTERFACE_CAN, context.Instance, MakeSyntheticCan(options.Bus),
+                                       options.Traffic, context.SharedClock);
+}
+
+std::vector<std::string> ExpandCan(const SourceText& source) {
+  TakeCan(source);
+  return {ToText(source)};
+}
 
 struct CandumpOptions {
   CandumpSettings Candump;
@@ -115,6 +146,7 @@ struct Kind {
   std::vector<std::string> (*Expand)(const SourceText&);
 };
 constexpr Kind kKinds[] = {
+    {"can", MakeCan, ExpandCan},
     {"candump", MakeCandump, ExpandCandump},
     {"script", MakeScript, ExpandScript},
 };

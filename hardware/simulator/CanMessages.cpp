@@ -1,0 +1,176 @@
+#include "CanMessages.h"
+
+#include <algorithm>
+#include <iterator>
+#include <set>
+
+#include "CanBusTiming.h"
+
+namespace qor_sim {
+namespace {
+
+constexpr uint64_t kMs = 1'000'000;            // ns
+constexpr uint64_t kSecond = 1'000'000'000;    // ns
+constexpr uint64_t kGreatestJitter = 200'000;  // ns; of a cyclic message
+constexpr size_t kGreatestMessageCount = 400;
+
+enum Format : unsigned char {
+  Standard = 0,
+  Extended = kCanExtended,
+  Fd = kCanFd,
+  FdBrs = kCanFd | kCanBrs,
+  FdExtended = kCanFd | kCanExtended,
+  FdExtendedBrs = kCanFd | kCanBrs | kCanExtended
+};
+enum Cause { Cyclic, Event };
+
+// The pattern of the messages, repeated until the bus has its load. The cheap rows come first, so that a bus with little
+// load has all kinds of frames too. The identifiers begin at the one of the row: shorter periods, higher priority.
+struct Row {
+  unsigned int PeriodMs;
+  Cause Why;
+  Format Kind;
+  unsigned char Length;  // bytes
+  uint32_t FirstId;
+};
+constexpr Row kRows[] = {
+    // period cause   kind           length first identifier
+    {1000, Cyclic, Standard, 8, 0x500},
+    {1000, Cyclic, Extended, 8, 0x18FEF100},
+    {1000, Cyclic, FdBrs, 64, 0x520},
+    {1000, Cyclic, Fd, 12, 0x540},
+    {1000, Cyclic, FdExtendedBrs, 24, 0x18FEE500},
+    {1000, Cyclic, Fd, 64, 0x560},
+    {1000, Event, Standard, 4, 0x600},
+    {1000, Event, FdBrs, 20, 0x640},
+    {500, Cyclic, Standard, 2, 0x480},
+    {500, Event, Extended, 8, 0x18DAF100},
+    {100, Cyclic, Standard, 8, 0x300},
+    {100, Cyclic, FdBrs, 32, 0x340},
+    {100, Cyclic, Extended, 8, 0x18F00400},
+    {50, Cyclic, Standard, 6, 0x200},
+    {50, Cyclic, FdExtended, 8, 0x18F00900},
+    {20, Cyclic, FdBrs, 48, 0x180},
+    {20, Cyclic, Standard, 8, 0x140},
+    {10, Cyclic, Standard, 8, 0x0A0},
+    {10, Cyclic, FdBrs, 16, 0x0C0},
+};
+
+uint64_t PeriodOf(const Row& row) { return row.PeriodMs * kMs; }
+
+/// The share of the bus that a message takes, in millionths.
+uint64_t ShareOf(const CanItem& frame, uint64_t period) { return CanFrameLength(frame) * 1'000'000 / period + 1; }
+
+CanItem FrameOf(const Row& row, uint32_t id) {
+  CanItem frame{};
+  frame.Identifier = id;
+  frame.Flags = row.Kind;
+  if ((frame.Flags & kCanExtended) != 0) frame.Identifier |= kCanIdExtended;
+  if ((frame.Flags & kCanFd) != 0) frame.Identifier |= kCanIdFd;
+  frame.DataLength = row.Length;
+  frame.Dlc = *CanFdDlc(row.Length);
+  return frame;
+}
+
+/// Chooses the messages one by one.
+class Planner {
+ public:
+  Planner(uint64_t budget, Random& random) : Budget(budget), Numbers(random) {}
+
+  std::vector<CanMessage> Plan() {
+    while (AddRows()) {
+    }
+    return std::move(Messages);
+  }
+
+ private:
+  /// Once through the pattern; false when no row had room.
+  bool AddRows() {
+    const size_t before = Messages.size();
+    for (const Row& row : kRows) AddIfRoom(row);
+    return Messages.size() > before;
+  }
+
+  void AddIfRoom(const Row& row) {
+    CanItem frame = FrameOf(row, 0);
+    const uint64_t share = ShareOf(frame, PeriodOf(row));
+    if (share > Budget || Messages.size() == kGreatestMessageCount) return;
+    frame = FrameOf(row, FreeId(row.FirstId));
+    if (TakesTransmitted(row)) frame.Flags = static_cast<unsigned char>(frame.Flags | kCanTransmitted);
+    Messages.emplace_back(frame, PeriodOf(row), row.Why == Event, Numbers);
+    Budget -= share;
+  }
+
+  uint32_t FreeId(uint32_t first) {
+    uint32_t id = first + static_cast<uint32_t>(Numbers.Below(4));
+    while (!UsedIds.insert(id).second) ++id;
+    return id;
+  }
+
+  /// A message is sent by this interface when that leaves its part at about a fifth of all frames.
+  bool TakesTransmitted(const Row& row) {
+    const uint64_t rate = kSecond / PeriodOf(row);
+    const bool transmitted = 5 * TransmittedRate < AllRate || Messages.empty();
+    AllRate += rate;
+    if (transmitted) TransmittedRate += rate;
+    return transmitted;
+  }
+
+  uint64_t Budget;  // millionths of the bus that are free
+  Random& Numbers;
+  std::vector<CanMessage> Messages;
+  std::set<uint32_t> UsedIds;
+  uint64_t AllRate = 0;          // frames per second
+  uint64_t TransmittedRate = 0;  // frames per second
+};
+
+}  // namespace
+
+CanMessage::CanMessage(const CanItem& frame, uint64_t period, bool event, Random& random)
+    : Current(frame), Period(period), Event(event), Nominal(random.Below(period)), ReadyTime(Nominal) {
+  std::generate_n(Current.Data, Current.DataLength, [&] { return random.Byte(); });
+  Event ? FillEvent(random) : FillCyclic(random);
+}
+
+uint32_t CanMessage::Priority() const {
+  const uint32_t id = Current.Identifier & kCanGreatestExtendedId;
+  if ((Current.Flags & kCanExtended) == 0) return id << 19;
+  return (id >> 18) << 19 | 1u << 18 | (id & 0x3FFFF);
+}
+
+void CanMessage::Sent(Random& random) {
+  ++Counter;
+  Nominal += Event ? Period / 2 + random.Below(Period) : Period;
+  ReadyTime = Event ? Nominal : Nominal + random.Below(kGreatestJitter);
+  Event ? FillEvent(random) : FillCyclic(random);
+}
+
+/// A running counter of four bits, signals of 16 bits that change slowly, and a sum at the end.
+void CanMessage::FillCyclic(Random& random) {
+  const size_t length = Current.DataLength;
+  Current.Data[0] = static_cast<unsigned char>((Current.Data[0] & 0xF0) | (Counter & 0x0F));
+  for (size_t i = 1; i + 2 < std::min<size_t>(length, 16); i += 2) Walk(i, random);
+  if (length < 2) return;
+  unsigned int sum = 0;
+  for (size_t i = 0; i + 1 < length; ++i) sum += Current.Data[i];
+  Current.Data[length - 1] = static_cast<unsigned char>(sum);
+}
+
+/// Changes a little-endian signal by at most 8, every other time not at all; it stays within its 16 bits.
+void CanMessage::Walk(size_t index, Random& random) {
+  if (random.Below(2) == 0) return;
+  const uint64_t value = Current.Data[index] + 256u * Current.Data[index + 1];
+  const uint64_t moved = std::clamp<uint64_t>(value + random.Below(17), 8, 0xFFFF + 8) - 8;
+  Current.Data[index] = static_cast<unsigned char>(moved & 0xFF);
+  Current.Data[index + 1] = static_cast<unsigned char>(moved >> 8);
+}
+
+/// What an event tells differs every time.
+void CanMessage::FillEvent(Random& random) {
+  std::generate_n(Current.Data, Current.DataLength, [&] { return random.Byte(); });
+  Current.Data[0] = static_cast<unsigned char>(Counter);
+}
+
+std::vector<CanMessage> PlanMessages(uint64_t budget, Random& random) { return Planner(budget, random).Plan(); }
+
+}  // namespace qor_sim
