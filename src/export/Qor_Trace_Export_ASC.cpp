@@ -1,1 +1,165 @@
 #include "export/Qor_Trace_Export_ASC.h"
+
+#include <array>
+#include <cerrno>
+#include <cstring>
+
+#include "channel/Qor_Trace_Exception.h"
+#include "export/AscHeaderClock.h"
+#include "export/AscLines.h"
+#include "export/RecordFile.h"
+
+std::time_t (*AscHeaderClock)() = [] { return std::time(nullptr); };
+
+namespace {
+
+constexpr unsigned int kGeneral = 255;
+
+static_assert(asc::kLongestLineRoom <= AscOutput::kCapacity);
+
+/// "Sun Nov 15 09:00:19 2026\n", local time; empty for a time that has no such text.
+std::string DateText(std::time_t time) {
+  std::array<char, 64> text{};
+  tzset();  // as ctime does, which keeps its text where other threads write too
+  return ctime_r(&time, text.data()) != nullptr ? text.data() : "";
+}
+
+/// A number of seconds as the lines so far have left it: "0" before the first one, then with all decimals.
+std::string SecondsText(const AscLineState& state) {
+  if (!state.Fixed) return "0";
+  std::array<char, 64> text;
+  return {text.data(), asc::Seconds(text.data(), state.Last, state.Decimals)};
+}
+
+}  // namespace
+
+Qor_Trace_Export_ASC::Qor_Trace_Export_ASC(unsigned int flags, const char* fileName, unsigned long startTime,
+                                           unsigned int maxSize)
+    : BaseFileName(fileName), CurrentFileName(fileName), PreviousFileName(fileName), SizeLimit(maxSize) {
+  State.Flags = flags;
+  State.StartTime = startTime;
+  StartNewFile();
+}
+
+Qor_Trace_Export_ASC::~Qor_Trace_Export_ASC() { EndFile(); }
+
+void Qor_Trace_Export_ASC::StartNewFile() {
+  File.Close();
+  PreviousFileName = CurrentFileName;
+  CurrentFileName = NextFileName();
+  if (!File.Open(CurrentFileName.c_str())) {
+    const int error = errno;
+    throw Qor_Trace_Exception(kGeneral, QOR_TRACE_STATUS_FILE_ERROR,
+                              "error opening file '" + CurrentFileName + std::strerror(error));
+  }
+  WriteHeader();
+}
+
+/// The series counts on with every call; its first file has the plain name.
+std::string Qor_Trace_Export_ASC::NextFileName() {
+  if (!State.Has(QOR_TRACE_ASC_SPLIT)) return BaseFileName;
+  const unsigned int number = FileCounter++;
+  if (number == 0) return CurrentFileName;
+  const size_t dot = std::min(BaseFileName.rfind('.'), BaseFileName.size());  // the last one, in a directory's name too
+  return BaseFileName.substr(0, dot) + "_" + std::to_string(number) + BaseFileName.substr(dot);
+}
+
+void Qor_Trace_Export_ASC::WriteHeader() {
+  const std::string date = DateText(AscHeaderClock());
+  const bool decimal = State.Has(QOR_TRACE_ASC_DECIMAL);
+  if (!decimal) State.Hex = true;
+  std::string header = "date " + date;
+  header += decimal ? "base dec  " : "base hex  ";
+  header += State.Has(QOR_TRACE_ASC_RELATIVE) ? "timestamps relative\n" : "timestamps absolute\n";
+  header += "internal events logged\n// version 8.1.0\n";
+  if (State.Has(QOR_TRACE_ASC_SPLIT) && FileCounter >= 2) {
+    header += "// " + SecondsText(State) + " previous log file: " + PreviousFileName + "\n";
+  }
+  header += "Begin Triggerblock " + date;
+  File.Append(header);
+}
+
+void Qor_Trace_Export_ASC::Export(const std::string& swapName, unsigned int count,
+                                  const Qor_Trace_EntryStore& entries) {
+  ExportSwapped(swapName, count);
+  for (size_t i = 0; i < entries.size(); ++i) WriteEntry(*entries[i]->GetEntry());
+}
+
+void Qor_Trace_Export_ASC::ExportSwapped(const std::string& swapName, unsigned int count) {
+  if (count == 0) return;
+  RecordFile records(swapName);
+  for (; count != 0; --count) {
+    const Qor_Trace_Entry_t* record = records.Next();
+    if (record == nullptr) return;
+    WriteEntry(*record);
+  }
+}
+
+void Qor_Trace_Export_ASC::WriteEntry(const Qor_Trace_Entry_t& entry) {
+  if (entry.Length >= kEntryPayload) {
+    if (IsBeforeStart(entry)) return;
+    WriteLine(entry);
+  }
+  GoOnInNextFile();
+}
+
+/// With a start offset, entries before the start time are left out, unless their times are relative to each other.
+bool Qor_Trace_Export_ASC::IsBeforeStart(const Qor_Trace_Entry_t& entry) const {
+  return (State.Flags & (QOR_TRACE_ASC_START_OFFSET | QOR_TRACE_ASC_RELATIVE)) == QOR_TRACE_ASC_START_OFFSET &&
+         entry.Timestamp < State.StartTime;
+}
+
+void Qor_Trace_Export_ASC::WriteLine(const Qor_Trace_Entry_t& entry) {
+  switch (entry.BusType) {
+    case BusType_Can:
+      return Compose(entry, asc::CanLine);
+    case BusType_Lin:
+      return WriteEntry_Lin(entry);
+    case BusType_FlexRay:
+      return WriteEntry_FlexRay(entry);
+    case BusType_Ethernet:
+      return Compose(entry, asc::EthernetLine);
+    default:
+      return;
+  }
+}
+
+void Qor_Trace_Export_ASC::WriteEntry_Lin(const Qor_Trace_Entry_t& entry) { Compose(entry, asc::LinLine); }
+
+void Qor_Trace_Export_ASC::WriteEntry_FlexRay(const Qor_Trace_Entry_t& entry) { Compose(entry, asc::FlexRayLine); }
+
+template <class Line>
+void Qor_Trace_Export_ASC::Compose(const Qor_Trace_Entry_t& entry, Line line) {
+  if (entry.Length < kEntryPayload) return;
+  File.Commit(line(State, entry, File.Room(asc::LineRoom(entry))));
+}
+
+/// In a series, ends a file that has grown beyond its limit and begins the next one.
+void Qor_Trace_Export_ASC::GoOnInNextFile() {
+  if (!State.Has(QOR_TRACE_ASC_SPLIT)) return;
+  if (!File.IsOpen() || File.Failed()) LosePosition();
+  if (File.Size() <= SizeLimit) return;
+  Flush();  // a line that can't be written is reported before its file's trailer is tried
+  EndFile();
+  if (File.Failed()) LosePosition();
+  StartNewFile();
+}
+
+void Qor_Trace_Export_ASC::Flush() {
+  if (!File.IsOpen() || File.Flush()) return;
+  if (State.Has(QOR_TRACE_ASC_SPLIT)) LosePosition();
+}
+
+/// A series can't go on without knowing where its file stands.
+void Qor_Trace_Export_ASC::LosePosition() {
+  File.Close();
+  throw Qor_Trace_Exception(kGeneral, QOR_TRACE_STATUS_FILE_ERROR, "coud not get current stream position");
+}
+
+void Qor_Trace_Export_ASC::EndFile() {
+  if (!File.IsOpen()) return;
+  File.Append("End Triggerblock\n");
+  File.Close();
+}
+
+bool Qor_Trace_Export_ASC::Failed() const { return File.Failed(); }

@@ -1,11 +1,12 @@
 // Vector ASC text log, dialect "// version 8.1.0".
 #pragma once
 
-#include <ctime>
 #include <string>
 
 #include "channel/Qor_Trace_Entry.h"
 #include "channel/Qor_Trace_EntryStore.h"
+#include "export/AscLineState.h"
+#include "export/AscOutput.h"
 #include "internal/Visibility.h"
 
 /// Writes trace entries as lines of an ASC log: one file, or a numbered series of files of limited size.
@@ -34,10 +35,22 @@ class QOR_EXPORT Qor_Trace_Export_ASC {
   /// @throws Qor_Trace_Exception as WriteEntry
   void Export(const std::string& swapName, unsigned int count, const Qor_Trace_EntryStore& entries);
 
+  /// Ends the open file, if any, without a trailer, opens the next one (an existing one is replaced) and composes its
+  /// header.
+  /// @throws Qor_Trace_Exception 0x02140007 if it can't be opened
+  void StartNewFile();
+
+  /// Composes the header of the current file. A time that has no date text leaves it out, its line feed included.
+  void WriteHeader();
+
   /// Writes one entry, and with QOR_TRACE_ASC_SPLIT goes on in the next file if this one is now beyond its size.
   /// Nothing is read past entry.Length.
   /// @throws Qor_Trace_Exception 0x02140007 if, while splitting, the file can't be written or the next one can't be opened
   void WriteEntry(const Qor_Trace_Entry_t& entry);
+
+  /// Composes the line of an entry taken as a LIN or a FlexRay one, whatever its bus type. No filter, no split.
+  void WriteEntry_Lin(const Qor_Trace_Entry_t& entry);
+  void WriteEntry_FlexRay(const Qor_Trace_Entry_t& entry);
 
   /// Brings all lines composed so far to the file.
   /// @throws Qor_Trace_Exception 0x02140007 in a series, if that fails
@@ -48,4 +61,22 @@ class QOR_EXPORT Qor_Trace_Export_ASC {
 
   /// True once a write or a close has failed; what was written before it is in the file.
   [[nodiscard]] bool Failed() const;
+
+ private:
+  std::string NextFileName();
+  void ExportSwapped(const std::string& swapName, unsigned int count);
+  [[nodiscard]] bool IsBeforeStart(const Qor_Trace_Entry_t& entry) const;
+  void WriteLine(const Qor_Trace_Entry_t& entry);
+  template <class Line>
+  void Compose(const Qor_Trace_Entry_t& entry, Line line);
+  void GoOnInNextFile();
+  [[noreturn]] void LosePosition();
+
+  AscLineState State;
+  std::string BaseFileName;      // as given
+  std::string CurrentFileName;   // the open file
+  std::string PreviousFileName;  // the one before it
+  unsigned int SizeLimit;        // bytes
+  unsigned int FileCounter = 0;  // files of a series begun so far
+  AscOutput File;
 };

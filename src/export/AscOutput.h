@@ -1,0 +1,59 @@
+// The text file beneath an ASC log: one buffer, large writes.
+#pragma once
+
+#include <cstddef>
+#include <memory>
+#include <string_view>
+
+/// A file that text is composed for in one buffer. Bytes reach the file when the next piece of text might not fit,
+/// with Flush and with Close.
+///
+/// After a failed write nothing more is written: what is in the file is what was composed, from its beginning, without a gap.
+/// The failure is kept until the object's end, over later files too; errno is that of the failed call.
+///
+/// Threads: one at a time.
+class AscOutput {
+ public:
+  /// @throws std::bad_alloc
+  AscOutput();
+  /// Closes the file as Close does.
+  ~AscOutput();
+  AscOutput(const AscOutput&) = delete;
+  AscOutput& operator=(const AscOutput&) = delete;
+
+  /// Creates or truncates a file; no other may be open. False, with errno set, if that fails.
+  [[nodiscard]] bool Open(const char* path);
+  [[nodiscard]] bool IsOpen() const { return File >= 0; }
+
+  /// A place for up to `bytes` more bytes (at most kCapacity), until the next call. Text written there counts once it is
+  /// taken with Commit.
+  [[nodiscard]] char* Room(size_t bytes) {
+    if (kCapacity - Used < bytes) Flush();
+    return Buffer.get() + Used;
+  }
+  /// Takes the text from the place that Room gave up to `end`.
+  void Commit(const char* end) { Used = static_cast<size_t>(end - Buffer.get()); }
+  /// Text of any length.
+  void Append(std::string_view text);
+
+  /// Bytes of the file if it had all that was composed for it.
+  [[nodiscard]] unsigned long Size() const { return Written + Used; }
+
+  /// False if a write has failed, now or earlier, or if no file is open for what was composed.
+  bool Flush();
+  /// Flushes and closes; text that was composed without a file is dropped.
+  void Close();
+  /// True once a write or a close has failed, or text was composed without a file.
+  [[nodiscard]] bool Failed() const { return Broken || (Used != 0 && !IsOpen()); }
+
+  static constexpr size_t kCapacity = size_t{256} * 1024;
+
+ private:
+  bool WriteAll(const char* text, size_t bytes);
+
+  std::unique_ptr<char[]> Buffer;
+  size_t Used = 0;            // bytes composed and not yet written
+  unsigned long Written = 0;  // bytes of the open file that left the buffer
+  int File = -1;
+  bool Broken = false;
+};
