@@ -235,7 +235,12 @@ typedef struct Qor_Trace_Export_Request_t {
 
 /* ---- Start modes, export flags, properties ------------------------------------------------------------------ */
 
-/** Start: write every stored entry to a live ASC file too (properties ASC_FILE_NAME and ASC_MAX_FILE_SIZE). */
+/** Start: write every stored entry to a live ASC file too (properties ASC_FILE_NAME and ASC_MAX_FILE_SIZE). The file is
+ *  brought up to date after each batch of a single channel (every 10 ms) or each pass of the sort stage (every 50 ms):
+ *  a process that dies loses the lines of the batch or pass at work, what still waited in the sort stage (100 to
+ *  150 ms with interfaces that deliver in time), and the closing line. A file that fails is given up: the error is
+ *  reported, with one channel its receive thread ends and Qor_Trace_Stop returns as usual, with several the process
+ *  ends (the sort thread has nobody to return an error to). The same holds for a swap file that fails. */
 #define QOR_TRACE_START_ASC_RECORDING 0x1u
 /** Start: at the memory limit drop the older half of the trace instead of moving it to the swap file. */
 #define QOR_TRACE_START_DISCARD_OLDEST 0x2u
