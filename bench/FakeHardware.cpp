@@ -3,6 +3,7 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstring>
@@ -12,38 +13,105 @@
 namespace {
 
 constexpr unsigned int kMostPorts = 8;
-constexpr size_t kItemSize = 24;  // 16 + 8 data bytes
-constexpr size_t kHead = 4;
-constexpr unsigned char kPoll = 0x0F;
+constexpr size_t kMostResponse = 65535;
 constexpr unsigned int kPollInterval = 10000;  // µs
 
+/// How a bus's poll responses look.
+struct BusLayout {
+  unsigned char InterfaceType;
+  unsigned char PollSubCommand;
+  size_t Head;   // bytes before the first item
+  bool Counted;  // the head carries the number of items
+  size_t Item;   // bytes from item to item
+};
+
+constexpr size_t kCanData = 8;
+constexpr size_t kLinData = 9;  // checksum included
+constexpr size_t kFlexRayHead = 20;
+constexpr size_t kFlexRayData = 16;
+constexpr size_t kEthernetHead = 16;
+constexpr size_t kEthernetData = 100;
+
+constexpr std::array<BusLayout, 4> kLayouts = {{
+    {QOR_INTERFACE_CAN, 0x0F, 4, false, 16 + kCanData},
+    {QOR_INTERFACE_LIN, 0x0E, 8, true, 12 + 8 + kLinData},
+    {QOR_INTERFACE_FLEXRAY, 0x03, 8, false, kFlexRayHead + kFlexRayData},
+    {QOR_INTERFACE_ETHERNET, 0x03, 8, true, kEthernetHead + kEthernetData},
+}};
+
 struct Port {
+  Qor_Trace_BusType Bus = BusType_Can;
   std::atomic<size_t> Left = 0;
   std::atomic<bool> Drained = true;
   unsigned long Next = 0;  // µs
 };
 
 std::array<Port, kMostPorts + 1> AllPorts;
-unsigned int PortCount = 0;
-unsigned int Identifiers = 1;
+unsigned long PortCount = 1;
 
-unsigned int Poll(unsigned int handle, unsigned char* response, unsigned int* length) {
-  auto& port = AllPorts[handle];
+void PutCan(unsigned char* out, unsigned long time, unsigned long number) {
+  Can_Param_Monitor_Buffer64_LargeItem_t item{};
+  item.Timestamp = time;
+  item.Identifier = static_cast<unsigned int>(number % 100);
+  item.Dlc = kCanData;
+  item.DataLength = kCanData;
+  std::memcpy(item.Data, &number, sizeof number);
+  std::memcpy(out, &item, 16 + kCanData);
+}
+
+void PutLin(unsigned char* out, unsigned long time, unsigned long number) {
+  Lin_Param_Monitor_Buffer64_ItemHeader_t header{};
+  header.ItemSize = static_cast<unsigned short>(kLayouts[BusType_Lin].Item);
+  header.TimestampLow = static_cast<unsigned int>(time);
+  header.TimestampHigh = static_cast<unsigned int>(time >> 32);
+  Lin_Param_Monitor_Buffer64_Item_Small_t item{};
+  item.DataLength = kLinData;
+  item.Identifier = static_cast<unsigned char>(number % 60);
+  item.BitTime = 416664;  // 19200 bit/s
+  std::memcpy(item.Data, &number, sizeof number);
+  std::memcpy(out, &header, sizeof header);
+  std::memcpy(out + sizeof header, &item, sizeof item);
+}
+
+void PutFlexRay(unsigned char* out, unsigned long time, unsigned long number) {
+  Qor_Trace_Entry_FlexRay_t item{};
+  item.ItemSize = static_cast<unsigned short>(kLayouts[BusType_FlexRay].Item);
+  item.ItemType = QOR_TRACE_FLEXRAY_RECEIVED;
+  item.ItemTimestamp = time;
+  item.SlotId = static_cast<unsigned short>(number % 100 + 1);
+  item.PayloadLength = kFlexRayData / 2;
+  std::memcpy(item.Data, &number, sizeof number);
+  std::memcpy(out, &item, kFlexRayHead + kFlexRayData);
+}
+
+void PutEthernet(unsigned char* out, unsigned long time, unsigned long number) {
+  Qor_Trace_Entry_Ethernet_t item{};
+  item.ItemSize = static_cast<unsigned short>(kLayouts[BusType_Ethernet].Item);
+  item.ItemType = QOR_TRACE_ETHERNET_FRAME;
+  item.ItemTimestamp = time;
+  item.FrameLength = kEthernetData;
+  std::memcpy(item.Frame, &number, sizeof number);
+  std::memcpy(out, &item, kEthernetHead + kEthernetData);
+}
+
+constexpr std::array<void (*)(unsigned char*, unsigned long, unsigned long), 4> kPut = {PutCan, PutLin, PutFlexRay,
+                                                                                        PutEthernet};
+
+unsigned int Poll(Port& port, unsigned char* response, unsigned int* length) {
+  const auto& layout = kLayouts[port.Bus];
   const size_t left = port.Left;
-  const size_t count = std::min(left, bench::ItemsPerPoll());
+  const size_t count = std::min(left, (kMostResponse - layout.Head) / layout.Item);
   if (count == 0) port.Drained = true;
   for (size_t i = 0; i < count; ++i) {
-    Can_Param_Monitor_Buffer64_LargeItem_t item{};
-    item.Timestamp = port.Next * 1000;
-    item.Identifier = static_cast<unsigned int>(port.Next / PortCount % Identifiers);
-    item.Dlc = 8;
-    item.DataLength = 8;
-    std::memcpy(item.Data, &item.Timestamp, 8);
-    std::memcpy(response + kHead + i * kItemSize, &item, kItemSize);
+    kPut[port.Bus](response + layout.Head + i * layout.Item, port.Next * 1000, port.Next / PortCount);
     port.Next += PortCount;
   }
+  if (layout.Counted) {
+    response[4] = static_cast<unsigned char>(count);
+    response[5] = static_cast<unsigned char>(count >> 8);
+  }
   port.Left = left - count;
-  *length = static_cast<unsigned int>(kHead + count * kItemSize);
+  *length = static_cast<unsigned int>(layout.Head + count * layout.Item);
   return 0;
 }
 
@@ -51,30 +119,31 @@ unsigned int Poll(unsigned int handle, unsigned char* response, unsigned int* le
 
 namespace bench {
 
-void LoadPorts(unsigned int ports, size_t itemsPerPort, unsigned int identifiers) {
-  PortCount = ports;
-  Identifiers = identifiers;
-  for (unsigned int p = 1; p <= ports; ++p) {
-    AllPorts[p].Next = p;
-    AllPorts[p].Left = itemsPerPort;
-    AllPorts[p].Drained = false;
+void LoadPorts(const std::vector<Qor_Trace_BusType>& buses, size_t itemsPerPort) {
+  PortCount = buses.size();
+  for (size_t i = 0; i < buses.size(); ++i) {
+    auto& port = AllPorts[i + 1];
+    port.Bus = buses[i];
+    port.Next = i + 1;
+    port.Left = itemsPerPort;
+    port.Drained = false;
   }
 }
 
 bool PortsDrained() {
-  for (const auto& port : AllPorts) {
-    if (!port.Drained) return false;
-  }
-  return true;
+  return std::all_of(AllPorts.begin(), AllPorts.end(), [](const Port& port) { return port.Drained.load(); });
 }
 
-size_t ItemsPerPoll() { return (65535 - kHead) / kItemSize; }
+size_t RecordLength(Qor_Trace_BusType bus) {
+  const size_t item = kLayouts[bus].Item;
+  return bus == BusType_Lin ? 48 : 28 + item;
+}
 
 }  // namespace bench
 
 // The hardware library's calls. A port's connection has the port's number.
 unsigned int Qor_ErrorHandler(unsigned int, unsigned int code, const char*, ...) { return code; }
-unsigned char Qor_GetInterfaceType(unsigned int) { return QOR_INTERFACE_CAN; }
+unsigned char Qor_GetInterfaceType(unsigned int port) { return kLayouts[AllPorts[port].Bus].InterfaceType; }
 unsigned int Qor_GetInterfaceInfo(unsigned int port, Qor_InterfaceInfo_t* info) {
   std::memcpy(info->Bytes, &port, sizeof port);
   return 0;
@@ -89,7 +158,9 @@ unsigned int Qor_GetLastErrorByPortHandle(unsigned int, unsigned int*, unsigned 
 unsigned int Qor_CommandWithResponseEx(unsigned int handle, unsigned int, unsigned int, unsigned int,
                                        const unsigned char* request, unsigned int, unsigned char* response,
                                        unsigned int* length) {
-  if (request[0] == kPoll) return Poll(handle, response, length);
+  auto& port = AllPorts[handle];
+  const bool poll = *length == kMostResponse && request[0] == kLayouts[port.Bus].PollSubCommand;
+  if (poll) return Poll(port, response, length);
   *length = 0;
   return 0;
 }

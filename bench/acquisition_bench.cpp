@@ -13,19 +13,18 @@
 #include "Measure.h"
 #include "channel/Qor_Trace_Entry.h"
 #include "monitor/Qor_Trace.h"
-#include "qor_api.h"
 
 namespace {
 
-constexpr unsigned int kIdentifiers = 100;
+using Buses = std::vector<Qor_Trace_BusType>;
 
-/// Records everything that `ports` ports bring and returns the CPU seconds of that, until the last entry is stored.
-double Record(Qor_Trace_Monitor& monitor, unsigned int ports, size_t items) {
-  for (unsigned int port = 1; port <= ports; ++port) {
+/// Records everything that ports of these buses bring and returns the CPU seconds of that, until the last entry is stored.
+double Record(Qor_Trace_Monitor& monitor, const Buses& buses, size_t items) {
+  bench::LoadPorts(buses, items / buses.size());
+  for (unsigned int port = 1; port <= buses.size(); ++port) {
     unsigned int number;
     monitor.AddChannel(port, 0, &number);
   }
-  bench::LoadPorts(ports, items / ports, kIdentifiers);
   return bench::Cost([&] {
     monitor.Start(0);
     while (!bench::PortsDrained()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -33,26 +32,25 @@ double Record(Qor_Trace_Monitor& monitor, unsigned int ports, size_t items) {
   });
 }
 
-double AllocateAndAppend(size_t items) {
-  Can_Param_Monitor_Buffer64_LargeItem_t item{};
-  item.DataLength = 8;
+double AllocateAndAppend(const Buses& buses, size_t items) {
+  const std::vector<unsigned char> item(bench::RecordLength(BusType_Ethernet));
   std::vector<std::unique_ptr<unsigned char[]>> records;
   return bench::Cost([&] {
     for (size_t i = 0; i < items; ++i) {
-      item.Timestamp = i;
-      records.emplace_back(new unsigned char[kEntryCanData + 8]);
-      std::memcpy(records.back().get() + kEntryPayload, &item, 24);
+      const size_t length = bench::RecordLength(buses[i % buses.size()]);
+      records.emplace_back(new unsigned char[length]);
+      std::memcpy(records.back().get() + kEntryPayload, item.data(), length - kEntryPayload);
     }
   });
 }
 
-bench::Row Acquisition(const char* name, unsigned int ports, size_t items, int rounds) {
+bench::Row Acquisition(const char* name, const Buses& buses, size_t items, int rounds) {
   const auto work = [&] {
     Qor_Trace_Monitor monitor;
-    return Record(monitor, ports, items);
+    return Record(monitor, buses, items);
   };
   return bench::Compare(name, rounds, static_cast<double>(items), "entry", work,
-                        [&] { return AllocateAndAppend(items); });
+                        [&] { return AllocateAndAppend(buses, items); });
 }
 
 double ResidentBytes() {
@@ -66,7 +64,7 @@ double ResidentBytes() {
 void PrintMemoryPerEntry(size_t items) {
   Qor_Trace_Monitor monitor;
   const double before = ResidentBytes();
-  Record(monitor, 1, items);
+  Record(monitor, {BusType_Can}, items);
   const double held = ResidentBytes() - before;
   std::printf("resident memory per stored 8-byte CAN entry: %.1f bytes, over %zu entries (the record itself: %u)\n",
               held / static_cast<double>(items), items, kEntryCanData + 8);
@@ -81,6 +79,13 @@ int main(int argc, char** argv) {
   bench::BecomeMultiThreaded();
   PrintMemoryPerEntry(quick ? 20'000 : 5'000'000);
   bench::PrintHead();
-  bench::Print(Acquisition("acquisition, one channel", 1, items, rounds));
-  bench::Print(Acquisition("acquisition, two channels through the sort", 2, items, rounds));
+  const auto measure = [&](const char* name, const Buses& buses) {
+    bench::Print(Acquisition(name, buses, items, rounds));
+  };
+  measure("acquisition, one CAN channel", {BusType_Can});
+  measure("acquisition, one LIN channel", {BusType_Lin});
+  measure("acquisition, one FlexRay channel", {BusType_FlexRay});
+  measure("acquisition, one Ethernet channel", {BusType_Ethernet});
+  measure("acquisition, two CAN channels, sorted", {BusType_Can, BusType_Can});
+  measure("acquisition, all four buses, sorted", {BusType_Can, BusType_Lin, BusType_FlexRay, BusType_Ethernet});
 }

@@ -20,10 +20,10 @@ constexpr unsigned int kCall = 1024 * 1024;             // bytes
 constexpr unsigned int kMostInCall = 1024 * 1024 / 56;  // records of 8-byte CAN frames
 
 void Fill(Qor_Trace_Monitor& monitor, size_t items, unsigned int limit) {
+  bench::LoadPorts({BusType_Can}, items);
   unsigned int number;
   monitor.AddChannel(1, 0, &number);
   monitor.Property_SetById(0, QOR_TRACE_PROPERTY_MAX_ENTRIES, 4, reinterpret_cast<unsigned char*>(&limit));
-  bench::LoadPorts(1, items, 100);
   monitor.Start(0);
   while (!bench::PortsDrained()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
   monitor.Stop();
