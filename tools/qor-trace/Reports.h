@@ -1,0 +1,33 @@
+// The error reports of the library: what a failing call said, and what happened on its threads meanwhile.
+#ifndef QOR_TRACE_REPORTS_H
+#define QOR_TRACE_REPORTS_H
+
+#include <cstddef>
+#include <string>
+
+namespace client::Reports {
+
+/// From now on reports are kept, and an error that ends the process on a thread of the library is explained on standard
+/// error first (exit code 1). To be called once, before anything else of the library.
+void Install();
+
+/// Place in the row of reports; those after it belong to what is done next.
+std::size_t Mark();
+
+/// Throws what a failed call means as a Failure: "Cannot start the recording: no bus interfaces selected (0x02140009)".
+///
+/// @param status  of the call; 0 does nothing
+/// @param what    "Cannot start the recording"
+/// @param mark    taken before the call
+void Check(unsigned int status, const std::string& what, std::size_t mark);
+
+/// True once a file of a running recording (swap file, live ASC file) could not be written. It is set before the
+/// library lets anybody see the entries that this concerns.
+bool RecordingFailed();
+
+/// Why, in the library's words and with its code.
+std::string RecordingFailure();
+
+}  // namespace client::Reports
+
+#endif  // QOR_TRACE_REPORTS_H

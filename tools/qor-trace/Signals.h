@@ -1,0 +1,44 @@
+// Ctrl-C and SIGTERM: the first asks for a clean end, the second ends at once.
+#ifndef QOR_TRACE_SIGNALS_H
+#define QOR_TRACE_SIGNALS_H
+
+#include <chrono>
+#include <condition_variable>
+#include <functional>
+#include <mutex>
+#include <thread>
+
+namespace client {
+
+/// Takes SIGINT and SIGTERM on a thread of its own. SIGPIPE and SIGXFSZ are ignored, so that a reader that has gone
+/// and a full disk show as results of write. To be made before any other thread starts; one in a process.
+class Signals {
+ public:
+  Signals();
+  ~Signals();
+  Signals(const Signals&) = delete;
+  Signals& operator=(const Signals&) = delete;
+
+  bool StopRequested() const;
+
+  /// Returns after `time`, or earlier when a stop is requested.
+  void Wait(std::chrono::milliseconds time);
+
+  /// Called before a second signal ends the process, on the signal thread; whatever the others are doing. It must not
+  /// wait for them.
+  void SetLastWish(std::function<void()> wish);
+
+ private:
+  void Run();
+
+  mutable std::mutex Mutex;  // nests in nothing
+  std::condition_variable Changed;
+  bool Requested = false;
+  bool Ending = false;
+  std::function<void()> LastWish;
+  std::thread Thread;
+};
+
+}  // namespace client
+
+#endif  // QOR_TRACE_SIGNALS_H

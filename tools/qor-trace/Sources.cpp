@@ -1,0 +1,126 @@
+#include "Sources.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <charconv>
+#include <string_view>
+
+#include "Failure.h"
+#include "qor_sim.h"
+
+namespace client {
+
+namespace {
+
+/// KIND[:PATH][?OPTIONS]
+struct Parts {
+  std::string Kind, Path, Options;
+};
+
+Parts Split(const std::string& text) {
+  Parts parts;
+  const auto mark = text.find('?');
+  if (mark != std::string::npos) parts.Options = text.substr(mark + 1);
+  const std::string front = text.substr(0, mark);
+  const auto colon = front.find(':');
+  if (colon == std::string::npos && front.ends_with(".log")) return {"candump", front, parts.Options};
+  // "./a:b.log" is a path: kinds are plain words.
+  if (front.find('/') < colon && front.ends_with(".log")) return {"candump", front, parts.Options};
+  parts.Kind = front.substr(0, colon);
+  if (colon != std::string::npos) parts.Path = front.substr(colon + 1);
+  return parts;
+}
+
+std::string Join(const Parts& parts) {
+  std::string text = parts.Kind;
+  if (!parts.Path.empty()) text += ":" + parts.Path;
+  if (!parts.Options.empty()) text += "?" + parts.Options;
+  return text;
+}
+
+/// The value of an option, if the options name it.
+std::optional<std::string> Option(const std::string& options, const std::string& name) {
+  std::string_view rest = options;
+  while (!rest.empty()) {
+    const std::string_view option = rest.substr(0, rest.find('&'));
+    if (option.starts_with(name + "=")) return std::string(option.substr(name.size() + 1));
+    rest.remove_prefix(std::min(rest.size(), option.size() + 1));
+  }
+  return std::nullopt;
+}
+
+void SetDefault(std::string& options, const std::string& name, const std::string& value) {
+  if (value.empty() || Option(options, name)) return;
+  options += fmt::format("{}{}={}", options.empty() ? "" : "&", name, value);
+}
+
+double SpeedOf(const std::string& options) {
+  const std::string text = Option(options, "speed").value_or("1");
+  double speed = 0;  // what "max" comes to, and what the simulator will refuse
+  std::from_chars(text.data(), text.data() + text.size(), speed);
+  return speed;
+}
+
+/// One source a line.
+std::string Expand(const Source& source) {
+  std::string text(4096, '\0');
+  auto length = static_cast<unsigned int>(text.size());
+  unsigned int status = Qor_Sim_ExpandSource(source.Text.c_str(), text.data(), &length);
+  if (status == QOR_SIM_ERROR_CAPACITY) {
+    text.assign(length, '\0');
+    status = Qor_Sim_ExpandSource(source.Text.c_str(), text.data(), &length);
+  }
+  if (status != 0) throw UsageError(fmt::format("Source \"{}\": {}", source.Shown, Qor_Sim_ErrorText()));
+  text.resize(text.find('\0'));
+  return text;
+}
+
+/// The simulator names unreadable files too, but as it would a wrong source text.
+void CheckReadable(const Source& source) {
+  const std::optional<std::string> path = FileOf(source.Text);
+  if (!path) return;
+  const int file = open(path->c_str(), O_RDONLY | O_CLOEXEC);
+  if (file < 0) throw Failure(fmt::format("Cannot open \"{}\": {}", *path, ErrnoText(errno)));
+  close(file);
+}
+
+}  // namespace
+
+Source PlanSource(const std::string& typed, const SourceDefaults& defaults, const std::filesystem::path& folder) {
+  Parts parts = Split(typed);
+  if (!parts.Path.empty()) parts.Path = (folder / parts.Path).lexically_normal().string();
+  SetDefault(parts.Options, "speed", defaults.Speed);
+  if (parts.Kind == "can") SetDefault(parts.Options, "duration", defaults.Duration);
+  return {Join(parts), typed, SpeedOf(parts.Options)};
+}
+
+std::optional<std::string> FileOf(const std::string& source) {
+  const Parts parts = Split(source);
+  if (parts.Path.empty()) return std::nullopt;
+  return parts.Path;
+}
+
+std::vector<Source> PlanSources(const std::vector<std::string>& typed, const SourceDefaults& defaults,
+                                const std::filesystem::path& folder) {
+  std::vector<Source> sources;
+  for (const std::string& text : typed) {
+    const Source whole = PlanSource(text, defaults, folder);
+    CheckReadable(whole);
+    const std::string lines = Expand(whole);
+    for (std::size_t begin = 0; begin < lines.size();) {
+      const std::size_t end = std::min(lines.find('\n', begin), lines.size());
+      Source one{lines.substr(begin, end - begin), whole.Shown, whole.Speed};
+      if (const auto bus = Option(Split(one.Text).Options, "interface");
+          bus && !Option(Split(text).Options, "interface"))
+        one.Shown += fmt::format(" ({})", *bus);
+      sources.push_back(one);
+      begin = end + 1;
+    }
+  }
+  return sources;
+}
+
+}  // namespace client

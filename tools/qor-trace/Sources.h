@@ -1,0 +1,39 @@
+// What a person types for a source, and what the simulator is given.
+#ifndef QOR_TRACE_SOURCES_H
+#define QOR_TRACE_SOURCES_H
+
+#include <filesystem>
+#include <optional>
+#include <string>
+#include <vector>
+
+namespace client {
+
+/// One bus to be recorded.
+struct Source {
+  std::string Text;   // for Qor_Sim_OpenPort; paths are absolute
+  std::string Shown;  // as typed
+  double Speed = 1;   // trace seconds a second; 0: as fast as it can be drained
+};
+
+/// Options that go into every source that does not set them itself; empty: not given.
+struct SourceDefaults {
+  std::string Speed;
+  std::string Duration;  // sources of kind "can" only
+};
+
+/// Completes what was typed: "x.log" becomes "candump:/where/x.log", and the defaults are added.
+Source PlanSource(const std::string& typed, const SourceDefaults& defaults, const std::filesystem::path& folder);
+
+/// The file that a source is read from, if any.
+std::optional<std::string> FileOf(const std::string& source);
+
+/// Plans all, and makes one source for each interface of a recording that has several.
+///
+/// Failure: UsageError for a source that the simulator doesn't understand, Failure for a file that can't be read.
+std::vector<Source> PlanSources(const std::vector<std::string>& typed, const SourceDefaults& defaults,
+                                const std::filesystem::path& folder);
+
+}  // namespace client
+
+#endif  // QOR_TRACE_SOURCES_H

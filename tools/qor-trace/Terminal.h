@@ -1,0 +1,44 @@
+// Standard output for results, standard error for talk.
+#ifndef QOR_TRACE_TERMINAL_H
+#define QOR_TRACE_TERMINAL_H
+
+#include <chrono>
+#include <string>
+#include <string_view>
+
+namespace client {
+
+bool StandardOutputIsTerminal();
+bool StandardErrorIsTerminal();
+
+/// Writes a result to standard output.
+///
+/// @return false when the reader has gone, which is no failure
+/// Failure: Failure when it can't be written for another reason.
+bool Print(std::string_view text);
+
+/// Writes a line to standard error. What can't be written there is let go.
+void Say(std::string_view line);
+
+/// The line that is overwritten while a recording runs; nothing unless standard error is a terminal.
+class LiveLine {
+ public:
+  LiveLine() : Shown(StandardErrorIsTerminal()) {}
+  ~LiveLine() { Clear(); }
+  LiveLine(const LiveLine&) = delete;
+  LiveLine& operator=(const LiveLine&) = delete;
+
+  /// Whether it is time for the next text: five times a second.
+  bool IsDue() const;
+  void Show(const std::string& text);
+  void Clear();
+
+ private:
+  const bool Shown;
+  bool Dirty = false;
+  std::chrono::steady_clock::time_point Next;
+};
+
+}  // namespace client
+
+#endif  // QOR_TRACE_TERMINAL_H

@@ -1,0 +1,30 @@
+// Sizes, durations and times as people write and read them.
+#ifndef QOR_TRACE_UNITS_H
+#define QOR_TRACE_UNITS_H
+
+#include <optional>
+#include <string>
+#include <string_view>
+
+namespace client {
+
+/// "500M" -> 524288000. Digits, then nothing or one of K, M, G, T (powers of 1024; small letters too).
+/// @return bytes, or nothing for another text or more than 64 bits
+std::optional<unsigned long> ParseSize(std::string_view text);
+
+/// "90s", "1h30m", "0.5s" -> ns. Numbers, each with its unit: ns, us, ms, s, m or h. A fraction is cut at 1 ns.
+/// @return ns, or nothing for another text or more than 64 bits
+std::optional<unsigned long> ParseDuration(std::string_view text);
+
+/// 1500000 -> "0.001500000"
+std::string FormatSeconds(unsigned long ns);
+
+/// "0:05.2", "12:34.5", "1:02:03.4": hours only where there are some.
+std::string FormatElapsed(unsigned long ns);
+
+/// "1 entry", "2 entries": the count, and the word that goes with it.
+std::string FormatCount(unsigned long count, std::string_view one, std::string_view many);
+
+}  // namespace client
+
+#endif  // QOR_TRACE_UNITS_H

@@ -1,0 +1,53 @@
+// qor-trace: records bus traffic and lists it.
+#include <fmt/format.h>
+
+#include <exception>
+#include <new>
+
+#include "Commands.h"
+#include "Failure.h"
+#include "Reports.h"
+#include "Terminal.h"
+
+namespace {
+
+constexpr const char* Version = "qor-trace " QOR_TRACE_VERSION;
+
+int Run(const client::Action& action, client::Signals& signals) {
+  try {
+    return action(signals);
+  } catch (const client::Failure& failure) {
+    client::Say(fmt::format("qor-trace: {}.", failure.what()));
+    return failure.Code;
+  } catch (const std::bad_alloc&) {
+    client::Say("qor-trace: Memory is exhausted.");
+  } catch (const std::exception& error) {
+    client::Say(fmt::format("qor-trace: {}.", error.what()));
+  }
+  return client::ExitFailed;
+}
+
+int RunCommandLine(int count, char** arguments, client::Signals& signals) {
+  CLI::App app("Records the traffic of vehicle buses: CAN and CAN FD.", "qor-trace");
+  app.set_version_flag("--version", Version);
+  app.require_subcommand(1);
+  app.footer("'qor-trace COMMAND --help' tells more.");
+  client::Action action;
+  client::AddRecordCommand(app, action);
+  client::AddListCommand(app, action);
+  for (CLI::App* command : app.get_subcommands({})) command->set_version_flag("--version", Version);
+  try {
+    app.parse(count, arguments);
+  } catch (const CLI::ParseError& error) {
+    return app.exit(error) == 0 ? client::ExitDone : client::ExitUsage;
+  }
+  return Run(action, signals);
+}
+
+}  // namespace
+
+int main(int count, char** arguments) {
+  client::Signals signals;
+  client::Reports::Install();
+  return RunCommandLine(count, arguments, signals);
+}
