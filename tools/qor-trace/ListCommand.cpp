@@ -1,6 +1,4 @@
 // qor-trace list
-#include <fmt/format.h>
-
 #include <algorithm>
 #include <memory>
 #include <nlohmann/json.hpp>
@@ -45,7 +43,7 @@ int ListRecording(const ListArguments& arguments, Signals& signals) {
   recorder.Trace().ReadList(newest);
   int code = recorder.Counted().Lossy() ? ExitLossy : ExitDone;
   if (end == End::RecordingFailed) {
-    Say(fmt::format("qor-trace: {}.", recorder.Error()));
+    SayError(recorder.Error());
     code = ExitFailed;
   }
   if (recorder.Counted().Lossy()) Say(recorder.Counted().Text());

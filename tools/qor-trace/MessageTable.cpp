@@ -57,7 +57,6 @@ void MessageTable::SetNewest(const unsigned char* record, unsigned int length) {
   if (!can) return;
   const EntryHeader header = ReadHeader(record);
   Row& row = RowOf(header.ChannelId, *can);
-  row.Cycle = header.RelativeTimestamp;
   row.Timestamp = header.Timestamp;
   row.Flags = can->Flags;
   row.Dlc = can->Dlc;

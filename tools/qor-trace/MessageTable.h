@@ -18,7 +18,8 @@ class MessageTable : public EntrySink {
  public:
   bool Take(const unsigned char* record, unsigned int length) override;
 
-  /// Replaces the newest entry and the cycle time of a message by a row of the monitor's list.
+  /// Replaces the newest entry of a message by a row of the monitor's list. Its cycle time is not taken: the list
+  /// compares the newest entries of two polls, which lie further apart when a message comes more than once in a poll.
   void SetNewest(const unsigned char* record, unsigned int length);
 
   /// For people: a heading and a line a row.

@@ -104,7 +104,7 @@ class RecordRun {
 
   void NoteError(const std::string& sentence) {
     if (sentence.empty()) return;
-    Say(fmt::format("qor-trace: {}.", sentence));
+    SayError(sentence);
     Errors.push_back(sentence);
   }
 
@@ -141,9 +141,12 @@ class RecordRun {
     const auto times = summary.Times();
     std::string text = fmt::format("{} in {} s", FormatCount(summary.Entries(), "entry", "entries"),
                                    FormatSeconds(times ? times->Last - times->First : 0));
-    if (Errors.empty())
-      for (const Output& output : Outputs)
-        text += fmt::format(", {}", output.Path.empty() ? "standard output" : output.Path);
+    const char* separator = "; written: ";
+    for (const Output& output : Outputs) {
+      if (!Errors.empty()) break;
+      text += separator + (output.Path.empty() ? "standard output" : output.Path);
+      separator = ", ";
+    }
     return text;
   }
 

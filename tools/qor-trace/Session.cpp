@@ -103,7 +103,7 @@ void Monitor::ExportToAsc(const std::string& path, unsigned int flags, unsigned 
   request.Extra = split;
   path.copy(request.FileName, sizeof request.FileName - 1);
   const std::size_t mark = Reports::Mark();
-  Reports::Check(Qor_Trace_ExportToASC(MonitorHandle, &request), fmt::format("Cannot write \"{}\"", path), mark);
+  Reports::Check(Qor_Trace_ExportToASC(MonitorHandle, &request), "The ASC export failed", mark);
 }
 
 void Monitor::ReadList(EntrySink& sink) {

@@ -39,6 +39,11 @@ bool Print(std::string_view text) {
 
 void Say(std::string_view line) { WriteAll(STDERR_FILENO, fmt::format("{}\n", line)); }
 
+void SayError(std::string_view sentence) {
+  const bool closed = sentence.ends_with('.') || sentence.ends_with('?');
+  Say(fmt::format("qor-trace: {}{}", sentence, closed ? "" : "."));
+}
+
 bool LiveLine::IsDue() const { return Shown && std::chrono::steady_clock::now() >= Next; }
 
 void LiveLine::Show(const std::string& text) {

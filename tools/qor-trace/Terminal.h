@@ -20,6 +20,9 @@ bool Print(std::string_view text);
 /// Writes a line to standard error. What can't be written there is let go.
 void Say(std::string_view line);
 
+/// Says a sentence as an error of this program; its closing full stop may be left out.
+void SayError(std::string_view sentence);
+
 /// The line that is overwritten while a recording runs; nothing unless standard error is a terminal.
 class LiveLine {
  public:

@@ -1,6 +1,4 @@
 // qor-trace: records bus traffic and lists it.
-#include <fmt/format.h>
-
 #include <exception>
 #include <new>
 
@@ -17,12 +15,12 @@ int Run(const client::Action& action, client::Signals& signals) {
   try {
     return action(signals);
   } catch (const client::Failure& failure) {
-    client::Say(fmt::format("qor-trace: {}.", failure.what()));
+    client::SayError(failure.what());
     return failure.Code;
   } catch (const std::bad_alloc&) {
-    client::Say("qor-trace: Memory is exhausted.");
+    client::SayError("Memory is exhausted");
   } catch (const std::exception& error) {
-    client::Say(fmt::format("qor-trace: {}.", error.what()));
+    client::SayError(error.what());
   }
   return client::ExitFailed;
 }
