@@ -67,6 +67,14 @@ bool BinWriter::Take(const unsigned char* record, unsigned int length) {
   return Buffer.size() < FlushSize || Flush();
 }
 
+void BinWriter::Pause() {
+  if (Gone || !Sentence.empty() || Buffer.empty()) return;
+  const auto now = std::chrono::steady_clock::now();
+  if (!Name.empty() && now - Flushed < std::chrono::seconds(1)) return;
+  Flush();
+  Flushed = now;
+}
+
 bool BinWriter::Flush() {
   std::size_t done = 0;
   while (done < Buffer.size()) {

@@ -3,6 +3,7 @@
 #ifndef QOR_TRACE_BINFILE_H
 #define QOR_TRACE_BINFILE_H
 
+#include <chrono>
 #include <string>
 #include <vector>
 
@@ -27,6 +28,8 @@ class BinWriter : public EntrySink {
 
   /// False after a write failed or the reader of standard output has gone; see Error and ReaderGone.
   bool Take(const unsigned char* record, unsigned int length) override;
+  /// Writes what is left, to a file once a second at the most. A failure shows at the next entry.
+  void Pause() override;
 
   /// Writes what is left and gives the file its name. False as for Take.
   bool Finish();
@@ -50,6 +53,7 @@ class BinWriter : public EntrySink {
   unsigned long Records = 0;          // taken; after a failure, those in the file
   unsigned long Written = 0;          // bytes in the file
   unsigned int BufferedRecords = 0;
+  std::chrono::steady_clock::time_point Flushed;
   bool Gone = false;
   std::string Sentence;
 };

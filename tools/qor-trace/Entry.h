@@ -45,6 +45,8 @@ class EntrySink {
   /// @param record  `length` bytes, at least 28; valid during the call
   /// @return        false: no more, please
   virtual bool Take(const unsigned char* record, unsigned int length) = 0;
+  /// There is nothing more right now.
+  virtual void Pause() {}
 };
 
 }  // namespace client

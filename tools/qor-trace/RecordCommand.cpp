@@ -46,6 +46,10 @@ class BinOutputs : public EntrySink {
     return taken;
   }
 
+  void Pause() override {
+    for (const auto& writer : Writers) writer->Pause();
+  }
+
   void Finish() {
     for (const auto& writer : Writers) writer->Finish();
   }

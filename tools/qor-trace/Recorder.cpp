@@ -47,11 +47,14 @@ Recorder::Recorder(const RecordingOptions& options, std::vector<Source> sources,
       Swap(options.SwapParent),
       Drained(TraceMonitor.Handle(), DrainBuffer),
       SlowestSpeed(SlowestOf(sources)) {
-  // The folder is the one thing that would stay behind when a second Ctrl-C ends the process.
-  StopSignals.SetLastWish([path = Swap.Path()] {
+  // The folder is the one thing that would stay behind when a second Ctrl-C or an error on a library thread ends the
+  // process.
+  const auto removeSwap = [path = Swap.Path()] {
     std::error_code ignored;
     std::filesystem::remove_all(path, ignored);
-  });
+  };
+  StopSignals.SetLastWish(removeSwap);
+  Reports::SetLastWish(removeSwap);
   for (const Source& source : sources) {
     Ports.emplace_back(source);
     ChannelNumbers.push_back(TraceMonitor.AddChannel(Ports.back()));
@@ -83,7 +86,10 @@ std::optional<End> Recorder::Step(EntrySink& sink) {
   if (finished) return End::SourcesEnded;
   if (StopSignals.StopRequested()) return End::Interrupted;
   if (DurationIsOver()) return End::DurationReached;
-  if (!drained) StopSignals.Wait(PullInterval);
+  if (!drained) {
+    sink.Pause();
+    StopSignals.Wait(PullInterval);
+  }
   return std::nullopt;
 }
 

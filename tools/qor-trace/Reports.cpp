@@ -7,6 +7,7 @@
 #include <deque>
 #include <exception>
 #include <mutex>
+#include <utility>
 
 #include "Failure.h"
 #include "Terminal.h"
@@ -29,6 +30,7 @@ std::deque<Report> Last;
 std::size_t Count = 0;
 std::string FileFailure;
 std::atomic<bool> FileFailed = false;
+std::function<void()> LastWish;
 
 /// What a code means, for reports without a text.
 const char* Meaning(unsigned int code) {
@@ -90,11 +92,16 @@ std::string CurrentError() {
 /// An exception left a thread of the library: with several channels that is how a failing file shows.
 [[noreturn]] void ExplainAndEnd() {
   std::string reason;
-  if (const std::unique_lock lock(Mutex, std::try_to_lock); lock) reason = FileFailure;
+  std::function<void()> wish;
+  if (const std::unique_lock lock(Mutex, std::try_to_lock); lock) {
+    reason = FileFailure;
+    wish = LastWish;
+  }
   if (reason.empty()) reason = CurrentError();
   Say(fmt::format(
       "\nqor-trace: The recording failed and can't go on: {}. What was drained of .bin outputs is in .part files.",
       reason));
+  if (wish) wish();
   _exit(ExitFailed);
 }
 
@@ -103,6 +110,11 @@ std::string CurrentError() {
 void Install() {
   Qor_Sim_SetReportCallback(Take, nullptr);
   std::set_terminate(ExplainAndEnd);
+}
+
+void SetLastWish(std::function<void()> wish) {
+  const std::lock_guard lock(Mutex);
+  LastWish = std::move(wish);
 }
 
 std::size_t Mark() {

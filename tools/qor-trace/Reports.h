@@ -3,6 +3,7 @@
 #define QOR_TRACE_REPORTS_H
 
 #include <cstddef>
+#include <functional>
 #include <string>
 
 namespace client::Reports {
@@ -10,6 +11,9 @@ namespace client::Reports {
 /// From now on reports are kept, and an error that ends the process on a thread of the library is explained on standard
 /// error first (exit code 1). To be called once, before anything else of the library.
 void Install();
+
+/// Called before such an error ends the process, whatever other threads are doing; it must not wait for them.
+void SetLastWish(std::function<void()> wish);
 
 /// Place in the row of reports; those after it belong to what is done next.
 std::size_t Mark();

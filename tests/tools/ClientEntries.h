@@ -1,0 +1,38 @@
+// Trace entries for the client's tests, as the bytes that the C interface hands out.
+#ifndef TESTS_TOOLS_CLIENTENTRIES_H
+#define TESTS_TOOLS_CLIENTENTRIES_H
+
+#include <vector>
+
+#include "qor-trace/Entry.h"
+#include "support/EntryBuilder.h"
+
+namespace client {
+
+using Bytes = std::vector<unsigned char>;
+
+template <class Item>
+Bytes RecordOf(const Item& item) {
+  const auto entry = item.Entry();
+  const auto* bytes = reinterpret_cast<const unsigned char*>(entry->GetEntry());
+  return Bytes(bytes, bytes + entry->GetLength());
+}
+
+inline bool Put(EntrySink& sink, const Bytes& record) {
+  return sink.Take(record.data(), static_cast<unsigned int>(record.size()));
+}
+
+/// Keeps what it takes.
+class Collector : public EntrySink {
+ public:
+  bool Take(const unsigned char* record, unsigned int length) override {
+    Records.emplace_back(record, record + length);
+    return Records.size() < Limit;
+  }
+  std::vector<Bytes> Records;
+  std::size_t Limit = ~std::size_t{0};
+};
+
+}  // namespace client
+
+#endif  // TESTS_TOOLS_CLIENTENTRIES_H

@@ -1,0 +1,72 @@
+#include "qor-trace/Outputs.h"
+
+#include <gtest/gtest.h>
+
+#include "qor-trace/Failure.h"
+
+namespace client {
+namespace {
+
+std::vector<Output> Planned(const std::vector<std::string>& names, const AscOptions& asc = {}) {
+  return PlanOutputs(names, asc, "/where");
+}
+
+TEST(Outputs, ExtensionNamesTheFormat) {
+  const auto outputs = Planned({"a.bin", "sub/b.asc", "-"});
+  ASSERT_EQ(outputs.size(), 3u);
+  EXPECT_EQ(outputs[0].Kind, Format::Bin);
+  EXPECT_EQ(outputs[0].Path, "/where/a.bin");
+  EXPECT_EQ(outputs[1].Kind, Format::Asc);
+  EXPECT_EQ(outputs[1].Path, "/where/sub/b.asc");
+  EXPECT_EQ(outputs[2].Kind, Format::Bin);
+  EXPECT_EQ(outputs[2].Path, "");
+  EXPECT_TRUE(UsesStandardOutput(outputs));
+}
+
+TEST(Outputs, OtherExtensionsAreWrongUsage) {
+  for (const char* name : {"a.txt", "a", "a.asc/", ".asc", "bin", "a.BIN", ""})
+    EXPECT_THROW(Planned({name}), UsageError) << name;
+}
+
+TEST(Outputs, SameNameTwiceIsWrongUsage) {
+  EXPECT_THROW(Planned({"a.bin", "a.bin"}), UsageError);
+  EXPECT_THROW(Planned({"a.bin", "x/../a.bin"}), UsageError);
+  EXPECT_THROW(Planned({"a.asc", "/where/a.asc"}), UsageError);
+  EXPECT_THROW(Planned({"-", "-"}), UsageError);
+  EXPECT_EQ(Planned({"a.bin", "a.asc", "b.asc"}).size(), 3u);
+}
+
+TEST(Outputs, AscPathThatTheInterfaceCannotTakeIsWrongUsage) {
+  const std::string longest(259 - std::string("/where/.asc").size(), 'x');
+  EXPECT_EQ(Planned({longest + ".asc"}).size(), 1u);
+  EXPECT_THROW(Planned({longest + "y.asc"}), UsageError);
+  EXPECT_EQ(Planned({longest + "y.bin"}).size(), 1u);
+}
+
+TEST(Outputs, AscOptionsNeedAnAscOutput) {
+  EXPECT_THROW(Planned({"a.bin"}, {.Live = true}), UsageError);
+  EXPECT_THROW(Planned({}, {.Relative = true}), UsageError);
+  EXPECT_EQ(Planned({"a.asc"}, {.Decimal = true, .Relative = true}).size(), 1u);
+}
+
+TEST(Outputs, LiveAscIsOneFileWithoutOtherOptions) {
+  EXPECT_EQ(Planned({"a.asc", "a.bin"}, {.Live = true, .Split = 512}).size(), 2u);
+  EXPECT_THROW(Planned({"a.asc", "b.asc"}, {.Live = true}), UsageError);
+  EXPECT_THROW(Planned({"a.asc"}, {.Live = true, .Decimal = true}), UsageError);
+}
+
+TEST(Outputs, SplitSizeIsOneThatTheInterfaceTakes) {
+  for (const unsigned long size : {512ul, 0xFFFFFFFFul}) EXPECT_EQ(Planned({"a.asc"}, {.Split = size}).size(), 1u);
+  for (const unsigned long size : {0ul, 511ul, 0x100000000ul})
+    EXPECT_THROW(Planned({"a.asc"}, {.Split = size}), UsageError);
+}
+
+TEST(Outputs, FolderThatIsMissingIsNotWritable) {
+  EXPECT_THROW(CheckWritable({Format::Bin, "/no such folder/a.bin"}), Failure);
+  EXPECT_THROW(CheckWritable({Format::Bin, testing::TempDir()}), Failure);
+  EXPECT_NO_THROW(CheckWritable({Format::Bin, testing::TempDir() + "a.bin"}));
+  EXPECT_NO_THROW(CheckWritable({Format::Bin, ""}));
+}
+
+}  // namespace
+}  // namespace client
