@@ -14,6 +14,8 @@ namespace client {
 namespace {
 
 constexpr std::chrono::milliseconds PullInterval{50};
+// Entries on their way from the interface into the trace: polls every 10 ms, and a sort stage of 100 ms.
+constexpr std::chrono::milliseconds LongestWay{500};
 constexpr unsigned int DrainBuffer = 8u << 20;
 
 /// 0 when one of them goes as fast as it can: then wall time says nothing about trace time.
@@ -148,12 +150,13 @@ unsigned long Recorder::TraceTime() const {
   return times ? times->Last - times->First : 0;
 }
 
-/// Trace time is that of the entries. Where sources go at a known speed it passes on a silent bus, too.
+/// Trace time is that of the entries. Where sources go at a known speed it passes on a silent bus, too: then nothing
+/// can be on its way any more.
 bool Recorder::DurationIsOver() const {
   if (!Options.Duration) return false;
   if (TraceTime() >= *Options.Duration) return true;
   if (SlowestSpeed <= 0) return false;
-  const std::chrono::duration<double, std::nano> passed = std::chrono::steady_clock::now() - Started;
+  const std::chrono::duration<double, std::nano> passed = std::chrono::steady_clock::now() - Started - LongestWay;
   return passed.count() * SlowestSpeed >= static_cast<double>(*Options.Duration);
 }
 

@@ -1,0 +1,408 @@
+"""The manners of the client: what it prints where, how it ends, what it leaves behind."""
+
+import json
+import os
+import pty
+import signal
+
+from support import ClientTest, Frame, main, read_bin
+
+THREE_FRAMES = ["(10.000000) can0 123#0102", "(10.100000) can0 18FE0102#", "(10.200000) can0 7FF#FF"]
+
+
+class HelpAndVersion(ClientTest):
+    def test_help_is_a_result(self):
+        for args in (["--help"], ["record", "--help"], ["list", "--help"]):
+            out, err = self.run_client(*args)
+            self.assertIn(b"Usage: qor-trace", out)
+            self.assertEqual(err, "")
+        for word in (b"--duration", b"--asc-split", b"candump:PATH", b"Examples:", b"Exit codes:"):
+            self.assertIn(word, self.run_client("record", "--help")[0])
+
+    def test_version_is_a_result(self):
+        for args in (["--version"], ["record", "--version"], ["list", "--version"]):
+            out, err = self.run_client(*args)
+            self.assertRegex(out, rb"^qor-trace \d+\.\d+\.\d+\n$")
+            self.assertEqual(err, "")
+
+
+class WrongUsage(ClientTest):
+    def refused(self, *args, expect=2):
+        """Refused before anything was begun, in one or two lines on standard error."""
+        before = self.files()
+        out, err = self.run_client(*args, expect=expect)
+        self.assertEqual(out, b"")
+        self.assertNotEqual(err, "")
+        self.assertLessEqual(err.count("\n"), 2, err)
+        self.assertEqual(self.files(), before)
+        return err
+
+    def test_arguments_that_make_no_sense(self):
+        self.refused()
+        self.refused("frobnicate")
+        self.refused("record")
+        self.refused("record", "can", "--no-such-option")
+        self.refused("record", "can", "--duration", "5")
+        self.refused("record", "can", "--memory-limit", "0")
+        self.refused("record", "can", "--memory-limit", "many")
+        self.refused("record", "can", "-o", "x.asc", "--asc-split", "511")
+        self.refused("record", "can", "-o", "x.asc", "--asc-split", "5GB")
+        self.refused("record", "can", "--asc-live")
+        self.refused("list")
+        self.refused("list", "a.bin", "b.bin")
+
+    def test_outputs_that_make_no_sense(self):
+        self.assertIn("x.txt", self.refused("record", "can", "-o", "x.txt", "-o", "x.bin"))
+        self.assertIn("twice", self.refused("record", "can", "-o", "x.bin", "-o", "./x.bin"))
+        self.refused("record", "can", "-o", "-", "--json")
+
+    def test_sources_that_make_no_sense(self):
+        log = self.write_candump(THREE_FRAMES)
+        self.assertIn("nonsense", self.refused("record", "nonsense"))
+        self.refused("record", "can?seed=x")
+        self.refused("record", "can?no-such-option=1", "-o", "x.bin")
+        self.refused("record", f"candump:{log}?speed=fast", "-o", "x.asc")
+        self.refused("record", "can", "--speed", "0")
+
+    def test_binary_is_not_written_to_a_terminal(self):
+        leader, follower = pty.openpty()
+        self.addCleanup(os.close, leader)
+        self.addCleanup(os.close, follower)
+        _, err = self.run_client("record", "can", "-o", "-", expect=2, stdout=follower)
+        self.assertIn("terminal", err)
+
+    def test_missing_files_are_named(self):
+        for source in ("missing.log", "candump:missing.log"):
+            err = self.refused("record", source, "-o", "x.bin", expect=1)
+            self.assertIn("missing.log", err)
+            self.assertIn("No such file", err)
+        self.assertIn("missing.bin", self.refused("list", "missing.bin", expect=1))
+
+    def test_outputs_that_cannot_be_written_are_named(self):
+        self.assertIn("nowhere", self.refused("record", "can", "-o", "nowhere/x.bin", "-o", "y.asc", expect=1))
+        self.assertIn("nowhere", self.refused("record", "can", "-o", "y.bin", "-o", "nowhere/x.asc", expect=1))
+        (self.folder / "folder.asc").mkdir()
+        self.assertIn("directory", self.refused("record", "can", "-o", "folder.asc", expect=1))
+        self.assertIn("nowhere", self.refused("record", "can", "--swap-folder", "nowhere", expect=1))
+
+
+class Recording(ClientTest):
+    def test_several_outputs_at_once(self):
+        log = self.write_candump(THREE_FRAMES)
+        out, _ = self.run_client("record", log, "-o", "a.bin", "-o", "a.asc", "-o", "b.bin", "-o", "b.asc", "-o", "-")
+        self.assertEqual(self.files(), ["a.asc", "a.bin", "b.asc", "b.bin", "some.log"])
+        a = (self.folder / "a.bin").read_bytes()
+        self.assertEqual(a, (self.folder / "b.bin").read_bytes())
+        self.assertEqual(a, out)
+        self.assertEqual(
+            read_bin(a),
+            [
+                Frame(0, 1, 0x123, data=b"\x01\x02"),
+                Frame(100000000, 1, 0x18FE0102, extended=True),
+                Frame(200000000, 1, 0x7FF, data=b"\xff"),
+            ],
+        )
+
+    def test_asc_lines_are_those_of_the_frames(self):
+        log = self.write_candump(THREE_FRAMES)
+        self.run_client("record", log, "-o", "a.asc")
+        lines = (self.folder / "a.asc").read_text().splitlines()
+        self.assertEqual(
+            lines[1:4] + lines[5:],
+            [
+                "base hex  timestamps absolute",
+                "internal events logged",
+                "// version 8.1.0",
+                "0.000000000 CANFD 1 Rx 123   0 0 2  2 01 02 0 0 0 0 0 0 0 0",
+                "0.100000000 CANFD 1 Rx 18fe0102x   0 0 0  0 0 0 0 0 0 0 0 0",
+                "0.200000000 CANFD 1 Rx 7ff   0 0 1  1 ff 0 0 0 0 0 0 0 0",
+                "End Triggerblock",
+            ],
+        )
+
+    def test_asc_options_show_in_the_header(self):
+        log = self.write_candump(THREE_FRAMES)
+        self.run_client("record", log, "-o", "a.asc", "--asc-dec", "--asc-relative")
+        self.assertEqual((self.folder / "a.asc").read_text().splitlines()[1], "base dec  timestamps relative")
+
+    def test_live_asc_has_the_same_lines_as_an_export(self):
+        source = "can?seed=3&duration=20s&speed=max"
+        self.run_client("record", source, "-o", "live.asc", "--asc-live")
+        self.run_client("record", source, "-o", "export.asc")
+        live, export = ((self.folder / name).read_text().splitlines() for name in ("live.asc", "export.asc"))
+        self.assertGreater(len(live), 10000)
+        self.assertEqual(live[5:], export[5:])
+
+    def test_split_files_hold_together_what_one_file_holds(self):
+        source = "can?seed=3&duration=20s&speed=max"
+        self.run_client("record", source, "-o", "whole.asc")
+        whole = (self.folder / "whole.asc").read_text().splitlines()[5:-1]
+        for live in ([], ["--asc-live"]):
+            self.run_client("record", source, "-o", "part.asc", "--asc-split", "300K", *live)
+            parts = ["part.asc"]
+            while (self.folder / f"part_{len(parts)}.asc").exists():
+                parts.append(f"part_{len(parts)}.asc")
+            self.assertGreater(len(parts), 2)
+            lines = []
+            for name in parts:
+                text = (self.folder / name).read_text().splitlines()
+                self.assertEqual(text[-1], "End Triggerblock")
+                lines += text[6 if name != "part.asc" else 5 : -1]
+                (self.folder / name).unlink()
+            self.assertEqual(lines, whole)
+
+    def test_two_buses_are_merged_in_time_order(self):
+        self.run_client("record", "can?seed=1", "can?seed=2", "--speed", "20", "-d", "10s", "-o", "a.bin")
+        frames = read_bin((self.folder / "a.bin").read_bytes())
+        times = [frame.time for frame in frames]
+        self.assertEqual(times, sorted(times))
+        self.assertEqual({frame.channel for frame in frames}, {1, 2})
+        for channel, seed in ((1, 1), (2, 2)):
+            self.run_client("record", f"can?seed={seed}&duration=10s&speed=max", "-o", "one.bin")
+            one = read_bin((self.folder / "one.bin").read_bytes())
+            self.assertEqual([f._replace(channel=1) for f in frames if f.channel == channel], one)
+
+    def test_swap_file_is_gone_afterwards(self):
+        self.run_client("record", "can?duration=5s&speed=max", "--memory-limit", "10", "-o", "a.bin", "-o", "a.asc")
+        self.assertEqual(self.files(), ["a.asc", "a.bin"])
+
+    def test_existing_output_is_replaced(self):
+        log = self.write_candump(THREE_FRAMES)
+        for name in ("a.bin", "a.asc"):
+            (self.folder / name).write_text("something else\n" * 1000)
+        self.run_client("record", log, "-o", "a.bin", "-o", "a.asc")
+        self.assertEqual(len(read_bin((self.folder / "a.bin").read_bytes())), 3)
+        self.assertNotIn("something", (self.folder / "a.asc").read_text())
+
+    def test_duration_counts_on_a_silent_bus_too(self):
+        log = self.write_candump(["(0.000000) can0 001#", "(100000.000000) can0 002#"])
+        summary = self.summary(log, "--duration", "0.2s")
+        self.assertEqual((summary["ended_by"], summary["entries"]), ("duration", 1))
+
+    def test_duration_ends_an_endless_source_in_its_own_time(self):
+        summary = self.summary("can?speed=max", "--duration", "1m")
+        self.assertEqual(summary["ended_by"], "sources_ended")
+        self.assertLessEqual(summary["last_time_ns"], 60 * 10**9)
+        self.assertGreater(summary["last_time_ns"], 59 * 10**9)
+
+    def test_duration_ends_a_replay_after_it_was_reached(self):
+        log = self.write_candump([f"({second}.000000) can0 001#" for second in range(200000)])
+        summary = self.summary(log, "--speed", "max", "--duration", "10s")
+        self.assertEqual(summary["ended_by"], "duration")
+        self.assertGreaterEqual(summary["last_time_ns"], 10 * 10**9)
+        self.assertLess(summary["entries"], 200000)
+
+
+class Summaries(ClientTest):
+    def test_results_and_talk_go_apart(self):
+        log = self.write_candump(THREE_FRAMES)
+        out, err = self.run_client("record", log)
+        self.assertEqual(out, b"")
+        self.assertIn("3 frames received, 0 transmitted, 0 error frames, 0.000000000 s to 0.200000000 s", err)
+        self.assertIn("3 entries in 0.200000000 s", err)
+        self.assertNotIn("\r", err)
+        out, err = self.run_client("record", log, "--json")
+        self.assertEqual(json.loads(out)["entries"], 3)
+        self.assertIn("3 entries", err)
+
+    def test_json_says_what_was_recorded(self):
+        self.write_candump(["(5.5) can0 001#00", "(5.75) can1 002#", "(6.5) can0 20000080#0000000000000000"])
+        summary = self.summary("some.log", "-o", "a.bin")
+        self.assertEqual(summary["ended_by"], "sources_ended")
+        self.assertEqual((summary["first_time_ns"], summary["last_time_ns"]), (0, 1000000000))
+        self.assertEqual(summary["exit_code"], 0)
+        self.assertEqual(summary["errors"], [])
+        self.assertEqual(summary["outputs"], [{"format": "bin", "path": str(self.folder / "a.bin")}])
+        one, two = summary["channels"]
+        self.assertEqual((one["channel"], one["source"]), (1, "some.log (can0)"))
+        self.assertEqual((one["received"], one["error_frames"], one["last_time_ns"]), (1, 1, 1000000000))
+        self.assertEqual((two["source"], two["received"], two["first_time_ns"]), ("some.log (can1)", 1, 250000000))
+
+    def test_json_of_nothing_has_no_times(self):
+        summary = self.summary("can", "--duration", "1ns")
+        self.assertEqual(summary["entries"], 0)
+        self.assertIsNone(summary["first_time_ns"])
+
+    def test_every_loss_is_counted_and_placed(self):
+        everything = self.summary("can?duration=60s&speed=max")["entries"]
+        summary = self.summary("can?duration=60s&speed=200&buffer=10", expect=3)
+        (channel,) = summary["channels"]
+        lost = channel["lost"]
+        self.assertGreater(lost["count"], 0)
+        self.assertEqual(summary["entries"] + lost["count"], everything)
+        self.assertLessEqual(0, lost["first_time_ns"])
+        self.assertLess(lost["first_time_ns"], lost["last_time_ns"])
+        self.assertLessEqual(lost["last_time_ns"], 60 * 10**9)
+        self.assertEqual(summary["exit_code"], 3)
+        _, err = self.run_client("record", "can?duration=60s&speed=200&buffer=10", expect=3)
+        self.assertRegex(err, r"LOST: \d+ items found the capture buffer full, \d+\.\d{9} s to \d+\.\d{9} s\n")
+
+    def test_live_line_is_for_terminals(self):
+        leader, follower = pty.openpty()
+        self.addCleanup(os.close, leader)
+        process = self.start("record", "can", "-d", "1s", stderr=follower)
+        os.close(follower)
+        text = b""
+        while True:
+            try:
+                chunk = os.read(leader, 4096)
+            except OSError:  # the other side is closed
+                break
+            if not chunk:
+                break
+            text += chunk
+        process.wait()
+        self.assertEqual(process.returncode, 0)
+        self.assertRegex(text, rb"\r\d+:\d\d\.\d  \d+ entries  \d+/s  0 lost")
+        self.assertIn(b"channel 1: can\r\n", text)
+
+
+class Ending(ClientTest):
+    def recording(self, *args, **kwargs):
+        """An endless recording that has written something."""
+        process = self.start("record", "can", "-o", "a.bin", "-o", "a.asc", *args, **kwargs)
+        part = self.folder / "a.bin.part"
+        self.wait_until(lambda: part.exists() and part.stat().st_size > 0, "something is recorded")
+        return process
+
+    def test_ctrl_c_ends_with_all_outputs_complete(self):
+        for number in (signal.SIGINT, signal.SIGTERM):
+            process = self.recording("--json")
+            process.send_signal(number)
+            out, err = process.communicate(timeout=60)
+            self.assertEqual(process.returncode, 0, err)
+            self.assertEqual(json.loads(out)["ended_by"], "interrupted")
+            self.assertEqual(self.files(), ["a.asc", "a.bin"])
+            frames = read_bin((self.folder / "a.bin").read_bytes())
+            self.assertEqual(len(frames), json.loads(out)["entries"])
+            lines = (self.folder / "a.asc").read_text().splitlines()
+            self.assertEqual(len(lines), 5 + len(frames) + 1)
+            self.assertEqual(lines[-1], "End Triggerblock")
+
+    def test_second_signal_ends_at_once(self):
+        # Nobody reads its output, so that the recording can't end by itself.
+        process = self.start("record", "can?speed=max", "-o", "-", "-o", "a.bin")
+        self.assertTrue(process.stdout.read(1))
+        process.send_signal(signal.SIGINT)
+        process.send_signal(signal.SIGTERM)
+        process.wait(timeout=60)
+        self.assertIn(process.returncode, (-signal.SIGINT, -signal.SIGTERM))
+        self.assertEqual(self.files(), ["a.bin.part"])
+
+    def test_reader_that_goes_ends_the_recording_quietly(self):
+        process = self.start("record", "can?speed=max", "-o", "-", "-o", "a.bin")
+        self.assertTrue(process.stdout.read(1000))
+        process.stdout.close()
+        err = process.stderr.read().decode()
+        process.wait(timeout=60)
+        self.assertEqual(process.returncode, 0, err)
+        self.assertNotIn("qor-trace:", err)
+        self.assertEqual(self.files(), ["a.bin"])
+
+    def test_list_ends_quietly_when_its_reader_goes(self):
+        read_end, write_end = os.pipe()
+        os.close(read_end)
+        process = self.start("list", "can?duration=1s&speed=max", stdout=write_end)
+        os.close(write_end)
+        _, err = process.communicate(timeout=60)
+        self.assertEqual((process.returncode, err), (0, b""))
+
+
+class FullDisk(ClientTest):
+    SOURCE = "can?duration=60s&speed=max"
+
+    def test_bin_keeps_its_whole_records_under_the_temporary_name(self):
+        _, err = self.run_client("record", self.SOURCE, "-o", "a.bin", expect=1, file_limit=1000000)
+        self.assertIn("a.bin", err)
+        self.assertIn("File too large", err)
+        self.assertEqual(self.files(), ["a.bin.part"])
+        contents = (self.folder / "a.bin.part").read_bytes()
+        self.assertGreater(len(contents), 990000)
+        self.assertIn(f"The {len(read_bin(contents))} entries before that", err)
+
+    def test_asc_export_that_fails_leaves_the_other_outputs_complete(self):
+        entries = self.summary(self.SOURCE)["entries"]
+        summary = self.summary(self.SOURCE, "-o", "a.asc", "-o", "a.bin", expect=1, file_limit=5500000)
+        self.assertEqual(summary["entries"], entries)
+        self.assertEqual(len(summary["errors"]), 1)
+        self.assertIn("0x02140007", summary["errors"][0])
+        self.assertEqual(len(read_bin((self.folder / "a.bin").read_bytes())), entries)
+
+    def test_live_asc_that_fails_stops_the_recording(self):
+        _, err = self.run_client("record", "can?speed=max", "-o", "a.asc", "--asc-live", expect=1, file_limit=100000)
+        self.assertIn("0x02140007", err)
+
+    def test_swap_file_that_fails_stops_the_recording_of_one_bus(self):
+        _, err = self.run_client(
+            "record", "can?speed=max", "-o", "a.bin", "--memory-limit", "10", expect=1, file_limit=100000
+        )
+        self.assertIn("swap file", err)
+        self.assertIn("0x02140007", err)
+        self.assertEqual(self.files(), ["a.bin"])
+        read_bin((self.folder / "a.bin").read_bytes())
+
+    def test_swap_file_that_fails_is_explained_with_several_buses(self):
+        # It happens on a thread of the library, which ends the process.
+        _, err = self.run_client(
+            "record", "can?load=100", "can?load=100&seed=2", "--memory-limit", "10", expect=1, file_limit=10000
+        )
+        self.assertIn("swap file", err)
+        self.assertIn("0x02140007", err)
+        self.assertEqual(self.files(), [])
+
+    def test_standard_output_that_is_full_is_a_failure(self):
+        with open("/dev/full", "wb") as full:
+            for args in (["record", self.SOURCE, "-o", "-"], ["list", self.SOURCE], ["record", self.SOURCE, "--json"]):
+                _, err = self.run_client(*args, expect=1, stdout=full)
+                self.assertIn("No space left", err)
+
+
+class Listing(ClientTest):
+    LOG = [
+        "(1.000000) can0 123#0102",
+        "(1.010500) can0 00000123#",
+        "(1.020000) can0 123#03",
+        "(1.030000) can0 123##1AABBCCDDEEFF001122334455",
+    ]
+
+    def test_one_row_a_message(self):
+        self.write_candump(self.LOG)
+        out, err = self.run_client("list", "some.log")
+        self.assertEqual(
+            out.decode().splitlines(),
+            [
+                "Ch         Id  Kind   Dir      Count    Cycle (ms)  DLC  Last data",
+                " 1        123  CAN    Rx           2        20.000    1  03",
+                " 1        123  FD     Rx           1             -    9  aa bb cc dd ee ff 00 11 22 33 44 55",
+                " 1       123x  CAN    Rx           1             -    0",
+            ],
+        )
+        self.assertEqual(err, "")
+
+    def test_bin_file_is_listed_like_its_source(self):
+        source = "can?duration=60s&speed=max"
+        listed = self.run_client("list", source)[0]
+        records, _ = self.run_client("record", source, "-o", "-")
+        (self.folder / "a.bin").write_bytes(records)
+        self.assertEqual(self.run_client("list", "a.bin")[0], listed)
+        with open(self.folder / "a.bin", "rb") as stdin:
+            self.assertEqual(self.run_client("list", "-", stdin=stdin)[0], listed)
+        rows = json.loads(self.run_client("list", source, "--json")[0])
+        self.assertEqual(rows, json.loads(self.run_client("list", "a.bin", "--json")[0]))
+        self.assertEqual(len(rows), len(listed.splitlines()) - 1)
+        self.assertEqual(sum(row["count"] for row in rows), len(read_bin(records)))
+
+    def test_file_that_is_no_bin_file_is_refused(self):
+        (self.folder / "a.bin").write_bytes(b"something else")
+        out, err = self.run_client("list", "a.bin", expect=1)
+        self.assertEqual(out, b"")
+        self.assertIn("byte 0", err)
+
+    def test_loss_shows(self):
+        out, err = self.run_client("list", "can?duration=60s&speed=200&buffer=10", expect=3)
+        self.assertIn("LOST", err)
+        self.assertIn(b"Last data", out)
+
+
+if __name__ == "__main__":
+    main()
