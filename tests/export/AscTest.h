@@ -47,10 +47,11 @@ class AscTest : public testing::Test {
     std::filesystem::remove_all(Directory);
   }
 
-  static std::string Header(unsigned int flags) {
+  /// The header of a file; `previousLine` is the line of a series about the file before.
+  static std::string Header(unsigned int flags, const std::string& previousLine = "") {
     return std::string(kDateLine) + ((flags & QOR_TRACE_ASC_DECIMAL) != 0 ? "base dec  " : "base hex  ") +
            ((flags & QOR_TRACE_ASC_RELATIVE) != 0 ? "timestamps relative\n" : "timestamps absolute\n") +
-           "internal events logged\n// version 8.1.0\n" + kBegin;
+           "internal events logged\n// version 8.1.0\n" + previousLine + kBegin;
   }
 
   /// The file "log.asc" that the entries give.

@@ -204,15 +204,15 @@ class FlexRayItem : public ItemBase<FlexRayItem> {
     head.Cycle = CycleCounter;
     head.PayloadLength = Words;
     head.HeaderCrc = Crc;
-    Bytes item(kHead + Payload.size());
+    Bytes item(kHead);
     std::memcpy(item.data(), &head, kHead);
-    std::copy(Payload.begin(), Payload.end(), item.begin() + kHead);
+    item.insert(item.end(), Payload.begin(), Payload.end());
     return std::make_shared<Qor_Trace_Entry>(ChannelId,
                                              reinterpret_cast<const FlexRay_Param_Monitor_Entry_t*>(item.data()));
   }
 
  private:
-  static constexpr std::ptrdiff_t kHead = offsetof(Qor_Trace_Entry_FlexRay_t, Data);
+  static constexpr size_t kHead = offsetof(Qor_Trace_Entry_FlexRay_t, Data);
 
   unsigned short ItemType = QOR_TRACE_FLEXRAY_RECEIVED;
   unsigned char ChannelCode = 0;
@@ -245,15 +245,15 @@ class EthernetItem : public ItemBase<EthernetItem> {
     head.ItemTimestamp = Timestamp;
     head.Flags = FlagBits;
     head.FrameLength = FrameBytes;
-    Bytes item(kHead + Payload.size());
+    Bytes item(kHead);
     std::memcpy(item.data(), &head, kHead);
-    std::copy(Payload.begin(), Payload.end(), item.begin() + kHead);
+    item.insert(item.end(), Payload.begin(), Payload.end());
     return std::make_shared<Qor_Trace_Entry>(ChannelId,
                                              reinterpret_cast<const Ethernet_Param_Monitor_Item_t*>(item.data()));
   }
 
  private:
-  static constexpr std::ptrdiff_t kHead = offsetof(Qor_Trace_Entry_Ethernet_t, Frame);
+  static constexpr size_t kHead = offsetof(Qor_Trace_Entry_Ethernet_t, Frame);
 
   unsigned short ItemType = QOR_TRACE_ETHERNET_FRAME;
   unsigned char FlagBits = 0;
@@ -282,8 +282,12 @@ class Record {
 
   /// Shortens the record to `size` bytes, at least 4, its Length field included.
   Record& CutTo(size_t size) {
-    Bytes kept(Block.get(), Block.get() + std::clamp<size_t>(size, 4, Size));
-    return *this = Record(kept);
+    Size = std::clamp<size_t>(size, 4, Size);
+    std::unique_ptr<unsigned char[]> kept(new unsigned char[Size]);
+    std::memcpy(kept.get(), Block.get(), Size);
+    Block = std::move(kept);
+    PutLength();
+    return *this;
   }
   /// Stores `value` at `offset`, low byte first.
   template <class Value>

@@ -1,0 +1,124 @@
+// The buffered file beneath an ASC log.
+#include "export/AscOutput.h"
+
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <csignal>
+#include <cstring>
+#include <thread>
+
+#include "export/AscTest.h"
+
+namespace {
+
+class AscOutputTest : public test::AscTest {
+ protected:
+  static void Put(AscOutput& output, const std::string& text) {
+    char* const place = output.Room(text.size());
+    std::memcpy(place, text.data(), text.size());
+    output.Commit(place + text.size());
+  }
+};
+
+TEST_F(AscOutputTest, BytesReachTheFileWithFlush) {
+  AscOutput output;
+  ASSERT_TRUE(output.Open("out"));
+  Put(output, "abc");
+  EXPECT_EQ(test::ReadFile("out"), "");
+  EXPECT_EQ(output.Size(), 3u);
+  EXPECT_TRUE(output.Flush());
+  EXPECT_EQ(test::ReadFile("out"), "abc");
+  EXPECT_EQ(output.Size(), 3u);
+}
+
+TEST_F(AscOutputTest, BytesReachTheFileWhenTheNextTextMightNotFit) {
+  AscOutput output;
+  ASSERT_TRUE(output.Open("out"));
+  Put(output, std::string(AscOutput::kCapacity, 'a'));
+  EXPECT_EQ(std::filesystem::file_size("out"), 0u);
+  Put(output, "b");
+  EXPECT_EQ(std::filesystem::file_size("out"), AscOutput::kCapacity);
+}
+
+TEST_F(AscOutputTest, AppendedTextMayBeLongerThanTheBuffer) {
+  std::string text;
+  for (int i = 0; text.size() < 3 * AscOutput::kCapacity; ++i) text += std::to_string(i);
+  AscOutput output;
+  ASSERT_TRUE(output.Open("out"));
+  output.Append("x");
+  output.Append(text);
+  EXPECT_EQ(output.Size(), text.size() + 1);
+  output.Close();
+  EXPECT_TRUE(test::ReadFile("out") == "x" + text);
+  EXPECT_FALSE(output.Failed());
+}
+
+TEST_F(AscOutputTest, SizeCountsTheOpenFileOnly) {
+  AscOutput output;
+  ASSERT_TRUE(output.Open("one"));
+  Put(output, "abc");
+  output.Close();
+  ASSERT_TRUE(output.Open("two"));
+  Put(output, "d");
+  EXPECT_EQ(output.Size(), 1u);
+}
+
+TEST_F(AscOutputTest, TextWithoutAFileIsAFailureAndGoesNowhere) {
+  AscOutput output;
+  Put(output, "abc");
+  EXPECT_TRUE(output.Failed());
+  output.Close();
+  EXPECT_TRUE(output.Failed());
+  ASSERT_TRUE(output.Open("out"));
+  output.Close();
+  EXPECT_EQ(test::ReadFile("out"), "");
+}
+
+TEST_F(AscOutputTest, FileIsNotInheritedByPrograms) {
+  AscOutput output;
+  const int next = dup(0);
+  close(next);
+  ASSERT_TRUE(output.Open("out"));
+  EXPECT_EQ(fcntl(next, F_GETFD) & FD_CLOEXEC, FD_CLOEXEC);
+}
+
+std::atomic<int> Interruptions;
+
+// A pipe that is read in small pieces makes a large write wait; a signal then cuts it short, or interrupts it.
+TEST_F(AscOutputTest, InterruptedAndShortWritesLoseNothing) {
+  struct sigaction action {};
+  struct sigaction before {};
+  action.sa_handler = [](int) { ++Interruptions; };  // no SA_RESTART: write() returns
+  ASSERT_EQ(sigaction(SIGUSR1, &action, &before), 0);
+  ASSERT_EQ(mkfifo("pipe", 0600), 0);
+  std::string text;
+  for (int i = 0; text.size() < 4 * AscOutput::kCapacity; ++i) text += std::to_string(i);
+  Interruptions = 0;
+
+  const pthread_t writer = pthread_self();
+  std::string received;
+  std::thread reader([&] {
+    const int file = open("pipe", O_RDONLY);
+    char piece[4096];
+    for (ssize_t count; (count = read(file, piece, sizeof piece)) > 0;) {
+      received.append(piece, static_cast<size_t>(count));
+      if (received.size() < 3 * AscOutput::kCapacity) pthread_kill(writer, SIGUSR1);
+    }
+    close(file);
+  });
+  AscOutput output;
+  EXPECT_TRUE(output.Open("pipe"));
+  output.Append(text);
+  output.Close();
+  reader.join();
+  sigaction(SIGUSR1, &before, nullptr);
+
+  EXPECT_FALSE(output.Failed());
+  EXPECT_GT(Interruptions, 0);
+  EXPECT_TRUE(received == text);
+}
+
+}  // namespace

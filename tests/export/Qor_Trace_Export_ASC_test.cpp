@@ -1,0 +1,417 @@
+// The ASC writer around its lines: header and trailer, time columns, series of files, and what goes wrong.
+#include "export/Qor_Trace_Export_ASC.h"
+
+#include <sys/resource.h>
+#include <sys/stat.h>
+
+#include <cerrno>
+#include <csignal>
+#include <cstring>
+#include <limits>
+
+#include "channel/Qor_Trace_Exception.h"
+#include "export/AscTest.h"
+
+namespace {
+
+using test::Bytes;
+using test::CanItem;
+using test::EntryPtr;
+using test::ErrorReport;
+using test::LinItem;
+using test::ReadFile;
+using test::Record;
+using test::TakeErrorReports;
+
+constexpr unsigned int kDecimal = QOR_TRACE_ASC_DECIMAL;
+constexpr unsigned int kRelative = QOR_TRACE_ASC_RELATIVE;
+constexpr unsigned int kOffset = QOR_TRACE_ASC_START_OFFSET;
+constexpr unsigned int kSplit = QOR_TRACE_ASC_SPLIT;
+
+class AscWriter : public test::AscTest {
+ protected:
+  /// 60 characters, the line feed included, and a time of ten.
+  static EntryPtr CanAt(unsigned long timestamp) { return CanItem().At(timestamp).Id(1).Data({1, 2}).Entry(); }
+
+  static std::vector<std::string> FilesHere() {
+    std::vector<std::string> names;
+    for (const auto& file : std::filesystem::recursive_directory_iterator(".")) {
+      if (file.is_regular_file()) names.push_back(file.path().string());
+    }
+    std::sort(names.begin(), names.end());
+    return names;
+  }
+
+  template <class Call>
+  static unsigned int ErrorOf(Call call) {
+    try {
+      call();
+    } catch (const Qor_Trace_Exception& error) {
+      return error.GetErrorCode();
+    }
+    return 0;
+  }
+};
+
+/// Compares with a file of tests/golden.
+void ExpectGolden(const std::string& name, const std::string& actual) {
+  EXPECT_EQ(actual, ReadFile(std::filesystem::path(QOR_GOLDEN_DIR) / name)) << name;
+}
+
+// ---- Header and trailer -------------------------------------------------------------------------------------------------
+
+TEST_F(AscWriter, EmptyLogIsHeaderAndTrailer) {
+  EXPECT_EQ(Written(0, {}),
+            "date Sun Nov 15 09:00:19 2026\n"
+            "base hex  timestamps absolute\n"
+            "internal events logged\n"
+            "// version 8.1.0\n"
+            "Begin Triggerblock Sun Nov 15 09:00:19 2026\n"
+            "End Triggerblock\n");
+}
+
+TEST_F(AscWriter, HeaderTellsBaseAndKindOfTimes) {
+  EXPECT_EQ(Written(kDecimal | kRelative, {}),
+            "date Sun Nov 15 09:00:19 2026\n"
+            "base dec  timestamps relative\n"
+            "internal events logged\n"
+            "// version 8.1.0\n"
+            "Begin Triggerblock Sun Nov 15 09:00:19 2026\n"
+            "End Triggerblock\n");
+}
+
+TEST_F(AscWriter, DateIsLocalTime) {
+  setenv("TZ", "UTC-2", 1);  // two hours east
+  EXPECT_EQ(Written(0, {}).substr(0, 30), "date Sun Nov 15 11:00:19 2026\n");
+}
+
+TEST_F(AscWriter, DateWithoutATextIsLeftOut) {
+  AscHeaderClock = [] { return std::numeric_limits<std::time_t>::max(); };
+  EXPECT_EQ(Written(0, {CanAt(0)}),
+            "date base hex  timestamps absolute\n"
+            "internal events logged\n"
+            "// version 8.1.0\n"
+            "Begin Triggerblock 0.000000000 CANFD 1 Rx 1   0 0 2  2 01 02 0 0 0 0 0 0 0 0\n"
+            "End Triggerblock\n");
+}
+
+TEST_F(AscWriter, HeaderIsOnceInAFileWithEntries) {
+  EXPECT_EQ(Written(0, {CanAt(0), CanAt(1)}), Header(0) +
+                                                  "0.000000000 CANFD 1 Rx 1   0 0 2  2 01 02 0 0 0 0 0 0 0 0\n"
+                                                  "0.000000001 CANFD 1 Rx 1   0 0 2  2 01 02 0 0 0 0 0 0 0 0\n"
+                                                  "End Triggerblock\n");
+}
+
+TEST_F(AscWriter, EndFileTwiceWritesOneTrailer) {
+  Qor_Trace_Export_ASC writer(0, "log.asc", 0, 0);
+  writer.EndFile();
+  writer.EndFile();
+  EXPECT_EQ(ReadFile("log.asc"), Header(0) + kEnd);
+  EXPECT_FALSE(writer.Failed());
+}
+
+TEST_F(AscWriter, ExistingFileIsReplaced) {
+  std::ofstream("log.asc") << std::string(10'000, 'x');
+  EXPECT_EQ(Written(0, {}), Header(0) + kEnd);
+}
+
+TEST_F(AscWriter, NewFileHasTheRightsThatTheProcessGives) {
+  const mode_t before = umask(027);
+  Written(0, {});
+  umask(before);
+  struct stat status {};
+  ASSERT_EQ(stat("log.asc", &status), 0);
+  EXPECT_EQ(status.st_mode & 0777u, 0640u);
+}
+
+TEST_F(AscWriter, FlushBringsWhatWasWrittenToTheFile) {
+  Qor_Trace_Export_ASC writer(0, "log.asc", 0, 0);
+  writer.WriteEntry(*CanAt(0)->GetEntry());
+  writer.Flush();
+  EXPECT_EQ(ReadFile("log.asc"), Header(0) + "0.000000000 CANFD 1 Rx 1   0 0 2  2 01 02 0 0 0 0 0 0 0 0\n");
+}
+
+// ---- Times ----------------------------------------------------------------------------------------------------------------
+
+TEST_F(AscWriter, TimesAreTheEntriesOwn) {
+  const auto times = [](unsigned int flags, unsigned long start) {
+    std::string columns;
+    const auto first = CanItem().At(3'000'000'000).RisingEdge().Entry();
+    const auto second = CanItem().At(4'500'000'001).Relative(1'500'000'001).RisingEdge().Entry();
+    const auto third = CanItem().At(4'400'000'000).Relative(-100'000'001).RisingEdge().Entry();
+    std::istringstream lines(Lines(flags, {first, second, third}, start));
+    for (std::string line; std::getline(lines, line);) columns += line.substr(0, line.find(' ') + 1);
+    return columns;
+  };
+  EXPECT_EQ(times(0, 0), "3.000000000 4.500000001 4.400000000 ");
+  EXPECT_EQ(times(0, 4'000'000'000), "3.000000000 4.500000001 4.400000000 ");
+  EXPECT_EQ(times(kOffset, 3'000'000'000), "0.000000000 1.500000001 1.400000000 ");
+  EXPECT_EQ(times(kOffset, 4'400'000'000), "0.100000001 0.000000000 ");
+  EXPECT_EQ(times(kRelative, 0), "0.000000000 1.500000001 -0.100000001 ");
+  EXPECT_EQ(times(kRelative | kOffset, 5'000'000'000), "0.000000000 1.500000001 -0.100000001 ");
+}
+
+TEST_F(AscWriter, TimesReachToTheClocksEnd) {
+  const auto at = [](unsigned long time) { return CanItem().At(time).RisingEdge().Entry(); };
+  EXPECT_EQ(Lines({at(8'388'607'999'999'999), at(8'388'608'000'000'001), at(~0ul)}),
+            "8388607.999999999 log trigger event (rising edge on trigger input)\n"
+            "8388608.000000002 log trigger event (rising edge on trigger input)\n"
+            "18446744073.709552765 log trigger event (rising edge on trigger input)\n");
+}
+
+// ---- Entries that are no line ---------------------------------------------------------------------------------------------
+
+TEST_F(AscWriter, UnknownBusesAndRecordsWithoutAWholeHeaderWriteNothing) {
+  const Record record(*CanAt(0));
+  EXPECT_EQ(LinesOf(Record(record).Put<unsigned char>(24, 4)), "");
+  EXPECT_EQ(LinesOf(Record(record).Put<unsigned char>(24, 255)), "");
+  EXPECT_EQ(LinesOf(Record(record).CutTo(27)), "");
+  EXPECT_EQ(LinesOf(Record(record).CutTo(4)), "");
+}
+
+TEST_F(AscWriter, EntryWithoutALineStillSplits) {
+  const Record unknown = Record(*CanAt(0)).Put<unsigned char>(24, 9);
+  {
+    Qor_Trace_Export_ASC writer(kSplit, "log.asc", 0, 10);  // the header alone is longer
+    writer.WriteEntry(Record(*LinItem().Entry()).Put<unsigned short>(28, 1).Get());
+    writer.WriteEntry(unknown.Get());
+    writer.WriteEntry(Record(unknown).CutTo(20).Get());
+  }
+  EXPECT_EQ(FilesHere(), (std::vector<std::string>{"./log.asc", "./log_1.asc", "./log_2.asc", "./log_3.asc"}));
+  // No time was printed so far: the number has no decimals yet.
+  EXPECT_EQ(ReadFile("log_1.asc"), Header(0, "// 0 previous log file: log.asc\n") + kEnd);
+}
+
+TEST_F(AscWriter, EntryBeforeTheStartTimeDoesNotSplit) {
+  {
+    Qor_Trace_Export_ASC writer(kSplit | kOffset, "log.asc", 100, 10);
+    writer.WriteEntry(*CanAt(99)->GetEntry());
+  }
+  EXPECT_EQ(FilesHere(), std::vector<std::string>{"./log.asc"});
+}
+
+// ---- Series of files ------------------------------------------------------------------------------------------------------
+
+TEST_F(AscWriter, FileEndsAfterTheEntryThatTakesItBeyondTheLimit) {
+  const size_t header = Header(0).size();
+  const std::string line = "0.000000000 CANFD 1 Rx 1   0 0 2  2 01 02 0 0 0 0 0 0 0 0\n";
+  const auto filesFor = [&](size_t limit) {
+    {
+      Qor_Trace_Export_ASC writer(kSplit, "log.asc", 0, static_cast<unsigned int>(limit));
+      for (int i = 0; i < 3; ++i) writer.WriteEntry(*CanAt(0)->GetEntry());
+    }
+    return ReadFile("log.asc");
+  };
+  EXPECT_EQ(filesFor(header + 2 * line.size()), Header(0) + line + line + line + kEnd);
+  EXPECT_EQ(filesFor(header + 2 * line.size() - 1), Header(0) + line + line + kEnd);
+  EXPECT_EQ(filesFor(header + line.size()), Header(0) + line + line + kEnd);
+  EXPECT_EQ(filesFor(1), Header(0) + line + kEnd);
+}
+
+TEST_F(AscWriter, LimitIsNotLookedAtWithoutASeries) {
+  {
+    Qor_Trace_Export_ASC writer(0, "log.asc", 0, 1);
+    for (int i = 0; i < 100; ++i) writer.WriteEntry(*CanAt(0)->GetEntry());
+  }
+  EXPECT_EQ(FilesHere(), std::vector<std::string>{"./log.asc"});
+}
+
+TEST_F(AscWriter, SeriesNamesItsPreviousFileAndTime) {
+  {
+    Qor_Trace_Export_ASC writer(kSplit, "trace.asc", 0, 1);
+    writer.WriteEntry(*CanAt(1'500'000'000)->GetEntry());
+    writer.WriteEntry(*LinItem().At(2'000'000'400).WakeUp().Entry()->GetEntry());
+    writer.WriteEntry(*CanAt(3'000'000'600)->GetEntry());
+  }
+  ExpectGolden("asc-series-first.asc", ReadFile("trace.asc"));
+  ExpectGolden("asc-series-nine-decimals.asc", ReadFile("trace_1.asc"));
+  ExpectGolden("asc-series-six-decimals.asc", ReadFile("trace_2.asc"));
+  ExpectGolden("asc-series-last.asc", ReadFile("trace_3.asc"));
+}
+
+TEST_F(AscWriter, PreviousTimeIsAbsoluteAndCountsFromTheStart) {
+  const auto previous = [](unsigned int flags, unsigned long start) {
+    {
+      Qor_Trace_Export_ASC writer(kSplit | flags, "log.asc", start, 1);
+      writer.WriteEntry(*CanItem().At(5'000'000'000).Relative(7).RisingEdge().Entry()->GetEntry());
+    }
+    const std::string text = ReadFile("log_1.asc");
+    const size_t begin = text.find("// version 8.1.0\n// ") + 20;
+    return text.substr(begin, text.find(' ', begin) - begin);
+  };
+  EXPECT_EQ(previous(0, 1'000'000'000), "5.000000000");
+  EXPECT_EQ(previous(kRelative, 1'000'000'000), "5.000000000");
+  EXPECT_EQ(previous(kOffset, 1'000'000'000), "4.000000000");
+  EXPECT_EQ(previous(kOffset | kRelative, 6'000'000'000), "-1.000000000");
+}
+
+TEST_F(AscWriter, SeriesWithoutExtension) {
+  {
+    Qor_Trace_Export_ASC writer(kSplit, "log", 0, 1);
+    for (int i = 0; i < 2; ++i) writer.WriteEntry(*CanAt(0)->GetEntry());
+  }
+  EXPECT_EQ(FilesHere(), (std::vector<std::string>{"./log", "./log_1", "./log_2"}));
+  EXPECT_NE(ReadFile("log_2").find(" previous log file: log_1\n"), std::string::npos);
+}
+
+TEST_F(AscWriter, SeriesNumberGoesBeforeTheLastDotEvenInADirectory) {
+  std::filesystem::create_directories("run");
+  std::filesystem::create_directories("_1./run");
+  {
+    Qor_Trace_Export_ASC writer(kSplit, "./run/trace", 0, 1);
+    writer.WriteEntry(*CanAt(0)->GetEntry());
+  }
+  EXPECT_EQ(FilesHere(), (std::vector<std::string>{"./_1./run/trace", "./run/trace"}));
+  EXPECT_NE(ReadFile("_1./run/trace").find("// 0.000000000 previous log file: ./run/trace\n"), std::string::npos);
+}
+
+TEST_F(AscWriter, SeriesOfDottedNamesAndHiddenFiles) {
+  for (const char* name : {"a.b.asc", ".asc", "c."}) {
+    Qor_Trace_Export_ASC writer(kSplit, name, 0, 1);
+    writer.WriteEntry(*CanAt(0)->GetEntry());
+  }
+  EXPECT_EQ(FilesHere(),
+            (std::vector<std::string>{"./.asc", "./_1.asc", "./a.b.asc", "./a.b_1.asc", "./c.", "./c_1."}));
+}
+
+TEST_F(AscWriter, StartNewFileBeginsTheNextFileOfASeries) {
+  {
+    Qor_Trace_Export_ASC writer(kSplit, "log.asc", 0, 100'000);
+    writer.WriteEntry(*CanItem().RisingEdge().Entry()->GetEntry());
+    writer.StartNewFile();
+  }
+  EXPECT_EQ(ReadFile("log.asc"), Header(0) + "0.000000000 log trigger event (rising edge on trigger input)\n");
+  EXPECT_EQ(ReadFile("log_1.asc"), Header(0, "// 0.000000000 previous log file: log.asc\n") + kEnd);
+}
+
+TEST_F(AscWriter, AllKindsInBothBases) {
+  std::vector<EntryPtr> entries = {
+      CanItem().At(1'000'000'000).Id(0x18fe0102).Extended().Data(test::Counting(8)).Entry(),
+      test::EthernetItem().At(1'100'000'000).Channel(11).Frame(Bytes(14, 0xA5)).Entry(),
+      test::EthernetItem().At(1'200'000'000).Channel(11).Tx().Frame(Bytes(14, 0xA5)).Entry(),
+      test::FlexRayItem().At(1'300'000'000).Channel(10).Slot(62).Cycle(17).HeaderCrc(0x2A5).Data({1, 200}).Entry(),
+      LinItem().At(1'400'000'000).Id(0x21).Data({3, 210}, 0x2A).BitTime(416000).Entry(),
+      LinItem().At(1'500'000'900).Channel(12).ParityError().BitTime(416000).Entry(),
+      test::FlexRayItem().At(1'600'000'000).Channel(10).Kind(9).EventCode(2).Entry(),
+      CanItem().At(1'700'000'000).Channel(10).ErrorFrame(2).Entry(),
+  };
+  ExpectGolden("asc-all-kinds-hex.asc", Written(0, entries));
+  ExpectGolden("asc-all-kinds-dec.asc", Written(kDecimal, entries));
+}
+
+// ---- Failures -------------------------------------------------------------------------------------------------------------
+
+TEST_F(AscWriter, FileThatCannotBeOpenedIsReportedOnceAndInFull) {
+  EXPECT_EQ(ErrorOf([] { Qor_Trace_Export_ASC writer(0, "nowhere/log.asc", 0, 0); }), 0x02140007u);
+  EXPECT_EQ(
+      TakeErrorReports(),
+      (std::vector<ErrorReport>{{255, 0x02140007, "error opening file 'nowhere/log.ascNo such file or directory"}}));
+  EXPECT_TRUE(FilesHere().empty());
+}
+
+TEST_F(AscWriter, NextFileThatCannotBeOpenedLeavesThePreviousOnesWhole) {
+  std::filesystem::create_directory("log_1.asc");
+  Qor_Trace_Export_ASC writer(kSplit, "log.asc", 0, 1);
+  EXPECT_EQ(ErrorOf([&] { writer.WriteEntry(*CanAt(0)->GetEntry()); }), 0x02140007u);
+  EXPECT_EQ(TakeErrorReports(),
+            (std::vector<ErrorReport>{{255, 0x02140007, "error opening file 'log_1.ascIs a directory"}}));
+  EXPECT_EQ(ReadFile("log.asc"), Header(0) + "0.000000000 CANFD 1 Rx 1   0 0 2  2 01 02 0 0 0 0 0 0 0 0\n" + kEnd);
+}
+
+TEST_F(AscWriter, FullDiskIsNotThrownWithoutASeries) {
+  Qor_Trace_Export_ASC writer(0, "/dev/full", 0, 0);
+  writer.WriteEntry(*CanAt(0)->GetEntry());
+  EXPECT_FALSE(writer.Failed());  // nothing has left the buffer so far
+  writer.Flush();
+  EXPECT_TRUE(writer.Failed());
+  for (int i = 0; i < 100'000; ++i) writer.WriteEntry(*CanAt(0)->GetEntry());
+  writer.EndFile();
+  EXPECT_TRUE(writer.Failed());
+  EXPECT_TRUE(TakeErrorReports().empty());
+}
+
+TEST_F(AscWriter, FullDiskShowsWhenTheFileEnds) {
+  Qor_Trace_Export_ASC writer(0, "/dev/full", 0, 0);
+  writer.EndFile();
+  EXPECT_TRUE(writer.Failed());
+}
+
+const std::vector<ErrorReport> kPositionLost = {{255, 0x02140007, "coud not get current stream position"}};
+
+TEST_F(AscWriter, FullDiskEndsASeriesAtTheSplit) {
+  Qor_Trace_Export_ASC writer(kSplit, "/dev/full", 0, 512);
+  unsigned int code = 0;
+  int entries = 0;
+  for (; code == 0 && entries < 1000; ++entries) code = ErrorOf([&] { writer.WriteEntry(*CanAt(0)->GetEntry()); });
+  EXPECT_EQ(code, 0x02140007u);
+  EXPECT_LT(entries, 20);
+  EXPECT_EQ(TakeErrorReports(), kPositionLost);
+  EXPECT_TRUE(writer.Failed());
+  EXPECT_EQ(ErrorOf([&] { writer.WriteEntry(*CanAt(0)->GetEntry()); }), 0x02140007u);  // and it stays so
+}
+
+TEST_F(AscWriter, FullDiskEndsASeriesAtTheFlush) {
+  Qor_Trace_Export_ASC writer(kSplit, "/dev/full", 0, 1'000'000);
+  writer.WriteEntry(*CanAt(0)->GetEntry());
+  EXPECT_EQ(ErrorOf([&] { writer.Flush(); }), 0x02140007u);
+  EXPECT_EQ(TakeErrorReports(), kPositionLost);
+  EXPECT_TRUE(writer.Failed());
+}
+
+TEST_F(AscWriter, FullDiskEndsASeriesWhenTheBufferIsFull) {
+  Qor_Trace_Export_ASC writer(kSplit, "/dev/full", 0, 0xFFFFFFFF);
+  unsigned int code = 0;
+  int entries = 0;
+  for (; code == 0 && entries < 100'000; ++entries) code = ErrorOf([&] { writer.WriteEntry(*CanAt(0)->GetEntry()); });
+  EXPECT_EQ(code, 0x02140007u);
+  EXPECT_EQ(TakeErrorReports(), kPositionLost);
+}
+
+/// Lets no file of this process grow beyond `bytes` while it lives, as a full disk would.
+class FileSizeLimit {
+ public:
+  explicit FileSizeLimit(rlim_t bytes) : Handler(std::signal(SIGXFSZ, SIG_IGN)) {
+    getrlimit(RLIMIT_FSIZE, &Before);
+    const rlimit limit{bytes, Before.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &limit);
+  }
+  ~FileSizeLimit() {
+    setrlimit(RLIMIT_FSIZE, &Before);
+    std::signal(SIGXFSZ, Handler);
+  }
+
+ private:
+  void (*Handler)(int);
+  rlimit Before{};
+};
+
+TEST_F(AscWriter, WhatWasWrittenBeforeTheDiskWasFullIsInTheFile) {
+  std::string whole;
+  {
+    Qor_Trace_Export_ASC writer(0, "whole.asc", 0, 0);
+    for (unsigned long i = 0; i < 10'000; ++i) writer.WriteEntry(*CanAt(i)->GetEntry());
+    writer.EndFile();
+    whole = ReadFile("whole.asc");
+  }
+  {
+    const FileSizeLimit limit(300'001);
+    Qor_Trace_Export_ASC writer(0, "log.asc", 0, 0);
+    for (unsigned long i = 0; i < 10'000; ++i) writer.WriteEntry(*CanAt(i)->GetEntry());
+    writer.EndFile();
+    EXPECT_TRUE(writer.Failed());
+  }
+  EXPECT_TRUE(ReadFile("log.asc") == whole.substr(0, 300'001));
+}
+
+TEST_F(AscWriter, EntriesAfterTheEndAreNoSilentLoss) {
+  Qor_Trace_Export_ASC writer(0, "log.asc", 0, 0);
+  writer.EndFile();
+  EXPECT_FALSE(writer.Failed());
+  writer.WriteEntry(*CanAt(0)->GetEntry());
+  EXPECT_TRUE(writer.Failed());
+  Qor_Trace_Export_ASC series(kSplit, "series.asc", 0, 512);
+  series.EndFile();
+  EXPECT_EQ(ErrorOf([&] { series.WriteEntry(*CanAt(0)->GetEntry()); }), 0x02140007u);
+}
+
+}  // namespace
