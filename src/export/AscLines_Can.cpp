@@ -52,8 +52,8 @@ char* FrameHead(const Qor_Trace_Entry_Can_t& can, char* out) {
   if ((flags & QOR_TRACE_CAN_EXTENDED) != 0) identifier &= ~QOR_TRACE_CAN_ID_EXTENDED;
   if ((flags & QOR_TRACE_CAN_FD) != 0) identifier &= ~QOR_TRACE_CAN_ID_FD;
 
-  std::memcpy(out, (flags & QOR_TRACE_CAN_TRANSMITTED) != 0 ? " Tx " : " Rx ", 4);
-  out = Hex(out + 4, identifier);
+  out = (flags & QOR_TRACE_CAN_TRANSMITTED) != 0 ? Text(out, " Tx ") : Text(out, " Rx ");
+  out = Hex(out, identifier);
   *out = 'x';
   out += flags & QOR_TRACE_CAN_EXTENDED;
   char* const marks = out;
@@ -76,9 +76,8 @@ char* FrameTail(unsigned int flags, char* out) {
   const unsigned int word = ((flags & QOR_TRACE_CAN_FD) != 0 ? 1u : 0u) | ((flags & QOR_TRACE_CAN_BRS) != 0 ? 2u : 0u) |
                             ((flags & QOR_TRACE_CAN_ESI) != 0 ? 4u : 0u);
   if (word == 0) return Text(out, " 0 0 0 0 0 0 0 0\n");
-  out[5] = static_cast<char>('0' + word);
-  std::memcpy(out, " 0 0 ", 5);
-  return Text(out + 6, "000 0 0 0 0 0\n");
+  out = Character(Text(out, " 0 0 "), static_cast<char>('0' + word));
+  return Text(out, "000 0 0 0 0 0\n");
 }
 
 char* Frame(const Qor_Trace_Entry_t& entry, const Qor_Trace_Entry_Can_t& can, char* out) {
