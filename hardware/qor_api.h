@@ -71,7 +71,8 @@ unsigned int Qor_CommandWithResponseEx(unsigned int handle, unsigned int zero, u
  * @param textLength  in: capacity of `text`, bytes; out: characters written
  * @param text        out: its text, zero-terminated
  */
-unsigned int Qor_GetLastErrorByPortHandle(unsigned int handle, unsigned int* code, unsigned int* textLength, char* text);
+unsigned int Qor_GetLastErrorByPortHandle(unsigned int handle, unsigned int* code, unsigned int* textLength,
+                                          char* text);
 
 /* ---- Monitor items, as poll responses bring them. Little-endian, packed. ---------------------------------------- */
 
@@ -90,10 +91,10 @@ typedef struct Can_Param_Monitor_Buffer64_LargeItem_t {
 
 /** LIN: the head of an item; a Lin_Param_Monitor_Buffer64_Item_Small_t follows. */
 typedef struct Lin_Param_Monitor_Buffer64_ItemHeader_t {
-  unsigned short ItemSize;      /* 0: bytes, this header included; the next item begins there */
-  unsigned short Reserved;      /* 2 */
-  unsigned int TimestampLow;    /* 4: ns, low half */
-  unsigned int TimestampHigh;   /* 8: ns, high half */
+  unsigned short ItemSize;    /* 0: bytes, this header included; the next item begins there */
+  unsigned short Reserved;    /* 2 */
+  unsigned int TimestampLow;  /* 4: ns, low half */
+  unsigned int TimestampHigh; /* 8: ns, high half */
 } Lin_Param_Monitor_Buffer64_ItemHeader_t;
 
 /** LIN: the body of an item. */

@@ -82,10 +82,10 @@ extern "C" {
 
 /** Values of Qor_Trace_Entry_t::BusType. */
 typedef enum Qor_Trace_BusType {
-  BusType_Can = 0,      /* CAN and CAN FD */
-  BusType_Lin = 1,      /* LIN */
-  BusType_FlexRay = 2,  /* FlexRay */
-  BusType_Ethernet = 3  /* Ethernet */
+  BusType_Can = 0,     /* CAN and CAN FD */
+  BusType_Lin = 1,     /* LIN */
+  BusType_FlexRay = 2, /* FlexRay */
+  BusType_Ethernet = 3 /* Ethernet */
 } Qor_Trace_BusType;
 
 /* Flags of a CAN entry. */
@@ -135,50 +135,50 @@ typedef enum Qor_Trace_BusType {
  * Payload of a CAN or CAN FD entry; the offsets count from the start of the entry. Length = 44 + DataLength.
  */
 typedef struct Qor_Trace_Entry_Can_t {
-  unsigned long ItemTimestamp;  /* 28: ns; equal to Timestamp */
-  unsigned int Identifier;      /* 36: identifier; bit 31 set: extended, bit 30 set: CAN FD */
-  unsigned char Flags;          /* 40: QOR_TRACE_CAN_* */
-  unsigned char Reserved;       /* 41: as the hardware gave it */
-  unsigned char Dlc;            /* 42: data length code as on the bus, 0 to 15 */
-  unsigned char DataLength;     /* 43: number of data bytes that follow, 0 to 64 */
-  unsigned char Data[64];       /* 44: only DataLength bytes are there */
+  unsigned long ItemTimestamp; /* 28: ns; equal to Timestamp */
+  unsigned int Identifier;     /* 36: identifier; bit 31 set: extended, bit 30 set: CAN FD */
+  unsigned char Flags;         /* 40: QOR_TRACE_CAN_* */
+  unsigned char Reserved;      /* 41: as the hardware gave it */
+  unsigned char Dlc;           /* 42: data length code as on the bus, 0 to 15 */
+  unsigned char DataLength;    /* 43: number of data bytes that follow, 0 to 64 */
+  unsigned char Data[64];      /* 44: only DataLength bytes are there */
 } Qor_Trace_Entry_Can_t;
 
 /* Payload of a LIN entry. Length = 48. */
 typedef struct Qor_Trace_Entry_Lin_t {
-  unsigned short Reserved1;  /* 28: 0; an entry with another value is to be skipped */
-  unsigned short Flags;      /* 30: QOR_TRACE_LIN_* */
-  unsigned char DataLength;  /* 32: bytes in Data, the checksum included: a frame has DataLength - 1 data bytes */
-  unsigned char Identifier;  /* 33: bits 0 to 5 are the frame identifier (an event: 0 rising edge, else falling) */
-  unsigned char Reserved2;   /* 34: 0 */
-  unsigned char Data[8];     /* 35: data bytes, then the checksum; a ninth byte reaches into Pad */
-  unsigned char Pad;         /* 43 */
-  unsigned int BitTime;      /* 44: eighths of a ns; bit rate = 1e9 / (BitTime >> 3) bit/s */
+  unsigned short Reserved1; /* 28: 0; an entry with another value is to be skipped */
+  unsigned short Flags;     /* 30: QOR_TRACE_LIN_* */
+  unsigned char DataLength; /* 32: bytes in Data, the checksum included: a frame has DataLength - 1 data bytes */
+  unsigned char Identifier; /* 33: bits 0 to 5 are the frame identifier (an event: 0 rising edge, else falling) */
+  unsigned char Reserved2;  /* 34: 0 */
+  unsigned char Data[8];    /* 35: data bytes, then the checksum; a ninth byte reaches into Pad */
+  unsigned char Pad;        /* 43 */
+  unsigned int BitTime;     /* 44: eighths of a ns; bit rate = 1e9 / (BitTime >> 3) bit/s */
 } Qor_Trace_Entry_Lin_t;
 
 /* Payload of a FlexRay entry. Length = 28 + ItemSize. */
 typedef struct Qor_Trace_Entry_FlexRay_t {
-  unsigned short ItemSize;      /* 28: bytes of this payload, these two included */
-  unsigned short ItemType;      /* 30: 1 received frame, 2 transmitted frame, 3 to 10 events, 0 overrun */
-  unsigned long ItemTimestamp;  /* 32: ns; equal to Timestamp */
-  unsigned char Channel;        /* 40: frames: 0 channel A, 1 channel B, 2 both; other kinds: a sub-kind */
-  unsigned char FrameFlags;     /* 41: QOR_TRACE_FLEXRAY_* */
-  unsigned short SlotId;        /* 42: slot of a frame, 1 to 2047 */
-  unsigned char Cycle;          /* 44: cycle counter, 0 to 63 */
-  unsigned char PayloadLength;  /* 45: payload in 16-bit words, 0 to 127 */
-  unsigned short HeaderCrc;     /* 46: header CRC, 11 bits */
-  unsigned char Data[254];      /* 48: 2 * PayloadLength bytes, as far as ItemSize reaches */
+  unsigned short ItemSize;     /* 28: bytes of this payload, these two included */
+  unsigned short ItemType;     /* 30: 1 received frame, 2 transmitted frame, 3 to 10 events, 0 overrun */
+  unsigned long ItemTimestamp; /* 32: ns; equal to Timestamp */
+  unsigned char Channel;       /* 40: frames: 0 channel A, 1 channel B, 2 both; other kinds: a sub-kind */
+  unsigned char FrameFlags;    /* 41: QOR_TRACE_FLEXRAY_* */
+  unsigned short SlotId;       /* 42: slot of a frame, 1 to 2047 */
+  unsigned char Cycle;         /* 44: cycle counter, 0 to 63 */
+  unsigned char PayloadLength; /* 45: payload in 16-bit words, 0 to 127 */
+  unsigned short HeaderCrc;    /* 46: header CRC, 11 bits */
+  unsigned char Data[254];     /* 48: 2 * PayloadLength bytes, as far as ItemSize reaches */
 } Qor_Trace_Entry_FlexRay_t;
 
 /* Payload of an Ethernet entry. Length = 28 + ItemSize. */
 typedef struct Qor_Trace_Entry_Ethernet_t {
-  unsigned short ItemSize;      /* 28: bytes of this payload, these two included */
-  unsigned short ItemType;      /* 30: QOR_TRACE_ETHERNET_FRAME, _CUSTOM or _OVERRUN */
-  unsigned long ItemTimestamp;  /* 32: ns; equal to Timestamp */
-  unsigned char Flags;          /* 40: QOR_TRACE_ETHERNET_TRANSMITTED, _CRC_ERROR */
-  unsigned char Reserved;       /* 41 */
-  unsigned short FrameLength;   /* 42: bytes in Frame, as far as ItemSize reaches */
-  unsigned char Frame[1524];    /* 44: the frame from the destination address on, without the CRC */
+  unsigned short ItemSize;     /* 28: bytes of this payload, these two included */
+  unsigned short ItemType;     /* 30: QOR_TRACE_ETHERNET_FRAME, _CUSTOM or _OVERRUN */
+  unsigned long ItemTimestamp; /* 32: ns; equal to Timestamp */
+  unsigned char Flags;         /* 40: QOR_TRACE_ETHERNET_TRANSMITTED, _CRC_ERROR */
+  unsigned char Reserved;      /* 41 */
+  unsigned short FrameLength;  /* 42: bytes in Frame, as far as ItemSize reaches */
+  unsigned char Frame[1524];   /* 44: the frame from the destination address on, without the CRC */
 } Qor_Trace_Entry_Ethernet_t;
 
 /*
@@ -189,18 +189,18 @@ typedef struct Qor_Trace_Entry_Ethernet_t {
  * it might not hold. Records of interfaces with odd firmware may be longer than this type.
  */
 typedef struct Qor_Trace_Entry_t {
-  unsigned int Length;              /*  0: bytes of this record, this header included */
-  unsigned int ChannelId;           /*  4: the monitor's channel number */
-  unsigned long Timestamp;          /*  8: ns, clock of the interface */
-  unsigned long RelativeTimestamp;  /* 16: list items: ns since the previous entry of the same message (its cycle
+  unsigned int Length;             /*  0: bytes of this record, this header included */
+  unsigned int ChannelId;          /*  4: the monitor's channel number */
+  unsigned long Timestamp;         /*  8: ns, clock of the interface */
+  unsigned long RelativeTimestamp; /* 16: list items: ns since the previous entry of the same message (its cycle
                                            time; 0 for the first one); trace items: 0 */
-  unsigned char BusType;            /* 24: Qor_Trace_BusType; decides which payload is there */
-  unsigned char Reserved[3];        /* 25: 0 */
+  unsigned char BusType;           /* 24: Qor_Trace_BusType; decides which payload is there */
+  unsigned char Reserved[3];       /* 25: 0 */
   union {
-    Qor_Trace_Entry_Can_t Can;            /* BusType_Can */
-    Qor_Trace_Entry_Lin_t Lin;            /* BusType_Lin */
-    Qor_Trace_Entry_FlexRay_t FlexRay;    /* BusType_FlexRay */
-    Qor_Trace_Entry_Ethernet_t Ethernet;  /* BusType_Ethernet */
+    Qor_Trace_Entry_Can_t Can;           /* BusType_Can */
+    Qor_Trace_Entry_Lin_t Lin;           /* BusType_Lin */
+    Qor_Trace_Entry_FlexRay_t FlexRay;   /* BusType_FlexRay */
+    Qor_Trace_Entry_Ethernet_t Ethernet; /* BusType_Ethernet */
     unsigned char Bytes[1540];
   } Payload; /* 28 */
 } Qor_Trace_Entry_t;
@@ -262,6 +262,7 @@ typedef struct Qor_Trace_Export_Request_t {
 /** Number of a property; 16 bits count. */
 typedef unsigned short Qor_Trace_PropertyId_t;
 
+/* clang-format off */
 /*  id                                             kind     get  set   default           meaning */
 #define QOR_TRACE_PROPERTY_ENTRY_COUNT 0u       /* number   yes  no    0                 entries in the trace, swap file included */
 #define QOR_TRACE_PROPERTY_LIST_COUNT 1u        /* number   yes  no    0                 rows of the list */
@@ -276,6 +277,7 @@ typedef unsigned short Qor_Trace_PropertyId_t;
 #define QOR_TRACE_PROPERTY_FILE_INFO_2 10u      /* text     yes  yes   empty             stored only */
 #define QOR_TRACE_PROPERTY_FILE_INFO_3 11u      /* text     yes  yes   empty             stored only */
 #define QOR_TRACE_PROPERTY_FILE_INFO_4 12u      /* text     yes  yes   empty             stored only */
+/* clang-format on */
 
 /* ---- Monitors -------------------------------------------------------------------------------------------------- */
 
