@@ -107,11 +107,11 @@ class Planner {
     return id;
   }
 
-  /// A message is sent by this interface when that leaves its part at about a fifth of all frames.
+  /// A message is sent by this interface when that brings its part nearer to a fifth of all frames.
   bool TakesTransmitted(const Row& row) {
     const uint64_t rate = kSecond / PeriodOf(row);
-    const bool transmitted = 5 * TransmittedRate < AllRate || Messages.empty();
     AllRate += rate;
+    const bool transmitted = 2 * AllRate > 5 * (2 * TransmittedRate + rate);
     if (transmitted) TransmittedRate += rate;
     return transmitted;
   }

@@ -19,19 +19,22 @@ Error NoConnection(unsigned int handle) {
   return Error(QOR_SIM_ERROR_HANDLE, "There is no connection " + std::to_string(handle) + " to a simulated port.");
 }
 
-/// The description of a port: a mark, its handle and type; the rest is 0.
+// The description of a port: the mark, the port's handle and type; the rest is 0.
+constexpr char kMark[] = "simulated bus interface";
+constexpr size_t kHandleOffset = sizeof kMark;
+constexpr size_t kTypeOffset = kHandleOffset + sizeof(unsigned int);
+
 Qor_InterfaceInfo_t Description(unsigned int portHandle, unsigned char interfaceType) {
-  static constexpr char kMark[] = "simulated bus interface";
   Qor_InterfaceInfo_t info{};
   std::memcpy(info.Bytes, kMark, sizeof kMark);
-  std::memcpy(info.Bytes + sizeof kMark, &portHandle, sizeof portHandle);
-  info.Bytes[sizeof kMark + sizeof portHandle] = interfaceType;
+  std::memcpy(info.Bytes + kHandleOffset, &portHandle, sizeof portHandle);
+  info.Bytes[kTypeOffset] = interfaceType;
   return info;
 }
 
 unsigned int DescribedPort(const Qor_InterfaceInfo_t& info) {
   unsigned int handle = 0;
-  std::memcpy(&handle, info.Bytes + sizeof "simulated bus interface", sizeof handle);
+  std::memcpy(&handle, info.Bytes + kHandleOffset, sizeof handle);
   return handle;
 }
 
@@ -90,9 +93,10 @@ void Simulator::Describe(unsigned int portHandle, Qor_InterfaceInfo_t& info) {
 unsigned int Simulator::Connect(unsigned int mode, const Qor_InterfaceInfo_t& info) {
   if (mode != kTraceMode) throw ArgumentError("A trace channel opens an interface in mode 5.");
   const unsigned int portHandle = DescribedPort(info);
-  const Qor_InterfaceInfo_t genuine = Description(portHandle, info.Bytes[sizeof "simulated bus interface" + 4]);
-  if (!Same(info, genuine)) throw ArgumentError("The description was not filled by Qor_GetInterfaceInfo.");
+  const Error strange = ArgumentError("The description was not filled by Qor_GetInterfaceInfo.");
+  if (!Same(info, Description(portHandle, info.Bytes[kTypeOffset]))) throw strange;
   auto port = FindPort(portHandle);
+  if (port->InterfaceType() != info.Bytes[kTypeOffset]) throw strange;
   port->Connect();
   const Lock lock(Guard);
   const unsigned int handle = ++LastConnection;

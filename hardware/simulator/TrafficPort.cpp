@@ -7,6 +7,12 @@
 #include "Error.h"
 
 namespace qor_sim {
+namespace {
+
+// Items. A source that can't keep up with its speed falls behind rather than keep its port busy without end.
+constexpr unsigned int kMostPerCapture = 1'000'000;
+
+}  // namespace
 
 uint64_t Speed::SourceTime(uint64_t clockTime) const {
   __extension__ using Wide = unsigned __int128;
@@ -39,7 +45,9 @@ void TrafficPort::OnClose() { Time.Leave(); }
 void TrafficPort::Capture() {
   if (!Pace || !Started) return;
   const uint64_t now = Pace->SourceTime(Time.Elapsed());
-  for (const Item* item = Source->Peek(); item != nullptr && item->Due <= now; item = Source->Peek()) {
+  for (unsigned int count = 0; count < kMostPerCapture; ++count) {
+    const Item* item = Source->Peek();
+    if (item == nullptr || item->Due > now) return;
     Buffer.Offer(*item);
     ++Offered;
     Source->Advance();

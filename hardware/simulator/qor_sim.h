@@ -10,28 +10,35 @@
  *                         standard and extended identifiers, FD frames with and without bit-rate switch, error
  *                         frames, trigger events, both directions
  *   candump:PATH[?...]    replay of candump text: "(seconds.fraction) interface id#data" a line; ##F data for CAN FD,
- *                         #R for a remote frame, 20000080# for an error frame
+ *                         #R for a remote frame, 20000080# for an error frame; docs/simulator.md has the dialect
  *   script[?...]          a port that does what Qor_Sim_Script_* tells it to; for tests
  *
  *   can:      seed=N (1)  duration=TIME (endless)  load=PERCENT (30; of a 500 kbit/s bus, 1 to 100)
  *   candump:  interface=NAME (the only one of the file; needed when it has several)  origin=file|absolute (file: time 0
- *             is the first frame of the file, whichever its interface; absolute: the times of the file)
+ *             is the earliest frame of the file, whichever its interface; absolute: the times of the file)
  *             direction=rx|tx (rx; lines may carry their own: a closing R or T)
- *   both:     speed=FACTOR|max (1; max: as fast as polls drain it)  buffer=ITEMS (100000; capture buffer)
- *   script:   type=N (4; interface type)  instance=N (1; monitor instance id)
+ *   both:     speed=FACTOR|max (1; 0.001 to 1000000; max: as fast as polls drain it)
+ *             buffer=ITEMS (100000; capture buffer, 1 to 100000000)
+ *   script:   type=N (4; interface type, 1 to 255)  instance=N (1; monitor instance id)
  *
- *   TIME is a number with ns, us, ms, s, m or h, or several of them in a row: 90s, 1h30m, 0.5s.
+ *   TIME is a number with ns, us, ms, s, m or h, or several of them in a row: 90s, 1h30m, 0.5s. PATH reaches up to the
+ *   first question mark.
  *
- * Time. Item timestamps are ns. All ports of the process share one clock; it begins when the first port starts,
- * so that their timestamps can be merged, and begins anew once all ports have stopped. A source's items become
- * available when the clock, times the port's speed, has reached them; a source plays once. Stopping and
- * starting a port again goes on with the next item of its source.
+ * Time. Item timestamps are ns. All ports of the process share one clock, so that their timestamps can be merged. It
+ * begins when the first port starts, stands still while no port is started, and begins anew when all ports that were
+ * ever started are closed. A source's items become available when the clock, times the port's speed, has reached
+ * them; a source plays once. Stopping and starting a port again goes on with the next item of its source: items that
+ * wait in the capture buffer stay there, and what became due on a port that was stopped while others ran comes at once.
  *
  * Capture buffer. Items that are due but not polled wait in a buffer of limited size, as in a real interface; when it
  * is full the newest item is dropped and counted. At speed=max items are made when polled and nothing is dropped.
  *
  * Strictness. A port answers exactly the commands that a trace channel of its bus sends, byte for byte, in the
- * states where they make sense (configured, started); anything else gets an error code and changes nothing.
+ * states where they make sense (configured, started); anything else gets an error code and changes nothing; the
+ * response length stays as it was. Configuration, start and stop are answered with four bytes of 0. Closing the last
+ * connection to a port stops its monitor and undoes its configuration.
+ *
+ * The monitor instance id of a port is the low byte of its handle, unless a script says otherwise.
  *
  * Results are 0 or QOR_SIM_ERROR_*; Qor_Sim_ErrorText tells more. All calls may be made from any thread.
  */
@@ -58,20 +65,32 @@ enum {
   QOR_SIM_ERROR_MEMORY = 0x02000208    /* memory is exhausted */
 };
 
-/** Text of this thread's last failed Qor_Sim_* call: one sentence; valid until its next one. Never null. */
+/**
+ * Text of this thread's last failed call of this library, hardware calls included: one sentence; valid until the next
+ * failed one. Empty before the first. Never null.
+ */
 const char* Qor_Sim_ErrorText(void);
 
 /* ---- Ports --------------------------------------------------------------------------------------------------------- */
 
-/** Opens a simulated port. Port handles count from 1. */
+/**
+ * Opens a simulated port. Its file, if it has one, is read here, whole. Port handles count from 1, leaving out 255, and
+ * are never reused; connections to ports have handles above 65536.
+ *
+ * @return QOR_SIM_ERROR_SOURCE, _ARGUMENT (a null pointer), _MEMORY; *portHandle is then as before
+ */
 unsigned int Qor_Sim_OpenPort(const char* source, unsigned int* portHandle);
 
-/** Closes a port; connections to it fail from then on with QOR_SIM_ERROR_HANDLE. */
+/**
+ * Closes a port; connections to it fail from then on with QOR_SIM_ERROR_HANDLE. They still are to be closed.
+ *
+ * @return QOR_SIM_ERROR_HANDLE
+ */
 unsigned int Qor_Sim_ClosePort(unsigned int portHandle);
 
 /**
  * Splits a source into sources of one bus each, as Qor_Sim_OpenPort wants them: a recording of several interfaces gives
- * one line each, in order of their names; other sources come back as they are.
+ * one line each, in order of their names, which share the file's time origin; other sources come back as they are.
  *
  * @param text    out: the sources, each closed by a newline; zero-terminated
  * @param length  in: capacity of text, bytes; out: bytes needed, zero included (also with QOR_SIM_ERROR_CAPACITY)
@@ -89,6 +108,12 @@ typedef struct Qor_Sim_Status_t {
   unsigned int Finished;       /* 1: the source has ended and all its items were delivered or lost */
 } Qor_Sim_Status_t;
 
+/**
+ * What became of a port's traffic up to now. A scripted port has no items: all is 0, and Finished is 1 when no response
+ * waits.
+ *
+ * @return QOR_SIM_ERROR_HANDLE, _ARGUMENT (null)
+ */
 unsigned int Qor_Sim_GetStatus(unsigned int portHandle, Qor_Sim_Status_t* status);
 
 /* ---- Error reports ------------------------------------------------------------------------------------------------- */
@@ -102,28 +127,34 @@ typedef struct Qor_Sim_Report_t {
 
 /** Number of reports since the start of the process or the last Qor_Sim_ClearReports. The last 10000 are kept. */
 unsigned int Qor_Sim_ReportCount(void);
-/** Report number `index`, counted from 0. */
+/** Report number `index`, counted from 0. @return QOR_SIM_ERROR_ARGUMENT (null, or a report that is not kept) */
 unsigned int Qor_Sim_GetReport(unsigned int index, Qor_Sim_Report_t* report);
+/** Forgets all reports; the next one is number 0. */
 void Qor_Sim_ClearReports(void);
 
-/** Makes Qor_ErrorHandler return 0 for this code (suppress not 0), or again the code itself. */
+/** Makes Qor_ErrorHandler return 0 for this code (suppress not 0), or again the code itself; it keeps reports anyway. */
 void Qor_Sim_SuppressReports(unsigned int code, int suppress);
 
-/** Calls `callback` for every report from now on, on the reporting thread; null ends that. */
+/**
+ * Calls `callback` for every report from now on, on the reporting thread; null ends that. The callback may call
+ * anything here, this function included; several threads may be inside of it at once. Once this function has
+ * returned, no other thread is inside the callback from before, unless it was called from within a callback.
+ */
 void Qor_Sim_SetReportCallback(void (*callback)(void* context, const Qor_Sim_Report_t* report), void* context);
 
-/* ---- Scripted ports (source "script") --------------------------------------------------------------------------------- */
+/* ---- Scripted ports (source "script"); other ports answer QOR_SIM_ERROR_ARGUMENT --------------------------------- */
 
 /**
- * Queues the response of one poll. Polls beyond the queue get an empty response of the port's bus.
+ * Queues the response of one poll. Polls beyond the queue get an empty response of the port's bus. A poll whose
+ * capacity is below `length` fails with QOR_SIM_ERROR_CAPACITY and leaves the response in the queue.
  *
  * @param bytes          the response, copied; at most 65535 bytes
- * @param reportedLength what the poll says it returned; normally `length`
+ * @param reportedLength what the poll says it returned; normally `length`, but any value goes
  */
 unsigned int Qor_Sim_Script_Response(unsigned int portHandle, const unsigned char* bytes, unsigned int length,
                                      unsigned int reportedLength);
 
-/** Queued responses that were not polled yet. */
+/** Queued responses that were not polled yet; 0 for a port without a script. */
 unsigned int Qor_Sim_Script_Pending(unsigned int portHandle);
 
 /** Calls that can be made to fail. */
@@ -136,18 +167,23 @@ enum {
   QOR_SIM_CALL_POLL = 5 /* after the queued responses are gone */
 };
 
-/** Makes the next `times` calls of a kind fail with `code` (0 times: none). The port's state stays as it is. */
+/**
+ * Makes the next `times` calls of a kind fail with `code`, not 0 (0 times: none; replaces what was said before). Only calls
+ * that would have succeeded count; calls refused for another reason don't. The port's state stays as it is.
+ */
 unsigned int Qor_Sim_Script_Fail(unsigned int portHandle, unsigned int call, unsigned int code, unsigned int times);
 
-/** What Qor_GetLastErrorByPortHandle answers on the port's connections: its result, and with 0 the code and text. */
-unsigned int Qor_Sim_Script_LastError(unsigned int portHandle, unsigned int result, unsigned int code,
-                                      const char* text);
+/**
+ * What Qor_GetLastErrorByPortHandle answers on the port's connections: its result, and with 0 the code and text. Without
+ * this, as on other ports, it answers with the last command that failed on the connection.
+ */
+unsigned int Qor_Sim_Script_LastError(unsigned int portHandle, unsigned int result, unsigned int code, const char* text);
 
 /** One command that a port received, refused ones included. */
 typedef struct Qor_Sim_Command_t {
-  unsigned int Handle;  /* the connection */
-  unsigned int Zero;    /* second argument of Qor_CommandWithResponseEx */
-  unsigned int Command; /* command code */
+  unsigned int Handle;        /* the connection */
+  unsigned int Zero;          /* second argument of Qor_CommandWithResponseEx */
+  unsigned int Command;       /* command code */
   unsigned int Mode;
   unsigned int RequestLength; /* bytes */
   unsigned int Capacity;      /* of the response buffer, bytes */
@@ -155,9 +191,9 @@ typedef struct Qor_Sim_Command_t {
   unsigned char Request[64];  /* its first 64 bytes */
 } Qor_Sim_Command_t;
 
-/** Number of commands that a port (of any source) received, polls included. The first 10000 are kept. */
+/** Number of commands that a port (of any source) received, polls included; 0 for an unknown port. 10000 are kept. */
 unsigned int Qor_Sim_CommandCount(unsigned int portHandle);
-/** Command number `index`, counted from 0. */
+/** Command number `index`, counted from 0. @return QOR_SIM_ERROR_HANDLE, _ARGUMENT (null, or one that is not kept) */
 unsigned int Qor_Sim_GetCommand(unsigned int portHandle, unsigned int index, Qor_Sim_Command_t* command);
 
 /** Connections made by Qor_OpenInterface2 that are not closed, over all ports. */
