@@ -229,6 +229,17 @@ TEST_F(AscWriter, SeriesNamesItsPreviousFileAndTime) {
   ExpectGolden("asc-series-last.asc", ReadFile("trace_3.asc"));
 }
 
+TEST_F(AscWriter, CanLineLeavesHexadecimalToTheNextFileToo) {
+  const auto ethernet = test::EthernetItem().Channel(11).Frame(Bytes(14, 0xA5)).Entry();
+  {
+    Qor_Trace_Export_ASC writer(kSplit | kDecimal, "log.asc", 0, 1);
+    writer.WriteEntry(*CanAt(0)->GetEntry());
+    writer.WriteEntry(*ethernet->GetEntry());
+  }
+  EXPECT_EQ(ReadFile("log_1.asc"), Header(kDecimal, "// 0.000000000 previous log file: log.asc\n") +
+                                       "0.000000000 ETH b Rx e  :a5a5a5a5a5a5a5a5a5a5a5a5a5a5\n" + kEnd);
+}
+
 TEST_F(AscWriter, PreviousTimeIsAbsoluteAndCountsFromTheStart) {
   const auto previous = [](unsigned int flags, unsigned long start) {
     {
