@@ -5,6 +5,8 @@
 #include <memory>
 #include <string_view>
 
+#include "internal/FileDescriptor.h"
+
 /// A file that text is composed for in one buffer. Bytes reach the file when the next piece of text might not fit,
 /// with Flush and with Close.
 ///
@@ -23,7 +25,7 @@ class AscOutput {
 
   /// Creates or truncates a file; no other may be open. False, with errno set, if that fails.
   [[nodiscard]] bool Open(const char* path);
-  [[nodiscard]] bool IsOpen() const { return File >= 0; }
+  [[nodiscard]] bool IsOpen() const { return File.IsOpen(); }
 
   /// A place for up to `bytes` more bytes (at most kCapacity), until the next call. Text written there counts once it is
   /// taken with Commit.
@@ -49,11 +51,9 @@ class AscOutput {
   static constexpr size_t kCapacity = size_t{256} * 1024;
 
  private:
-  bool WriteAll(const char* text, size_t bytes);
-
   std::unique_ptr<char[]> Buffer;
   size_t Used = 0;            // bytes composed and not yet written
   unsigned long Written = 0;  // bytes of the open file that left the buffer
-  int File = -1;
+  FileDescriptor File;
   bool Broken = false;
 };

@@ -7,7 +7,8 @@
 #include "channel/Qor_Trace_Exception.h"
 #include "export/AscHeaderClock.h"
 #include "export/AscLines.h"
-#include "export/RecordFile.h"
+#include "internal/RecordFileReader.h"
+#include "internal/qor_internal.h"
 
 std::time_t (*AscHeaderClock)() = [] { return std::time(nullptr); };
 
@@ -49,8 +50,9 @@ void Qor_Trace_Export_ASC::StartNewFile() {
   CurrentFileName = NextFileName();
   if (!File.Open(CurrentFileName.c_str())) {
     const int error = errno;
-    throw Qor_Trace_Exception(kGeneral, QOR_TRACE_STATUS_FILE_ERROR,
-                              "error opening file '" + CurrentFileName + std::strerror(error));
+    throw Qor_Trace_Exception(
+        kGeneral, QOR_TRACE_STATUS_FILE_ERROR,
+        "error opening file '" + CurrentFileName + Qor_Internal_GetWindowsErrorDescription(error));
   }
   WriteHeader();
 }
@@ -79,20 +81,27 @@ void Qor_Trace_Export_ASC::WriteHeader() {
   File.Append(header);
 }
 
-void Qor_Trace_Export_ASC::Export(const std::string& swapName, unsigned int count,
-                                  const Qor_Trace_EntryStore& entries) {
-  ExportSwapped(swapName, count);
+unsigned int Qor_Trace_Export_ASC::Export(const std::string& swapName, unsigned int count,
+                                          const Qor_Trace_EntryStore& entries) {
+  const unsigned int exported = ExportSwapped(swapName, count);
   for (size_t i = 0; i < entries.size(); ++i) WriteEntry(*entries[i]->GetEntry());
+  return count - exported;
 }
 
-void Qor_Trace_Export_ASC::ExportSwapped(const std::string& swapName, unsigned int count) {
-  if (count == 0) return;
-  RecordFile records(swapName);
-  for (; count != 0; --count) {
-    const Qor_Trace_Entry_t* record = records.Next();
-    if (record == nullptr) return;
-    WriteEntry(*record);
+/// Returns how many of the records the file held.
+unsigned int Qor_Trace_Export_ASC::ExportSwapped(const std::string& swapName, unsigned int count) {
+  if (count == 0) return 0;
+  RecordFileReader::Memory memory;
+  RecordFileReader records(swapName, memory);
+  std::vector<unsigned char> record;
+  for (unsigned int exported = 0; exported < count; ++exported) {
+    const unsigned int length = records.NextLength();
+    if (length == 0) return exported;
+    if (record.size() < length) record.resize(length);
+    if (!records.Read(record.data(), length)) return exported;
+    WriteEntry(*reinterpret_cast<const Qor_Trace_Entry_t*>(record.data()));
   }
+  return count;
 }
 
 void Qor_Trace_Export_ASC::WriteEntry(const Qor_Trace_Entry_t& entry) {

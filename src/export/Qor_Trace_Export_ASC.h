@@ -32,8 +32,9 @@ class QOR_EXPORT Qor_Trace_Export_ASC {
 
   /// Writes the first `count` records of the swap file copy `swapName`, then `entries`, in their order.
   /// Records that the file doesn't hold whole are left out.
+  /// @return how many of the `count` records were left out
   /// @throws Qor_Trace_Exception as WriteEntry
-  void Export(const std::string& swapName, unsigned int count, const Qor_Trace_EntryStore& entries);
+  unsigned int Export(const std::string& swapName, unsigned int count, const Qor_Trace_EntryStore& entries);
 
   /// Ends the open file, if any, without a trailer, opens the next one (an existing one is replaced) and composes its
   /// header.
@@ -64,7 +65,7 @@ class QOR_EXPORT Qor_Trace_Export_ASC {
 
  private:
   std::string NextFileName();
-  void ExportSwapped(const std::string& swapName, unsigned int count);
+  unsigned int ExportSwapped(const std::string& swapName, unsigned int count);
   [[nodiscard]] bool IsBeforeStart(const Qor_Trace_Entry_t& entry) const;
   void WriteLine(const Qor_Trace_Entry_t& entry);
   template <class Line>

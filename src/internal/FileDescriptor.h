@@ -15,7 +15,11 @@ class FileDescriptor {
  public:
   FileDescriptor() = default;
   /// flags as for open(2); a file that is made is readable and writable for everybody whom the umask allows.
-  FileDescriptor(const std::string& name, int flags) : Descriptor(open(name.c_str(), flags | O_CLOEXEC, 0666)) {}
+  FileDescriptor(const std::string& name, int flags) {
+    do {
+      Descriptor = open(name.c_str(), flags | O_CLOEXEC, 0666);
+    } while (Descriptor < 0 && errno == EINTR);
+  }
   ~FileDescriptor() { static_cast<void>(Close()); }
   FileDescriptor(FileDescriptor&& other) noexcept : Descriptor(std::exchange(other.Descriptor, -1)) {}
   FileDescriptor& operator=(FileDescriptor&& other) noexcept {
@@ -26,8 +30,9 @@ class FileDescriptor {
   [[nodiscard]] bool IsOpen() const { return Descriptor >= 0; }
   [[nodiscard]] int Get() const { return Descriptor; }
 
-  /// Closes the file, if it is open. Returns false, with errno, if that fails; the file is closed all the same.
-  [[nodiscard]] bool Close() { return !IsOpen() || close(std::exchange(Descriptor, -1)) == 0; }
+  /// Closes the file, if it is open. Returns false, with errno, if that fails; the file is closed all the same. (An
+  /// interrupted close has closed it too.)
+  [[nodiscard]] bool Close() { return !IsOpen() || close(std::exchange(Descriptor, -1)) == 0 || errno == EINTR; }
 
  private:
   int Descriptor = -1;

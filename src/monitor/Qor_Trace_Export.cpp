@@ -28,26 +28,26 @@ void Qor_Trace_Monitor::ExportToASC(unsigned int flags, const char* fileName, un
   CheckAscArguments(flags, maxSize);
   std::string copyName;
   unsigned int swapped = 0;
-  bool copied = true;
+  bool complete = true;
   Qor_Trace_EntryStore snapshot;
   {
     MutexLock lock(MutexStore);
     MutexLock swapLock(MutexSwapFile);
     copyName = Swap.Name() + ".bak";
     swapped = SwappedEntryCount;
-    if (swapped != 0) copied = Swap.CopyTo(copyName);
+    if (swapped != 0) complete = Swap.CopyTo(copyName);
     snapshot = Store;
   }
   bool failed = false;
   {
     Qor_Trace_Export_ASC writer(flags, fileName, startTime, maxSize);
-    writer.Export(copyName, swapped, snapshot);
+    if (writer.Export(copyName, swapped, snapshot) != 0) complete = false;
     std::remove(copyName.c_str());
     writer.EndFile();
     failed = writer.Failed();
   }
   // The file holds what could be had; the caller learns that it isn't everything.
-  if (!copied) Fail(QOR_TRACE_STATUS_FILE_ERROR, "Cannot copy swap file: path=\"" + copyName + "\"");
+  if (!complete) Fail(QOR_TRACE_STATUS_FILE_ERROR, "Cannot read all of the swap file: copy=\"" + copyName + "\"");
   if (failed) Fail(QOR_TRACE_STATUS_FILE_ERROR, "Cannot write ASC file: path=\"" + std::string(fileName) + "\"");
 }
 

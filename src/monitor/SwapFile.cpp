@@ -7,6 +7,7 @@
 #include "channel/Qor_Trace_Entry.h"
 #include "channel/Qor_Trace_Exception.h"
 #include "internal/FileDescriptor.h"
+#include "internal/qor_internal.h"
 #include "qor_api.h"
 
 namespace {
@@ -16,8 +17,8 @@ constexpr size_t kWriteBlock = 1024 * 1024;  // bytes
 
 [[noreturn]] void Fail(const char* action, const std::string& name, int error) {
   throw Qor_Trace_Exception(QOR_ERROR_LEVEL_GENERAL, QOR_TRACE_STATUS_FILE_ERROR,
-                            std::string("Cannot ") + action + " swap file: path=\"" + name +
-                                "\", errno=" + std::to_string(error) + " (" + std::strerror(error) + ")");
+                            std::string("Cannot ") + action + " swap file: path=\"" + name + "\", errno=" +
+                                std::to_string(error) + " (" + Qor_Internal_GetWindowsErrorDescription(error) + ")");
 }
 
 /// Whether a file is as it was left. An empty one always is.
