@@ -18,9 +18,9 @@ struct Output {
 
 /// How ASC outputs are to look.
 struct AscOptions {
-  bool Live = false;                   // written while recording, not at the end
-  bool Decimal = false;                // decimal numbers
-  bool Relative = false;               // relative times
+  bool Live = false;                                  // written while recording, not at the end
+  bool Decimal = false;                               // decimal numbers
+  bool Relative = false;                              // relative times
   std::optional<unsigned long> Split = std::nullopt;  // size limit of one file, bytes
 
   bool Any() const { return Live || Decimal || Relative || Split; }

@@ -17,8 +17,6 @@
 namespace client {
 
 struct RecordingOptions {
-  std::vector<std::string> Sources;        // as typed
-  std::string Speed;                       // empty: as the sources say
   std::optional<unsigned long> Duration;   // ns of trace time, from the first entry on
   unsigned int MemoryLimit = 50000;        // entries
   std::string SwapParent;                  // folder for the swap folder

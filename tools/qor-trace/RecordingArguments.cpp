@@ -23,16 +23,13 @@ void RecordingArguments::AddTo(CLI::App& command) {
   command.add_option("SOURCE", Sources, "What to record; several are recorded together")->required();
   command.add_option("--duration,-d", Duration, "End after this much trace time, e.g. 90s or 1h30m");
   command.add_option("--speed", Speed, "Speed of the sources that don't set their own: a factor, or max");
-  command.add_option("--memory-limit", MemoryLimit,
-                     "Entries held in memory before they go to the swap file (50000; fewer if the bus allows fewer)");
+  command.add_option("--memory-limit", MemoryLimit, "Entries held in memory before they go to the swap file (50000)");
   command.add_option("--swap-folder", SwapFolder,
                      "Where the swap file's own folder is made (the folder of the first output, else /var/tmp)");
 }
 
 RecordingOptions RecordingArguments::Options(const std::string& defaultSwapFolder) const {
   RecordingOptions options;
-  options.Sources = Sources;
-  options.Speed = Speed;
   if (!Duration.empty()) {
     options.Duration = ParseDuration(Duration);
     if (!options.Duration) throw UsageError(fmt::format("\"{}\" is no duration; write 90s or 1h30m", Duration));
