@@ -177,13 +177,14 @@ unsigned int Qor_Sim_Script_Fail(unsigned int portHandle, unsigned int call, uns
  * What Qor_GetLastErrorByPortHandle answers on the port's connections: its result, and with 0 the code and text. Without
  * this, as on other ports, it answers with the last command that failed on the connection.
  */
-unsigned int Qor_Sim_Script_LastError(unsigned int portHandle, unsigned int result, unsigned int code, const char* text);
+unsigned int Qor_Sim_Script_LastError(unsigned int portHandle, unsigned int result, unsigned int code,
+                                      const char* text);
 
 /** One command that a port received, refused ones included. */
 typedef struct Qor_Sim_Command_t {
-  unsigned int Handle;        /* the connection */
-  unsigned int Zero;          /* second argument of Qor_CommandWithResponseEx */
-  unsigned int Command;       /* command code */
+  unsigned int Handle;  /* the connection */
+  unsigned int Zero;    /* second argument of Qor_CommandWithResponseEx */
+  unsigned int Command; /* command code */
   unsigned int Mode;
   unsigned int RequestLength; /* bytes */
   unsigned int Capacity;      /* of the response buffer, bytes */
