@@ -58,6 +58,9 @@ constexpr Row kRows[] = {
 
 uint64_t PeriodOf(const Row& row) { return row.PeriodMs * kMs; }
 
+/// Frames per second.
+uint64_t RateOf(const Row& row) { return kSecond / PeriodOf(row); }
+
 /// The share of the bus that a message takes, in millionths.
 uint64_t ShareOf(const CanItem& frame, uint64_t period) { return CanFrameLength(frame) * 1'000'000 / period + 1; }
 
@@ -80,24 +83,31 @@ class Planner {
   std::vector<CanMessage> Plan() {
     while (AddRows()) {
     }
-    return std::move(Messages);
+    ChooseTransmitted();
+    std::vector<CanMessage> messages;
+    for (const Planned& plan : Plans) {
+      messages.emplace_back(plan.Frame, PeriodOf(*plan.Source), plan.Source->Why == Event, Numbers);
+    }
+    return messages;
   }
 
  private:
+  struct Planned {
+    CanItem Frame;
+    const Row* Source;
+  };
+
   /// Once through the pattern; false when no row had room.
   bool AddRows() {
-    const size_t before = Messages.size();
+    const size_t before = Plans.size();
     for (const Row& row : kRows) AddIfRoom(row);
-    return Messages.size() > before;
+    return Plans.size() > before;
   }
 
   void AddIfRoom(const Row& row) {
-    CanItem frame = FrameOf(row, 0);
-    const uint64_t share = ShareOf(frame, PeriodOf(row));
-    if (share > Budget || Messages.size() == kGreatestMessageCount) return;
-    frame = FrameOf(row, FreeId(row.FirstId));
-    if (TakesTransmitted(row)) frame.Flags = static_cast<unsigned char>(frame.Flags | kCanTransmitted);
-    Messages.emplace_back(frame, PeriodOf(row), row.Why == Event, Numbers);
+    const uint64_t share = ShareOf(FrameOf(row, 0), PeriodOf(row));
+    if (share > Budget || Plans.size() == kGreatestMessageCount) return;
+    Plans.push_back({FrameOf(row, FreeId(row.FirstId)), &row});
     Budget -= share;
   }
 
@@ -107,21 +117,24 @@ class Planner {
     return id;
   }
 
-  /// A message is sent by this interface when that brings its part nearer to a fifth of all frames.
-  bool TakesTransmitted(const Row& row) {
-    const uint64_t rate = kSecond / PeriodOf(row);
-    AllRate += rate;
-    const bool transmitted = 2 * AllRate > 5 * (2 * TransmittedRate + rate);
-    if (transmitted) TransmittedRate += rate;
-    return transmitted;
+  /// Gives messages to this interface until it sends a fifth of all frames, the fastest messages that still fit first.
+  void ChooseTransmitted() {
+    uint64_t free = 0;  // frames per second
+    for (const Planned& plan : Plans) free += RateOf(*plan.Source);
+    free /= 5;
+    for (const unsigned int period : {10u, 20u, 50u, 100u, 500u, 1000u}) {
+      for (Planned& plan : Plans) {
+        if (plan.Source->PeriodMs != period || RateOf(*plan.Source) > free) continue;
+        plan.Frame.Flags = static_cast<unsigned char>(plan.Frame.Flags | kCanTransmitted);
+        free -= RateOf(*plan.Source);
+      }
+    }
   }
 
   uint64_t Budget;  // millionths of the bus that are free
   Random& Numbers;
-  std::vector<CanMessage> Messages;
+  std::vector<Planned> Plans;
   std::set<uint32_t> UsedIds;
-  uint64_t AllRate = 0;          // frames per second
-  uint64_t TransmittedRate = 0;  // frames per second
 };
 
 }  // namespace

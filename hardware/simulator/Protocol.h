@@ -77,7 +77,7 @@ class ResponseWriter {
   size_t ItemCount() const { return Items; }
 
  private:
-  const ResponseLayout& Layout;
+  ResponseLayout Layout;
   std::span<unsigned char> Buffer;
   size_t Used;
   size_t Items = 0;

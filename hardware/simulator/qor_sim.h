@@ -71,7 +71,7 @@ enum {
  */
 const char* Qor_Sim_ErrorText(void);
 
-/* ---- Ports --------------------------------------------------------------------------------------------------------- */
+/* ---- Ports ------------------------------------------------------------------------------------------------------ */
 
 /**
  * Opens a simulated port. Its file, if it has one, is read here, whole. Port handles count from 1, leaving out 255, and
@@ -116,7 +116,7 @@ typedef struct Qor_Sim_Status_t {
  */
 unsigned int Qor_Sim_GetStatus(unsigned int portHandle, Qor_Sim_Status_t* status);
 
-/* ---- Error reports ------------------------------------------------------------------------------------------------- */
+/* ---- Error reports ---------------------------------------------------------------------------------------------- */
 
 /** One call of Qor_ErrorHandler. */
 typedef struct Qor_Sim_Report_t {
@@ -132,7 +132,7 @@ unsigned int Qor_Sim_GetReport(unsigned int index, Qor_Sim_Report_t* report);
 /** Forgets all reports; the next one is number 0. */
 void Qor_Sim_ClearReports(void);
 
-/** Makes Qor_ErrorHandler return 0 for this code (suppress not 0), or again the code itself; it keeps reports anyway. */
+/** Makes Qor_ErrorHandler return 0 for this code (suppress not 0), or again the code itself. All are kept. */
 void Qor_Sim_SuppressReports(unsigned int code, int suppress);
 
 /**
@@ -168,14 +168,14 @@ enum {
 };
 
 /**
- * Makes the next `times` calls of a kind fail with `code`, not 0 (0 times: none; replaces what was said before). Only calls
- * that would have succeeded count; calls refused for another reason don't. The port's state stays as it is.
+ * Makes the next `times` calls of a kind fail with `code`, not 0 (0 times: none; replaces what was said before). Only
+ * calls that would have succeeded count; calls refused for another reason don't. The port's state stays as it is.
  */
 unsigned int Qor_Sim_Script_Fail(unsigned int portHandle, unsigned int call, unsigned int code, unsigned int times);
 
 /**
- * What Qor_GetLastErrorByPortHandle answers on the port's connections: its result, and with 0 the code and text. Without
- * this, as on other ports, it answers with the last command that failed on the connection.
+ * What Qor_GetLastErrorByPortHandle answers on the port's connections: its result, and with 0 the code and text.
+ * Without this, as on other ports, it answers with the last command that failed on the connection.
  */
 unsigned int Qor_Sim_Script_LastError(unsigned int portHandle, unsigned int result, unsigned int code,
                                       const char* text);

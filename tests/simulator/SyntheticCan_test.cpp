@@ -185,9 +185,8 @@ TEST(SyntheticCan, TriggersAreRisingFallingAndUserEventsInTurn) {
   }
 }
 
-// With less load than this there are too few messages to come near a fifth.
 TEST(SyntheticCan, AboutAFifthIsTransmitted) {
-  for (const unsigned int load : {10u, 30u, 100u}) {
+  for (const unsigned int load : {1u, 10u, 30u, 100u}) {
     size_t transmitted = 0, all = 0;
     for (const auto& frame : Bus(1, kMinute, load)) {
       if (!IsData(frame)) continue;
@@ -196,13 +195,6 @@ TEST(SyntheticCan, AboutAFifthIsTransmitted) {
     }
     EXPECT_NEAR(static_cast<double>(transmitted) / static_cast<double>(all), 0.2, 0.05) << load;
   }
-}
-
-TEST(SyntheticCan, BothDirectionsAreThereWithLittleLoad) {
-  bool received = false, transmitted = false;
-  for (const auto& frame : Bus(1, kMinute, 1)) ((frame.Flags & kCanTransmitted) != 0 ? transmitted : received) = true;
-  EXPECT_TRUE(received);
-  EXPECT_TRUE(transmitted);
 }
 
 TEST(SyntheticCan, CyclicMessagesCountTheirFramesAndKeepTheirPeriod) {
