@@ -140,7 +140,7 @@ TEST(SyntheticCan, HasEveryKindOfFrame) {
       passive += (frame.Flags & kCanEsi) != 0 ? 1 : 0;
       if ((frame.Flags & kCanFd) != 0) fdLengths.insert(frame.DataLength);
     }
-    for (const unsigned int format : {0, 0x01, 0x08, 0x28, 0x29}) EXPECT_GT(formats[format], 0u) << format;
+    for (const unsigned int format : {0u, 0x01u, 0x08u, 0x28u, 0x29u}) EXPECT_GT(formats[format], 0u) << format;
     EXPECT_EQ(formats.count(kCanBrs), 0u);
     EXPECT_GE(fdLengths.size(), 4u);
     EXPECT_EQ(*fdLengths.rbegin(), 64u);

@@ -237,7 +237,7 @@ TEST_F(TrafficPortTest, EveryItemIsPaddedTheLastOneToo) {
   EXPECT_EQ(port.Send(2, kCan.Poll), 0u);
   EXPECT_EQ(port.Length, 4u + 20 + 20);
   EXPECT_EQ(port.Buffer[4 + 20], 1);
-  for (const size_t pad : {21, 22, 23, 41, 42, 43}) EXPECT_EQ(port.Buffer[pad], 0);
+  for (const size_t pad : {21u, 22u, 23u, 41u, 42u, 43u}) EXPECT_EQ(port.Buffer[pad], 0);
   EXPECT_EQ(port.Buffer[44], 0xEE);
 }
 

@@ -193,7 +193,7 @@ TEST(ErrorHandler, CutsLongTextsAndTakesANullFormat) {
   const std::string text(1000, 'x');
   Qor_ErrorHandler(255, 1, "%s", text.c_str());
   const char* none = nullptr;
-  Qor_ErrorHandler(255, 2, none);
+  Qor_ErrorHandler(255, 2, none, 0);
   Qor_Sim_Report_t report;
   ASSERT_EQ(Qor_Sim_GetReport(0, &report), 0u);
   EXPECT_EQ(report.Text, std::string(499, 'x'));
