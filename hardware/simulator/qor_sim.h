@@ -192,7 +192,10 @@ typedef struct Qor_Sim_Command_t {
   unsigned char Request[64];  /* its first 64 bytes */
 } Qor_Sim_Command_t;
 
-/** Number of commands that a port (of any source) received, polls included; 0 for an unknown port. 10000 are kept. */
+/**
+ * Number of commands that a port (of any source) received, polls included; 0 for an unknown port. The first 10000 are
+ * kept.
+ */
 unsigned int Qor_Sim_CommandCount(unsigned int portHandle);
 /** Command number `index`, counted from 0. @return QOR_SIM_ERROR_HANDLE, _ARGUMENT (null, or one that is not kept) */
 unsigned int Qor_Sim_GetCommand(unsigned int portHandle, unsigned int index, Qor_Sim_Command_t* command);
