@@ -72,9 +72,9 @@ class RecordRun {
   int Run() {
     CheckUsage();
     const RecordingOptions options = Options();
-    std::vector<Source> sources = Arguments.Recording.Plan();
+    const std::vector<Source> sources = Arguments.Recording.Plan();
     for (const Output& output : Outputs) CheckWritable(output);
-    Recorder recorder(options, std::move(sources), StopSignals);
+    Recorder recorder(options, sources, StopSignals);
     for (const Output& output : Outputs)
       if (output.Kind == Format::Bin) Bins.Add(output);
     const End end = recorder.Run(Bins);

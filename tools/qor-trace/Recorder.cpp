@@ -43,7 +43,7 @@ const char* Word(End end) {
   return "";
 }
 
-Recorder::Recorder(const RecordingOptions& options, std::vector<Source> sources, Signals& signals)
+Recorder::Recorder(const RecordingOptions& options, const std::vector<Source>& sources, Signals& signals)
     : Options(options),
       StopSignals(signals),
       Swap(options.SwapParent),

@@ -35,7 +35,7 @@ class Recorder {
   /// Opens everything; nothing is recorded yet.
   ///
   /// Failure: UsageError, Failure.
-  Recorder(const RecordingOptions& options, std::vector<Source> sources, Signals& signals);
+  Recorder(const RecordingOptions& options, const std::vector<Source>& sources, Signals& signals);
 
   /// Records, handing every entry exactly once and in order to `sink`, until the sources have ended, the duration is
   /// over, a stop is requested, or the sink declines an entry. The monitor is stopped afterwards. Once.
