@@ -33,6 +33,38 @@ extern "C" {
 /** There is no such interface or host-interface type, or nowhere to put the answer. */
 #define QOR_INTERNAL_STATUS_INVALID_TYPE 0x02000206u
 
+/* ---- Events -------------------------------------------------------------------------------------------- */
+
+/** An event whose condition variable and mutex lie elsewhere. Waiters hold the mutex and wait for Signalled. */
+typedef struct Qor_Internal_Event_t {
+  pthread_cond_t* Condition; /*  0 */
+  pthread_mutex_t* Mutex;    /*  8: guards Signalled */
+  unsigned int Signalled;    /* 16: 0 or 1 */
+} Qor_Internal_Event_t;
+
+/** An event that brings its condition variable and mutex along, for memory that processes share. */
+typedef struct Qor_External_Event_t {
+  pthread_cond_t Condition; /*  0 */
+  pthread_mutex_t Mutex;    /* 48: guards Signalled */
+  unsigned int Signalled;   /* 88: 0 or 1 */
+} Qor_External_Event_t;
+
+/**
+ * Sets the event's flag to 1 and wakes all who wait for it. The flag stays until it is reset.
+ *
+ * If the mutex can't be locked, logs that and carries on all the same, the unlock included: a caller that
+ * already held an error-checking mutex has lost it afterwards. A robust mutex whose owner died is taken over.
+ *
+ * @return 0 or the error number of pthread_mutex_unlock; EINVAL for a null pointer, in the event too (nothing is done)
+ */
+QOR_EXPORT int Qor_Internal_SetEvent(Qor_Internal_Event_t* event);
+
+/** As Qor_Internal_SetEvent, on the embedded mutex and condition variable. */
+QOR_EXPORT int Qor_External_SetEvent(Qor_External_Event_t* event);
+
+/** Sets the event's flag to 0. As Qor_Internal_SetEvent otherwise, but a lock that fails is not logged. */
+QOR_EXPORT int Qor_Internal_ResetEvent(Qor_Internal_Event_t* event);
+
 /* ---- Threads ------------------------------------------------------------------------------------------- */
 
 /**
