@@ -126,6 +126,104 @@ QOR_EXPORT unsigned int Qor_Internal_GetFileSize(const char* path, unsigned int*
 QOR_EXPORT void Qor_Internal_Math_Float64_Decimal2Fraction(unsigned int* numerator, unsigned int* denominator,
                                                            double x);
 
+/* ---- Message queues ------------------------------------------------------------------------------------ */
+/*
+ * POSIX message queues. A name begins with a slash and has up to 255 more characters. A descriptor is a mqd_t; all
+ * bits set (-1) is a closed one. A name that is null, or has no slash, fails with EINVAL.
+ *
+ * A queue pair is named by a base name: base + "-R" is read from, base + "-W" written to.
+ */
+
+struct mq_attr;
+
+/**
+ * Opens a queue that exists.
+ *
+ * @param writeFlag         0 to receive, else to send
+ * @param mode, attributes  passed on to mq_open, which has no use for them unless it creates
+ * @return the descriptor, to be closed by the caller; negative on failure, which is logged
+ */
+QOR_EXPORT int Open_MsgQueue(const char* name, unsigned char writeFlag, unsigned int mode, struct mq_attr* attributes);
+
+/**
+ * Creates a queue for up to 3 messages, readable and writable for everyone. A queue of that name is removed first,
+ * which is logged; who has it open keeps the old one.
+ *
+ * If the queue can't be created for another reason than ENOSPC or EINVAL, one more attempt is made with permissions
+ * 0606. Failures are logged, except EMFILE of the first attempt.
+ *
+ * The process's umask is 0 for a moment, so that the permissions are as given here, and then as before. Files that
+ * other threads create at that moment get their permissions unmasked; calls of this function exclude one another.
+ *
+ * @param messageSize  greatest length of a message, bytes, 1 or more
+ * @param writeFlag    0 to receive, else to send
+ * @return the descriptor, to be closed by the caller; negative on failure
+ */
+QOR_EXPORT int Create_MsgQueue(const char* name, unsigned int messageSize, unsigned char writeFlag);
+
+/**
+ * Closes a queue.
+ *
+ * @param descriptor  in: may be closed already, which is no error; out: -1, also on failure
+ * @return 0, or -1 on failure, which is logged; -1 with errno EINVAL, not logged, if the pointer is null
+ */
+QOR_EXPORT int close_message_queue(unsigned int* descriptor);
+
+/**
+ * Closes a queue and removes its name. If closing fails, the name stays.
+ *
+ * @param descriptor  as for close_message_queue
+ * @return 0, or -1 on failure, which is logged (except a null `descriptor`)
+ */
+QOR_EXPORT int destroy_message_queue(unsigned int* descriptor, const char* name);
+
+/**
+ * Destroys a queue pair: base + "-R" with the first descriptor, then base + "-W" with the second. If the first can't
+ * be destroyed, the second is left as it is.
+ *
+ * @return as destroy_message_queue
+ */
+QOR_EXPORT int destroy_message_queues(unsigned int* readDescriptor, unsigned int* writeDescriptor,
+                                      const char* baseName);
+
+/**
+ * Sends a message with priority 0 and, if a reply buffer is given, waits for one message in reply. Blocks as long as
+ * the queue is full, or no reply comes; a signal handler that ends the wait (EINTR) makes the call fail.
+ *
+ * @param length           bytes; 0 is a message too, `message` may then be null
+ * @param receive          not used without a reply buffer
+ * @param reply            out: the reply, up to `maxReplyLength` bytes; those behind it, and all of them on failure,
+ *                         stay as they were. Null: no reply is expected.
+ * @param maxReplyLength   bytes that fit into `reply`
+ * @return 0, or MESSAGE_FAILED, which is logged: not sent; nothing received, for instance because the queue is made
+ *         for messages of more than 512 bytes; reply longer than maxReplyLength (it is taken off the queue and lost).
+ */
+QOR_EXPORT unsigned int MsgSndLinux(unsigned int send, const void* message, unsigned int length, unsigned int receive,
+                                    void* reply, unsigned int maxReplyLength);
+
+/** Kind of the message that Qor_Internal_DisconnectMq sends. */
+#define QOR_INTERNAL_MESSAGE_DISCONNECT 11
+
+/** The message that Qor_Internal_DisconnectMq sends, in host byte order. */
+typedef struct Qor_Internal_DisconnectMessage_t {
+  unsigned char Kind;     /* 0: QOR_INTERNAL_MESSAGE_DISCONNECT */
+  unsigned char First;    /* 1: first value of the call */
+  unsigned char Second;   /* 2: second value of the call */
+  unsigned char Reserved; /* 3: 0 */
+  unsigned int Length;    /* 4: bytes of this message, 12 */
+  unsigned int ProcessId; /* 8: of the sender */
+} Qor_Internal_DisconnectMessage_t;
+
+/**
+ * Sends the disconnect message; no reply is expected.
+ *
+ * @param receive        not used
+ * @param first, second  go into the message
+ * @return as MsgSndLinux
+ */
+QOR_EXPORT unsigned int Qor_Internal_DisconnectMq(unsigned int send, unsigned int receive, unsigned char first,
+                                                  unsigned char second);
+
 #ifdef __cplusplus
 }
 #endif
