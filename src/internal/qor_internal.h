@@ -224,6 +224,69 @@ typedef struct Qor_Internal_DisconnectMessage_t {
 QOR_EXPORT unsigned int Qor_Internal_DisconnectMq(unsigned int send, unsigned int receive, unsigned char first,
                                                   unsigned char second);
 
+/* ---- Interface types ----------------------------------------------------------------------------------- */
+/*
+ * The firmware numbers interface types (what a bus interface is) and host-interface types (device models) in its own
+ * way; these functions give the numbers of the hardware library's interface. internal/HostModels.h lists the models.
+ */
+
+/** The host-interface type that stands for none. */
+#define QOR_INTERNAL_HOST_INTERFACE_NONE 87u
+
+/** Ways to reach a host interface, results of Qor_Internal_GetHostCommunicationType. */
+enum {
+  QOR_INTERNAL_COMMUNICATION_NONE = 0,         /* no such host interface */
+  QOR_INTERNAL_COMMUNICATION_SERIAL = 1,       /* serial line */
+  QOR_INTERNAL_COMMUNICATION_USB = 2,          /* USB */
+  QOR_INTERNAL_COMMUNICATION_PCI = 3,          /* PCI */
+  QOR_INTERNAL_COMMUNICATION_ETHERNET = 4,     /* network, by cable */
+  QOR_INTERNAL_COMMUNICATION_WLAN = 5,         /* network, wireless */
+  QOR_INTERNAL_COMMUNICATION_PCI_EXPRESS = 6,  /* PCI Express */
+  QOR_INTERNAL_COMMUNICATION_MEMORY = 7,       /* registers in the host's address space */
+  QOR_INTERNAL_COMMUNICATION_SHARED_MEMORY = 8 /* memory shared with a simulated device */
+};
+
+/* Flags of a host-interface record. */
+#define QOR_INTERNAL_HOST_WIRELESS 0x0002u /* together with NETWORK: the network is a wireless one */
+#define QOR_INTERNAL_HOST_NETWORK 0x0004u  /* is reached over the network, whatever its model's own way */
+
+/** The front of a host-interface record; what follows is not looked at. */
+typedef struct Qor_Internal_HostInterface_t {
+  unsigned int Type;       /* 0: host-interface type */
+  unsigned short Reserved; /* 4 */
+  unsigned short Flags;    /* 6: QOR_INTERNAL_HOST_* */
+} Qor_Internal_HostInterface_t;
+
+/** @return 0 for an interface type that exists (1 to 16), else INVALID_TYPE */
+QOR_EXPORT unsigned int Qor_Internal_CheckInterfaceType(unsigned int type);
+
+/** @return 0 for a number that can be a host-interface type (0 to 86), else INVALID_TYPE */
+QOR_EXPORT unsigned int Qor_Internal_CheckHostInterfaceType(unsigned int type);
+
+/** @return the interface type (1 to 16) of the firmware's number, 0 if there is none */
+QOR_EXPORT unsigned int Qor_Internal_TranslateInterfaceType_Fw2Api(unsigned int firmwareType);
+
+/** @return the host-interface type (0 to 86) of the firmware's number, else QOR_INTERNAL_HOST_INTERFACE_NONE */
+QOR_EXPORT unsigned int Qor_Internal_TranslateHostInterfaceType_Fw2Api(unsigned int firmwareType);
+
+/** @return the type of the model that does the work inside a host interface: for a variant of a model the type of
+ *          that model, for all others, known or not, the number itself */
+QOR_EXPORT unsigned int Qor_Internal_GetInternalHostInterfaceType(unsigned int type);
+
+/** @return QOR_INTERNAL_COMMUNICATION_*: by the flags if they say "network", else by the model; NONE for null */
+QOR_EXPORT unsigned int Qor_Internal_GetHostCommunicationType(const Qor_Internal_HostInterface_t* host);
+
+/**
+ * The number of bus controllers of a host-interface type.
+ *
+ * @param count  out: 0 to 4; 0 for a type that doesn't exist
+ * @return 0; INVALID_TYPE if the pointer is null
+ */
+QOR_EXPORT unsigned int Qor_Internal_GetMaxNumberOfControllers(unsigned int type, unsigned char* count);
+
+/** @return the model description of a host-interface type; "unknown device" if there is none. Static, never null. */
+QOR_EXPORT const char* Qor_Internal_GetHostInterfaceTypeDescription(unsigned int type);
+
 #ifdef __cplusplus
 }
 #endif

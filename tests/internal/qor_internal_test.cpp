@@ -22,6 +22,13 @@
 using testing::ElementsAre;
 using testing::IsEmpty;
 
+extern "C" int CallEveryHelperFromC(void);
+
+TEST(Helpers, CanBeCalledFromC) {
+  const CapturedLog log;
+  EXPECT_EQ(CallEveryHelperFromC(), 0) << "number of the check that failed";
+}
+
 // ---- Thread start ------------------------------------------------------------------------------------------
 
 namespace {
