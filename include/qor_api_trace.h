@@ -449,8 +449,28 @@ QOR_TRACE_API unsigned int Qor_Trace_Property_SetById(unsigned int handle, unsig
 QOR_TRACE_API unsigned int Qor_Trace_ExportToASC(unsigned int handle, const Qor_Trace_Export_Request_t* request);
 
 /**
- * Writes the Ethernet frames of the trace to a PCAPNG file. Not available yet: returns NOT_SUPPORTED for a monitor that
- * exists.
+ * Writes the Ethernet entries of the trace that are in memory to a PCAPNG file. Entries of the other buses, and entries
+ * that were moved to the swap file, are not in it. The trace of the moment of the call is written on the caller's
+ * thread; the monitor may run on meanwhile. An existing file is replaced.
+ *
+ * request->MaxFileSize is the start time in ns; it counts with QOR_TRACE_PCAP_START_OFFSET only. Extra is not read.
+ *
+ * The file is one little-endian section. Each channel is an interface, in the order of their first entries, named by
+ * the channel number in decimal, with times in ns. A frame (QOR_TRACE_ETHERNET_FRAME) is an enhanced packet block with
+ * its direction and CRC error in epb_flags; a QOR_TRACE_ETHERNET_CUSTOM record is a custom block of the enterprise
+ * number 0 that holds (FrameLength & 0xFF) bytes; entries of other kinds are left out. A frame that announces more
+ * bytes than its record holds is written with those that are there.
+ *
+ * Wireshark, tcpdump and scapy refuse the file as soon as it holds an interface: each interface description block
+ * (block type 1) declares four bytes more than it has, at its beginning and at its end. That is part of this interface. To mend
+ * a file for such readers, walk its blocks and make both length fields of each interface description block
+ * smaller by 4: the one at the block's offset 4 (length L as it stands there), and the last four bytes of the block, at
+ * offset L - 8; the next block begins at offset L - 4. The section length of 44 in the section header block doesn't
+ * fit either, but these readers don't use it.
+ *
+ * @return UNKNOWN_HANDLE, INVALID_ARGUMENT (flags of 2 or more, a null request), FILE_ERROR (the file can't be opened).
+ *         Writing is not checked: after a full disk, say, the file is cut short and the status is 0. A caller that must
+ *         know looks at the free space, or at the file.
  */
 QOR_TRACE_API unsigned int Qor_Trace_ExportToPCAP(unsigned int handle, const Qor_Trace_Export_Request_t* request);
 

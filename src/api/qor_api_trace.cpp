@@ -209,10 +209,9 @@ unsigned int Qor_Trace_ExportToASC(unsigned int handle, const Qor_Trace_Export_R
 }
 
 unsigned int Qor_Trace_ExportToPCAP(unsigned int handle, const Qor_Trace_Export_Request_t* request) {
-  const auto [monitor, status] = Find(handle);
-  if (monitor == nullptr) return status;
-  if (!HasFileName(request)) return InvalidArgument();
-  return Report(QOR_ERROR_LEVEL_GENERAL, QOR_TRACE_STATUS_NOT_SUPPORTED);
+  return WithMonitor(handle, HasFileName(request), [&](Qor_Trace_Monitor& monitor) {
+    monitor.ExportToPCAP(request->Flags, request->FileName, request->MaxFileSize);  // here the start time
+  });
 }
 
 unsigned int Qor_Trace_ExportToMDF(unsigned int /*handle*/, const Qor_Trace_Export_Request_t* /*request*/) {

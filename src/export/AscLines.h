@@ -12,6 +12,7 @@
 #include "channel/Qor_Trace_Entry.h"
 #include "export/AscLineState.h"
 #include "export/AscText.h"
+#include "export/EntryFields.h"
 
 namespace asc {
 
@@ -43,38 +44,6 @@ inline char* TimestampColumn(AscLineState& state, const Qor_Trace_Entry_t& entry
   const AscTime printed =
       state.Has(QOR_TRACE_ASC_RELATIVE) ? AscTime::Signed(Qor_Trace_LoadRelativeTimestamp(entry)) : state.Last;
   return Character(Seconds(out, printed, state.Decimals), ' ');
-}
-
-/// Gives the fields of a record up to a fixed length, whether or not the record is that long.
-class WholeHead {
- public:
-  /// `entry` must outlive this object; `length` is at most sizeof(Qor_Trace_Entry_t).
-  WholeHead(const Qor_Trace_Entry_t& entry, size_t length) : Head(&entry) {
-    if (entry.Length < length) Head = Completed(entry, length);
-  }
-  WholeHead(const WholeHead&) = delete;
-  WholeHead& operator=(const WholeHead&) = delete;
-
-  const Qor_Trace_Entry_t* operator->() const { return Head; }
-
- private:
-  const Qor_Trace_Entry_t* Completed(const Qor_Trace_Entry_t& entry, size_t length) {
-    std::memset(&Copy, 0, length);
-    std::memcpy(&Copy, &entry, entry.Length);
-    return &Copy;
-  }
-
-  const Qor_Trace_Entry_t* Head;
-  Qor_Trace_Entry_t Copy;  // not initialised: only used for a record that is too short
-};
-
-/// Of `announced` bytes from `offset` on, the number that the record holds.
-inline size_t BytesThere(const Qor_Trace_Entry_t& entry, size_t offset, size_t announced) {
-  return entry.Length > offset ? std::min<size_t>(announced, entry.Length - offset) : 0;
-}
-
-inline const unsigned char* BytesAt(const Qor_Trace_Entry_t& entry, size_t offset) {
-  return reinterpret_cast<const unsigned char*>(&entry) + offset;
 }
 
 }  // namespace asc

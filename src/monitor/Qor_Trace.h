@@ -71,6 +71,7 @@ class QOR_EXPORT Qor_Trace_Monitor {
 
   // Export.
   void ExportToASC(unsigned int flags, const char* fileName, unsigned long startTime, unsigned int maxSize);
+  void ExportToPCAP(unsigned int flags, const char* fileName, unsigned long startTime);
   /// Does nothing: MDF files are written through MdfFile.
   void ExportToMDF();
 

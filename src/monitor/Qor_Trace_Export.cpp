@@ -1,6 +1,7 @@
 // Exports of a monitor: a snapshot under its locks, then writing without them.
 #include <cstdio>
 
+#include "export/Qor_Trace_Export_PCAP.h"
 #include "monitor/Qor_Trace.h"
 #include "qor_api.h"
 
@@ -49,6 +50,16 @@ void Qor_Trace_Monitor::ExportToASC(unsigned int flags, const char* fileName, un
   // The file holds what could be had; the caller learns that it isn't everything.
   if (!complete) Fail(QOR_TRACE_STATUS_FILE_ERROR, "Cannot read all of the swap file: copy=\"" + copyName + "\"");
   if (failed) Fail(QOR_TRACE_STATUS_FILE_ERROR, "Cannot write ASC file: path=\"" + std::string(fileName) + "\"");
+}
+
+void Qor_Trace_Monitor::ExportToPCAP(unsigned int flags, const char* fileName, unsigned long startTime) {
+  if (flags > QOR_TRACE_PCAP_START_OFFSET) Fail(QOR_TRACE_STATUS_INVALID_ARGUMENT, "");
+  Qor_Trace_EntryStore snapshot;
+  {
+    MutexLock lock(MutexStore);
+    snapshot = Store;
+  }
+  Qor_Trace_Export_PCAP(flags, fileName, startTime).Export(snapshot);
 }
 
 void Qor_Trace_Monitor::ExportToMDF() {}

@@ -1,0 +1,247 @@
+#include "export/Qor_Trace_Export_PCAP.h"
+
+#include <algorithm>
+#include <array>
+#include <bit>
+#include <charconv>
+#include <cstring>
+
+#include "channel/Qor_Trace_Exception.h"
+#include "export/EntryFields.h"
+#include "qor_api.h"
+
+namespace {
+
+static_assert(std::endian::native == std::endian::little, "blocks are stored as they lie in memory");
+
+constexpr size_t kCapacity = size_t{256} * 1024;  // of the buffer; a block has at most 64 KiB and some bytes
+constexpr size_t kFrameOffset = offsetof(Qor_Trace_Entry_t, Payload.Ethernet.Frame);
+
+constexpr unsigned short kLinkTypeEthernet = 1;
+constexpr unsigned short kOptionUserAppl = 4;  // shb_userappl
+constexpr unsigned short kOptionName = 2;      // if_name
+constexpr unsigned short kOptionTsResol = 9;   // if_tsresol
+constexpr unsigned short kOptionFlags = 2;     // epb_flags
+constexpr unsigned int kInbound = 1;
+constexpr unsigned int kOutbound = 2;
+constexpr unsigned int kCrcError = 0x01000000;
+
+constexpr size_t Padded(size_t size) { return (size + 3) & ~size_t{3}; }
+
+#pragma pack(push, 1)
+
+struct EndOfOptions {
+  unsigned short Code = 0;
+  unsigned short Length = 0;
+};
+
+struct SectionHeaderBlock {
+  unsigned int Type = 0x0A0D0D0A;
+  unsigned int Length = 72;
+  unsigned int ByteOrderMagic = 0x1A2B3C4D;
+  unsigned short Major = 1;
+  unsigned short Minor = 0;
+  unsigned long SectionLength = 44;  // whatever the section's real length
+  unsigned short OptionCode = kOptionUserAppl;
+  unsigned short OptionLength = 35;
+  char Application[36] = "Norvik electronic Qor-API Trace Dll";
+  EndOfOptions End;
+  unsigned int LengthAgain = 72;
+};
+static_assert(sizeof(SectionHeaderBlock) == 72);
+static_assert(offsetof(SectionHeaderBlock, Application) == 28);
+
+// Head, the channel number in decimal padded to a multiple of 4, tail.
+struct InterfaceDescriptionHead {
+  unsigned int Type = 1;
+  unsigned int Length;
+  unsigned short LinkType = kLinkTypeEthernet;
+  unsigned short Reserved = 0;
+  unsigned int SnapLength = 1522;
+  unsigned short OptionCode = kOptionName;
+  unsigned short OptionLength;
+};
+static_assert(sizeof(InterfaceDescriptionHead) == 20);
+
+struct InterfaceDescriptionTail {
+  unsigned short OptionCode = kOptionTsResol;
+  unsigned short OptionLength = 1;
+  unsigned char Resolution[4] = {9, 0, 0, 0};  // 10^-9 s, padding
+  EndOfOptions End;
+  unsigned int Length;
+};
+static_assert(sizeof(InterfaceDescriptionTail) == 16);
+
+// Head, the frame padded to a multiple of 4, tail.
+struct EnhancedPacketHead {
+  unsigned int Type = 6;
+  unsigned int Length;
+  unsigned int Interface;
+  unsigned int TimestampHigh;
+  unsigned int TimestampLow;
+  unsigned int CapturedLength;
+  unsigned int OriginalLength;
+};
+static_assert(sizeof(EnhancedPacketHead) == 28);
+
+struct EnhancedPacketTail {
+  unsigned short OptionCode = kOptionFlags;
+  unsigned short OptionLength = 4;
+  unsigned int Flags;
+  EndOfOptions End;
+  unsigned int Length;
+};
+static_assert(sizeof(EnhancedPacketTail) == 16);
+
+// Head, the data padded to a multiple of 4, the length again.
+struct CustomHead {
+  unsigned int Type = 0x40000BAD;
+  unsigned int Length;
+  unsigned int EnterpriseNumber = 0;
+};
+static_assert(sizeof(CustomHead) == 12);
+
+#pragma pack(pop)
+
+constexpr size_t kEnhancedPacketFrame = sizeof(EnhancedPacketHead) + sizeof(EnhancedPacketTail);
+constexpr size_t kCustomFrame = sizeof(CustomHead) + sizeof(unsigned int);
+// The block has 36 bytes around the name; it declares 4 more.
+constexpr size_t kInterfaceFrame = sizeof(InterfaceDescriptionHead) + sizeof(InterfaceDescriptionTail);
+constexpr size_t kInterfaceExcess = 4;
+
+/// Stores a piece of a block; returns the place behind it.
+template <class Piece>
+unsigned char* Put(unsigned char* out, const Piece& piece) {
+  std::memcpy(out, &piece, sizeof piece);
+  return out + sizeof piece;
+}
+
+/// Stores bytes and zeroes up to a multiple of 4.
+unsigned char* PutPadded(unsigned char* out, const void* bytes, size_t size) {
+  const size_t padded = Padded(size);
+  std::memcpy(out, bytes, size);
+  std::memset(out + size, 0, padded - size);
+  return out + padded;
+}
+
+unsigned char* PutEnhancedPacketBlock(unsigned char* out, unsigned int interface, unsigned long timestamp,
+                                      unsigned int flags, const unsigned char* frame, unsigned int size) {
+  const auto length = static_cast<unsigned int>(Padded(size) + kEnhancedPacketFrame);
+  EnhancedPacketHead head;
+  head.Length = length;
+  head.Interface = interface;
+  head.TimestampHigh = static_cast<unsigned int>(timestamp >> 32);
+  head.TimestampLow = static_cast<unsigned int>(timestamp);
+  head.CapturedLength = size;
+  head.OriginalLength = size;
+  EnhancedPacketTail tail;
+  tail.Flags = flags;
+  tail.Length = length;
+  return Put(PutPadded(Put(out, head), frame, size), tail);
+}
+
+unsigned char* PutCustomBlock(unsigned char* out, const unsigned char* data, size_t size) {
+  CustomHead head;
+  head.Length = static_cast<unsigned int>(Padded(size) + kCustomFrame);
+  return Put(PutPadded(Put(out, head), data, size), head.Length);
+}
+
+unsigned int PacketFlags(unsigned char entryFlags) {
+  const unsigned int direction = (entryFlags & QOR_TRACE_ETHERNET_TRANSMITTED) != 0 ? kOutbound : kInbound;
+  return direction | ((entryFlags & QOR_TRACE_ETHERNET_CRC_ERROR) != 0 ? kCrcError : 0);
+}
+
+/// Asks for the memory of an entry that comes soon: first where its record lies, then the record.
+void PrefetchAhead(const Qor_Trace_EntryStore& entries, size_t index) {
+  constexpr size_t kObjectAhead = 8;
+  constexpr size_t kRecordAhead = 4;
+  constexpr size_t kCacheLine = 64;
+  constexpr size_t kRecordBytes = 8 * kCacheLine;
+  if (entries.size() - index <= kObjectAhead) return;
+  __builtin_prefetch(entries[index + kObjectAhead].get());
+  const auto* record = reinterpret_cast<const unsigned char*>(entries[index + kRecordAhead]->GetEntry());
+  for (size_t line = 0; line < kRecordBytes; line += kCacheLine) __builtin_prefetch(record + line);
+}
+
+}  // namespace
+
+Qor_Trace_Export_PCAP::Qor_Trace_Export_PCAP(unsigned int flags, const char* fileName, unsigned long startTime)
+    : Flags(flags),
+      StartTime(startTime),
+      File(fileName, O_WRONLY | O_CREAT | O_TRUNC),
+      LatestInterface(InterfaceIds.end()),
+      Buffer(new unsigned char[kCapacity]) {
+  if (!File.IsOpen()) {
+    throw Qor_Trace_Exception(QOR_ERROR_LEVEL_GENERAL, QOR_TRACE_STATUS_FILE_ERROR, "error opening file");
+  }
+}
+
+Qor_Trace_Export_PCAP::~Qor_Trace_Export_PCAP() { Flush(); }
+
+void Qor_Trace_Export_PCAP::WriteSectionHeaderBlock() { Put(Room(sizeof(SectionHeaderBlock)), SectionHeaderBlock()); }
+
+void Qor_Trace_Export_PCAP::Export(const Qor_Trace_EntryStore& entries) {
+  WriteSectionHeaderBlock();
+  for (size_t index = 0; index < entries.size(); ++index) {
+    PrefetchAhead(entries, index);
+    WriteEntry(*entries[index]->GetEntry());
+  }
+  Flush();
+}
+
+void Qor_Trace_Export_PCAP::WriteEntry(const Qor_Trace_Entry_t& entry) {
+  const bool relative = (Flags & QOR_TRACE_PCAP_START_OFFSET) != 0;
+  if (relative && entry.Timestamp < StartTime) return;
+  if (entry.BusType != BusType_Ethernet) return;
+  const unsigned int interface = InterfaceOf(entry.ChannelId);  // also for an entry that then gives no block
+
+  const WholeHead head(entry, kFrameOffset);
+  const Qor_Trace_Entry_Ethernet_t& item = head->Payload.Ethernet;
+  const unsigned char* const frame = BytesAt(entry, kFrameOffset);
+  if (item.ItemType == QOR_TRACE_ETHERNET_FRAME) {
+    const size_t size = BytesThere(entry, kFrameOffset, item.FrameLength);
+    PutEnhancedPacketBlock(Room(Padded(size) + kEnhancedPacketFrame), interface,
+                           entry.Timestamp - (relative ? StartTime : 0), PacketFlags(item.Flags), frame,
+                           static_cast<unsigned int>(size));
+  } else if (item.ItemType == QOR_TRACE_ETHERNET_CUSTOM) {
+    const size_t size = BytesThere(entry, kFrameOffset, item.FrameLength & 0xFF);  // the low byte alone counts
+    PutCustomBlock(Room(Padded(size) + kCustomFrame), frame, size);
+  }
+}
+
+/// The number of a channel's interface, which is described first if the file doesn't know it.
+unsigned int Qor_Trace_Export_PCAP::InterfaceOf(unsigned int channelId) {
+  if (LatestInterface == InterfaceIds.end() || LatestInterface->first != channelId) {
+    LatestInterface = InterfaceIds.find(channelId);
+    if (LatestInterface == InterfaceIds.end()) {
+      WriteInterfaceDescriptionBlock(channelId);
+      LatestInterface = InterfaceIds.emplace(channelId, InterfaceCount++).first;
+    }
+  }
+  return LatestInterface->second;
+}
+
+void Qor_Trace_Export_PCAP::WriteInterfaceDescriptionBlock(unsigned int channelId) {
+  std::array<char, 10> name;
+  const char* const end = std::to_chars(name.data(), name.data() + name.size(), channelId).ptr;
+  const auto size = static_cast<size_t>(end - name.data());
+  const size_t held = Padded(size) + kInterfaceFrame;
+  InterfaceDescriptionHead head;
+  head.Length = static_cast<unsigned int>(held + kInterfaceExcess);
+  head.OptionLength = static_cast<unsigned short>(size);
+  InterfaceDescriptionTail tail;
+  tail.Length = head.Length;
+  Put(PutPadded(Put(Room(held), head), name.data(), size), tail);
+}
+
+/// Space for a whole block behind the last one.
+unsigned char* Qor_Trace_Export_PCAP::Room(size_t size) {
+  if (kCapacity - Used < size) Flush();
+  Used += size;
+  return Buffer.get() + Used - size;
+}
+
+void Qor_Trace_Export_PCAP::Flush() {
+  if (File.IsOpen() && WriteAll(File.Get(), Buffer.get(), Used) < Used) static_cast<void>(File.Close());
+  Used = 0;
+}

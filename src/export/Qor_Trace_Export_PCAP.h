@@ -1,0 +1,61 @@
+// Ethernet part of a trace as a PCAPNG file.
+#pragma once
+
+#include <cstddef>
+#include <map>
+#include <memory>
+
+#include "channel/Qor_Trace_Entry.h"
+#include "channel/Qor_Trace_EntryStore.h"
+#include "internal/FileDescriptor.h"
+#include "internal/Visibility.h"
+
+/// Writes the Ethernet entries of a trace as one little-endian PCAPNG section: a section header block, one interface
+/// description block per channel at its first entry, and a block per entry. Entries of other buses are left out.
+///
+/// The bytes are a contract of their own, quirks included: the section length is always 44, and the interface
+/// description blocks declare four bytes more than they hold. Readers that go by the declared lengths refuse such a
+/// file; the C interface says how to mend it.
+///
+/// Blocks are built whole in one buffer and reach the file in large writes. Writing is not checked: after a failed
+/// write nothing more is written, so that the file is what was composed up to there.
+///
+/// Threads: one at a time.
+class QOR_EXPORT Qor_Trace_Export_PCAP {
+ public:
+  /// Opens the file; an existing one is replaced.
+  ///
+  /// @param flags      QOR_TRACE_PCAP_START_OFFSET or 0
+  /// @param fileName   path
+  /// @param startTime  ns, clock of the entries; used with QOR_TRACE_PCAP_START_OFFSET only
+  /// @throws Qor_Trace_Exception 0x02140007 if the file can't be opened; std::bad_alloc
+  Qor_Trace_Export_PCAP(unsigned int flags, const char* fileName, unsigned long startTime);
+  /// Writes what the buffer holds and closes the file.
+  ~Qor_Trace_Export_PCAP();
+  Qor_Trace_Export_PCAP(const Qor_Trace_Export_PCAP&) = delete;
+  Qor_Trace_Export_PCAP& operator=(const Qor_Trace_Export_PCAP&) = delete;
+
+  void WriteSectionHeaderBlock();
+
+  /// Writes the section header block and the blocks of all entries, in their order, and brings them to the file.
+  /// Nothing is read past an entry's Length: a frame is at most as long as its record has bytes for it.
+  /// @throws std::bad_alloc
+  void Export(const Qor_Trace_EntryStore& entries);
+
+ private:
+  void WriteEntry(const Qor_Trace_Entry_t& entry);
+  [[nodiscard]] unsigned int InterfaceOf(unsigned int channelId);
+  void WriteInterfaceDescriptionBlock(unsigned int channelId);
+  [[nodiscard]] unsigned char* Room(size_t size);
+  void Flush();
+
+  unsigned int Flags;
+  unsigned long StartTime;                            // ns
+  FileDescriptor File;                                // closed by the first failed write
+  std::map<unsigned int, unsigned int> InterfaceIds;  // channel number -> interface of the file
+  unsigned int InterfaceCount = 0;                    // interfaces described so far; the next one's number
+
+  std::map<unsigned int, unsigned int>::const_iterator LatestInterface;  // of the entry before; end() at first
+  std::unique_ptr<unsigned char[]> Buffer;                               // whole blocks
+  size_t Used = 0;                                                       // bytes of Buffer
+};
