@@ -118,10 +118,10 @@ unsigned char* Put(unsigned char* out, const Piece& piece) {
 
 /// Stores bytes and zeroes up to a multiple of 4.
 unsigned char* PutPadded(unsigned char* out, const void* bytes, size_t size) {
-  const size_t padded = Padded(size);
+  unsigned char* const end = out + Padded(size);
+  if (size != 0) std::memset(end - 4, 0, 4);
   std::memcpy(out, bytes, size);
-  std::memset(out + size, 0, padded - size);
-  return out + padded;
+  return end;
 }
 
 unsigned char* PutEnhancedPacketBlock(unsigned char* out, unsigned int interface, unsigned long timestamp,
