@@ -1,0 +1,63 @@
+// Trace entries as packets of the link types that capture files know.
+#ifndef QOR_TRACE_PCAPNGPACKETS_H
+#define QOR_TRACE_PCAPNGPACKETS_H
+
+#include <array>
+#include <cstddef>
+#include <optional>
+
+#include "qor_api_trace.h"
+
+namespace client {
+
+/// Link types as capture files number them.
+enum LinkType : unsigned short {
+  LinkEthernet = 1,        // LINKTYPE_ETHERNET
+  LinkFlexRay = 210,       // LINKTYPE_FLEXRAY
+  LinkLin = 212,           // LINKTYPE_LIN
+  LinkCanSocketCan = 227,  // LINKTYPE_CAN_SOCKETCAN
+};
+
+/// What a bus is called in a capture file: "CAN" and so on, and its link type. Nothing for an unknown bus.
+struct CaptureBus {
+  const char* Name;
+  LinkType Link;
+};
+std::optional<CaptureBus> CaptureBusOf(unsigned char busType);
+
+/// Why an entry is not in a capture file.
+enum class Omission {
+  CanEvent,        // a log-trigger or user event
+  LinEvent,        // event-triggered frame information
+  FlexRayEvent,    // a status, error, symbol or start-of-cycle item
+  EthernetRecord,  // a record of another kind than a frame
+  OverrunMark,     // a FlexRay or Ethernet entry whose kind was overwritten by an overrun mark
+  Malformed,       // too short for its fixed fields, lengths that no frame has, an unknown bus
+};
+constexpr std::size_t OmissionCount = 6;
+
+/// "log-trigger events" and so on, for any number.
+const char* Name(Omission omission);
+
+/// One packet: a head that the link type asks for, and data.
+struct Packet {
+  std::array<unsigned char, 16> Head;  // HeadSize bytes count
+  std::size_t HeadSize = 0;
+  const unsigned char* Data = nullptr;  // into the entry, or zeros that live for ever; DataSize bytes
+  std::size_t DataSize = 0;
+  std::size_t OriginalSize = 0;  // bytes on the bus, head included: more than there are when the record was cut short
+  bool Outbound = false;
+  bool CrcError = false;
+  bool AlsoOnChannelB = false;  // FlexRay: the same frame was on channel B too
+};
+
+/// Makes the packet of an entry; reads nothing behind entry.Length, which is at least 28.
+/// @return why there is none
+std::optional<Omission> MakePacket(const Qor_Trace_Entry_t& entry, Packet& packet);
+
+/// Turns a FlexRay packet of channel A into the same one of channel B.
+void MoveToChannelB(Packet& packet);
+
+}  // namespace client
+
+#endif  // QOR_TRACE_PCAPNGPACKETS_H
