@@ -25,7 +25,7 @@ using EntryPtr = std::shared_ptr<Qor_Trace_Entry>;
 /// `count` bytes: first, first + 1, ...
 inline Bytes Counting(size_t count, unsigned int first = 1) {
   Bytes bytes(count);
-  for (size_t i = 0; i < count; ++i) bytes[i] = static_cast<unsigned char>(first + i);
+  for (auto& byte : bytes) byte = static_cast<unsigned char>(first++);
   return bytes;
 }
 
