@@ -41,12 +41,13 @@ class Qor_Trace_EntryStore {
 
   /// Takes the `count` oldest entries off; count <= size(). What they held is freed with the returned sequence, which
   /// lets the caller do that outside a lock.
+  /// @throws std::bad_alloc; the sequence is then as before.
   [[nodiscard]] Qor_Trace_EntryStore DropOldest(size_t count) {
     Qor_Trace_EntryStore dropped;
-    Begin += count;
-    const auto whole = static_cast<std::ptrdiff_t>(Begin / kSegment);
+    const auto whole = static_cast<std::ptrdiff_t>((Begin + count) / kSegment);
     dropped.Segments.assign(Segments.begin(), Segments.begin() + whole);
     Segments.erase(Segments.begin(), Segments.begin() + whole);
+    Begin += count;
     Begin -= static_cast<size_t>(whole) * kSegment;
     End -= static_cast<size_t>(whole) * kSegment;
     return dropped;
