@@ -49,6 +49,8 @@ size_t Gather(const Qor_Trace_EntryStore& entries, size_t first, std::vector<uns
 void SwapFile::Append(const Qor_Trace_EntryStore& entries, unsigned int& written) {
   std::vector<unsigned char> block;
   block.reserve(kWriteBlock);
+  // All memory is taken before the first byte is written: nothing may come between a record and its being counted.
+  Places.reserve(Places.size() + entries.size() / kRecordsPerPlace + 1);
   FileDescriptor file(FileName, O_WRONLY | O_CREAT | O_APPEND);
   struct stat found {};
   if (!file.IsOpen() || fstat(file.Get(), &found) != 0) Fail("open", FileName, errno);
@@ -87,7 +89,8 @@ void SwapFile::Truncate() {
 
 bool SwapFile::CopyTo(const std::string& name) const {
   std::error_code error;
-  return std::filesystem::copy_file(FileName, name, std::filesystem::copy_options::overwrite_existing, error);
+  std::filesystem::remove(name, error);  // an old copy must not pass for this one
+  return std::filesystem::copy_file(FileName, name, error);
 }
 
 void SwapFile::Remove() const { std::remove(FileName.c_str()); }

@@ -32,7 +32,8 @@ class SwapFile {
   /// @throws Qor_Trace_Exception 0x02140007
   void Truncate();
 
-  /// Copies the file's bytes to another, which is replaced. Returns false if that fails.
+  /// Copies the file's bytes to another, which is replaced. Returns false if that fails; the other then holds what could
+  /// be copied, or doesn't exist.
   [[nodiscard]] bool CopyTo(const std::string& name) const;
 
   /// Deletes the file; a failure doesn't matter.
