@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <array>
 #include <ctime>
 #include <limits>
@@ -17,6 +18,7 @@ namespace {
 
 constexpr unsigned int kLastChannelNumber = 0xFFFFFFFF;
 constexpr unsigned long kNsPerMs = 1000000;
+constexpr unsigned long kEndOfTime = std::numeric_limits<unsigned long>::max();  // ns; an entry may have this time, too
 
 Mutex MutexHandleCounter;
 unsigned int HandleCounter GUARDED_BY(MutexHandleCounter) = 0;
@@ -50,11 +52,13 @@ Qor_Trace_Monitor::~Qor_Trace_Monitor() {
   try {
     if (Running) StopLocked();
   } catch (const Qor_Trace_Exception&) {
+  } catch (const std::bad_alloc&) {
   }
   DestroyChannels();
   try {
     FlushMonitorBuffer();
   } catch (const Qor_Trace_Exception&) {
+  } catch (const std::bad_alloc&) {
   }
   FlushListMonitorBuffer();
   MutexLock swapLock(MutexSwapFile);
@@ -177,7 +181,7 @@ void Qor_Trace_Monitor::StopLocked() {
   Running = false;
   if (SortThread.joinable()) SortThread.join();
   StoreLeftOvers(error);
-  CloseAscRecording();
+  CloseAscRecording(error);
   if (error) throw Qor_Trace_Exception(*error);  // a copy: it was reported when it was built
 }
 
@@ -198,14 +202,21 @@ std::optional<Qor_Trace_Exception> Qor_Trace_Monitor::StopChannels() {
 void Qor_Trace_Monitor::StoreLeftOvers(std::optional<Qor_Trace_Exception>& error) {
   if (!OldestQueued()) return;
   try {
-    StoreQueued(std::numeric_limits<unsigned long>::max());
+    StoreQueued(kEndOfTime);
   } catch (const Qor_Trace_Exception& failure) {
     error = failure;
   }
 }
 
-void Qor_Trace_Monitor::CloseAscRecording() {
+/// Ends the live ASC file. If it can't be written to its end, that is the error; one that failed before was given up and
+/// reported then.
+void Qor_Trace_Monitor::CloseAscRecording(std::optional<Qor_Trace_Exception>& error) {
   MutexLock lock(MutexStore);
+  if (AscExporter) AscExporter->EndFile();
+  if (AscRecording && AscExporter->Failed()) {
+    error = Qor_Trace_Exception(QOR_ERROR_LEVEL_GENERAL, QOR_TRACE_STATUS_FILE_ERROR,
+                                "Cannot write the end of the live ASC file");
+  }
   AscExporter.reset();
   AscRecording = false;
   Reserved = false;
@@ -272,7 +283,7 @@ void Qor_Trace_Monitor::SortThreadFunction() {
     if (!horizon) {
       horizon = OldestQueued();
     } else {
-      *horizon += step;
+      *horizon = std::min(*horizon, kEndOfTime - step) + step;
       StoreQueued(*horizon);
     }
   }

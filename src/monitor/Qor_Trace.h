@@ -87,7 +87,7 @@ class QOR_EXPORT Qor_Trace_Monitor {
   void StopLocked() REQUIRES(MutexChannels);
   [[nodiscard]] std::optional<Qor_Trace_Exception> StopChannels() REQUIRES(MutexChannels);
   void StoreLeftOvers(std::optional<Qor_Trace_Exception>& error);
-  void CloseAscRecording();
+  void CloseAscRecording(std::optional<Qor_Trace_Exception>& error);
 
   /// Takes a batch over; on the channel's receive thread.
   void ReceiveHandler(EntryBatch& entries, LatestByKey& listEntries);
