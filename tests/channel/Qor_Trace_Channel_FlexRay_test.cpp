@@ -50,7 +50,7 @@ TEST(FlexRayChannel, ItemsBeginAtMultiplesOfFour) {
 TEST(FlexRayChannel, ListsFramesBySlotAndSomeEventsByTheirKey) {
   struct {
     unsigned int Kind, Key;
-  } constexpr kKeys[] = {{0, 0},      {1, 0x0222}, {2, 0x0222}, {3, 0},      {4, 0},       {5, 0},     {6, 0},
+  } constexpr kKeys[] = {{0, 0},      {1, 0x0222}, {2, 0x0222}, {3, 0},       {4, 0},  {5, 0},     {6, 0},
                          {7, 0x0111}, {8, 0x0111}, {9, 0x0111}, {10, 0x0111}, {11, 0}, {0xFFFF, 0}};
   for (const auto& [kind, key] : kKeys) {
     SCOPED_TRACE(kind);

@@ -134,8 +134,7 @@ TEST_P(EveryChannel, StartsPollsAndStops) {
   ASSERT_TRUE(WaitUntil([&] { return Interface.PollCount() > 0; }));
   channel->Stop();
   EXPECT_EQ(Interface.FirstPoll(), GetParam().Poll);
-  EXPECT_EQ(Interface.Commands(),
-            (std::vector<Command>{GetParam().Configure, GetParam().Start, GetParam().Stop}));
+  EXPECT_EQ(Interface.Commands(), (std::vector<Command>{GetParam().Configure, GetParam().Start, GetParam().Stop}));
 }
 
 TEST_P(EveryChannel, DoesNotPollOnceItIsStopped) {
@@ -294,7 +293,8 @@ TEST_P(EveryChannel, EndsItsThreadSilentlyWhenAPollFails) {
 
 TEST_P(EveryChannel, EndsItsThreadWhenTheBatchCannotBeTaken) {
   const auto channel = NewChannel(Interface);
-  channel->ConnectReceiveCallback([](EntryBatch&, LatestByKey&) { throw Qor_Trace_Exception(255, 0x02140007, "full"); });
+  channel->ConnectReceiveCallback(
+      [](EntryBatch&, LatestByKey&) { throw Qor_Trace_Exception(255, 0x02140007, "full"); });
   Interface.NextItems(OneItem(1)).NextItems(OneItem(2));
   channel->Start();
   ASSERT_TRUE(WaitUntil([&] { return Qor_Sim_ReportCount() > 0; }));

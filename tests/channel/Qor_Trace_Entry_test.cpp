@@ -13,8 +13,8 @@ namespace {
 // Items are handed over in heap blocks of exactly their size, so that AddressSanitizer sees a read past them.
 
 std::shared_ptr<Qor_Trace_Entry> CanEntry(const Bytes& item, unsigned int channel = 1) {
-  return std::make_shared<Qor_Trace_Entry>(channel,
-                                           reinterpret_cast<const Can_Param_Monitor_Buffer64_LargeItem_t*>(item.data()));
+  return std::make_shared<Qor_Trace_Entry>(
+      channel, reinterpret_cast<const Can_Param_Monitor_Buffer64_LargeItem_t*>(item.data()));
 }
 
 std::shared_ptr<Qor_Trace_Entry> LinEntry(const Bytes& item, unsigned int channel = 1) {
@@ -24,11 +24,13 @@ std::shared_ptr<Qor_Trace_Entry> LinEntry(const Bytes& item, unsigned int channe
 }
 
 std::shared_ptr<Qor_Trace_Entry> FlexRayEntry(const Bytes& item, unsigned int channel = 1) {
-  return std::make_shared<Qor_Trace_Entry>(channel, reinterpret_cast<const FlexRay_Param_Monitor_Entry_t*>(item.data()));
+  return std::make_shared<Qor_Trace_Entry>(channel,
+                                           reinterpret_cast<const FlexRay_Param_Monitor_Entry_t*>(item.data()));
 }
 
 std::shared_ptr<Qor_Trace_Entry> EthernetEntry(const Bytes& item, unsigned int channel = 1) {
-  return std::make_shared<Qor_Trace_Entry>(channel, reinterpret_cast<const Ethernet_Param_Monitor_Item_t*>(item.data()));
+  return std::make_shared<Qor_Trace_Entry>(channel,
+                                           reinterpret_cast<const Ethernet_Param_Monitor_Item_t*>(item.data()));
 }
 
 }  // namespace
@@ -37,60 +39,57 @@ std::shared_ptr<Qor_Trace_Entry> EthernetEntry(const Bytes& item, unsigned int c
 
 TEST(Entry, OfACanFrameHasHeaderItemHeadAndData) {
   const Bytes item = Frame(0x80000123).At(0x1122334455667788).Flags(0x03).Reserved(0x5A).Data({0xA1, 0xA2, 0xA3});
-  EXPECT_EQ(BytesOf(*CanEntry(item, 0x01020304)), (Bytes{
-                0x2F, 0x00, 0x00, 0x00,                          //  0 Length 47
-                0x04, 0x03, 0x02, 0x01,                          //  4 ChannelId
-                0x88, 0x77, 0x66, 0x55, 0x44, 0x33, 0x22, 0x11,  //  8 Timestamp
-                0, 0, 0, 0, 0, 0, 0, 0,                          // 16 RelativeTimestamp
-                0, 0, 0, 0,                                      // 24 CAN, reserved
-                0x88, 0x77, 0x66, 0x55, 0x44, 0x33, 0x22, 0x11,  // 28 ItemTimestamp
-                0x23, 0x01, 0x00, 0x80,                          // 36 Identifier
-                0x03, 0x5A, 0x03, 0x03,                          // 40 Flags, reserved, Dlc, DataLength
-                0xA1, 0xA2, 0xA3}));                             // 44 Data
+  EXPECT_EQ(BytesOf(*CanEntry(item, 0x01020304)),
+            (Bytes{0x2F, 0x00, 0x00, 0x00,                          //  0 Length 47
+                   0x04, 0x03, 0x02, 0x01,                          //  4 ChannelId
+                   0x88, 0x77, 0x66, 0x55, 0x44, 0x33, 0x22, 0x11,  //  8 Timestamp
+                   0,    0,    0,    0,    0,    0,    0,    0,     // 16 RelativeTimestamp
+                   0,    0,    0,    0,                             // 24 CAN, reserved
+                   0x88, 0x77, 0x66, 0x55, 0x44, 0x33, 0x22, 0x11,  // 28 ItemTimestamp
+                   0x23, 0x01, 0x00, 0x80,                          // 36 Identifier
+                   0x03, 0x5A, 0x03, 0x03,                          // 40 Flags, reserved, Dlc, DataLength
+                   0xA1, 0xA2, 0xA3}));                             // 44 Data
 }
 
 TEST(Entry, OfALinFrameIsRebuiltFieldByField) {
   const Bytes item = LinFrame(0xC1).At(0x1122334455667788).Flags(0x40).BitTime(0x00065B9B).Data({0xA1, 0xA2, 0xFC});
-  EXPECT_EQ(BytesOf(*LinEntry(item, 2)), (Bytes{
-                0x30, 0x00, 0x00, 0x00,                          //  0 Length 48
-                0x02, 0x00, 0x00, 0x00,                          //  4 ChannelId
-                0x88, 0x77, 0x66, 0x55, 0x44, 0x33, 0x22, 0x11,  //  8 Timestamp
-                0, 0, 0, 0, 0, 0, 0, 0,                          // 16 RelativeTimestamp
-                1, 0, 0, 0,                                      // 24 LIN, reserved
-                0x00, 0x00, 0x40, 0x00,                          // 28 reserved, 30 Flags
-                0x03, 0xC1, 0x00,                                // 32 DataLength, Identifier, reserved
-                0xA1, 0xA2, 0xFC, 0, 0, 0, 0, 0,                 // 35 Data
-                0x00,                                            // 43 pad
-                0x9B, 0x5B, 0x06, 0x00}));                       // 44 BitTime
+  EXPECT_EQ(BytesOf(*LinEntry(item, 2)), (Bytes{0x30, 0x00, 0x00, 0x00,                          //  0 Length 48
+                                                0x02, 0x00, 0x00, 0x00,                          //  4 ChannelId
+                                                0x88, 0x77, 0x66, 0x55, 0x44, 0x33, 0x22, 0x11,  //  8 Timestamp
+                                                0,    0,    0,    0,    0,    0,    0,    0,     // 16 RelativeTimestamp
+                                                1,    0,    0,    0,                             // 24 LIN, reserved
+                                                0x00, 0x00, 0x40, 0x00,  // 28 reserved, 30 Flags
+                                                0x03, 0xC1, 0x00,        // 32 DataLength, Identifier, reserved
+                                                0xA1, 0xA2, 0xFC, 0,    0,    0,    0,    0,  // 35 Data
+                                                0x00,                                         // 43 pad
+                                                0x9B, 0x5B, 0x06, 0x00}));                    // 44 BitTime
 }
 
 TEST(Entry, OfAFlexRayFrameHasTheWholeItem) {
   const Bytes item = FlexRayFrame(0x0123).At(5).Data({0xA1, 0xA2});
-  EXPECT_EQ(BytesOf(*FlexRayEntry(item, 3)), (Bytes{
-                0x32, 0x00, 0x00, 0x00,  //  0 Length 50
-                0x03, 0x00, 0x00, 0x00,  //  4 ChannelId
-                5, 0, 0, 0, 0, 0, 0, 0,  //  8 Timestamp
-                0, 0, 0, 0, 0, 0, 0, 0,  // 16 RelativeTimestamp
-                2, 0, 0, 0,              // 24 FlexRay, reserved
-                0x16, 0x00, 0x01, 0x00,  // 28 ItemSize 22, ItemType 1
-                5, 0, 0, 0, 0, 0, 0, 0,  // 32 ItemTimestamp
-                0x00, 0x00, 0x23, 0x01,  // 40 Channel, FrameFlags, SlotId
-                0x00, 0x01, 0x00, 0x00,  // 44 Cycle, PayloadLength, HeaderCrc
-                0xA1, 0xA2}));           // 48 Data
+  EXPECT_EQ(BytesOf(*FlexRayEntry(item, 3)), (Bytes{0x32, 0x00, 0x00, 0x00,              //  0 Length 50
+                                                    0x03, 0x00, 0x00, 0x00,              //  4 ChannelId
+                                                    5,    0,    0,    0,    0, 0, 0, 0,  //  8 Timestamp
+                                                    0,    0,    0,    0,    0, 0, 0, 0,  // 16 RelativeTimestamp
+                                                    2,    0,    0,    0,                 // 24 FlexRay, reserved
+                                                    0x16, 0x00, 0x01, 0x00,              // 28 ItemSize 22, ItemType 1
+                                                    5,    0,    0,    0,    0, 0, 0, 0,  // 32 ItemTimestamp
+                                                    0x00, 0x00, 0x23, 0x01,  // 40 Channel, FrameFlags, SlotId
+                                                    0x00, 0x01, 0x00, 0x00,  // 44 Cycle, PayloadLength, HeaderCrc
+                                                    0xA1, 0xA2}));           // 48 Data
 }
 
 TEST(Entry, OfAnEthernetFrameHasTheWholeItem) {
   const Bytes item = EthernetFrame({0xA1, 0xA2, 0xA3}).At(5).Flags(0x02);
-  EXPECT_EQ(BytesOf(*EthernetEntry(item, 4)), (Bytes{
-                0x2F, 0x00, 0x00, 0x00,  //  0 Length 47
-                0x04, 0x00, 0x00, 0x00,  //  4 ChannelId
-                5, 0, 0, 0, 0, 0, 0, 0,  //  8 Timestamp
-                0, 0, 0, 0, 0, 0, 0, 0,  // 16 RelativeTimestamp
-                3, 0, 0, 0,              // 24 Ethernet, reserved
-                0x13, 0x00, 0x01, 0x00,  // 28 ItemSize 19, ItemType 1
-                5, 0, 0, 0, 0, 0, 0, 0,  // 32 ItemTimestamp
-                0x02, 0x00, 0x03, 0x00,  // 40 Flags, reserved, FrameLength
-                0xA1, 0xA2, 0xA3}));     // 44 Frame
+  EXPECT_EQ(BytesOf(*EthernetEntry(item, 4)), (Bytes{0x2F, 0x00, 0x00, 0x00,              //  0 Length 47
+                                                     0x04, 0x00, 0x00, 0x00,              //  4 ChannelId
+                                                     5,    0,    0,    0,    0, 0, 0, 0,  //  8 Timestamp
+                                                     0,    0,    0,    0,    0, 0, 0, 0,  // 16 RelativeTimestamp
+                                                     3,    0,    0,    0,                 // 24 Ethernet, reserved
+                                                     0x13, 0x00, 0x01, 0x00,              // 28 ItemSize 19, ItemType 1
+                                                     5,    0,    0,    0,    0, 0, 0, 0,  // 32 ItemTimestamp
+                                                     0x02, 0x00, 0x03, 0x00,  // 40 Flags, reserved, FrameLength
+                                                     0xA1, 0xA2, 0xA3}));     // 44 Frame
 }
 
 // ---- Sizes

@@ -117,7 +117,8 @@ inline Items FramesFrom(unsigned long first, size_t count) {
   Items items;
   for (size_t i = 0; i < count; ++i) {
     const unsigned long time = first + i;
-    items.push_back(Frame(static_cast<unsigned int>(time & 0x1FFFFFFF)).At(time).Data({static_cast<unsigned char>(time)}));
+    items.push_back(
+        Frame(static_cast<unsigned int>(time & 0x1FFFFFFF)).At(time).Data({static_cast<unsigned char>(time)}));
   }
   return items;
 }
@@ -146,6 +147,7 @@ class MonitorTest : public testing::Test {
 class OneChannelTest : public MonitorTest {
  protected:
   OneChannelTest() { Add(*Monitor, Can); }
+  ~OneChannelTest() override { Monitor.reset(); }  // before its interface goes
 
   /// Brings items by one poll and waits until the monitor has them.
   void Deliver(const Items& items) {

@@ -20,8 +20,7 @@ std::ostream& operator<<(std::ostream& out, const Report& report) {
 }
 
 ScriptedInterface::ScriptedInterface(Qor_Trace_BusType bus, unsigned int instance)
-    : ScriptedInterface("script?type=" + std::to_string(InterfaceType(bus)) +
-                        "&instance=" + std::to_string(instance)) {
+    : ScriptedInterface("script?type=" + std::to_string(InterfaceType(bus)) + "&instance=" + std::to_string(instance)) {
   BusType = bus;
 }
 
