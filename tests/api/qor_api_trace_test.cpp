@@ -102,8 +102,9 @@ TEST_F(Api, AllocateFailsWhenTheHandlerSuppressesItsReport) {
   Suppress(kUnknownHandle);
   unsigned int handle = 0;
   EXPECT_EQ(Qor_Trace_Allocate(0, &handle), kUnknownHandle);
-  EXPECT_EQ(TakeReports(), (std::vector<Report>{{255, kUnknownHandle, ""},
-                                                {255, kUnknownHandle, "internal error while building monitor handle"}}));
+  EXPECT_EQ(TakeReports(),
+            (std::vector<Report>{{255, kUnknownHandle, ""},
+                                 {255, kUnknownHandle, "internal error while building monitor handle"}}));
   EXPECT_EQ(handle, Monitor + 1);  // written before the pool is asked
   Qor_Sim_SuppressReports(kUnknownHandle, 0);
   EXPECT_EQ(Qor_Trace_Stop(handle), kUnknownHandle);  // and there is no such monitor
@@ -223,9 +224,8 @@ TEST_F(Api, AddChannelAnswersWithZerosWhateverGoesWrong) {
     SCOPED_TRACE(testing::Message() << std::hex << c.Status);
     unsigned char response[12];
     std::memset(response, kUntouched, sizeof response);
-    EXPECT_EQ(
-        Qor_Trace_AddChannel(c.Handle, &c.Request, reinterpret_cast<Qor_Trace_AddChannel_Response_t*>(response)),
-        c.Status);
+    EXPECT_EQ(Qor_Trace_AddChannel(c.Handle, &c.Request, reinterpret_cast<Qor_Trace_AddChannel_Response_t*>(response)),
+              c.Status);
     EXPECT_EQ(Bytes(response, response + 12), Bytes(12));
     EXPECT_EQ(TakeReports(), (std::vector<Report>{c.Reported}));
   }

@@ -24,6 +24,16 @@ void PrintReports() {
       nullptr);
 }
 
+/// Stops the monitor of a channel's interface by the channel's own connection.
+void StopBehindItsBack(const ScriptedInterface& can) {
+  Qor_Sim_Command_t configuration{};
+  Qor_Sim_GetCommand(can.Port(), 0, &configuration);
+  const unsigned char stop[] = {0x0D, 1, 0, 0};
+  unsigned char response[1012];
+  unsigned int length = sizeof response;
+  Qor_CommandWithResponseEx(configuration.Handle, 0, 0x50, 1, stop, sizeof stop, response, &length);
+}
+
 /// For the dying process, which would otherwise live on and say so.
 void WaitForTheEnd() {
   static_cast<void>(WaitUntil([] { return false; }));
@@ -56,15 +66,14 @@ TEST_F(ChannelDeathTest, DeliveringToNobodyEndsTheProcess) {
       "bad_function_call");
 }
 
-TEST_F(ChannelDeathTest, StartOfARunningChannelEndsTheProcess) {
+TEST_F(ChannelDeathTest, StartOfAChannelWhoseThreadExistsEndsTheProcess) {
   EXPECT_DEATH(
       {
-        ScriptedInterface flexRay(BusType_FlexRay);
-        const auto channel = NewChannel(flexRay);
+        ScriptedInterface can;
+        const auto channel = NewChannel(can);
         channel->Start();
-        flexRay.ThenFailOnce();  // the thread ends, but it still exists; and the interface may be started again
-        static_cast<void>(WaitUntil([&] { return flexRay.LastPollFailed(); }));
+        StopBehindItsBack(can);  // so that the interface may be started once more
         channel->Start();
       },
-      "");
+      "terminate called without an active exception");
 }

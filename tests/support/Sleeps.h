@@ -1,8 +1,8 @@
 // Time under the test's control: an executable that links Sleeps.cpp takes over usleep, by which the library's threads
 // keep their intervals.
 //
-// The 10 ms between two polls last 1 ms, so that tests are fast. The 50 ms of the sort thread last as long as they
-// say, or, while a SortClock lives, until the test lets them end.
+// The 10 ms between two polls last 1 ms and the 50 ms of the sort thread 5 ms, so that tests are fast; while a SortClock
+// lives, the latter last until the test lets them end.
 #pragma once
 
 namespace test {
