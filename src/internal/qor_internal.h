@@ -16,7 +16,7 @@
 #define QOR_INTERNAL_H
 
 #include <pthread.h>
-#include <time.h>
+#include <time.h> /* NOLINT(modernize-deprecated-headers): for C too */
 
 #include "internal/Visibility.h"
 
