@@ -15,9 +15,9 @@ namespace qor_sim {
 ///
 /// @param instance  monitor instance id, unless the source names its own
 /// Failure: Error QOR_SIM_ERROR_SOURCE.
-std::shared_ptr<Port> MakePort(std::string_view source, unsigned char instance, Clock& clock);
+std::shared_ptr<Port> MakePort(std::string_view text, unsigned char instance, Clock& clock);
 
 /// The sources of one bus each that a source text stands for. Failure: Error QOR_SIM_ERROR_SOURCE.
-std::vector<std::string> ExpandSource(std::string_view source);
+std::vector<std::string> ExpandSource(std::string_view text);
 
 }  // namespace qor_sim
