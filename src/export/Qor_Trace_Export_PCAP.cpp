@@ -8,12 +8,12 @@
 
 #include "channel/Qor_Trace_Exception.h"
 #include "export/EntryFields.h"
-#include "qor_api.h"
 
 namespace {
 
 static_assert(std::endian::native == std::endian::little, "blocks are stored as they lie in memory");
 
+constexpr unsigned int kGeneral = 255;            // level of an error that concerns no particular interface
 constexpr size_t kCapacity = size_t{256} * 1024;  // of the buffer; a block has at most 64 KiB and some bytes
 constexpr size_t kFrameOffset = offsetof(Qor_Trace_Entry_t, Payload.Ethernet.Frame);
 
@@ -172,7 +172,7 @@ Qor_Trace_Export_PCAP::Qor_Trace_Export_PCAP(unsigned int flags, const char* fil
       LatestInterface(InterfaceIds.end()),
       Buffer(new unsigned char[kCapacity]) {
   if (!File.IsOpen()) {
-    throw Qor_Trace_Exception(QOR_ERROR_LEVEL_GENERAL, QOR_TRACE_STATUS_FILE_ERROR, "error opening file");
+    throw Qor_Trace_Exception(kGeneral, QOR_TRACE_STATUS_FILE_ERROR, "error opening file");
   }
 }
 
