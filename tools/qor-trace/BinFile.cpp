@@ -5,7 +5,6 @@
 #include <unistd.h>
 
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <utility>
 
@@ -43,24 +42,14 @@ Whole WholeRecords(const std::vector<unsigned char>& buffer, std::size_t limit) 
 
 }  // namespace
 
-BinWriter::BinWriter(std::string path) : Name(std::move(path)), PartName(Name + ".part") {
-  Buffer.reserve(FlushSize + 4096);
-  if (Name.empty()) {
-    File = STDOUT_FILENO;
-    return;
-  }
-  File = open(PartName.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0666);
-  if (File < 0) throw Failure(fmt::format("Cannot write \"{}\": {}", PartName, ErrnoText(errno)));
-}
+BinWriter::BinWriter(std::string path) : File(std::move(path)) { Buffer.reserve(FlushSize + 4096); }
 
 BinWriter::~BinWriter() {
-  if (File < 0 || Name.empty()) return;
-  if (Sentence.empty()) Flush();
-  close(File);
+  if (!File.IsStandardOutput() && File.Usable()) Flush();
 }
 
 bool BinWriter::Take(const unsigned char* record, unsigned int length) {
-  if (Gone || !Sentence.empty()) return false;
+  if (!File.Usable()) return false;
   Buffer.insert(Buffer.end(), record, record + length);
   ++Records;
   ++BufferedRecords;
@@ -68,23 +57,18 @@ bool BinWriter::Take(const unsigned char* record, unsigned int length) {
 }
 
 void BinWriter::Pause() {
-  if (Gone || !Sentence.empty() || Buffer.empty()) return;
+  if (!File.Usable() || Buffer.empty()) return;
   const auto now = std::chrono::steady_clock::now();
-  if (!Name.empty() && now - Flushed < std::chrono::seconds(1)) return;
+  if (!File.IsStandardOutput() && now - Flushed < std::chrono::seconds(1)) return;
   Flush();
   Flushed = now;
 }
 
 bool BinWriter::Flush() {
-  std::size_t done = 0;
-  while (done < Buffer.size()) {
-    const ssize_t written = write(File, Buffer.data() + done, Buffer.size() - done);
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) {
-      Fail(errno, done);
-      return false;
-    }
-    done += static_cast<std::size_t>(written);
+  const std::size_t done = File.Write(Buffer.data(), Buffer.size());
+  if (done < Buffer.size()) {
+    Fail(errno, done);
+    return false;
   }
   Written += Buffer.size();
   Buffer.clear();
@@ -98,35 +82,10 @@ void BinWriter::Fail(int error, std::size_t writtenOfBuffer) {
   Written += whole.Bytes;
   Buffer.clear();
   BufferedRecords = 0;
-  Gone = Name.empty() && error == EPIPE;
-  if (Gone) return;
-  if (Name.empty()) {
-    Sentence = fmt::format("Cannot write to standard output: {}", ErrnoText(error));
-    return;
-  }
-  const bool cut = ftruncate(File, static_cast<off_t>(Written)) == 0;
-  Sentence = fmt::format("Cannot write \"{}\": {}. The {} before that {} in \"{}\"{}", Name, ErrnoText(error),
-                         FormatCount(Records, "entry", "entries"), Records == 1 ? "is" : "are", PartName,
-                         cut ? "" : ", followed by a part of the next one");
+  File.Fail(error, Written, Records, FormatCount(Records, "entry", "entries"));
 }
 
-void BinWriter::FailToFinish(const char* what, int error) {
-  Sentence = fmt::format("Cannot {} \"{}\": {}. Its contents are in \"{}\"", what, Name, ErrnoText(error), PartName);
-}
-
-bool BinWriter::Finish() {
-  if (Gone || !Sentence.empty() || !Flush()) return false;
-  if (Name.empty()) return true;
-  // A disk may say only now that it could not keep what it took.
-  int error = 0;
-  if (fsync(File) != 0 && errno != EINVAL && errno != EROFS) error = errno;
-  if (close(std::exchange(File, -1)) != 0 && error == 0) error = errno;
-  if (error != 0)
-    FailToFinish("complete", error);
-  else if (std::rename(PartName.c_str(), Name.c_str()) != 0)
-    FailToFinish("name", errno);
-  return Sentence.empty();
-}
+bool BinWriter::Finish() { return File.Usable() && Flush() && File.Complete(); }
 
 namespace {
 

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "Entry.h"
+#include "OutputFile.h"
 
 namespace client {
 
@@ -17,7 +18,7 @@ namespace client {
 /// that what was recorded before remains readable.
 ///
 /// Threads: one. Memory: 1 MiB.
-class BinWriter : public EntrySink {
+class BinWriter : public StreamOutput {
  public:
   /// @param path  of the file; empty: standard output
   /// Failure:     Failure when the file can't be made.
@@ -32,30 +33,25 @@ class BinWriter : public EntrySink {
   void Pause() override;
 
   /// Writes what is left and gives the file its name. False as for Take.
-  bool Finish();
+  bool Finish() override;
 
   /// The sentence that says what failed; empty if nothing did.
-  const std::string& Error() const { return Sentence; }
-  bool ReaderGone() const { return Gone; }
-  const std::string& Path() const { return Name; }
+  const std::string& Error() const override { return File.Error(); }
+  bool ReaderGone() const { return File.ReaderGone(); }
+  const std::string& Path() const { return File.Path(); }
   unsigned long Entries() const { return Records; }
   unsigned long Bytes() const { return Written; }
 
  private:
   bool Flush();
   void Fail(int error, std::size_t writtenOfBuffer);
-  void FailToFinish(const char* what, int error);
 
-  const std::string Name;
-  const std::string PartName;
-  int File = -1;
+  OutputFile File;
   std::vector<unsigned char> Buffer;  // whole records
   unsigned long Records = 0;          // taken; after a failure, those in the file
   unsigned long Written = 0;          // bytes in the file
   unsigned int BufferedRecords = 0;
   std::chrono::steady_clock::time_point Flushed;
-  bool Gone = false;
-  std::string Sentence;
 };
 
 /// Reads a .bin file ("-": standard input) to its end.

@@ -16,15 +16,30 @@ namespace {
 constexpr unsigned long SmallestSplit = 512;
 constexpr unsigned long LargestSplit = 0xFFFFFFFF;
 
-Output PlanOutput(const std::string& name, const std::filesystem::path& folder) {
-  if (name == "-") return {Format::Bin, ""};
+Format StandardFormat(const std::string& typed) {
+  if (typed.empty() || typed == Word(Format::Bin)) return Format::Bin;
+  if (typed == Word(Format::Pcapng)) return Format::Pcapng;
+  throw UsageError(fmt::format("\"{}\" is no format of standard output: it takes bin or pcapng", typed));
+}
+
+Format FormatOf(const std::string& name, const std::filesystem::path& path) {
+  for (const Format format : {Format::Bin, Format::Asc, Format::Pcapng})
+    if (path.extension() == std::string(".") + Word(format)) return format;
+  throw UsageError(fmt::format("Output \"{}\" ends in neither .asc nor .pcapng nor .bin", name));
+}
+
+Output PlanOutput(const std::string& name, const std::filesystem::path& folder, Format standard) {
+  if (name == "-") return {standard, ""};
   const std::filesystem::path path = (folder / name).lexically_normal();
-  if (path.extension() == ".bin") return {Format::Bin, path.string()};
-  if (path.extension() != ".asc") throw UsageError(fmt::format("Output \"{}\" ends in neither .asc nor .bin", name));
-  if (path.string().size() >= sizeof Qor_Trace_Export_Request_t::FileName)
+  const Format format = FormatOf(name, path);
+  if (format == Format::Asc && path.string().size() >= sizeof Qor_Trace_Export_Request_t::FileName)
     throw UsageError(fmt::format("The path of output \"{}\" is longer than {} bytes", name,
                                  sizeof Qor_Trace_Export_Request_t::FileName - 1));
-  return {Format::Asc, path.string()};
+  return {format, path.string()};
+}
+
+void CheckCaptureOptions(const CaptureOptions& capture, bool any) {
+  if (capture.Any() && !any) throw UsageError("--ethernet-only and --as-exported need a .pcapng output");
 }
 
 void CheckAscOptions(const AscOptions& asc, std::ptrdiff_t ascOutputs) {
@@ -48,17 +63,35 @@ bool SamePlace(const Output& one, const Output& other) {
 
 }  // namespace
 
+const char* Word(Format format) {
+  switch (format) {
+    case Format::Bin:
+      return "bin";
+    case Format::Asc:
+      return "asc";
+    case Format::Pcapng:
+      return "pcapng";
+  }
+  return "";
+}
+
 std::vector<Output> PlanOutputs(const std::vector<std::string>& names, const AscOptions& asc,
-                                const std::filesystem::path& folder) {
+                                const std::filesystem::path& folder, const CaptureOptions& capture,
+                                const std::string& standard) {
   std::vector<Output> outputs;
+  const Format standardFormat = StandardFormat(standard);
   for (const std::string& name : names) {
-    const Output output = PlanOutput(name, folder);
+    const Output output = PlanOutput(name, folder, standardFormat);
     if (std::any_of(outputs.begin(), outputs.end(), [&](const Output& other) { return SamePlace(output, other); }))
       throw UsageError(fmt::format("Output \"{}\" is given twice", name));
     outputs.push_back(output);
   }
-  CheckAscOptions(asc, std::count_if(outputs.begin(), outputs.end(),
-                                     [](const Output& output) { return output.Kind == Format::Asc; }));
+  const auto count = [&](Format format) {
+    return std::count_if(outputs.begin(), outputs.end(), [&](const Output& output) { return output.Kind == format; });
+  };
+  CheckAscOptions(asc, count(Format::Asc));
+  CheckCaptureOptions(capture, count(Format::Pcapng) > 0);
+  if (!standard.empty() && !UsesStandardOutput(outputs)) throw UsageError("--format needs the output -");
   return outputs;
 }
 

@@ -9,7 +9,10 @@
 
 namespace client {
 
-enum class Format { Bin, Asc };
+enum class Format { Bin, Asc, Pcapng };
+
+/// "bin" and so on; also its extension.
+const char* Word(Format format);
 
 struct Output {
   Format Kind;
@@ -26,13 +29,23 @@ struct AscOptions {
   bool Any() const { return Live || Decimal || Relative || Split; }
 };
 
+/// How capture outputs (.pcapng) are to be.
+struct CaptureOptions {
+  bool EthernetOnly = false;  // other buses are left out
+  bool AsExported = false;    // the library's own export instead of the client's writer
+
+  bool Any() const { return EthernetOnly || AsExported; }
+};
+
 /// Finds out what was asked for before anything is done.
 ///
-/// @param names   as typed: by extension .bin or .asc, or "-" for .bin on standard output
-/// @param folder  that relative names are meant in
+/// @param names     as typed: by extension .bin, .asc or .pcapng, or "-" for standard output
+/// @param folder    that relative names are meant in
+/// @param standard  the format of standard output as typed, "bin" or "pcapng"; empty: bin
 /// Failure: UsageError for an unknown extension, two outputs of the same name, options that don't go together.
 std::vector<Output> PlanOutputs(const std::vector<std::string>& names, const AscOptions& asc,
-                                const std::filesystem::path& folder);
+                                const std::filesystem::path& folder, const CaptureOptions& capture = {},
+                                const std::string& standard = "");
 
 /// Throws a Failure if an output can't be written: its folder is missing, it is a folder itself, or permission lacks.
 void CheckWritable(const Output& output);

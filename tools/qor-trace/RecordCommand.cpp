@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "BinFile.h"
+#include "CaptureFile.h"
 #include "Commands.h"
 #include "Failure.h"
 #include "Outputs.h"
@@ -24,6 +25,8 @@ struct RecordArguments {
   bool AscDecimal = false;
   bool AscRelative = false;
   std::string AscSplit;
+  CaptureOptions Capture;
+  std::string StandardFormat;  // of the output -
   bool Json = false;
 };
 
@@ -35,29 +38,42 @@ AscOptions AscOptionsOf(const RecordArguments& arguments) {
   return asc;
 }
 
-/// Hands each entry to all .bin outputs. Declines when one of them can't go on.
-class BinOutputs : public EntrySink {
+/// The outputs that are written while the recording runs: hands each entry to all of them. Declines when one of them can't
+/// go on.
+class StreamOutputs : public EntrySink {
  public:
-  void Add(const Output& output) { Writers.push_back(std::make_unique<BinWriter>(output.Path)); }
+  /// Failure: Failure when the file can't be made.
+  void Add(const Output& output, const CaptureOptions& capture) {
+    if (output.Kind == Format::Bin) {
+      All.push_back(std::make_unique<BinWriter>(output.Path));
+    } else if (output.Kind == Format::Pcapng && capture.AsExported) {
+      Keep(Exported, std::make_unique<ExportedCapture>(output.Path));
+    } else if (output.Kind == Format::Pcapng) {
+      const PcapngOptions options{.EthernetOnly = capture.EthernetOnly};
+      Keep(Captures, std::make_unique<CaptureWriter>(output.Path, options));
+    }
+  }
 
   bool Take(const unsigned char* record, unsigned int length) override {
     bool taken = true;
-    for (const auto& writer : Writers) taken = writer->Take(record, length) && taken;
+    for (const auto& output : All) taken = output->Take(record, length) && taken;
     return taken;
   }
 
   void Pause() override {
-    for (const auto& writer : Writers) writer->Pause();
+    for (const auto& output : All) output->Pause();
   }
 
-  void Finish() {
-    for (const auto& writer : Writers) writer->Finish();
-  }
-
-  const std::vector<std::unique_ptr<BinWriter>>& All() const { return Writers; }
+  std::vector<std::unique_ptr<StreamOutput>> All;
+  std::vector<CaptureWriter*> Captures;    // those of them
+  std::vector<ExportedCapture*> Exported;  // those of them
 
  private:
-  std::vector<std::unique_ptr<BinWriter>> Writers;
+  template <class Kind>
+  void Keep(std::vector<Kind*>& kinds, std::unique_ptr<Kind> output) {
+    kinds.push_back(output.get());
+    All.push_back(std::move(output));
+  }
 };
 
 /// One run of the subcommand.
@@ -66,7 +82,8 @@ class RecordRun {
   RecordRun(const RecordArguments& arguments, Signals& signals)
       : Arguments(arguments),
         Asc(AscOptionsOf(arguments)),
-        Outputs(PlanOutputs(arguments.Outputs, Asc, std::filesystem::current_path())),
+        Outputs(PlanOutputs(arguments.Outputs, Asc, std::filesystem::current_path(), arguments.Capture,
+                            arguments.StandardFormat)),
         StopSignals(signals) {}
 
   int Run() {
@@ -75,11 +92,10 @@ class RecordRun {
     const std::vector<Source> sources = Arguments.Recording.Plan();
     for (const Output& output : Outputs) CheckWritable(output);
     Recorder recorder(options, sources, StopSignals);
-    for (const Output& output : Outputs)
-      if (output.Kind == Format::Bin) Bins.Add(output);
-    const End end = recorder.Run(Bins);
+    for (const Output& output : Outputs) Streams.Add(output, Arguments.Capture);
+    const End end = recorder.Run(Streams);
     NoteError(recorder.Error());
-    FinishBins();
+    FinishStreams(recorder);
     ExportAscs(recorder.Trace());
     return Conclude(recorder.Counted(), end);
   }
@@ -87,7 +103,7 @@ class RecordRun {
  private:
   void CheckUsage() const {
     if (!UsesStandardOutput(Outputs)) return;
-    if (StandardOutputIsTerminal()) throw UsageError("Binary records are not written to a terminal");
+    if (StandardOutputIsTerminal()) throw UsageError("Binary output is not written to a terminal");
     if (Arguments.Json) throw UsageError("Standard output can't take both the records and the JSON summary");
   }
 
@@ -112,9 +128,19 @@ class RecordRun {
     Errors.push_back(sentence);
   }
 
-  void FinishBins() {
-    Bins.Finish();
-    for (const auto& writer : Bins.All()) NoteError(writer->Error());
+  void FinishStreams(Recorder& recorder) {
+    for (CaptureWriter* capture : Streams.Captures) capture->SetLost(recorder.Counted().LostItems());
+    for (ExportedCapture* exported : Streams.Exported) {
+      try {
+        exported->Export(recorder.Trace());
+      } catch (const Failure& failure) {
+        NoteError(failure.what());
+      }
+    }
+    for (const auto& output : Streams.All) {
+      output->Finish();
+      NoteError(output->Error());
+    }
   }
 
   /// Every output gets its chance, whatever became of the others.
@@ -135,10 +161,35 @@ class RecordRun {
   }
 
   int Conclude(const Summary& summary, End end) {
-    const int code = !Errors.empty() ? ExitFailed : summary.Lossy() ? ExitLossy : ExitDone;
-    Say(summary.Text() + TotalText(summary));
+    const int code = !Errors.empty() ? ExitFailed : summary.Lossy() || Incomplete() ? ExitLossy : ExitDone;
+    Say(summary.Text() + IncompleteText() + TotalText(summary));
     if (Arguments.Json) Print(Json(summary, end, code).dump(2) + "\n");
     return code;
+  }
+
+  /// Whether an output can't hold all that was asked for.
+  bool Incomplete() const { return !IncompleteText().empty(); }
+
+  std::string IncompleteText() const {
+    std::string text;
+    for (const CaptureWriter* capture : Streams.Captures) text += capture->OmissionText();
+    for (const ExportedCapture* exported : Streams.Exported) text += exported->MissingText();
+    return text;
+  }
+
+  /// What each output does not hold, in the order of Outputs.
+  nlohmann::json OutputsJson() const {
+    nlohmann::json outputs = nlohmann::json::array();
+    auto capture = Streams.Captures.begin();
+    auto exported = Streams.Exported.begin();
+    for (const Output& output : Outputs) {
+      nlohmann::json json = {{"path", output.Path}, {"format", Word(output.Kind)}};
+      if (output.Kind == Format::Pcapng && !Arguments.Capture.AsExported)
+        json["omitted"] = (*capture++)->OmissionJson();
+      if (output.Kind == Format::Pcapng && Arguments.Capture.AsExported) json["missing"] = (*exported++)->Missing();
+      outputs.push_back(json);
+    }
+    return outputs;
   }
 
   std::string TotalText(const Summary& summary) const {
@@ -155,9 +206,6 @@ class RecordRun {
   }
 
   nlohmann::json Json(const Summary& summary, End end, int code) const {
-    nlohmann::json outputs = nlohmann::json::array();
-    for (const Output& output : Outputs)
-      outputs.push_back({{"path", output.Path}, {"format", output.Kind == Format::Asc ? "asc" : "bin"}});
     const auto times = summary.Times();
     return {{"command", "record"},
             {"entries", summary.Entries()},
@@ -165,7 +213,7 @@ class RecordRun {
             {"last_time_ns", times ? nlohmann::json(times->Last) : nlohmann::json()},
             {"ended_by", Word(end)},
             {"channels", summary.Json()},
-            {"outputs", outputs},
+            {"outputs", OutputsJson()},
             {"errors", Errors},
             {"exit_code", code}};
   }
@@ -174,7 +222,7 @@ class RecordRun {
   const AscOptions Asc;
   const std::vector<Output> Outputs;
   Signals& StopSignals;
-  BinOutputs Bins;
+  StreamOutputs Streams;
   std::vector<std::string> Errors;
 };
 
@@ -184,9 +232,10 @@ constexpr const char* RecordHelp =
     "  qor-trace record drive.log --speed max -o drive.asc -o drive.bin\n"
     "  qor-trace record 'can?seed=1' 'can?seed=2' -d 1h -o run.asc --asc-live --asc-split 500M\n"
     "  qor-trace record drive.log --speed max -o - | qor-trace list -\n"
+    "  qor-trace record can -o - --format pcapng | wireshark -k -i -\n"
     "\n"
-    "A .bin output is called NAME.bin.part until it is complete; after a failure it stays under that name\n"
-    "with the whole records that were written. Ctrl-C ends the recording with all outputs complete.\n"
+    "A .bin or .pcapng output is called NAME.part until it is complete; after a failure it stays under that name\n"
+    "with what was written. Ctrl-C ends the recording with all outputs complete.\n"
     "\n";
 
 }  // namespace
@@ -196,14 +245,21 @@ void AddRecordCommand(CLI::App& app, Action& action) {
   const auto arguments = std::make_shared<RecordArguments>();
   arguments->Recording.AddTo(*command);
   command
-      ->add_option("-o,--output", arguments->Outputs,
-                   "Output by extension: .asc text, .bin raw records; - for raw records on standard output")
+      ->add_option(
+          "-o,--output", arguments->Outputs,
+          "Output by extension: .asc text, .pcapng capture of all buses, .bin raw records; - for standard output")
       ->allow_extra_args(false);
   command->add_flag("--asc-live", arguments->AscLive, "Write the .asc output while recording, not at the end");
   command->add_option("--asc-split", arguments->AscSplit,
                       "Go on in NAME_1.asc, NAME_2.asc, ... beyond this size, e.g. 500M");
   command->add_flag("--asc-dec", arguments->AscDecimal, "Decimal base in .asc outputs");
   command->add_flag("--asc-relative", arguments->AscRelative, "Relative times in .asc outputs");
+  command->add_option("--format", arguments->StandardFormat, "What - gets: bin (the default) or pcapng");
+  command->add_flag("--ethernet-only", arguments->Capture.EthernetOnly,
+                    "Only Ethernet in .pcapng outputs, for readers that refuse several link types");
+  command->add_flag(
+      "--as-exported", arguments->Capture.AsExported,
+      "The library's own export as .pcapng output: Ethernet only, and of that what is in memory at the end");
   command->add_flag("--json", arguments->Json, "Print the summary as JSON on standard output, times in ns");
   command->footer(std::string(RecordHelp) + SourceHelp);
   command->callback([arguments, &action] {

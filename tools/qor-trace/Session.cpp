@@ -106,6 +106,13 @@ void Monitor::ExportToAsc(const std::string& path, unsigned int flags, unsigned 
   Reports::Check(Qor_Trace_ExportToASC(MonitorHandle, &request), "The ASC export failed", mark);
 }
 
+void Monitor::ExportToPcap(const std::string& path) {
+  Qor_Trace_Export_Request_t request{};
+  path.copy(request.FileName, sizeof request.FileName - 1);
+  const std::size_t mark = Reports::Mark();
+  Reports::Check(Qor_Trace_ExportToPCAP(MonitorHandle, &request), "The PCAPNG export failed", mark);
+}
+
 void Monitor::ReadList(EntrySink& sink) {
   std::vector<unsigned char> buffer(1u << 20);
   for (unsigned int start = 0;;) {

@@ -65,6 +65,9 @@ class Monitor {
   /// @param split  size limit with QOR_TRACE_ASC_SPLIT among the flags
   void ExportToAsc(const std::string& path, unsigned int flags, unsigned int split);
 
+  /// Writes the library's own PCAPNG export; it doesn't tell of failed writes.
+  void ExportToPcap(const std::string& path);
+
   /// Hands the newest entry of each message to `sink`, with its cycle time.
   void ReadList(EntrySink& sink);
 

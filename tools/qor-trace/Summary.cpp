@@ -107,6 +107,12 @@ unsigned long Summary::Lost() const {
   return lost;
 }
 
+std::map<unsigned int, unsigned long> Summary::LostItems() const {
+  std::map<unsigned int, unsigned long> items;
+  for (const auto& [number, channel] : Channels) items[number] = channel.Lost;
+  return items;
+}
+
 bool Summary::Lossy() const {
   return std::any_of(Channels.begin(), Channels.end(),
                      [](const auto& item) { return item.second.Lost > 0 || item.second.Overruns > 0; });

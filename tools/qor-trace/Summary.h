@@ -42,6 +42,8 @@ class Summary : public EntrySink {
 
   unsigned long Entries() const;
   unsigned long Lost() const;
+  /// By channel.
+  std::map<unsigned int, unsigned long> LostItems() const;
   /// Whether anything is known to be missing.
   bool Lossy() const;
   /// Smallest and greatest time of all entries; nothing without entries.
