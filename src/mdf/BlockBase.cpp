@@ -1,0 +1,289 @@
+#include "mdf/BlockBase.h"
+
+#include <initializer_list>
+#include <unordered_set>
+
+#include "mdf/BlockTree.h"
+
+namespace MDF {
+namespace {
+
+constexpr unsigned long kHeaderSize = sizeof(BlockHeader);
+constexpr unsigned long kLinkSize = 8;
+
+bool Usable(FileStream& stream) { return stream.is_open() && stream.good(); }
+
+bool IsDataList(const Block& block) { return block.Block_Type() == blockType_DL || block.Block_Type() == blockType_HL; }
+
+}  // namespace
+
+Block::Block() = default;
+
+Block::Block(blockType_t type, char id1, char id2, unsigned int linkCount) : Type(type) {
+  Header.Id[0] = '#';
+  Header.Id[1] = '#';
+  Header.Id[2] = id1;
+  Header.Id[3] = id2;
+  Links_Generate(linkCount);
+}
+
+Block::~Block() = default;
+
+// --- header ---
+
+void Block::Header_AddData(unsigned int bytes) {
+  Header.Length += bytes;
+  HeaderChanged = true;
+}
+
+void Block::Header_AddLink(unsigned int count) {
+  Header.LinkCount += count;
+  Header.Length += kLinkSize * count;
+  HeaderChanged = true;
+}
+
+void Block::Header_Change(unsigned int links, unsigned long dataBytes) {
+  Header.LinkCount = links;
+  Header.Length = kHeaderSize + kLinkSize * links + dataBytes;
+  HeaderChanged = true;
+}
+
+void Block::Header_Change(unsigned long bytes) {
+  Header.Length = bytes + kHeaderSize + Links.size();
+  HeaderChanged = true;
+}
+
+void Block::Header_Write(FileStream& stream) {
+  if (!HeaderChanged) return;
+  Put(stream, Header);
+  HeaderChanged = !stream.good();
+}
+
+std::string Block::Header_Type() const { return {Header.Id, sizeof Header.Id}; }
+
+void Block::Block_LengthRefresh() {
+  if (HeaderChanged || Header.LinkCount != Links.size()) Header_Change(Links_Count(), DataSize);
+}
+
+unsigned long Block::Block_Length() {
+  Block_LengthRefresh();
+  return Header.Length;
+}
+
+// --- links ---
+
+Block* Block::Links_Get(unsigned int index) const { return index < Links.size() ? Links[index] : nullptr; }
+
+void Block::Links_Generate(unsigned int count) {
+  if (!Links.empty()) Links_Clear(true);
+  Links.assign(count, nullptr);
+  LinksChanged = true;
+}
+
+void Block::Links_Add(Block* block) {
+  Header_AddLink(1);
+  Links.push_back(block);
+  LinksChanged = true;
+}
+
+void Block::Links_Set(unsigned int index, Block* block) {
+  if (block == nullptr) return;
+  if (index >= Links.size()) Links.resize(size_t{index} + 1, nullptr);
+  Links[index] = block;
+  LinksChanged = true;
+}
+
+void Block::Links_Set(FileStream&, unsigned int index, Block* block) {
+  if (!IsWritten) {
+    Links_Set(index, block);
+    return;
+  }
+  if (index < Links.size()) return;
+  LinksChanged = true;
+  (void)Links.at(index);  // the standard out-of-range error
+}
+
+void Block::Links_Delete(unsigned int index) {
+  Block* target = Links_Get(index);
+  if (target == nullptr) return;
+  Tree_Destroy(Tree_Collect(target, DataLists::kInclude, this));
+  if (index >= Links.size()) return;
+  Links[index] = nullptr;
+  LinksChanged = true;
+}
+
+void Block::Links_Clear(bool destroy) {
+  const std::vector<Block*> linked = std::move(Links);
+  Links.clear();
+  if (destroy) {
+    std::unordered_set<const Block*> seen{nullptr, this};
+    std::vector<Block*> once;
+    for (Block* block : linked) {
+      if (seen.insert(block).second) once.push_back(block);
+    }
+    Tree_Destroy(std::move(once));
+  }
+  Header_Change(0, DataSize);
+  LinksChanged = true;
+}
+
+void Block::Links_Write(FileStream& stream) {
+  std::vector<int64_t> positions;
+  positions.reserve(Links.size());
+  for (const Block* target : Links) positions.push_back(target != nullptr ? target->LinkPos() : 0);
+  Put(stream, std::span<const int64_t>(positions));
+  LinksChanged = !stream.good();
+}
+
+// --- place ---
+
+bool Block::ExtendFile(FileStream& stream, long position) {
+  for (long end = SeekEnd(stream); end < position && stream.good(); ++end) stream.put('\0');
+  return true;
+}
+
+void Block::Block_Place(long& cursor) {
+  Block_LengthRefresh();
+  if (FilePos != 0) return;
+  FilePos = CalcStartPos(cursor);
+  Room = Header.Length;
+  cursor = FilePos + static_cast<long>(Header.Length);
+}
+
+void Block::Block_PlaceAndList(bool all, long* cursor, BlockSet* list) {
+  BlockSet visited;
+  Block_PlaceAndList(all, cursor, list, visited);
+}
+
+void Block::Block_PlaceAndList(bool all, long* cursor, BlockSet* list, BlockSet& visited) {
+  if (cursor != nullptr) Block_Place(*cursor);
+  if (list != nullptr && (all || WriteRequest())) list->insert(this);
+  visited.insert(this);
+  SubBlocks(list, all, cursor, visited);
+}
+
+bool Block::IgnoreSubBlock(Block* block) {
+  switch (block != nullptr ? block->Type : blockType_None) {
+    case blockType_DL:
+    case blockType_DT:
+    case blockType_DZ:
+    case blockType_SD:
+      return true;
+    default:
+      return false;
+  }
+}
+
+bool Block::Links_Follow(Block* target, const BlockSet& visited) const {
+  if (target == nullptr || (Type == blockType_DL && IgnoreSubBlock(target))) return false;
+  return !visited.contains(target);
+}
+
+// The recursion is kept in a list of its own, since chains of channels or events may be longer than a stack is deep.
+void Block::SubBlocks(BlockSet* list, bool all, long* cursor, BlockSet& visited) const {
+  struct Step {
+    const Block* At;
+    size_t NextLink;
+  };
+  std::vector<Step> path{{this, 0}};
+  while (!path.empty()) {
+    Step& step = path.back();
+    if (step.NextLink == step.At->Links.size()) {
+      path.pop_back();
+      continue;
+    }
+    const Block* from = step.At;
+    Block* target = from->Links[step.NextLink++];
+    if (!from->Links_Follow(target, visited)) continue;
+    if (cursor != nullptr) target->Block_Place(*cursor);
+    if (list != nullptr && (all || target->WriteRequest())) list->insert(target);
+    visited.insert(target);
+    path.push_back({target, 0});
+  }
+}
+
+// --- writing ---
+
+bool Block::WriteRequest() const { return !IsWritten || LinksChanged || HeaderChanged; }
+
+bool Block::Room_Fits(FileStream& stream, unsigned long length) {
+  if (length <= Room) return true;
+  if (SeekEnd(stream) > FilePos + static_cast<long>(Room)) return false;
+  Room = length;
+  return true;
+}
+
+long Block::Write(FileStream& stream) {
+  if (FilePos == 0 || !Usable(stream)) return 0;
+  if (Header.LinkCount != Links.size()) Block_LengthRefresh();
+  if (!Room_Fits(stream, Header.Length)) return 0;
+  return IsWritten ? Write_Changes(stream) : Write_New(stream);
+}
+
+long Block::Write_New(FileStream& stream) {
+  if (FilePos > SeekEnd(stream)) {
+    ExtendFile(stream, FilePos);
+  } else {
+    stream.seekp(FilePos);
+  }
+  Header_Write(stream);
+  Links_Write(stream);
+  if (!stream.good()) return 0;
+  IsWritten = true;
+  return static_cast<long>(stream.tellp());
+}
+
+long Block::Write_Changes(FileStream& stream) {
+  if (HeaderChanged) {
+    stream.seekp(FilePos);
+    Header_Write(stream);
+  }
+  const long links = FilePos + static_cast<long>(kHeaderSize);
+  if (LinksChanged) {
+    stream.seekp(links);
+    Links_Write(stream);
+  }
+  return stream.good() ? links + Links_Length() : 0;
+}
+
+long Block::Write_WithData(FileStream& stream, bool& changed, std::initializer_list<Section> data) {
+  if (!Usable(stream)) return 0;
+  const bool due = changed || !IsWritten || DataLinks != Links.size();
+  if (!due && !WriteRequest()) return 0;
+  const long start = Block::Write(stream);
+  if (start == 0) return 0;
+  if (due) {
+    stream.seekp(start);
+    for (const Section& part : data) PutBytes(stream, part.Bytes, part.Size);
+    if (!stream.good()) return 0;
+    changed = false;
+    DataLinks = Links.size();
+  }
+  return static_cast<long>(stream.tellp());
+}
+
+// --- reset ---
+
+void Block::Block_Reset(bool full) {
+  BlockSet done;
+  Block_Reset(full, done);
+}
+
+void Block::Block_Reset(bool full, BlockSet& done) {
+  FilePos = 0;
+  FirstPos = 0;
+  Room = 0;
+  IsWritten = false;
+  HeaderChanged = true;
+  LinksChanged = true;
+  done.insert(this);
+  if (!full) return;
+  for (size_t i = 0; i < Links.size(); ++i) {
+    Block* target = Links[i];
+    if (target == nullptr) continue;
+    if (!done.contains(target)) target->Block_Reset(true, done);
+    if (IsDataList(*target)) Links[i] = nullptr;
+  }
+}
+
+}  // namespace MDF

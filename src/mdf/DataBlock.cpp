@@ -1,0 +1,191 @@
+#include "mdf/DataBlock.h"
+
+#include <algorithm>
+#include <new>
+
+#include "mdf/Compress.h"
+
+namespace MDF {
+namespace {
+
+constexpr unsigned long kHeaderSize = sizeof(BlockHeader);
+
+bool Usable(FileStream& stream) { return stream.is_open() && stream.good(); }
+
+}  // namespace
+
+// --- plain blocks ---
+
+GrowingBlock::GrowingBlock(blockType_t type, char id1, char id2, Block* parent, FileStream& stream)
+    : Block(type, id1, id2, 0), Stream(stream) {
+  LinkedBlock(parent, kGroupDataLink);
+  Header_Change(0, 0);
+}
+
+// In the file the header says what is there; before that, it counts the cache so that enough room is set aside.
+void GrowingBlock::Block_LengthRefresh() {
+  const unsigned long bytes = InFile + (IsWritten ? 0 : DataBytes());
+  const bool same = Header.LinkCount == Links.size() && Header.Length == kHeaderSize + Links_Length() + bytes;
+  if (!same) Header_Change(Links_Count(), bytes);
+}
+
+bool GrowingBlock::Record_Insert(unsigned char* data, unsigned int length) {
+  if (Append(data, length)) {
+    HeaderChanged = true;  // it will be, once the bytes are written
+    return true;
+  }
+  if (data == nullptr || !Usable(Stream)) return false;
+  if (IsEmpty()) return Record_WriteAround(data, length);
+  Record_Write(Stream);
+  return false;  // the caller inserts again, into an empty cache
+}
+
+long GrowingBlock::Record_Write(FileStream& stream) {
+  if (!Usable(stream)) return 0;
+  const unsigned int held = DataBytes();
+  const bool first = !IsWritten;
+  if (first || held > 0) Header_Change(Links_Count(), InFile + held);
+  const long start = Block::Write(stream);
+  if (start == 0) return 0;
+  stream.seekp(start + static_cast<long>(InFile));
+  DataBlockDynamic::Write(stream);
+  if (!IsEmpty()) return 0;
+  InFile += held;
+  if (first) Link_Parent(stream);
+  return start + static_cast<long>(InFile);
+}
+
+bool GrowingBlock::Record_WriteAround(const unsigned char* data, unsigned int length) {
+  const bool first = !IsWritten;
+  Header_Change(Links_Count(), InFile + length);
+  const long start = Block::Write(Stream);
+  if (start == 0) return false;
+  Stream.seekp(start + static_cast<long>(InFile));
+  PutBytes(Stream, data, length);
+  if (!Stream.good()) return false;
+  InFile += length;
+  WrittenAround += length;
+  if (first) Link_Parent(Stream);
+  return true;
+}
+
+// The recorded index is a data group's; any other block has something else there.
+void GrowingBlock::Link_Parent(FileStream& stream) {
+  if (Type != blockType_DT || Linked == nullptr || Linked->Block_Type() != blockType_DG) return;
+  Linked->Links_Set(LinkedIndex, this);
+  Linked->Write(stream);
+}
+
+void GrowingBlock::Record_Reset() {
+  Reset();
+  InFile = 0;
+  DataSize = 0;
+  Header_Change(Links_Count(), 0);
+}
+
+DTBLOCK::DTBLOCK(FileStream& stream) : DTBLOCK(nullptr, stream) {}
+
+DTBLOCK::DTBLOCK(Block* parent, FileStream& stream) : GrowingBlock(blockType_DT, 'D', 'T', parent, stream) {}
+
+void DTBLOCK::Block_Reset(bool full, BlockSet& done) {
+  Record_Reset();
+  Block::Block_Reset(full, done);
+}
+
+long DTBLOCK::Write(FileStream& stream) { return Record_Write(stream); }
+
+bool DTBLOCK::Insert(unsigned char* data, unsigned int length) { return Record_Insert(data, length); }
+
+SDBLOCK::SDBLOCK(FileStream& stream) : SDBLOCK(nullptr, stream) {}
+
+SDBLOCK::SDBLOCK(Block* parent, FileStream& stream) : GrowingBlock(blockType_SD, 'S', 'D', parent, stream) {}
+
+void SDBLOCK::Block_Reset(bool full, BlockSet& done) {
+  Record_Reset();
+  Block::Block_Reset(full, done);
+}
+
+long SDBLOCK::Write(FileStream& stream) { return Record_Write(stream); }
+
+bool SDBLOCK::Insert(unsigned char* data, unsigned int length) { return Record_Insert(data, length); }
+
+// --- packed blocks ---
+
+DZBLOCK::DZBLOCK(Block* parent, bool replacesDT, FileStream&) : Block(blockType_DZ, 'D', 'Z', 0) {
+  Data.OrgType[0] = replacesDT ? 'D' : 'S';
+  Data.OrgType[1] = replacesDT ? 'T' : 'D';
+  DataSize = sizeof(DzData);
+  LinkedBlock(parent, replacesDT ? kGroupDataLink : kChannelDataLink);
+}
+
+void DZBLOCK::Block_Reset(bool full, BlockSet& done) {
+  Reset();
+  Data.OrgLength = 0;
+  Data.DataLength = 0;
+  Block::Block_Reset(full, done);
+}
+
+// Packed bytes are used only if they fit into the maximum; others stand as they are.
+void DZBLOCK::Block_LengthRefresh() {
+  if (IsWritten) return;
+  const unsigned long packed = std::min<unsigned long>(CompressBound(Held), Max);
+  const unsigned long most = IsEmpty() ? 0 : std::max<unsigned long>(packed, Held);
+  const bool same = Header.Length == kHeaderSize + sizeof(DzData) + most;
+  if (!same) Header_Change(sizeof(DzData) + most);
+}
+
+DZBLOCK::Packed DZBLOCK::Pack() const {
+  Packed packed{std::unique_ptr<unsigned char[]>(new (std::nothrow) unsigned char[Max]), Max};
+  if (packed.Bytes == nullptr || !MDF::Compress(Cache.get(), Held, packed.Bytes.get(), packed.Size)) packed.Size = 0;
+  return packed;
+}
+
+bool DZBLOCK::Compress() {
+  const Packed packed = Pack();
+  if (packed.Size == 0) return false;
+  std::copy_n(packed.Bytes.get(), packed.Size, Cache.get());
+  Held = static_cast<unsigned int>(packed.Size);
+  return true;
+}
+
+bool DZBLOCK::Data_Compress() { return false; }
+
+long DZBLOCK::Write(FileStream& stream) {
+  if (IsEmpty()) return static_cast<long>(stream.tellp());
+  return Usable(stream) ? PutOut(stream) : 0;
+}
+
+bool DZBLOCK::Seek_Place(FileStream& stream, unsigned long length) {
+  if (FilePos == 0 && !IsWritten) FilePos = CalcStartPos(SeekEnd(stream));
+  if (!Room_Fits(stream, length)) return false;
+  if (!IsWritten && SeekEnd(stream) < FilePos) {
+    ExtendFile(stream, FilePos);
+  } else {
+    stream.seekp(FilePos);
+  }
+  return stream.good();
+}
+
+long DZBLOCK::PutOut(FileStream& stream) {
+  const Packed packed = Pack();
+  const bool raw = packed.Size == 0;
+  const unsigned long stored = raw ? Held : packed.Size;
+  if (!Seek_Place(stream, kHeaderSize + sizeof(DzData) + stored)) return 0;
+  Data.OrgLength = Held;
+  if (!raw) Data.DataLength = packed.Size;
+  Header_Change(sizeof(DzData) + stored);
+  Header_Write(stream);
+  Put(stream, Data);
+  PutBytes(stream, raw ? Cache.get() : packed.Bytes.get(), stored);
+  if (!stream.good()) return 0;
+  Held = 0;
+  LinksChanged = false;
+  if (!IsWritten && Linked != nullptr) {
+    Linked->Links_Set(LinkedIndex, this);
+    Linked->Write(stream);
+  }
+  IsWritten = true;
+  return static_cast<long>(stream.tellp());
+}
+
+}  // namespace MDF

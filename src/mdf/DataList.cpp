@@ -1,0 +1,269 @@
+#include "mdf/DataList.h"
+
+#include <algorithm>
+
+#include "mdf/DataBlock.h"
+
+namespace MDF {
+namespace {
+
+constexpr long kHeaderSize = sizeof(BlockHeader);
+constexpr long kLinkSize = 8;
+/// Bytes that a listed block adds to its list at most, with headroom: a link and an offset take 16.
+constexpr unsigned long kRoomPerBlock = 32;
+
+bool IsDataGroup(const Block* block) { return block != nullptr && block->Block_Type() == blockType_DG; }
+
+}  // namespace
+
+// --- header list ---
+
+HLBLOCK::HLBLOCK() : HLBLOCK(nullptr) {}
+
+HLBLOCK::HLBLOCK(DLBLOCK* list) : Block(blockType_HL, 'H', 'L', kHlLinkCount) {
+  DataSize = sizeof(HlData);
+  Links_Set(kHlFirst, list);
+}
+
+HLBLOCK::~HLBLOCK() {
+  if (Owner != nullptr) Owner->HeaderList = nullptr;
+}
+
+void HLBLOCK::Block_Reset(bool full, BlockSet& done) {
+  Dirty = true;
+  Block::Block_Reset(full, done);
+}
+
+bool HLBLOCK::WriteRequest() const { return Dirty || Block::WriteRequest(); }
+
+long HLBLOCK::Write(FileStream& stream) { return Write_WithData(stream, Dirty, {{&Data, sizeof Data}}); }
+
+// --- data list ---
+
+DLBLOCK::DLBLOCK(Block* parent, unsigned short maxBlocks, bool compressed, FileStream& stream)
+    : Block(blockType_DL, 'D', 'L', kDlLinkCount),
+      MaxBlocks(std::max<unsigned int>(maxBlocks, 1)),
+      Parent(parent),
+      ParentLink(IsDataGroup(parent) ? kGroupDataLink : kChannelDataLink),
+      Stream(stream) {
+  Data.Count = 1;
+  DataSize = SectionSize();
+  if (compressed) {
+    HeaderList = new HLBLOCK(this);
+    HeaderList->Owner = this;
+  }
+  try {
+    DataBlock_Get(parent, compressed, stream);
+  } catch (...) {
+    delete HeaderList;
+    throw;
+  }
+}
+
+DLBLOCK::~DLBLOCK() {
+  if (HeaderList != nullptr) HeaderList->Owner = nullptr;
+  if (Cached != nullptr) Cached->List = nullptr;
+  delete HeaderList;
+  delete DataBlock;
+}
+
+Block* DLBLOCK::DataBlock_Get(Block* parent, bool compressed, FileStream& stream) {
+  if (Cached != nullptr && !Cached->IsEmpty()) return DataBlock;
+  const auto adopt = [this](auto* block) {
+    delete DataBlock;  // which makes this list forget it
+    block->LinkedBlock_Disable();
+    DataBlock = block;
+    Cached = block;
+    Cached->List = this;
+  };
+  if (compressed) {
+    auto* block = new DZBLOCK(parent, IsDataGroup(parent), stream);
+    adopt(block);
+    Zipped = block;
+  } else if (IsDataGroup(parent)) {
+    adopt(new DTBLOCK(stream));
+  } else {
+    adopt(new SDBLOCK(stream));
+  }
+  Links_Set(kDlData, DataBlock);
+  return DataBlock;
+}
+
+void DLBLOCK::DataBlock_Forget() {
+  DataBlock = nullptr;
+  Cached = nullptr;
+  Zipped = nullptr;
+}
+
+unsigned int DLBLOCK::SectionSize() const {
+  return static_cast<unsigned int>(sizeof(DlData) + sizeof(uint64_t) * Offsets.size());
+}
+
+bool DLBLOCK::Usable() const { return Stream.is_open() && Stream.good(); }
+
+bool DLBLOCK::Insert(unsigned char* data, unsigned int length) {
+  if (Cached != nullptr && Cached->Append(data, length)) return true;
+  return Write() && Cached->Append(data, length);
+}
+
+bool DLBLOCK::Write() {
+  if (DataBlock == nullptr || !Usable() || (!ListExtended && Cached->IsEmpty())) return false;
+  if (BlockCount > MaxBlocks) {
+    Extend_List();
+    Offsets.push_back(RunningOffset);
+  }
+  if (!(IsWritten ? List_Block() : Write_First())) return false;
+  if (!DataBlock_PutOut()) return false;
+  ListExtended = false;
+  return true;
+}
+
+long DLBLOCK::Write(FileStream&) { return Write() ? 1 : 0; }
+
+bool DLBLOCK::DataBlock_PutOut() {
+  const unsigned long bytes = Cached->DataBytes();
+  const long end = Zipped != nullptr ? Zipped->PutOut(Stream) : DataBlock->Write(Stream);
+  if (end == 0) return false;
+  RunningOffset += bytes;
+  Offsets.push_back(RunningOffset);
+  DataSize = SectionSize();
+  ++BlockCount;
+  Data.Count = BlockCount;
+  DataBlock->Block_Reset(false);
+  return true;
+}
+
+bool DLBLOCK::DataBlock_Add() {
+  if (!IsWritten || DataBlock == nullptr || !Usable()) return false;
+  const bool listed = BlockCount < MaxBlocks || (BlockCount == MaxBlocks && !Cached->IsEmpty());
+  if (listed && !(List_Block() && DataBlock_PutOut())) return false;
+  if (BlockCount <= MaxBlocks && listed) return true;
+  Extend_List();
+  Offsets.push_back(RunningOffset);
+  Stream.seekp(FilePos);
+  ListExtended = true;
+  return false;
+}
+
+unsigned long DLBLOCK::DataBytes() const {
+  if (Cached == nullptr) return 0;
+  return (BlockCount - 1UL) * Cached->MaxLength() + Cached->DataBytes();
+}
+
+unsigned long DLBLOCK::DataBytes_Compressed_Est() const {
+  if (Cached == nullptr) return 0;
+  return Zipped != nullptr ? Zipped->DataBytes_Compressed_Est() : Cached->DataBytes();
+}
+
+bool DLBLOCK::Data_NewBlock() { return true; }
+
+// --- the list in the file ---
+
+// What is in the file stays true until the list is rewritten with its next block, so that a written list isn't dirty
+// for having grown in memory.
+void DLBLOCK::Block_LengthRefresh() {
+  const bool dirty = HeaderChanged || !IsWritten;
+  Header_Change(BlockCount + 1, SectionSize());
+  HeaderChanged = dirty;
+}
+
+void DLBLOCK::Extend_List() {
+  const long first = FirstPos != 0 ? FirstPos : FilePos;
+  PreviousLink = FilePos + kHeaderSize + kDlNext * kLinkSize;
+  Block::Block_Reset(false);
+  Offsets.clear();
+  FilePos = CalcStartPos(SeekEnd(Stream));
+  FirstPos = first;
+}
+
+bool DLBLOCK::Write_First() {
+  if (DataBlock == nullptr || !Usable()) return false;
+  RunningOffset = Offsets.front();
+  Place_First();
+  ExtendFile(Stream, FilePos);
+  HeaderChanged = true;
+  Block_LengthRefresh();
+  const long dataBlock = FilePos + static_cast<long>(Header.Length + GrowthRoom());
+  DataBlock->FilePos = dataBlock;
+  Stream.seekp(FilePos);
+  Header_Write(Stream);
+  Links_Write(Stream);
+  Section_Write();
+  ExtendFile(Stream, dataBlock);
+  if (!Link_First()) return false;
+  IsWritten = true;
+  return true;
+}
+
+void DLBLOCK::Place_First() {
+  if (HeaderList != nullptr && HeaderList->FilePos == 0) {
+    Place_BehindHeaderList();
+  } else if (FilePos < SeekEnd(Stream)) {
+    FilePos = CalcStartPos(SeekEnd(Stream));  // only there is room to grow
+  }
+}
+
+void DLBLOCK::Place_BehindHeaderList() {
+  long cursor = SeekEnd(Stream);
+  HeaderList->Links_Set(kHlFirst, this);
+  HeaderList->Block_PlaceAndList(true, &cursor, nullptr);
+  FilePos = CalcStartPos(HeaderList->FilePos + static_cast<long>(HeaderList->Block_Length()));
+  HeaderList->Write(Stream);
+}
+
+unsigned long DLBLOCK::GrowthRoom() const { return (MaxBlocks - 1UL) * kRoomPerBlock; }
+
+void DLBLOCK::Section_Write() {
+  Put(Stream, Data);
+  Put(Stream, std::span<const uint64_t>(Offsets));
+}
+
+// The first list is what the parent points to; any other is chained to the one before.
+bool DLBLOCK::Link_First() {
+  if (PreviousLink != 0) {
+    Stream.seekp(PreviousLink);
+    Put(Stream, static_cast<int64_t>(FilePos));
+  } else if (Parent != nullptr) {
+    Parent->Links_Set(ParentLink, HeaderList != nullptr ? static_cast<Block*>(HeaderList) : this);
+    Parent->Write(Stream);
+  }
+  return Stream.good();
+}
+
+bool DLBLOCK::Write_Changed() { return DataBlock != nullptr && Usable() && !Cached->IsEmpty() && List_Block(); }
+
+bool DLBLOCK::List_Block() {
+  DataBlock->FilePos = CalcStartPos(SeekEnd(Stream));
+  Stream.seekp(FilePos);
+  Header_Change(BlockCount + 1, SectionSize());
+  Header_Write(Stream);
+  Stream.seekp(FilePos + kHeaderSize + kLinkSize * BlockCount);
+  Put(Stream, static_cast<int64_t>(DataBlock->FilePos));
+  Section_Write();
+  return Stream.good();
+}
+
+// --- reset ---
+
+void DLBLOCK::Lists_Restart() {
+  BlockCount = 1;
+  Data.Count = 1;
+  Offsets = {0};
+  DataSize = SectionSize();
+}
+
+void DLBLOCK::Block_Reset(bool full, BlockSet& done) {
+  Block::Block_Reset(full, done);
+  Lists_Restart();
+  if (!full) return;
+  RunningOffset = 0;
+  PreviousLink = 0;
+  ListExtended = false;
+  if (Parent != nullptr && ParentLink < Parent->Links.size()) {
+    Parent->Links[ParentLink] = nullptr;
+    Parent->LinksChanged = true;
+  }
+  if (HeaderList != nullptr) HeaderList->Block_Reset(true, done);
+}
+
+}  // namespace MDF

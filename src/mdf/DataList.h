@@ -1,0 +1,163 @@
+// The list of data blocks that a recording grows by, and the header in front of a compressed one.
+#pragma once
+
+#include <cstdint>
+#include <vector>
+
+#include "mdf/BlockBase.h"
+#include "mdf/DataBuffer.h"
+
+namespace MDF {
+
+class DLBLOCK;
+class DZBLOCK;
+
+enum DlLink : unsigned int {  //  MDF name      points to
+  kDlNext,                    //  dl_dl_next    next DL, nil at the end
+  kDlData,                    //  dl_data[0]    DT, SD or DZ; the further ones follow
+  kDlLinkCount
+};
+static_assert(kDlLinkCount == 2);
+
+//  DL data section, followed by one u64 per listed block: the offset of its first byte in the whole data stream
+//  offset size field
+//       0    1 Flags     0: never the form with equal lengths
+//       1    3 Reserved  0
+//       4    4 Count     data blocks in this list
+#pragma pack(push, 1)
+struct DlData {
+  uint8_t Flags;
+  uint8_t Reserved[3];
+  uint32_t Count;
+};
+#pragma pack(pop)
+static_assert(sizeof(DlData) == 8);
+static_assert(offsetof(DlData, Count) == 4);
+
+enum HlLink : unsigned int {  //  MDF name      points to
+  kHlFirst,                   //  hl_dl_first   DL
+  kHlLinkCount
+};
+static_assert(kHlLinkCount == 1);
+
+//  HL data section
+//  offset size field
+//       0    2 Flags     0
+//       2    1 ZipType   0 Deflate
+//       3    5 Reserved  0
+#pragma pack(push, 1)
+struct HlData {
+  uint16_t Flags;
+  uint8_t ZipType;
+  uint8_t Reserved[5];
+};
+#pragma pack(pop)
+static_assert(sizeof(HlData) == 8);
+static_assert(offsetof(HlData, ZipType) == 2);
+
+/// The header list in front of a compressed data list. Owned by its list.
+class QOR_EXPORT HLBLOCK : public Block {
+ public:
+  HLBLOCK();
+  explicit HLBLOCK(DLBLOCK* list);
+  ~HLBLOCK() override;
+
+  using Block::Block_Reset;
+  void Block_Reset(bool full, BlockSet& done) override;
+  [[nodiscard]] bool WriteRequest() const override;
+  long Write(FileStream& stream) override;
+
+ private:
+  friend class DLBLOCK;
+
+  HlData Data{};
+  bool Dirty = true;
+  DLBLOCK* Owner = nullptr;  // to be told of this block's end
+};
+
+/// Chains the data blocks of one data group (records) or channel (signal data), so that data goes to the file block by
+/// block while it is recorded.
+///
+/// Insert fills the one data block; Write puts it at the end of the file, lists it and takes it for the next block. The
+/// list itself is rewritten in place, in room reserved for `maxBlocks` blocks. When that is used up, a new list is
+/// written at the end of the file and chained to the old one; links to this object keep pointing to the first list.
+///
+/// Ownership: the list owns its data block and its header list and destroys them. Parent and stream are not owned; they
+/// must outlive all calls but the destructor, which touches neither. The parent's data link keeps pointing here: destroy
+/// the tree around it first (without what it links to here), or don't walk the tree any more.
+///
+/// Nothing may be placed and not yet written behind the end of the file while a list is flushed: it would take that place.
+///
+/// Failures: false; the cached data stays and the call may be repeated once the stream is well again.
+class QOR_EXPORT DLBLOCK : public Block {
+ public:
+  /// A parent other than a data group is taken for a channel. `maxBlocks` is at least 1.
+  DLBLOCK(Block* parent, unsigned short maxBlocks, bool compressed, FileStream& stream);
+  ~DLBLOCK() override;
+
+  using Block::Block_Reset;
+  /// Back to an unplaced list of one block. With `full` ready for another file: offsets begin at 0 again, the parent's
+  /// data link is cleared and the header list reset. Data still in the cache stays for the next file.
+  void Block_Reset(bool full, BlockSet& done) override;
+  void Block_LengthRefresh() override;
+  /// Write(), as 0 or 1.
+  long Write(FileStream& stream) override;
+
+  /// Appends to the data block, which is flushed when it refuses. False when it refuses again (more than the maximum
+  /// less 48 bytes at once) or can't be flushed.
+  [[nodiscard]] bool Insert(unsigned char* data, unsigned int length);
+  /// Flushes the data block into the file. False when there is nothing to flush or it can't be done.
+  bool Write();
+  /// Ends the current data block, full or not, and begins the next: what it holds goes to the file and is listed. True
+  /// while the list has room for another one. Otherwise a new list is begun at the end of the file, to be written with
+  /// the next flush, and the result is false, as it is for a list that was never written.
+  bool DataBlock_Add();
+  /// Bytes, counting every earlier block of this list as full.
+  [[nodiscard]] unsigned long DataBytes() const;
+  /// Bytes that the current block will take in the file, about.
+  [[nodiscard]] unsigned long DataBytes_Compressed_Est() const;
+  /// Always true.
+  bool Data_NewBlock();
+  /// Leaves the list as it is in the file and becomes its successor, placed at the end of the file.
+  void Extend_List();
+  /// Writes the list for the first time, with the data block placed behind the room for its growth.
+  bool Write_First();
+  /// Adds the data block, placed at the end of the file, to the list in the file. False without data.
+  bool Write_Changed();
+  /// Makes the data block: packed if `compressed`, else for records when the parent is a data group and for signal data
+  /// otherwise. A data block that still holds data is kept. The list stays its owner.
+  Block* DataBlock_Get(Block* parent, bool compressed, FileStream& stream);
+
+ private:
+  friend class DataBlockDynamic;
+  friend class HLBLOCK;
+
+  void DataBlock_Forget();
+  [[nodiscard]] unsigned int SectionSize() const;
+  [[nodiscard]] unsigned long GrowthRoom() const;
+  [[nodiscard]] bool Usable() const;
+  void Lists_Restart();
+  void Place_First();
+  void Place_BehindHeaderList();
+  void Section_Write();
+  [[nodiscard]] bool Link_First();
+  [[nodiscard]] bool List_Block();
+  [[nodiscard]] bool DataBlock_PutOut();
+
+  DlData Data{};
+  std::vector<uint64_t> Offsets{0};  // of the listed blocks; the last one is the current block's
+  unsigned int MaxBlocks;
+  unsigned int BlockCount = 1;  // the current block included
+  HLBLOCK* HeaderList = nullptr;
+  Block* DataBlock = nullptr;          // the current block ...
+  DataBlockDynamic* Cached = nullptr;  // ... as a buffer ...
+  DZBLOCK* Zipped = nullptr;           // ... and as a packed block, if it is one
+  uint64_t RunningOffset = 0;          // data bytes of all blocks flushed
+  Block* Parent;
+  unsigned int ParentLink;
+  long PreviousLink = 0;  // file position of the link that this list is chained by; 0 for the first list
+  bool ListExtended = false;
+  FileStream& Stream;
+};
+
+}  // namespace MDF

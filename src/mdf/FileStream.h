@@ -1,0 +1,62 @@
+// The output stream beneath an MDF file, and the one way in which tables are stored in it.
+#pragma once
+
+#include <bit>
+#include <cstddef>
+#include <fstream>
+#include <span>
+#include <string>
+#include <type_traits>
+
+#include "internal/Visibility.h"
+
+/// A standard output file stream with a mark that says whether anything was written.
+///
+/// Errors are the stream's own state; nobody here throws for them unless the caller asked for it (exceptions()).
+class QOR_EXPORT FileStream : public std::ofstream {
+ public:
+  FileStream() = default;
+  explicit FileStream(const std::string& path,
+                      openmode mode = std::ios_base::out | std::ios_base::binary | std::ios_base::trunc);
+
+  /// Closes an open file. A failed close sets failbit; nothing is thrown.
+  ~FileStream() override;
+
+  /// Set by every header, link and data write of the MDF blocks; cleared by whoever asks what happened since.
+  bool Written = false;
+};
+
+namespace MDF {
+
+using ::FileStream;
+
+static_assert(std::endian::native == std::endian::little, "tables are stored as they are held: little-endian");
+
+/// A table, a number or an array of either that is stored byte by byte as it is held.
+template <class T>
+concept Storable = std::is_trivially_copyable_v<T> && !std::is_pointer_v<T>;
+
+/// The Put family: every byte that a block stores goes through one of these. They set the stream's written mark;
+/// errors show in its state.
+inline void PutBytes(FileStream& stream, const void* bytes, size_t size) {
+  stream.write(static_cast<const char*>(bytes), static_cast<std::streamsize>(size));
+  stream.Written = true;
+}
+
+template <Storable T>
+void Put(FileStream& stream, const T& value) {
+  PutBytes(stream, &value, sizeof value);
+}
+
+template <Storable T>
+void Put(FileStream& stream, std::span<const T> values) {
+  PutBytes(stream, values.data(), values.size_bytes());
+}
+
+/// Goes to the end of the file and returns its offset; -1 when the stream is closed or has failed.
+inline long SeekEnd(FileStream& stream) {
+  stream.seekp(0, std::ios_base::end);
+  return static_cast<long>(stream.tellp());
+}
+
+}  // namespace MDF

@@ -1,0 +1,36 @@
+// The blocks that hold a text.
+#pragma once
+
+#include <string>
+
+#include "mdf/BlockBase.h"
+#include "mdf/DataBuffer.h"
+
+namespace MDF {
+
+/// A plain text, stored with at least one zero behind it in a multiple of 8 bytes. Ends at the text's first zero.
+class QOR_EXPORT TXBLOCK : public Block, public DataBlockStatic {
+ public:
+  explicit TXBLOCK(const std::string& text);
+
+  [[nodiscard]] bool WriteRequest() const override;
+  void Block_LengthRefresh() override;
+  long Write(FileStream& stream) override;
+};
+
+/// A comment in XML, stored in the same way.
+class QOR_EXPORT MDBLOCK : public Block, public DataBlockStatic {
+ public:
+  explicit MDBLOCK(const std::string& text);
+
+  [[nodiscard]] bool WriteRequest() const override;
+  void Block_LengthRefresh() override;
+  long Write(FileStream& stream) override;
+};
+
+/// Links a new text block, if the text isn't empty.
+void Text_Link(Block& block, unsigned int link, const std::string& text);
+/// Links a new comment block, if the text isn't empty.
+void Comment_Link(Block& block, unsigned int link, const std::string& text);
+
+}  // namespace MDF
