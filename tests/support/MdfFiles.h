@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <filesystem>
 #include <string>
 #include <vector>
@@ -19,8 +20,9 @@ class MdfFiles : public ::testing::Test {
   /// A path of this test's own.
   std::string NewFile() {
     const auto* info = ::testing::UnitTest::GetInstance()->current_test_info();
-    const std::string name = std::string("mdf_") + info->test_suite_name() + "_" + info->name() + "_" +
-                             std::to_string(getpid()) + "_" + std::to_string(Files.size()) + ".mf4";
+    std::string name = std::string("mdf_") + info->test_suite_name() + "_" + info->name() + "_" +
+                       std::to_string(getpid()) + "_" + std::to_string(Files.size()) + ".mf4";
+    std::replace(name.begin(), name.end(), '/', '_');
     Files.push_back({(std::filesystem::temp_directory_path() / name).string(), {}, {}});
     return Files.back().Path;
   }
