@@ -127,12 +127,17 @@ void Block::Links_Clear(bool destroy) {
   LinksChanged = true;
 }
 
+// A link to a block that has no place yet is 0 in the file and stays to be written.
 void Block::Links_Write(FileStream& stream) {
   std::vector<int64_t> positions;
   positions.reserve(Links.size());
-  for (const Block* target : Links) positions.push_back(target != nullptr ? target->LinkPos() : 0);
+  bool complete = true;
+  for (const Block* target : Links) {
+    positions.push_back(target != nullptr ? target->LinkPos() : 0);
+    complete = complete && (target == nullptr || positions.back() != 0);
+  }
   Put(stream, std::span<const int64_t>(positions));
-  LinksChanged = !stream.good();
+  LinksChanged = !complete || !stream.good();
 }
 
 // --- place ---

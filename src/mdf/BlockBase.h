@@ -150,7 +150,8 @@ class QOR_EXPORT Block {
   void Links_Delete(unsigned int index);
   /// Empties the list; with `destroy` the linked blocks are destroyed.
   void Links_Clear(bool destroy);
-  /// Writes all links at the stream's position.
+  /// Writes all links at the stream's position: the position of each linked block, 0 for null. Links to blocks that have
+  /// no place yet are 0 as well, and the block stays dirty until they have one.
   void Links_Write(FileStream& stream);
 
   /// The next multiple of 8; a multiple of 8 stays.

@@ -140,6 +140,8 @@ bool DLBLOCK::DataBlock_Add() {
   if (BlockCount <= MaxBlocks && listed) return true;
   Extend_List();
   Offsets.push_back(RunningOffset);
+  Room = FullRoom();
+  ExtendFile(Stream, FilePos + static_cast<long>(Room));  // so that nobody else takes the place
   Stream.seekp(FilePos);
   ListExtended = true;
   return false;
@@ -158,6 +160,8 @@ unsigned long DLBLOCK::DataBytes_Compressed_Est() const {
 bool DLBLOCK::Data_NewBlock() { return true; }
 
 // --- the list in the file ---
+
+bool DLBLOCK::WriteRequest() const { return !ListExtended && Block::WriteRequest(); }
 
 // What is in the file stays true until the list is rewritten with its next block, so that a written list isn't dirty
 // for having grown in memory.
@@ -183,7 +187,8 @@ bool DLBLOCK::Write_First() {
   ExtendFile(Stream, FilePos);
   HeaderChanged = true;
   Block_LengthRefresh();
-  const long dataBlock = FilePos + static_cast<long>(Header.Length + GrowthRoom());
+  const long behindRoom = FilePos + static_cast<long>(Header.Length + GrowthRoom());
+  const long dataBlock = std::max(behindRoom, CalcStartPos(SeekEnd(Stream)));
   DataBlock->FilePos = dataBlock;
   Stream.seekp(FilePos);
   Header_Write(Stream);
@@ -198,7 +203,7 @@ bool DLBLOCK::Write_First() {
 void DLBLOCK::Place_First() {
   if (HeaderList != nullptr && HeaderList->FilePos == 0) {
     Place_BehindHeaderList();
-  } else if (FilePos < SeekEnd(Stream)) {
+  } else if (Room < FullRoom() && FilePos < SeekEnd(Stream)) {
     FilePos = CalcStartPos(SeekEnd(Stream));  // only there is room to grow
   }
 }
@@ -212,6 +217,10 @@ void DLBLOCK::Place_BehindHeaderList() {
 }
 
 unsigned long DLBLOCK::GrowthRoom() const { return (MaxBlocks - 1UL) * kRoomPerBlock; }
+
+unsigned long DLBLOCK::FullRoom() const {
+  return kHeaderSize + kLinkSize * kDlLinkCount + sizeof(DlData) + sizeof(uint64_t) + GrowthRoom();
+}
 
 void DLBLOCK::Section_Write() {
   Put(Stream, Data);

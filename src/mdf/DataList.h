@@ -99,6 +99,8 @@ class QOR_EXPORT DLBLOCK : public Block {
   /// Back to an unplaced list of one block. With `full` ready for another file: offsets begin at 0 again, the parent's
   /// data link is cleared and the header list reset. Data still in the cache stays for the next file.
   void Block_Reset(bool full, BlockSet& done) override;
+  /// Also false while a new list waits for its first block: that is for Write() to do, when nothing else is being placed.
+  [[nodiscard]] bool WriteRequest() const override;
   void Block_LengthRefresh() override;
   /// Write(), as 0 or 1.
   long Write(FileStream& stream) override;
@@ -135,6 +137,7 @@ class QOR_EXPORT DLBLOCK : public Block {
   void DataBlock_Forget();
   [[nodiscard]] unsigned int SectionSize() const;
   [[nodiscard]] unsigned long GrowthRoom() const;
+  [[nodiscard]] unsigned long FullRoom() const;
   [[nodiscard]] bool Usable() const;
   void Lists_Restart();
   void Place_First();

@@ -378,6 +378,20 @@ TEST_F(BlockBase, ChangedLinkIsPatchedWithoutRewritingAnythingElse) {
   EXPECT_EQ(comment.Block_FilePos(), 0x78);
 }
 
+TEST_F(BlockBase, LinkToABlockWithoutAPlaceIsPatchedOnceItHasOne) {
+  FileStream stream(NewFile());
+  Roots({64});
+  MDF::FHBLOCK history(7, nullptr);
+  PlaceAndWrite(history, stream);
+  MDF::MDBLOCK comment("<FHcomment/>");
+  history.Links_Set(1, &comment);
+  EXPECT_NE(history.Write(stream), 0) << "before the comment is placed";
+  EXPECT_TRUE(history.WriteRequest());
+  PlaceAndWrite(history, stream);
+  EXPECT_FALSE(history.WriteRequest());
+  EXPECT_EQ(Contents().substr(64 + 32, 8), Bytes("78 00 00 00 00 00 00 00"));
+}
+
 TEST_F(BlockBase, NothingIsWrittenWhenNothingChanged) {
   FileStream stream(NewFile());
   Roots({64});
