@@ -21,10 +21,10 @@ set_target_properties(qor_api PROPERTIES EXPORT_NAME simulator INTERFACE_INCLUDE
 
 install(FILES include/qor_api_trace.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(FILES hardware/simulator/qor_sim.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qor-sim)
-# The C++ interface: the MDF classes, and what their headers lean on.
+# The C++ interface: the MDF classes, what their headers lean on, and the platform helpers.
 set(headers ${CMAKE_INSTALL_INCLUDEDIR}/qor_api_trace)
 install(DIRECTORY src/mdf DESTINATION ${headers} FILES_MATCHING PATTERN "*.h")
-install(FILES src/internal/Visibility.h DESTINATION ${headers}/internal)
+install(FILES src/internal/Visibility.h src/internal/qor_internal.h DESTINATION ${headers}/internal)
 install(FILES src/channel/Qor_Trace_Entry.h src/channel/Qor_Trace_EntryStore.h src/channel/Qor_Trace_Exception.h
         DESTINATION ${headers}/channel)
 
