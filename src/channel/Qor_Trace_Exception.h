@@ -13,7 +13,7 @@ class QOR_EXPORT Qor_Trace_Exception {
   /// @param text   the report's text; taken as it stands, never as a format
   Qor_Trace_Exception(unsigned int level, unsigned int code, const std::string& text);
   /// The same, allocating no memory: it may be what is missing.
-  QOR_HIDDEN Qor_Trace_Exception(unsigned int level, unsigned int code, const char* text);
+  Qor_Trace_Exception(unsigned int level, unsigned int code, const char* text);
 
   [[nodiscard]] unsigned int GetErrorCode() const { return Code; }
 
