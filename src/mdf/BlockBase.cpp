@@ -283,11 +283,11 @@ void Block::Block_Reset(bool full, BlockSet& done) {
   LinksChanged = true;
   done.insert(this);
   if (!full) return;
-  for (size_t i = 0; i < Links.size(); ++i) {
-    Block* target = Links[i];
+  for (Block*& link : Links) {  // a list that is reset may null its link here, but adds none
+    Block* target = link;
     if (target == nullptr) continue;
     if (!done.contains(target)) target->Block_Reset(true, done);
-    if (IsDataList(*target)) Links[i] = nullptr;
+    if (IsDataList(*target)) link = nullptr;
   }
 }
 

@@ -22,8 +22,9 @@ std::vector<Block*> Tree_Collect(Block* root, DataLists lists, const Block* barr
     if (seen.insert(block).second) found.push_back(block);
   };
   take(root);
-  for (size_t i = 0; i < found.size(); ++i) {
-    Block& from = *found[i];
+  size_t next = 0;
+  while (next < found.size()) {  // which grows meanwhile
+    const Block& from = *found[next++];
     for (unsigned int link = 0; link < from.Links_Count(); ++link) {
       Block* target = from.Links_Get(link);
       if (target != nullptr && Followed(from, target, lists)) take(target);
