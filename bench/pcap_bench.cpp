@@ -1,4 +1,4 @@
-// PCAPNG export: entries in memory to a file.
+// PCAPNG: entries in memory to a file, by the library's export and by the client's writer.
 //
 // The bound is copying the bytes of that file, 256 KiB at a time, into a buffer and writing it with write(2).
 #include <fcntl.h>
@@ -11,6 +11,7 @@
 
 #include "Measure.h"
 #include "export/Qor_Trace_Export_PCAP.h"
+#include "qor-trace/PcapngWriter.h"
 #include "qor_api.h"
 
 namespace {
@@ -52,6 +53,17 @@ double Export(const std::filesystem::path& path, const Qor_Trace_EntryStore& ent
   return bench::Cost([&] { Qor_Trace_Export_PCAP(0, path.c_str(), 0).Export(entries); });
 }
 
+double Write(const std::filesystem::path& path, const Qor_Trace_EntryStore& entries) {
+  return bench::Cost([&] {
+    const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
+    client::DescriptorSink sink(file);
+    client::PcapngWriter writer(sink);
+    for (size_t index = 0; index < entries.size(); ++index) writer.Take(*entries[index]->GetEntry());
+    if (!writer.Finish()) std::abort();
+    close(file);
+  });
+}
+
 double CopyAndWrite(const std::filesystem::path& path, const std::vector<unsigned char>& bytes,
                     std::vector<unsigned char>& piece) {
   return bench::Cost([&] {
@@ -77,16 +89,22 @@ std::vector<unsigned char> ReadWhole(const std::filesystem::path& path) {
   return bytes;
 }
 
-void Measure(const char* name, size_t bytes, int rounds, size_t shortest, size_t longest) {
+using Work = double (*)(const std::filesystem::path&, const Qor_Trace_EntryStore&);
+
+void Measure(const std::string& name, int rounds, const Qor_Trace_EntryStore& entries, Work work) {
   const auto path = FileInMemory();
-  const auto entries = Frames(bytes, shortest, longest);
-  Export(path, entries);
+  work(path, entries);
   const auto written = ReadWhole(path);
   std::vector<unsigned char> piece(kPiece);
   bench::Print(bench::Compare(
-      name, rounds, static_cast<double>(written.size()) / 1024, "KiB", [&] { return Export(path, entries); },
+      name, rounds, static_cast<double>(written.size()) / 1024, "KiB", [&] { return work(path, entries); },
       [&] { return CopyAndWrite(path, written, piece); }));
   std::filesystem::remove(path);
+}
+
+void MeasureBoth(const std::string& frames, int rounds, const Qor_Trace_EntryStore& entries) {
+  Measure("export, frames of " + frames, rounds, entries, Export);
+  Measure("client's writer, frames of " + frames, rounds, entries, Write);
 }
 
 }  // namespace
@@ -97,7 +115,7 @@ int main(int argc, char** argv) {
   const int rounds = quick ? 1 : 15;
   bench::BecomeMultiThreaded();
   bench::PrintHead();
-  Measure("export, frames of 60 to 1514 bytes", bytes, rounds, 60, 1514);
-  Measure("export, frames of 1514 bytes", bytes, rounds, 1514, 1514);
-  Measure("export, frames of 60 bytes", bytes / 4, rounds, 60, 60);
+  MeasureBoth("60 to 1514 bytes", rounds, Frames(bytes, 60, 1514));
+  MeasureBoth("1514 bytes", rounds, Frames(bytes, 1514, 1514));
+  MeasureBoth("60 bytes", rounds, Frames(bytes / 4, 60, 60));
 }

@@ -61,6 +61,29 @@ TEST(Outputs, SplitSizeIsOneThatTheInterfaceTakes) {
     EXPECT_THROW(Planned({"a.asc"}, {.Split = size}), UsageError);
 }
 
+TEST(Outputs, CapturesAreFilesOrStandardOutput) {
+  const auto outputs = PlanOutputs({"a.pcapng", "-"}, {}, "/where", {}, "pcapng");
+  ASSERT_EQ(outputs.size(), 2u);
+  EXPECT_EQ(outputs[0].Kind, Format::Pcapng);
+  EXPECT_EQ(outputs[0].Path, "/where/a.pcapng");
+  EXPECT_EQ(outputs[1].Kind, Format::Pcapng);
+  EXPECT_EQ(outputs[1].Path, "");
+  EXPECT_EQ(PlanOutputs({"-"}, {}, "/where", {}, "bin")[0].Kind, Format::Bin);
+}
+
+TEST(Outputs, FormatOfStandardOutputNeedsItAndIsOneThatCanBeStreamed) {
+  EXPECT_THROW(PlanOutputs({"a.pcapng"}, {}, "/where", {}, "pcapng"), UsageError);
+  EXPECT_THROW(PlanOutputs({"-"}, {}, "/where", {}, "asc"), UsageError);
+  EXPECT_THROW(PlanOutputs({"-"}, {}, "/where", {}, "PCAPNG"), UsageError);
+}
+
+TEST(Outputs, CaptureOptionsNeedACapture) {
+  EXPECT_THROW(PlanOutputs({"a.bin"}, {}, "/where", {.EthernetOnly = true}), UsageError);
+  EXPECT_THROW(PlanOutputs({"-"}, {}, "/where", {.AsExported = true}), UsageError);
+  EXPECT_EQ(PlanOutputs({"a.pcapng"}, {}, "/where", {.EthernetOnly = true}).size(), 1u);
+  EXPECT_EQ(PlanOutputs({"-"}, {}, "/where", {.AsExported = true}, "pcapng").size(), 1u);
+}
+
 TEST(Outputs, FolderThatIsMissingIsNotWritable) {
   EXPECT_THROW(CheckWritable({Format::Bin, "/no such folder/a.bin"}), Failure);
   EXPECT_THROW(CheckWritable({Format::Bin, testing::TempDir()}), Failure);
