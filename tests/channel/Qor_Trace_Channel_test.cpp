@@ -146,14 +146,16 @@ TEST_P(EveryChannel, StartsPollsAndStops) {
 
 TEST_P(EveryChannel, DoesNotPollOnceItIsStopped) {
   const auto channel = NewChannel(Interface);
-  channel->Start();
-  channel->Stop();
-  const unsigned int polls = Interface.PollCount();
-  Interface.NextItems(OneItem());
-  channel->Start();
-  channel->Stop();  // the thread has ended: nobody polls behind the stop command
-  EXPECT_GE(Interface.PollCount(), polls);
-  EXPECT_EQ(Interface.StopCommands(), 2U);
+  for (unsigned int run = 1; run <= 2; ++run) {
+    const unsigned int before = Interface.PollCount();
+    channel->Start();
+    ASSERT_TRUE(WaitUntil([&] { return Interface.PollCount() > before; }));
+    channel->Stop();
+    Qor_Sim_Command_t last;
+    ASSERT_EQ(Qor_Sim_GetCommand(Interface.Port(), Qor_Sim_CommandCount(Interface.Port()) - 1, &last), 0U);
+    EXPECT_EQ(Bytes(last.Request, last.Request + last.RequestLength), Interface.Commands().back().Request);
+    EXPECT_EQ(Interface.StopCommands(), run);
+  }
 }
 
 TEST_P(EveryChannel, SleepsTenMillisecondsBetweenPolls) {
