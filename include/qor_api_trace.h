@@ -397,7 +397,9 @@ QOR_TRACE_API unsigned int Qor_Trace_GetItems(unsigned int handle, unsigned int 
 /**
  * Copies rows of the list into the caller's buffer: the newest entry of each message of each CAN, LIN and
  * FlexRay channel, in ascending order of channel number and message key (CAN: identifier with its marker bits).
- * RelativeTimestamp is the cycle time. Arguments, record placement and results as in Qor_Trace_GetItems;
+ * RelativeTimestamp is the cycle time: the time since the row's entry before it. A message that comes more than once
+ * between two polls of its interface (10 ms) is listed once, so that its cycle time spans several of its entries.
+ * Arguments, record placement and results as in Qor_Trace_GetItems;
  * start and count count rows; a count that reaches beyond the last row means all rows from start on.
  */
 QOR_TRACE_API unsigned int Qor_Trace_GetListItems(unsigned int handle, unsigned int reserved, unsigned int start,
