@@ -255,7 +255,7 @@ TEST_P(EveryChannel, DeliversEachPollAsOneBatch) {
 TEST_P(EveryChannel, OrdersABatchByTimeAndKeepsTheOrderOfEqualTimes) {
   const auto bus = GetParam().Bus;
   Items items;
-  for (const unsigned long time : {300, 100, 200, 100, 300}) {
+  for (const unsigned long time : {300UL, 100UL, 200UL, 100UL, 300UL}) {
     Bytes item = ItemOf(bus, time);
     item.back() = static_cast<unsigned char>(items.size());  // tells them apart
     items.push_back(item);

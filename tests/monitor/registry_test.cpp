@@ -95,7 +95,7 @@ TEST_F(Registry, KnowsWhichPortsAreUsed) {
 }
 
 TEST_F(Registry, RefusesInterfacesOfOtherTypes) {
-  for (const unsigned int type : {1, 2, 3, 6, 7, 8, 10, 13, 15, 255}) {
+  for (const unsigned int type : {1U, 2U, 3U, 6U, 7U, 8U, 10U, 13U, 15U, 255U}) {
     SCOPED_TRACE(type);
     ScriptedInterface other("script?type=" + std::to_string(type));
     EXPECT_EQ(CodeOf([&] { Add(*Monitor, other); }), 0x02140001U);

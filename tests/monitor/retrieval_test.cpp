@@ -218,10 +218,10 @@ TEST_F(SplitTrace, SwapFileCutAnywhereGivesItsWholeRecords) {
 
 TEST_F(SplitTrace, SwapFileOfRandomBytesIsReadWithinItsBounds) {
   unsigned int state = 12345;
-  for (int round = 0; round < 50; ++round) {
+  for (unsigned int round = 0; round < 50; ++round) {
     Bytes bytes(round * 7U);
     for (auto& byte : bytes) byte = static_cast<unsigned char>((state = state * 1103515245 + 12345) >> 16);
-    if (bytes.size() > 4) PutAt(bytes, 0, static_cast<unsigned int>(round % 3 == 0 ? 28 + round % 50 : 0xFFFFFFFF));
+    if (bytes.size() > 4) PutAt(bytes, 0, round % 3 == 0 ? 28 + round % 50 : 0xFFFFFFFF);
     WriteFile(SwapName(), bytes);
     for (const unsigned int start : {0U, 1U, 4U, 5U}) {
       const auto answer = GetItems(*Monitor, start);
