@@ -12,6 +12,7 @@ namespace qor_sim {
 
 using CanItem = Can_Param_Monitor_Buffer64_LargeItem_t;
 constexpr size_t kCanItemHead = 16;  // bytes before the data
+constexpr size_t kCanTimeOffset = offsetof(CanItem, Timestamp);
 static_assert(offsetof(CanItem, Identifier) == 8);
 static_assert(offsetof(CanItem, Flags) == 12);
 static_assert(offsetof(CanItem, DataLength) == 15);

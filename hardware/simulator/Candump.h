@@ -1,7 +1,6 @@
 // Recordings in the text form of candump: "(seconds.fraction) interface id#data [R|T]", one frame a line.
 #pragma once
 
-#include <functional>
 #include <memory>
 #include <optional>
 #include <string>
@@ -10,10 +9,9 @@
 
 #include "CanItem.h"
 #include "ItemSource.h"
+#include "Recording.h"
 
 namespace qor_sim {
-
-enum class Direction { Received, Transmitted };
 
 struct CandumpFrame {
   std::string_view Interface;  // of the line that was read
@@ -24,14 +22,9 @@ struct CandumpFrame {
 /// Reads one line, which must not be blank. Failure: Error QOR_SIM_ERROR_SOURCE with the reason, without file and line.
 CandumpFrame ParseCandumpLine(std::string_view line);
 
-/// Hands every frame of a file to `visit`, in the order of the lines. Blank lines are left out; lines may end in CR LF.
-/// Failure: Error QOR_SIM_ERROR_SOURCE that names the file and, for an unreadable line, its number.
-void ReadCandump(const std::string& path, const std::function<void(const CandumpFrame&)>& visit);
-
-/// The interfaces of a file, in order of their names. Failure: as ReadCandump; a file without frames.
+/// The interfaces of a file, in order of their names.
+/// Failure: Error QOR_SIM_ERROR_SOURCE that names the file and, for an unreadable line, its number; a file without frames.
 std::vector<std::string> CandumpInterfaces(const std::string& path);
-
-enum class TimeOrigin { File, Absolute };
 
 struct CandumpSettings {
   std::optional<std::string> Interface;  // none: the only one of the file
@@ -41,7 +34,11 @@ struct CandumpSettings {
 
 /// The frames of one interface, in order of their times; those of the same time in the order of their lines. The source
 /// begins with the earliest frame of the file, whichever its interface. The file is read whole, here.
-/// Failure: as ReadCandump; no such interface, or several and none was named.
+/// Failure: as CandumpInterfaces; no such interface, or several and none was named.
 std::unique_ptr<ItemSource> MakeCandumpSource(const std::string& path, const CandumpSettings& settings);
+
+/// The same for a text in memory; `file` is what errors call it.
+std::unique_ptr<ItemSource> ParseCandump(std::string_view text, const std::string& file,
+                                         const CandumpSettings& settings);
 
 }  // namespace qor_sim

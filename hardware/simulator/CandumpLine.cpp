@@ -1,9 +1,11 @@
 #include <algorithm>
 #include <charconv>
 #include <limits>
+#include <span>
 
 #include "Candump.h"
 #include "Error.h"
+#include "Hex.h"
 #include "Numbers.h"
 
 namespace qor_sim {
@@ -37,13 +39,6 @@ uint64_t ParseTime(std::string_view word) {
   return seconds->Whole * kNsPerSecond + seconds->Billionths;
 }
 
-std::optional<unsigned char> HexDigit(char c) {
-  if (c >= '0' && c <= '9') return static_cast<unsigned char>(c - '0');
-  if (c >= 'A' && c <= 'F') return static_cast<unsigned char>(c - 'A' + 10);
-  if (c >= 'a' && c <= 'f') return static_cast<unsigned char>(c - 'a' + 10);
-  return std::nullopt;
-}
-
 uint32_t ParseHexNumber(std::string_view digits) {
   uint32_t value = 0;
   const char* end = digits.data() + digits.size();
@@ -70,15 +65,7 @@ void ParseIdentifier(std::string_view digits, CanItem& item) {
 }
 
 void ParseData(std::string_view digits, size_t greatestLength, CanItem& item) {
-  if (digits.size() % 2 != 0) throw SourceError("the data end in half a byte");
-  if (digits.size() / 2 > greatestLength) throw SourceError("the frame has too many data bytes");
-  for (size_t i = 0; i < digits.size(); i += 2) {
-    const auto high = HexDigit(digits[i]);
-    const auto low = HexDigit(digits[i + 1]);
-    if (!high || !low) throw SourceError("the data are not hexadecimal");
-    item.Data[i / 2] = static_cast<unsigned char>(*high << 4 | *low);
-  }
-  item.DataLength = static_cast<unsigned char>(digits.size() / 2);
+  item.DataLength = static_cast<unsigned char>(ParseHexData(digits, std::span(item.Data).first(greatestLength)));
 }
 
 /// Takes "_X" from the end: the data length code on the bus, 9 to 15, of a classic frame of eight bytes.

@@ -33,8 +33,7 @@ std::vector<Replayed> Drain(ItemSource& source) {
 }
 
 std::vector<Replayed> Replay(const std::string& text, const CandumpSettings& settings = {}) {
-  const TextFile file(text);
-  return Drain(*MakeCandumpSource(file.Path, settings));
+  return Drain(*ParseCandump(text, "text", settings));
 }
 
 }  // namespace
@@ -258,6 +257,14 @@ TEST(Candump, DirectionIsThatOfTheLineElseOfTheSource) {
 
 TEST(Candump, CarriageReturnsBlankLinesAndAMissingLastNewlineDoNotMatter) {
   EXPECT_EQ(Replay("\r\n(1) a 001#\r\n\n  \t\n(2) a 002#01").size(), 2u);
+}
+
+TEST(Candump, FileIsReadAsItsTextIs) {
+  const TextFile file("(1) a 001#01\n(3) a 002#");
+  const auto items = Drain(*MakeCandumpSource(file.Path, {}));
+  ASSERT_EQ(items.size(), 2u);
+  EXPECT_EQ(DataOf(items[0].Frame), Data{1});
+  EXPECT_EQ(items[1].Timestamp, 2'000'000'000u);
 }
 
 TEST(Candump, InterfacesComeInOrderOfTheirNames) {
