@@ -28,6 +28,7 @@ struct ItemHead {
 };
 #pragma pack(pop)
 static_assert(sizeof(ItemHead) == 16);
+static_assert(offsetof(ItemHead, Timestamp) == kEthernetTimeOffset);
 static_assert(offsetof(ItemHead, Timestamp) == offsetof(Ethernet_Param_Monitor_Item_t, Timestamp));
 
 }  // namespace

@@ -21,6 +21,7 @@ enum EthernetFlag : unsigned char {
 
 /// Bytes of the longest frame that a poll, of at most 65535 bytes, can bring.
 constexpr size_t kEthernetGreatestFrame = 65535 - 8 - 16;
+constexpr size_t kEthernetTimeOffset = 4;  // in an item
 
 struct EthernetItem {
   uint64_t Timestamp = 0;  // ns

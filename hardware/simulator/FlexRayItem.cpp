@@ -49,6 +49,7 @@ struct EventItem {
 };
 #pragma pack(pop)
 static_assert(sizeof(FrameHead) == 20);
+static_assert(offsetof(FrameHead, Timestamp) == kFlexRayTimeOffset);
 static_assert(offsetof(FrameHead, Timestamp) == offsetof(FlexRay_Param_Monitor_Entry_t, Timestamp));
 static_assert(offsetof(FrameHead, Slot) == offsetof(FlexRay_Param_Monitor_Entry_t, SlotId));
 static_assert(sizeof(EventItem) == sizeof(FlexRay_Param_Monitor_Entry_t));

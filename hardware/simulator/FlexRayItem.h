@@ -46,6 +46,7 @@ constexpr uint16_t kFlexRayGreatestSlot = 2047;
 constexpr unsigned char kFlexRayGreatestCycle = 63;
 constexpr uint16_t kFlexRayGreatestHeaderCrc = 0x7FF;
 constexpr size_t kFlexRayGreatestPayload = 254;  // bytes, always whole words of two
+constexpr size_t kFlexRayTimeOffset = 4;         // in an item
 
 struct FlexRayFrame {
   uint64_t Timestamp = 0;  // ns

@@ -12,6 +12,7 @@ using Header = Lin_Param_Monitor_Buffer64_ItemHeader_t;
 using Body = Lin_Param_Monitor_Buffer64_Item_Small_t;
 constexpr size_t kHead = sizeof(Header) + offsetof(Body, Data);  // bytes before the data
 static_assert(kHead == 20);
+static_assert(offsetof(Header, TimestampLow) == kLinTimeOffset);
 
 unsigned int Bit(unsigned int value, unsigned int number) { return value >> number & 1; }
 

@@ -23,6 +23,7 @@ enum LinTriggerEdge : unsigned char { kLinRisingEdge = 0, kLinFallingEdge = 1 };
 
 constexpr unsigned char kLinGreatestId = 0x3F;
 constexpr size_t kLinGreatestDataLength = 8;  // bytes, without the checksum
+constexpr size_t kLinTimeOffset = 4;          // in an item
 
 struct LinItem {
   uint64_t Timestamp = 0;  // ns; the frame's start

@@ -8,11 +8,15 @@
 
 namespace qor_sim {
 
-std::ifstream OpenRecording(const std::string& path) {
+void CheckRecording(const std::string& path) {
   std::error_code error;
   const auto status = std::filesystem::status(path, error);
   if (!std::filesystem::exists(status)) throw Unreadable(path, "there is no such file");
   if (!std::filesystem::is_regular_file(status)) throw Unreadable(path, "it is no regular file");
+}
+
+std::ifstream OpenRecording(const std::string& path) {
+  CheckRecording(path);
   std::ifstream file(path, std::ios::binary);
   if (!file) throw Unreadable(path, std::strerror(errno));
   return file;

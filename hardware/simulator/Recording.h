@@ -26,7 +26,9 @@ enum class TimeOrigin {
   Absolute  // the times of the file
 };
 
-/// Opens a regular file. Failure: Error QOR_SIM_ERROR_SOURCE that names it.
+/// Refuses a path that leads to no regular file. Failure: Error QOR_SIM_ERROR_SOURCE that names it.
+void CheckRecording(const std::string& path);
+/// Opens a regular file. Failure: as CheckRecording, and a file that can't be opened.
 std::ifstream OpenRecording(const std::string& path);
 
 /// Hands every line of a text to `visit`, without its end (LF or CR LF), as they come. Blank lines are left out.

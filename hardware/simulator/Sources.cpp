@@ -4,6 +4,7 @@
 
 #include "Candump.h"
 #include "Error.h"
+#include "Pcap.h"
 #include "ScriptedPort.h"
 #include "SourceText.h"
 #include "SyntheticCan.h"
@@ -41,6 +42,19 @@ TrafficSettings TakeTrafficSettings(OptionReader& options) {
   settings.Pace = TakeSpeed(options);
   settings.BufferItems = options.TakeUnsigned("buffer", 1, kGreatestBuffer, settings.BufferItems);
   return settings;
+}
+
+TimeOrigin TakeOrigin(OptionReader& options) {
+  return options.TakeChoice("origin", {"file", "absolute"}, 0) == 0 ? TimeOrigin::File : TimeOrigin::Absolute;
+}
+
+Direction TakeDirection(OptionReader& options) {
+  return options.TakeChoice("direction", {"rx", "tx"}, 0) == 0 ? Direction::Received : Direction::Transmitted;
+}
+
+void NeedPath(const SourceText& source) {
+  if (!source.Path.empty()) return;
+  throw SourceError("A source of the kind " + source.Kind + " needs a file: " + source.Kind + ":PATH.");
 }
 
 void RefusePath(const SourceText& source) {
@@ -83,14 +97,12 @@ struct CandumpOptions {
 };
 
 CandumpOptions TakeCandump(const SourceText& source) {
-  if (source.Path.empty()) throw SourceError("A source of the kind candump needs a file: candump:PATH.");
+  NeedPath(source);
   OptionReader options(source);
   CandumpOptions taken;
   taken.Candump.Interface = options.TakeText("interface");
-  taken.Candump.Origin =
-      options.TakeChoice("origin", {"file", "absolute"}, 0) == 0 ? TimeOrigin::File : TimeOrigin::Absolute;
-  taken.Candump.Fallback =
-      options.TakeChoice("direction", {"rx", "tx"}, 0) == 0 ? Direction::Received : Direction::Transmitted;
+  taken.Candump.Origin = TakeOrigin(options);
+  taken.Candump.Fallback = TakeDirection(options);
   taken.Traffic = TakeTrafficSettings(options);
   options.Finish();
   return taken;
@@ -114,6 +126,34 @@ std::vector<std::string> ExpandCandump(const SourceText& source) {
     sources.push_back(ToText(one));
   }
   return sources;
+}
+
+struct PcapOptions {
+  PcapSettings Pcap;
+  TrafficSettings Traffic;
+};
+
+PcapOptions TakePcap(const SourceText& source) {
+  NeedPath(source);
+  OptionReader options(source);
+  PcapOptions taken;
+  taken.Pcap.Origin = TakeOrigin(options);
+  taken.Pcap.Way = TakeDirection(options);
+  taken.Traffic = TakeTrafficSettings(options);
+  options.Finish();
+  return taken;
+}
+
+std::shared_ptr<Port> MakePcap(const SourceText& source, const PortContext& context) {
+  const PcapOptions options = TakePcap(source);
+  return std::make_shared<TrafficPort>(QOR_INTERFACE_ETHERNET, context.Instance,
+                                       MakePcapSource(source.Path, options.Pcap), options.Traffic, context.SharedClock);
+}
+
+std::vector<std::string> ExpandPcap(const SourceText& source) {
+  TakePcap(source);
+  CheckRecording(source.Path);
+  return {ToText(source)};
 }
 
 struct ScriptOptions {
@@ -148,6 +188,7 @@ struct Kind {
 constexpr Kind kKinds[] = {
     {"can", MakeCan, ExpandCan},
     {"candump", MakeCandump, ExpandCandump},
+    {"pcap", MakePcap, ExpandPcap},
     {"script", MakeScript, ExpandScript},
 };
 

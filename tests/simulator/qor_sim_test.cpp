@@ -41,10 +41,12 @@ TEST(OpenPort, RefusesMalformedSourcesWithASentence) {
   };
   constexpr Case kCases[] = {
       {"", "The source \"\" names no kind, such as can or candump."},
-      {"usb", "There is no kind of source \"usb\"; there are can, candump, script."},
+      {"usb", "There is no kind of source \"usb\"; there are can, candump, pcap, script."},
       {"can:file", "A source of the kind can takes no file."},
       {"script:file", "A source of the kind script takes no file."},
       {"candump", "A source of the kind candump needs a file: candump:PATH."},
+      {"pcap", "A source of the kind pcap needs a file: pcap:PATH."},
+      {"pcap:x?interface=1", "A source of the kind pcap has no option \"interface\"."},
       {"candump:/no/such", "Cannot read /no/such: there is no such file."},
       {"can?sed=1", "A source of the kind can has no option \"sed\"."},
       {"candump:x?seed=1", "A source of the kind candump has no option \"seed\"."},
@@ -134,8 +136,9 @@ TEST(ExpandSource, RecordingOfSeveralInterfacesGivesOneSourceEach) {
 
 TEST(ExpandSource, OtherSourcesComeBackAsTheyAre) {
   const TextFile one("(5.0) can1 001#\n"), two("(5.0) can1 001#\n(5.0) can2 001#\n");
-  for (const std::string& source : {std::string("can"), std::string("can?seed=5&load=20"), std::string("script?type=9"),
-                                    "candump:" + one.Path, "candump:" + two.Path + "?interface=can2&speed=max"}) {
+  for (const std::string& source :
+       {std::string("can"), std::string("can?seed=5&load=20"), std::string("script?type=9"), "candump:" + one.Path,
+        "candump:" + two.Path + "?interface=can2&speed=max", "pcap:" + one.Path + "?speed=max&origin=absolute"}) {
     EXPECT_EQ(Expanded(source), source + "\n");
   }
 }
@@ -158,7 +161,8 @@ TEST(ExpandSource, SaysHowMuchRoomItNeeds) {
 TEST(ExpandSource, RefusesWhatCanNotBeOpened) {
   char text[100];
   unsigned int length = sizeof text;
-  for (const char* source : {"usb", "can?load=0", "script?x=1", "candump:/no/such", "candump:x?speed=0"}) {
+  for (const char* source : {"usb", "can?load=0", "script?x=1", "candump:/no/such", "candump:x?speed=0",
+                             "pcap:/no/such", "pcap:x?origin=y"}) {
     EXPECT_EQ(Qor_Sim_ExpandSource(source, text, &length), unsigned{QOR_SIM_ERROR_SOURCE}) << source;
   }
 }
