@@ -1,8 +1,10 @@
 #include "Sources.h"
 
 #include <limits>
+#include <utility>
 
 #include "Candump.h"
+#include "Csv.h"
 #include "Error.h"
 #include "Pcap.h"
 #include "ScriptedPort.h"
@@ -156,6 +158,62 @@ std::vector<std::string> ExpandPcap(const SourceText& source) {
   return {ToText(source)};
 }
 
+struct CsvOptions {
+  CsvSettings Csv;
+  TrafficSettings Traffic;
+};
+
+CsvChoice TakeCsvChoice(OptionReader& options) {
+  constexpr size_t kNoBus = 2;
+  constexpr uint64_t kNoChannel = kCsvGreatestChannel + 1;
+  CsvChoice choice;
+  const size_t bus = options.TakeChoice("bus", {"lin", "flexray"}, kNoBus);
+  if (bus != kNoBus) choice.Bus = bus == 0 ? CsvBus::Lin : CsvBus::FlexRay;
+  const uint64_t channel = options.TakeUnsigned("channel", 0, kCsvGreatestChannel, kNoChannel);
+  if (channel == kNoChannel) return choice;
+  if (choice.Bus == CsvBus::FlexRay)
+    throw SourceError("The option channel chooses among LIN channels, not on FlexRay.");
+  choice.LinChannel = channel;
+  return choice;
+}
+
+CsvOptions TakeCsv(const SourceText& source) {
+  NeedPath(source);
+  OptionReader options(source);
+  CsvOptions taken;
+  taken.Csv.Choice = TakeCsvChoice(options);
+  taken.Csv.Origin = TakeOrigin(options);
+  auto& defaults = taken.Csv.Defaults;
+  defaults.Fallback = TakeDirection(options);
+  defaults.BitRate = static_cast<uint32_t>(options.TakeUnsigned("bitrate", 1'000, 20'000, defaults.BitRate));
+  taken.Traffic = TakeTrafficSettings(options);
+  options.Finish();
+  return taken;
+}
+
+std::shared_ptr<Port> MakeCsv(const SourceText& source, const PortContext& context) {
+  const CsvOptions options = TakeCsv(source);
+  CsvSource csv = MakeCsvSource(source.Path, options.Csv);
+  const unsigned char type = csv.Bus == CsvBus::Lin ? QOR_INTERFACE_LIN : QOR_INTERFACE_FLEXRAY;
+  return std::make_shared<TrafficPort>(type, context.Instance, std::move(csv.Items), options.Traffic,
+                                       context.SharedClock);
+}
+
+std::vector<std::string> ExpandCsv(const SourceText& source) {
+  const CsvChoice choice = TakeCsv(source).Csv.Choice;
+  const CsvContents contents = ListCsv(source.Path, choice);
+  if (contents.Parts.size() == 1) return {ToText(source)};
+  std::vector<std::string> sources;
+  for (const CsvPart& part : contents.Parts) {
+    SourceText one = source;
+    const bool lin = part.Bus == CsvBus::Lin;
+    if (contents.HoldsBoth && !choice.Bus) one.Options.emplace_back("bus", lin ? "lin" : "flexray");
+    if (lin) one.Options.emplace_back("channel", std::to_string(part.Channel));
+    sources.push_back(ToText(one));
+  }
+  return sources;
+}
+
 struct ScriptOptions {
   unsigned char Type;
   unsigned char Instance;
@@ -186,10 +244,8 @@ struct Kind {
   std::vector<std::string> (*Expand)(const SourceText&);
 };
 constexpr Kind kKinds[] = {
-    {"can", MakeCan, ExpandCan},
-    {"candump", MakeCandump, ExpandCandump},
-    {"pcap", MakePcap, ExpandPcap},
-    {"script", MakeScript, ExpandScript},
+    {"can", MakeCan, ExpandCan},    {"candump", MakeCandump, ExpandCandump}, {"csv", MakeCsv, ExpandCsv},
+    {"pcap", MakePcap, ExpandPcap}, {"script", MakeScript, ExpandScript},
 };
 
 const Kind& FindKind(const std::string& name) {

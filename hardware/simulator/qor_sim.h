@@ -12,6 +12,8 @@
  *   candump:PATH[?...]    replay of candump text: "(seconds.fraction) interface id#data" a line; ##F data for CAN FD,
  *                         #R for a remote frame, 20000080# for an error frame; docs/simulator.md has the dialect
  *   pcap:PATH[?...]       replay of a pcap or pcapng file of Ethernet frames
+ *   csv:PATH[?...]        replay of LIN or FlexRay traffic from lines "timestamp_ns,channel,kind,flags,id,cycle,crc,data";
+ *                         docs/simulator.md has kinds and flags
  *   script[?...]          a port that does what Qor_Sim_Script_* tells it to; for tests
  *
  *   can:      seed=N (1)  duration=TIME (endless)  load=PERCENT (30; of a 500 kbit/s bus, 1 to 100)
@@ -19,6 +21,8 @@
  *             is the earliest frame of the file, whichever its interface; absolute: the times of the file)
  *             direction=rx|tx (rx; lines may carry their own: a closing R or T)
  *   pcap:     origin, direction (of all frames) as above
+ *   csv:      bus=lin|flexray (the only one of the file)  channel=N (of LIN: the only one of the file)
+ *             bitrate=N (19200; LIN, 1000 to 20000 bit/s)  origin, direction (lines may carry their own) as above
  *   all but script: speed=FACTOR|max (1; 0.001 to 1000000; max: as fast as polls drain it)
  *             buffer=ITEMS (100000; capture buffer, 1 to 100000000)
  *   script:   type=N (4; interface type, 1 to 255)  instance=N (1; monitor instance id)

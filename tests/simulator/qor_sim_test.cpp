@@ -2,6 +2,7 @@
 #include "qor_sim.h"
 
 #include <cstring>
+#include <sstream>
 #include <thread>
 
 #include "Channel.h"
@@ -41,10 +42,15 @@ TEST(OpenPort, RefusesMalformedSourcesWithASentence) {
   };
   constexpr Case kCases[] = {
       {"", "The source \"\" names no kind, such as can or candump."},
-      {"usb", "There is no kind of source \"usb\"; there are can, candump, pcap, script."},
+      {"usb", "There is no kind of source \"usb\"; there are can, candump, csv, pcap, script."},
       {"can:file", "A source of the kind can takes no file."},
       {"script:file", "A source of the kind script takes no file."},
       {"candump", "A source of the kind candump needs a file: candump:PATH."},
+      {"csv", "A source of the kind csv needs a file: csv:PATH."},
+      {"csv:x?bus=can", "The option bus can't be \"can\": it takes lin or flexray."},
+      {"csv:x?channel=65536", "The option channel can't be \"65536\": it takes a number from 0 to 65535."},
+      {"csv:x?bus=flexray&channel=1", "The option channel chooses among LIN channels, not on FlexRay."},
+      {"csv:x?bitrate=999", "The option bitrate can't be \"999\": it takes a number from 1000 to 20000."},
       {"pcap", "A source of the kind pcap needs a file: pcap:PATH."},
       {"pcap:x?interface=1", "A source of the kind pcap has no option \"interface\"."},
       {"candump:/no/such", "Cannot read /no/such: there is no such file."},
@@ -134,6 +140,29 @@ TEST(ExpandSource, RecordingOfSeveralInterfacesGivesOneSourceEach) {
             source + "?speed=max&direction=tx&interface=can0\n" + source + "?speed=max&direction=tx&interface=can1\n");
 }
 
+TEST(ExpandSource, RecordingOfSeveralBusesAndChannelsGivesOneSourceEach) {
+  const std::string header = "timestamp_ns,channel,kind,flags,id,cycle,crc,data\n";
+  const TextFile lin(header + "0,10,wakeup,,,,,\n0,2,wakeup,,,,,\n");
+  const TextFile both(header + "0,A,status,,,,,\n0,2,wakeup,,,,,\n0,3,wakeup,,,,,\n");
+  struct Case {
+    std::string Source, Sources;
+  };
+  const std::string a = "csv:" + lin.Path + "?", b = "csv:" + both.Path + "?";
+  const Case cases[] = {
+      {a + "speed=max", a + "speed=max&channel=2\n" + a + "speed=max&channel=10\n"},
+      {a + "channel=10", a + "channel=10\n"},
+      {"csv:" + both.Path, b + "bus=lin&channel=2\n" + b + "bus=lin&channel=3\n" + b + "bus=flexray\n"},
+      {b + "bus=lin", b + "bus=lin&channel=2\n" + b + "bus=lin&channel=3\n"},
+      {b + "bus=flexray", b + "bus=flexray\n"},
+  };
+  for (const auto& c : cases) {
+    const std::string sources = Expanded(c.Source);
+    EXPECT_EQ(sources, c.Sources);
+    std::istringstream lines(sources);
+    for (std::string line; std::getline(lines, line);) EXPECT_NE(OpenedPort(line).Handle, 0u) << line;
+  }
+}
+
 TEST(ExpandSource, OtherSourcesComeBackAsTheyAre) {
   const TextFile one("(5.0) can1 001#\n"), two("(5.0) can1 001#\n(5.0) can2 001#\n");
   for (const std::string& source :
@@ -162,7 +191,7 @@ TEST(ExpandSource, RefusesWhatCanNotBeOpened) {
   char text[100];
   unsigned int length = sizeof text;
   for (const char* source : {"usb", "can?load=0", "script?x=1", "candump:/no/such", "candump:x?speed=0",
-                             "pcap:/no/such", "pcap:x?origin=y"}) {
+                             "pcap:/no/such", "pcap:x?origin=y", "csv:/no/such"}) {
     EXPECT_EQ(Qor_Sim_ExpandSource(source, text, &length), unsigned{QOR_SIM_ERROR_SOURCE}) << source;
   }
 }
