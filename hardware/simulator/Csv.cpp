@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <iterator>
 #include <set>
 #include <sstream>
 #include <utility>
@@ -21,7 +22,7 @@ std::string NameOf(const CsvPart& part) {
 
 std::string NamesOf(const std::set<CsvPart>& parts) {
   std::vector<std::string> names;
-  for (const CsvPart& part : parts) names.push_back(NameOf(part));
+  std::transform(parts.begin(), parts.end(), std::back_inserter(names), NameOf);
   return Joined(names);
 }
 

@@ -1,12 +1,12 @@
 // LIN and FlexRay recordings in CSV files.
 #pragma once
 
-#include <compare>
 #include <cstdint>
 #include <memory>
 #include <optional>
 #include <string>
 #include <string_view>
+#include <tuple>
 #include <vector>
 
 #include "CsvLine.h"
@@ -19,7 +19,10 @@ namespace qor_sim {
 struct CsvPart {
   CsvBus Bus = CsvBus::Lin;
   uint64_t Channel = 0;  // LIN; else 0
-  auto operator<=>(const CsvPart&) const = default;
+
+  bool operator==(const CsvPart&) const = default;
+  /// LIN before FlexRay; by channel.
+  bool operator<(const CsvPart& other) const { return std::tie(Bus, Channel) < std::tie(other.Bus, other.Channel); }
 };
 
 /// Of the parts of a file those that are wanted; without a wish all of them.

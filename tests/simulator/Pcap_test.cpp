@@ -37,18 +37,31 @@ Data Packet(uint32_t seconds, uint32_t parts, const Data& frame, size_t missing 
   return U32(seconds) + U32(parts) + U32(captured) + U32(captured + static_cast<uint32_t>(missing)) + frame;
 }
 
-/// A pcapng section with one Ethernet interface, times in ns, and one packet.
-Data Pcapng(uint64_t time, const Data& frame) {
-  const Data padding((4 - frame.size() % 4) % 4);
-  const auto captured = static_cast<uint32_t>(frame.size());
-  const auto length = static_cast<uint32_t>(32 + frame.size() + padding.size());
-  const Data section = U32(0x0A0D0D0A) + U32(28) + U32(0x1A2B3C4D) + Data{1, 0, 0, 0} + Data(8, 0xFF) + U32(28);
-  const Data interface =
-      U32(1) + U32(32) + Data{1, 0, 0, 0} + U32(65535) + Data{9, 0, 1, 0, 9, 0, 0, 0} + U32(0) + U32(32);
-  const Data packet = U32(6) + U32(length) + U32(0) + U32(static_cast<uint32_t>(time >> 32)) +
-                      U32(static_cast<uint32_t>(time)) + U32(captured) + U32(captured) + frame + padding + U32(length);
-  return section + interface + packet;
+Data U16(uint32_t value) { return {static_cast<unsigned char>(value & 0xFF), static_cast<unsigned char>(value >> 8)}; }
+
+/// pcapng: type, length, what the block holds, padding, length again.
+Data Block(uint32_t type, Data body) {
+  body.resize((body.size() + 3) / 4 * 4);
+  const auto length = static_cast<uint32_t>(body.size() + 12);
+  return U32(type) + U32(length) + body + U32(length);
 }
+
+/// byte-order magic | version 1.0 | unknown section length
+Data Section() { return Block(0x0A0D0D0A, U32(0x1A2B3C4D) + U16(1) + U16(0) + Data(8, 0xFF)); }
+
+/// link type | reserved | snapshot length | option 9: times in ns
+Data Interface(uint32_t linkType = kEthernet, uint32_t snapshotLength = 65535) {
+  return Block(1, U16(linkType) + U16(0) + U32(snapshotLength) + Data{9, 0, 1, 0, 9, 0, 0, 0} + U32(0));
+}
+
+/// interface | upper and lower half of the time | captured length | length on the wire | frame
+Data EnhancedPacket(uint32_t interface, uint64_t time, const Data& frame) {
+  const Data length = U32(static_cast<uint32_t>(frame.size()));
+  const Data halves = U32(static_cast<uint32_t>(time >> 32)) + U32(static_cast<uint32_t>(time & 0xFFFFFFFF));
+  return Block(6, U32(interface) + halves + length + length + frame);
+}
+
+Data Pcapng(uint64_t time, const Data& frame) { return Section() + Interface() + EnhancedPacket(0, time, frame); }
 
 std::vector<Item> Drain(ItemSource& source) {
   std::vector<Item> items;
@@ -93,6 +106,15 @@ TEST(Pcap, TimesAreExactToTheNanosecond) {
 TEST(Pcap, PcapngPacketBecomesTheSameItem) {
   const Data frame{1, 2, 3, 4, 5};
   EXPECT_EQ(Replay(Pcapng(5, frame)).at(0).Bytes, Replay(Head() + Packet(9, 9, frame)).at(0).Bytes);
+}
+
+TEST(Pcap, InterfacesOfAPcapngFileAreReplayedAsOneAndMustAgree) {
+  const Data first = Section() + Interface() + EnhancedPacket(0, 7, {1});
+  const auto items = Replay(first + Interface() + EnhancedPacket(1, 6, {2}));
+  ASSERT_EQ(items.size(), 2U);
+  EXPECT_EQ(FrameOf(items[0]), Data{2});
+  EXPECT_EQ(Complaint(first + Interface(227)).find("Cannot read F, packet 2: "), 0U);
+  EXPECT_EQ(Complaint(first + Interface(kEthernet, 100)).find("Cannot read F, packet 2: "), 0U);
 }
 
 TEST(Pcap, FramesAreSortedByTimeAndKeepTheirOrderWhenEqual) {
