@@ -371,10 +371,10 @@ class Listing(ClientTest):
         self.assertEqual(
             out.decode().splitlines(),
             [
-                "Ch         Id  Kind   Dir      Count    Cycle (ms)  DLC  Last data",
-                " 1        123  CAN    Rx           2        20.000    1  03",
-                " 1        123  FD     Rx           1             -    9  aa bb cc dd ee ff 00 11 22 33 44 55",
-                " 1       123x  CAN    Rx           1             -    0",
+                "Ch  Bus         Id  Kind  Dir      Count    Cycle (ms)  DLC  Last data",
+                " 1  CAN        123  CAN   Rx           2        20.000    1  03",
+                " 1  CAN        123  FD    Rx           1             -    9  aa bb cc dd ee ff 00 11 22 33 44 55",
+                " 1  CAN       123x  CAN   Rx           1             -    0",
             ],
         )
         self.assertEqual(err, "")

@@ -5,15 +5,14 @@
 #include <map>
 #include <nlohmann/json_fwd.hpp>
 #include <string>
-#include <utility>
-#include <vector>
+#include <tuple>
 
-#include "Entry.h"
+#include "MessageRow.h"
 
 namespace client {
 
-/// Counts the entries of each CAN message and keeps the newest. Messages differ by their identifier with its marker
-/// bits: a standard and an extended frame of the same number are two, and so are a classic and an FD one.
+/// Counts the entries of each message and keeps the newest. What a message is, its bus decides (BusRows); entries of
+/// different kinds, such as frames and error frames, are different messages. Malformed entries have no row.
 class MessageTable : public EntrySink {
  public:
   bool Take(const unsigned char* record, unsigned int length) override;
@@ -22,24 +21,18 @@ class MessageTable : public EntrySink {
   /// compares the newest entries of two polls, which lie further apart when a message comes more than once in a poll.
   void SetNewest(const unsigned char* record, unsigned int length);
 
-  /// For people: a heading and a line a row.
+  /// For people: for each bus a heading and a line a row, with long data cut short; the CAN heading without any row.
   std::string Text() const;
   /// An array with an object a row.
   nlohmann::json Json() const;
 
  private:
-  struct Row {
-    unsigned long Count = 0;
-    unsigned long Timestamp = 0;  // ns, of the newest entry
-    unsigned long Cycle = 0;      // ns since the entry before; 0 for the first
-    unsigned char Flags = 0;
-    unsigned char Dlc = 0;
-    std::vector<unsigned char> Data;
-  };
+  // Bus, channel, what the bus says, kind.
+  using Key = std::tuple<unsigned char, unsigned int, std::string, Kind>;
 
-  Row& RowOf(unsigned int channel, const CanEntry& can);
+  MessageRow* RowOf(const EntryHeader& header, const unsigned char* record, unsigned int length);
 
-  std::map<std::pair<unsigned int, unsigned int>, Row> Rows;  // by channel and identifier with marker bits
+  std::map<Key, MessageRow> Rows;
 };
 
 /// The rows of a monitor's list, for SetNewest.

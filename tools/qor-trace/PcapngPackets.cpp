@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <cstring>
 
+#include "LinChecksum.h"
+
 namespace client {
 
 namespace {
@@ -142,31 +144,8 @@ constexpr std::size_t LinHead = 8;
 constexpr unsigned int LinEventType = 3u << 2;
 constexpr unsigned int LinWakeUpSignal = 0xB0B00004;
 
-/// The identifier with its parity bits.
-unsigned char ProtectedIdentifier(unsigned int identifier) {
-  const auto bit = [&](unsigned int number) { return identifier >> number & 1; };
-  const unsigned int parity0 = bit(0) ^ bit(1) ^ bit(2) ^ bit(4);
-  const unsigned int parity1 = 1 ^ bit(1) ^ bit(3) ^ bit(5) ^ bit(4);
-  return static_cast<unsigned char>((identifier & 0x3F) | parity0 << 6 | parity1 << 7);
-}
-
-/// The inverted sum with carry, begun with 0 (classic) or the protected identifier (enhanced).
-unsigned char LinChecksum(unsigned int begin, const unsigned char* data, std::size_t size) {
-  unsigned int sum = begin;
-  for (std::size_t index = 0; index < size; ++index) {
-    sum += data[index];
-    if (sum > 0xFF) sum -= 0xFF;
-  }
-  return static_cast<unsigned char>(~sum);
-}
-
-/// A record doesn't tell which checksum its bus uses: it is the one that fits, if one does.
-unsigned int ChecksumType(unsigned char checksum, unsigned char identifier, const unsigned char* data,
-                          std::size_t size) {
-  if (size == 0) return 0;
-  if (checksum == LinChecksum(0, data, size)) return 1;
-  return checksum == LinChecksum(identifier, data, size) ? 2 : 0;
-}
+/// How the link type numbers the checksum models.
+unsigned int ChecksumType(LinChecksumModel model) { return static_cast<unsigned int>(model); }
 
 unsigned char LinErrors(unsigned int flags) {
   constexpr unsigned int TransmitError = QOR_TRACE_LIN_TRANSMIT_ERROR | QOR_TRACE_LIN_TRANSMITTED;
@@ -198,14 +177,15 @@ void MakeLinFrame(const Qor_Trace_Entry_t& entry, unsigned int flags, std::size_
   const std::size_t size = announced == 0 ? 0 : announced - 1;
   const auto identifier = Field<unsigned char>(entry, ENTRY_OFFSET(Lin.Identifier));
   const bool parityError = (flags & QOR_TRACE_LIN_PARITY_ERROR) != 0;
-  const unsigned char onBus = parityError ? identifier : ProtectedIdentifier(identifier);
+  const unsigned char onBus = parityError ? identifier : LinProtectedIdentifier(identifier);
   packet.HeadSize = LinHead;
   SetData(packet, entry, LinDataOffset, size);
   const std::size_t checksumOffset = LinDataOffset + size;
   const bool hasChecksum = announced != 0 && checksumOffset < entry.Length;
   const auto checksum = hasChecksum ? Field<unsigned char>(entry, checksumOffset) : static_cast<unsigned char>(0);
-  const unsigned int type = hasChecksum ? ChecksumType(checksum, onBus, packet.Data, size) : 0;
-  packet.Head = {1, 0, 0, 0, static_cast<unsigned char>(size << 4 | type), onBus, checksum, LinErrors(flags)};
+  const auto model = hasChecksum ? LinChecksumModelOf(checksum, onBus, packet.Data, size) : LinChecksumModel::Unknown;
+  const auto control = static_cast<unsigned char>(size << 4 | ChecksumType(model));
+  packet.Head = {1, 0, 0, 0, control, onBus, checksum, LinErrors(flags)};
 }
 
 std::optional<Omission> MakeLinPacket(const Qor_Trace_Entry_t& entry, Packet& packet) {

@@ -1,0 +1,26 @@
+// What a LIN frame adds to its identifier and data.
+#ifndef QOR_TRACE_LINCHECKSUM_H
+#define QOR_TRACE_LINCHECKSUM_H
+
+#include <cstddef>
+
+namespace client {
+
+enum class LinChecksumModel {
+  Unknown = 0,
+  Classic = 1,  // of the data
+  Enhanced = 2  // of the protected identifier and the data
+};
+
+/// The identifier, of which bits 0 to 5 count, with its parity bits.
+unsigned char LinProtectedIdentifier(unsigned int identifier);
+
+/// A record doesn't tell which checksum its bus uses: it is the one that fits, if one does.
+/// @param protectedIdentifier  as on the bus
+/// @param size                 bytes of data, the checksum not among them
+LinChecksumModel LinChecksumModelOf(unsigned char checksum, unsigned char protectedIdentifier,
+                                    const unsigned char* data, std::size_t size);
+
+}  // namespace client
+
+#endif  // QOR_TRACE_LINCHECKSUM_H
