@@ -198,7 +198,7 @@ class Summaries(ClientTest):
         log = self.write_candump(THREE_FRAMES)
         out, err = self.run_client("record", log)
         self.assertEqual(out, b"")
-        self.assertIn("3 frames received, 0 transmitted, 0 error frames, 0.000000000 s to 0.200000000 s", err)
+        self.assertIn("3 frames received, 0 transmitted, 0 error frames, load 0.2 %, 0.000000000 s to 0.200000000 s", err)
         self.assertIn("3 entries in 0.200000000 s", err)
         self.assertNotIn("\r", err)
         out, err = self.run_client("record", log, "--json")
@@ -215,7 +215,7 @@ class Summaries(ClientTest):
         self.assertEqual(summary["outputs"], [{"format": "bin", "path": str(self.folder / "a.bin")}])
         one, two = summary["channels"]
         self.assertEqual((one["channel"], one["source"]), (1, "some.log (can0)"))
-        self.assertEqual((one["received"], one["error_frames"], one["last_time_ns"]), (1, 1, 1000000000))
+        self.assertEqual((one["received"], one["counts"]["error_frames"], one["last_time_ns"]), (1, 1, 1000000000))
         self.assertEqual((two["source"], two["received"], two["first_time_ns"]), ("some.log (can1)", 1, 250000000))
 
     def test_json_of_nothing_has_no_times(self):
@@ -254,7 +254,7 @@ class Summaries(ClientTest):
         process.wait()
         self.assertEqual(process.returncode, 0)
         self.assertRegex(text, rb"\r\d+:\d\d\.\d  \d+ entries  \d+/s  0 lost")
-        self.assertIn(b"channel 1: can\r\n", text)
+        self.assertIn(b"channel 1: can (CAN)\r\n", text)
 
 
 class Ending(ClientTest):

@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 
 #include "BinFile.h"
+#include "BitRateArguments.h"
 #include "CaptureFile.h"
 #include "Commands.h"
 #include "Failure.h"
@@ -20,6 +21,7 @@ namespace {
 
 struct RecordArguments {
   RecordingArguments Recording;
+  BitRateArguments BitRates;
   std::vector<std::string> Outputs;
   bool AscLive = false;
   bool AscDecimal = false;
@@ -115,6 +117,7 @@ class RecordRun {
       break;
     }
     RecordingOptions options = Arguments.Recording.Options(swapFolder);
+    options.Rates = Arguments.BitRates.Rates();
     if (!Asc.Live) return options;
     for (const Output& output : Outputs)
       if (output.Kind == Format::Asc) options.LiveAsc = output.Path;
@@ -212,7 +215,8 @@ class RecordRun {
             {"first_time_ns", times ? nlohmann::json(times->First) : nlohmann::json()},
             {"last_time_ns", times ? nlohmann::json(times->Last) : nlohmann::json()},
             {"ended_by", Word(end)},
-            {"channels", summary.Json()},
+            {"channels", summary.ChannelsJson()},
+            {"buses", summary.BusesJson()},
             {"outputs", OutputsJson()},
             {"errors", Errors},
             {"exit_code", code}};
@@ -260,6 +264,7 @@ void AddRecordCommand(CLI::App& app, Action& action) {
   command->add_flag(
       "--as-exported", arguments->Capture.AsExported,
       "The library's own export as .pcapng output: Ethernet only, and of that what is in memory at the end");
+  arguments->BitRates.AddTo(*command);
   command->add_flag("--json", arguments->Json, "Print the summary as JSON on standard output, times in ns");
   command->footer(std::string(RecordHelp) + SourceHelp);
   command->callback([arguments, &action] {

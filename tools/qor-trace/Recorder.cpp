@@ -48,6 +48,7 @@ Recorder::Recorder(const RecordingOptions& options, const std::vector<Source>& s
       StopSignals(signals),
       Swap(options.SwapParent),
       Drained(TraceMonitor.Handle(), DrainBuffer),
+      Counts(options.Rates),
       SlowestSpeed(SlowestOf(sources)) {
   // The folder is the one thing that would stay behind when a second Ctrl-C or an error on a library thread ends the
   // process.

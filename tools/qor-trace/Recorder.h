@@ -22,6 +22,7 @@ struct RecordingOptions {
   std::string SwapParent;                  // folder for the swap folder
   std::string LiveAsc;                     // path of a live ASC file; empty: none
   unsigned int LiveAscLimit = 0xFFFFFFFF;  // its size limit, bytes
+  BitRates Rates;                          // for bus loads
 };
 
 /// Why a recording came to its end.
