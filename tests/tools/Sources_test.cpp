@@ -16,6 +16,14 @@ TEST(Sources, LogFileIsACandumpReplay) {
   EXPECT_EQ(Planned("./a:b.log").Text, "candump:/where/a:b.log");
 }
 
+TEST(Sources, CapturesAndTablesAreReplaysToo) {
+  EXPECT_EQ(Planned("x.pcap").Text, "pcap:/where/x.pcap");
+  EXPECT_EQ(Planned("x.pcapng?direction=tx").Text, "pcap:/where/x.pcapng?direction=tx");
+  EXPECT_EQ(Planned("sub/x.csv?bus=lin").Text, "csv:/where/sub/x.csv?bus=lin");
+  EXPECT_EQ(Planned("csv:x.csv").Text, "csv:/where/x.csv");
+  EXPECT_EQ(Planned("pcap:x.log").Text, "pcap:/where/x.log");
+}
+
 TEST(Sources, OtherSourcesStayAsTheyAreButForTheirPath) {
   EXPECT_EQ(Planned("can").Text, "can");
   EXPECT_EQ(Planned("can?seed=4&load=2").Text, "can?seed=4&load=2");
@@ -28,6 +36,8 @@ TEST(Sources, DefaultsGoWhereTheSourceSaysNothing) {
   EXPECT_EQ(Planned("x.log", {"max", "5s"}).Text, "candump:/where/x.log?speed=max");
   EXPECT_EQ(Planned("can?seed=2", {"3", "5s"}).Text, "can?seed=2&speed=3&duration=5s");
   EXPECT_EQ(Planned("can?speed=2&duration=1s", {"3", "5s"}).Text, "can?speed=2&duration=1s");
+  for (const std::string kind : {"lin", "flexray", "ethernet", "vehicle"})
+    EXPECT_EQ(Planned(kind, {"max", "5s"}).Text, kind + "?speed=max&duration=5s");
 }
 
 TEST(Sources, SpeedIsAFactorAndMaxIsNone) {

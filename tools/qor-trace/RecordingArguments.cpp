@@ -11,10 +11,12 @@ namespace client {
 
 const char* const SourceHelp =
     "Sources:\n"
-    "  can[?OPTIONS]              a synthetic CAN and CAN FD bus: seed=N, duration=TIME, load=PERCENT\n"
-    "  candump:PATH[?OPTIONS]     replay of candump text: interface=NAME, origin=file|absolute\n"
-    "  PATH.log                   the same as candump:PATH.log\n"
-    "  Options of both: speed=FACTOR|max, buffer=ITEMS. Several are joined by '&'.\n"
+    "  can, lin, flexray, ethernet   a made-up bus: seed=N, duration=TIME; can and ethernet also load=PERCENT\n"
+    "  vehicle                       all four of them: seed=N, duration=TIME\n"
+    "  candump:PATH or PATH.log      replay of candump text: interface=NAME, origin=file|absolute\n"
+    "  pcap:PATH or PATH.pcap[ng]    replay of an Ethernet capture: origin=file|absolute, direction=rx|tx\n"
+    "  csv:PATH or PATH.csv          replay of LIN or FlexRay: channel=N, bus=lin|flexray, origin=file|absolute\n"
+    "  Options go behind '?' and are joined by '&'; all sources take speed=FACTOR|max and buffer=ITEMS.\n"
     "  A recording of several interfaces becomes one channel for each of them. Channels count from 1.\n"
     "\n"
     "Exit codes: 0 done, 1 failed, 2 wrong usage, 3 done but something was lost.";

@@ -4,9 +4,12 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <charconv>
+#include <iterator>
 #include <string_view>
+#include <utility>
 
 #include "Failure.h"
 #include "qor_sim.h"
@@ -20,15 +23,30 @@ struct Parts {
   std::string Kind, Path, Options;
 };
 
+/// The kind of source that a recorded file is, by its extension; null for another file.
+const char* KindOfFile(const std::string& path) {
+  constexpr std::pair<const char*, const char*> kinds[] = {
+      {".log", "candump"}, {".pcap", "pcap"}, {".pcapng", "pcap"}, {".csv", "csv"}};
+  for (const auto& [extension, kind] : kinds)
+    if (path.ends_with(extension)) return kind;
+  return nullptr;
+}
+
+/// Made-up buses, which take a duration.
+bool IsSynthetic(const std::string& kind) {
+  constexpr const char* kinds[] = {"can", "lin", "flexray", "ethernet", "vehicle"};
+  return std::find(std::begin(kinds), std::end(kinds), kind) != std::end(kinds);
+}
+
 Parts Split(const std::string& text) {
   Parts parts;
   const auto mark = text.find('?');
   if (mark != std::string::npos) parts.Options = text.substr(mark + 1);
   const std::string front = text.substr(0, mark);
   const auto colon = front.find(':');
-  if (colon == std::string::npos && front.ends_with(".log")) return {"candump", front, parts.Options};
   // "./a:b.log" is a path: kinds are plain words.
-  if (front.find('/') < colon && front.ends_with(".log")) return {"candump", front, parts.Options};
+  const char* const kind = colon == std::string::npos || front.find('/') < colon ? KindOfFile(front) : nullptr;
+  if (kind != nullptr) return {kind, front, parts.Options};
   parts.Kind = front.substr(0, colon);
   if (colon != std::string::npos) parts.Path = front.substr(colon + 1);
   return parts;
@@ -78,6 +96,16 @@ std::string Expand(const Source& source) {
   return text;
 }
 
+/// What tells one of several buses from the source that they came from: " (can1)", " (lin)"; empty for a single one.
+std::string Difference(const Parts& whole, const Parts& one) {
+  if (one.Kind != whole.Kind) return fmt::format(" ({})", one.Kind);
+  for (const char* option : {"interface", "channel"}) {
+    const auto value = Option(one.Options, option);
+    if (value && !Option(whole.Options, option)) return fmt::format(" ({})", *value);
+  }
+  return "";
+}
+
 /// The simulator names unreadable files too, but as it would a wrong source text.
 void CheckReadable(const Source& source) {
   const std::optional<std::string> path = FileOf(source.Text);
@@ -93,7 +121,7 @@ Source PlanSource(const std::string& typed, const SourceDefaults& defaults, cons
   Parts parts = Split(typed);
   if (!parts.Path.empty()) parts.Path = (folder / parts.Path).lexically_normal().string();
   SetDefault(parts.Options, "speed", defaults.Speed);
-  if (parts.Kind == "can") SetDefault(parts.Options, "duration", defaults.Duration);
+  if (IsSynthetic(parts.Kind)) SetDefault(parts.Options, "duration", defaults.Duration);
   return {Join(parts), typed, SpeedOf(parts.Options)};
 }
 
@@ -113,9 +141,7 @@ std::vector<Source> PlanSources(const std::vector<std::string>& typed, const Sou
     for (std::size_t begin = 0; begin < lines.size();) {
       const std::size_t end = std::min(lines.find('\n', begin), lines.size());
       Source one{lines.substr(begin, end - begin), whole.Shown, whole.Speed};
-      if (const auto bus = Option(Split(one.Text).Options, "interface");
-          bus && !Option(Split(text).Options, "interface"))
-        one.Shown += fmt::format(" ({})", *bus);
+      one.Shown += Difference(Split(text), Split(one.Text));
       sources.push_back(one);
       begin = end + 1;
     }

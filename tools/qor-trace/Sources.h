@@ -19,16 +19,17 @@ struct Source {
 /// Options that go into every source that does not set them itself; empty: not given.
 struct SourceDefaults {
   std::string Speed;
-  std::string Duration;  // sources of kind "can" only
+  std::string Duration;  // made-up buses only
 };
 
-/// Completes what was typed: "x.log" becomes "candump:/where/x.log", and the defaults are added.
+/// Completes what was typed: "x.log" becomes "candump:/where/x.log", likewise .pcap, .pcapng and .csv; and the defaults
+/// are added.
 Source PlanSource(const std::string& typed, const SourceDefaults& defaults, const std::filesystem::path& folder);
 
 /// The file that a source is read from, if any.
 std::optional<std::string> FileOf(const std::string& source);
 
-/// Plans all, and makes one source for each interface of a recording that has several.
+/// Plans all, and makes one source for each bus of a vehicle or of a recording that has several.
 ///
 /// Failure: UsageError for a source that the simulator doesn't understand, Failure for a file that can't be read.
 std::vector<Source> PlanSources(const std::vector<std::string>& typed, const SourceDefaults& defaults,

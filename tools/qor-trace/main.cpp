@@ -26,7 +26,7 @@ int Run(const client::Action& action, client::Signals& signals) {
 }
 
 int RunCommandLine(int count, char** arguments, client::Signals& signals) {
-  CLI::App app("Records the traffic of vehicle buses: CAN and CAN FD.", "qor-trace");
+  CLI::App app("Records the traffic of vehicle buses: CAN and CAN FD, LIN, FlexRay and Ethernet.", "qor-trace");
   app.set_version_flag("--version", Version);
   app.require_subcommand(1);
   app.footer("'qor-trace COMMAND --help' tells more.");
