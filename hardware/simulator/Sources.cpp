@@ -43,6 +43,17 @@ TrafficSettings TakeTrafficSettings(OptionReader& options) {
   return settings;
 }
 
+SyntheticSettings TakeSyntheticSettings(OptionReader& options) {
+  SyntheticSettings settings;
+  settings.Seed = options.TakeUnsigned("seed", 0, std::numeric_limits<uint64_t>::max(), settings.Seed);
+  settings.Duration = options.TakeDuration("duration");
+  return settings;
+}
+
+unsigned int TakeLoad(OptionReader& options, unsigned int usual) {
+  return static_cast<unsigned int>(options.TakeUnsigned("load", 1, 100, usual));
+}
+
 void RefusePath(const SourceText& source) {
   if (!source.Path.empty()) throw SourceError("A source of the kind " + source.Kind + " takes no file.");
 }
@@ -50,7 +61,8 @@ void RefusePath(const SourceText& source) {
 // ---- The kinds: what each reads from its options, the port that it makes, the sources that it stands for ------------
 
 struct CanOptions {
-  SyntheticCanSettings Bus;
+  SyntheticSettings Bus;
+  unsigned int Load;  // percent
   TrafficSettings Traffic;
 };
 
@@ -58,9 +70,8 @@ CanOptions TakeCan(const SourceText& source) {
   RefusePath(source);
   OptionReader options(source);
   CanOptions taken;
-  taken.Bus.Seed = options.TakeUnsigned("seed", 0, std::numeric_limits<uint64_t>::max(), taken.Bus.Seed);
-  taken.Bus.Duration = options.TakeDuration("duration");
-  taken.Bus.Load = static_cast<unsigned int>(options.TakeUnsigned("load", 1, 100, taken.Bus.Load));
+  taken.Bus = TakeSyntheticSettings(options);
+  taken.Load = TakeLoad(options, kUsualCanLoad);
   taken.Traffic = TakeTrafficSettings(options);
   options.Finish();
   return taken;
@@ -68,7 +79,7 @@ CanOptions TakeCan(const SourceText& source) {
 
 std::shared_ptr<Port> MakeCan(const SourceText& source, const PortContext& context) {
   const CanOptions options = TakeCan(source);
-  return std::make_shared<TrafficPort>(QOR_INTERFACE_CAN, context.Instance, MakeSyntheticCan(options.Bus),
+  return std::make_shared<TrafficPort>(QOR_INTERFACE_CAN, context.Instance, MakeSyntheticCan(options.Bus, options.Load),
                                        options.Traffic, context.SharedClock);
 }
 

@@ -24,7 +24,7 @@ CanItem FrameOf(const Item& item) {
 }
 
 std::vector<CanItem> Bus(uint64_t seed, uint64_t duration, unsigned int load = 30) {
-  const auto source = MakeSyntheticCan({seed, duration, load});
+  const auto source = MakeSyntheticCan({seed, duration}, load);
   std::vector<CanItem> frames;
   for (; source->Peek() != nullptr; source->Advance()) frames.push_back(FrameOf(*source->Peek()));
   return frames;
@@ -68,8 +68,8 @@ TEST(CanBusTiming, BitRateSwitchShortensTheDataPhase) {
 }
 
 TEST(SyntheticCan, SameSeedSameItems) {
-  const auto first = MakeSyntheticCan({7, {}, 30});
-  const auto second = MakeSyntheticCan({7, {}, 30});
+  const auto first = MakeSyntheticCan({7, {}}, 30);
+  const auto second = MakeSyntheticCan({7, {}}, 30);
   for (int i = 0; i < 20'000; ++i) {
     ASSERT_EQ(first->Peek()->Bytes, second->Peek()->Bytes) << i;
     first->Advance();
@@ -78,8 +78,8 @@ TEST(SyntheticCan, SameSeedSameItems) {
 }
 
 TEST(SyntheticCan, OtherSeedOtherItems) {
-  const auto first = MakeSyntheticCan({1, {}, 30});
-  const auto second = MakeSyntheticCan({2, {}, 30});
+  const auto first = MakeSyntheticCan({1, {}}, 30);
+  const auto second = MakeSyntheticCan({2, {}}, 30);
   EXPECT_NE(first->Peek()->Bytes, second->Peek()->Bytes);
 }
 
@@ -88,7 +88,7 @@ TEST(SyntheticCan, EndsWithItsDuration) {
   ASSERT_FALSE(frames.empty());
   EXPECT_LT(frames.back().Timestamp, 2 * kSecond);
   EXPECT_GT(frames.back().Timestamp, 2 * kSecond - 20 * kMs);
-  EXPECT_EQ(MakeSyntheticCan({1, 0, 30})->Peek(), nullptr);
+  EXPECT_EQ(MakeSyntheticCan({1, 0}, 30)->Peek(), nullptr);
 }
 
 TEST(SyntheticCan, FramesNeverOverlap) {
