@@ -7,6 +7,7 @@
 #include "ScriptedPort.h"
 #include "SourceText.h"
 #include "SyntheticCan.h"
+#include "SyntheticLin.h"
 #include "TrafficPort.h"
 #include "qor_api.h"
 
@@ -43,48 +44,50 @@ TrafficSettings TakeTrafficSettings(OptionReader& options) {
   return settings;
 }
 
-SyntheticSettings TakeSyntheticSettings(OptionReader& options) {
-  SyntheticSettings settings;
-  settings.Seed = options.TakeUnsigned("seed", 0, std::numeric_limits<uint64_t>::max(), settings.Seed);
-  settings.Duration = options.TakeDuration("duration");
-  return settings;
-}
-
-unsigned int TakeLoad(OptionReader& options, unsigned int usual) {
-  return static_cast<unsigned int>(options.TakeUnsigned("load", 1, 100, usual));
-}
-
 void RefusePath(const SourceText& source) {
   if (!source.Path.empty()) throw SourceError("A source of the kind " + source.Kind + " takes no file.");
 }
 
 // ---- The kinds: what each reads from its options, the port that it makes, the sources that it stands for ------------
 
-struct CanOptions {
+struct SyntheticOptions {
   SyntheticSettings Bus;
-  unsigned int Load;  // percent
+  unsigned int Load = 0;  // percent; of buses that take it
   TrafficSettings Traffic;
 };
 
-CanOptions TakeCan(const SourceText& source) {
+/// @param usualLoad  percent; nothing for a bus whose schedule gives its load
+SyntheticOptions TakeSynthetic(const SourceText& source, std::optional<unsigned int> usualLoad) {
   RefusePath(source);
   OptionReader options(source);
-  CanOptions taken;
-  taken.Bus = TakeSyntheticSettings(options);
-  taken.Load = TakeLoad(options, kUsualCanLoad);
+  SyntheticOptions taken;
+  taken.Bus.Seed = options.TakeUnsigned("seed", 0, std::numeric_limits<uint64_t>::max(), taken.Bus.Seed);
+  taken.Bus.Duration = options.TakeDuration("duration");
+  if (usualLoad) taken.Load = static_cast<unsigned int>(options.TakeUnsigned("load", 1, 100, *usualLoad));
   taken.Traffic = TakeTrafficSettings(options);
   options.Finish();
   return taken;
 }
 
 std::shared_ptr<Port> MakeCan(const SourceText& source, const PortContext& context) {
-  const CanOptions options = TakeCan(source);
+  const SyntheticOptions options = TakeSynthetic(source, kUsualCanLoad);
   return std::make_shared<TrafficPort>(QOR_INTERFACE_CAN, context.Instance, MakeSyntheticCan(options.Bus, options.Load),
                                        options.Traffic, context.SharedClock);
 }
 
 std::vector<std::string> ExpandCan(const SourceText& source) {
-  TakeCan(source);
+  TakeSynthetic(source, kUsualCanLoad);
+  return {ToText(source)};
+}
+
+std::shared_ptr<Port> MakeLin(const SourceText& source, const PortContext& context) {
+  const SyntheticOptions options = TakeSynthetic(source, {});
+  return std::make_shared<TrafficPort>(QOR_INTERFACE_LIN, context.Instance, MakeSyntheticLin(options.Bus),
+                                       options.Traffic, context.SharedClock);
+}
+
+std::vector<std::string> ExpandSchedule(const SourceText& source) {
+  TakeSynthetic(source, {});
   return {ToText(source)};
 }
 
@@ -159,6 +162,7 @@ struct Kind {
 constexpr Kind kKinds[] = {
     {"can", MakeCan, ExpandCan},
     {"candump", MakeCandump, ExpandCandump},
+    {"lin", MakeLin, ExpandSchedule},
     {"script", MakeScript, ExpandScript},
 };
 

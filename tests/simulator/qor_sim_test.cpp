@@ -41,7 +41,7 @@ TEST(OpenPort, RefusesMalformedSourcesWithASentence) {
   };
   constexpr Case kCases[] = {
       {"", "The source \"\" names no kind, such as can or candump."},
-      {"usb", "There is no kind of source \"usb\"; there are can, candump, script."},
+      {"usb", "There is no kind of source \"usb\"; there are can, candump, lin, script."},
       {"can:file", "A source of the kind can takes no file."},
       {"script:file", "A source of the kind script takes no file."},
       {"candump", "A source of the kind candump needs a file: candump:PATH."},
@@ -51,6 +51,7 @@ TEST(OpenPort, RefusesMalformedSourcesWithASentence) {
       {"script?speed=max", "A source of the kind script has no option \"speed\"."},
       {"can?load=0", "The option load can't be \"0\": it takes a number from 1 to 100."},
       {"can?load=101", "The option load can't be \"101\": it takes a number from 1 to 100."},
+      {"lin?load=5", "A source of the kind lin has no option \"load\"."},
       {"can?load=", "The option load can't be \"\": it takes a value."},
       {"can?seed=18446744073709551616",
        "The option seed can't be \"18446744073709551616\": it takes a number from 0 to 18446744073709551615."},
