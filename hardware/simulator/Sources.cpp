@@ -7,6 +7,7 @@
 #include "ScriptedPort.h"
 #include "SourceText.h"
 #include "SyntheticCan.h"
+#include "SyntheticFlexRay.h"
 #include "SyntheticLin.h"
 #include "TrafficPort.h"
 #include "qor_api.h"
@@ -86,6 +87,12 @@ std::shared_ptr<Port> MakeLin(const SourceText& source, const PortContext& conte
                                        options.Traffic, context.SharedClock);
 }
 
+std::shared_ptr<Port> MakeFlexRay(const SourceText& source, const PortContext& context) {
+  const SyntheticOptions options = TakeSynthetic(source, {});
+  return std::make_shared<TrafficPort>(QOR_INTERFACE_FLEXRAY, context.Instance, MakeSyntheticFlexRay(options.Bus),
+                                       options.Traffic, context.SharedClock);
+}
+
 std::vector<std::string> ExpandSchedule(const SourceText& source) {
   TakeSynthetic(source, {});
   return {ToText(source)};
@@ -160,10 +167,8 @@ struct Kind {
   std::vector<std::string> (*Expand)(const SourceText&);
 };
 constexpr Kind kKinds[] = {
-    {"can", MakeCan, ExpandCan},
-    {"candump", MakeCandump, ExpandCandump},
-    {"lin", MakeLin, ExpandSchedule},
-    {"script", MakeScript, ExpandScript},
+    {"can", MakeCan, ExpandCan},      {"candump", MakeCandump, ExpandCandump}, {"flexray", MakeFlexRay, ExpandSchedule},
+    {"lin", MakeLin, ExpandSchedule}, {"script", MakeScript, ExpandScript},
 };
 
 const Kind& FindKind(const std::string& name) {
