@@ -7,6 +7,7 @@
 #include "ScriptedPort.h"
 #include "SourceText.h"
 #include "SyntheticCan.h"
+#include "SyntheticEthernet.h"
 #include "SyntheticFlexRay.h"
 #include "SyntheticLin.h"
 #include "TrafficPort.h"
@@ -51,13 +52,25 @@ void RefusePath(const SourceText& source) {
 
 // ---- The kinds: what each reads from its options, the port that it makes, the sources that it stands for ------------
 
+/// A made-up bus.
+struct SyntheticBus {
+  unsigned char InterfaceType;
+  std::optional<unsigned int> UsualLoad;  // percent; nothing for a bus whose schedule gives its load
+  std::unique_ptr<ItemSource> (*Make)(const SyntheticSettings& settings, unsigned int load);
+};
+constexpr SyntheticBus kCan = {QOR_INTERFACE_CAN, kUsualCanLoad, MakeSyntheticCan};
+constexpr SyntheticBus kEthernet = {QOR_INTERFACE_ETHERNET, kUsualEthernetLoad, MakeSyntheticEthernet};
+constexpr SyntheticBus kFlexRay = {QOR_INTERFACE_FLEXRAY, std::nullopt,
+                                   [](const auto& settings, unsigned int) { return MakeSyntheticFlexRay(settings); }};
+constexpr SyntheticBus kLin = {QOR_INTERFACE_LIN, std::nullopt,
+                               [](const auto& settings, unsigned int) { return MakeSyntheticLin(settings); }};
+
 struct SyntheticOptions {
   SyntheticSettings Bus;
-  unsigned int Load = 0;  // percent; of buses that take it
+  unsigned int Load = 0;  // percent, of a bus that takes it
   TrafficSettings Traffic;
 };
 
-/// @param usualLoad  percent; nothing for a bus whose schedule gives its load
 SyntheticOptions TakeSynthetic(const SourceText& source, std::optional<unsigned int> usualLoad) {
   RefusePath(source);
   OptionReader options(source);
@@ -70,31 +83,16 @@ SyntheticOptions TakeSynthetic(const SourceText& source, std::optional<unsigned 
   return taken;
 }
 
-std::shared_ptr<Port> MakeCan(const SourceText& source, const PortContext& context) {
-  const SyntheticOptions options = TakeSynthetic(source, kUsualCanLoad);
-  return std::make_shared<TrafficPort>(QOR_INTERFACE_CAN, context.Instance, MakeSyntheticCan(options.Bus, options.Load),
+template <const SyntheticBus& kBus>
+std::shared_ptr<Port> MakeSynthetic(const SourceText& source, const PortContext& context) {
+  const SyntheticOptions options = TakeSynthetic(source, kBus.UsualLoad);
+  return std::make_shared<TrafficPort>(kBus.InterfaceType, context.Instance, kBus.Make(options.Bus, options.Load),
                                        options.Traffic, context.SharedClock);
 }
 
-std::vector<std::string> ExpandCan(const SourceText& source) {
-  TakeSynthetic(source, kUsualCanLoad);
-  return {ToText(source)};
-}
-
-std::shared_ptr<Port> MakeLin(const SourceText& source, const PortContext& context) {
-  const SyntheticOptions options = TakeSynthetic(source, {});
-  return std::make_shared<TrafficPort>(QOR_INTERFACE_LIN, context.Instance, MakeSyntheticLin(options.Bus),
-                                       options.Traffic, context.SharedClock);
-}
-
-std::shared_ptr<Port> MakeFlexRay(const SourceText& source, const PortContext& context) {
-  const SyntheticOptions options = TakeSynthetic(source, {});
-  return std::make_shared<TrafficPort>(QOR_INTERFACE_FLEXRAY, context.Instance, MakeSyntheticFlexRay(options.Bus),
-                                       options.Traffic, context.SharedClock);
-}
-
-std::vector<std::string> ExpandSchedule(const SourceText& source) {
-  TakeSynthetic(source, {});
+template <const SyntheticBus& kBus>
+std::vector<std::string> ExpandSynthetic(const SourceText& source) {
+  TakeSynthetic(source, kBus.UsualLoad);
   return {ToText(source)};
 }
 
@@ -167,8 +165,12 @@ struct Kind {
   std::vector<std::string> (*Expand)(const SourceText&);
 };
 constexpr Kind kKinds[] = {
-    {"can", MakeCan, ExpandCan},      {"candump", MakeCandump, ExpandCandump}, {"flexray", MakeFlexRay, ExpandSchedule},
-    {"lin", MakeLin, ExpandSchedule}, {"script", MakeScript, ExpandScript},
+    {"can", MakeSynthetic<kCan>, ExpandSynthetic<kCan>},
+    {"candump", MakeCandump, ExpandCandump},
+    {"ethernet", MakeSynthetic<kEthernet>, ExpandSynthetic<kEthernet>},
+    {"flexray", MakeSynthetic<kFlexRay>, ExpandSynthetic<kFlexRay>},
+    {"lin", MakeSynthetic<kLin>, ExpandSynthetic<kLin>},
+    {"script", MakeScript, ExpandScript},
 };
 
 const Kind& FindKind(const std::string& name) {

@@ -41,7 +41,7 @@ TEST(OpenPort, RefusesMalformedSourcesWithASentence) {
   };
   constexpr Case kCases[] = {
       {"", "The source \"\" names no kind, such as can or candump."},
-      {"usb", "There is no kind of source \"usb\"; there are can, candump, flexray, lin, script."},
+      {"usb", "There is no kind of source \"usb\"; there are can, candump, ethernet, flexray, lin, script."},
       {"can:file", "A source of the kind can takes no file."},
       {"script:file", "A source of the kind script takes no file."},
       {"candump", "A source of the kind candump needs a file: candump:PATH."},
