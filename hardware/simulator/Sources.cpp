@@ -96,6 +96,22 @@ std::vector<std::string> ExpandSynthetic(const SourceText& source) {
   return {ToText(source)};
 }
 
+std::shared_ptr<Port> MakeVehicle(const SourceText&, const PortContext&) {
+  throw SourceError("A vehicle has four buses: expand the source, or open can, lin, flexray and ethernet.");
+}
+
+/// What its buses have in common can be said for all of them at once.
+std::vector<std::string> ExpandVehicle(const SourceText& source) {
+  TakeSynthetic(source, {});
+  std::vector<std::string> sources;
+  for (const char* bus : {"can", "lin", "flexray", "ethernet"}) {
+    SourceText one = source;
+    one.Kind = bus;
+    sources.push_back(ToText(one));
+  }
+  return sources;
+}
+
 struct CandumpOptions {
   CandumpSettings Candump;
   TrafficSettings Traffic;
@@ -171,6 +187,7 @@ constexpr Kind kKinds[] = {
     {"flexray", MakeSynthetic<kFlexRay>, ExpandSynthetic<kFlexRay>},
     {"lin", MakeSynthetic<kLin>, ExpandSynthetic<kLin>},
     {"script", MakeScript, ExpandScript},
+    {"vehicle", MakeVehicle, ExpandVehicle},
 };
 
 const Kind& FindKind(const std::string& name) {
