@@ -1,10 +1,11 @@
 #include "CanMessages.h"
 
-#include <algorithm>
 #include <iterator>
 #include <set>
+#include <span>
 
 #include "CanBusTiming.h"
+#include "MessageData.h"
 
 namespace qor_sim {
 namespace {
@@ -141,8 +142,8 @@ class Planner {
 
 CanMessage::CanMessage(const CanItem& frame, uint64_t period, bool event, Random& random)
     : Current(frame), Period(period), Event(event), Nominal(random.Below(period)), ReadyTime(Nominal) {
-  std::generate_n(Current.Data, Current.DataLength, [&] { return random.Byte(); });
-  Event ? FillEvent(random) : FillCyclic(random);
+  FillRandomly({Current.Data, Current.DataLength}, random);
+  Fill(random);
 }
 
 uint32_t CanMessage::Priority() const {
@@ -153,35 +154,14 @@ uint32_t CanMessage::Priority() const {
 
 void CanMessage::Sent(Random& random) {
   ++Counter;
-  Nominal += Event ? Period / 2 + random.Below(Period) : Period;
+  Nominal += Event ? random.Around(Period) : Period;
   ReadyTime = Event ? Nominal : Nominal + random.Below(kGreatestJitter);
-  Event ? FillEvent(random) : FillCyclic(random);
+  Fill(random);
 }
 
-/// A running counter of four bits, signals of 16 bits that change slowly, and a sum at the end.
-void CanMessage::FillCyclic(Random& random) {
-  const size_t length = Current.DataLength;
-  Current.Data[0] = static_cast<unsigned char>((Current.Data[0] & 0xF0) | (Counter & 0x0F));
-  for (size_t i = 1; i + 2 < std::min<size_t>(length, 16); i += 2) Walk(i, random);
-  if (length < 2) return;
-  unsigned int sum = 0;
-  for (size_t i = 0; i + 1 < length; ++i) sum += Current.Data[i];
-  Current.Data[length - 1] = static_cast<unsigned char>(sum);
-}
-
-/// Changes a little-endian signal by at most 8, every other time not at all; it stays within its 16 bits.
-void CanMessage::Walk(size_t index, Random& random) {
-  if (random.Below(2) == 0) return;
-  const uint64_t value = Current.Data[index] + 256u * Current.Data[index + 1];
-  const uint64_t moved = std::clamp<uint64_t>(value + random.Below(17), 8, 0xFFFF + 8) - 8;
-  Current.Data[index] = static_cast<unsigned char>(moved & 0xFF);
-  Current.Data[index + 1] = static_cast<unsigned char>(moved >> 8);
-}
-
-/// What an event tells differs every time.
-void CanMessage::FillEvent(Random& random) {
-  std::generate_n(Current.Data, Current.DataLength, [&] { return random.Byte(); });
-  Current.Data[0] = static_cast<unsigned char>(Counter);
+void CanMessage::Fill(Random& random) {
+  const std::span data(Current.Data, Current.DataLength);
+  Event ? FillEventData(data, Counter, random) : UpdateCyclicData(data, Counter, random);
 }
 
 std::vector<CanMessage> PlanMessages(uint64_t budget, Random& random) { return Planner(budget, random).Plan(); }

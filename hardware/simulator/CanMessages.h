@@ -26,9 +26,7 @@ class CanMessage {
   void Sent(Random& random);
 
  private:
-  void FillCyclic(Random& random);
-  void FillEvent(Random& random);
-  void Walk(size_t index, Random& random);
+  void Fill(Random& random);
 
   CanItem Current;
   uint64_t Period;

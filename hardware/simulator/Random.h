@@ -24,6 +24,9 @@ class Random {
     return static_cast<uint64_t>(Wide{Next()} * bound >> 64);
   }
 
+  /// Half of the mean to one and a half; the mean is not 0.
+  uint64_t Around(uint64_t mean) { return mean / 2 + Below(mean); }
+
   unsigned char Byte() { return static_cast<unsigned char>(Next() >> 56); }
 
  private:

@@ -10,6 +10,9 @@
 #include "ScriptedPort.h"
 #include "SourceText.h"
 #include "SyntheticCan.h"
+#include "SyntheticEthernet.h"
+#include "SyntheticFlexRay.h"
+#include "SyntheticLin.h"
 #include "TrafficPort.h"
 #include "qor_api.h"
 
@@ -65,32 +68,64 @@ void RefusePath(const SourceText& source) {
 
 // ---- The kinds: what each reads from its options, the port that it makes, the sources that it stands for ------------
 
-struct CanOptions {
-  SyntheticCanSettings Bus;
+/// A made-up bus.
+struct SyntheticBus {
+  unsigned char InterfaceType;
+  std::optional<unsigned int> UsualLoad;  // percent; nothing for a bus whose schedule gives its load
+  std::unique_ptr<ItemSource> (*Make)(const SyntheticSettings& settings, unsigned int load);
+};
+constexpr SyntheticBus kCan = {QOR_INTERFACE_CAN, kUsualCanLoad, MakeSyntheticCan};
+constexpr SyntheticBus kEthernet = {QOR_INTERFACE_ETHERNET, kUsualEthernetLoad, MakeSyntheticEthernet};
+constexpr SyntheticBus kFlexRay = {QOR_INTERFACE_FLEXRAY, std::nullopt,
+                                   [](const auto& settings, unsigned int) { return MakeSyntheticFlexRay(settings); }};
+constexpr SyntheticBus kLin = {QOR_INTERFACE_LIN, std::nullopt,
+                               [](const auto& settings, unsigned int) { return MakeSyntheticLin(settings); }};
+
+struct SyntheticOptions {
+  SyntheticSettings Bus;
+  unsigned int Load = 0;  // percent, of a bus that takes it
   TrafficSettings Traffic;
 };
 
-CanOptions TakeCan(const SourceText& source) {
+SyntheticOptions TakeSynthetic(const SourceText& source, std::optional<unsigned int> usualLoad) {
   RefusePath(source);
   OptionReader options(source);
-  CanOptions taken;
+  SyntheticOptions taken;
   taken.Bus.Seed = options.TakeUnsigned("seed", 0, std::numeric_limits<uint64_t>::max(), taken.Bus.Seed);
   taken.Bus.Duration = options.TakeDuration("duration");
-  taken.Bus.Load = static_cast<unsigned int>(options.TakeUnsigned("load", 1, 100, taken.Bus.Load));
+  if (usualLoad) taken.Load = static_cast<unsigned int>(options.TakeUnsigned("load", 1, 100, *usualLoad));
   taken.Traffic = TakeTrafficSettings(options);
   options.Finish();
   return taken;
 }
 
-std::shared_ptr<Port> MakeCan(const SourceText& source, const PortContext& context) {
-  const CanOptions options = TakeCan(source);
-  return std::make_shared<TrafficPort>(QOR_INTERFACE_CAN, context.Instance, MakeSyntheticCan(options.Bus),
+template <const SyntheticBus& kBus>
+std::shared_ptr<Port> MakeSynthetic(const SourceText& source, const PortContext& context) {
+  const SyntheticOptions options = TakeSynthetic(source, kBus.UsualLoad);
+  return std::make_shared<TrafficPort>(kBus.InterfaceType, context.Instance, kBus.Make(options.Bus, options.Load),
                                        options.Traffic, context.SharedClock);
 }
 
-std::vector<std::string> ExpandCan(const SourceText& source) {
-  TakeCan(source);
+template <const SyntheticBus& kBus>
+std::vector<std::string> ExpandSynthetic(const SourceText& source) {
+  TakeSynthetic(source, kBus.UsualLoad);
   return {ToText(source)};
+}
+
+std::shared_ptr<Port> MakeVehicle(const SourceText&, const PortContext&) {
+  throw SourceError("A vehicle has four buses: expand the source, or open can, lin, flexray and ethernet.");
+}
+
+/// What its buses have in common can be said for all of them at once.
+std::vector<std::string> ExpandVehicle(const SourceText& source) {
+  TakeSynthetic(source, {});
+  std::vector<std::string> sources;
+  for (const char* bus : {"can", "lin", "flexray", "ethernet"}) {
+    SourceText one = source;
+    one.Kind = bus;
+    sources.push_back(ToText(one));
+  }
+  return sources;
 }
 
 struct CandumpOptions {
@@ -244,8 +279,15 @@ struct Kind {
   std::vector<std::string> (*Expand)(const SourceText&);
 };
 constexpr Kind kKinds[] = {
-    {"can", MakeCan, ExpandCan},    {"candump", MakeCandump, ExpandCandump}, {"csv", MakeCsv, ExpandCsv},
-    {"pcap", MakePcap, ExpandPcap}, {"script", MakeScript, ExpandScript},
+    {"can", MakeSynthetic<kCan>, ExpandSynthetic<kCan>},
+    {"candump", MakeCandump, ExpandCandump},
+    {"csv", MakeCsv, ExpandCsv},
+    {"ethernet", MakeSynthetic<kEthernet>, ExpandSynthetic<kEthernet>},
+    {"flexray", MakeSynthetic<kFlexRay>, ExpandSynthetic<kFlexRay>},
+    {"lin", MakeSynthetic<kLin>, ExpandSynthetic<kLin>},
+    {"pcap", MakePcap, ExpandPcap},
+    {"script", MakeScript, ExpandScript},
+    {"vehicle", MakeVehicle, ExpandVehicle},
 };
 
 const Kind& FindKind(const std::string& name) {

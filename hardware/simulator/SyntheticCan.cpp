@@ -6,7 +6,7 @@
 
 #include "CanBusTiming.h"
 #include "CanMessages.h"
-#include "Random.h"
+#include "MessageData.h"
 
 namespace qor_sim {
 namespace {
@@ -17,25 +17,22 @@ constexpr uint64_t kErrorShare = 200;                 // millionths of the bus, 
 constexpr unsigned char kErrorKinds = 7;
 constexpr uint64_t kEsiOneIn = 50;  // CAN FD frames
 
-class SyntheticCan final : public ItemSource {
+class SyntheticCan final : public SyntheticSource {
  public:
-  explicit SyntheticCan(const SyntheticCanSettings& settings)
-      : Numbers(settings.Seed),
-        End(settings.Duration.value_or(std::numeric_limits<uint64_t>::max())),
-        Messages(PlanMessages(uint64_t{settings.Load} * 10'000 - kErrorShare, Numbers)),
-        NextError(Spread(kErrorInterval)),
-        NextTrigger(Spread(kTriggerInterval)) {
+  SyntheticCan(const SyntheticSettings& settings, unsigned int load)
+      : SyntheticSource(settings, 0),
+        Messages(PlanMessages(uint64_t{load} * 10'000 - kErrorShare, Numbers)),
+        ErrorTimes(kErrorInterval, Numbers),
+        TriggerTimes(kTriggerInterval, Numbers) {
     Advance();
   }
-
-  const Item* Peek() override { return Current.Timestamp < End ? &Current : nullptr; }
 
   void Advance() override {
     CanMessage& message = NextToSend();
     const uint64_t start = std::max(BusFree, message.Ready());
-    if (NextTrigger <= start) {
+    if (TriggerTimes.Next() <= start) {
       EmitTrigger();
-    } else if (NextError <= start) {
+    } else if (ErrorTimes.Next() <= start) {
       EmitError(message, start);
     } else {
       EmitFrame(message, start);
@@ -43,9 +40,6 @@ class SyntheticCan final : public ItemSource {
   }
 
  private:
-  /// Half the mean to one and a half.
-  uint64_t Spread(uint64_t mean) { return mean / 2 + Numbers.Below(mean); }
-
   /// Of the messages that wait when the bus is free, or first after that, the one with the highest priority.
   CanMessage& NextToSend() {
     uint64_t earliest = std::numeric_limits<uint64_t>::max();
@@ -77,7 +71,7 @@ class SyntheticCan final : public ItemSource {
     item.Data[0] = static_cast<unsigned char>(1 + Errors++ % kErrorKinds);
     Emit(item, start + kCanErrorDelay);
     BusFree = start + kCanErrorDelay + kCanErrorLength;
-    NextError = BusFree + Spread(kErrorInterval);
+    ErrorTimes.GoOn(BusFree);
   }
 
   /// A rising edge, a falling edge and a user event in turn; they take no time on the bus.
@@ -87,35 +81,31 @@ class SyntheticCan final : public ItemSource {
     const auto kind = static_cast<unsigned char>(Triggers++ % 3);
     item.DataLength = kind > kCanFallingEdge ? 4 : 1;
     item.Dlc = item.DataLength;
-    std::generate_n(item.Data, item.DataLength, [this] { return Numbers.Byte(); });
+    FillRandomly({item.Data, item.DataLength}, Numbers);
     item.Data[0] = kind;
-    const uint64_t time = NextTrigger;
-    NextTrigger += Spread(kTriggerInterval);
+    const uint64_t time = TriggerTimes.Next();
+    TriggerTimes.GoOn(time);
     Emit(item, time);
   }
 
   void Emit(CanItem& item, uint64_t time) {
     item.Timestamp = time;
     EncodeCanItem(item, Current.Bytes);
-    Current.Due = time;
-    Current.Timestamp = time;
+    SetTime(time);
   }
 
-  Random Numbers;
-  const uint64_t End;  // ns
   std::vector<CanMessage> Messages;
   uint64_t BusFree = 0;  // ns; the last frame has left the bus
-  uint64_t NextError;
-  uint64_t NextTrigger;
+  IrregularTimes ErrorTimes;
+  IrregularTimes TriggerTimes;
   unsigned int Errors = 0;
   unsigned int Triggers = 0;
-  Item Current;
 };
 
 }  // namespace
 
-std::unique_ptr<ItemSource> MakeSyntheticCan(const SyntheticCanSettings& settings) {
-  return std::make_unique<SyntheticCan>(settings);
+std::unique_ptr<ItemSource> MakeSyntheticCan(const SyntheticSettings& settings, unsigned int load) {
+  return std::make_unique<SyntheticCan>(settings, load);
 }
 
 }  // namespace qor_sim

@@ -96,7 +96,8 @@ unsigned int Qor_Sim_ClosePort(unsigned int portHandle);
 
 /**
  * Splits a source into sources of one bus each, as Qor_Sim_OpenPort wants them: a recording of several interfaces gives
- * one line each, in order of their names, which share the file's time origin; other sources come back as they are.
+ * one line each, in order of their names, which share the file's time origin; a vehicle gives its four buses with its
+ * options; other sources come back as they are.
  *
  * @param text    out: the sources, each closed by a newline; zero-terminated
  * @param length  in: capacity of text, bytes; out: bytes needed, zero included (also with QOR_SIM_ERROR_CAPACITY)

@@ -42,7 +42,9 @@ TEST(OpenPort, RefusesMalformedSourcesWithASentence) {
   };
   constexpr Case kCases[] = {
       {"", "The source \"\" names no kind, such as can or candump."},
-      {"usb", "There is no kind of source \"usb\"; there are can, candump, csv, pcap, script."},
+      {"usb",
+       "There is no kind of source \"usb\"; there are can, candump, csv, ethernet, flexray, lin, pcap, script, "
+       "vehicle."},
       {"can:file", "A source of the kind can takes no file."},
       {"script:file", "A source of the kind script takes no file."},
       {"candump", "A source of the kind candump needs a file: candump:PATH."},
@@ -59,6 +61,8 @@ TEST(OpenPort, RefusesMalformedSourcesWithASentence) {
       {"script?speed=max", "A source of the kind script has no option \"speed\"."},
       {"can?load=0", "The option load can't be \"0\": it takes a number from 1 to 100."},
       {"can?load=101", "The option load can't be \"101\": it takes a number from 1 to 100."},
+      {"vehicle?seed=7", "A vehicle has four buses: expand the source, or open can, lin, flexray and ethernet."},
+      {"lin?load=5", "A source of the kind lin has no option \"load\"."},
       {"can?load=", "The option load can't be \"\": it takes a value."},
       {"can?seed=18446744073709551616",
        "The option seed can't be \"18446744073709551616\": it takes a number from 0 to 18446744073709551615."},
@@ -163,11 +167,22 @@ TEST(ExpandSource, RecordingOfSeveralBusesAndChannelsGivesOneSourceEach) {
   }
 }
 
+TEST(ExpandSource, VehicleGivesItsFourBusesWithItsOptions) {
+  EXPECT_EQ(Expanded("vehicle"), "can\nlin\nflexray\nethernet\n");
+  EXPECT_EQ(Expanded("vehicle?seed=7&duration=10m&speed=max&buffer=5"),
+            "can?seed=7&duration=10m&speed=max&buffer=5\n"
+            "lin?seed=7&duration=10m&speed=max&buffer=5\n"
+            "flexray?seed=7&duration=10m&speed=max&buffer=5\n"
+            "ethernet?seed=7&duration=10m&speed=max&buffer=5\n");
+}
+
 TEST(ExpandSource, OtherSourcesComeBackAsTheyAre) {
   const TextFile one("(5.0) can1 001#\n"), two("(5.0) can1 001#\n(5.0) can2 001#\n");
   for (const std::string& source :
-       {std::string("can"), std::string("can?seed=5&load=20"), std::string("script?type=9"), "candump:" + one.Path,
-        "candump:" + two.Path + "?interface=can2&speed=max", "pcap:" + one.Path + "?speed=max&origin=absolute"}) {
+       {std::string("can"), std::string("can?seed=5&load=20"), std::string("lin?seed=5"),
+        std::string("flexray?speed=2"), std::string("ethernet?load=9"), std::string("script?type=9"),
+        "candump:" + one.Path, "candump:" + two.Path + "?interface=can2&speed=max",
+        "pcap:" + one.Path + "?speed=max&origin=absolute"}) {
     EXPECT_EQ(Expanded(source), source + "\n");
   }
 }
@@ -190,8 +205,9 @@ TEST(ExpandSource, SaysHowMuchRoomItNeeds) {
 TEST(ExpandSource, RefusesWhatCanNotBeOpened) {
   char text[100];
   unsigned int length = sizeof text;
-  for (const char* source : {"usb", "can?load=0", "script?x=1", "candump:/no/such", "candump:x?speed=0",
-                             "pcap:/no/such", "pcap:x?origin=y", "csv:/no/such"}) {
+  for (const char* source :
+       {"usb", "can?load=0", "script?x=1", "candump:/no/such", "candump:x?speed=0", "vehicle?load=5", "vehicle:x",
+        "vehicle?speed=0", "pcap:/no/such", "pcap:x?origin=y", "csv:/no/such"}) {
     EXPECT_EQ(Qor_Sim_ExpandSource(source, text, &length), unsigned{QOR_SIM_ERROR_SOURCE}) << source;
   }
 }
