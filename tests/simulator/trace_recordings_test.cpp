@@ -20,8 +20,6 @@ namespace {
 using Bytes = std::vector<unsigned char>;
 const std::filesystem::path kFolder = QOR_RECORDINGS_DIR;
 
-std::string Show(const Bytes& bytes) { return testing::PrintToString(bytes); }
-
 /// A record of the trace from its bus type on, with its time.
 struct Traced {
   unsigned long Time = 0;
@@ -131,6 +129,12 @@ std::vector<Packet> ReadPcap(const std::filesystem::path& path) {
   return packets;
 }
 
+/// A field of a packed record, which a reference may not be bound to.
+template <class T>
+T Value(T field) {
+  return field;
+}
+
 // ---- What a record holds -------------------------------------------------------------------------------------------------
 
 /// Flags of a LIN record by the kind of the line.
@@ -151,11 +155,11 @@ void ExpectLin(const Traced& traced, const std::array<std::string, 8>& row) {
   std::memcpy(&lin, traced.Payload.data(), sizeof lin);
   Bytes expected = FromHex(data);
   if (!crc.empty()) expected.push_back(static_cast<unsigned char>(std::stoi(crc)));
-  EXPECT_EQ(lin.Flags, LinFlags(kind));
-  EXPECT_EQ(lin.Identifier & 0x3F, NumberOr0(id));
-  EXPECT_EQ(lin.DataLength, expected.size());
+  EXPECT_EQ(Value(lin.Flags), LinFlags(kind));
+  EXPECT_EQ(Value(lin.Identifier) & 0x3F, NumberOr0(id));
+  EXPECT_EQ(Value(lin.DataLength), expected.size());
   // The ninth byte of a long frame lies in Pad.
-  EXPECT_EQ(Show({traced.Payload.begin() + 7, traced.Payload.begin() + 7 + lin.DataLength}), Show(expected));
+  EXPECT_EQ(Bytes(traced.Payload.begin() + 7, traced.Payload.begin() + 7 + lin.DataLength), expected);
   EXPECT_EQ(1'000'000'000 / (lin.BitTime >> 3), 19200U);
 }
 
@@ -175,15 +179,15 @@ void ExpectFlexRay(const Traced& traced, const std::array<std::string, 8>& row) 
   Qor_Trace_Entry_FlexRay_t frame;
   ASSERT_GE(traced.Payload.size(), kHead);
   std::memcpy(&frame, traced.Payload.data(), kHead);
-  EXPECT_EQ(frame.ItemType, QOR_TRACE_FLEXRAY_RECEIVED);
-  EXPECT_EQ(frame.ItemTimestamp, std::stoul(time));
-  EXPECT_EQ(frame.Channel, channel == "B" ? 1 : 0);
-  EXPECT_EQ(frame.FrameFlags, FlexRayFlags(flags));
-  EXPECT_EQ(frame.SlotId, std::stoul(id));
-  EXPECT_EQ(frame.Cycle, std::stoul(cycle));
-  EXPECT_EQ(frame.HeaderCrc, std::stoul(crc));
-  EXPECT_EQ(frame.PayloadLength * 4U, data.size());
-  EXPECT_EQ(Show({traced.Payload.begin() + kHead, traced.Payload.end()}), Show(FromHex(data)));
+  EXPECT_EQ(Value(frame.ItemType), QOR_TRACE_FLEXRAY_RECEIVED);
+  EXPECT_EQ(Value(frame.ItemTimestamp), std::stoul(time));
+  EXPECT_EQ(Value(frame.Channel), channel == "B" ? 1 : 0);
+  EXPECT_EQ(Value(frame.FrameFlags), FlexRayFlags(flags));
+  EXPECT_EQ(Value(frame.SlotId), std::stoul(id));
+  EXPECT_EQ(Value(frame.Cycle), std::stoul(cycle));
+  EXPECT_EQ(Value(frame.HeaderCrc), std::stoul(crc));
+  EXPECT_EQ(Value(frame.PayloadLength) * 4U, data.size());
+  EXPECT_EQ(Bytes(traced.Payload.begin() + kHead, traced.Payload.end()), FromHex(data));
 }
 
 void ExpectEthernet(const Traced& traced, const Packet& packet) {
@@ -193,11 +197,11 @@ void ExpectEthernet(const Traced& traced, const Packet& packet) {
   Qor_Trace_Entry_Ethernet_t frame;
   ASSERT_GE(traced.Payload.size(), kHead);
   std::memcpy(&frame, traced.Payload.data(), kHead);
-  EXPECT_EQ(frame.ItemType, QOR_TRACE_ETHERNET_FRAME);
-  EXPECT_EQ(frame.ItemTimestamp, packet.Time);
-  EXPECT_EQ(frame.Flags, 0);
-  EXPECT_EQ(frame.FrameLength, packet.Frame.size());
-  EXPECT_EQ(Show({traced.Payload.begin() + kHead, traced.Payload.end()}), Show(packet.Frame));
+  EXPECT_EQ(Value(frame.ItemType), QOR_TRACE_ETHERNET_FRAME);
+  EXPECT_EQ(Value(frame.ItemTimestamp), packet.Time);
+  EXPECT_EQ(Value(frame.Flags), 0);
+  EXPECT_EQ(Value(frame.FrameLength), packet.Frame.size());
+  EXPECT_EQ(Bytes(traced.Payload.begin() + kHead, traced.Payload.end()), packet.Frame);
 }
 
 /// Compares a trace with what a file holds, in order of time, until something differs.
