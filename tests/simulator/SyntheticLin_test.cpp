@@ -94,7 +94,7 @@ TEST(SyntheticLin, HasEveryKindOfItemWithinThreeMinutes) {
       rising += Has(frame, kLinTrigger) && frame.Identifier == kLinRisingEdge ? 1 : 0;
       falling += Has(frame, kLinTrigger) && frame.Identifier == kLinFallingEdge ? 1 : 0;
     }
-    for (const unsigned int flags : {0x00, 0x40, 0x01, 0x02, 0x04, 0x48, 0x10, 0x20, 0x60}) {
+    for (const unsigned int flags : {0x00u, 0x40u, 0x01u, 0x02u, 0x04u, 0x48u, 0x10u, 0x20u, 0x60u}) {
       EXPECT_GT(kinds[flags], 0u) << std::hex << flags;
     }
     EXPECT_EQ(kinds.size(), 9u);
