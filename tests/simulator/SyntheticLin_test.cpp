@@ -90,7 +90,7 @@ TEST(SyntheticLin, HasEveryKindOfItemWithinThreeMinutes) {
     unsigned int unanswered = 0, rising = 0, falling = 0;
     for (const auto& frame : Bus(seed, kRun)) {
       ++kinds[frame.Flags];
-      unanswered += frame.Flags == 0 && frame.DataLength == 0 ? 1 : 0;
+      unanswered += Has(frame, kLinTransmitError) && frame.DataLength == 0 ? 1 : 0;
       rising += Has(frame, kLinTrigger) && frame.Identifier == kLinRisingEdge ? 1 : 0;
       falling += Has(frame, kLinTrigger) && frame.Identifier == kLinFallingEdge ? 1 : 0;
     }
@@ -99,6 +99,7 @@ TEST(SyntheticLin, HasEveryKindOfItemWithinThreeMinutes) {
     }
     EXPECT_EQ(kinds.size(), 9u);
     EXPECT_GT(unanswered, 0u);
+    EXPECT_GT(kinds[kLinTransmitError | kLinTransmitted], unanswered);  // others were sent with an error
     EXPECT_GT(rising, 0u);
     EXPECT_GT(falling, 0u);
   }
