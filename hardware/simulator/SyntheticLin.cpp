@@ -113,7 +113,8 @@ class SyntheticLin final : public SyntheticSource {
         frame.Flags |= kLinSyncError;
         frame.DataLength = 0;
         break;
-      case NoResponse:
+      case NoResponse:  // a header without effect
+        frame.Flags |= kLinTransmitError | kLinTransmitted;
         frame.DataLength = 0;
         break;
       case TransmitError:

@@ -144,7 +144,7 @@ TEST(SyntheticFlexRay, HasEveryKindOfItemWithinTwoMinutes) {
     EXPECT_EQ(frameChannels, (std::set<unsigned int>{0, 1, 2}));
     EXPECT_EQ(errors.size(), 12u);  // four kinds on A, B and both
     // Usual, preamble, null, sync, startup with sync, and that as a null frame.
-    for (const unsigned int set : {0x00, 0x02, 0x04, 0x08, 0x18, 0x1C}) EXPECT_EQ(flags.count(set), 1u) << set;
+    for (const unsigned int set : {0x00u, 0x02u, 0x04u, 0x08u, 0x18u, 0x1Cu}) EXPECT_EQ(flags.count(set), 1u) << set;
   }
 }
 

@@ -90,15 +90,16 @@ TEST(SyntheticLin, HasEveryKindOfItemWithinThreeMinutes) {
     unsigned int unanswered = 0, rising = 0, falling = 0;
     for (const auto& frame : Bus(seed, kRun)) {
       ++kinds[frame.Flags];
-      unanswered += frame.Flags == 0 && frame.DataLength == 0 ? 1 : 0;
+      unanswered += Has(frame, kLinTransmitError) && frame.DataLength == 0 ? 1 : 0;
       rising += Has(frame, kLinTrigger) && frame.Identifier == kLinRisingEdge ? 1 : 0;
       falling += Has(frame, kLinTrigger) && frame.Identifier == kLinFallingEdge ? 1 : 0;
     }
-    for (const unsigned int flags : {0x00, 0x40, 0x01, 0x02, 0x04, 0x48, 0x10, 0x20, 0x60}) {
+    for (const unsigned int flags : {0x00u, 0x40u, 0x01u, 0x02u, 0x04u, 0x48u, 0x10u, 0x20u, 0x60u}) {
       EXPECT_GT(kinds[flags], 0u) << std::hex << flags;
     }
     EXPECT_EQ(kinds.size(), 9u);
     EXPECT_GT(unanswered, 0u);
+    EXPECT_GT(kinds[kLinTransmitError | kLinTransmitted], unanswered);  // others were sent with an error
     EXPECT_GT(rising, 0u);
     EXPECT_GT(falling, 0u);
   }
