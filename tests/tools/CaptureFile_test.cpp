@@ -67,16 +67,17 @@ TEST_F(CaptureFileTest, NameThatIsTakenByAFolderKeepsThePackets) {
 TEST_F(CaptureFileTest, WhatItCannotHoldIsNamed) {
   CaptureWriter writer(Path, {});
   Put(writer, RecordOf(test::CanItem().Data({1})));
-  EXPECT_EQ(writer.OmissionText(), "");
-  EXPECT_EQ(writer.OmissionJson(), nlohmann::json::object());
+  EXPECT_EQ(writer.ShortfallText(), "");
+  nlohmann::json json;
+  writer.AddJson(json);
+  EXPECT_EQ(json["omitted"], nlohmann::json::object());
   Put(writer, RecordOf(test::CanItem().RisingEdge()));
   Put(writer, RecordOf(test::CanItem().FallingEdge()));
   Put(writer, RecordOf(test::LinItem().Event()));
   EXPECT_EQ(writer.Omitted(), 3u);
-  EXPECT_EQ(writer.OmissionText(), Path +
-                                       ": NOT IN IT, as no packet can hold them: 2 CAN log-trigger events, "
-                                       "1 LIN trigger events\n");
-  EXPECT_EQ(writer.OmissionJson(), nlohmann::json({{"CAN log-trigger events", 2}, {"LIN trigger events", 1}}));
+  EXPECT_EQ(writer.ShortfallText(), ", as no packet can hold them: 2 CAN log-trigger events, 1 LIN trigger events");
+  writer.AddJson(json);
+  EXPECT_EQ(json["omitted"], nlohmann::json({{"CAN log-trigger events", 2}, {"LIN trigger events", 1}}));
 }
 
 TEST_F(CaptureFileTest, PacketsOfTheLibrarysExportAreCountedInPiecesOfAnySize) {
@@ -115,9 +116,8 @@ TEST_F(CaptureFileTest, TheLibrarysExportTellsWhatIsNotInMemory) {
   EXPECT_TRUE(capture.Finish());
   EXPECT_EQ(Contents(Path).size(), 72u);
   EXPECT_EQ(capture.Missing(), 2u);
-  EXPECT_EQ(capture.MissingText(), Path +
-                                       ": NOT IN IT: 2 of 2 Ethernet entries, which had been moved to the swap file; "
-                                       "raise --memory-limit\n");
+  EXPECT_EQ(capture.ShortfallText(),
+            ": 2 of 2 Ethernet entries, which had been moved to the swap file; raise --memory-limit");
 }
 
 TEST_F(CaptureFileTest, WithoutAnExportTheFileKeepsItsTemporaryName) {

@@ -53,25 +53,23 @@ unsigned long CaptureWriter::Omitted() const {
   return entries;
 }
 
-std::string CaptureWriter::OmissionText() const {
+std::string CaptureWriter::ShortfallText() const {
   std::string kinds;
   for (std::size_t kind = 0; kind < OmissionCount; ++kind) {
     const auto omission = static_cast<Omission>(kind);
     if (Writer.Omitted(omission) == 0) continue;
-    kinds += fmt::format("{}{} {}", kinds.empty() ? "" : ", ", Writer.Omitted(omission), Name(omission));
+    kinds += fmt::format("{}{} {}", kinds.empty() ? ", as no packet can hold them: " : ", ", Writer.Omitted(omission),
+                         Name(omission));
   }
-  if (kinds.empty()) return "";
-  return fmt::format("{}: NOT IN IT, as no packet can hold them: {}\n",
-                     File.IsStandardOutput() ? "standard output" : File.Path(), kinds);
+  return kinds;
 }
 
-nlohmann::json CaptureWriter::OmissionJson() const {
-  nlohmann::json json = nlohmann::json::object();
+void CaptureWriter::AddJson(nlohmann::json& json) const {
+  nlohmann::json& omitted = json["omitted"] = nlohmann::json::object();
   for (std::size_t kind = 0; kind < OmissionCount; ++kind) {
     const auto omission = static_cast<Omission>(kind);
-    if (Writer.Omitted(omission) > 0) json[Name(omission)] = Writer.Omitted(omission);
+    if (Writer.Omitted(omission) > 0) omitted[Name(omission)] = Writer.Omitted(omission);
   }
-  return json;
 }
 
 namespace {
@@ -180,11 +178,12 @@ void ExportedCapture::WritePart(const unsigned char* bytes, std::size_t size) {
   Blocks.Feed(bytes, size);
 }
 
-std::string ExportedCapture::MissingText() const {
+std::string ExportedCapture::ShortfallText() const {
   if (Missing() == 0) return "";
-  return fmt::format("{}: NOT IN IT: {} of {}, which had been moved to the swap file; raise --memory-limit\n",
-                     File.IsStandardOutput() ? "standard output" : File.Path(), Missing(),
+  return fmt::format(": {} of {}, which had been moved to the swap file; raise --memory-limit", Missing(),
                      FormatCount(Exportable, "Ethernet entry", "Ethernet entries"));
 }
+
+void ExportedCapture::AddJson(nlohmann::json& json) const { json["missing"] = Missing(); }
 
 }  // namespace client

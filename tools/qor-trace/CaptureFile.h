@@ -34,8 +34,7 @@ class CaptureWriter : public StreamOutput {
   /// Writes what is left, to a file once a second at the most. A failure shows at the next entry.
   void Pause() override;
 
-  /// Items that each channel lost before they came into the trace; for Finish.
-  void SetLost(const std::map<unsigned int, unsigned long>& itemsByChannel);
+  void SetLost(const std::map<unsigned int, unsigned long>& itemsByChannel) override;
   /// Writes the counts of the channels and what is left, and gives the file its name. False as for Take.
   bool Finish() override;
 
@@ -43,10 +42,9 @@ class CaptureWriter : public StreamOutput {
   const std::string& Path() const { return File.Path(); }
   /// Entries that the file can't hold.
   unsigned long Omitted() const;
-  /// A line for people that says what the file can't hold, closed by a newline; empty if it holds all that was asked for.
-  std::string OmissionText() const;
+  std::string ShortfallText() const override;
   /// Number by kind, of those that were met.
-  nlohmann::json OmissionJson() const;
+  void AddJson(nlohmann::json& json) const override;
 
  private:
   class FileSink : public ByteSink {
@@ -98,17 +96,16 @@ class ExportedCapture : public StreamOutput {
   explicit ExportedCapture(std::string path) : File(std::move(path)) {}
 
   bool Take(const unsigned char* record, unsigned int length) override;
-  /// Lets the monitor export and writes what comes; the monitor is stopped.
-  /// Failure: Failure when the export fails. A failed write is told by Error.
-  void Export(Monitor& monitor);
+  /// Writes what the monitor exports. A failed write is told by Error.
+  void Export(Monitor& monitor) override;
   /// Without a whole export the file keeps its temporary name.
   bool Finish() override { return Exported && File.Complete(); }
 
   const std::string& Error() const override { return File.Error(); }
   /// Ethernet entries that are not in the file, since they were moved to the swap file.
   unsigned long Missing() const { return Exportable - std::min(Exportable, Blocks.Packets()); }
-  /// A line for people that says so, closed by a newline; empty if none is missing.
-  std::string MissingText() const;
+  std::string ShortfallText() const override;
+  void AddJson(nlohmann::json& json) const override;
 
  private:
   void Copy(int pipe);

@@ -14,6 +14,7 @@ using Action = std::function<int(Signals&)>;
 
 /// @param action  set when the subcommand is chosen
 void AddRecordCommand(CLI::App& app, Action& action);
+void AddConvertCommand(CLI::App& app, Action& action);
 void AddListCommand(CLI::App& app, Action& action);
 
 }  // namespace client

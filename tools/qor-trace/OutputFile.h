@@ -3,6 +3,8 @@
 #define QOR_TRACE_OUTPUTFILE_H
 
 #include <cstddef>
+#include <map>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 
 #include "Entry.h"
@@ -51,13 +53,24 @@ class OutputFile {
   std::string Sentence;
 };
 
-/// An output that takes entries as they come.
+class Monitor;
+
+/// An output: takes entries as they come, or is written by a monitor in the end.
 class StreamOutput : public EntrySink {
  public:
+  /// Items that each channel lost before they came into the trace; before Finish.
+  virtual void SetLost(const std::map<unsigned int, unsigned long>& /*itemsByChannel*/) {}
+  /// Lets the stopped monitor write what only it can write; before Finish.
+  /// Failure: Failure when that fails.
+  virtual void Export(Monitor& /*monitor*/) {}
   /// Writes what is left and gives the file its name. False if that or an earlier write failed.
   virtual bool Finish() = 0;
   /// The sentence that says what failed; empty if nothing did.
   virtual const std::string& Error() const = 0;
+  /// What the output can't hold, to go on behind "NOT IN IT"; empty if it holds all that was asked for.
+  virtual std::string ShortfallText() const { return ""; }
+  /// Adds that, and what else there is to know about the output.
+  virtual void AddJson(nlohmann::json& /*json*/) const {}
 };
 
 }  // namespace client

@@ -108,6 +108,12 @@ void CheckWritable(const Output& output) {
   if (access(path.parent_path().c_str(), W_OK | X_OK) != 0) fail(errno);
 }
 
+std::string FolderOf(const std::vector<Output>& outputs, const std::string& fallback) {
+  const auto file =
+      std::find_if(outputs.begin(), outputs.end(), [](const Output& output) { return !output.Path.empty(); });
+  return file == outputs.end() ? fallback : std::filesystem::path(file->Path).parent_path().string();
+}
+
 bool UsesStandardOutput(const std::vector<Output>& outputs) {
   return std::any_of(outputs.begin(), outputs.end(), [](const Output& output) { return output.Path.empty(); });
 }

@@ -37,6 +37,13 @@ struct CaptureOptions {
   bool Any() const { return EthernetOnly || AsExported; }
 };
 
+/// What a command is to write.
+struct OutputPlan {
+  std::vector<Output> Outputs;
+  AscOptions Asc;
+  CaptureOptions Capture;
+};
+
 /// Finds out what was asked for before anything is done.
 ///
 /// @param names     as typed: by extension .bin, .asc or .pcapng, or "-" for standard output
@@ -49,6 +56,9 @@ std::vector<Output> PlanOutputs(const std::vector<std::string>& names, const Asc
 
 /// Throws a Failure if an output can't be written: its folder is missing, it is a folder itself, or permission lacks.
 void CheckWritable(const Output& output);
+
+/// The folder of the first output that is a file, or else the fallback.
+std::string FolderOf(const std::vector<Output>& outputs, const std::string& fallback);
 
 bool UsesStandardOutput(const std::vector<Output>& outputs);
 

@@ -50,14 +50,7 @@ Recorder::Recorder(const RecordingOptions& options, const std::vector<Source>& s
       Drained(TraceMonitor.Handle(), DrainBuffer),
       Counts(options.Rates),
       SlowestSpeed(SlowestOf(sources)) {
-  // The folder is the one thing that would stay behind when a second Ctrl-C or an error on a library thread ends the
-  // process.
-  const auto removeSwap = [path = Swap.Path()] {
-    std::error_code ignored;
-    std::filesystem::remove_all(path, ignored);
-  };
-  StopSignals.SetLastWish(removeSwap);
-  Reports::SetLastWish(removeSwap);
+  RemoveAtTheEnd(Swap, StopSignals);
   for (const Source& source : sources) {
     Ports.emplace_back(source);
     ChannelNumbers.push_back(TraceMonitor.AddChannel(Ports.back()));

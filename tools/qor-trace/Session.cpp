@@ -52,6 +52,15 @@ SwapFolder::~SwapFolder() {
   std::filesystem::remove_all(Folder, ignored);
 }
 
+void RemoveAtTheEnd(const SwapFolder& folder, Signals& signals) {
+  const auto remove = [path = folder.Path()] {
+    std::error_code ignored;
+    std::filesystem::remove_all(path, ignored);
+  };
+  signals.SetLastWish(remove);
+  Reports::SetLastWish(remove);
+}
+
 Monitor::Monitor() {
   const std::size_t mark = Reports::Mark();
   Reports::Check(Qor_Trace_Allocate(0, &MonitorHandle), "Cannot make a monitor", mark);
@@ -59,8 +68,8 @@ Monitor::Monitor() {
 
 Monitor::~Monitor() { Qor_Trace_Delete(MonitorHandle); }
 
-unsigned int Monitor::AddChannel(const Port& port) {
-  const Qor_Trace_AddChannel_Request_t request{0, port.Handle(), 0};
+unsigned int Monitor::AddChannel(const Port& port, unsigned int number) {
+  const Qor_Trace_AddChannel_Request_t request{0, port.Handle(), number};
   Qor_Trace_AddChannel_Response_t response{};
   const std::size_t mark = Reports::Mark();
   Reports::Check(Qor_Trace_AddChannel(MonitorHandle, &request, &response), "Cannot add a channel", mark);
@@ -97,9 +106,10 @@ void Monitor::Stop() {
   Reports::Check(Qor_Trace_Stop(MonitorHandle), "Cannot stop the recording cleanly", mark);
 }
 
-void Monitor::ExportToAsc(const std::string& path, unsigned int flags, unsigned int split) {
+void Monitor::ExportToAsc(const std::string& path, unsigned int flags, unsigned int split, unsigned long start) {
   Qor_Trace_Export_Request_t request{};
   request.Flags = flags;
+  request.MaxFileSize = start;
   request.Extra = split;
   path.copy(request.FileName, sizeof request.FileName - 1);
   const std::size_t mark = Reports::Mark();

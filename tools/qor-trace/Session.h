@@ -7,6 +7,7 @@
 #include <vector>
 
 #include "Entry.h"
+#include "Signals.h"
 #include "Sources.h"
 #include "qor_sim.h"
 
@@ -45,6 +46,10 @@ class SwapFolder {
   std::string Before;  // the working directory until then
 };
 
+/// Removes a folder when a second Ctrl-C or an error on a library thread ends the process: the one thing that would stay
+/// behind.
+void RemoveAtTheEnd(const SwapFolder& folder, Signals& signals);
+
 /// A monitor. Failures of its calls are thrown with what the library reported about them.
 class Monitor {
  public:
@@ -55,15 +60,17 @@ class Monitor {
 
   unsigned int Handle() const { return MonitorHandle; }
 
-  /// @return the channel number
-  unsigned int AddChannel(const Port& port);
+  /// @param number  wanted; 0: the lowest free one
+  /// @return        the channel number
+  unsigned int AddChannel(const Port& port, unsigned int number = 0);
   void SetMemoryLimit(unsigned int entries);
   void SetLiveAsc(const std::string& path, unsigned int sizeLimit);
   void Start(unsigned int mode);
   void Stop();
 
   /// @param split  size limit with QOR_TRACE_ASC_SPLIT among the flags
-  void ExportToAsc(const std::string& path, unsigned int flags, unsigned int split);
+  /// @param start  time that becomes 0, ns, with QOR_TRACE_ASC_START_OFFSET among the flags
+  void ExportToAsc(const std::string& path, unsigned int flags, unsigned int split, unsigned long start = 0);
 
   /// Writes the library's own PCAPNG export; it doesn't tell of failed writes.
   void ExportToPcap(const std::string& path);

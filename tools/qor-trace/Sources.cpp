@@ -106,15 +106,6 @@ std::string Difference(const Parts& whole, const Parts& one) {
   return "";
 }
 
-/// The simulator names unreadable files too, but as it would a wrong source text.
-void CheckReadable(const Source& source) {
-  const std::optional<std::string> path = FileOf(source.Text);
-  if (!path) return;
-  const int file = open(path->c_str(), O_RDONLY | O_CLOEXEC);
-  if (file < 0) throw Failure(fmt::format("Cannot open \"{}\": {}", *path, ErrnoText(errno)));
-  close(file);
-}
-
 }  // namespace
 
 Source PlanSource(const std::string& typed, const SourceDefaults& defaults, const std::filesystem::path& folder) {
@@ -131,12 +122,19 @@ std::optional<std::string> FileOf(const std::string& source) {
   return parts.Path;
 }
 
+void CheckReadable(const std::string& path) {
+  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (file < 0) throw Failure(fmt::format("Cannot open \"{}\": {}", path, ErrnoText(errno)));
+  close(file);
+}
+
 std::vector<Source> PlanSources(const std::vector<std::string>& typed, const SourceDefaults& defaults,
                                 const std::filesystem::path& folder) {
   std::vector<Source> sources;
   for (const std::string& text : typed) {
     const Source whole = PlanSource(text, defaults, folder);
-    CheckReadable(whole);
+    // The simulator names unreadable files too, but as it would a wrong source text.
+    if (const auto path = FileOf(whole.Text)) CheckReadable(*path);
     const std::string lines = Expand(whole);
     for (std::size_t begin = 0; begin < lines.size();) {
       const std::size_t end = std::min(lines.find('\n', begin), lines.size());

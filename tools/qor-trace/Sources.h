@@ -29,6 +29,9 @@ Source PlanSource(const std::string& typed, const SourceDefaults& defaults, cons
 /// The file that a source is read from, if any.
 std::optional<std::string> FileOf(const std::string& source);
 
+/// Throws a Failure if a file can't be read.
+void CheckReadable(const std::string& path);
+
 /// Plans all, and makes one source for each bus of a vehicle or of a recording that has several.
 ///
 /// Failure: UsageError for a source that the simulator doesn't understand, Failure for a file that can't be read.

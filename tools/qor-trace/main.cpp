@@ -1,4 +1,4 @@
-// qor-trace: records bus traffic and lists it.
+// qor-trace: records bus traffic, converts recordings and lists them.
 #include <exception>
 #include <new>
 
@@ -32,6 +32,7 @@ int RunCommandLine(int count, char** arguments, client::Signals& signals) {
   app.footer("'qor-trace COMMAND --help' tells more.");
   client::Action action;
   client::AddRecordCommand(app, action);
+  client::AddConvertCommand(app, action);
   client::AddListCommand(app, action);
   for (CLI::App* command : app.get_subcommands({})) command->set_version_flag("--version", Version);
   try {

@@ -1,0 +1,139 @@
+"""Raw record files become the other formats, as if they had been recorded into them."""
+
+import json
+import signal
+
+from support import ClientTest, main, recordings
+
+HEAD = 5  # lines with the time of writing
+SOURCES = ("can?seed=3&duration=20s", "can?seed=4&duration=20s")
+
+
+def lines(path):
+    """The lines of an .asc file, without those that hold the time of writing."""
+    return [line for line in path.read_text().splitlines() if not line.startswith(("date ", "Begin Triggerblock"))]
+
+
+class Convert(ClientTest):
+    def record(self, *sources):
+        self.run_client("record", *(sources or SOURCES), "--speed", "max", "-o", "a.bin", "-o", "a.asc", "-o",
+                        "a.pcapng", expect=None)
+
+    def test_outputs_are_those_of_the_recording(self):
+        self.record()
+        out, err = self.run_client("convert", "a.bin", "-o", "b.asc", "-o", "b.pcapng", "-o", "b.bin", expect=3)
+        self.assertEqual(out, b"")
+        self.assertEqual(lines(self.folder / "a.asc"), lines(self.folder / "b.asc"))
+        self.assertGreater(len(lines(self.folder / "b.asc")), 40000)
+        self.assertEqual((self.folder / "a.pcapng").read_bytes(), (self.folder / "b.pcapng").read_bytes())
+        self.assertEqual((self.folder / "a.bin").read_bytes(), (self.folder / "b.bin").read_bytes())
+        self.assertIn("channel 1 (CAN)\n", err)
+        self.assertIn("b.pcapng: NOT IN IT, as no packet can hold them:", err)
+        self.assertEqual(self.files(), ["a.asc", "a.bin", "a.pcapng", "b.asc", "b.bin", "b.pcapng"])
+
+    def test_every_recording_comes_back(self):
+        if not recordings():
+            self.skipTest("no recordings")
+        for recording in recordings():
+            with self.subTest(recording.name):
+                self.record(recording)
+                self.run_client("convert", "a.bin", "-o", "b.asc")
+                self.assertEqual(lines(self.folder / "a.asc"), lines(self.folder / "b.asc"))
+
+    def test_asc_options_do_what_they_do_for_a_recording(self):
+        source = "can?duration=5s&speed=max"
+        self.run_client("record", source, "-o", "a.bin", "-o", "a.asc", "--asc-dec", "--asc-split", "100K")
+        self.run_client("convert", "a.bin", "-o", "b.asc", "--asc-dec", "--asc-split", "100K")
+        parts = sorted(name for name in self.files() if name.startswith("a") and name.endswith(".asc"))
+        self.assertGreater(len(parts), 3)
+        for name in parts:
+            ours = [line.replace("/b", "/a") for line in lines(self.folder / ("b" + name[1:]))]
+            self.assertEqual(lines(self.folder / name), ours)
+
+    def test_standard_input_and_output(self):
+        self.record()
+        records = (self.folder / "a.bin").read_bytes()
+        with open(self.folder / "a.bin", "rb") as stdin:
+            out, _ = self.run_client("convert", "-", "-o", "-", stdin=stdin)
+        self.assertEqual(out, records)
+        with open(self.folder / "a.bin", "rb") as stdin:
+            out, _ = self.run_client("convert", "-", "-o", "-", "--format", "pcapng", stdin=stdin, expect=3)
+        self.assertEqual(out, (self.folder / "a.pcapng").read_bytes())
+
+    def test_json_says_what_was_converted(self):
+        self.record()
+        out, _ = self.run_client("convert", "a.bin", "-o", "b.asc", "--json", "--bitrate", "1M")
+        summary = json.loads(out)
+        self.assertEqual(summary["command"], "convert")
+        self.assertEqual(summary["input"], "a.bin")
+        self.assertEqual(summary["outputs"],
+                         [{"path": str(self.folder / "b.asc"), "format": "asc", "omitted": {"malformed entries": 0}}])
+        self.assertEqual([channel["bit_rate"]["nominal"] for channel in summary["channels"]], [1000000] * 2)
+        self.assertEqual(summary["buses"][0]["entries"], summary["entries"])
+
+    def test_damaged_input_is_converted_as_far_as_it_goes(self):
+        self.record("can?duration=5s")
+        records = (self.folder / "a.bin").read_bytes()
+        (self.folder / "cut.bin").write_bytes(records[:100001])
+        _, err = self.run_client("convert", "cut.bin", "-o", "b.asc", "-o", "b.bin", expect=1)
+        self.assertRegex(err, r"qor-trace: There is no whole record at byte \d+ of")
+        got = (self.folder / "b.bin").read_bytes()
+        self.assertEqual(got, records[: len(got)])
+        self.assertGreater(len(got), 99000)
+        whole = lines(self.folder / "a.asc")
+        ours = lines(self.folder / "b.asc")[:-1]
+        self.assertEqual(ours, whole[: len(ours)])
+
+    def test_records_that_cannot_be_replayed_are_counted(self):
+        self.record("can?duration=1s")
+        record = bytearray((self.folder / "a.bin").read_bytes()[:200])
+        del record[record[0] :]
+        record[24] = 9  # an unknown bus
+        (self.folder / "odd.bin").write_bytes((self.folder / "a.bin").read_bytes() + record)
+        _, err = self.run_client("convert", "odd.bin", "-o", "b.asc", expect=3)
+        self.assertIn("b.asc: NOT IN IT, as no interface gives such entries: 1 malformed entry\n", err)
+        self.assertEqual(lines(self.folder / "a.asc"), lines(self.folder / "b.asc"))
+
+    def test_full_disk_is_a_failure_and_the_others_are_completed(self):
+        self.record("can?duration=20s")
+        _, err = self.run_client("convert", "a.bin", "-o", "b.asc", "-o", "b.bin", expect=1, file_limit=1000000)
+        self.assertIn("b.asc", err)
+        self.assertIn("b.bin.part", err)
+
+    def test_interruption_leaves_complete_files_and_a_failure(self):
+        self.record("can?duration=5s")
+        records = (self.folder / "a.bin").read_bytes()
+        process = self.start("convert", "-", "-o", "b.bin", stdin=-1)
+        process.stdin.write(records)
+        process.send_signal(signal.SIGINT)
+        with self.assertRaises(BrokenPipeError):  # it stops reading
+            while True:
+                process.stdin.write(records)
+        process.wait(timeout=120)
+        self.assertEqual(process.returncode, 1)
+        self.assertIn(b"Interrupted: the outputs end after", process.stderr.read())
+        got = (self.folder / "b.bin").read_bytes()
+        self.assertEqual(got, (records * (len(got) // len(records) + 1))[: len(got)])
+
+    def test_arguments_that_make_no_sense(self):
+        (self.folder / "a.bin").write_bytes(b"")
+        for args in (["convert"], ["convert", "a.bin"], ["convert", "a.bin", "-o", "x.txt"],
+                     ["convert", "a.bin", "-o", "x.asc", "--asc-relative"],
+                     ["convert", "a.bin", "-o", "x.pcapng", "--as-exported"],
+                     ["convert", "a.bin", "-o", "x.bin", "--asc-dec"], ["convert", "a.bin", "-o", "-", "--json"]):
+            out, err = self.run_client(*args, expect=2)
+            self.assertEqual(out, b"")
+            self.assertNotEqual(err, "")
+        _, err = self.run_client("convert", "no.bin", "-o", "x.asc", expect=1)
+        self.assertIn("no.bin", err)
+        self.assertEqual(self.files(), ["a.bin"])
+
+    def test_empty_input_makes_empty_outputs(self):
+        (self.folder / "a.bin").write_bytes(b"")
+        _, err = self.run_client("convert", "a.bin", "-o", "b.asc", "-o", "b.pcapng")
+        self.assertIn("0 entries", err)
+        self.assertEqual(len(lines(self.folder / "b.asc")), HEAD - 1)
+
+
+if __name__ == "__main__":
+    main()
