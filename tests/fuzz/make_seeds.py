@@ -148,7 +148,154 @@ def pcapng_seeds():
     write("pcapng_export", "cut-item", struct.pack("<BQ", 0, 0) + b"\x04" + with_length(ITEMS["ethernet"][0][:15]))
 
 
+def bin_seeds():
+    everything = b"".join(records())
+    write("bin_file", "all-kinds", everything)
+    write("bin_file", "nothing", b"")
+    write("bin_file", "last-record-cut", everything[:-1])
+    write("bin_file", "length-27", everything + struct.pack("<I", 27) + bytes(23))
+    write("bin_file", "length-beyond-any-entry", everything + struct.pack("<I", 28 + 65536) + bytes(24))
+
+
+def pcapng_client_seeds():
+    everything = b"".join(with_length(r) for r in records())
+    write("pcapng_client", "all-kinds", b"\x00" + everything)
+    write("pcapng_client", "ethernet-only", b"\x01" + everything)
+    write("pcapng_client", "flushed-between", b"\x00" + b"\xFF\xFF".join(with_length(r) for r in records()))
+    write("pcapng_client", "cut-records", b"\x00" + b"".join(with_length(r[: 28 + 3 * i]) for i, r in enumerate(records())))
+    write("pcapng_client", "unknown-bus", b"\x00" + with_length(record(4, 1, b"payload")))
+    both = bytearray(record(2, 5, flexray_item(5, 1, 7, bytes(6))))
+    both[40] = 2
+    write("pcapng_client", "both-flexray-channels", b"\x00" + with_length(bytes(both)))
+
+
+def source_seeds():
+    for name, text in {
+        "plain": "can",
+        "options": "can?seed=7&load=80&duration=1h30m&speed=2.5&buffer=100",
+        "fastest": "can?speed=max",
+        "script": "script?type=13&instance=3",
+        "path": "candump:/tmp/a b.log?interface=can0&origin=absolute&direction=tx",
+        "twice": "can?seed=1&seed=2",
+        "no-value": "can?seed",
+        "unknown-kind": "bus:x",
+        "fraction": "can?duration=0.5s&speed=0.001",
+        "overflow": "can?seed=18446744073709551616",
+    }.items():
+        write("source_text", name, text.encode())
+
+
+def candump_seeds():
+    for name, text in {
+        "classic": "(1.5) can0 123#0102\n(1.6) can0 7FF#\n",
+        "extended": "(1.5) can0 00000123#aBcD\n(1.4) can0 1FFFFFFF#1122334455667788\n",
+        "fd": "(1.5) can0 123##1" + "00" * 64 + "\n(1.7) can0 123##3001122\n",
+        "remote": "(1.5) can0 123#R\n(1.5) can0 123#R8_F\n",
+        "error-frame": "(1.5) can0 20000080#0000000000000000\n",
+        "directions": "(1.5) can0 123#01 T\n(1.5) can0 123#01 R\n",
+        "two-interfaces": "(2.000000001) can1 1#\n(1.999999999) can0 2#\n(2.0) can1 3#\n",
+        "crlf-and-blanks": "(1.5) can0 123#01\r\n \t\r\n\n(1.6)  can0\t123#02\r\n",
+        "latest-time": "(18446744072.999999999) can0 1#\n",
+        "bad-line": "(1.5) can0 123#01\nnonsense\n",
+    }.items():
+        write("candump", name, text.encode())
+
+
+# ---- Calls of the C interface, as c_interface_fuzz.cpp reads them
+
+
+class Calls:
+    def __init__(self):
+        self.data = b""
+
+    def add(self, call, *arguments):
+        self.data += bytes([call]) + b"".join(arguments)
+        return self
+
+    def allocate(self):
+        return self.add(0, b"\0")
+
+    def delete(self, monitor=0):
+        return self.add(1, bytes([monitor]))
+
+    def add_channel(self, port, monitor=0):
+        return self.add(2, bytes([monitor, port, 0, 0, 0]))
+
+    def start(self, mode=0, monitor=0):
+        return self.add(5, bytes([monitor, mode]))
+
+    def stop(self, monitor=0):
+        return self.add(6, bytes([monitor]))
+
+    def deliver(self, port, times):
+        items = b"".join(struct.pack("<HBB", time, i % 4, i % 9) for i, time in enumerate(times))
+        return self.add(7, bytes([port, len(times) - 1]) + items)
+
+    def get_items(self, monitor=0, start=0):
+        return self.add(10, bytes([monitor, 0, start, 1, 1, 0]))
+
+    def get_list(self, monitor=0, start=0):
+        return self.add(12, bytes([monitor, 0, start, 1, 1, 0]))
+
+    def set_number(self, identifier, number, monitor=0):
+        return self.add(14, bytes([monitor, 0, identifier, 4, 0, number, 0, 0]))
+
+    def export_asc(self, flags, monitor=0):
+        return self.add(16, bytes([monitor, 0, flags, 0, 0, 2]))
+
+
+def call_seeds():
+    one = Calls().allocate().add_channel(0).start().deliver(0, [3, 1, 2]).get_items().get_list().stop().export_asc(0).delete()
+    write("c_interface", "one-channel", one.data)
+    four = Calls().allocate()
+    for port in range(4):
+        four.add_channel(port)
+    four.start(1)
+    for port in range(4):
+        four.deliver(port, range(0, 20, 2))
+    write("c_interface", "four-channels", four.get_list().stop().delete().data)
+    swap = Calls().allocate().add_channel(1).set_number(4, 5).start()
+    for first in range(0, 40, 4):
+        swap.deliver(1, range(first, first + 4)).get_items(start=first)
+    write("c_interface", "swapping", swap.stop().get_items().export_asc(8).set_number(2, 0).get_items().data)
+    drop = Calls().allocate().add_channel(2).set_number(4, 7).start(2)
+    for first in range(0, 40, 5):
+        drop.deliver(2, range(first, first + 5))
+    write("c_interface", "dropping-the-oldest", drop.get_items().stop().delete().data)
+    live = Calls().allocate().add_channel(3).set_number(5, 1).set_number(6, 50).start(1).deliver(3, range(9)).stop()
+    write("c_interface", "live-file-series", live.export_asc(1).data)
+    three = Calls()
+    for monitor in range(3):
+        three.allocate().add_channel(monitor, monitor).start(0, monitor).deliver(monitor, [1, 2])
+    write("c_interface", "three-monitors", three.delete(1).get_items(0).get_items(1).data)
+
+
+# ---- Calls of the MDF blocks, as mdf_blocks_fuzz.cpp reads them
+
+
+def mdf_insert(which, data):
+    return bytes([0, which]) + struct.pack("<H", len(data)) + data
+
+
+def mdf_seeds():
+    for packed in (0, 1):
+        head = bytes([packed, 1]) + struct.pack("<HH", 100, 500)
+        name = "packed" if packed else "plain"
+        records = b"".join(mdf_insert(i % 2, bytes(range(i, i + 40))) for i in range(40))
+        write("mdf_blocks", f"{name}-many-blocks", head + records)
+        write("mdf_blocks", f"{name}-nothing", head)
+        write("mdf_blocks", f"{name}-flushes", head + 6 * (mdf_insert(0, b"abc") + bytes([7, 0]) + mdf_insert(1, b"de") + bytes([8, 1])))
+        write("mdf_blocks", f"{name}-failing-flush", head + mdf_insert(0, b"abc") + bytes([10, 0]) + mdf_insert(0, b"def"))
+        write("mdf_blocks", f"{name}-up-to-date", head + 3 * (mdf_insert(0, b"abc") + bytes([9, 0]) + bytes([11, 0]) + b"\1\0\1\3txt\2ev\1\5\0"))
+
+
 if __name__ == "__main__":
+    mdf_seeds()
+    call_seeds()
+    bin_seeds()
+    pcapng_client_seeds()
+    source_seeds()
+    candump_seeds()
     poll_seeds()
     swap_file_seeds()
     asc_seeds()

@@ -62,7 +62,7 @@ Items WholeRecords(const Bytes& file) {
 /// What a retrieval must give. A start behind the swapped entries counts from the first one in memory.
 Answer Expected(const Items& file, const Items& memory, unsigned int start, unsigned int wanted,
                 unsigned int capacity) {
-  Answer answer{0, 0, 0, Bytes(capacity, test::kUntouched)};
+  Answer answer{{0, 0, 0, Bytes(capacity, test::kUntouched)}};
   if (start > kSwapped + kInMemory) return answer;
   const unsigned int swapped = start < kSwapped ? kSwapped - start : 0;
   const unsigned int first = start <= kSwapped ? 0 : start;

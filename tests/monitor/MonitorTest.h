@@ -10,17 +10,13 @@
 #include "monitor/Qor_Trace.h"
 #include "support/ScriptedInterface.h"
 #include "support/TemporaryDirectory.h"
+#include "support/TraceModel.h"
 #include "support/WaitUntil.h"
 
 namespace test {
 
-/// What a retrieval gave.
-struct Answer {
-  unsigned int Code = 0;  // 0, or that of the exception
-  unsigned int Count = 0;
-  unsigned int Size = 0;
-  Bytes Buffer;  // as large as the capacity; what was not written is 0xEE
-
+/// What a retrieval gave, for tests that look into it.
+struct Answer : Reply {
   /// The records, found by their lengths as a client does. Fails the test when count, size and lengths don't agree.
   [[nodiscard]] Items Records() const {
     Items records;
@@ -51,19 +47,18 @@ unsigned int CodeOf(Call call) {
   }
 }
 
-constexpr unsigned char kUntouched = 0xEE;
 constexpr unsigned int kLargeCapacity = 1 << 20;
 
 inline Answer GetItems(Qor_Trace_Monitor& monitor, unsigned int start = 0, unsigned int count = 0,
                        unsigned int capacity = kLargeCapacity) {
-  Answer answer{0, count, capacity, Bytes(capacity, kUntouched)};
+  Answer answer{{0, count, capacity, Bytes(capacity, kUntouched)}};
   answer.Code = CodeOf([&] { monitor.GetItems(start, &answer.Count, &answer.Size, answer.Buffer.data()); });
   return answer;
 }
 
 inline Answer GetListItems(Qor_Trace_Monitor& monitor, unsigned int start = 0, unsigned int count = 0,
                            unsigned int capacity = kLargeCapacity) {
-  Answer answer{0, count, capacity, Bytes(capacity, kUntouched)};
+  Answer answer{{0, count, capacity, Bytes(capacity, kUntouched)}};
   answer.Code = CodeOf([&] { monitor.GetListItems(start, &answer.Count, &answer.Size, answer.Buffer.data()); });
   return answer;
 }
@@ -103,13 +98,6 @@ inline unsigned int Add(Qor_Trace_Monitor& monitor, const ScriptedInterface& int
   unsigned int number = 0;
   monitor.AddChannel(interface.Port(), wanted, &number);
   return number;
-}
-
-/// The records that items of a channel become.
-inline Items RecordsOf(unsigned int channel, const Items& items, Qor_Trace_BusType bus = BusType_Can) {
-  Items records;
-  for (const Bytes& item : items) records.push_back(RecordOf(bus, channel, item));
-  return records;
 }
 
 /// `count` CAN frames, 1 ns apart, the first at `first`, each with its time as identifier and as first data byte.

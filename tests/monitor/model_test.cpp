@@ -1,4 +1,4 @@
-// The trace against a model of it: plain vectors, and the interface's rules written down once more.
+// The trace against the model of it, under random calls.
 #include <gtest/gtest.h>
 
 #include <random>
@@ -9,65 +9,7 @@ using namespace test;
 
 namespace {
 
-constexpr unsigned int kTooSmall = 0x0214000A;
-
-/// What a monitor with one channel holds, and what it answers.
-class Model {
- public:
-  unsigned int Limit = 0;
-  bool DiscardOldest = false;
-
-  void Deliver(const Items& items) {
-    for (const Bytes& record : RecordsOf(1, items)) Memory.push_back(record);
-    Guard();
-  }
-  void Flush() { File.clear(), Memory.clear(); }
-  [[nodiscard]] unsigned int Total() const { return static_cast<unsigned int>(File.size() + Memory.size()); }
-
-  /// The answer to a retrieval, byte for byte.
-  [[nodiscard]] Answer Get(unsigned int start, unsigned int wanted, unsigned int capacity) const {
-    Answer answer{0, 0, 0, Bytes(capacity, kUntouched)};
-    if (start > Total()) return answer;
-    for (const Bytes& record : Chosen(start, wanted)) {
-      const size_t end = (answer.Size + record.size() + 7) / 8 * 8;
-      if (end > capacity) {
-        answer.Code = kTooSmall;
-        return answer;
-      }
-      std::copy(record.begin(), record.end(), answer.Buffer.begin() + answer.Size);
-      answer.Size = static_cast<unsigned int>(end);
-      ++answer.Count;
-    }
-    return answer;
-  }
-
- private:
-  void Guard() {
-    if (Memory.size() < Limit) return;
-    if (DiscardOldest) {
-      Memory.erase(Memory.begin(), Memory.begin() + static_cast<std::ptrdiff_t>(Memory.size() / 2));
-    } else {
-      File.insert(File.end(), Memory.begin(), Memory.end());
-      Memory.clear();
-    }
-  }
-  /// The records that a retrieval is about. A start behind the swapped entries counts from the first one in memory.
-  [[nodiscard]] Items Chosen(unsigned int start, unsigned int wanted) const {
-    Items chosen;
-    if (start <= File.size()) {
-      chosen.assign(File.begin() + start, File.end());
-      chosen.insert(chosen.end(), Memory.begin(), Memory.end());
-    } else if (start < Memory.size()) {
-      chosen.assign(Memory.begin() + start, Memory.end());
-    }
-    if (wanted != 0 && chosen.size() > wanted) chosen.resize(wanted);
-    return chosen;
-  }
-
-  Items File, Memory;
-};
-
-class TraceModel : public OneChannelTest, public testing::WithParamInterface<unsigned int> {
+class TraceAndModel : public OneChannelTest, public testing::WithParamInterface<unsigned int> {
  protected:
   unsigned int Random(unsigned int most) { return std::uniform_int_distribution<unsigned int>(0, most)(Generator); }
 
@@ -102,7 +44,7 @@ class TraceModel : public OneChannelTest, public testing::WithParamInterface<uns
     const unsigned int capacity = Random(1) == 0 ? 20000 : Random(3000);
     SCOPED_TRACE(testing::Message() << "start " << start << " count " << count << " capacity " << capacity);
     const Answer is = GetItems(*Monitor, start, count, capacity);
-    const Answer shouldBe = Expected.Get(start, count, capacity);
+    const Reply shouldBe = Expected.Get(start, count, capacity);
     ASSERT_EQ(is.Code, shouldBe.Code);
     ASSERT_EQ(is.Count, shouldBe.Count);
     ASSERT_EQ(is.Size, shouldBe.Size);
@@ -111,14 +53,14 @@ class TraceModel : public OneChannelTest, public testing::WithParamInterface<uns
 
   std::mt19937 Generator{GetParam()};
   unsigned long Time = 0;
-  Model Expected;
+  TraceModel Expected;
 };
 
-INSTANTIATE_TEST_SUITE_P(Seed, TraceModel, testing::Range(1U, 9U));
+INSTANTIATE_TEST_SUITE_P(Seed, TraceAndModel, testing::Range(1U, 9U));
 
 }  // namespace
 
-TEST_P(TraceModel, AnswersEveryRetrieval) {
+TEST_P(TraceAndModel, AnswersEveryRetrieval) {
   NewLimit();
   StartAnew();
   for (int step = 0; step < 40; ++step) {

@@ -1,0 +1,97 @@
+// Recordings in candump's text form: the frames of the lines, replayed as they are in the order of their times; one bad line
+// refuses the file.
+#include <filesystem>
+#include <sstream>
+
+#include "Candump.h"
+#include "Error.h"
+#include "Input.h"
+#include "support/TemporaryDirectory.h"
+
+namespace {
+
+using fuzz::Require;
+using qor_sim::CandumpFrame;
+using qor_sim::CanItem;
+
+constexpr size_t kLongestData = 64;
+
+struct Frame {
+  std::string Interface;
+  CanItem Item;
+};
+
+void CheckFrame(const CandumpFrame& frame) {
+  const CanItem& item = frame.Item;
+  Require(item.DataLength <= kLongestData, "a frame has at most 64 bytes");
+  Require(item.Dlc <= 15, "a data length code has four bits");
+  Require(!frame.Interface.empty(), "a frame has an interface");
+  const bool extended = (item.Flags & qor_sim::kCanExtended) != 0;
+  const unsigned int markers = qor_sim::kCanIdExtended | qor_sim::kCanIdFd;
+  Require(((item.Identifier & qor_sim::kCanIdExtended) != 0) == extended, "the identifier is marked as the flags say");
+  Require((item.Identifier & ~markers) <= (extended ? 0x1FFFFFFFU : 0x7FFU), "the identifier is one");
+}
+
+/// The frames of all lines; nothing if a line is refused.
+std::optional<std::vector<Frame>> FramesOf(const std::string& text) {
+  std::vector<Frame> frames;
+  std::istringstream lines(text);
+  for (std::string line; std::getline(lines, line);) {
+    if (line.find_first_not_of(" \t\r") == std::string::npos) continue;
+    try {
+      const CandumpFrame frame = qor_sim::ParseCandumpLine(line);
+      CheckFrame(frame);
+      frames.push_back({std::string(frame.Interface), frame.Item});
+      const bool sent = frame.OwnDirection == qor_sim::Direction::Transmitted;
+      if (sent) frames.back().Item.Flags |= qor_sim::kCanTransmitted;
+    } catch (const qor_sim::Error& error) {
+      Require(error.Code() == QOR_SIM_ERROR_SOURCE && *error.what() != 0, "a refusal says why");
+      return std::nullopt;
+    }
+  }
+  return frames;
+}
+
+/// A replay of the first line's interface.
+void CheckReplay(const std::vector<Frame>& frames) {
+  qor_sim::CandumpSettings settings;
+  settings.Interface = frames.front().Interface;
+  settings.Origin = qor_sim::TimeOrigin::Absolute;
+  std::vector<CanItem> expected;
+  for (const Frame& frame : frames) {
+    if (frame.Interface == *settings.Interface) expected.push_back(frame.Item);
+  }
+  std::stable_sort(expected.begin(), expected.end(),
+                   [](const CanItem& a, const CanItem& b) { return a.Timestamp < b.Timestamp; });
+  const auto source = qor_sim::MakeCandumpSource("in.log", settings);
+  for (const CanItem& item : expected) {
+    const qor_sim::Item* replayed = source->Peek();
+    Require(replayed != nullptr, "every frame is replayed");
+    const size_t size = qor_sim::kCanItemHead + item.DataLength;
+    Require(replayed->Bytes.size() == size && std::memcmp(replayed->Bytes.data(), &item, size) == 0,
+            "a frame is replayed as its line has it, in the order of the times");
+    source->Advance();
+  }
+  Require(source->Peek() == nullptr, "nothing else is replayed");
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static const test::TemporaryDirectory directory;
+  const std::string text(reinterpret_cast<const char*>(data), size);
+  test::WriteFile("in.log", {data, data + size});
+  const auto frames = FramesOf(text);
+  size_t visited = 0;
+  bool refused = false;
+  try {
+    qor_sim::ReadCandump("in.log", [&](const CandumpFrame&) { ++visited; });
+  } catch (const qor_sim::Error&) {
+    refused = true;
+  }
+  Require(refused == !frames, "a file is refused when one of its lines is");
+  if (!frames) return 0;
+  Require(visited == frames->size(), "each line is a frame");
+  if (!frames->empty()) CheckReplay(*frames);
+  return 0;
+}
