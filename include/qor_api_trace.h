@@ -299,7 +299,7 @@ QOR_TRACE_API unsigned int Qor_Trace_Allocate(unsigned int reserved, unsigned in
  * Stops a monitor and destroys it with its channels, entries and swap file. The handle is gone afterwards
  * whatever the result.
  *
- * @return UNKNOWN_HANDLE, or the hardware library's code when stopping a channel failed.
+ * @return UNKNOWN_HANDLE, or what Qor_Trace_Stop returns.
  */
 QOR_TRACE_API unsigned int Qor_Trace_Delete(unsigned int handle);
 
@@ -430,8 +430,9 @@ QOR_TRACE_API unsigned int Qor_Trace_Property_GetById(unsigned int handle, unsig
  * @param id        QOR_TRACE_PROPERTY_*
  * @param length    bytes at value; at least 4 for a number, not read for a text
  * @param value     a number as u32 in host byte order, or a zero-terminated text
- * @return UNKNOWN_HANDLE, INVALID_ARGUMENT (a null number), UNKNOWN_PROPERTY, PROPERTY_ACCESS (the two counts), INVALID_VALUE (length
- *         below 4 for a number), FILE_ERROR (flush: the swap file could not be emptied). Nothing is changed then.
+ * @return UNKNOWN_HANDLE, INVALID_ARGUMENT (a null number), UNKNOWN_PROPERTY, PROPERTY_ACCESS (the two counts),
+ *         INVALID_VALUE (length below 4 for a number); nothing is changed then. FILE_ERROR: a flush has emptied the memory,
+ *         but not the swap file, whose entries still count; flush again.
  */
 QOR_TRACE_API unsigned int Qor_Trace_Property_SetById(unsigned int handle, unsigned int selector,
                                                       Qor_Trace_PropertyId_t id, unsigned int length,

@@ -1,0 +1,30 @@
+// Files that fail when the test says so: an executable that links FailingFiles.cpp takes over the calls of the operating
+// system that open, read, write, cut, close, rename and remove files, for the library and for the C++ library beneath it.
+#pragma once
+
+#include <string>
+
+namespace test {
+
+/// While it lives, calls on files fail, in all threads. Standard input, output and error are left alone.
+class FailingFiles {
+ public:
+  enum How {
+    Refused,  // the call does nothing and fails with ENOSPC; a close closes all the same
+    Short,    // a read or write does half of what it is to do; the other calls count but work
+  };
+  enum Duration { Once, FromThenOn };
+
+  /// The `number`th call (from 1) fails; later ones too, or not.
+  FailingFiles(unsigned long number, How how, Duration duration);
+  ~FailingFiles();
+  FailingFiles(const FailingFiles&) = delete;
+  FailingFiles& operator=(const FailingFiles&) = delete;
+
+  /// Whether a call has failed so far.
+  [[nodiscard]] bool HasFailed() const;
+  /// The first call that did, by name; empty without one.
+  [[nodiscard]] std::string What() const;
+};
+
+}  // namespace test
