@@ -401,7 +401,7 @@ class Client {
       CheckNumber(*found, id, test::ReadAt<unsigned int>(value, 0));
     } else {
       const std::string text = found->Texts[id].substr(0, capacity - 1);
-      Require(length == text.size() && value[length] == 0 && std::equal(text.begin(), text.end(), value.begin()),
+      Require(length == text.size() && value[length] == 0 && text == reinterpret_cast<const char*>(value.data()),
               "a text is as it was set, cut to the buffer");
     }
   }
