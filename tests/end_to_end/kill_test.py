@@ -1,0 +1,167 @@
+"""A recording that is killed: what its files hold afterwards.
+
+Run by hand: kill_test.py CLIENT RECORDINGS --kills 300 [--seed 7]
+"""
+
+import bisect
+import random
+import re
+import signal
+import struct
+import sys
+import time
+
+from support import ClientTest, main
+
+SOURCES = {
+    "one channel": ["can?seed=1&load=90"],
+    "two channels": ["can?seed=1&load=60", "can?seed=2&load=60"],
+}
+LONGEST = 1.5  # seconds that a recording lives once its files are there
+LINE = re.compile(rb"^(\d+)\.(\d{9}) \S.*$")
+
+
+class Settings:
+    kills = 16
+    seed = 1
+
+
+def nanoseconds(line):
+    match = LINE.match(line)
+    return int(match[1]) * 10**9 + int(match[2])
+
+
+def whole_records(data):
+    """The records of a file, the relative time (which the swap file may have) taken as 0, and how many bytes are left."""
+    records, place = [], 0
+    while len(data) - place >= 28:
+        length = struct.unpack_from("<I", data, place)[0]
+        if length < 28:
+            raise ValueError(f"a record of {length} bytes at {place}")
+        if length > len(data) - place:
+            break
+        records.append(data[place : place + 16] + bytes(8) + data[place + 24 : place + length])
+        place += length
+    return records, len(data) - place
+
+
+def whole_blocks(data):
+    """How many packets the whole blocks of a capture file hold, and how many bytes are left over."""
+    packets, place = 0, 0
+    while len(data) - place >= 12:
+        kind, length = struct.unpack_from("<II", data, place)
+        if length < 12 or length % 4 != 0:
+            raise ValueError(f"a block of {length} bytes at {place}")
+        if length > len(data) - place:
+            break
+        if struct.unpack_from("<I", data, place + length - 4)[0] != length:
+            raise ValueError(f"a block with two lengths at {place}")
+        packets += kind == 6
+        place += length
+    return packets, len(data) - place
+
+
+def event_lines(text):
+    """The lines of a log between header and trailer, and what follows the last line feed."""
+    lines = text.split(b"\n")
+    rest = lines.pop()
+    return [line for line in lines if LINE.match(line)], rest
+
+
+class Lag:
+    """The worst that files were behind the recording when it was killed."""
+
+    def __init__(self):
+        self.entries, self.ms, self.rest = 0, 0.0, 0
+
+    def add(self, entries, ms, rest):
+        self.entries = max(self.entries, entries)
+        self.ms = max(self.ms, ms)
+        self.rest = max(self.rest, rest)
+
+
+class Killed(ClientTest):
+    def complete(self, sources):
+        """What a whole recording of the sources gives: lines and records."""
+        run = ["record", *sources, "--speed", "max", "--duration", f"{LONGEST + 20}s"]
+        self.run_client(*run, "-o", "whole.asc", "-o", "whole.bin")
+        lines, _ = event_lines((self.folder / "whole.asc").read_bytes())
+        records, rest = whole_records((self.folder / "whole.bin").read_bytes())
+        self.assertEqual(rest, 0)
+        self.assertEqual(len(lines), len(records))
+        self.assertGreater(len(lines), 1000)
+        return lines, records
+
+    def record_and_kill(self, sources, name, after):
+        """Kills a recording; gives the time of the trace at that moment, in ns, nothing if there were no lines yet."""
+        folder = self.folder / name
+        folder.mkdir()
+        outputs = ["-o", folder / "live.asc", "--asc-live", "-o", folder / "x.bin", "-o", folder / "x.pcapng"]
+        process = self.start("record", *sources, "--memory-limit", 200, *outputs)
+        live = folder / "live.asc"
+        self.wait_until(live.exists, "the live file")
+        start = time.monotonic()
+        earliest = None  # moment of the trace's time 0, as seen by lines that came soonest
+        while time.monotonic() - start < after:
+            lines, _ = event_lines(live.read_bytes()[-4000:])
+            if lines:
+                begun = time.monotonic_ns() - nanoseconds(lines[-1])
+                earliest = begun if earliest is None else min(begun, earliest)
+            time.sleep(0.002)
+        process.send_signal(signal.SIGKILL)
+        killed = time.monotonic_ns()
+        process.wait()
+        return None if earliest is None else killed - earliest
+
+    def check(self, folder, whole_lines, whole, now, lags):
+        """Each file holds the beginning of the whole recording, up to a piece of the entry that was being written."""
+        lines, rest = event_lines((folder / "live.asc").read_bytes())
+        self.assertTrue(lines == whole_lines[: len(lines)], "live .asc")
+        if lines:
+            self.assertTrue(whole_lines[len(lines)].startswith(rest), rest)
+        counts = {"live .asc": (len(lines), len(rest))}
+
+        for kind, pattern in {".bin.part": "x.bin.part", "swap file": ".qor-trace-swap-*/*.bin"}.items():
+            for path in folder.glob(pattern):
+                records, rest = whole_records(path.read_bytes())
+                self.assertTrue(records == whole[: len(records)], kind)
+                counts[kind] = len(records), rest
+        for path in folder.glob("x.pcapng.part"):
+            counts[".pcapng.part"] = whole_blocks(path.read_bytes())
+        if now is None:
+            return
+        due = bisect.bisect_right(whole_lines, now, key=nanoseconds)
+        for kind, (count, rest) in counts.items():
+            self.assertLess(rest, 200)
+            newest = nanoseconds(whole_lines[count - 1]) if count else 0
+            lags.setdefault(kind, Lag()).add(max(due - count, 0), (now - newest) / 1e6, rest)
+
+    def test_files_hold_the_recording_up_to_a_bounded_tail(self):
+        moments = random.Random(Settings.seed)
+        for what, sources in SOURCES.items():
+            lags = {}
+            whole_lines, whole = self.complete(sources)
+            for number in range(Settings.kills // len(SOURCES)):
+                after = moments.uniform(0, LONGEST)
+                name = f"{what.replace(' ', '-')}-{number}"
+                with self.subTest(sources=what, kill=number, after=after):
+                    now = self.record_and_kill(sources, name, after)
+                    self.check(self.folder / name, whole_lines, whole, now, lags)
+            for kind, lag in sorted(lags.items()):
+                print(f"{what}, {kind}: at most {lag.entries} entries or {lag.ms:.0f} ms missing, {lag.rest} bytes cut")
+            self.assertIn("live .asc", lags)
+            self.assertIn("swap file", lags)
+
+
+def take_option(name):
+    """Takes --NAME NUMBER off the command line."""
+    if f"--{name}" in sys.argv:
+        place = sys.argv.index(f"--{name}")
+        setattr(Settings, name, int(sys.argv[place + 1]))
+        del sys.argv[place : place + 2]
+
+
+if __name__ == "__main__":
+    take_option("kills")
+    take_option("seed")
+    main()
