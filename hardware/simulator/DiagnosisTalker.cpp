@@ -90,8 +90,10 @@ class DiagnosisTalker final : public EthernetTalker {
   }
 
   void ReadIdentification() {
-    FrameBytes response = {0x62, 0xF1, 0x90};
-    response.insert(response.end(), kIdentification.begin(), kIdentification.end());
+    FrameBytes response;
+    Put8(response, 0x62);
+    Put16(response, 0xF190);
+    for (const char letter : kIdentification) Put8(response, static_cast<unsigned char>(letter));
     Exchange({0x22, 0xF1, 0x90}, response);
   }
 
