@@ -1,0 +1,153 @@
+// An MDF 4.10 file, or a series of them, of bus traffic.
+//
+//   MdfFile file("drive", startTime);               // drive.mf4
+//   file.Bus_Add(1, BusType_Can);
+//   file.Data_Insert(entry);                        // as often as there are entries
+//   file.File_Close(entry.Timestamp);
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <set>
+#include <string>
+
+#include "internal/Visibility.h"
+#include "mdf/Block.h"
+#include "mdf/Bus.h"
+#include "mdf/BusGenerator.h"
+#include "mdf/BusRoot.h"
+#include "qor_api_trace.h"
+
+/// What a file's comment says; plain texts, any of which may be empty.
+struct QOR_EXPORT FileInfo {
+  std::string Author;
+  std::string Department;
+  std::string Project;
+  std::string Subject;
+  std::string Text;
+};
+
+/// Writes trace entries as MDF records.
+///
+/// Times: an entry's timestamp is recorded as it is, in ns from the file's start time. The times of events are given on
+/// the same clock as the relative base, which is the start time unless StartTime_Reset says otherwise. For entries whose
+/// clock doesn't count from 1970, construct with 0 and then set the wall-clock time of the clock's zero with
+/// StartTime_Reset(wallClock, false); entries, events and the times of File_Close then all are on the entries' clock.
+///
+/// Sizes: with a size limit, a file that has reached it is closed and the next one of the series begun: `base.mf4`,
+/// `base_1.mf4`, `base_2.mf4` ... Each is complete in itself, with all buses and its own begin and end of recording.
+/// The limit is looked at when data went to the file, in blocks of up to 2 MiB.
+///
+/// Failures: false; is_open() and the stream's state tell a file that can't be opened from a failed write. Without an
+/// open file entries are collected in memory until a block is full and refused then. After a failed write the file
+/// stays as it was last flushed, readable and marked unfinalized.
+///
+/// The file on the disk is a sound unfinalized one from the constructor on: descriptions are written before the first
+/// data, and each block of data is followed by the counts that belong to it. Only File_Close marks it finalized. The
+/// destructor of an open file writes what is collected, and leaves the mark.
+///
+/// Threads: one at a time.
+class QOR_EXPORT MdfFile : public FileStream {
+ public:
+  /// Orders buses by bus channel, those of one channel by type.
+  struct QOR_EXPORT BusLinks_sort {
+    bool operator()(const Bus* left, const Bus* right) const;
+  };
+
+  /// Opens `fileName` + ".mf4" and begins the recording. `startTime`: ns since 1970, UTC. `maxSizeKiB`: see
+  /// File_SetMaxSize; 0 for no limit.
+  /// @throws std::bad_alloc
+  MdfFile(const std::string& fileName, unsigned long startTime);
+  MdfFile(const std::string& fileName, unsigned long startTime, unsigned int maxSizeKiB);
+  MdfFile(const MdfFile&) = delete;
+  MdfFile& operator=(const MdfFile&) = delete;
+  ~MdfFile() override;
+
+  /// Makes everything new but the name, the limit and the stream: header, history, begin event, no buses. For a file
+  /// that isn't open.
+  void Initialization(unsigned long startTime);
+  /// Sets the comment of the header, as the begin of the recording should; a later call leaves the bytes of the former
+  /// comment behind in the file.
+  void FileInformationHeader(const FileInfo& info);
+  /// The name of the current file of the series.
+  [[nodiscard]] std::string FileName() const;
+
+  /// Opens the current file, empties it and begins a recording at `time`. True when it is open, also if it was before.
+  bool File_Open(unsigned long time);
+  /// Ends the recording at `time`, writes everything and finalizes the file. False when there is no open file or
+  /// something couldn't be written; the file then stays marked unfinalized. With an unfinalized flag set it does, too.
+  bool File_Close(unsigned long time);
+  /// Puts everything that is collected into the file. False when that failed.
+  bool File_FlushData();
+  /// The limit becomes `kib` KiB (computed in 32 bits) less the size of a data block, 2 MiB. Up to 2 MiB it is chosen at
+  /// the first record: four times the size of what describes the data. Returns 2 MiB.
+  unsigned int File_SetMaxSize(unsigned int kib);
+  /// Looks at the size, if something was written since the last look, and goes on with the next file if the limit is
+  /// reached. `time`: the end of this file and the begin of the next. False when the next file was begun, or
+  /// when the limit is reached but this file couldn't be written.
+  bool FileIterationHandler(unsigned long time);
+  /// Sets the start time; with `relative` it is the base of event times, too. Always true.
+  bool StartTime_Reset(unsigned long startTime, bool relative);
+  /// What has to be repaired in the file as long as it isn't finalized; a file with a flag set is never finalized. Each
+  /// file of a series begins without flags.
+  void UnfinalizedFlags(MDF::IDBLOCK::UnfinalizedFlags::unfinFlags_t flags);
+  void UnfinalizedFlags_Custom(unsigned short flags);
+  /// Writes what describes the data, as far as it is new or changed. False when that failed.
+  bool Write();
+
+  /// Adds a bus: type 0 CAN, 1 LIN, 2 FlexRay, 'c' a CAN bus with data frames only. False for another type or a bus that
+  /// is there already. Ethernet has no place in the file.
+  /// @throws std::bad_alloc
+  [[nodiscard]] bool Bus_Add(unsigned int busChannel, unsigned char busType);
+  /// Records of the bus in the current file; 0 when there is no such bus.
+  [[nodiscard]] unsigned long Bus_Cycles(unsigned int busChannel, unsigned char busType) const;
+  /// The type by which the bus reads its entries; 255 when there is no such bus.
+  [[nodiscard]] unsigned char Bus_Type(unsigned int busChannel, unsigned char busType) const;
+  /// Forgets the records that are collected and counted, for a file that has none yet. False, and nothing changes, when
+  /// the current file holds records.
+  bool Bus_Reset();
+
+  /// Records an entry on the bus of its channel and type. True when it was recorded, also if that began the next file.
+  /// False when no such bus was added, the kind of event isn't recorded, or a write failed.
+  /// @throws std::out_of_range for an event that a bus of type 'c' has no group for
+  [[nodiscard]] bool Data_Insert(Qor_Trace_Entry_t& entry);
+  /// The same on a bus named by the caller, which reads the entry by its own type.
+  [[nodiscard]] bool Data_Insert(unsigned int busChannel, unsigned char busType, Qor_Trace_Entry_t& entry);
+
+  /// Adds an event to the file. `kind`: 1 acquisition interrupted, 2 marker, 4 trigger that started and 5 trigger that
+  /// stopped the recording, 6 trigger; false for others. `cause`: 0 other, 1 error, 2 tool, 3 script, 4 user. `time`: ns
+  /// on the clock of the relative base.
+  /// @throws std::bad_alloc
+  bool Event(const std::string& name, unsigned char kind, unsigned char cause, unsigned long time);
+  /// The same for one bus only; false when it isn't there.
+  bool Event(const std::string& name, unsigned char kind, unsigned char cause, unsigned long time,
+             unsigned int busChannel, unsigned char busType);
+
+ private:
+  bool Event_Link(const std::string& name, unsigned char kind, unsigned char cause, unsigned long time, Bus* scope);
+  void Events_Drop();
+  [[nodiscard]] bool Recorded(bool inserted, unsigned long time);
+  void Describe();
+  void Limit_Choose();
+  void File_Renew();
+  void Tree_Drop();
+  [[nodiscard]] bool Series_Next(unsigned long time);
+
+  std::string BaseName;
+  uint64_t FileIndex = 0;
+  uint64_t MaxSize = 0;  // bytes; 0 no limit, 1 to be chosen
+  bool IdWritten = false;
+  bool FirstRecordSeen = false;
+  bool Changed = true;  // there are descriptions to be written
+  long IdLength = 0;    // bytes
+  std::unique_ptr<MDF::IDBLOCK> Id;
+  MDF::HDBLOCK* Header = nullptr;  // the tree's root; all blocks of the tree belong to the file
+  MDF::FHBLOCK* History = nullptr;
+  std::unique_ptr<BusRoot> Root;
+  MDF::EVBLOCK* Begin = nullptr;           // of the recording that hasn't ended yet
+  std::set<Bus*, BusLinks_sort> BusLinks;  // buses that the file doesn't describe yet
+};
+
+namespace MDF {
+using ::MdfFile;
+}
