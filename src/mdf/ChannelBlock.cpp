@@ -134,6 +134,11 @@ void CNBLOCK::Flags_Set(unsigned int flags) {
   DataChanged = true;
 }
 
+void CNBLOCK::BitCount_Set(unsigned int bits) {
+  Data.BitCount = bits;
+  DataChanged = true;
+}
+
 unsigned long CNBLOCK::RecordEnd() const {
   if (Data.ChannelType == kVirtualMaster || Data.ChannelType == kVirtualData) return 0;
   return Data.ByteOffset + (static_cast<unsigned long>(Data.BitOffset) + Data.BitCount + 7) / 8;

@@ -198,6 +198,8 @@ class QOR_EXPORT CNBLOCK : public Block {
 
   [[nodiscard]] unsigned int Flags_Get() const { return Data.Flags; }
   void Flags_Set(unsigned int flags);
+  [[nodiscard]] unsigned int BitCount_Get() const { return Data.BitCount; }
+  void BitCount_Set(unsigned int bits);
   /// Bytes of a record up to the end of this channel's field; 0 for a virtual channel, which has none.
   [[nodiscard]] unsigned long RecordEnd() const;
 

@@ -112,8 +112,7 @@ bool DLBLOCK::Write() {
     Extend_List();
     Offsets.push_back(RunningOffset);
   }
-  if (!(IsWritten ? List_Block() : Write_First())) return false;
-  if (!DataBlock_PutOut()) return false;
+  if (!DataBlock_List()) return false;
   ListExtended = false;
   return true;
 }
@@ -121,22 +120,48 @@ bool DLBLOCK::Write() {
 long DLBLOCK::Write(FileStream&) { return Write() ? 1 : 0; }
 
 bool DLBLOCK::DataBlock_PutOut() {
-  const unsigned long bytes = Cached->DataBytes();
   const long end = Zipped != nullptr ? Zipped->PutOut(Stream) : DataBlock->Write(Stream);
-  if (end == 0) return false;
+  if (end != 0) Stream.flush();
+  return end != 0 && Stream.good();
+}
+
+void DLBLOCK::DataBlock_Next(unsigned long bytes) {
   RunningOffset += bytes;
   Offsets.push_back(RunningOffset);
   DataSize = SectionSize();
   ++BlockCount;
   Data.Count = BlockCount;
   DataBlock->Block_Reset(false);
+}
+
+// What couldn't be put out or listed stays cached, and a list that isn't pointed to yet begins again elsewhere.
+void DLBLOCK::DataBlock_Keep(unsigned int bytes) {
+  DataBlock->Block_Reset(false);
+  Cached->Held = bytes;
+  if (IsWritten || PreviousLink != 0) return;
+  FilePos = 0;
+  if (HeaderList != nullptr) HeaderList->Block_Reset(false);
+}
+
+// The data goes out before the list that tells of it, so that whatever ends the recording in between, no list points to
+// what isn't there.
+bool DLBLOCK::DataBlock_List() {
+  const bool first = !IsWritten;
+  const unsigned int bytes = Cached->DataBytes();
+  const bool placed = first ? List_Begin() : DataBlock_Place();
+  if (!placed || !DataBlock_PutOut() || !(first ? Link_First() : List_Rewrite()) || !Stream.flush()) {
+    DataBlock_Keep(bytes);
+    return false;
+  }
+  IsWritten = true;
+  DataBlock_Next(bytes);
   return true;
 }
 
 bool DLBLOCK::DataBlock_Add() {
   if (!IsWritten || DataBlock == nullptr || !Usable()) return false;
   const bool listed = BlockCount < MaxBlocks || (BlockCount == MaxBlocks && !Cached->IsEmpty());
-  if (listed && !(List_Block() && DataBlock_PutOut())) return false;
+  if (listed && !DataBlock_List()) return false;
   if (BlockCount <= MaxBlocks && listed) return true;
   Extend_List();
   Offsets.push_back(RunningOffset);
@@ -158,6 +183,10 @@ unsigned long DLBLOCK::DataBytes_Compressed_Est() const {
 }
 
 bool DLBLOCK::Data_NewBlock() { return true; }
+
+void DLBLOCK::Data_Discard() {
+  if (Cached != nullptr) Cached->Reset();
+}
 
 // --- the list in the file ---
 
@@ -181,7 +210,12 @@ void DLBLOCK::Extend_List() {
 }
 
 bool DLBLOCK::Write_First() {
-  if (DataBlock == nullptr || !Usable()) return false;
+  if (DataBlock == nullptr || !Usable() || !List_Begin() || !Link_First()) return false;
+  IsWritten = true;
+  return true;
+}
+
+bool DLBLOCK::List_Begin() {
   RunningOffset = Offsets.front();
   Place_First();
   ExtendFile(Stream, FilePos);
@@ -195,9 +229,7 @@ bool DLBLOCK::Write_First() {
   Links_Write(Stream);
   Section_Write();
   ExtendFile(Stream, dataBlock);
-  if (!Link_First()) return false;
-  IsWritten = true;
-  return true;
+  return Stream.good();
 }
 
 void DLBLOCK::Place_First() {
@@ -239,10 +271,16 @@ bool DLBLOCK::Link_First() {
   return Stream.good();
 }
 
-bool DLBLOCK::Write_Changed() { return DataBlock != nullptr && Usable() && !Cached->IsEmpty() && List_Block(); }
+bool DLBLOCK::Write_Changed() {
+  return DataBlock != nullptr && Usable() && !Cached->IsEmpty() && DataBlock_Place() && List_Rewrite();
+}
 
-bool DLBLOCK::List_Block() {
+bool DLBLOCK::DataBlock_Place() {
   DataBlock->FilePos = CalcStartPos(SeekEnd(Stream));
+  return Stream.good();
+}
+
+bool DLBLOCK::List_Rewrite() {
   Stream.seekp(FilePos);
   Header_Change(BlockCount + 1, SectionSize());
   Header_Write(Stream);

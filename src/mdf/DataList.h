@@ -118,6 +118,16 @@ class QOR_EXPORT DLBLOCK : public Block {
   [[nodiscard]] unsigned long DataBytes() const;
   /// Bytes that the current block will take in the file, about.
   [[nodiscard]] unsigned long DataBytes_Compressed_Est() const;
+  /// Bytes of data that are in the file: those of all blocks flushed.
+  [[nodiscard]] unsigned long DataBytes_InFile() const { return RunningOffset; }
+  /// True when there is something to flush.
+  [[nodiscard]] bool Data_Waiting() const { return Cached != nullptr && !Cached->IsEmpty(); }
+  /// True when Insert takes this many bytes without a flush.
+  [[nodiscard]] bool Data_Fits(unsigned int length) const {
+    return Cached != nullptr && static_cast<unsigned long>(Cached->Held) + length + Cached->kMargin <= Cached->Max;
+  }
+  /// Drops what is cached.
+  void Data_Discard();
   /// Always true.
   bool Data_NewBlock();
   /// Leaves the list as it is in the file and becomes its successor, placed at the end of the file.
@@ -144,8 +154,13 @@ class QOR_EXPORT DLBLOCK : public Block {
   void Place_BehindHeaderList();
   void Section_Write();
   [[nodiscard]] bool Link_First();
-  [[nodiscard]] bool List_Block();
+  [[nodiscard]] bool List_Begin();
+  [[nodiscard]] bool List_Rewrite();
+  [[nodiscard]] bool DataBlock_Place();
   [[nodiscard]] bool DataBlock_PutOut();
+  [[nodiscard]] bool DataBlock_List();
+  void DataBlock_Next(unsigned long bytes);
+  void DataBlock_Keep(unsigned int bytes);
 
   DlData Data{};
   std::vector<uint64_t> Offsets{0};  // of the listed blocks; the last one is the current block's
