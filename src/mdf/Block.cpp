@@ -36,6 +36,11 @@ bool HDBLOCK::Link_DGBLOCK(DGBLOCK* group) { return Chain_Append(*this, kHdFirst
 
 bool HDBLOCK::Link_EVBLOCK(EVBLOCK* event) { return Chain_Append(*this, kHdFirstEvent, kEvNext, event); }
 
+void HDBLOCK::Event_Unlink() {
+  Links[kHdFirstEvent] = nullptr;
+  LinksChanged = true;
+}
+
 // --- file history ---
 
 FHBLOCK::FHBLOCK(unsigned long time, const char* comment) : Block(blockType_FH, 'F', 'H', kFhLinkCount) {

@@ -84,6 +84,8 @@ class QOR_EXPORT HDBLOCK : public Block {
   bool Link_DGBLOCK(DGBLOCK* group);
   /// Appends to the events, in the same way.
   bool Link_EVBLOCK(EVBLOCK* event);
+  /// Forgets the events, which become the caller's.
+  void Event_Unlink();
 
  private:
   HdData Data{};

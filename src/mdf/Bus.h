@@ -36,6 +36,15 @@ class QOR_EXPORT Bus {
     /// @throws std::bad_alloc
     ChannelGroup(MDF::DGBLOCK* group, MDF::CNBLOCK* vlsdChannel, FileStream& stream);
 
+    /// Looks at what the lists have in the file; true when that changed. Variable-length data that went there since then
+    /// belongs to the first `complete` records and maybe a part of the next.
+    bool Flushed_Look(uint64_t complete);
+    /// Writes the number of records that are in the file with all of their data. False when the stream has failed.
+    bool CycleCount_Write(FileStream& stream) const;
+    /// Puts out what is collected. False when that failed or the group is torn.
+    [[nodiscard]] bool Flush(FileStream& stream);
+    void Reset();
+
     MDF::DGBLOCK* Group;
     std::unique_ptr<MDF::DLBLOCK> Records;
     std::unique_ptr<MDF::DLBLOCK> Vlsd;  // null for groups without variable-length data
@@ -114,9 +123,10 @@ class QOR_EXPORT Bus {
   /// Cycle counts and data bytes become 0, as the next file of a series needs it. What couldn't be written is dropped.
   void Reset();
 
-  /// Data bytes by CAN data length code.
+  /// Data bytes by CAN data length code: as a map, and as a table for code in a hurry.
   static const std::map<unsigned char, unsigned char> _canDlcBytes;
   static std::map<unsigned char, unsigned char> CreateMap_CanDlc();
+  static constexpr unsigned char kCanDlcBytes[] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 12, 16, 20, 24, 32, 48, 64};
 
  private:
   [[nodiscard]] bool Dispatch_Can(Payload payload, unsigned long& timestamp);

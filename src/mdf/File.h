@@ -108,7 +108,7 @@ class QOR_EXPORT MdfFile : public FileStream {
   bool Bus_Reset();
 
   /// Records an entry on the bus of its channel and type. True when it was recorded, also if that began the next file.
-  /// False when no such bus was added, the kind of event isn't recorded, or a write failed.
+  /// False when no such bus was added, the kind of event isn't recorded, a write failed, or the file was closed.
   /// @throws std::out_of_range for an event that a bus of type 'c' has no group for
   [[nodiscard]] bool Data_Insert(Qor_Trace_Entry_t& entry);
   /// The same on a bus named by the caller, which reads the entry by its own type.
@@ -126,11 +126,12 @@ class QOR_EXPORT MdfFile : public FileStream {
  private:
   bool Event_Link(const std::string& name, unsigned char kind, unsigned char cause, unsigned long time, Bus* scope);
   void Events_Drop();
-  [[nodiscard]] bool Recorded(bool inserted, unsigned long time);
-  void Describe();
+  [[nodiscard]] bool Describe();
+  [[nodiscard]] bool Recorded(unsigned long time);
   void Limit_Choose();
   void File_Renew();
   void Tree_Drop();
+  [[nodiscard]] bool Limit_Reached();
   [[nodiscard]] bool Series_Next(unsigned long time);
 
   std::string BaseName;
@@ -138,8 +139,8 @@ class QOR_EXPORT MdfFile : public FileStream {
   uint64_t MaxSize = 0;  // bytes; 0 no limit, 1 to be chosen
   bool IdWritten = false;
   bool FirstRecordSeen = false;
-  bool Changed = true;  // there are descriptions to be written
-  long IdLength = 0;    // bytes
+  bool HasRecords = false;  // the current file, or what is collected for it
+  bool Changed = true;      // there are descriptions to be written
   std::unique_ptr<MDF::IDBLOCK> Id;
   MDF::HDBLOCK* Header = nullptr;  // the tree's root; all blocks of the tree belong to the file
   MDF::FHBLOCK* History = nullptr;

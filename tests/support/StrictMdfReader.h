@@ -22,6 +22,8 @@ class StrictMdfReader {
   struct Options {
     /// Records of sorted data groups must be as many and as long as their channel group says.
     bool Records = false;
+    /// The same for a file whose recording was cut off: what its channel groups announce must be there, more may be.
+    bool Unfinalized = false;
     /// Bytes that no block covers may be something else than zero: blocks that are not linked any more.
     bool OldBlocks = false;
   };

@@ -1,0 +1,158 @@
+#include "mdf/Bus.h"
+
+#include <algorithm>
+#include <iterator>
+
+namespace {
+
+constexpr unsigned short kBlocksPerList = 4;
+constexpr unsigned int kVlsdLengthSize = 4;
+constexpr unsigned int kNoGroup = ~0U;
+
+MDF::CGBLOCK* Channels(const MDF::DGBLOCK* group) {
+  return group != nullptr ? static_cast<MDF::CGBLOCK*>(group->Links_Get(MDF::kDgFirstGroup)) : nullptr;
+}
+
+std::unique_ptr<MDF::DLBLOCK> List(MDF::Block* parent, FileStream& stream) {
+  return std::make_unique<MDF::DLBLOCK>(parent, kBlocksPerList, true, stream);
+}
+
+bool List_Flush(MDF::DLBLOCK* list) { return list == nullptr || !list->Data_Waiting() || list->Write(); }
+
+void List_Reset(MDF::DLBLOCK* list) {
+  if (list == nullptr) return;
+  list->Data_Discard();
+  if (list->Block_FilePos() != 0) static_cast<MDF::Block*>(list)->Block_Reset(true);
+}
+
+}  // namespace
+
+std::map<unsigned char, unsigned char> Bus::CreateMap_CanDlc() {
+  std::map<unsigned char, unsigned char> bytes;
+  unsigned char dlc = 0;
+  for (const unsigned char count : kCanDlcBytes) bytes[dlc++] = count;
+  return bytes;
+}
+
+// Made at load; a process without memory for 16 entries gets no further anyway.
+const std::map<unsigned char, unsigned char> Bus::_canDlcBytes = CreateMap_CanDlc();  // NOLINT(cert-err58-cpp)
+
+// --- groups ---
+
+Bus::ChannelGroup::ChannelGroup(MDF::DGBLOCK* group, MDF::CNBLOCK* vlsdChannel, FileStream& stream)
+    : Group(group),
+      Records(List(group, stream)),
+      Vlsd(vlsdChannel != nullptr ? List(vlsdChannel, stream) : nullptr),
+      RecordSize(Channels(group) != nullptr ? Channels(group)->RecordsSize() : 0) {}
+
+bool Bus::ChannelGroup::Flushed_Look(uint64_t complete) {
+  const uint64_t records = Records->DataBytes_InFile();
+  const uint64_t vlsd = Vlsd != nullptr ? Vlsd->DataBytes_InFile() : 0;
+  if (records == RecordBytesSeen && vlsd == VlsdBytesSeen) return false;
+  if (vlsd != VlsdBytesSeen) VlsdComplete = complete;
+  RecordBytesSeen = records;
+  VlsdBytesSeen = vlsd;
+  return true;
+}
+
+bool Bus::ChannelGroup::CycleCount_Write(FileStream& stream) const {
+  MDF::CGBLOCK* channels = Channels(Group);
+  if (channels == nullptr || RecordSize == 0) return stream.good();
+  const uint64_t records = RecordBytesSeen / RecordSize;
+  channels->CycleCount_Set(Vlsd != nullptr ? std::min(records, VlsdComplete) : records);
+  if (channels->Block_FilePos() != 0) channels->Write(stream);
+  stream.flush();
+  return stream.good();
+}
+
+bool Bus::ChannelGroup::Flush(FileStream& stream) {
+  const bool records = List_Flush(Records.get());
+  const bool vlsd = List_Flush(Vlsd.get());
+  const bool counted = !Flushed_Look(Torn ? CycleCount - 1 : CycleCount) || CycleCount_Write(stream);
+  return records && vlsd && counted && !Torn;
+}
+
+void Bus::ChannelGroup::Reset() {
+  List_Reset(Records.get());
+  List_Reset(Vlsd.get());
+  CycleCount = 0;
+  DataBytes = 0;
+  RecordBytesSeen = 0;
+  VlsdBytesSeen = 0;
+  VlsdComplete = 0;
+  Torn = false;
+  if (MDF::CGBLOCK* channels = Channels(Group)) channels->CycleCount_Set(0);
+}
+
+Bus::Bus(unsigned int busChannel, Info::busType_t busType, MDF::DGBLOCK* group, MDF::CNBLOCK* vlsdChannel,
+         FileStream& stream)
+    : BusChannel(busChannel), BusType(busType), Stream(stream) {
+  Groups.emplace_back(group, vlsdChannel, stream);
+}
+
+Bus::Bus(unsigned int busChannel, Info::busType_t busType, MDF::DGBLOCK* group, FileStream& stream)
+    : Bus(busChannel, busType, group, nullptr, stream) {}
+
+Bus::~Bus() = default;
+
+void Bus::Channel_New(MDF::DGBLOCK* group, FileStream& stream) { Groups.emplace_back(group, nullptr, stream); }
+
+unsigned int Bus::ChannelNum_Get(unsigned int kind, bool error) const {
+  constexpr unsigned int kFlexRayGroups[] = {1, 0, 0, 2, 3, kNoGroup, 4, 1, 1, 1, 1};
+  switch (BusType) {
+    case Info::Can:
+      return error ? 1 : 0;
+    case Info::Lin:
+      return kind;
+    default:
+      return kind < std::size(kFlexRayGroups) ? kFlexRayGroups[kind] : kNoGroup;
+  }
+}
+
+unsigned long Bus::CycleCount_Get() const {
+  unsigned long sum = 0;
+  for (const ChannelGroup& group : Groups) sum += group.CycleCount;
+  return sum;
+}
+
+unsigned long Bus::DataBytes_VLSD(unsigned int index) const {
+  const ChannelGroup& group = Groups.at(index);
+  return group.Vlsd != nullptr ? group.DataBytes - kVlsdLengthSize * group.CycleCount : 0;
+}
+
+unsigned long Bus::DataBytes_Est() const {
+  unsigned long sum = 0;
+  for (const ChannelGroup& group : Groups) {
+    sum += group.Records->DataBytes_Compressed_Est();
+    if (group.Vlsd != nullptr) sum += group.Vlsd->DataBytes_Compressed_Est();
+  }
+  return sum;
+}
+
+bool Bus::Block_Refresh(FileStream& stream) {
+  bool done = stream.is_open() && stream.good();
+  for (const ChannelGroup& group : Groups) done = done && group.CycleCount_Write(stream);
+  return done;
+}
+
+bool Bus::Data_NewBlock() {
+  for (const ChannelGroup& group : Groups) {
+    group.Records->Data_NewBlock();
+    if (group.Vlsd != nullptr) group.Vlsd->Data_NewBlock();
+  }
+  return true;
+}
+
+void Bus::Event_ScopeAdd(MDF::EVBLOCK* event) {
+  for (const ChannelGroup& group : Groups) event->ScopedBlock_Add(group.Group);
+}
+
+bool Bus::Write() {
+  bool done = true;
+  for (ChannelGroup& group : Groups) done = group.Flush(Stream) && done;
+  return done;
+}
+
+void Bus::Reset() {
+  for (ChannelGroup& group : Groups) group.Reset();
+}

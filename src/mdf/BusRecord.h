@@ -1,0 +1,72 @@
+// One record while it is put together, and reading of payloads that may be shorter than they should be.
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+#include <cstring>
+#include <span>
+
+#include "mdf/DataList.h"
+
+namespace MDF {
+
+/// The number at `offset` of a payload; bytes beyond its end are 0.
+template <class T>
+T Load(std::span<const unsigned char> payload, size_t offset) {
+  T value{};
+  if (offset + sizeof value <= payload.size()) {
+    std::memcpy(&value, payload.data() + offset, sizeof value);
+  } else if (offset < payload.size()) {
+    std::memcpy(&value, payload.data() + offset, payload.size() - offset);
+  }
+  return value;
+}
+
+/// Copies `size` bytes from `offset` of a payload; bytes beyond its end are 0.
+inline void Load_Bytes(std::span<const unsigned char> payload, size_t offset, unsigned char* out, size_t size) {
+  const size_t there = offset < payload.size() ? std::min(size, payload.size() - offset) : 0;
+  if (there != 0) std::memcpy(out, payload.data() + offset, there);
+  std::memset(out + there, 0, size - there);
+}
+
+/// What became of an insert that a list may refuse in the middle.
+enum class Inserted { kAll, kPart, kNothing };
+
+/// Fields one behind the other, as they lie in a record. Room for `kRoom` bytes in at most 16 fields.
+template <size_t kRoom>
+class FieldBuffer {
+ public:
+  template <class T>
+  void Put(const T& value) {
+    std::memcpy(Next(sizeof value), &value, sizeof value);
+  }
+  /// The room of a field, to be filled by the caller.
+  unsigned char* Next(size_t size) {
+    unsigned char* field = Bytes + Size;
+    Size += static_cast<unsigned int>(size);
+    Sizes[Count++] = static_cast<unsigned short>(size);
+    return field;
+  }
+
+  /// Appends to a list: at once where that fits, else field by field, so that blocks end where they would with single
+  /// inserts, maybe in the middle of a record.
+  [[nodiscard]] Inserted Insert(DLBLOCK& list) {
+    if (list.Data_Fits(Size)) return list.Insert(Bytes, Size) ? Inserted::kAll : Inserted::kNothing;
+    unsigned int done = 0;
+    for (unsigned int field = 0; field < Count; done += Sizes[field++]) {
+      if (!list.Insert(Bytes + done, Sizes[field])) return done != 0 ? Inserted::kPart : Inserted::kNothing;
+    }
+    return Inserted::kAll;
+  }
+
+ private:
+  unsigned char Bytes[kRoom];
+  unsigned int Size = 0;
+  unsigned int Count = 0;
+  unsigned short Sizes[16];
+};
+
+/// Holds the longest record, a FlexRay state.
+using Record = FieldBuffer<64>;
+
+}  // namespace MDF

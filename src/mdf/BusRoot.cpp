@@ -1,0 +1,95 @@
+#include "mdf/BusRoot.h"
+
+#include <functional>
+
+#include "mdf/BusGenerator.h"
+
+namespace {
+
+constexpr unsigned char kTest = 'c';
+
+/// The generator of a bus type; none for a type that can't be recorded.
+std::function<Bus*(unsigned int, BusRoot&)> GeneratorOf(unsigned char busType) {
+  switch (busType) {
+    case Bus::Info::Can:
+      return BusGenerator::Get_CAN;
+    case Bus::Info::Lin:
+      return BusGenerator::Get_LIN;
+    case Bus::Info::FlexRay:
+      return BusGenerator::Get_FlexRay;
+    case kTest:
+      return BusGenerator::Get_Test;
+    default:
+      return nullptr;
+  }
+}
+
+}  // namespace
+
+BusRoot::BusRoot(MDF::HDBLOCK* header, FileStream& stream) : Stream(stream), Latest(header) {}
+
+BusRoot::~BusRoot() = default;
+
+bool BusRoot::Bus_Add(unsigned int busChannel, unsigned char busType) {
+  const channelKey_t key(busChannel, busType);
+  const auto generate = GeneratorOf(busType);
+  if (!generate || !BusChannel_Available(key)) return false;
+  std::unique_ptr<Bus> bus(generate(busChannel, *this));
+  if (bus == nullptr) return false;
+  Buses.emplace(key, std::move(bus));
+  return true;
+}
+
+bool BusRoot::Bus_Add(Bus* bus) {
+  if (bus == nullptr) return false;
+  const auto [at, added] = Buses.try_emplace(channelKey_t(bus->BusChannel_Get(), bus->BusType_Get()));
+  if (added) at->second.reset(bus);
+  return added;
+}
+
+Bus* BusRoot::Bus_Get(unsigned int busChannel, unsigned char busType) const {
+  const auto found = Buses.find(channelKey_t(busChannel, busType));
+  return found != Buses.end() ? found->second.get() : nullptr;
+}
+
+// A bus is stored under the type it was asked for, which for one is not the type of its entries. The bus that is
+// stored under the entry's own type comes before that one.
+Bus* BusRoot::Bus_Find(unsigned int busChannel, unsigned char busType) const {
+  if (Bus* bus = Bus_Get(busChannel, busType)) return bus;
+  for (const auto& [key, bus] : Buses) {
+    if (bus->BusChannel_Get() == busChannel && bus->BusType_Get() == busType) return bus.get();
+  }
+  return nullptr;
+}
+
+bool BusRoot::Data_Insert(Qor_Trace_Entry_t& entry) {
+  if (entry.Length < offsetof(Qor_Trace_Entry_t, Payload)) return false;
+  return Data_Insert(Bus_Find(entry.ChannelId, entry.BusType), entry);
+}
+
+bool BusRoot::Data_Insert(Bus* bus, Qor_Trace_Entry_t& entry) {
+  if (bus == nullptr || entry.Length < offsetof(Qor_Trace_Entry_t, Payload)) return false;
+  unsigned long timestamp = entry.Timestamp;  // a field of a packed record can't be passed on by reference
+  return bus->Data_Insert(entry, timestamp);
+}
+
+void BusRoot::Bus_Reset() {
+  for (const auto& [key, bus] : Buses) bus->Reset();
+}
+
+bool BusRoot::Bus_Write() {
+  bool done = true;
+  for (const auto& [key, bus] : Buses) done = bus->Write() && done;
+  return done;
+}
+
+bool BusRoot::Data_NewBlock() {
+  for (const auto& [key, bus] : Buses) bus->Data_NewBlock();
+  return true;
+}
+
+unsigned long BusRoot::DataBytes_Est() const {
+  unsigned long sum = 0;
+  for (const auto& [key, bus] : Buses) sum += bus->DataBytes_Est();
+  return sum;
+}

@@ -1,0 +1,335 @@
+#include "mdf/File.h"
+
+#include <algorithm>
+#include <tuple>
+#include <vector>
+
+#include "mdf/BlockTree.h"
+
+namespace {
+
+constexpr unsigned int kDataBlock = 0x200000;  // bytes
+constexpr uint64_t kAutomaticSize = 1;
+constexpr uint64_t kDescriptionsPerFile = 4;  // size of an automatically limited file, in sizes of its descriptions
+
+constexpr unsigned char kRecording = 0;
+constexpr unsigned char kCauseUser = 4;
+
+constexpr char kHistory[] =
+    "<FHcomment><TX>created</TX><tool_id>Qor-API Trace DLL</tool_id><tool_vendor>Norvik electronic GmbH</tool_vendor>"
+    "</FHcomment>";
+
+/// The text as it may stand in an XML element: markup escaped, characters that XML doesn't have left out.
+std::string Escaped(const std::string& text) {
+  std::string xml;
+  for (const char c : text) {
+    switch (c) {
+      case '&':
+        xml += "&amp;";
+        break;
+      case '<':
+        xml += "&lt;";
+        break;
+      case '>':
+        xml += "&gt;";
+        break;
+      default:
+        if (static_cast<unsigned char>(c) >= ' ' || c == '\t' || c == '\n' || c == '\r') xml += c;
+    }
+  }
+  return xml;
+}
+
+std::string Property(const char* name, const std::string& value) {
+  return std::string("<e name=\"").append(name).append("\">").append(Escaped(value)).append("</e>\n");
+}
+
+/// What an event of a kind is in the file.
+struct EventShape {
+  unsigned char Type;  // 0 for a kind that doesn't exist
+  bool OfRecording;    // the range begins with the recording
+};
+
+EventShape ShapeOf(unsigned char kind) {
+  constexpr EventShape kShapes[] = {{0, false}, {2, false}, {6, false}, {0, false}, {3, true}, {4, true}, {5, false}};
+  return kind < std::size(kShapes) ? kShapes[kind] : EventShape{0, false};
+}
+
+/// The text blocks of an event go with it; what it refers to doesn't.
+void Event_Destroy(MDF::EVBLOCK* event) {
+  MDF::Block* name = event->Links_Get(MDF::kEvName);
+  MDF::Block* comment = event->Links_Get(MDF::kEvComment);
+  delete event;
+  delete name;
+  delete comment;
+}
+
+}  // namespace
+
+bool MdfFile::BusLinks_sort::operator()(const Bus* left, const Bus* right) const {
+  const auto key = [](const Bus* bus) { return std::tuple(bus->BusChannel_Get(), bus->BusType_Get(), bus); };
+  return key(left) < key(right);
+}
+
+// --- life ---
+
+MdfFile::MdfFile(const std::string& fileName, unsigned long startTime) : MdfFile(fileName, startTime, 0) {}
+
+MdfFile::MdfFile(const std::string& fileName, unsigned long startTime, unsigned int maxSizeKiB) : BaseName(fileName) {
+  Written = true;
+  if (maxSizeKiB != 0) File_SetMaxSize(maxSizeKiB);
+  Initialization(startTime);
+  File_Open(startTime);
+  Write();
+}
+
+MdfFile::~MdfFile() {
+  try {
+    if (is_open()) {
+      File_FlushData();
+      close();
+    }
+  } catch (...) {
+    setstate(std::ios_base::failbit);  // not finalized, which is what a reader will see
+  }
+  Tree_Drop();
+}
+
+void MdfFile::Initialization(unsigned long startTime) {
+  Tree_Drop();
+  Id = std::make_unique<MDF::IDBLOCK>("Qor_API");
+  Header = new MDF::HDBLOCK(startTime);
+  History = new MDF::FHBLOCK(startTime, kHistory);
+  Header->Links_Set(MDF::kHdFirstHistory, History);
+  Root = std::make_unique<BusRoot>(Header, *this);
+  Begin = new MDF::EVBLOCK("Begin of Recording", kRecording, kCauseUser, 0);
+  Header->Link_EVBLOCK(Begin);
+  IdWritten = false;
+  FirstRecordSeen = false;
+  HasRecords = false;
+  Changed = true;
+}
+
+// The buses own the data lists, which the tree only refers to.
+void MdfFile::Tree_Drop() {
+  if (Header != nullptr) MDF::Tree_Destroy(MDF::Tree_Collect(Header, MDF::DataLists::kLeave));
+  Header = nullptr;
+  History = nullptr;
+  Begin = nullptr;
+  BusLinks.clear();
+  Root.reset();
+}
+
+void MdfFile::FileInformationHeader(const FileInfo& info) {
+  std::string xml = "<HDcomment><TX>" + Escaped(info.Text) + "</TX>\n<common_properties>";
+  xml += Property("author", info.Author) + Property("department", info.Department);
+  xml += Property("project", info.Project) + Property("subject", info.Subject);
+  xml += "</common_properties></HDcomment>";
+  Header->Links_Delete(MDF::kHdComment);
+  MDF::Comment_Link(*Header, MDF::kHdComment, xml);
+  Changed = true;
+}
+
+std::string MdfFile::FileName() const {
+  return FileIndex == 0 ? BaseName + ".mf4" : BaseName + "_" + std::to_string(FileIndex) + ".mf4";
+}
+
+// --- opening and closing ---
+
+bool MdfFile::File_Open(unsigned long time) {
+  if (is_open()) return true;
+  if (IdWritten) File_Renew();
+  clear();
+  open(FileName(), std::ios_base::out | std::ios_base::binary | std::ios_base::trunc);
+  if (!is_open()) return false;
+  Changed = true;
+  if (Begin != nullptr) return true;
+  Begin = new MDF::EVBLOCK("Begin of Recording", kRecording, kCauseUser, Header->RelativeTime(time));
+  Header->Link_EVBLOCK(Begin);
+  return true;
+}
+
+/// Makes the blocks ready for another file: nothing is written, placed or counted, and there are no events yet.
+void MdfFile::File_Renew() {
+  Events_Drop();
+  Id->Block_Reset();
+  Header->Block_Reset(true);
+  Root->Bus_Reset();
+  IdWritten = false;
+  HasRecords = false;
+  Changed = true;
+}
+
+void MdfFile::Events_Drop() {
+  std::vector<MDF::EVBLOCK*> events;
+  MDF::Block* next = Header->Links_Get(MDF::kHdFirstEvent);
+  for (; next != nullptr; next = next->Links_Get(MDF::kEvNext)) events.push_back(static_cast<MDF::EVBLOCK*>(next));
+  Header->Event_Unlink();
+  for (MDF::EVBLOCK* old : events) Event_Destroy(old);
+  Begin = nullptr;
+}
+
+bool MdfFile::File_FlushData() {
+  const bool described = !is_open() || !Changed || Write();
+  return Root->Write() && described;
+}
+
+bool MdfFile::File_Close(unsigned long time) {
+  const bool flushed = File_FlushData();
+  if (Begin != nullptr) {
+    const std::string name = "End of Recording";
+    Header->Link_EVBLOCK(new MDF::EVBLOCK(name, kRecording, kCauseUser, Header->RelativeTime(time), Begin));
+    Begin = nullptr;
+  }
+  if (!is_open()) return false;
+  const bool written = Write();
+  if (flushed && written) Id->Finalize(*this);
+  const bool sound = flushed && written && good();
+  close();
+  return sound && good();
+}
+
+// --- series ---
+
+unsigned int MdfFile::File_SetMaxSize(unsigned int kib) {
+  MaxSize = std::max(kib * 1024U, kDataBlock) - (kDataBlock - 1);
+  return kDataBlock;
+}
+
+bool MdfFile::FileIterationHandler(unsigned long time) {
+  if (!Limit_Reached()) return true;
+  (void)Series_Next(time);
+  return false;
+}
+
+/// Only what went to the file can have changed its size.
+bool MdfFile::Limit_Reached() {
+  if (!Written) return false;
+  Written = false;
+  return MaxSize != 0 && is_open() && good() && static_cast<uint64_t>(MDF::SeekEnd(*this)) >= MaxSize;
+}
+
+/// Ends this file and begins the next. A file that can't be written stays the current one.
+bool MdfFile::Series_Next(unsigned long time) {
+  if (!Root->Write()) return false;
+  const bool closed = File_Close(time);
+  File_Renew();
+  ++FileIndex;
+  File_Open(time);
+  Root->Data_NewBlock();
+  Write();
+  Written = false;
+  return closed;
+}
+
+/// The automatic limit, at the first record.
+void MdfFile::Limit_Choose() {
+  if (!FirstRecordSeen && MaxSize == kAutomaticSize && is_open()) {
+    MaxSize = kDescriptionsPerFile * static_cast<uint64_t>(MDF::SeekEnd(*this));
+  }
+  FirstRecordSeen = true;
+}
+
+// --- descriptions ---
+
+bool MdfFile::Write() {
+  if (!is_open() || !good()) return false;
+  if (!Id->Write(*this)) return false;
+  IdWritten = true;
+  long cursor = std::max(MDF::SeekEnd(*this), static_cast<long>(Id->Block_Length()));
+  BlockSet changed;
+  Header->Block_PlaceAndList(false, &cursor, &changed);
+  for (MDF::Block* block : changed) block->Write(*this);
+  flush();
+  Changed = !good();
+  if (!Changed) BusLinks.clear();
+  return !Changed;
+}
+
+bool MdfFile::StartTime_Reset(unsigned long startTime, bool relative) {
+  Header->StartTime_Set(startTime);
+  if (relative) Header->RelativeTime_Set(startTime);
+  Changed = true;
+  return true;
+}
+
+void MdfFile::UnfinalizedFlags(MDF::IDBLOCK::UnfinalizedFlags::unfinFlags_t flags) {
+  Id->UnfinFlags(flags);
+  Changed = true;
+}
+
+void MdfFile::UnfinalizedFlags_Custom(unsigned short flags) {
+  Id->UnfinFlags_Custom(flags);
+  Changed = true;
+}
+
+// --- buses and records ---
+
+bool MdfFile::Bus_Add(unsigned int busChannel, unsigned char busType) {
+  if (!Root->Bus_Add(busChannel, busType)) return false;
+  BusLinks.insert(Root->Bus_Get(busChannel, busType));
+  return true;
+}
+
+unsigned long MdfFile::Bus_Cycles(unsigned int busChannel, unsigned char busType) const {
+  const Bus* bus = Root->Bus_Get(busChannel, busType);
+  return bus != nullptr ? bus->CycleCount_Get() : 0;
+}
+
+unsigned char MdfFile::Bus_Type(unsigned int busChannel, unsigned char busType) const {
+  constexpr unsigned char kNone = 255;
+  const Bus* bus = Root->Bus_Get(busChannel, busType);
+  return bus != nullptr ? bus->BusType_Get() : kNone;
+}
+
+bool MdfFile::Bus_Reset() {
+  if (is_open() && HasRecords) return false;
+  Root->Bus_Reset();
+  return true;
+}
+
+bool MdfFile::Data_Insert(Qor_Trace_Entry_t& entry) {
+  return Describe() && Root->Data_Insert(entry) && Recorded(entry.Timestamp);
+}
+
+bool MdfFile::Data_Insert(unsigned int busChannel, unsigned char busType, Qor_Trace_Entry_t& entry) {
+  return Describe() && Root->Data_Insert(Root->Bus_Get(busChannel, busType), entry) && Recorded(entry.Timestamp);
+}
+
+/// What describes the data goes out before the data. False when the recording has ended.
+bool MdfFile::Describe() {
+  if (!is_open()) return !IdWritten;
+  if ((Changed || !BusLinks.empty()) && good()) Write();
+  return true;
+}
+
+/// After each record: on to the next file if this one is large enough. False when it couldn't be brought to its end.
+bool MdfFile::Recorded(unsigned long time) {
+  HasRecords = true;
+  Limit_Choose();
+  return !Limit_Reached() || Series_Next(time);
+}
+
+// --- events ---
+
+bool MdfFile::Event(const std::string& name, unsigned char kind, unsigned char cause, unsigned long time) {
+  return Event_Link(name, kind, cause, time, nullptr);
+}
+
+bool MdfFile::Event(const std::string& name, unsigned char kind, unsigned char cause, unsigned long time,
+                    unsigned int busChannel, unsigned char busType) {
+  Bus* bus = Root->Bus_Get(busChannel, busType);
+  return bus != nullptr && Event_Link(name, kind, cause, time, bus);
+}
+
+bool MdfFile::Event_Link(const std::string& name, unsigned char kind, unsigned char cause, unsigned long time,
+                         Bus* scope) {
+  const EventShape shape = ShapeOf(kind);
+  if (shape.Type == 0) return false;
+  const unsigned long relative = Header->RelativeTime(time);
+  auto* added = shape.OfRecording ? new MDF::EVBLOCK(name, shape.Type, cause, relative, nullptr, Begin)
+                                  : new MDF::EVBLOCK(name, shape.Type, cause, relative);
+  if (scope != nullptr) scope->Event_ScopeAdd(added);
+  Changed = true;
+  return Header->Link_EVBLOCK(added);
+}
