@@ -7,6 +7,7 @@
 #include <gtest/gtest.h>
 #include <malloc.h>
 
+#include <algorithm>
 #include <array>
 #include <chrono>
 #include <cstdio>
@@ -16,6 +17,7 @@
 #include <iterator>
 #include <string>
 #include <thread>
+#include <utility>
 #include <vector>
 
 #include "../../examples/drain.h"
@@ -30,10 +32,10 @@ using test::Bytes;
 using test::Items;
 using Clock = std::chrono::steady_clock;
 
-constexpr unsigned int kMemoryLimit = 5000;  // entries
-constexpr unsigned int kItemsPerFeed = 50;   // of each bus
+constexpr unsigned int kMemoryLimit = 5000;       // entries
+constexpr unsigned long kItemInterval = 200'000;  // ns, on each bus
 constexpr auto kFeedInterval = 10ms;
-constexpr auto kStall = 30ms;           // entries that come this late may be stored out of order: the machine's fault
+constexpr auto kStall = 40ms;           // entries that come this late may be stored out of order: the machine's fault
 constexpr long kMostGrowth = 16 << 10;  // KiB, from the end of the second cycle to that of the last
 
 [[noreturn]] void Fail(const std::string& what) {
@@ -78,10 +80,13 @@ class Bus {
  public:
   explicit Bus(Qor_Trace_BusType bus) : Interface(bus) {}
 
-  /// Queues a poll of items at equal distances behind `from` up to `to`, ns.
+  /// Queues the items due behind `from` up to `to`, ns.
   void Feed(unsigned long from, unsigned long to) {
     Items items;
-    for (unsigned int i = 1; i <= kItemsPerFeed; ++i) items.push_back(Item(from + (to - from) * i / kItemsPerFeed));
+    for (unsigned long time = (from / kItemInterval + 1) * kItemInterval; time <= to; time += kItemInterval) {
+      items.push_back(Item(time));
+      if (items.size() == kMostOfAPoll) Interface.NextItems(std::exchange(items, {}));
+    }
     Interface.NextItems(items);
   }
   /// Looks at an entry of this bus: it must be the one after the last.
@@ -116,6 +121,8 @@ class Bus {
         return test::EthernetFrame(data).At(time);
     }
   }
+
+  static constexpr size_t kMostOfAPoll = 500;
 
   test::ScriptedInterface Interface;
 };
@@ -164,21 +171,18 @@ class Soak {
     unsigned long from = kTimeOfFirst;
     for (auto last = begin; Clock::now() - begin < duration;) {
       std::this_thread::sleep_until(last + kFeedInterval);
-      const auto now = Clock::now();
-      if (now - last > kStall || IsBehind()) ++Stalls;
-      last = now;
-      const unsigned long to = kTimeOfFirst + static_cast<unsigned long>((now - begin) / 1ns);
+      last = Clock::now();
+      if (!HasPolledAll()) continue;  // the interfaces gather items meanwhile
+      const unsigned long to = kTimeOfFirst + static_cast<unsigned long>((last - begin) / 1ns);
+      if (std::chrono::nanoseconds(to - from) > kStall) ++Stalls;
       for (Bus& bus : Buses) bus.Feed(from, to);
       from = to;
       ExpectOk(drain.Pull([this](const unsigned char* record, unsigned int) { return Take(record); }), "a retrieval");
     }
-    while (std::any_of(Buses.begin(), Buses.end(), [](const Bus& bus) { return bus.Pending() > 0; })) {
-      std::this_thread::sleep_for(kFeedInterval);
-    }
+    while (!HasPolledAll()) std::this_thread::sleep_for(kFeedInterval);
   }
-  [[nodiscard]] bool IsBehind() const {
-    return std::any_of(Buses.begin(), Buses.end(),
-                       [](const Bus& bus) { return bus.Pending() > kStall / kFeedInterval; });
+  [[nodiscard]] bool HasPolledAll() const {
+    return std::all_of(Buses.begin(), Buses.end(), [](const Bus& bus) { return bus.Pending() == 0; });
   }
 
   bool Take(const unsigned char* record) {
