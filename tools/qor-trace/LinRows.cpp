@@ -28,7 +28,8 @@ const char* ChecksumModel(const LinEntry& lin) {
 class Rows : public BusRows {
  public:
   std::string KeyOf(const unsigned char* record, unsigned int length) const override {
-    return KeyOfNumber(ReadLin(record, length).value_or(LinEntry{}).Identifier);
+    const LinEntry lin = ReadLin(record, length).value_or(LinEntry{});
+    return KeyOfNumber(lin.PlainIdentifier()) + KeyOfNumber(lin.Identifier);
   }
 
   std::vector<Column> NameColumns() const override { return {{"Id", true}}; }
