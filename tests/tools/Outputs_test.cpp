@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <optional>
+
 #include "qor-trace/Failure.h"
 
 namespace client {
@@ -82,6 +84,21 @@ TEST(Outputs, CaptureOptionsNeedACapture) {
   EXPECT_THROW(PlanOutputs({"-"}, {}, "/where", {.AsExported = true}), UsageError);
   EXPECT_EQ(PlanOutputs({"a.pcapng"}, {}, "/where", {.EthernetOnly = true}).size(), 1u);
   EXPECT_EQ(PlanOutputs({"-"}, {}, "/where", {.AsExported = true}, "pcapng").size(), 1u);
+}
+
+TEST(Outputs, MeasurementFilesHaveASizeLimitOfTheirOwn) {
+  const auto planned = [](const char* name, std::optional<unsigned long> split) {
+    return PlanOutputs({name}, {}, "/where", {}, "", {.Split = split});
+  };
+  EXPECT_EQ(planned("a.mf4", std::nullopt)[0].Kind, Format::Mdf);
+  for (const unsigned long size : {3ul << 20, 4095ul << 20}) EXPECT_EQ(planned("a.mf4", size).size(), 1u);
+  for (const unsigned long size : {0ul, (3ul << 20) - 1, 4096ul << 20}) EXPECT_THROW(planned("a.mf4", size), UsageError);
+  EXPECT_THROW(planned("a.bin", 3ul << 20), UsageError);
+}
+
+TEST(Outputs, FolderOfTheFirstFileIsFound) {
+  EXPECT_EQ(FolderOf(Planned({"-", "sub/a.bin", "b.asc"}), "/else"), "/where/sub");
+  EXPECT_EQ(FolderOf(Planned({"-"}), "/else"), "/else");
 }
 
 TEST(Outputs, FolderThatIsMissingIsNotWritable) {

@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include <ctime>
+
 namespace client {
 namespace {
 
@@ -59,6 +61,19 @@ TEST(Units, ElapsedTimeHasHoursWhereThereAreSome) {
   EXPECT_EQ(FormatElapsed(59950000000), "0:59.9");
   EXPECT_EQ(FormatElapsed(754500000000), "12:34.5");
   EXPECT_EQ(FormatElapsed(3723400000000), "1:02:03.4");
+}
+
+TEST(Units, WallClockTimesAreLocalUnlessTheySayUtc) {
+  EXPECT_EQ(ParseWallClock("1970-01-01T00:00:00Z"), 0u);
+  EXPECT_EQ(ParseWallClock("2026-11-21T14:30:00Z"), 1795271400000000000u);
+  EXPECT_EQ(ParseWallClock("2026-11-21T14:30:00.25Z"), 1795271400250000000u);
+  EXPECT_EQ(ParseWallClock("2026-11-21T14:30:00.1234567899Z"), 1795271400123456789u);
+  struct tm local {};
+  local.tm_year = 126, local.tm_mon = 10, local.tm_mday = 21, local.tm_hour = 14, local.tm_isdst = -1;
+  EXPECT_EQ(ParseWallClock("2026-11-21T14:00:00"), static_cast<unsigned long>(mktime(&local)) * 1000000000);
+  for (const char* text : {"", "2026-11-21", "14:30", "2026-11-21T14:30", "2026-13-21T14:30:00", "2026-11-21T14:30:00z",
+                           "2026-11-21T14:30:00.Z", "2026-11-21T14:30:00 Z", "1960-01-01T00:00:00Z"})
+    EXPECT_FALSE(ParseWallClock(text)) << text;
 }
 
 }  // namespace

@@ -1,15 +1,18 @@
 // qor-trace convert
 #include <fmt/format.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <filesystem>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 
 #include "BinFile.h"
 #include "BitRateArguments.h"
 #include "Commands.h"
 #include "Failure.h"
+#include "MdfOutput.h"
 #include "OutputArguments.h"
 #include "OutputSet.h"
 #include "Replay.h"
@@ -21,10 +24,16 @@ namespace {
 
 struct ConvertArguments {
   std::string Input;
+  std::string StartTime;
   std::string SwapFolder;
   BitRateArguments BitRates;
   OutputArguments Output;
 };
+
+bool Has(const OutputPlan& plan, Format format) {
+  return std::any_of(plan.Outputs.begin(), plan.Outputs.end(),
+                     [&](const Output& output) { return output.Kind == format; });
+}
 
 constexpr unsigned int MemoryLimit = 50000;  // entries of the monitor that writes .asc outputs
 
@@ -47,10 +56,53 @@ class Converter : public EntrySink {
   Signals& StopSignals;
 };
 
+/// The times of the first record and of the latest one, ns.
+class Ends : public EntrySink {
+ public:
+  bool Take(const unsigned char* record, unsigned int /*length*/) override {
+    const unsigned long time = ReadHeader(record).Timestamp;
+    if (!First) First = time;
+    Latest = std::max(Latest, time);
+    return true;
+  }
+  std::optional<unsigned long> First;
+  unsigned long Latest = 0;
+};
+
+/// When a recorded file began, ns since 1970: its last record was written when the file was last changed. Nothing for
+/// standard input, without records, and for records that tell wall-clock times themselves.
+std::optional<unsigned long> BeginOf(const std::string& input) {
+  struct stat status {};
+  if (input == "-" || stat(input.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
+  Ends ends;
+  try {
+    ReadBin(input, ends);
+  } catch (const Failure&) {  // it is told when the file is converted
+  }
+  if (!ends.First || *ends.First >= WallClockFrom) return std::nullopt;
+  const auto changed = static_cast<unsigned long>(status.st_mtim.tv_sec) * 1000000000 +
+                       static_cast<unsigned long>(status.st_mtim.tv_nsec);
+  return changed - std::min(changed, ends.Latest - *ends.First);
+}
+
+/// When the first record's event was, ns since 1970, for outputs that tell it.
+std::optional<unsigned long> FirstTimeOf(const ConvertArguments& arguments, const OutputPlan& plan,
+                                         const std::string& input) {
+  if (!Has(plan, Format::Mdf)) {
+    if (!arguments.StartTime.empty()) throw UsageError("--start-time needs an output that ends in .mf4");
+    return std::nullopt;
+  }
+  if (arguments.StartTime.empty()) return BeginOf(input);
+  const auto time = ParseWallClock(arguments.StartTime);
+  if (!time)
+    throw UsageError(
+        fmt::format("\"{}\" is no time; write 2026-11-21T14:30:00, or with Z behind it for UTC", arguments.StartTime));
+  return time;
+}
+
 /// A monitor to play the records into, if an output needs one.
 std::unique_ptr<Replay> MakeReplay(const ConvertArguments& arguments, const OutputPlan& plan, Signals& signals) {
-  const auto isAsc = [](const Output& output) { return output.Kind == Format::Asc; };
-  if (std::none_of(plan.Outputs.begin(), plan.Outputs.end(), isAsc)) return nullptr;
+  if (!Has(plan, Format::Asc)) return nullptr;
   const std::string folder = arguments.SwapFolder.empty() ? FolderOf(plan.Outputs, "/var/tmp")
                                                           : std::filesystem::absolute(arguments.SwapFolder).string();
   auto replay = std::make_unique<Replay>(folder, MemoryLimit);
@@ -61,15 +113,16 @@ std::unique_ptr<Replay> MakeReplay(const ConvertArguments& arguments, const Outp
 /// Nothing is made before the input is known to be there.
 std::string InputPath(const std::string& typed) {
   if (typed == "-") return typed;
-  const std::string path = std::filesystem::absolute(typed).string();
+  std::string path = std::filesystem::absolute(typed).string();
   CheckReadable(path);
   return path;
 }
 
 int Convert(const ConvertArguments& arguments, Signals& signals) {
-  const OutputPlan plan = arguments.Output.Plan();
+  OutputPlan plan = arguments.Output.Plan();
   Summary summary(arguments.BitRates.Rates());
   const std::string input = InputPath(arguments.Input);
+  plan.Mdf.FirstTime = FirstTimeOf(arguments, plan, input);
   for (const Output& output : plan.Outputs) CheckWritable(output);
   OutputSet outputs(plan, MakeReplay(arguments, plan, signals));
   Converter converter(outputs, summary, signals);
@@ -105,6 +158,10 @@ void AddConvertCommand(CLI::App& app, Action& action) {
   command->get_option("--output")->required();
   command->add_option("--swap-folder", arguments->SwapFolder,
                       "Where the swap file's own folder is made for .asc outputs (the folder of the first output)");
+  command->add_option(
+      "--start-time", arguments->StartTime,
+      "When the first record's event was, for .mf4 outputs: 2026-11-21T14:30:00[.5][Z] (by the time when "
+      "INPUT was last changed)");
   arguments->BitRates.AddTo(*command);
   command->footer(ConvertHelp);
   command->callback(

@@ -10,13 +10,24 @@
 
 namespace client {
 
+namespace {
+
+unsigned long SizeOf(const std::string& typed) {
+  if (const auto size = ParseSize(typed)) return *size;
+  throw UsageError(fmt::format("\"{}\" is no size; write 500M or 2G", typed));
+}
+
+}  // namespace
+
 void OutputArguments::AddTo(CLI::App& command) {
   command
-      .add_option(
-          "-o,--output", Outputs,
-          "Output by extension: .asc text, .pcapng capture of all buses, .bin raw records; - for standard output")
+      .add_option("-o,--output", Outputs,
+                  "Output by extension: .asc text, .pcapng capture of all buses, .mf4 measurement file, .bin raw "
+                  "records; - for "
+                  "standard output")
       ->allow_extra_args(false);
   command.add_option("--asc-split", AscSplit, "Go on in NAME_1.asc, NAME_2.asc, ... beyond this size, e.g. 500M");
+  command.add_option("--mdf-split", MdfSplit, "The same for .mf4 outputs, 3M to 4095M");
   command.add_flag("--asc-dec", AscDecimal, "Decimal base in .asc outputs");
   command.add_option("--format", StandardFormat, "What - gets: bin (the default) or pcapng");
   command.add_flag("--ethernet-only", Capture.EthernetOnly,
@@ -33,12 +44,10 @@ void OutputArguments::AddRecordingTo(CLI::App& command) {
 }
 
 OutputPlan OutputArguments::Plan() const {
-  OutputPlan plan{{}, {AscLive, AscDecimal, AscRelative, std::nullopt}, Capture};
-  if (!AscSplit.empty()) {
-    plan.Asc.Split = ParseSize(AscSplit);
-    if (!plan.Asc.Split) throw UsageError(fmt::format("\"{}\" is no size; write 500M or 2G", AscSplit));
-  }
-  plan.Outputs = PlanOutputs(Outputs, plan.Asc, std::filesystem::current_path(), Capture, StandardFormat);
+  OutputPlan plan{{}, {AscLive, AscDecimal, AscRelative, std::nullopt}, Capture, {}};
+  if (!AscSplit.empty()) plan.Asc.Split = SizeOf(AscSplit);
+  if (!MdfSplit.empty()) plan.Mdf.Split = SizeOf(MdfSplit);
+  plan.Outputs = PlanOutputs(Outputs, plan.Asc, std::filesystem::current_path(), Capture, StandardFormat, plan.Mdf);
   if (!UsesStandardOutput(plan.Outputs)) return plan;
   if (StandardOutputIsTerminal()) throw UsageError("Binary output is not written to a terminal");
   if (Json) throw UsageError("Standard output can't take both the records and the JSON summary");

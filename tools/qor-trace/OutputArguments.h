@@ -17,6 +17,7 @@ struct OutputArguments {
   bool AscDecimal = false;
   bool AscRelative = false;
   std::string AscSplit;
+  std::string MdfSplit;
   CaptureOptions Capture;
   std::string StandardFormat;  // of the output -
   bool Json = false;

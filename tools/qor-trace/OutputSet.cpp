@@ -8,6 +8,7 @@
 #include "BinFile.h"
 #include "CaptureFile.h"
 #include "Failure.h"
+#include "MdfOutput.h"
 #include "Terminal.h"
 #include "Units.h"
 
@@ -24,6 +25,8 @@ std::unique_ptr<StreamOutput> MakeWriter(const Output& output, const OutputPlan&
     case Format::Pcapng:
       if (plan.Capture.AsExported) return std::make_unique<ExportedCapture>(output.Path);
       return std::make_unique<CaptureWriter>(output.Path, PcapngOptions{.EthernetOnly = plan.Capture.EthernetOnly});
+    case Format::Mdf:
+      return std::make_unique<MdfOutput>(output.Path, plan.Mdf);
   }
   return nullptr;
 }

@@ -15,6 +15,8 @@ namespace {
 
 constexpr unsigned long SmallestSplit = 512;
 constexpr unsigned long LargestSplit = 0xFFFFFFFF;
+constexpr unsigned long SmallestMdfSplit = 3ul << 20;  // a file may be a data block of 2 MiB larger than its limit
+constexpr unsigned long LargestMdfSplit = 4095ul << 20;
 
 Format StandardFormat(const std::string& typed) {
   if (typed.empty() || typed == Word(Format::Bin)) return Format::Bin;
@@ -23,9 +25,9 @@ Format StandardFormat(const std::string& typed) {
 }
 
 Format FormatOf(const std::string& name, const std::filesystem::path& path) {
-  for (const Format format : {Format::Bin, Format::Asc, Format::Pcapng})
+  for (const Format format : {Format::Bin, Format::Asc, Format::Pcapng, Format::Mdf})
     if (path.extension() == std::string(".") + Word(format)) return format;
-  throw UsageError(fmt::format("Output \"{}\" ends in neither .asc nor .pcapng nor .bin", name));
+  throw UsageError(fmt::format("Output \"{}\" ends in none of .asc, .pcapng, .mf4 and .bin", name));
 }
 
 Output PlanOutput(const std::string& name, const std::filesystem::path& folder, Format standard) {
@@ -40,6 +42,12 @@ Output PlanOutput(const std::string& name, const std::filesystem::path& folder, 
 
 void CheckCaptureOptions(const CaptureOptions& capture, bool any) {
   if (capture.Any() && !any) throw UsageError("--ethernet-only and --as-exported need a .pcapng output");
+}
+
+void CheckMdfOptions(const MdfOptions& mdf, bool any) {
+  if (mdf.Split && !any) throw UsageError("--mdf-split needs an output that ends in .mf4");
+  if (mdf.Split && (*mdf.Split < SmallestMdfSplit || *mdf.Split > LargestMdfSplit))
+    throw UsageError("--mdf-split takes 3M to 4095M");
 }
 
 void CheckAscOptions(const AscOptions& asc, std::ptrdiff_t ascOutputs) {
@@ -71,13 +79,15 @@ const char* Word(Format format) {
       return "asc";
     case Format::Pcapng:
       return "pcapng";
+    case Format::Mdf:
+      return "mf4";
   }
   return "";
 }
 
 std::vector<Output> PlanOutputs(const std::vector<std::string>& names, const AscOptions& asc,
                                 const std::filesystem::path& folder, const CaptureOptions& capture,
-                                const std::string& standard) {
+                                const std::string& standard, const MdfOptions& mdf) {
   std::vector<Output> outputs;
   const Format standardFormat = StandardFormat(standard);
   for (const std::string& name : names) {
@@ -91,6 +101,7 @@ std::vector<Output> PlanOutputs(const std::vector<std::string>& names, const Asc
   };
   CheckAscOptions(asc, count(Format::Asc));
   CheckCaptureOptions(capture, count(Format::Pcapng) > 0);
+  CheckMdfOptions(mdf, count(Format::Mdf) > 0);
   if (!standard.empty() && !UsesStandardOutput(outputs)) throw UsageError("--format needs the output -");
   return outputs;
 }

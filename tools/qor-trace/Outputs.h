@@ -9,7 +9,7 @@
 
 namespace client {
 
-enum class Format { Bin, Asc, Pcapng };
+enum class Format { Bin, Asc, Pcapng, Mdf };
 
 /// "bin" and so on; also its extension.
 const char* Word(Format format);
@@ -37,22 +37,29 @@ struct CaptureOptions {
   bool Any() const { return EthernetOnly || AsExported; }
 };
 
+/// How measurement files (.mf4) are to be.
+struct MdfOptions {
+  std::optional<unsigned long> Split = std::nullopt;      // size limit of one file, bytes
+  std::optional<unsigned long> FirstTime = std::nullopt;  // of the first entry, ns since 1970; else when it comes
+};
+
 /// What a command is to write.
 struct OutputPlan {
   std::vector<Output> Outputs;
   AscOptions Asc;
   CaptureOptions Capture;
+  MdfOptions Mdf;
 };
 
 /// Finds out what was asked for before anything is done.
 ///
-/// @param names     as typed: by extension .bin, .asc or .pcapng, or "-" for standard output
+/// @param names     as typed: by extension .bin, .asc, .pcapng or .mf4, or "-" for standard output
 /// @param folder    that relative names are meant in
 /// @param standard  the format of standard output as typed, "bin" or "pcapng"; empty: bin
 /// Failure: UsageError for an unknown extension, two outputs of the same name, options that don't go together.
 std::vector<Output> PlanOutputs(const std::vector<std::string>& names, const AscOptions& asc,
                                 const std::filesystem::path& folder, const CaptureOptions& capture = {},
-                                const std::string& standard = "");
+                                const std::string& standard = "", const MdfOptions& mdf = {});
 
 /// Throws a Failure if an output can't be written: its folder is missing, it is a folder itself, or permission lacks.
 void CheckWritable(const Output& output);

@@ -4,6 +4,7 @@
 
 #include <array>
 #include <cctype>
+#include <ctime>
 #include <utility>
 
 namespace client {
@@ -84,6 +85,21 @@ std::optional<unsigned long> ParseDuration(std::string_view text) {
     if (__builtin_add_overflow(total, ns, &total)) return std::nullopt;
   }
   return total;
+}
+
+std::optional<unsigned long> ParseWallClock(const std::string& text) {
+  struct tm time {};
+  const char* const end = strptime(text.c_str(), "%Y-%m-%dT%H:%M:%S", &time);
+  if (end == nullptr) return std::nullopt;
+  std::string_view rest = end;
+  const auto fraction = TakeFraction(rest);
+  if (!fraction || (!rest.empty() && rest != "Z")) return std::nullopt;
+  time.tm_isdst = -1;  // the system knows
+  const time_t seconds = rest.empty() ? mktime(&time) : timegm(&time);
+  unsigned long ns = 0;
+  if (seconds < 0 || __builtin_mul_overflow(static_cast<unsigned long>(seconds), 1000000000ul, &ns))
+    return std::nullopt;
+  return ns + FractionOf(1000000000, *fraction);
 }
 
 std::string FormatSeconds(unsigned long ns) { return fmt::format("{}.{:09}", ns / 1000000000, ns % 1000000000); }

@@ -16,6 +16,10 @@ std::optional<unsigned long> ParseSize(std::string_view text);
 /// @return ns, or nothing for another text or more than 64 bits
 std::optional<unsigned long> ParseDuration(std::string_view text);
 
+/// "2026-11-21T14:30:00" (local time), "2026-11-21T14:30:00.25Z" (UTC) -> ns since 1970. A fraction is cut at 1 ns.
+/// @return ns, or nothing for another text or a time before 1970
+std::optional<unsigned long> ParseWallClock(const std::string& text);
+
 /// 1500000 -> "0.001500000"
 std::string FormatSeconds(unsigned long ns);
 
