@@ -201,6 +201,46 @@ def candump_seeds():
         write("candump", name, text.encode())
 
 
+def csv_seeds():
+    head = "timestamp_ns,channel,kind,flags,id,cycle,crc,data\n"
+    for name, control, lines in (
+        ("lin", 0, "0,1,frame,,0x11,,,0102\n1000,1,frame,tx,0x12,,52,\n"),
+        ("flexray", 0, "0,A,frame,,5,1,0x123,01020304\n500,AB,frame,tx|startup|sync,6,2,7,\n"),
+        ("both-buses", 1, "5,2,frame,,1,,,00\n6,A,frame,,5,1,1,0102\n"),
+        ("lin-of-both", 3, "5,2,frame,,1,,,00\n6,A,frame,,5,1,1,0102\n"),
+        ("out-of-order", 8, "9000,1,frame,,1,,,aa\n100,1,frame,,2,,,bb\n"),
+        ("columns-missing", 0, "1,2,3\n"),
+        ("lin-events", 0, "0,1,wakeup,,,,,\n7,1,trigger,rising,,,,\n8,1,no_response,,3,,,\n9,1,sync_error,,,,,\n"),
+        ("lin-errors", 0, "0,1,checksum_error,,3,,,01\n1,1,parity_error,,3,,,\n2,1,transmit_error,,3,,,02\n"),
+        ("flexray-events", 0, "0,A,start_of_cycle,,,11,,\n1,A,state,halt,,,,\n2,B,symbol,,,,,\n3,A,overrun,,,,,\n"),
+        ("flexray-errors", 0, "0,A,nit_syntax_error,,,1,,\n1,B,content_error,,9,2,,\n"),
+    ):
+        write("csv", name, bytes([control]) + (head + lines).encode())
+
+
+def pcap_seeds():
+    def packet(second, frame):
+        return struct.pack("<IIII", second, 5, len(frame), len(frame)) + frame
+
+    head = struct.pack("<IHHiIII", 0xA1B2C3D4, 2, 4, 0, 0, 65535, 1)
+    frames = packet(2, bytes(60)) + packet(1, bytes(range(64)))
+    write("pcap", "microseconds", b"\0" + head + frames)
+    write("pcap", "nanoseconds", b"\1" + struct.pack("<I", 0xA1B23C4D) + head[4:] + frames)
+    write("pcap", "cut", b"\0" + head + frames[:-5])
+    write("pcap", "other-link-type", b"\0" + head[:20] + struct.pack("<I", 227) + frames)
+    write("pcap", "big-endian", b"\2" + struct.pack(">IHHiIII", 0xA1B2C3D4, 2, 4, 0, 0, 65535, 1))
+
+    def block(kind, body):
+        length = struct.pack("<I", len(body) + 12)
+        return struct.pack("<I", kind) + length + body + length
+
+    section = block(0x0A0D0D0A, struct.pack("<IHHq", 0x1A2B3C4D, 1, 0, -1))
+    interface = block(1, struct.pack("<HHI", 1, 0, 65535) + struct.pack("<HHB3xHH", 9, 1, 9, 0, 0))
+    enhanced = block(6, struct.pack("<IIIII", 0, 0, 77, 60, 60) + bytes(60))
+    write("pcap", "pcapng", b"\0" + section + interface + enhanced + enhanced)
+    write("pcap", "pcapng-without-interface", b"\0" + section + enhanced)
+
+
 # ---- Calls of the C interface, as c_interface_fuzz.cpp reads them
 
 
@@ -290,13 +330,15 @@ def mdf_seeds():
 
 
 if __name__ == "__main__":
-    mdf_seeds()
-    call_seeds()
-    bin_seeds()
-    pcapng_client_seeds()
-    source_seeds()
-    candump_seeds()
     poll_seeds()
     swap_file_seeds()
     asc_seeds()
     pcapng_seeds()
+    bin_seeds()
+    pcapng_client_seeds()
+    source_seeds()
+    candump_seeds()
+    csv_seeds()
+    pcap_seeds()
+    call_seeds()
+    mdf_seeds()
