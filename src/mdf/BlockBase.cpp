@@ -235,7 +235,7 @@ long Block::Write_New(FileStream& stream) {
   Links_Write(stream);
   if (!stream.good()) return 0;
   IsWritten = true;
-  return static_cast<long>(stream.tellp());
+  return Position(stream);
 }
 
 long Block::Write_Changes(FileStream& stream) {
@@ -264,7 +264,7 @@ long Block::Write_WithData(FileStream& stream, bool& changed, std::initializer_l
     changed = false;
     DataLinks = Links.size();
   }
-  return static_cast<long>(stream.tellp());
+  return Position(stream);
 }
 
 // --- reset ---

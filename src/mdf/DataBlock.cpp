@@ -151,7 +151,7 @@ bool DZBLOCK::Compress() {
 bool DZBLOCK::Data_Compress() { return false; }
 
 long DZBLOCK::Write(FileStream& stream) {
-  if (IsEmpty()) return static_cast<long>(stream.tellp());
+  if (IsEmpty()) return Position(stream);
   return Usable(stream) ? PutOut(stream) : 0;
 }
 
@@ -185,7 +185,7 @@ long DZBLOCK::PutOut(FileStream& stream) {
     Linked->Write(stream);
   }
   IsWritten = true;
-  return static_cast<long>(stream.tellp());
+  return Position(stream);
 }
 
 }  // namespace MDF

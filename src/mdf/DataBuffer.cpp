@@ -63,7 +63,7 @@ bool DataBlockStatic::Reset(unsigned int size) {
 
 long DataBlockStatic::Write(FileStream& stream) {
   if (!Buffer.empty()) PutBytes(stream, Buffer.data(), Buffer.size());
-  return static_cast<long>(stream.tellp());
+  return Position(stream);
 }
 
 void DataBlockStatic::ZipEnd::operator()(z_stream_s* zip) const {

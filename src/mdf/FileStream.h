@@ -53,10 +53,17 @@ void Put(FileStream& stream, std::span<const T> values) {
   PutBytes(stream, values.data(), values.size_bytes());
 }
 
-/// Goes to the end of the file and returns its offset; -1 when the stream is closed or has failed.
+/// The offset that is written at next; -1 when the stream is closed or has failed. A stream that can't tell has failed.
+inline long Position(FileStream& stream) {
+  const auto position = static_cast<long>(stream.tellp());
+  if (position < 0) stream.setstate(std::ios_base::failbit);
+  return position;
+}
+
+/// Goes to the end of the file and returns its offset; -1 as for Position.
 inline long SeekEnd(FileStream& stream) {
   stream.seekp(0, std::ios_base::end);
-  return static_cast<long>(stream.tellp());
+  return Position(stream);
 }
 
 }  // namespace MDF

@@ -1,0 +1,135 @@
+// Memory that runs out and files that fail under the MDF blocks: each allocation and each call of the operating system in its
+// turn. A file is whole, or a call has said that it isn't.
+#include <array>
+#include <functional>
+#include <memory>
+#include <new>
+
+#include "support/FailingAllocator.h"
+#include "support/FailingFiles.h"
+#include "support/MdfFiles.h"
+
+namespace {
+
+using test::FailingAllocator;
+using test::FailingFiles;
+
+/// A file with records and signal data, written by two data lists.
+class Recording {
+ public:
+  Recording(const std::string& name, bool packed) : Stream(name) {
+    Group->Link_CGBLOCK(Channels);
+    Channels->Link_CNBLOCK(Signal);
+    Header->Link_DGBLOCK(Group);
+    Lists[0] = std::make_unique<MDF::DLBLOCK>(Group, 3, packed, Stream);
+    Lists[1] = std::make_unique<MDF::DLBLOCK>(Signal, 3, packed, Stream);
+    for (const auto& list : Lists) {
+      dynamic_cast<MDF::DataBlockDynamic&>(*list->Links_Get(MDF::kDlData)).MaxLength(200);
+    }
+  }
+  ~Recording() { MDF::Tree_Destroy(MDF::Tree_Collect(Header, MDF::DataLists::kLeave)); }
+  Recording(const Recording&) = delete;
+  Recording& operator=(const Recording&) = delete;
+
+  /// Writes the whole file. False as soon as a call says that something is wrong.
+  bool Write() {
+    if (!Id.Write(Stream)) return false;
+    PlaceAndWrite(*Header, Stream);
+    for (unsigned int i = 0; i < 30; ++i) {
+      std::string bytes(10 + i, static_cast<char>('a' + i));
+      if (!Lists[i % 2]->Insert(::Data(bytes), static_cast<unsigned int>(bytes.size()))) return false;
+      Expected[i % 2] += bytes;
+      if (i % 10 == 9) PlaceAndWrite(*Header, Stream);
+    }
+    for (const auto& list : Lists) {
+      if (!list->Write()) return false;
+    }
+    Channels->CycleCount_Set(Expected[0].size());
+    PlaceAndWrite(*Header, Stream);
+    if (!Id.Finalize(Stream)) return false;
+    Stream.close();
+    return Stream.good();
+  }
+  /// Reads the file back.
+  void Check(const std::string& contents) const {
+    StrictMdfReader reader(contents, {.Records = true, .OldBlocks = true});
+    reader.ReadFile();
+    EXPECT_EQ(reader.Report(), "");
+    const auto dataOf = [&](const MDF::Block& block, size_t link) {
+      return reader.DataBehind(StrictMdfReader::LinkOf(reader.At(static_cast<uint64_t>(block.Block_FilePos())), link));
+    };
+    EXPECT_EQ(dataOf(*Group, 2), Expected[0]);
+    EXPECT_EQ(dataOf(*Signal, 5), Expected[1]);
+  }
+
+ private:
+  FileStream Stream;
+  MDF::IDBLOCK Id{"Failing "};
+  MDF::HDBLOCK* Header = new MDF::HDBLOCK(1);
+  MDF::DGBLOCK* Group = new MDF::DGBLOCK(false);
+  MDF::CGBLOCK* Channels = new MDF::CGBLOCK("bus", 1, 6, 1);  // records of one byte
+  MDF::CNBLOCK* Signal = new MDF::CNBLOCK("signal", 1, 0, 10, 0, 0);
+  std::array<std::unique_ptr<MDF::DLBLOCK>, 2> Lists;
+  std::array<std::string, 2> Expected;
+};
+
+const std::string kName = testing::TempDir() + "failing-" + std::to_string(getpid()) + ".mf4";
+
+class MdfMemory : public testing::TestWithParam<std::tuple<bool, FailingAllocator::Duration>> {};
+class MdfFileCalls : public testing::TestWithParam<std::tuple<bool, FailingFiles::How, FailingFiles::Duration>> {};
+
+INSTANTIATE_TEST_SUITE_P(Packed, MdfMemory,
+                         testing::Combine(testing::Bool(),
+                                          testing::Values(FailingAllocator::Once, FailingAllocator::FromThenOn)));
+INSTANTIATE_TEST_SUITE_P(Packed, MdfFileCalls,
+                         testing::Combine(testing::Bool(), testing::Values(FailingFiles::Refused, FailingFiles::Short),
+                                          testing::Values(FailingFiles::Once, FailingFiles::FromThenOn)));
+
+}  // namespace
+
+TEST_P(MdfMemory, ThatRunsOutIsToldAndNothingStaysBehind) {
+  const auto [packed, duration] = GetParam();
+  bool failed = true;
+  unsigned int told = 0;
+  for (unsigned long number = 1; failed; ++number) {
+    SCOPED_TRACE(number);
+    ASSERT_LT(number, 300U);
+    Recording recording(kName, packed);
+    bool written = false;
+    {
+      const FailingAllocator exhausted(FailingAllocator::ThisThread, number, duration);
+      try {
+        written = recording.Write();
+      } catch (const std::bad_alloc&) {
+        ++told;
+      }
+      failed = exhausted.HasFailed();
+    }
+    EXPECT_TRUE(written || failed);
+    if (written) recording.Check(StrictMdfReader::Load(kName));
+    std::filesystem::remove(kName);
+  }
+  EXPECT_GT(told, 10U);
+}
+
+TEST_P(MdfFileCalls, ThatFailAreToldOrCostNothing) {
+  const auto [packed, how, duration] = GetParam();
+  bool failed = true;
+  for (unsigned long number = 1; failed; ++number) {
+    SCOPED_TRACE(number);
+    ASSERT_LT(number, 300U);
+    Recording recording(kName, packed);
+    bool written = false;
+    std::string what;
+    {
+      const FailingFiles failing(number, how, duration);
+      written = recording.Write();
+      failed = failing.HasFailed();
+      what = failing.What();
+    }
+    SCOPED_TRACE(what);
+    EXPECT_TRUE(written || (failed && how == FailingFiles::Refused));
+    if (written) recording.Check(StrictMdfReader::Load(kName));
+    std::filesystem::remove(kName);
+  }
+}
