@@ -190,6 +190,28 @@ TEST_P(ApiMemory, ExportToAsc) {
   EXPECT_EQ(Number(QOR_TRACE_PROPERTY_ENTRY_COUNT), 40U);
 }
 
+TEST_P(ApiMemory, ExportToASeriesOfAscFiles) {
+  Record(1);
+  Record(1000);
+  const auto request = ExportRequest("out.asc", QOR_TRACE_ASC_SPLIT, 0, 600);
+  ExpectStatusForEveryAllocation([&] { return Qor_Trace_ExportToASC(Monitor, &request); }, "out of memory");
+  EXPECT_TRUE(std::filesystem::exists("out_2.asc"));
+}
+
+TEST_P(ApiMemory, RemovingChannelsNeedsNone) {
+  const Qor_Trace_AddChannel_Request_t request = {0, Second.Port(), 0};
+  Qor_Trace_AddChannel_Response_t response;
+  ASSERT_EQ(Qor_Trace_AddChannel(Monitor, &request, &response), 0U);
+  ASSERT_EQ(Qor_Trace_Start(Monitor, 0), 0U);
+  {
+    const FailingAllocator exhausted(FailingAllocator::ThisThread, 1, GetParam());
+    EXPECT_EQ(Qor_Trace_RemoveChannel(Monitor, response.ChannelId), 0U);
+    EXPECT_EQ(Qor_Trace_ClearChannelList(Monitor), 0U);
+    EXPECT_FALSE(exhausted.HasFailed());
+  }
+  EXPECT_EQ(Qor_Sim_OpenConnections(), 0U);
+}
+
 TEST_P(ApiMemory, ExportToPcap) {
   Record(1);
   Record(1000);
