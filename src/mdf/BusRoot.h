@@ -1,7 +1,6 @@
 // The buses of an MDF file, and which of them an entry belongs to.
 #pragma once
 
-#include <compare>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -21,7 +20,7 @@ class QOR_EXPORT BusRoot {
   struct QOR_EXPORT channelKey_t {
     channelKey_t(unsigned int busChannel, unsigned char busType)
         : Value(static_cast<uint64_t>(busType) << 32 | busChannel) {}
-    friend auto operator<=>(const channelKey_t&, const channelKey_t&) = default;
+    friend bool operator<(const channelKey_t& left, const channelKey_t& right) { return left.Value < right.Value; }
 
     uint64_t Value;
   };

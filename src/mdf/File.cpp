@@ -296,11 +296,10 @@ bool MdfFile::Data_Insert(unsigned int busChannel, unsigned char busType, Qor_Tr
   return Describe() && Root->Data_Insert(Root->Bus_Get(busChannel, busType), entry) && Recorded(entry.Timestamp);
 }
 
-/// What describes the data goes out before the data. False when the recording has ended.
+/// What describes the data goes out before the data. False when the recording has ended or a write has failed.
 bool MdfFile::Describe() {
   if (!is_open()) return !IdWritten;
-  if ((Changed || !BusLinks.empty()) && good()) Write();
-  return true;
+  return good() && ((!Changed && BusLinks.empty()) || Write());
 }
 
 /// After each record: on to the next file if this one is large enough. False when it couldn't be brought to its end.

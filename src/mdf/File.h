@@ -40,7 +40,7 @@ struct QOR_EXPORT FileInfo {
 ///
 /// Failures: false; is_open() and the stream's state tell a file that can't be opened from a failed write. Without an
 /// open file entries are collected in memory until a block is full and refused then. After a failed write the file
-/// stays as it was last flushed, readable and marked unfinalized.
+/// stays as it was last flushed, readable and marked unfinalized; entries are refused until the stream is cleared.
 ///
 /// The file on the disk is a sound unfinalized one from the constructor on: descriptions are written before the first
 /// data, and each block of data is followed by the counts that belong to it. Only File_Close marks it finalized. The

@@ -1,6 +1,9 @@
 // MDF files that can't be written, and recordings that are cut off.
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
+#include <csignal>
 #include <random>
 
 #include "support/FileSizeLimit.h"
@@ -117,6 +120,7 @@ TEST_F(MdfFileFailure, FlushOnAFullDiskFailsAndCanBeRepeated) {
   {
     const test::FileSizeLimit full(std::filesystem::file_size("trace.mf4") + 5'000);
     EXPECT_FALSE(file.File_FlushData());
+    EXPECT_FALSE(Insert(file, Frame(1000)));
   }
   file.clear();
   EXPECT_TRUE(file.File_FlushData());
@@ -194,6 +198,27 @@ TEST_F(MdfFileFailure, CopyOfARunningRecordingIsRightUpToItsLastFlush) {
   EXPECT_GT(copies, 5U);
   EXPECT_TRUE(file.File_Close(100'000));
   EXPECT_EQ(FramesOf(Decoded("trace.mf4")), 100'000U);
+}
+
+TEST_F(MdfFileFailure, KilledRecordingIsReadable) {
+  constexpr unsigned long kFrames = 100'000;
+  const pid_t child = fork();
+  ASSERT_GE(child, 0);
+  if (child == 0) {
+    MdfFile file("trace", 0);
+    bool done = file.Bus_Add(1, BusType_Can);
+    for (unsigned long number = 0; number < kFrames && done; ++number) done = Insert(file, Frame(number));
+    kill(getpid(), done ? SIGKILL : SIGTERM);
+  }
+  int status = 0;
+  ASSERT_EQ(waitpid(child, &status, 0), child);
+  ASSERT_TRUE(WIFSIGNALED(status));
+  ASSERT_EQ(WTERMSIG(status), SIGKILL);
+  EXPECT_EQ(Findings("trace.mf4", false), "");
+  const MdfDecoder decoded = Decoded("trace.mf4");
+  EXPECT_FALSE(decoded.Finalized());
+  // What waited in memory is lost: at most a block of records.
+  EXPECT_GE(FramesOf(decoded), kFrames - 0x200000 / 26);
 }
 
 TEST_F(MdfFileFailure, EveryFlushMakesEverythingReadable) {

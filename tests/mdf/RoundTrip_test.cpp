@@ -357,8 +357,8 @@ Sent CandumpLine(const std::string& line) {
   return CanSent(channel, time, number, id.size() == 8, fd, fdFlags, false, FromHex(data));
 }
 
-/// A row of a FlexRay table: timestamp_ns,channel,kind,flags,id,cycle,crc,data.
-Sent FlexRayRow(const std::string& row) {
+/// The cells of a row of a table: timestamp_ns,channel,kind,flags,id,cycle,crc,data.
+std::vector<std::string> Cells(const std::string& row) {
   std::vector<std::string> cells(1);
   for (const char c : row) {
     if (c == ',') {
@@ -367,6 +367,12 @@ Sent FlexRayRow(const std::string& row) {
       cells.back() += c;
     }
   }
+  cells.resize(8);
+  return cells;
+}
+
+Sent FlexRayRow(const std::string& row) {
+  const std::vector<std::string> cells = Cells(row);
   unsigned int flags = 0;
   if (cells[3].find("null") != std::string::npos) flags |= QOR_TRACE_FLEXRAY_NULL;
   if (cells[3].find("ppi") != std::string::npos) flags |= QOR_TRACE_FLEXRAY_INDICATOR;
@@ -377,14 +383,35 @@ Sent FlexRayRow(const std::string& row) {
                      static_cast<unsigned int>(std::stoul(cells[6])), false, FromHex(cells.at(7)));
 }
 
+unsigned int Number(const std::string& cell) { return cell.empty() ? 0 : static_cast<unsigned int>(std::stoul(cell)); }
+
+Sent LinRow(const std::string& row) {
+  const std::vector<std::string> cells = Cells(row);
+  const unsigned long time = std::stoul(cells[0]);
+  const Bytes data = FromHex(cells[7]);
+  LinItem item = LinItem().At(time).Id(Number(cells[4])).Data(data, Number(cells[6])).BitTime(416'667);
+  Frame frame{"LIN1", "LIN_Frame", time, Hex(Number(cells[4])), "Rx", Hex(Number(cells[6])) + " 19200", Text(data)};
+  if (cells[2] == "checksum_error") {
+    item.ChecksumError();
+    frame.Event = "LIN_ChecksumError";
+  } else if (cells[2] == "parity_error") {
+    item.ParityError();
+    frame = {"LIN1", "LIN_ReceiveError", time, frame.Id, "", "19200", frame.Data};
+  } else if (cells[2] != "frame") {  // without a response there is as little to record as without a sync field
+    item.SyncError();
+    frame = {"LIN1", "LIN_SyncError", time, "", "", "19200", ""};
+  }
+  return {item.Entry(), {frame}};
+}
+
 std::vector<Sent> Load(const std::string& name) {
   std::ifstream file(kFolder + "/" + name);
-  const bool table = name.ends_with(".csv");
+  const auto read = name.starts_with("can") ? CandumpLine : name.starts_with("lin") ? LinRow : FlexRayRow;
   std::vector<Sent> sent;
   std::string line;
-  if (table) std::getline(file, line);
+  if (name.ends_with(".csv")) std::getline(file, line);
   while (std::getline(file, line)) {
-    if (!line.empty()) sent.push_back(table ? FlexRayRow(line) : CandumpLine(line));
+    if (!line.empty()) sent.push_back(read(line));
   }
   return sent;
 }
@@ -408,7 +435,8 @@ INSTANTIATE_TEST_SUITE_P(Files, RecordingRoundTrip,
                                            "can/css-17BD1DB7-170.log", "can/css-2F6913DB-1.log",
                                            "can/css-94C49784-2.log", "can/savvycan-gvret.log",
                                            "can/ecubus-errorframes.log", "can/uds-scanner.log", "can/canfd-std.log",
-                                           "flexray/vehicle-first-half.csv", "flexray/bench-coldstart.csv"),
+                                           "flexray/vehicle-first-half.csv", "flexray/bench-coldstart.csv",
+                                           "lin/stress.csv", "lin/burst.csv"),
                          [](const auto& row) {
                            std::string name = row.param;
                            std::replace_if(
