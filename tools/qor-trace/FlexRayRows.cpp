@@ -46,7 +46,7 @@ class Rows : public BusRows {
   std::string KeyOf(const unsigned char* record, unsigned int length) const override {
     const FlexRayEntry flexRay = ReadFlexRay(record, length).value_or(FlexRayEntry{});
     if (flexRay.IsFrame()) return KeyOfNumber(flexRay.Slot) + KeyOfNumber(flexRay.Channel);
-    return KeyOfNumber(0) + KeyOfNumber(flexRay.Kind);
+    return KeyOfNumber(~0u) + KeyOfNumber(flexRay.Kind);  // behind the frames
   }
 
   std::vector<Column> NameColumns() const override { return {{"Slot", true}, {"A/B"}, {"Cycles"}}; }
