@@ -92,7 +92,8 @@ TEST(Outputs, MeasurementFilesHaveASizeLimitOfTheirOwn) {
   };
   EXPECT_EQ(planned("a.mf4", std::nullopt)[0].Kind, Format::Mdf);
   for (const unsigned long size : {3ul << 20, 4095ul << 20}) EXPECT_EQ(planned("a.mf4", size).size(), 1u);
-  for (const unsigned long size : {0ul, (3ul << 20) - 1, 4096ul << 20}) EXPECT_THROW(planned("a.mf4", size), UsageError);
+  for (const unsigned long size : {0ul, (3ul << 20) - 1, 4096ul << 20})
+    EXPECT_THROW(planned("a.mf4", size), UsageError);
   EXPECT_THROW(planned("a.bin", 3ul << 20), UsageError);
 }
 
