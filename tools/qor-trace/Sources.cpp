@@ -99,7 +99,7 @@ std::string Expand(const Source& source) {
 /// What tells one of several buses from the source that they came from: " (can1)", " (lin)"; empty for a single one.
 std::string Difference(const Parts& whole, const Parts& one) {
   if (one.Kind != whole.Kind) return fmt::format(" ({})", one.Kind);
-  for (const char* option : {"interface", "channel"}) {
+  for (const char* option : {"interface", "channel", "bus"}) {
     const auto value = Option(one.Options, option);
     if (value && !Option(whole.Options, option)) return fmt::format(" ({})", *value);
   }
