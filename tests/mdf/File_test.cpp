@@ -290,6 +290,27 @@ TEST_F(Life, UnfinalizedFlagsKeepTheMark) {
   EXPECT_EQ(bytes.substr(60, 4), std::string("\x01\x00\x01\x80", 4));
 }
 
+TEST_F(Life, BlockEndsWithTheLastFieldThatFits) {
+  constexpr unsigned long kErrors = 100'000;
+  MdfFile file("trace", 0);
+  ASSERT_TRUE(file.Bus_Add(1, BusType_Can));
+  for (unsigned long i = 0; i < kErrors; ++i) ASSERT_TRUE(Insert(file, CanItem().At(i).ErrorFrame(1)));
+  ASSERT_TRUE(file.File_Close(0));
+  StrictMdfReader reader(StrictMdfReader::Load("trace.mf4"), {true, false, false});
+  reader.ReadFile();
+  EXPECT_EQ(reader.Report(), "");
+  const auto blocks = reader.Of("DZ");
+  ASSERT_EQ(blocks.size(), 2U);
+  // 61679 records of 34 bytes, and of the next one the first five fields (8, 4, 1, 1 and 1 bytes): the sixth, of 8 bytes,
+  // would leave less than 48 of 2 MiB.
+  EXPECT_EQ(StrictMdfReader::Number(reader.At(blocks[0]).Data, 8, 8), 61'679 * 34 + 15U);
+  EXPECT_EQ(StrictMdfReader::Number(reader.At(blocks[1]).Data, 8, 8), kErrors * 34 - (61'679 * 34 + 15));
+  const MdfDecoder decoded = Decoded("trace.mf4");
+  const auto& errors = decoded.Find("CAN1", "CAN_ErrorFrame");
+  ASSERT_EQ(errors.Count, kErrors);
+  for (unsigned long i = 0; i < kErrors; ++i) ASSERT_EQ(errors.Raw(i, "t"), i);
+}
+
 // --- events ---
 
 struct EventCase {
