@@ -425,10 +425,7 @@ class Client {
     const unsigned int number = input.OneIn(8) ? input.Take<unsigned int>() : input.Below(60);
     const bool settable = id == 4 || id == 6 || id == 8;
     const bool isNull = settable && input.OneIn(16);
-    std::string text = id == QOR_TRACE_PROPERTY_ASC_FILE_NAME
-                           ? (number % 4 == 0 ? kNowhere : "live-" + std::to_string(handle) + ".asc")
-                           : input.TakeText(number % 64);
-    text.erase(std::find(text.begin(), text.end(), '\0'), text.end());
+    const std::string text = settable ? "" : TakeText(input, id, handle);
     const auto* value = settable ? reinterpret_cast<const unsigned char*>(&number)
                                  : reinterpret_cast<const unsigned char*>(text.c_str());
     const unsigned int status =
@@ -440,6 +437,16 @@ class Client {
     if (settable && length < 4) return Expect(status, kInvalidValue);
     Expect(status, kOk);
     Set(*found, id, number, text);
+  }
+  /// A text for a property. File names lead nowhere, or to a file of the monitor's own.
+  static std::string TakeText(Input& input, unsigned int id, unsigned int handle) {
+    const unsigned int choice = input.Below(64);
+    if (id == QOR_TRACE_PROPERTY_ASC_FILE_NAME) {
+      return choice % 4 == 0 ? kNowhere : "live-" + std::to_string(handle) + ".asc";
+    }
+    std::string text = input.TakeText(choice);
+    text.erase(std::find(text.begin(), text.end(), '\0'), text.end());
+    return text;
   }
   static void Set(Model& model, unsigned int id, unsigned int number, const std::string& text) {
     switch (id) {

@@ -280,6 +280,12 @@ class Calls:
     def set_number(self, identifier, number, monitor=0):
         return self.add(14, bytes([monitor, 0, identifier, 4, 0, number, 0, 0]))
 
+    def set_text(self, identifier, text, monitor=0):
+        return self.add(14, bytes([monitor, 0, identifier, 0, 0, 0, len(text)]) + text + b"\0")
+
+    def flush(self, monitor=0):
+        return self.set_text(2, b"", monitor)
+
     def export_asc(self, flags, monitor=0):
         return self.add(16, bytes([monitor, 0, flags, 0, 0, 2]))
 
@@ -297,12 +303,15 @@ def call_seeds():
     swap = Calls().allocate().add_channel(1).set_number(4, 5).start()
     for first in range(0, 40, 4):
         swap.deliver(1, range(first, first + 4)).get_items(start=first)
-    write("c_interface", "swapping", swap.stop().get_items().export_asc(8).set_number(2, 0).get_items().data)
+    write("c_interface", "swapping", swap.stop().get_items().export_asc(8).flush().get_items().data)
     drop = Calls().allocate().add_channel(2).set_number(4, 7).start(2)
     for first in range(0, 40, 5):
         drop.deliver(2, range(first, first + 5))
     write("c_interface", "dropping-the-oldest", drop.get_items().stop().delete().data)
-    live = Calls().allocate().add_channel(3).set_number(5, 1).set_number(6, 50).start(1).deliver(3, range(9)).stop()
+    live = Calls().allocate().add_channel(3).set_number(6, 50).start(1).deliver(3, range(9)).stop()
+    nowhere = Calls().allocate().add_channel(3).set_text(5, b"").start(1).start(0).deliver(3, range(9)).stop()
+    write("c_interface", "live-file-nowhere", nowhere.data)
+    write("c_interface", "texts", Calls().allocate().set_text(9, b"some text").add(13, bytes([0, 0, 9, 39, 0, 0])).data)
     write("c_interface", "live-file-series", live.export_asc(1).data)
     three = Calls()
     for monitor in range(3):
