@@ -338,6 +338,15 @@ def mdf_seeds():
         write("mdf_blocks", f"{name}-up-to-date", head + 3 * (mdf_insert(0, b"abc") + bytes([9, 0]) + bytes([11, 0]) + b"\1\0\1\3txt\2ev\1\5\0"))
 
 
+def mdf_entries_seeds():
+    made = b"".join(with_length(r) for r in records())
+    write("mdf_entries", "all-kinds", b"\xFF\x01" + made)
+    write("mdf_entries", "no-buses", b"\x00\x00" + made)
+    write("mdf_entries", "flushed-between", b"\xFF\x01" + b"\xFF\xFF".join(with_length(r) for r in records()))
+    cut = b"".join(with_length(r[: 28 + 3 * i]) for i, r in enumerate(records()))
+    write("mdf_entries", "cut-records", b"\xFF\x01" + cut)
+
+
 if __name__ == "__main__":
     poll_seeds()
     swap_file_seeds()
@@ -351,3 +360,4 @@ if __name__ == "__main__":
     pcap_seeds()
     call_seeds()
     mdf_seeds()
+    mdf_entries_seeds()

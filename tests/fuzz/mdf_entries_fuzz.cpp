@@ -1,0 +1,72 @@
+// Records of any bytes through MdfFile: the same records give the same file, a strict reader accepts it, and it holds as many
+// records as were taken.
+//
+// Input: which buses (2), then records: length (2), bytes; a length above 32767 is a flush.
+#include <array>
+
+#include "Input.h"
+#include "mdf/File.h"
+#include "support/StrictMdfReader.h"
+#include "support/TemporaryDirectory.h"
+
+namespace {
+
+using fuzz::Input;
+using fuzz::Require;
+using test::Bytes;
+
+constexpr std::array<unsigned char, 3> kBuses = {BusType_Can, BusType_Lin, BusType_FlexRay};
+constexpr unsigned int kChannels = 1;  // of each bus; more are slow
+
+/// Takes a record of whatever bytes there are, on one of the channels, as often as not of one of the buses.
+test::Record TakeRecord(Input& input, size_t length) {
+  Bytes bytes = input.TakeBytes(length);
+  bytes.resize(std::max<size_t>(bytes.size(), 28));
+  bytes[4] = static_cast<unsigned char>(1 + bytes[4] % kChannels);
+  bytes[5] = bytes[6] = bytes[7] = 0;
+  return test::Record(bytes);
+}
+
+/// Writes a file; returns how many records it took.
+unsigned long Write(const char* name, Input input) {
+  MdfFile file(name, 1'700'000'000'000'000'000);
+  const auto wanted = input.Take<std::uint16_t>();
+  for (unsigned int place = 0; place < kChannels * kBuses.size(); ++place) {
+    if ((wanted >> place & 1) == 0) continue;
+    Require(file.Bus_Add(1 + place % kChannels, kBuses[place / kChannels]), "a bus is added");
+  }
+  unsigned long taken = 0, last = 0;
+  while (input.Left() > 0) {
+    const auto length = input.Take<std::uint16_t>();
+    if (length >= 0x8000) {
+      Require(file.File_FlushData(), "a flush works");
+      continue;
+    }
+    test::Record record = TakeRecord(input, length);
+    if (!file.Data_Insert(const_cast<Qor_Trace_Entry_t&>(record.Get()))) continue;
+    ++taken;
+    last = record.Get().Timestamp;
+  }
+  unsigned long counted = 0;
+  for (unsigned int channel = 1; channel <= kChannels; ++channel) {
+    for (const unsigned char bus : kBuses) counted += file.Bus_Cycles(channel, bus);
+  }
+  Require(counted == taken, "the buses count the records that were taken");
+  Require(file.File_Close(last), "the file is closed");
+  return taken;
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  static const test::TemporaryDirectory directory;
+  const unsigned long taken = Write("first", {data, size});
+  const std::string file = StrictMdfReader::Load("first.mf4");
+  StrictMdfReader reader(file);
+  reader.ReadFile();
+  Require(reader.Report().empty(), reader.Report().c_str());
+  Require(reader.Finalized(), "a closed file is finalized");
+  Require(Write("second", {data, size}) == taken, "the same records are taken again");
+  Require(StrictMdfReader::Load("second.mf4") == file, "the same records give the same bytes");
+  return 0;
+}
