@@ -210,7 +210,7 @@ class Mdf(ClientTest):
             self.assertEqual(times, sorted(times))
 
     def test_series_hold_together_what_one_file_holds(self):
-        source = ("can?load=90&seed=4", "-d", "50s", "--speed", "max")
+        source = ("can?load=90&seed=4", "-d", "90s", "--speed", "max")
         self.run_client("record", *source, "-o", "whole.mf4", "-o", "part.mf4", "--mdf-split", "3M", expect=3)
         parts = sorted((name for name in self.files() if name.startswith("part")), key=lambda name: (len(name), name))
         self.assertGreater(len(parts), 2)
