@@ -155,7 +155,8 @@ bool PcapngWriter::Take(const Qor_Trace_Entry_t& entry) {
 
 /// The interface of an entry's channel, which is described first if the file doesn't know it.
 PcapngWriter::Interface& PcapngWriter::InterfaceOf(const Qor_Trace_Entry_t& entry, const CaptureBus& bus) {
-  const InterfaceKey key(entry.ChannelId, entry.BusType);
+  const unsigned int channel = entry.ChannelId;  // records lie at any address, so nothing may refer to their fields
+  const InterfaceKey key(channel, entry.BusType);
   if (Latest != Interfaces.end() && Latest->first == key) return Latest->second;
   bool isNew = false;
   const auto number = static_cast<unsigned int>(Interfaces.size());
