@@ -239,7 +239,8 @@ bool MdfFile::Write() {
   long cursor = std::max(MDF::SeekEnd(*this), static_cast<long>(Id->Block_Length()));
   BlockSet changed;
   Header->Block_PlaceAndList(false, &cursor, &changed);
-  for (MDF::Block* block : changed) block->Write(*this);
+  // From the end: what is new is there before a block that was in the file already tells of it.
+  std::for_each(changed.rbegin(), changed.rend(), [this](MDF::Block* block) { block->Write(*this); });
   flush();
   Changed = !good();
   if (!Changed) BusLinks.clear();
