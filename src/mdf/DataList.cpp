@@ -1,6 +1,7 @@
 #include "mdf/DataList.h"
 
 #include <algorithm>
+#include <string>
 
 #include "mdf/DataBlock.h"
 
@@ -128,6 +129,7 @@ bool DLBLOCK::DataBlock_PutOut() {
 void DLBLOCK::DataBlock_Next(unsigned long bytes) {
   RunningOffset += bytes;
   Offsets.push_back(RunningOffset);
+  Listed.push_back(DataBlock->FilePos);
   DataSize = SectionSize();
   ++BlockCount;
   Data.Count = BlockCount;
@@ -280,13 +282,21 @@ bool DLBLOCK::DataBlock_Place() {
   return Stream.good();
 }
 
+// In one piece: a write that fails, or the end of the process, leaves the list as it was.
 bool DLBLOCK::List_Rewrite() {
-  Stream.seekp(FilePos);
   Header_Change(BlockCount + 1, SectionSize());
-  Header_Write(Stream);
-  Stream.seekp(FilePos + kHeaderSize + kLinkSize * BlockCount);
-  Put(Stream, static_cast<int64_t>(DataBlock->FilePos));
-  Section_Write();
+  std::string bytes;
+  const auto add = [&bytes](const auto& value) { bytes.append(reinterpret_cast<const char*>(&value), sizeof value); };
+  add(Header);
+  const Block* next = Links_Get(kDlNext);
+  add(static_cast<int64_t>(next != nullptr ? next->LinkPos() : 0));
+  for (const int64_t position : Listed) add(position);
+  add(static_cast<int64_t>(DataBlock->FilePos));
+  add(Data);
+  for (const uint64_t offset : Offsets) add(offset);
+  Stream.seekp(FilePos);
+  PutBytes(Stream, bytes.data(), bytes.size());
+  HeaderChanged = !Stream.good();
   return Stream.good();
 }
 
@@ -296,6 +306,7 @@ void DLBLOCK::Lists_Restart() {
   BlockCount = 1;
   Data.Count = 1;
   Offsets = {0};
+  Listed.clear();
   DataSize = SectionSize();
 }
 

@@ -164,6 +164,7 @@ class QOR_EXPORT DLBLOCK : public Block {
 
   DlData Data{};
   std::vector<uint64_t> Offsets{0};  // of the listed blocks; the last one is the current block's
+  std::vector<int64_t> Listed;       // positions of the listed blocks but the current one
   unsigned int MaxBlocks;
   unsigned int BlockCount = 1;  // the current block included
   HLBLOCK* HeaderList = nullptr;
