@@ -11,6 +11,7 @@ import struct
 import sys
 import time
 
+from mdf_test import Reader
 from support import ClientTest, main
 
 SOURCES = {
@@ -178,6 +179,50 @@ class Killed(ClientTest):
                 print(f"{what}, {kind}: at most {lag.entries} entries or {lag.ms:.0f} ms missing, {lag.rest} bytes cut")
             self.assertIn("live .asc", lags)
             self.assertIn("swap file", lags)
+
+
+class KilledMeasurement(ClientTest):
+    """Recordings 50 times as fast, as a measurement file is written in blocks that take seconds to fill."""
+
+    SOURCE = "can?seed=1&load=90&duration=150s"
+
+    def record_and_kill(self, name, after, size=0):
+        """Kills a recording some seconds after its file has more than `size` bytes. Gives the bytes of the unfinished file;
+        none if there is no such file."""
+        process = self.start("record", self.SOURCE, "--speed", "50", "-o", name + ".mf4")
+        part = self.folder / (name + ".part.mf4")
+        self.wait_until(lambda: process.poll() is not None or part.exists() and part.stat().st_size > size, "the file")
+        time.sleep(after)
+        process.kill()
+        process.wait()
+        return part.read_bytes() if part.exists() else b""
+
+    def check(self, data, whole):
+        """Each group of the file holds the first records of the whole one, with their data. Gives the number of records."""
+        if data[64:68] != b"##HD":  # killed before the file was described
+            return 0
+        reader = Reader(data)
+        self.assertFalse(reader.finalized)
+        for group in reader.groups:
+            complete = whole[group.name, group.event]
+            self.assertEqual(group.records, complete.records[: len(group.records)])
+            values = [group.value(record, "DataBytes") for record in group.records[-1000:]]
+            expected = [complete.value(record, "DataBytes") for record in group.records[-1000:]]
+            self.assertEqual(values, expected)
+        return sum(len(group.records) for group in reader.groups)
+
+    def test_measurement_file_holds_the_beginning_of_each_group(self):
+        self.run_client("record", self.SOURCE, "--speed", "max", "-o", "whole.mf4", expect=3)  # 3: events are left out
+        groups = Reader((self.folder / "whole.mf4").read_bytes()).groups
+        whole = {(group.name, group.event): group for group in groups}
+        moments = random.Random(Settings.seed)
+        held = [self.check(self.record_and_kill("flushed", 0, size=1_500_000), whole)]
+        self.assertGreater(held[0], 0)
+        for number in range(Settings.kills // 2):
+            after = moments.uniform(0, LONGEST)
+            with self.subTest(kill=number, after=after):
+                held.append(self.check(self.record_and_kill(f"killed-{number}", after), whole))
+        print(f".part.mf4: from {min(held)} to {max(held)} records")
 
 
 def take_option(name):
