@@ -1,6 +1,7 @@
 #include "mdf/File.h"
 
 #include <algorithm>
+#include <new>
 #include <tuple>
 #include <vector>
 
@@ -84,6 +85,7 @@ MdfFile::MdfFile(const std::string& fileName, unsigned long startTime, unsigned 
 }
 
 MdfFile::~MdfFile() {
+  exceptions(std::ios_base::goodbit);  // whatever the caller asked for
   try {
     if (is_open()) {
       File_FlushData();
@@ -92,7 +94,11 @@ MdfFile::~MdfFile() {
   } catch (...) {
     setstate(std::ios_base::failbit);  // not finalized, which is what a reader will see
   }
-  Tree_Drop();
+  try {
+    Tree_Drop();
+  } catch (const std::bad_alloc&) {
+    return;  // the descriptions stay in memory: finding them all needs some
+  }
 }
 
 void MdfFile::Initialization(unsigned long startTime) {
