@@ -345,6 +345,9 @@ def mdf_entries_seeds():
     write("mdf_entries", "flushed-between", b"\xFF\x01" + b"\xFF\xFF".join(with_length(r) for r in records()))
     cut = b"".join(with_length(r[: 28 + 3 * i]) for i, r in enumerate(records()))
     write("mdf_entries", "cut-records", b"\xFF\x01" + cut)
+    frame = bytearray(record(2, 200, ITEMS["flexray"][0]))
+    of_channels = b"".join(with_length(frame[:40] + bytes([channel]) + frame[41:]) for channel in (0, 1, 2, 2, 3))
+    write("mdf_entries", "flexray-on-both-channels-and-none", b"\xFF\x01" + of_channels)
 
 
 if __name__ == "__main__":
