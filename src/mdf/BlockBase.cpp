@@ -1,7 +1,6 @@
 #include "mdf/BlockBase.h"
 
 #include <initializer_list>
-#include <unordered_set>
 
 #include "mdf/BlockTree.h"
 
@@ -81,8 +80,8 @@ void Block::Links_Generate(unsigned int count) {
 }
 
 void Block::Links_Add(Block* block) {
-  Header_AddLink(1);
   Links.push_back(block);
+  Header_AddLink(1);
   LinksChanged = true;
 }
 
@@ -106,7 +105,7 @@ void Block::Links_Set(FileStream&, unsigned int index, Block* block) {
 void Block::Links_Delete(unsigned int index) {
   Block* target = Links_Get(index);
   if (target == nullptr) return;
-  Tree_Destroy(Tree_Collect(target, DataLists::kInclude, this));
+  Tree_Destroy(target, DataLists::kInclude, this);
   if (index >= Links.size()) return;
   Links[index] = nullptr;
   LinksChanged = true;
@@ -115,28 +114,19 @@ void Block::Links_Delete(unsigned int index) {
 void Block::Links_Clear(bool destroy) {
   const std::vector<Block*> linked = std::move(Links);
   Links.clear();
-  if (destroy) {
-    std::unordered_set<const Block*> seen{nullptr, this};
-    std::vector<Block*> once;
-    for (Block* block : linked) {
-      if (seen.insert(block).second) once.push_back(block);
-    }
-    Tree_Destroy(std::move(once));
-  }
+  if (destroy) Links_Destroy(linked, this);
   Header_Change(0, DataSize);
   LinksChanged = true;
 }
 
 // A link to a block that has no place yet is 0 in the file and stays to be written.
 void Block::Links_Write(FileStream& stream) {
-  std::vector<int64_t> positions;
-  positions.reserve(Links.size());
   bool complete = true;
   for (const Block* target : Links) {
-    positions.push_back(target != nullptr ? target->LinkPos() : 0);
-    complete = complete && (target == nullptr || positions.back() != 0);
+    const auto position = static_cast<int64_t>(target != nullptr ? target->LinkPos() : 0);
+    complete = complete && (target == nullptr || position != 0);
+    Put(stream, position);
   }
-  Put(stream, std::span<const int64_t>(positions));
   LinksChanged = !complete || !stream.good();
 }
 

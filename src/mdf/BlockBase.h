@@ -15,6 +15,7 @@ class BlockSet;
 namespace MDF {
 
 class DLBLOCK;
+class Gathering;
 
 /// The block kinds. 13 belongs to no block: the identification block is not an MDF::Block.
 enum blockType_t : unsigned int {  //  id    links
@@ -183,7 +184,8 @@ class QOR_EXPORT Block {
   unsigned int DataSize = 0;  // bytes of the data section
 
  private:
-  friend class DLBLOCK;  // places its data blocks and its header list
+  friend class DLBLOCK;    // places its data blocks and its header list
+  friend class Gathering;  // chains blocks
 
   void Block_Place(long& cursor);
   [[nodiscard]] bool Links_Follow(Block* target, const BlockSet& visited) const;
@@ -192,9 +194,10 @@ class QOR_EXPORT Block {
   long Write_New(FileStream& stream);
   long Write_Changes(FileStream& stream);
 
-  unsigned long Room = 0;       // bytes set aside for the block at its position
-  long FirstPos = 0;            // position of the first list of a chain; 0 otherwise
-  unsigned long DataLinks = 0;  // number of links when the data section was last written
+  unsigned long Room = 0;         // bytes set aside for the block at its position
+  long FirstPos = 0;              // position of the first list of a chain; 0 otherwise
+  unsigned long DataLinks = 0;    // number of links when the data section was last written
+  Block* NextGathered = nullptr;  // in a chain of blocks; the last one's is itself
 };
 
 }  // namespace MDF

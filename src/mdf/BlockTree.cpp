@@ -1,7 +1,6 @@
 #include "mdf/BlockTree.h"
 
-#include <algorithm>
-#include <unordered_set>
+#include "mdf/BlockGathering.h"
 
 namespace MDF {
 namespace {
@@ -9,36 +8,43 @@ namespace {
 bool IsList(const Block& block) { return block.Block_Type() == blockType_DL || block.Block_Type() == blockType_HL; }
 
 bool Followed(const Block& from, Block* target, DataLists lists) {
+  if (target == nullptr) return false;
   if (from.Block_Type() == blockType_DL && Block::IgnoreSubBlock(target)) return false;
   return lists == DataLists::kInclude || !IsList(*target);
 }
 
-}  // namespace
-
-std::vector<Block*> Tree_Collect(Block* root, DataLists lists, const Block* barrier) {
-  std::vector<Block*> found;
-  std::unordered_set<const Block*> seen{nullptr, barrier};
-  const auto take = [&](Block* block) {
-    if (seen.insert(block).second) found.push_back(block);
-  };
-  take(root);
-  size_t next = 0;
-  while (next < found.size()) {  // which grows meanwhile
-    const Block& from = *found[next++];
-    for (unsigned int link = 0; link < from.Links_Count(); ++link) {
-      Block* target = from.Links_Get(link);
-      if (target != nullptr && Followed(from, target, lists)) take(target);
+void Destroy(Gathering& blocks) {
+  Gathering lists;
+  while (Block* block = blocks.Drop_First()) {
+    if (block->Block_Type() == blockType_DL) {
+      lists.Take(block);
+    } else {
+      delete block;
     }
   }
-  return found;
+  while (Block* list = lists.Drop_First()) delete list;
 }
 
-void Tree_Destroy(std::vector<Block*> blocks) {
-  const auto rank = [](const Block* block) {
-    return std::pair(block->Block_Type() == blockType_DL, block->Block_FilePos());
-  };
-  std::stable_sort(blocks.begin(), blocks.end(), [&](Block* a, Block* b) { return rank(a) < rank(b); });
-  for (Block* block : blocks) delete block;
+}  // namespace
+
+void Tree_Destroy(Block* root, DataLists lists, const Block* barrier) {
+  Gathering tree;
+  tree.Take(root);
+  for (const Block* from = tree.First(); from != nullptr; from = Gathering::Next(from)) {
+    for (unsigned int link = 0; link < from->Links_Count(); ++link) {
+      Block* target = from->Links_Get(link);
+      if (target != barrier && Followed(*from, target, lists)) tree.Take(target);
+    }
+  }
+  Destroy(tree);
+}
+
+void Links_Destroy(const std::vector<Block*>& links, const Block* barrier) {
+  Gathering linked;
+  for (Block* block : links) {
+    if (block != barrier) linked.Take(block);
+  }
+  Destroy(linked);
 }
 
 }  // namespace MDF

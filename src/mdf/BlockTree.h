@@ -1,23 +1,31 @@
-// Finding and destroying the blocks of a tree, whatever their positions.
+// Destroying trees of blocks.
 #pragma once
 
-#include <vector>
+#include <memory>
 
 #include "mdf/BlockBase.h"
 
 namespace MDF {
 
-/// Which of the linked blocks a walk takes in.
+/// Which of the linked blocks belong to a tree.
 enum class DataLists {
-  kInclude,  // header lists and data lists are part of the tree
-  kLeave     // they belong to somebody else, who must outlive the walk
+  kInclude,  // header lists and data lists do
+  kLeave     // they belong to somebody else, who must outlive the tree
 };
 
-/// `root` and every block that can be reached from it, each once, told apart by identity and not by position. What a
-/// data list places by itself is not followed, and nothing is followed through `barrier`, which is not returned either.
-std::vector<Block*> Tree_Collect(Block* root, DataLists lists, const Block* barrier = nullptr);
+/// Destroys `root` and every block that can be reached from it, each once, whatever their positions. What a data list places
+/// by itself is not followed, and `barrier` is left alone with what is behind it. Data lists go last: they may own
+/// others among the blocks. Takes no memory.
+void Tree_Destroy(Block* root, DataLists lists, const Block* barrier = nullptr);
 
-/// Destroys the blocks, in file order but for data lists, which go last: they may own others among them.
-void Tree_Destroy(std::vector<Block*> blocks);
+/// Destroys the blocks that the links point to, each once, but for null and `barrier`, and none behind them. Takes no memory.
+void Links_Destroy(const std::vector<Block*>& links, const Block* barrier);
+
+/// Owns a block that isn't part of a tree yet, together with what is linked from it.
+struct TreeEnd {
+  void operator()(Block* root) const { Tree_Destroy(root, DataLists::kLeave); }
+};
+template <class T>
+using NewTree = std::unique_ptr<T, TreeEnd>;
 
 }  // namespace MDF

@@ -17,7 +17,9 @@ std::unique_ptr<MDF::DLBLOCK> List(MDF::Block* parent, FileStream& stream) {
   return std::make_unique<MDF::DLBLOCK>(parent, kBlocksPerList, true, stream);
 }
 
-bool List_Flush(MDF::DLBLOCK* list) { return list == nullptr || !list->Data_Waiting() || list->Write(); }
+bool List_Waiting(const MDF::DLBLOCK* list) { return list != nullptr && list->Data_Waiting(); }
+
+bool List_Flush(MDF::DLBLOCK* list) { return !List_Waiting(list) || list->Write(); }
 
 void List_Reset(MDF::DLBLOCK* list) {
   if (list == nullptr) return;
@@ -141,6 +143,12 @@ bool Bus::Data_NewBlock() {
     if (group.Vlsd != nullptr) group.Vlsd->Data_NewBlock();
   }
   return true;
+}
+
+bool Bus::Data_Waiting() const {
+  return std::any_of(Groups.begin(), Groups.end(), [](const ChannelGroup& group) {
+    return List_Waiting(group.Records.get()) || List_Waiting(group.Vlsd.get());
+  });
 }
 
 void Bus::Event_ScopeAdd(MDF::EVBLOCK* event) {

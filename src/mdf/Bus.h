@@ -116,6 +116,8 @@ class QOR_EXPORT Bus {
 
   /// Always true.
   bool Data_NewBlock();
+  /// True when Write has something to put into the file.
+  [[nodiscard]] bool Data_Waiting() const;
   /// Makes all groups scopes of an event that isn't placed yet.
   void Event_ScopeAdd(MDF::EVBLOCK* event);
   /// Puts everything that is collected into the file. True when nothing was left to write.

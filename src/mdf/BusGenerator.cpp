@@ -1,7 +1,9 @@
 #include "mdf/BusGenerator.h"
 
 #include <memory>
+#include <string_view>
 
+#include "mdf/BlockTree.h"
 #include "mdf/Bus.h"
 #include "mdf/BusRoot.h"
 #include "mdf/BusTables.h"
@@ -11,6 +13,7 @@ namespace {
 using MDF::CNBLOCK;
 using MDF::DGBLOCK;
 using MDF::HDBLOCK;
+using MDF::NewTree;
 namespace tables = MDF::tables;
 
 constexpr unsigned int kTimeBits = 64;
@@ -24,9 +27,11 @@ constexpr double kSecondsPerNanosecond = 1e-9;
 
 enum Conversion : unsigned char { kLinear = 1, kValueToText = 7 };
 
+// Until a block has its place in a tree, a NewTree holds it with all that was linked to it: an allocation may fail anywhere.
+
 /// offset + factor x raw
 MDF::CCBLOCK* Linear(double offset, double factor, const char* unit) {
-  auto conversion = std::make_unique<MDF::CCBLOCK>(kLinear, static_cast<unsigned short>(0), unit);
+  NewTree<MDF::CCBLOCK> conversion(new MDF::CCBLOCK(kLinear, 0, unit));
   conversion->Value_Add(offset);
   conversion->Value_Add(factor);
   return conversion.release();
@@ -34,11 +39,13 @@ MDF::CCBLOCK* Linear(double offset, double factor, const char* unit) {
 
 /// The texts of the values 0, 1, 2, ...; no text for others.
 MDF::CCBLOCK* Texts(std::span<const char* const> texts) {
-  auto conversion = std::make_unique<MDF::CCBLOCK>(kValueToText, static_cast<unsigned short>(0), nullptr);
+  NewTree<MDF::CCBLOCK> conversion(new MDF::CCBLOCK(kValueToText, 0, nullptr));
   double value = 0;
   for (const char* text : texts) {
     conversion->Value_Add(value++);
-    conversion->Reference_Add(new MDF::TXBLOCK(text));
+    auto block = std::make_unique<MDF::TXBLOCK>(text);
+    conversion->Reference_Add(block.get());
+    (void)block.release();
   }
   conversion->Reference_Add(nullptr);
   return conversion.release();
@@ -60,7 +67,7 @@ MDF::CGBLOCK* FirstGroup(const DGBLOCK& group) {
 }
 
 CNBLOCK* VirtualChannel(const std::string& name, unsigned int bits, double value) {
-  auto channel = std::make_unique<CNBLOCK>(name, tables::kVirtual, kSyncNone, tables::kUnsigned, 0U, bits);
+  NewTree<CNBLOCK> channel(new CNBLOCK(name, tables::kVirtual, kSyncNone, tables::kUnsigned, 0U, bits));
   channel->Flags_Set(kBusEventChannel);
   channel->Links_Set(MDF::kCnConversion, Linear(value, 0, nullptr));
   return channel.release();
@@ -79,38 +86,79 @@ CNBLOCK* Field_Add(const std::string& event, const tables::Field& field, CNBLOCK
   return channel;
 }
 
+CNBLOCK* Structure_New(const std::string& eventName, unsigned int busChannel) {
+  NewTree<CNBLOCK> structure(new CNBLOCK(eventName, tables::kFixed, kSyncNone, tables::kBytes, kTimeBits, 0));
+  structure->Flags_Set(kBusEventChannel);
+  structure->Links_Set(MDF::kCnComposition, VirtualChannel(eventName + ".BusChannel", 0, busChannel));
+  return structure.release();
+}
+
+/// A group without a parent. `structure` becomes its structure channel.
+NewTree<DGBLOCK> Group_New(CNBLOCK*& structure, const std::string& eventName, unsigned char recordId,
+                           const std::string& busName, unsigned int busChannel) {
+  NewTree<DGBLOCK> group(new DGBLOCK(false));
+  auto* channels = new MDF::CGBLOCK(busName, recordId, kBusEventGroup, 0);
+  group->Link_CGBLOCK(channels);
+  channels->Links_Set(MDF::kCgSource, new MDF::SIBLOCK(eventName, busChannel, kSourceBus, kBusTypeCan, 0));
+  BusGenerator::Channel_Time(channels);
+  structure = Structure_New(eventName, busChannel);
+  channels->Link_CNBLOCK(structure);
+  return group;
+}
+
 /// Builds the group of an event; `dataBytes`, if given, becomes the channel of that name.
 DGBLOCK* Event_Build(const tables::Event& table, MDF::Block* parent, unsigned char recordId, const std::string& busName,
                      unsigned int busChannel, CNBLOCK** dataBytes = nullptr) {
   const std::string event = table.Name;
-  DGBLOCK* group = nullptr;
   CNBLOCK* structure = nullptr;
-  if (!BusGenerator::Channel_CommonStructure(&group, &structure, parent, event, recordId, busName, busChannel)) {
-    return nullptr;
-  }
+  CNBLOCK* bytes = nullptr;
+  NewTree<DGBLOCK> group = Group_New(structure, event, recordId, busName, busChannel);
   for (const tables::Constant& constant : table.Constants) {
     BusGenerator::StaticElement_Add(event + "." + constant.Name, structure, constant.Value, constant.Comment);
   }
   for (const tables::Field& field : table.Fields) {
     CNBLOCK* channel = Field_Add(event, field, structure);
-    if (dataBytes != nullptr && std::string(field.Name) == "DataBytes") *dataBytes = channel;
+    if (std::string_view(field.Name) == "DataBytes") bytes = channel;
   }
   Structure_Span(*structure, *group);
-  return group;
+  if (!Link_Group(parent, group.get())) return nullptr;
+  if (dataBytes != nullptr) *dataBytes = bytes;
+  return group.release();
 }
+
+/// The groups of a bus while it is being built. They go to the tree together, or not at all.
+class NewGroups {
+ public:
+  NewGroups() : Anchor(new DGBLOCK(false)) {}  // g++ 12 would leak it as a default member initializer that throws
+
+  /// What the groups are chained to meanwhile.
+  DGBLOCK* Parent() { return Anchor.get(); }
+  /// Chains them to `parent`; false for a block of the wrong kind.
+  bool Link(MDF::Block* parent) {
+    if (!Link_Group(parent, static_cast<DGBLOCK*>(Anchor->Links_Get(MDF::kDgNext)))) return false;
+    Anchor->Links_Clear(false);
+    return true;
+  }
+
+ private:
+  NewTree<DGBLOCK> Anchor;
+};
 
 using Generator = DGBLOCK* (*)(MDF::Block*, unsigned char, const std::string&, unsigned int);
 
-/// Adds the groups of further events to a bus, each with a record id of its own, and makes the last one the latest.
-bool Groups_Add(Bus& bus, BusRoot& root, MDF::Block* parent, const std::string& busName,
+/// Adds the groups of further events to a bus, each with a record id of its own.
+void Groups_Add(Bus& bus, BusRoot& root, NewGroups& groups, const std::string& busName,
                 std::initializer_list<Generator> generators) {
   for (const Generator generate : generators) {
-    DGBLOCK* group = generate(parent, root.NextID(), busName, bus.BusChannel_Get());
-    if (group == nullptr) return false;
-    bus.Channel_New(group, root.Get_FileStream());
-    root.LatestHierarchieElement(group);
+    bus.Channel_New(generate(groups.Parent(), root.NextID(), busName, bus.BusChannel_Get()), root.Get_FileStream());
   }
-  return true;
+}
+
+/// Puts the bus's groups behind the latest block and makes the last of them the latest.
+Bus* Bus_Finish(std::unique_ptr<Bus> bus, unsigned int lastGroup, NewGroups& groups, BusRoot& root) {
+  if (!groups.Link(root.LatestHierarchieElement())) return nullptr;
+  root.LatestHierarchieElement(bus->Block_Get(lastGroup));
+  return bus.release();
 }
 
 void Stream_SeekEnd(FileStream& stream) {
@@ -132,38 +180,32 @@ CNBLOCK* BusGenerator::DataField(const std::string& name, unsigned int bitPositi
 
 CNBLOCK* BusGenerator::Channel_Time(MDF::CGBLOCK* group) {
   if (group == nullptr) return nullptr;
-  auto* channel = new CNBLOCK("t", tables::kMaster, kSyncTime, tables::kUnsigned, 0, kTimeBits);
+  NewTree<CNBLOCK> channel(new CNBLOCK("t", tables::kMaster, kSyncTime, tables::kUnsigned, 0, kTimeBits));
   channel->Links_Set(MDF::kCnConversion, Linear(0, kSecondsPerNanosecond, "s"));
   MDF::Text_Link(*channel, MDF::kCnUnit, "s");
-  group->Link_CNBLOCK(channel);
-  return channel;
+  group->Link_CNBLOCK(channel.get());
+  return channel.release();
 }
 
 bool BusGenerator::Channel_CommonStructure(DGBLOCK** group, CNBLOCK** structure, MDF::Block* parent,
                                            const std::string& eventName, unsigned char recordId,
                                            const std::string& busName, unsigned int busChannel) {
   if (group == nullptr || structure == nullptr) return false;
-  auto made = std::make_unique<DGBLOCK>(false);
-  if (!Link_Group(parent, made.get())) return false;
-  *group = made.release();
-  auto* channels = new MDF::CGBLOCK(busName, recordId, kBusEventGroup, 0);
-  (*group)->Link_CGBLOCK(channels);
-  channels->Links_Set(MDF::kCgSource, new MDF::SIBLOCK(eventName, busChannel, kSourceBus, kBusTypeCan, 0));
-  Channel_Time(channels);
-  *structure = new CNBLOCK(eventName, tables::kFixed, kSyncNone, tables::kBytes, kTimeBits, 0);
-  (*structure)->Flags_Set(kBusEventChannel);
-  channels->Link_CNBLOCK(*structure);
-  (*structure)->Links_Set(MDF::kCnComposition, VirtualChannel(eventName + ".BusChannel", 0, busChannel));
+  CNBLOCK* made = nullptr;
+  NewTree<DGBLOCK> built = Group_New(made, eventName, recordId, busName, busChannel);
+  if (!Link_Group(parent, built.get())) return false;
+  *group = built.release();
+  *structure = made;
   return true;
 }
 
 CNBLOCK* BusGenerator::StaticElement_Add(const std::string& name, CNBLOCK* parent, double value,
                                          const std::string& comment) {
   if (parent == nullptr) return nullptr;
-  CNBLOCK* channel = VirtualChannel(name, 64, value);
+  NewTree<CNBLOCK> channel(VirtualChannel(name, 64, value));
   MDF::Comment_Link(*channel, MDF::kCnComment, comment);
-  parent->Link_CNBLOCK(channel, true);
-  return channel;
+  parent->Link_CNBLOCK(channel.get(), true);
+  return channel.release();
 }
 
 // --- events ---
@@ -239,55 +281,51 @@ DGBLOCK* BusGenerator::Channel_FlexRay_Symbol(MDF::Block* parent, unsigned char 
 // --- buses ---
 
 Bus* BusGenerator::Get_CAN(unsigned int busChannel, BusRoot& root) {
+  FileStream& stream = root.Get_FileStream();
   const std::string name = "CAN" + std::to_string(busChannel);
   const unsigned char id = root.NextID();  // of both groups
-  MDF::Block* parent = root.LatestHierarchieElement();
-  Stream_SeekEnd(root.Get_FileStream());
+  Stream_SeekEnd(stream);
+  NewGroups groups;
   CNBLOCK* dataBytes = nullptr;
-  DGBLOCK* frames = Channel_CAN_Data(parent, id, name, busChannel, &dataBytes);
-  if (frames == nullptr) return nullptr;
-  auto bus = std::make_unique<Bus>(busChannel, Bus::Info::Can, frames, dataBytes, root.Get_FileStream());
-  DGBLOCK* errors = Channel_CAN_Error(parent, id, name, busChannel, nullptr);
-  if (errors == nullptr) return nullptr;
-  bus->Channel_New(errors, root.Get_FileStream());
-  root.LatestHierarchieElement(errors);
-  return bus.release();
+  DGBLOCK* frames = Channel_CAN_Data(groups.Parent(), id, name, busChannel, &dataBytes);
+  auto bus = std::make_unique<Bus>(busChannel, Bus::Info::Can, frames, dataBytes, stream);
+  bus->Channel_New(Channel_CAN_Error(groups.Parent(), id, name, busChannel, nullptr), stream);
+  return Bus_Finish(std::move(bus), 1, groups, root);
 }
 
 Bus* BusGenerator::Get_LIN(unsigned int busChannel, BusRoot& root) {
+  FileStream& stream = root.Get_FileStream();
   const std::string name = "LIN" + std::to_string(busChannel);
-  MDF::Block* parent = root.LatestHierarchieElement();
-  Stream_SeekEnd(root.Get_FileStream());
-  DGBLOCK* frames = Channel_LIN_Data(parent, root.NextID(), name, busChannel);
-  if (frames == nullptr) return nullptr;
-  auto bus = std::make_unique<Bus>(busChannel, Bus::Info::Lin, frames, root.Get_FileStream());
-  const bool done = Groups_Add(*bus, root, parent, name,
-                               {Channel_LIN_ChecksumError, Channel_LIN_ReceiveError, Channel_LIN_SyncError,
-                                Channel_LIN_TransmissionError, Channel_LIN_Wakeup});
-  return done ? bus.release() : nullptr;
+  Stream_SeekEnd(stream);
+  NewGroups groups;
+  DGBLOCK* frames = Channel_LIN_Data(groups.Parent(), root.NextID(), name, busChannel);
+  auto bus = std::make_unique<Bus>(busChannel, Bus::Info::Lin, frames, stream);
+  Groups_Add(*bus, root, groups, name,
+             {Channel_LIN_ChecksumError, Channel_LIN_ReceiveError, Channel_LIN_SyncError, Channel_LIN_TransmissionError,
+              Channel_LIN_Wakeup});
+  return Bus_Finish(std::move(bus), 5, groups, root);
 }
 
 Bus* BusGenerator::Get_FlexRay(unsigned int busChannel, BusRoot& root) {
+  FileStream& stream = root.Get_FileStream();
   const std::string name = "FLEX" + std::to_string(busChannel);
-  MDF::Block* parent = root.LatestHierarchieElement();
-  Stream_SeekEnd(root.Get_FileStream());
+  Stream_SeekEnd(stream);
+  NewGroups groups;
   CNBLOCK* dataBytes = nullptr;
-  DGBLOCK* frames = Channel_FlexRay_Data(parent, root.NextID(), name, busChannel, &dataBytes);
-  if (frames == nullptr) return nullptr;
-  auto bus = std::make_unique<Bus>(busChannel, Bus::Info::FlexRay, frames, dataBytes, root.Get_FileStream());
-  const bool done =
-      Groups_Add(*bus, root, parent, name,
-                 {Channel_FlexRay_Error, Channel_FlexRay_StartCycle, Channel_FlexRay_State, Channel_FlexRay_Symbol});
-  return done ? bus.release() : nullptr;
+  DGBLOCK* frames = Channel_FlexRay_Data(groups.Parent(), root.NextID(), name, busChannel, &dataBytes);
+  auto bus = std::make_unique<Bus>(busChannel, Bus::Info::FlexRay, frames, dataBytes, stream);
+  Groups_Add(*bus, root, groups, name,
+             {Channel_FlexRay_Error, Channel_FlexRay_StartCycle, Channel_FlexRay_State, Channel_FlexRay_Symbol});
+  return Bus_Finish(std::move(bus), 4, groups, root);
 }
 
 Bus* BusGenerator::Get_Test(unsigned int busChannel, BusRoot& root) {
+  FileStream& stream = root.Get_FileStream();
+  const std::string name = "CAN" + std::to_string(busChannel);
+  Stream_SeekEnd(stream);
+  NewGroups groups;
   CNBLOCK* dataBytes = nullptr;
-  Stream_SeekEnd(root.Get_FileStream());
-  DGBLOCK* frames = Channel_CAN_Data(root.LatestHierarchieElement(), root.NextID(), "CAN" + std::to_string(busChannel),
-                                     busChannel, &dataBytes);
-  if (frames == nullptr) return nullptr;
-  auto bus = std::make_unique<Bus>(busChannel, Bus::Info::Can, frames, dataBytes, root.Get_FileStream());
-  root.LatestHierarchieElement(frames);
-  return bus.release();
+  DGBLOCK* frames = Channel_CAN_Data(groups.Parent(), root.NextID(), name, busChannel, &dataBytes);
+  auto bus = std::make_unique<Bus>(busChannel, Bus::Info::Can, frames, dataBytes, stream);
+  return Bus_Finish(std::move(bus), 0, groups, root);
 }

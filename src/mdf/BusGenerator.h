@@ -16,7 +16,7 @@ class BusRoot;
 /// appended to, or a data group, behind which they are appended; with any other parent the result is false or null and
 /// nothing is left behind.
 ///
-/// @throws std::bad_alloc; the blocks made until then may be lost
+/// @throws std::bad_alloc; nothing is left behind, but for record ids that were drawn
 class QOR_EXPORT BusGenerator {
  public:
   /// New buses, with record ids drawn from the root and their groups chained to its latest block. The caller owns the

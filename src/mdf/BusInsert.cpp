@@ -57,14 +57,21 @@ bool Record_Insert(Bus::ChannelGroup& group, Record& record) {
   return true;
 }
 
-/// Appends the data that the latest record points to.
-bool Vlsd_Insert(Bus::ChannelGroup& group, Payload payload, size_t offset, unsigned int length) {
+/// Appends a record and the data that it points to.
+bool Record_InsertWithData(Bus::ChannelGroup& group, Record& record, Payload payload, size_t offset,
+                           unsigned int length) {
+  if (!Record_Insert(group, record)) return false;
   MDF::FieldBuffer<sizeof length + kMostVlsdBytes> data;
   data.Put(length);
   if (length != 0) Load_Bytes(payload, offset, data.Next(length), length);
-  group.Torn = data.Insert(*group.Vlsd) != MDF::Inserted::kAll;
-  group.DataBytes += sizeof length + length;
-  return !group.Torn;
+  const MDF::Inserted inserted = data.Insert(*group.Vlsd);
+  if (inserted == MDF::Inserted::kAll) {
+    group.DataBytes += data.Length();
+    return true;
+  }
+  group.Torn = inserted == MDF::Inserted::kPart || !group.Records->Data_TakeBack(record.Length());
+  if (!group.Torn) --group.CycleCount;
+  return false;
 }
 
 /// After an insert: if it flushed a block, the count in the file follows. Always true.
@@ -265,7 +272,7 @@ bool Bus::Data_Insert_CAN_DataFrame(ChannelGroup& group, Payload payload, unsign
   record.Put(dlc);
   record.Put(length);
   record.Put(group.DataBytes);
-  return Record_Insert(group, record) && Vlsd_Insert(group, payload, kCanData, length) && Counted(group, Stream);
+  return Record_InsertWithData(group, record, payload, kCanData, length) && Counted(group, Stream);
 }
 
 bool Bus::Data_Insert_CAN_ErrorFrame(ChannelGroup& group, Payload payload, unsigned long& timestamp) {
@@ -349,7 +356,7 @@ bool Bus::Data_Insert_Flexray_Frame(ChannelGroup& group, Payload payload, unsign
     record.Put(Load<unsigned short>(payload, kFlxCrc));
     record.Put(words);
     record.Put(group.DataBytes);
-    if (!Record_Insert(group, record) || !Vlsd_Insert(group, payload, kFlxData, 2U * words)) return false;
+    if (!Record_InsertWithData(group, record, payload, kFlxData, 2U * words)) return false;
     Counted(group, Stream);
   }
   return true;

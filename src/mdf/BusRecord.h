@@ -49,15 +49,17 @@ class FieldBuffer {
   }
 
   /// Appends to a list: at once where that fits, else field by field, so that blocks end where they would with single
-  /// inserts, maybe in the middle of a record.
+  /// inserts, maybe in the middle of a record. What was appended before a refusal is taken back where it still can be.
   [[nodiscard]] Inserted Insert(DLBLOCK& list) {
     if (list.Data_Fits(Size)) return list.Insert(Bytes, Size) ? Inserted::kAll : Inserted::kNothing;
     unsigned int done = 0;
     for (unsigned int field = 0; field < Count; done += Sizes[field++]) {
-      if (!list.Insert(Bytes + done, Sizes[field])) return done != 0 ? Inserted::kPart : Inserted::kNothing;
+      if (list.Insert(Bytes + done, Sizes[field])) continue;
+      return list.Data_TakeBack(done) ? Inserted::kNothing : Inserted::kPart;
     }
     return Inserted::kAll;
   }
+  [[nodiscard]] unsigned int Length() const { return Size; }
 
  private:
   unsigned char Bytes[kRoom];

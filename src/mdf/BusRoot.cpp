@@ -1,5 +1,6 @@
 #include "mdf/BusRoot.h"
 
+#include <algorithm>
 #include <functional>
 
 #include "mdf/BusGenerator.h"
@@ -34,9 +35,11 @@ bool BusRoot::Bus_Add(unsigned int busChannel, unsigned char busType) {
   const channelKey_t key(busChannel, busType);
   const auto generate = GeneratorOf(busType);
   if (!generate || !BusChannel_Available(key)) return false;
-  std::unique_ptr<Bus> bus(generate(busChannel, *this));
+  decltype(Buses) added;  // has the place for the bus, so that one that was built will be kept
+  std::unique_ptr<Bus>& bus = added[key];
+  bus.reset(generate(busChannel, *this));
   if (bus == nullptr) return false;
-  Buses.emplace(key, std::move(bus));
+  Buses.merge(added);
   return true;
 }
 
@@ -86,6 +89,10 @@ bool BusRoot::Bus_Write() {
 bool BusRoot::Data_NewBlock() {
   for (const auto& [key, bus] : Buses) bus->Data_NewBlock();
   return true;
+}
+
+bool BusRoot::Data_Waiting() const {
+  return std::any_of(Buses.begin(), Buses.end(), [](const auto& bus) { return bus.second->Data_Waiting(); });
 }
 
 unsigned long BusRoot::DataBytes_Est() const {

@@ -52,6 +52,7 @@ class QOR_EXPORT BusRoot {
   void Bus_Reset();
   [[nodiscard]] bool Bus_Write();
   bool Data_NewBlock();
+  [[nodiscard]] bool Data_Waiting() const;
   [[nodiscard]] unsigned long DataBytes_Est() const;
   /// As Bus_Write.
   [[nodiscard]] bool Write() { return Bus_Write(); }

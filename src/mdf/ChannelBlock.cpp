@@ -2,9 +2,10 @@
 
 #include <algorithm>
 #include <limits>
-#include <unordered_set>
+#include <memory>
 
 #include "mdf/BlockChain.h"
+#include "mdf/BlockGathering.h"
 #include "mdf/TextBlock.h"
 
 namespace MDF {
@@ -19,18 +20,17 @@ constexpr char kSourceCommentEnd[] = "</e > </common_properties></SIcomment>";
 static_assert(sizeof kSourceCommentBegin - 1 == 70);
 
 /// The end of the last field among the channels that can be reached from a group, each looked at once.
-unsigned long LastFieldEnd(const Block* first) {
+unsigned long LastFieldEnd(Block* first) {
   unsigned long end = 0;
-  std::vector<const Block*> open{first};
-  std::unordered_set<const Block*> seen;
-  while (!open.empty()) {
-    const Block* at = open.back();
-    open.pop_back();
-    if (at == nullptr || at->Block_Type() != blockType_CN) continue;
-    if (!seen.insert(at).second) continue;
+  Gathering channels;
+  const auto take = [&](Block* block) {
+    if (block != nullptr && block->Block_Type() == blockType_CN) channels.Take(block);
+  };
+  take(first);
+  for (const Block* at = channels.First(); at != nullptr; at = Gathering::Next(at)) {
     end = std::max(end, static_cast<const CNBLOCK*>(at)->RecordEnd());
-    open.push_back(at->Links_Get(kCnNext));
-    open.push_back(at->Links_Get(kCnComposition));
+    take(at->Links_Get(kCnNext));
+    take(at->Links_Get(kCnComposition));
   }
   return end;
 }
@@ -198,8 +198,9 @@ SIBLOCK::SIBLOCK(const std::string& name, unsigned int channel, unsigned char so
   Data.SourceType = sourceType;
   Data.BusType = busType;
   Data.Flags = flags;
+  auto comment = std::make_unique<MDBLOCK>(kSourceCommentBegin + std::to_string(channel) + kSourceCommentEnd);
   Text_Link(*this, kSiName, name);
-  Comment_Link(*this, kSiComment, kSourceCommentBegin + std::to_string(channel) + kSourceCommentEnd);
+  Links_Set(kSiComment, comment.release());
 }
 
 void SIBLOCK::Block_Reset(bool full, BlockSet& done) {

@@ -1,6 +1,7 @@
 #include "mdf/DataList.h"
 
 #include <algorithm>
+#include <new>
 #include <string>
 
 #include "mdf/DataBlock.h"
@@ -12,6 +13,23 @@ constexpr long kHeaderSize = sizeof(BlockHeader);
 constexpr long kLinkSize = 8;
 /// Bytes that a listed block adds to its list at most, with headroom: a link and an offset take 16.
 constexpr unsigned long kRoomPerBlock = 32;
+
+/// Makes room for one more element, so that adding it takes no memory.
+template <class T>
+void Vector_MakeRoom(std::vector<T>& elements) {
+  elements.emplace_back();
+  elements.pop_back();
+}
+
+/// The result of the action; false if memory was short.
+template <class Action>
+bool WithMemory(const Action& action) {
+  try {
+    return action();
+  } catch (const std::bad_alloc&) {
+    return false;
+  }
+}
 
 bool IsDataGroup(const Block* block) { return block != nullptr && block->Block_Type() == blockType_DG; }
 
@@ -108,14 +126,16 @@ bool DLBLOCK::Insert(unsigned char* data, unsigned int length) {
 }
 
 bool DLBLOCK::Write() {
-  if (DataBlock == nullptr || !Usable() || (!ListExtended && Cached->IsEmpty())) return false;
-  if (BlockCount > MaxBlocks) {
-    Extend_List();
-    Offsets.push_back(RunningOffset);
-  }
-  if (!DataBlock_List()) return false;
-  ListExtended = false;
-  return true;
+  return WithMemory([this] {
+    if (DataBlock == nullptr || !Usable() || (!ListExtended && Cached->IsEmpty())) return false;
+    if (BlockCount > MaxBlocks) {
+      Extend_List();
+      Offsets.push_back(RunningOffset);
+    }
+    if (!DataBlock_List()) return false;
+    ListExtended = false;
+    return true;
+  });
 }
 
 long DLBLOCK::Write(FileStream&) { return Write() ? 1 : 0; }
@@ -133,45 +153,62 @@ void DLBLOCK::DataBlock_Next(unsigned long bytes) {
   DataSize = SectionSize();
   ++BlockCount;
   Data.Count = BlockCount;
-  DataBlock->Block_Reset(false);
 }
 
 // What couldn't be put out or listed stays cached, and a list that isn't pointed to yet begins again elsewhere.
 void DLBLOCK::DataBlock_Keep(unsigned int bytes) {
-  DataBlock->Block_Reset(false);
   Cached->Held = bytes;
   if (IsWritten || PreviousLink != 0) return;
   FilePos = 0;
   if (HeaderList != nullptr) HeaderList->Block_Reset(false);
 }
 
+bool DLBLOCK::DataBlock_List() {
+  BlockSet reset{DataBlock};  // the memory that is needed once the block is out
+  Vector_MakeRoom(Offsets);
+  Vector_MakeRoom(Listed);
+  const unsigned int bytes = Cached->DataBytes();
+  bool listed = false;
+  try {
+    listed = IsWritten ? DataBlock_ListNext() : DataBlock_ListFirst();
+  } catch (...) {
+    DataBlock->Block_Reset(false, reset);
+    DataBlock_Keep(bytes);
+    throw;
+  }
+  if (listed) DataBlock_Next(bytes);
+  DataBlock->Block_Reset(false, reset);
+  if (!listed) DataBlock_Keep(bytes);
+  return listed;
+}
+
 // The data goes out before the list that tells of it, so that whatever ends the recording in between, no list points to
 // what isn't there.
-bool DLBLOCK::DataBlock_List() {
-  const bool first = !IsWritten;
-  const unsigned int bytes = Cached->DataBytes();
-  const bool placed = first ? List_Begin() : DataBlock_Place();
-  if (!placed || !DataBlock_PutOut() || !(first ? Link_First() : List_Rewrite()) || !Stream.flush()) {
-    DataBlock_Keep(bytes);
-    return false;
-  }
-  IsWritten = true;
-  DataBlock_Next(bytes);
-  return true;
+bool DLBLOCK::DataBlock_ListFirst() {
+  IsWritten = List_Begin() && DataBlock_PutOut() && Link_First() && Stream.flush();
+  return IsWritten;
+}
+
+bool DLBLOCK::DataBlock_ListNext() {
+  std::string bytes;
+  bytes.reserve(kHeaderSize + kLinkSize * (BlockCount + 1UL) + SectionSize());  // before anything goes out
+  return DataBlock_Place() && DataBlock_PutOut() && List_Rewrite(bytes) && Stream.flush();
 }
 
 bool DLBLOCK::DataBlock_Add() {
-  if (!IsWritten || DataBlock == nullptr || !Usable()) return false;
-  const bool listed = BlockCount < MaxBlocks || (BlockCount == MaxBlocks && !Cached->IsEmpty());
-  if (listed && !DataBlock_List()) return false;
-  if (BlockCount <= MaxBlocks && listed) return true;
-  Extend_List();
-  Offsets.push_back(RunningOffset);
-  Room = FullRoom();
-  ExtendFile(Stream, FilePos + static_cast<long>(Room));  // so that nobody else takes the place
-  Stream.seekp(FilePos);
-  ListExtended = true;
-  return false;
+  return WithMemory([this] {
+    if (!IsWritten || DataBlock == nullptr || !Usable()) return false;
+    const bool listed = BlockCount < MaxBlocks || (BlockCount == MaxBlocks && !Cached->IsEmpty());
+    if (listed && !DataBlock_List()) return false;
+    if (BlockCount <= MaxBlocks && listed) return true;
+    Extend_List();
+    Offsets.push_back(RunningOffset);
+    Room = FullRoom();
+    ExtendFile(Stream, FilePos + static_cast<long>(Room));  // so that nobody else takes the place
+    Stream.seekp(FilePos);
+    ListExtended = true;
+    return false;
+  });
 }
 
 unsigned long DLBLOCK::DataBytes() const {
@@ -190,6 +227,12 @@ void DLBLOCK::Data_Discard() {
   if (Cached != nullptr) Cached->Reset();
 }
 
+bool DLBLOCK::Data_TakeBack(unsigned int length) {
+  if (Cached == nullptr || Cached->Held < length) return false;
+  Cached->Held -= length;
+  return true;
+}
+
 // --- the list in the file ---
 
 bool DLBLOCK::WriteRequest() const { return !ListExtended && Block::WriteRequest(); }
@@ -204,8 +247,10 @@ void DLBLOCK::Block_LengthRefresh() {
 
 void DLBLOCK::Extend_List() {
   const long first = FirstPos != 0 ? FirstPos : FilePos;
-  PreviousLink = FilePos + kHeaderSize + kDlNext * kLinkSize;
-  Block::Block_Reset(false);
+  BlockSet reset{this};
+  const long previous = FilePos;
+  Block_Reset(false, reset);
+  PreviousLink = previous + kHeaderSize + kDlNext * kLinkSize;
   Offsets.clear();
   FilePos = CalcStartPos(SeekEnd(Stream));
   FirstPos = first;
@@ -274,7 +319,9 @@ bool DLBLOCK::Link_First() {
 }
 
 bool DLBLOCK::Write_Changed() {
-  return DataBlock != nullptr && Usable() && !Cached->IsEmpty() && DataBlock_Place() && List_Rewrite();
+  if (DataBlock == nullptr || !Usable() || Cached->IsEmpty()) return false;
+  std::string bytes;
+  return DataBlock_Place() && List_Rewrite(bytes);
 }
 
 bool DLBLOCK::DataBlock_Place() {
@@ -283,9 +330,8 @@ bool DLBLOCK::DataBlock_Place() {
 }
 
 // In one piece: a write that fails, or the end of the process, leaves the list as it was.
-bool DLBLOCK::List_Rewrite() {
+bool DLBLOCK::List_Rewrite(std::string& bytes) {
   Header_Change(BlockCount + 1, SectionSize());
-  std::string bytes;
   const auto add = [&bytes](const auto& value) { bytes.append(reinterpret_cast<const char*>(&value), sizeof value); };
   add(Header);
   const Block* next = Links_Get(kDlNext);

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <string>
 #include <vector>
 
 #include "mdf/BlockBase.h"
@@ -88,10 +89,12 @@ class QOR_EXPORT HLBLOCK : public Block {
 ///
 /// Nothing may be placed and not yet written behind the end of the file while a list is flushed: it would take that place.
 ///
-/// Failures: false; the cached data stays and the call may be repeated once the stream is well again.
+/// Failures, short memory among them: false; the cached data stays and the call may be repeated once the stream is well
+/// again.
 class QOR_EXPORT DLBLOCK : public Block {
  public:
   /// A parent other than a data group is taken for a channel. `maxBlocks` is at least 1.
+  /// @throws std::bad_alloc
   DLBLOCK(Block* parent, unsigned short maxBlocks, bool compressed, FileStream& stream);
   ~DLBLOCK() override;
 
@@ -128,6 +131,8 @@ class QOR_EXPORT DLBLOCK : public Block {
   }
   /// Drops what is cached.
   void Data_Discard();
+  /// Takes the last `length` bytes out of the cache again. False when they are not all there any more.
+  [[nodiscard]] bool Data_TakeBack(unsigned int length);
   /// Always true.
   bool Data_NewBlock();
   /// Leaves the list as it is in the file and becomes its successor, placed at the end of the file.
@@ -155,10 +160,12 @@ class QOR_EXPORT DLBLOCK : public Block {
   void Section_Write();
   [[nodiscard]] bool Link_First();
   [[nodiscard]] bool List_Begin();
-  [[nodiscard]] bool List_Rewrite();
+  [[nodiscard]] bool List_Rewrite(std::string& bytes);
   [[nodiscard]] bool DataBlock_Place();
   [[nodiscard]] bool DataBlock_PutOut();
   [[nodiscard]] bool DataBlock_List();
+  [[nodiscard]] bool DataBlock_ListFirst();
+  [[nodiscard]] bool DataBlock_ListNext();
   void DataBlock_Next(unsigned long bytes);
   void DataBlock_Keep(unsigned int bytes);
 

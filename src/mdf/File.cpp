@@ -2,8 +2,9 @@
 
 #include <algorithm>
 #include <new>
+#include <string>
 #include <tuple>
-#include <vector>
+#include <utility>
 
 #include "mdf/BlockTree.h"
 
@@ -65,6 +66,16 @@ void Event_Destroy(MDF::EVBLOCK* event) {
   delete comment;
 }
 
+struct EventEnd {
+  void operator()(MDF::EVBLOCK* event) const { Event_Destroy(event); }
+};
+/// Owns an event that isn't linked yet.
+using NewEvent = std::unique_ptr<MDF::EVBLOCK, EventEnd>;
+
+NewEvent Event_Begin(unsigned long time) {
+  return NewEvent(new MDF::EVBLOCK("Begin of Recording", kRecording, kCauseUser, time));
+}
+
 }  // namespace
 
 bool MdfFile::BusLinks_sort::operator()(const Bus* left, const Bus* right) const {
@@ -76,8 +87,10 @@ bool MdfFile::BusLinks_sort::operator()(const Bus* left, const Bus* right) const
 
 MdfFile::MdfFile(const std::string& fileName, unsigned long startTime) : MdfFile(fileName, startTime, 0) {}
 
-MdfFile::MdfFile(const std::string& fileName, unsigned long startTime, unsigned int maxSizeKiB) : BaseName(fileName) {
-  Written = true;
+// What follows a delegated constructor is cleaned up by the destructor, should it throw.
+MdfFile::MdfFile(const std::string& fileName) : BaseName(fileName) { Written = true; }
+
+MdfFile::MdfFile(const std::string& fileName, unsigned long startTime, unsigned int maxSizeKiB) : MdfFile(fileName) {
   if (maxSizeKiB != 0) File_SetMaxSize(maxSizeKiB);
   Initialization(startTime);
   File_Open(startTime);
@@ -94,22 +107,24 @@ MdfFile::~MdfFile() {
   } catch (...) {
     setstate(std::ios_base::failbit);  // not finalized, which is what a reader will see
   }
-  try {
-    Tree_Drop();
-  } catch (const std::bad_alloc&) {
-    return;  // the descriptions stay in memory: finding them all needs some
-  }
+  Tree_Drop();
 }
 
 void MdfFile::Initialization(unsigned long startTime) {
+  auto id = std::make_unique<MDF::IDBLOCK>("Qor_API");
+  MDF::NewTree<MDF::HDBLOCK> header(new MDF::HDBLOCK(startTime));
+  auto* history = new MDF::FHBLOCK(startTime, kHistory);
+  header->Links_Set(MDF::kHdFirstHistory, history);
+  auto root = std::make_unique<BusRoot>(header.get(), *this);
+  auto* begin = Event_Begin(0).release();
+  header->Link_EVBLOCK(begin);
   Tree_Drop();
-  Id = std::make_unique<MDF::IDBLOCK>("Qor_API");
-  Header = new MDF::HDBLOCK(startTime);
-  History = new MDF::FHBLOCK(startTime, kHistory);
-  Header->Links_Set(MDF::kHdFirstHistory, History);
-  Root = std::make_unique<BusRoot>(Header, *this);
-  Begin = new MDF::EVBLOCK("Begin of Recording", kRecording, kCauseUser, 0);
-  Header->Link_EVBLOCK(Begin);
+  Id = std::move(id);
+  Header = header.release();
+  History = history;
+  Root = std::move(root);
+  Begin = begin;
+  Placed = 0;
   IdWritten = false;
   FirstRecordSeen = false;
   HasRecords = false;
@@ -118,7 +133,7 @@ void MdfFile::Initialization(unsigned long startTime) {
 
 // The buses own the data lists, which the tree only refers to.
 void MdfFile::Tree_Drop() {
-  if (Header != nullptr) MDF::Tree_Destroy(MDF::Tree_Collect(Header, MDF::DataLists::kLeave));
+  MDF::Tree_Destroy(Header, MDF::DataLists::kLeave);
   Header = nullptr;
   History = nullptr;
   Begin = nullptr;
@@ -131,8 +146,9 @@ void MdfFile::FileInformationHeader(const FileInfo& info) {
   xml += Property("author", info.Author) + Property("department", info.Department);
   xml += Property("project", info.Project) + Property("subject", info.Subject);
   xml += "</common_properties></HDcomment>";
+  auto comment = std::make_unique<MDF::MDBLOCK>(xml);
   Header->Links_Delete(MDF::kHdComment);
-  MDF::Comment_Link(*Header, MDF::kHdComment, xml);
+  Header->Links_Set(MDF::kHdComment, comment.release());
   Changed = true;
 }
 
@@ -145,33 +161,47 @@ std::string MdfFile::FileName() const {
 bool MdfFile::File_Open(unsigned long time) {
   if (is_open()) return true;
   if (IdWritten) File_Renew();
+  NewEvent begin = Begin == nullptr ? Event_Begin(Header->RelativeTime(time)) : nullptr;
   clear();
-  open(FileName(), std::ios_base::out | std::ios_base::binary | std::ios_base::trunc);
-  if (!is_open()) return false;
+  if (!Stream_Open()) return false;
   Changed = true;
-  if (Begin != nullptr) return true;
-  Begin = new MDF::EVBLOCK("Begin of Recording", kRecording, kCauseUser, Header->RelativeTime(time));
+  if (begin == nullptr) return true;
+  Begin = begin.release();
   Header->Link_EVBLOCK(Begin);
   return true;
 }
 
+bool MdfFile::Stream_Open() {
+  try {
+    open(FileName(), std::ios_base::out | std::ios_base::binary | std::ios_base::trunc);
+  } catch (const std::bad_alloc&) {
+    close();  // it is open, but can't be written to
+    throw;
+  }
+  return is_open();
+}
+
 /// Makes the blocks ready for another file: nothing is written, placed or counted, and there are no events yet.
 void MdfFile::File_Renew() {
+  BlockSet done{Header};  // the memory that is needed
   Events_Drop();
   Id->Block_Reset();
-  Header->Block_Reset(true);
+  Header->Block_Reset(true, done);
   Root->Bus_Reset();
+  Placed = 0;
   IdWritten = false;
   HasRecords = false;
   Changed = true;
 }
 
 void MdfFile::Events_Drop() {
-  std::vector<MDF::EVBLOCK*> events;
-  MDF::Block* next = Header->Links_Get(MDF::kHdFirstEvent);
-  for (; next != nullptr; next = next->Links_Get(MDF::kEvNext)) events.push_back(static_cast<MDF::EVBLOCK*>(next));
+  MDF::Block* dropped = Header->Links_Get(MDF::kHdFirstEvent);
   Header->Event_Unlink();
-  for (MDF::EVBLOCK* old : events) Event_Destroy(old);
+  while (dropped != nullptr) {
+    MDF::Block* next = dropped->Links_Get(MDF::kEvNext);
+    Event_Destroy(static_cast<MDF::EVBLOCK*>(dropped));
+    dropped = next;
+  }
   Begin = nullptr;
 }
 
@@ -182,10 +212,12 @@ bool MdfFile::File_FlushData() {
 
 bool MdfFile::File_Close(unsigned long time) {
   const bool flushed = File_FlushData();
+  if (!flushed && good() && Root->Data_Waiting()) return false;  // memory was short
   if (Begin != nullptr) {
     const std::string name = "End of Recording";
     Header->Link_EVBLOCK(new MDF::EVBLOCK(name, kRecording, kCauseUser, Header->RelativeTime(time), Begin));
     Begin = nullptr;
+    Changed = true;
   }
   if (!is_open()) return false;
   const bool written = Write();
@@ -215,12 +247,15 @@ bool MdfFile::Limit_Reached() {
   return MaxSize != 0 && is_open() && good() && static_cast<uint64_t>(MDF::SeekEnd(*this)) >= MaxSize;
 }
 
-/// Ends this file and begins the next. A file that can't be written stays the current one.
+/// Ends this file and begins the next. A file that can't be written stays the current one. True when the records are safe.
 bool MdfFile::Series_Next(unsigned long time) {
-  if (!Root->Write()) return false;
+  if (!Root->Write()) {
+    Written = true;
+    return good() && Root->Data_Waiting();  // memory was short
+  }
   const bool closed = File_Close(time);
-  File_Renew();
   ++FileIndex;
+  File_Renew();
   File_Open(time);
   Root->Data_NewBlock();
   Write();
@@ -242,9 +277,10 @@ bool MdfFile::Write() {
   if (!is_open() || !good()) return false;
   if (!Id->Write(*this)) return false;
   IdWritten = true;
-  long cursor = std::max(MDF::SeekEnd(*this), static_cast<long>(Id->Block_Length()));
+  // Blocks that have a place and were not written, as memory was short then, keep it.
+  Placed = std::max({Placed, MDF::SeekEnd(*this), static_cast<long>(Id->Block_Length())});
   BlockSet changed;
-  Header->Block_PlaceAndList(false, &cursor, &changed);
+  Header->Block_PlaceAndList(false, &Placed, &changed);
   // From the end: what is new is there before a block that was in the file already tells of it.
   std::for_each(changed.rbegin(), changed.rend(), [this](MDF::Block* block) { block->Write(*this); });
   flush();
@@ -273,8 +309,11 @@ void MdfFile::UnfinalizedFlags_Custom(unsigned short flags) {
 // --- buses and records ---
 
 bool MdfFile::Bus_Add(unsigned int busChannel, unsigned char busType) {
+  decltype(BusLinks) added{nullptr};
+  auto link = added.extract(added.begin());  // so that a bus that was added is noted
   if (!Root->Bus_Add(busChannel, busType)) return false;
-  BusLinks.insert(Root->Bus_Get(busChannel, busType));
+  link.value() = Root->Bus_Get(busChannel, busType);
+  BusLinks.insert(std::move(link));
   return true;
 }
 
@@ -313,7 +352,13 @@ bool MdfFile::Describe() {
 bool MdfFile::Recorded(unsigned long time) {
   HasRecords = true;
   Limit_Choose();
-  return !Limit_Reached() || Series_Next(time);
+  if (!Limit_Reached()) return true;
+  try {
+    return Series_Next(time);
+  } catch (const std::bad_alloc&) {
+    Written = true;  // this record is in the file; the next one tries again
+    return true;
+  }
 }
 
 // --- events ---
@@ -333,9 +378,9 @@ bool MdfFile::Event_Link(const std::string& name, unsigned char kind, unsigned c
   const EventShape shape = ShapeOf(kind);
   if (shape.Type == 0) return false;
   const unsigned long relative = Header->RelativeTime(time);
-  auto* added = shape.OfRecording ? new MDF::EVBLOCK(name, shape.Type, cause, relative, nullptr, Begin)
-                                  : new MDF::EVBLOCK(name, shape.Type, cause, relative);
-  if (scope != nullptr) scope->Event_ScopeAdd(added);
+  NewEvent added(shape.OfRecording ? new MDF::EVBLOCK(name, shape.Type, cause, relative, nullptr, Begin)
+                                   : new MDF::EVBLOCK(name, shape.Type, cause, relative));
+  if (scope != nullptr) scope->Event_ScopeAdd(added.get());
   Changed = true;
-  return Header->Link_EVBLOCK(added);
+  return Header->Link_EVBLOCK(added.release());
 }

@@ -42,6 +42,10 @@ struct QOR_EXPORT FileInfo {
 /// open file entries are collected in memory until a block is full and refused then. After a failed write the file
 /// stays as it was last flushed, readable and marked unfinalized; entries are refused until the stream is cleared.
 ///
+/// Memory: the calls that write throw std::bad_alloc when what describes the data can't be written for want of memory, and
+/// return false when the data can't. What is in the file stays right, and the call may be repeated. When it was the next
+/// file of a series that couldn't be opened, none is open: File_Open tries again.
+///
 /// The file on the disk is a sound unfinalized one from the constructor on: descriptions are written before the first
 /// data, and each block of data is followed by the counts that belong to it. Only File_Close marks it finalized. The
 /// destructor of an open file writes what is collected, and leaves the mark.
@@ -65,9 +69,11 @@ class QOR_EXPORT MdfFile : public FileStream {
 
   /// Makes everything new but the name, the limit and the stream: header, history, begin event, no buses. For a file
   /// that isn't open.
+  /// @throws std::bad_alloc; nothing is changed then
   void Initialization(unsigned long startTime);
   /// Sets the comment of the header, as the begin of the recording should; a later call leaves the bytes of the former
   /// comment behind in the file.
+  /// @throws std::bad_alloc; nothing is changed then
   void FileInformationHeader(const FileInfo& info);
   /// The name of the current file of the series.
   [[nodiscard]] std::string FileName() const;
@@ -76,6 +82,7 @@ class QOR_EXPORT MdfFile : public FileStream {
   bool File_Open(unsigned long time);
   /// Ends the recording at `time`, writes everything and finalizes the file. False when there is no open file or
   /// something couldn't be written; the file then stays marked unfinalized. With an unfinalized flag set it does, too.
+  /// False, and the file is still open, when memory was short: call again.
   bool File_Close(unsigned long time);
   /// Puts everything that is collected into the file. False when that failed.
   bool File_FlushData();
@@ -97,7 +104,7 @@ class QOR_EXPORT MdfFile : public FileStream {
 
   /// Adds a bus: type 0 CAN, 1 LIN, 2 FlexRay, 'c' a CAN bus with data frames only. False for another type or a bus that
   /// is there already. Ethernet has no place in the file.
-  /// @throws std::bad_alloc
+  /// @throws std::bad_alloc; nothing is changed then
   [[nodiscard]] bool Bus_Add(unsigned int busChannel, unsigned char busType);
   /// Records of the bus in the current file; 0 when there is no such bus.
   [[nodiscard]] unsigned long Bus_Cycles(unsigned int busChannel, unsigned char busType) const;
@@ -117,13 +124,14 @@ class QOR_EXPORT MdfFile : public FileStream {
   /// Adds an event to the file. `kind`: 1 acquisition interrupted, 2 marker, 4 trigger that started and 5 trigger that
   /// stopped the recording, 6 trigger; false for others. `cause`: 0 other, 1 error, 2 tool, 3 script, 4 user. `time`: ns
   /// on the clock of the relative base.
-  /// @throws std::bad_alloc
+  /// @throws std::bad_alloc; nothing is changed then
   bool Event(const std::string& name, unsigned char kind, unsigned char cause, unsigned long time);
   /// The same for one bus only; false when it isn't there.
   bool Event(const std::string& name, unsigned char kind, unsigned char cause, unsigned long time,
              unsigned int busChannel, unsigned char busType);
 
  private:
+  explicit MdfFile(const std::string& fileName);
   bool Event_Link(const std::string& name, unsigned char kind, unsigned char cause, unsigned long time, Bus* scope);
   void Events_Drop();
   [[nodiscard]] bool Describe();
@@ -131,6 +139,7 @@ class QOR_EXPORT MdfFile : public FileStream {
   void Limit_Choose();
   void File_Renew();
   void Tree_Drop();
+  [[nodiscard]] bool Stream_Open();
   [[nodiscard]] bool Limit_Reached();
   [[nodiscard]] bool Series_Next(unsigned long time);
 
@@ -141,6 +150,7 @@ class QOR_EXPORT MdfFile : public FileStream {
   bool FirstRecordSeen = false;
   bool HasRecords = false;  // the current file, or what is collected for it
   bool Changed = true;      // there are descriptions to be written
+  long Placed = 0;          // bytes of the file up to the end of all blocks that have a place
   std::unique_ptr<MDF::IDBLOCK> Id;
   MDF::HDBLOCK* Header = nullptr;  // the tree's root; all blocks of the tree belong to the file
   MDF::FHBLOCK* History = nullptr;

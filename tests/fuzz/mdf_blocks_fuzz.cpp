@@ -38,7 +38,7 @@ class Recording {
   }
   ~Recording() {
     Stream.close();
-    MDF::Tree_Destroy(MDF::Tree_Collect(Header, MDF::DataLists::kLeave));
+    MDF::Tree_Destroy(Header, MDF::DataLists::kLeave);
   }
   Recording(const Recording&) = delete;
   Recording& operator=(const Recording&) = delete;

@@ -7,34 +7,81 @@
 
 namespace {
 
-using ::testing::UnorderedElementsAre;
+using ::testing::ElementsAre;
+using ::testing::IsEmpty;
 
-TEST(BlockTree, IsCollectedByIdentityEvenWhenNothingIsPlaced) {
-  MDF::Block root(MDF::blockType_HD, 'H', 'D', 2);
-  MDF::Block one(MDF::blockType_TX, 'T', 'X', 1);
-  MDF::Block other(MDF::blockType_TX, 'T', 'X', 1);
-  root.Links_Set(0, &one);
-  root.Links_Set(1, &other);
-  one.Links_Set(0, &other);
-  other.Links_Set(0, &root);
-  EXPECT_THAT(MDF::Tree_Collect(&root, MDF::DataLists::kInclude), UnorderedElementsAre(&root, &one, &other));
-  EXPECT_THAT(MDF::Tree_Collect(&one, MDF::DataLists::kInclude, &root), UnorderedElementsAre(&one, &other));
+/// A block that tells of its end.
+class Mortal : public MDF::Block {
+ public:
+  Mortal(int number, std::vector<int>& gone) : Block(MDF::blockType_CN, 'C', 'N', 2), Number(number), Gone(gone) {}
+  ~Mortal() override { Gone.push_back(Number); }
+  Mortal(const Mortal&) = delete;
+  Mortal& operator=(const Mortal&) = delete;
+
+ private:
+  int Number;
+  std::vector<int>& Gone;
+};
+
+TEST(BlockTree, IsDestroyedByIdentityEvenWhenNothingIsPlaced) {
+  std::vector<int> gone;
+  auto* root = new Mortal(1, gone);
+  auto* one = new Mortal(2, gone);
+  auto* other = new Mortal(3, gone);
+  root->Links_Set(0, one);
+  root->Links_Set(1, other);
+  one->Links_Set(0, other);
+  other->Links_Set(0, root);
+  MDF::Tree_Destroy(root, MDF::DataLists::kInclude);
+  EXPECT_THAT(gone, ElementsAre(1, 2, 3));
 }
+
+TEST(BlockTree, IsDestroyedUpToTheBarrier) {
+  std::vector<int> gone;
+  Mortal behind(4, gone);
+  Mortal barrier(1, gone);
+  barrier.Links_Set(0, &behind);
+  auto* one = new Mortal(2, gone);
+  one->Links_Set(0, &barrier);
+  one->Links_Set(1, new Mortal(3, gone));
+  MDF::Tree_Destroy(one, MDF::DataLists::kInclude, &barrier);
+  EXPECT_THAT(gone, ElementsAre(2, 3));
+}
+
+TEST(BlockTree, LinkedBlocksAreDestroyedOnceAndNoneBehindThem) {
+  std::vector<int> gone;
+  Mortal behind(1, gone);
+  auto* one = new Mortal(2, gone);
+  one->Links_Set(0, &behind);
+  MDF::Links_Destroy({one, nullptr, one, &behind}, &behind);
+  EXPECT_THAT(gone, ElementsAre(2));
+}
+
+TEST(BlockTree, NoTreeIsDestroyedForNull) { MDF::Tree_Destroy(nullptr, MDF::DataLists::kInclude); }
 
 TEST(BlockTree, LeavesDataListsToTheirOwnersWhenAskedTo) {
   FileStream stream;
-  MDF::DGBLOCK group(false);
-  MDF::DLBLOCK list(&group, 4, true, stream);
-  group.Links_Set(MDF::kDgData, &list);
-  EXPECT_THAT(MDF::Tree_Collect(&group, MDF::DataLists::kLeave), UnorderedElementsAre(&group));
-  EXPECT_THAT(MDF::Tree_Collect(&group, MDF::DataLists::kInclude), UnorderedElementsAre(&group, &list))
-      << "a list's own blocks are its own";
+  std::vector<int> gone;
+  auto* group = new MDF::DGBLOCK(false);
+  MDF::DLBLOCK list(group, 4, true, stream);
+  list.Links_Set(MDF::kDlNext, new Mortal(1, gone));
+  group->Links_Set(MDF::kDgData, &list);
+  MDF::Tree_Destroy(group, MDF::DataLists::kLeave);
+  EXPECT_THAT(gone, IsEmpty());
+  EXPECT_NE(list.Links_Get(MDF::kDlData), nullptr);
+  delete list.Links_Get(MDF::kDlNext);
 }
 
-TEST(BlockTree, ListsGoAfterTheBlocksThatTheyOwn) {
+TEST(BlockTree, ListsAreDestroyedAfterTheBlocksThatTheyOwn) {
   FileStream stream;
-  auto* list = new MDF::DLBLOCK(nullptr, 4, false, stream);
-  MDF::Tree_Destroy({list, list->Links_Get(MDF::kDlData)});  // each once, whatever the order given
+  MDF::DGBLOCK parent(false);
+  auto* list = new MDF::DLBLOCK(&parent, 4, false, stream);
+  MDF::Block* data = list->Links_Get(MDF::kDlData);
+  MDF::DGBLOCK holder(false);
+  MDF::Links_Destroy({list, data}, &holder);  // each once, whatever the order given
+  auto* packed = new MDF::DLBLOCK(&parent, 4, true, stream);
+  parent.Links_Set(MDF::kDgData, packed);
+  MDF::Tree_Destroy(packed, MDF::DataLists::kInclude, &parent);
 }
 
 struct Link {

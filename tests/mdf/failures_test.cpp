@@ -27,7 +27,7 @@ class Recording {
       dynamic_cast<MDF::DataBlockDynamic&>(*list->Links_Get(MDF::kDlData)).MaxLength(200);
     }
   }
-  ~Recording() { MDF::Tree_Destroy(MDF::Tree_Collect(Header, MDF::DataLists::kLeave)); }
+  ~Recording() { MDF::Tree_Destroy(Header, MDF::DataLists::kLeave); }
   Recording(const Recording&) = delete;
   Recording& operator=(const Recording&) = delete;
 
@@ -91,7 +91,8 @@ TEST_P(MdfMemory, ThatRunsOutIsToldAndNothingStaysBehind) {
   const auto [packed, duration] = GetParam();
   bool failed = true;
   unsigned int told = 0;
-  for (unsigned long number = 1; failed; ++number) {
+  unsigned long number = 1;
+  for (; failed; ++number) {
     SCOPED_TRACE(number);
     ASSERT_LT(number, 300U);
     Recording recording(kName, packed);
@@ -110,6 +111,26 @@ TEST_P(MdfMemory, ThatRunsOutIsToldAndNothingStaysBehind) {
     std::filesystem::remove(kName);
   }
   EXPECT_GT(told, 10U);
+  RecordProperty("runs", std::to_string(number - 2));
+}
+
+TEST(MdfMemory, ThatRunsOutWhileDataIsPackedLeavesTheBlockAsItWas) {
+  for (unsigned long number = 1; number <= 2; ++number) {
+    MDF::ATBLOCK attachment(100, 0);
+    std::string data(100, 'a');
+    bool prepared = true;
+    {
+      const FailingAllocator exhausted(FailingAllocator::ThisThread, number, FailingAllocator::Once);
+      try {
+        prepared = attachment.Zip_Init();
+      } catch (const std::bad_alloc&) {
+        prepared = false;
+      }
+      ASSERT_TRUE(exhausted.HasFailed()) << number;
+    }
+    EXPECT_FALSE(prepared);
+    EXPECT_TRUE(attachment.Compressed_Insert(::Data(data), 100, true)) << "it works once there is memory again";
+  }
 }
 
 TEST_P(MdfFileCalls, ThatFailAreToldOrCostNothing) {

@@ -1,6 +1,7 @@
 #include "support/FailingAllocator.h"
 
 #include <dlfcn.h>
+#include <zlib.h>
 
 #include <array>
 #include <atomic>
@@ -79,6 +80,20 @@ void operator delete(void* memory, std::size_t) noexcept { std::free(memory); }
 void operator delete[](void* memory, std::size_t) noexcept { std::free(memory); }
 void operator delete(void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
 void operator delete[](void* memory, const std::nothrow_t&) noexcept { std::free(memory); }
+
+// zlib allocates by itself: each call that begins a compression counts as one allocation.
+
+extern "C" int compress2(Bytef* packed, uLongf* packedSize, const Bytef* data, uLong size, int level) {
+  static const auto next = Next(&compress2, "compress2");
+  return MustFail() ? Z_MEM_ERROR : next(packed, packedSize, data, size, level);
+}
+
+extern "C" int deflateInit2_(z_streamp stream, int level, int method, int windowBits, int memLevel, int strategy,
+                             const char* version, int streamSize) {
+  static const auto next = Next(&deflateInit2_, "deflateInit2_");
+  if (MustFail()) return Z_MEM_ERROR;
+  return next(stream, level, method, windowBits, memLevel, strategy, version, streamSize);
+}
 
 extern "C" unsigned int Qor_ErrorHandler(unsigned int level, unsigned int code, const char* format, ...) {
   static const auto next = Next(&Qor_ErrorHandler, "Qor_ErrorHandler");

@@ -1,4 +1,5 @@
-// Memory that runs out when the test says so: an executable that links FailingAllocator.cpp takes over operator new.
+// Memory that runs out when the test says so: an executable that links FailingAllocator.cpp takes over operator new and the
+// calls by which zlib allocates.
 //
 // What the hardware library allocates inside its calls is not our subject: Qor_CommandWithResponseEx, Qor_ErrorHandler and
 // the calls that open and close interfaces are wrapped, and never run out of memory.

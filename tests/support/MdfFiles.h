@@ -89,7 +89,7 @@ inline void PlaceAndWrite(MDF::Block& root, FileStream& stream) {
 class Tree {
  public:
   explicit Tree(MDF::Block* root) : Root(root) {}
-  ~Tree() { MDF::Tree_Destroy(MDF::Tree_Collect(Root, MDF::DataLists::kLeave)); }
+  ~Tree() { MDF::Tree_Destroy(Root, MDF::DataLists::kLeave); }
   Tree(const Tree&) = delete;
   Tree& operator=(const Tree&) = delete;
 

@@ -1,0 +1,59 @@
+// Memory that runs out under MdfFile: each allocation in its turn.
+#include <tuple>
+
+#include "FailingSeries.h"
+#include "support/FailingAllocator.h"
+#include "support/TemporaryDirectory.h"
+
+namespace {
+
+using test::FailingAllocator;
+using namespace test::failing_series;
+
+const FileInfo kInfo = {"An author with a long name", "Test bench", "", "", "Longer than a short string"};
+
+const Scene kDescriptions[] = {
+    {"Comment", Begin, [](Recording& recording) { recording.Comment(kInfo); }},
+    {"Can", Begin, [](Recording& recording) { recording.Add(2, BusType_Can); }},
+    {"Lin", Begin, [](Recording& recording) { recording.Add(2, BusType_Lin); }},
+    {"FlexRay", Begin, [](Recording& recording) { recording.Add(2, BusType_FlexRay); }},
+};
+
+class MdfFileWithoutMemory : public ::testing::TestWithParam<std::tuple<Scene, FailingAllocator::Duration>> {
+ protected:
+  test::TemporaryDirectory Directory;
+};
+
+const auto kDurations = testing::Values(FailingAllocator::Once, FailingAllocator::FromThenOn);
+INSTANTIATE_TEST_SUITE_P(Scenes, MdfFileWithoutMemory, testing::Combine(testing::ValuesIn(kScenes), kDurations));
+INSTANTIATE_TEST_SUITE_P(Descriptions, MdfFileWithoutMemory,
+                         testing::Combine(testing::ValuesIn(kDescriptions), kDurations));
+
+}  // namespace
+
+// A call that has failed is repeated: the files are whole then, unless there never is any memory.
+TEST_P(MdfFileWithoutMemory, TellsAndLosesNothingThatIsTriedAgain) {
+  const auto [scene, duration] = GetParam();
+  unsigned long number = 0;
+  unsigned long whole = 0;
+  bool failed = true;
+  while (failed && !HasFailure()) {
+    ASSERT_LT(++number, 10000U);
+    SCOPED_TRACE(number);
+    Recording recording(Recording::TryAgain);
+    scene.Before(recording);
+    {
+      const FailingAllocator exhausted(FailingAllocator::ThisThread, number, duration);
+      scene.While(recording);
+      recording.Destroy();
+      failed = exhausted.HasFailed();
+    }
+    if (recording.IsWhole()) ++whole;
+    Check(recording, failed);
+  }
+  EXPECT_GT(number, 10U);
+  if (duration == FailingAllocator::Once) {
+    EXPECT_EQ(whole, number);
+  }
+  RecordProperty("runs", std::to_string(number - 1));
+}
