@@ -6,14 +6,9 @@
 #include "Error.h"
 
 namespace qor_sim {
-namespace {
-
-constexpr size_t kKept = 10000;
-
-}  // namespace
 
 void CommandLog::Add(const CommandCall& call, unsigned int capacity, unsigned int result) {
-  if (First.size() < kKept) {
+  if (First.size() < Kept) {
     Qor_Sim_Command_t entry{call.Handle, call.Zero, call.Command, call.Mode, 0, capacity, result, {}};
     entry.RequestLength = static_cast<unsigned int>(call.Request.size());
     std::copy_n(call.Request.begin(), std::min(call.Request.size(), sizeof entry.Request), entry.Request);

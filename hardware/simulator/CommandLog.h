@@ -8,11 +8,14 @@
 
 namespace qor_sim {
 
-/// Counts all commands and keeps the first 10000.
+/// Counts all commands and keeps the first ones.
 ///
 /// Threads: one at a time; the port's mutex guards it.
 class CommandLog {
  public:
+  /// @param kept  commands
+  explicit CommandLog(size_t kept) : Kept(kept) {}
+
   /// @param capacity  of the response buffer, bytes
   /// @param result    what the port answered
   void Add(const CommandCall& call, unsigned int capacity, unsigned int result);
@@ -22,6 +25,7 @@ class CommandLog {
   const Qor_Sim_Command_t& At(unsigned int index) const;
 
  private:
+  size_t Kept;
   unsigned int Total = 0;
   std::vector<Qor_Sim_Command_t> First;
 };

@@ -15,7 +15,8 @@ Error StateError(const char* text) { return Error(QOR_SIM_ERROR_STATE, text); }
 
 }  // namespace
 
-Port::Port(unsigned char interfaceType, unsigned char instance) : Type(interfaceType), Instance(instance) {}
+Port::Port(unsigned char interfaceType, unsigned char instance, size_t loggedCommands)
+    : Type(interfaceType), Instance(instance), Log(loggedCommands) {}
 
 void Port::CheckOpen() {
   if (Closed) throw Error(QOR_SIM_ERROR_HANDLE, "The port of this connection was closed.");

@@ -21,8 +21,9 @@ struct ResponseBuffer {
 /// Threads: any.
 class Port {
  public:
-  /// @param interfaceType  QOR_INTERFACE_*, or another that refuses all commands
-  Port(unsigned char interfaceType, unsigned char instance);
+  /// @param interfaceType   QOR_INTERFACE_*, or another that refuses all commands
+  /// @param loggedCommands  commands that are kept; those behind them are counted only
+  Port(unsigned char interfaceType, unsigned char instance, size_t loggedCommands);
   virtual ~Port() = default;
   Port(const Port&) = delete;
   Port& operator=(const Port&) = delete;

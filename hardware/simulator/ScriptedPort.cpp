@@ -9,8 +9,12 @@ namespace qor_sim {
 namespace {
 
 constexpr size_t kLargestResponse = 65535;  // bytes; the capacity of a trace channel's polls
+constexpr size_t kLoggedCommands = 10000;
 
 }  // namespace
+
+ScriptedPort::ScriptedPort(unsigned char interfaceType, unsigned char instance)
+    : Port(interfaceType, instance, kLoggedCommands) {}
 
 void ScriptedPort::QueueResponse(std::span<const unsigned char> bytes, unsigned int reportedLength) {
   if (bytes.size() > kLargestResponse) {

@@ -20,7 +20,7 @@ struct LastErrorAnswer {
 
 class ScriptedPort final : public Port {
  public:
-  using Port::Port;
+  ScriptedPort(unsigned char interfaceType, unsigned char instance);
 
   void QueueResponse(std::span<const unsigned char> bytes, unsigned int reportedLength) SIM_EXCLUDES(Guard);
   unsigned int Pending() SIM_EXCLUDES(Guard);

@@ -12,6 +12,8 @@ namespace {
 // Items. A source that can't keep up with its speed falls behind rather than keep its port busy without end.
 constexpr unsigned int kMostPerCapture = 1'000'000;
 
+constexpr size_t kLoggedCommands = 0;  // a port may be polled for days
+
 }  // namespace
 
 uint64_t Speed::SourceTime(uint64_t clockTime) const {
@@ -23,7 +25,7 @@ uint64_t Speed::SourceTime(uint64_t clockTime) const {
 
 TrafficPort::TrafficPort(unsigned char interfaceType, unsigned char instance, std::unique_ptr<ItemSource> source,
                          const TrafficSettings& settings, Clock& clock)
-    : Port(interfaceType, instance),
+    : Port(interfaceType, instance, kLoggedCommands),
       Source(std::move(source)),
       Pace(settings.Pace),
       Buffer(settings.BufferItems),

@@ -199,12 +199,13 @@ typedef struct Qor_Sim_Command_t {
   unsigned char Request[64];  /* its first 64 bytes */
 } Qor_Sim_Command_t;
 
-/**
- * Number of commands that a port (of any source) received, polls included; 0 for an unknown port. The first 10000 are
- * kept.
- */
+/** Number of commands that a port (of any source) received, polls included; 0 for an unknown port. */
 unsigned int Qor_Sim_CommandCount(unsigned int portHandle);
-/** Command number `index`, counted from 0. @return QOR_SIM_ERROR_HANDLE, _ARGUMENT (null, or one that is not kept) */
+/**
+ * Command number `index` of a scripted port, counted from 0. The first 10000 are kept; other ports keep none.
+ *
+ * @return QOR_SIM_ERROR_HANDLE, _ARGUMENT (null, or one that is not kept)
+ */
 unsigned int Qor_Sim_GetCommand(unsigned int portHandle, unsigned int index, Qor_Sim_Command_t* command);
 
 /** Connections made by Qor_OpenInterface2 that are not closed, over all ports. */

@@ -428,3 +428,12 @@ TEST_F(Script, FirstTenThousandCommandsAreKeptAllAreCounted) {
   EXPECT_EQ(Qor_Sim_GetCommand(Port.Handle, 10'000, &command), unsigned{QOR_SIM_ERROR_ARGUMENT});
   EXPECT_EQ(Qor_Sim_CommandCount(kNoHandle), 0u);
 }
+
+TEST(CommandLog, PortsWithTrafficCountCommandsAndKeepNone) {
+  const OpenedPort port("can");
+  Channel line(port.Handle);
+  ASSERT_EQ(line.Configure(), 0u);
+  EXPECT_EQ(Qor_Sim_CommandCount(port.Handle), 1u);
+  Qor_Sim_Command_t command;
+  EXPECT_EQ(Qor_Sim_GetCommand(port.Handle, 0, &command), unsigned{QOR_SIM_ERROR_ARGUMENT});
+}
