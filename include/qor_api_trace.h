@@ -238,7 +238,7 @@ typedef struct Qor_Trace_Export_Request_t {
 /** Start: write every stored entry to a live ASC file too (properties ASC_FILE_NAME and ASC_MAX_FILE_SIZE). The file is
  *  brought up to date after each batch of a single channel (every 10 ms) or each pass of the sort stage (every 50 ms):
  *  a process that dies loses the lines of the batch or pass at work, what still waited in the sort stage (100 to
- *  150 ms with interfaces that deliver in time), and the closing line. A file that fails is given up: the error is
+ *  400 ms with interfaces that deliver in time), and the closing line. A file that fails is given up: the error is
  *  reported, with one channel its receive thread ends and Qor_Trace_Stop returns as usual, with several the process
  *  ends (the sort thread has nobody to return an error to). The same holds for a swap file that fails. */
 #define QOR_TRACE_START_ASC_RECORDING 0x1u
@@ -336,8 +336,8 @@ QOR_TRACE_API unsigned int Qor_Trace_ClearChannelList(unsigned int handle);
  * is left as it is, whatever the mode.
  *
  * With one channel entries are stored as they come. With more, they pass a sort stage that holds them back
- * for at least 100 ms and merges the channels by timestamp; that is exact as long as the interfaces share a clock
- * and each delivers within 50 ms.
+ * for at least 100 ms, as a rule for less than 400 ms, and merges the channels by timestamp; that is exact as long as
+ * the interfaces share a clock and each delivers within 50 ms.
  *
  * @param mode  QOR_TRACE_START_*, or 0
  * @return UNKNOWN_HANDLE, INVALID_ARGUMENT (an unknown bit), NO_CHANNEL, FILE_ERROR (the ASC file), or the

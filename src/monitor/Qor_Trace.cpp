@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <ctime>
 #include <limits>
 #include <new>
@@ -18,6 +19,7 @@ namespace {
 
 constexpr unsigned int kLastChannelNumber = 0xFFFFFFFF;
 constexpr unsigned long kNsPerMs = 1000000;
+constexpr std::chrono::nanoseconds kMostLate = std::chrono::milliseconds(200);   // for passes of the sort thread
 constexpr unsigned long kEndOfTime = std::numeric_limits<unsigned long>::max();  // ns; an entry may have this time, too
 
 Mutex MutexHandleCounter;
@@ -275,18 +277,35 @@ void Qor_Trace_Monitor::UpdateList(const LatestByKey& listEntries) {
 
 // ---- Sort thread
 
+// A sleep and a pass together take a little longer than the interval by which the horizon advances: it would fall behind
+// without end, and the queue grow. So once the passes are late, the sleeps are short until they aren't.
 void Qor_Trace_Monitor::SortThreadFunction() {
+  using Clock = std::chrono::steady_clock;
   const unsigned long step = SortInterval * kNsPerMs;
   std::optional<unsigned long> horizon;  // set by the first entry; any value is a time, 0 too
+  Clock::time_point due;                 // of the last pass, had none come late
+  bool late = false;
   while (Running) {
-    usleep(SortInterval * 1000);
+    usleep((late ? SortInterval / 2 : SortInterval) * 1000);
     if (!horizon) {
       horizon = OldestQueued();
+      due = Clock::now();
     } else {
       *horizon = std::min(*horizon, kEndOfTime - step) + step;
       StoreQueued(*horizon);
+      due += std::chrono::milliseconds(SortInterval);
+      late = Clock::now() - due > kMostLate && IsFarBehind(*horizon);
     }
   }
+}
+
+/// Whether entries wait that are much newer than the horizon. By the clock alone, the horizon would overtake the entries of
+/// interfaces whose own clocks are slow.
+bool Qor_Trace_Monitor::IsFarBehind(unsigned long horizon) {
+  MutexLock lock(MutexSortQueue);
+  if (SortQueue.empty()) return false;
+  const unsigned long newest = SortQueue.rbegin()->first;
+  return newest > horizon && newest - horizon > static_cast<unsigned long>(kMostLate.count());
 }
 
 std::optional<unsigned long> Qor_Trace_Monitor::OldestQueued() {

@@ -100,6 +100,7 @@ class QOR_EXPORT Qor_Trace_Monitor {
   void StoreQueued(unsigned long horizon);
   [[nodiscard]] EntryBatch TakeQueued(unsigned long horizon);
   [[nodiscard]] std::optional<unsigned long> OldestQueued();
+  [[nodiscard]] bool IsFarBehind(unsigned long horizon);
   /// Appends one entry, and writes it to the live ASC file.
   void StoreEntry(EntryPtr entry) REQUIRES(MutexStore);
 

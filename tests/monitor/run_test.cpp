@@ -1,7 +1,9 @@
 // The acquisition run: start, stop, the receive handler, the sort thread, the live recording.
 #include <gtest/gtest.h>
 
+#include <chrono>
 #include <filesystem>
+#include <thread>
 
 #include "monitor/MonitorTest.h"
 #include "support/FileSizeLimit.h"
@@ -12,6 +14,8 @@ using namespace test;
 namespace {
 
 constexpr unsigned long kStep = 50'000'000;  // ns by which the sort thread advances a pass
+// Passes held up for so long are late by more than the 200 ms from which on they are made up for.
+constexpr std::chrono::milliseconds kHoldUp{300};
 
 class OneChannel : public OneChannelTest {};
 
@@ -274,6 +278,32 @@ TEST_F(TwoChannels, HorizonAdvancesByOneIntervalAPass) {
   EXPECT_EQ(EntryCount(*Monitor), 4U);
   Clock.Tick();
   EXPECT_EQ(EntryCount(*Monitor), 5U);
+  Stop();
+}
+
+TEST_F(TwoChannels, PassesThatAreLateCatchUpWithTheEntriesInShortSleeps) {
+  Monitor->Start(0);
+  Deliver(First, FramesAt({1000, 1000 + 6 * kStep}));
+  Clock.Tick();
+  const unsigned int before = SleepCount(kLateInterval);
+  std::this_thread::sleep_for(kHoldUp);
+  Clock.Tick();
+  EXPECT_EQ(SleepCount(kLateInterval), before + 1);  // 250 ms behind the newest entry
+  Clock.Tick();
+  EXPECT_EQ(SleepCount(kLateInterval), before + 1);  // 200 ms
+  EXPECT_EQ(StoredTimes(), (Times{1000}));           // passes are as long as ever
+  Stop();
+}
+
+TEST_F(TwoChannels, PassesThatAreLateDoNotOvertakeTheEntries) {
+  Monitor->Start(0);
+  Deliver(First, FramesAt({1000, 1000 + 5 * kStep}));
+  Clock.Tick();
+  const unsigned int before = SleepCount(kLateInterval);
+  std::this_thread::sleep_for(kHoldUp);
+  Clock.Tick();
+  Clock.Tick();
+  EXPECT_EQ(SleepCount(kLateInterval), before);
   Stop();
 }
 

@@ -15,6 +15,7 @@ namespace {
 
 std::atomic<unsigned int> PollSleeps = 0;
 std::atomic<unsigned int> SortSleeps = 0;
+std::atomic<unsigned int> LateSleeps = 0;
 std::atomic<unsigned int> OtherSleeps = 0;
 
 /// Where the sort thread stands still.
@@ -41,7 +42,8 @@ Gate SortGate;
 }  // namespace
 
 unsigned int test::SleepCount(unsigned int microseconds) {
-  return microseconds == kPollInterval ? PollSleeps : SortSleeps;
+  if (microseconds == kPollInterval) return PollSleeps;
+  return microseconds == kSortInterval ? SortSleeps : LateSleeps;
 }
 
 unsigned int test::OtherSleepCount() { return OtherSleeps; }
@@ -75,8 +77,8 @@ extern "C" int usleep(useconds_t microseconds) {
   if (microseconds == test::kPollInterval) {
     ++PollSleeps;
     time = std::chrono::milliseconds(1);
-  } else if (microseconds == test::kSortInterval) {
-    ++SortSleeps;
+  } else if (microseconds == test::kSortInterval || microseconds == test::kLateInterval) {
+    ++(microseconds == test::kSortInterval ? SortSleeps : LateSleeps);
     if (SortGate.Pass()) return 0;
     time = std::chrono::milliseconds(5);
   } else {

@@ -1,16 +1,17 @@
 // Time under the test's control: an executable that links Sleeps.cpp takes over usleep, by which the library's threads
 // keep their intervals.
 //
-// The 10 ms between two polls last 1 ms and the 50 ms of the sort thread 5 ms, so that tests are fast; while a SortClock
-// lives, the latter last until the test lets them end.
+// The 10 ms between two polls last 1 ms and the 50 ms of the sort thread (25 ms when it's late) 5 ms, so that tests are
+// fast; while a SortClock lives, the latter last until the test lets them end.
 #pragma once
 
 namespace test {
 
 constexpr unsigned int kPollInterval = 10000;  // µs
 constexpr unsigned int kSortInterval = 50000;  // µs
+constexpr unsigned int kLateInterval = 25000;  // µs
 
-/// How often the library has slept for `microseconds` so far, which is one of the two intervals.
+/// How often the library has slept for `microseconds` so far, which is one of the intervals.
 unsigned int SleepCount(unsigned int microseconds);
 /// How often it has slept for any other time.
 unsigned int OtherSleepCount();
