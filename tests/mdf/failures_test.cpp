@@ -2,74 +2,53 @@
 // turn. A file is whole, or a call has said that it isn't.
 #include <array>
 #include <functional>
-#include <memory>
 #include <new>
 
 #include "support/FailingAllocator.h"
 #include "support/FailingFiles.h"
 #include "support/MdfFiles.h"
+#include "support/MdfTwoLists.h"
 
 namespace {
 
 using test::FailingAllocator;
 using test::FailingFiles;
 
-/// A file with records and signal data, written by two data lists.
+/// A file that is written and read back.
 class Recording {
  public:
-  Recording(const std::string& name, bool packed) : Stream(name) {
-    Group->Link_CGBLOCK(Channels);
-    Channels->Link_CNBLOCK(Signal);
-    Header->Link_DGBLOCK(Group);
-    Lists[0] = std::make_unique<MDF::DLBLOCK>(Group, 3, packed, Stream);
-    Lists[1] = std::make_unique<MDF::DLBLOCK>(Signal, 3, packed, Stream);
-    for (const auto& list : Lists) {
-      dynamic_cast<MDF::DataBlockDynamic&>(*list->Links_Get(MDF::kDlData)).MaxLength(200);
-    }
+  Recording(const std::string& name, bool packed) : File(name, packed, 3) {
+    for (const size_t list : {0, 1}) File.MaxLength(list, 200);
   }
-  ~Recording() { MDF::Tree_Destroy(Header, MDF::DataLists::kLeave); }
-  Recording(const Recording&) = delete;
-  Recording& operator=(const Recording&) = delete;
 
   /// Writes the whole file. False as soon as a call says that something is wrong.
   bool Write() {
-    if (!Id.Write(Stream)) return false;
-    PlaceAndWrite(*Header, Stream);
+    if (!File.Id.Write(File.Stream)) return false;
+    PlaceAndWrite(*File.Header, File.Stream);
     for (unsigned int i = 0; i < 30; ++i) {
       std::string bytes(10 + i, static_cast<char>('a' + i));
-      if (!Lists[i % 2]->Insert(::Data(bytes), static_cast<unsigned int>(bytes.size()))) return false;
+      if (!File.Lists[i % 2]->Insert(::Data(bytes), static_cast<unsigned int>(bytes.size()))) return false;
       Expected[i % 2] += bytes;
-      if (i % 10 == 9) PlaceAndWrite(*Header, Stream);
+      if (i % 10 == 9) PlaceAndWrite(*File.Header, File.Stream);
     }
-    for (const auto& list : Lists) {
+    for (const auto& list : File.Lists) {
       if (!list->Write()) return false;
     }
-    Channels->CycleCount_Set(Expected[0].size());
-    PlaceAndWrite(*Header, Stream);
-    if (!Id.Finalize(Stream)) return false;
-    Stream.close();
-    return Stream.good();
+    File.Channels->CycleCount_Set(Expected[0].size());
+    PlaceAndWrite(*File.Header, File.Stream);
+    if (!File.Id.Finalize(File.Stream)) return false;
+    File.Stream.close();
+    return File.Stream.good();
   }
-  /// Reads the file back.
   void Check(const std::string& contents) const {
     StrictMdfReader reader(contents, {.Records = true, .OldBlocks = true});
     reader.ReadFile();
     EXPECT_EQ(reader.Report(), "");
-    const auto dataOf = [&](const MDF::Block& block, size_t link) {
-      return reader.DataBehind(StrictMdfReader::LinkOf(reader.At(static_cast<uint64_t>(block.Block_FilePos())), link));
-    };
-    EXPECT_EQ(dataOf(*Group, 2), Expected[0]);
-    EXPECT_EQ(dataOf(*Signal, 5), Expected[1]);
+    for (const size_t list : {0, 1}) EXPECT_EQ(File.DataRead(reader, list), Expected[list]);
   }
 
  private:
-  FileStream Stream;
-  MDF::IDBLOCK Id{"Failing "};
-  MDF::HDBLOCK* Header = new MDF::HDBLOCK(1);
-  MDF::DGBLOCK* Group = new MDF::DGBLOCK(false);
-  MDF::CGBLOCK* Channels = new MDF::CGBLOCK("bus", 1, 6, 1);  // records of one byte
-  MDF::CNBLOCK* Signal = new MDF::CNBLOCK("signal", 1, 0, 10, 0, 0);
-  std::array<std::unique_ptr<MDF::DLBLOCK>, 2> Lists;
+  test::MdfTwoLists File;
   std::array<std::string, 2> Expected;
 };
 
