@@ -22,7 +22,7 @@ class Recording {
     Require(File.Id.Write(File.Stream), "the identification is written");
     PlaceAndWrite(*File.Header, File.Stream);
     // Small blocks, so that lists fill up and are continued.
-    for (const size_t list : {0, 1}) File.MaxLength(list, 64 + Calls.Below(2000));
+    for (size_t list = 0; list < 2; ++list) File.MaxLength(list, 64 + Calls.Below(2000));
     while (Calls.Left() > 0) Call();
     Finish();
   }

@@ -18,7 +18,7 @@ using test::FailingFiles;
 class Recording {
  public:
   Recording(const std::string& name, bool packed) : File(name, packed, 3) {
-    for (const size_t list : {0, 1}) File.MaxLength(list, 200);
+    for (size_t list = 0; list < 2; ++list) File.MaxLength(list, 200);
   }
 
   /// Writes the whole file. False as soon as a call says that something is wrong.
@@ -44,7 +44,7 @@ class Recording {
     StrictMdfReader reader(contents, {.Records = true, .OldBlocks = true});
     reader.ReadFile();
     EXPECT_EQ(reader.Report(), "");
-    for (const size_t list : {0, 1}) EXPECT_EQ(File.DataRead(reader, list), Expected[list]);
+    for (size_t list = 0; list < 2; ++list) EXPECT_EQ(File.DataRead(reader, list), Expected[list]);
   }
 
  private:
