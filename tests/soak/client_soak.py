@@ -6,6 +6,7 @@ Run by script/soak: client_soak.py CLIENT MINUTES
 import json
 import pathlib
 import re
+import signal
 import struct
 import subprocess
 import sys
@@ -38,9 +39,12 @@ def record(client, folder, minutes):
     command += ["--asc-live", "--json"]
     process = subprocess.Popen(command, cwd=folder, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
     memory = []
-    while process.poll() is None:
-        memory.append(resident_memory(process))
-        time.sleep(1)
+    try:
+        while process.poll() is None:
+            memory.append(resident_memory(process))
+            time.sleep(1)
+    finally:  # also when the soak is broken off
+        process.terminate()
     out, err = process.communicate()
     if process.returncode != 3:  # measurement and capture files have no place for all entries
         fail(f"exit code {process.returncode}: {err.decode()}")
@@ -86,6 +90,7 @@ def check_outputs(folder, summary):
 
 
 def main():
+    signal.signal(signal.SIGTERM, lambda *_: sys.exit("client_soak: broken off"))
     client, minutes = pathlib.Path(sys.argv[1]).resolve(), int(sys.argv[2])
     with tempfile.TemporaryDirectory(prefix="qor-trace-soak-") as name:
         folder = pathlib.Path(name)
