@@ -17,7 +17,8 @@
 /// Records are collected in memory and go to the file in packed blocks of up to 2 MiB. Whenever a block went out, the
 /// group's cycle count in the file is brought up to date: it counts the records that are in the file with their data.
 ///
-/// Failures are false, and the entry may be tried again. Only when a block ended in the middle of it and the next one
+/// Failures are false, and the entry may be tried again (a FlexRay frame of both channels may then have the record of its
+/// first channel twice). Only when a block ended in the middle of it and the next one
 /// failed, a part of it is in the file: that tears its group. The records behind it would be read at wrong places, so the
 /// group refuses all further ones, and Write() fails, until Reset().
 ///
