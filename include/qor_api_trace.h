@@ -339,6 +339,9 @@ QOR_TRACE_API unsigned int Qor_Trace_ClearChannelList(unsigned int handle);
  * for at least 100 ms, as a rule for less than 400 ms, and merges the channels by timestamp; that is exact as long as
  * the interfaces share a clock and each delivers within 50 ms.
  *
+ * An interface that fails while it runs (a pulled plug) brings nothing more, and nobody is told until the stop: an
+ * application that must know at once watches for a channel from which no more entries come.
+ *
  * @param mode  QOR_TRACE_START_*, or 0
  * @return UNKNOWN_HANDLE, INVALID_ARGUMENT (an unknown bit), NO_CHANNEL, FILE_ERROR (the ASC file), or the
  *         hardware library's code when a channel could not start. In this last case the channels before it run:
