@@ -212,7 +212,7 @@ bool MdfFile::File_FlushData() {
 
 bool MdfFile::File_Close(unsigned long time) {
   const bool flushed = File_FlushData();
-  if (!flushed && good() && Root->Data_Waiting()) return false;  // memory was short
+  if (!flushed && is_open() && good() && Root->Data_Waiting()) return false;  // memory was short
   if (Begin != nullptr) {
     const std::string name = "End of Recording";
     Header->Link_EVBLOCK(new MDF::EVBLOCK(name, kRecording, kCauseUser, Header->RelativeTime(time), Begin));
