@@ -146,17 +146,19 @@ bool DLBLOCK::DataBlock_PutOut() {
   return end != 0 && Stream.good();
 }
 
-void DLBLOCK::DataBlock_Next(unsigned long bytes) {
+void DLBLOCK::DataBlock_Next(unsigned int bytes, BlockSet& reset) {
   RunningOffset += bytes;
   Offsets.push_back(RunningOffset);
   Listed.push_back(DataBlock->FilePos);
   DataSize = SectionSize();
   ++BlockCount;
   Data.Count = BlockCount;
+  DataBlock->Block_Reset(false, reset);
 }
 
 // What couldn't be put out or listed stays cached, and a list that isn't pointed to yet begins again elsewhere.
-void DLBLOCK::DataBlock_Keep(unsigned int bytes) {
+void DLBLOCK::DataBlock_Keep(unsigned int bytes, BlockSet& reset) {
+  DataBlock->Block_Reset(false, reset);
   Cached->Held = bytes;
   if (IsWritten || PreviousLink != 0) return;
   FilePos = 0;
@@ -172,13 +174,10 @@ bool DLBLOCK::DataBlock_List() {
   try {
     listed = IsWritten ? DataBlock_ListNext() : DataBlock_ListFirst();
   } catch (...) {
-    DataBlock->Block_Reset(false, reset);
-    DataBlock_Keep(bytes);
+    DataBlock_Keep(bytes, reset);
     throw;
   }
-  if (listed) DataBlock_Next(bytes);
-  DataBlock->Block_Reset(false, reset);
-  if (!listed) DataBlock_Keep(bytes);
+  listed ? DataBlock_Next(bytes, reset) : DataBlock_Keep(bytes, reset);
   return listed;
 }
 

@@ -166,8 +166,8 @@ class QOR_EXPORT DLBLOCK : public Block {
   [[nodiscard]] bool DataBlock_List();
   [[nodiscard]] bool DataBlock_ListFirst();
   [[nodiscard]] bool DataBlock_ListNext();
-  void DataBlock_Next(unsigned long bytes);
-  void DataBlock_Keep(unsigned int bytes);
+  void DataBlock_Next(unsigned int bytes, BlockSet& reset);
+  void DataBlock_Keep(unsigned int bytes, BlockSet& reset);
 
   DlData Data{};
   std::vector<uint64_t> Offsets{0};  // of the listed blocks; the last one is the current block's
