@@ -1,11 +1,11 @@
 #include "Files.h"
 
-#include <cctype>
-#include <cstring>
+#include <algorithm>
 #include <filesystem>
 #include <fstream>
 
 #include "Check.h"
+#include "fuzz/PcapngBlocks.h"
 #include "support/TemporaryDirectory.h"  // FileBytes
 
 namespace soak {
@@ -28,13 +28,6 @@ unsigned long EventsIn(const std::string& line) {
     if (place + 1 < line.size() && IsDigit(line[place + 1])) ++events;
   }
   return events;
-}
-
-unsigned int NumberAt(const test::Bytes& bytes, size_t place) {
-  unsigned int number = 0;
-  Expect(place + sizeof number <= bytes.size(), "a file ends inside a number");
-  std::memcpy(&number, bytes.data() + place, sizeof number);
-  return number;
 }
 
 }  // namespace
@@ -63,19 +56,13 @@ unsigned long SwappedRecords() {
   return records;
 }
 
-// Block: u32 type | u32 length | ... | u32 length. Interface descriptions say that they are 4 bytes longer than they are.
 unsigned long PacketsOf(const std::string& pcapng) {
   constexpr unsigned int kSection = 0x0A0D0D0A, kInterface = 1;
-  const test::Bytes bytes = test::FileBytes(pcapng);
-  unsigned long packets = 0;
-  for (size_t place = 0; place < bytes.size();) {
-    const unsigned int type = NumberAt(bytes, place);
-    const unsigned int length = NumberAt(bytes, place + 4) - (type == kInterface ? 4 : 0);
-    Expect(length >= 12 && place + length <= bytes.size(), pcapng + " has a block that can't be");
-    if (type != kSection && type != kInterface) ++packets;
-    place += length;
-  }
-  return packets;
+  constexpr unsigned int kExcess = 4;  // bytes that the export's interface descriptions declare too many
+  const auto blocks = fuzz::PcapngBlocks(test::FileBytes(pcapng), kExcess);
+  return static_cast<unsigned long>(std::count_if(blocks.begin(), blocks.end(), [](const fuzz::PcapngBlock& block) {
+    return block.Type != kSection && block.Type != kInterface;
+  }));
 }
 
 }  // namespace soak

@@ -86,13 +86,4 @@ inline void PlaceAndWrite(MDF::Block& root, FileStream& stream) {
 }
 
 /// A block tree that is destroyed with its owner. Data lists belong to whoever made them and must live longer.
-class Tree {
- public:
-  explicit Tree(MDF::Block* root) : Root(root) {}
-  ~Tree() { MDF::Tree_Destroy(Root, MDF::DataLists::kLeave); }
-  Tree(const Tree&) = delete;
-  Tree& operator=(const Tree&) = delete;
-
- private:
-  MDF::Block* Root;
-};
+using Tree = MDF::NewTree<MDF::Block>;

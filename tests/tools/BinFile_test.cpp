@@ -11,6 +11,7 @@
 
 #include "ClientEntries.h"
 #include "qor-trace/Failure.h"
+#include "support/TemporaryDirectory.h"
 
 namespace client {
 namespace {
@@ -19,25 +20,11 @@ namespace fs = std::filesystem;
 
 class BinFileTest : public testing::Test {
  protected:
-  void SetUp() override {
-    std::string folder = testing::TempDir() + "bin-XXXXXX";
-    ASSERT_NE(mkdtemp(folder.data()), nullptr);
-    Folder = folder;
-    Path = (Folder / "x.bin").string();
-  }
-  void TearDown() override { fs::remove_all(Folder); }
+  void Write(const Bytes& bytes) const { test::WriteFile(Path, bytes); }
 
-  static Bytes Contents(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return Bytes(std::istreambuf_iterator<char>(file), {});
-  }
-  void Write(const Bytes& bytes) const {
-    std::ofstream(Path, std::ios::binary)
-        .write(reinterpret_cast<const char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-  }
-
-  fs::path Folder;
-  std::string Path;
+  test::TemporaryDirectory Directory;
+  fs::path Folder = fs::current_path();
+  std::string Path = (Folder / "x.bin").string();
 };
 
 Bytes Joined(const std::vector<Bytes>& records) {
@@ -57,7 +44,7 @@ TEST_F(BinFileTest, RecordsFollowOneAnotherWithoutPadding) {
   BinWriter writer(Path);
   for (const Bytes& record : OddRecords()) EXPECT_TRUE(Put(writer, record));
   EXPECT_TRUE(writer.Finish());
-  EXPECT_EQ(Contents(Path), Joined(OddRecords()));
+  EXPECT_EQ(test::FileBytes(Path), Joined(OddRecords()));
   EXPECT_EQ(writer.Entries(), 64u);
   EXPECT_EQ(writer.Bytes(), Joined(OddRecords()).size());
 }
@@ -72,13 +59,13 @@ TEST_F(BinFileTest, FileHasItsNameOnlyWhenComplete) {
     EXPECT_TRUE(fs::exists(Path));
     EXPECT_FALSE(fs::exists(Path + ".part"));
   }
-  EXPECT_EQ(Contents(Path), OddRecords()[5]);
+  EXPECT_EQ(test::FileBytes(Path), OddRecords()[5]);
 }
 
 TEST_F(BinFileTest, UnfinishedFileKeepsItsRecordsUnderTheTemporaryName) {
   { Put(*std::make_unique<BinWriter>(Path), OddRecords()[5]); }
   EXPECT_FALSE(fs::exists(Path));
-  EXPECT_EQ(Contents(Path + ".part"), OddRecords()[5]);
+  EXPECT_EQ(test::FileBytes(Path + ".part"), OddRecords()[5]);
 }
 
 TEST_F(BinFileTest, FileThatCannotBeMadeIsAFailure) {
@@ -91,7 +78,7 @@ TEST_F(BinFileTest, NameThatIsTakenByAFolderKeepsTheRecords) {
   Put(writer, OddRecords()[5]);
   EXPECT_FALSE(writer.Finish());
   EXPECT_NE(writer.Error().find("Is a directory"), std::string::npos) << writer.Error();
-  EXPECT_EQ(Contents(Path + ".part"), OddRecords()[5]);
+  EXPECT_EQ(test::FileBytes(Path + ".part"), OddRecords()[5]);
 }
 
 /// Files of this process can't grow beyond a size while this lives, as on a full disk.

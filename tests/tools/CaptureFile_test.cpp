@@ -12,6 +12,7 @@
 #include "ClientEntries.h"
 #include "export/Qor_Trace_Export_PCAP.h"
 #include "qor-trace/Failure.h"
+#include "support/TemporaryDirectory.h"
 
 namespace client {
 namespace {
@@ -20,20 +21,9 @@ namespace fs = std::filesystem;
 
 class CaptureFileTest : public testing::Test {
  protected:
-  CaptureFileTest() {
-    std::string pattern = testing::TempDir() + "capture-XXXXXX";
-    Folder = mkdtemp(pattern.data());
-    Path = (Folder / "x.pcapng").string();
-  }
-  ~CaptureFileTest() override { fs::remove_all(Folder); }
-
-  static std::string Contents(const std::string& path) {
-    std::ifstream file(path, std::ios::binary);
-    return {std::istreambuf_iterator<char>(file), {}};
-  }
-
-  fs::path Folder;
-  std::string Path;
+  test::TemporaryDirectory Directory;
+  fs::path Folder = fs::current_path();
+  std::string Path = (Folder / "x.pcapng").string();
 };
 
 TEST_F(CaptureFileTest, FileHasItsNameOnlyWhenComplete) {
@@ -43,13 +33,13 @@ TEST_F(CaptureFileTest, FileHasItsNameOnlyWhenComplete) {
   EXPECT_TRUE(fs::exists(Path + ".part"));
   EXPECT_TRUE(writer.Finish());
   EXPECT_FALSE(fs::exists(Path + ".part"));
-  EXPECT_EQ(Contents(Path).size(), 48u + 44 + 56 + 52);  // section, interface, packet, counts
+  EXPECT_EQ(test::FileText(Path).size(), 48u + 44 + 56 + 52);  // section, interface, packet, counts
 }
 
 TEST_F(CaptureFileTest, UnfinishedFileKeepsItsPacketsUnderTheTemporaryName) {
   { Put(*std::make_unique<CaptureWriter>(Path, PcapngOptions()), RecordOf(test::CanItem().Data({1}))); }
   EXPECT_FALSE(fs::exists(Path));
-  EXPECT_EQ(Contents(Path + ".part").size(), 48u + 44 + 56);
+  EXPECT_EQ(test::FileText(Path + ".part").size(), 48u + 44 + 56);
 }
 
 TEST_F(CaptureFileTest, FileThatCannotBeMadeIsAFailure) {
@@ -61,7 +51,7 @@ TEST_F(CaptureFileTest, NameThatIsTakenByAFolderKeepsThePackets) {
   CaptureWriter writer(Path, {});
   EXPECT_FALSE(writer.Finish());
   EXPECT_NE(writer.Error().find("Is a directory"), std::string::npos) << writer.Error();
-  EXPECT_EQ(Contents(Path + ".part").size(), 48u);
+  EXPECT_EQ(test::FileText(Path + ".part").size(), 48u);
 }
 
 TEST_F(CaptureFileTest, WhatItCannotHoldIsNamed) {
@@ -88,7 +78,7 @@ TEST_F(CaptureFileTest, PacketsOfTheLibrarysExportAreCountedInPiecesOfAnySize) {
   entries.push_back(test::EthernetItem().Kind(2).Frame({1, 2}).Entry());
   entries.push_back(test::EthernetItem().Kind(3).Channel(9).Entry());
   Qor_Trace_Export_PCAP(0, Path.c_str(), 0).Export(entries);
-  const std::string file = Contents(Path);
+  const std::string file = test::FileText(Path);
   const auto* bytes = reinterpret_cast<const unsigned char*>(file.data());
   for (const std::size_t piece : {std::size_t{1}, std::size_t{7}, std::size_t{100}, file.size()}) {
     ExportedBlocks blocks;
@@ -114,7 +104,7 @@ TEST_F(CaptureFileTest, TheLibrarysExportTellsWhatIsNotInMemory) {
   EXPECT_TRUE(fs::exists(Path + ".part"));
   capture.Export(monitor);
   EXPECT_TRUE(capture.Finish());
-  EXPECT_EQ(Contents(Path).size(), 72u);
+  EXPECT_EQ(test::FileText(Path).size(), 72u);
   EXPECT_EQ(capture.Missing(), 2u);
   EXPECT_EQ(capture.ShortfallText(),
             ": 2 of 2 Ethernet entries, which had been moved to the swap file; raise --memory-limit");

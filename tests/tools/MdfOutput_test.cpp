@@ -11,6 +11,7 @@
 #include "qor-trace/Failure.h"
 #include "support/FileSizeLimit.h"
 #include "support/StrictMdfReader.h"
+#include "support/TemporaryDirectory.h"
 
 namespace client {
 namespace {
@@ -19,13 +20,6 @@ namespace fs = std::filesystem;
 
 class MdfOutputTest : public testing::Test {
  protected:
-  MdfOutputTest() {
-    std::string pattern = testing::TempDir() + "mdf-output-XXXXXX";
-    Folder = mkdtemp(pattern.data());
-    Path = (Folder / "x.mf4").string();
-  }
-  ~MdfOutputTest() override { fs::remove_all(Folder); }
-
   std::vector<std::string> Files() const {
     std::vector<std::string> names;
     for (const auto& file : fs::directory_iterator(Folder)) names.push_back(file.path().filename());
@@ -55,8 +49,9 @@ class MdfOutputTest : public testing::Test {
     return contents;
   }
 
-  fs::path Folder;
-  std::string Path;
+  test::TemporaryDirectory Directory;
+  fs::path Folder = fs::current_path();
+  std::string Path = (Folder / "x.mf4").string();
 };
 
 constexpr unsigned long Noon = 1795262400ul * 1000000000;  // some day in 2026

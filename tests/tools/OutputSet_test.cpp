@@ -7,6 +7,7 @@
 
 #include "ClientEntries.h"
 #include "qor-trace/Failure.h"
+#include "support/TemporaryDirectory.h"
 
 namespace client {
 namespace {
@@ -15,18 +16,13 @@ namespace fs = std::filesystem;
 
 class OutputSetTest : public testing::Test {
  protected:
-  OutputSetTest() {
-    std::string pattern = testing::TempDir() + "outputs-XXXXXX";
-    Folder = mkdtemp(pattern.data());
-  }
-  ~OutputSetTest() override { fs::remove_all(Folder); }
-
   OutputPlan PlanOf(const std::vector<std::string>& names) const {
     return {PlanOutputs(names, {}, Folder), {}, {}, {}};
   }
   std::string PathOf(const char* name) const { return (Folder / name).string(); }
 
-  fs::path Folder;
+  test::TemporaryDirectory Directory;
+  fs::path Folder = fs::current_path();
   Summary Counted;
 };
 

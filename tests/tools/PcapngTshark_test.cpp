@@ -17,6 +17,7 @@
 #include "export/Qor_Trace_Export_PCAP.h"
 #include "qor-trace/PcapngWriter.h"
 #include "support/EntryBuilder.h"
+#include "support/TemporaryDirectory.h"
 
 namespace client {
 namespace {
@@ -70,16 +71,11 @@ class Capture : public testing::Test {
   void SetUp() override {
     if (Tshark("--version").Code != 0) GTEST_SKIP() << "tshark is not installed";
   }
-  Capture() {
-    std::string pattern = testing::TempDir() + "capture-XXXXXX";
-    Folder = mkdtemp(pattern.data());
-  }
-  ~Capture() override { std::filesystem::remove_all(Folder); }
-
   std::string PathOf(const char* name) const { return Folder / name; }
 
  private:
-  std::filesystem::path Folder;
+  test::TemporaryDirectory Directory;
+  std::filesystem::path Folder = std::filesystem::current_path();
 };
 
 /// A packet as it is expected back.

@@ -11,18 +11,13 @@
 #include "../../examples/drain.h"
 #include "ClientEntries.h"
 #include "qor-trace/Failure.h"
+#include "support/TemporaryDirectory.h"
 
 namespace client {
 namespace {
 
 class ReplayTest : public testing::Test {
  protected:
-  ReplayTest() {
-    std::string pattern = testing::TempDir() + "replay-XXXXXX";
-    Folder = mkdtemp(pattern.data());
-  }
-  ~ReplayTest() override { std::filesystem::remove_all(Folder); }
-
   /// Plays the records and reads them from the monitor, with their own times.
   std::vector<Bytes> Played(const std::vector<Bytes>& records, unsigned int memoryLimit = 50000) {
     Replay replay(Folder, memoryLimit);
@@ -49,7 +44,8 @@ class ReplayTest : public testing::Test {
     EXPECT_EQ(Omitted, 0u);
   }
 
-  std::string Folder;
+  test::TemporaryDirectory Directory;
+  std::string Folder = std::filesystem::current_path().string();
   unsigned long Omitted = 0;
 };
 
