@@ -11,8 +11,8 @@
 
 #include "FakeHardware.h"
 #include "Measure.h"
-#include "channel/Qor_Trace_Entry.h"
 #include "monitor/Qor_Trace.h"
+#include "record/Qor_Trace_Entry.h"
 
 namespace {
 

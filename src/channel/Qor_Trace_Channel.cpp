@@ -6,7 +6,7 @@
 #include <array>
 #include <new>
 
-#include "channel/Qor_Trace_Exception.h"
+#include "internal/Qor_Trace_Exception.h"
 #include "qor_api.h"
 
 namespace {

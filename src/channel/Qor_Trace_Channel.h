@@ -9,10 +9,10 @@
 #include <thread>
 #include <utility>
 
-#include "channel/Qor_Trace_Entry.h"
-#include "channel/Qor_Trace_Exception.h"
 #include "internal/Mutex.h"
+#include "internal/Qor_Trace_Exception.h"
 #include "internal/Visibility.h"
+#include "record/Qor_Trace_Entry.h"
 
 /// The new entries of one poll by timestamp (ns); equal timestamps keep their order of arrival.
 using EntryBatch = std::multimap<unsigned long, std::shared_ptr<Qor_Trace_Entry>>;

@@ -9,10 +9,10 @@
 #include <cstddef>
 #include <cstring>
 
-#include "channel/Qor_Trace_Entry.h"
 #include "export/AscLineState.h"
 #include "export/AscText.h"
 #include "export/EntryFields.h"
+#include "record/Qor_Trace_Entry.h"
 
 namespace asc {
 

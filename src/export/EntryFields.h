@@ -5,7 +5,7 @@
 #include <cstddef>
 #include <cstring>
 
-#include "channel/Qor_Trace_Entry.h"
+#include "record/Qor_Trace_Entry.h"
 
 /// Gives the fields of a record up to a fixed length, whether or not the record is that long: fields that are not there
 /// read as 0. The record has at least the 28 bytes of the common header.

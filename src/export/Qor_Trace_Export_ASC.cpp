@@ -4,11 +4,11 @@
 #include <cerrno>
 #include <cstring>
 
-#include "channel/Qor_Trace_Exception.h"
 #include "export/AscHeaderClock.h"
 #include "export/AscLines.h"
-#include "internal/RecordFileReader.h"
+#include "internal/Qor_Trace_Exception.h"
 #include "internal/qor_internal.h"
+#include "record/RecordFileReader.h"
 
 std::time_t (*AscHeaderClock)() = [] { return std::time(nullptr); };
 

@@ -3,11 +3,11 @@
 
 #include <string>
 
-#include "channel/Qor_Trace_Entry.h"
-#include "channel/Qor_Trace_EntryStore.h"
 #include "export/AscLineState.h"
 #include "export/AscOutput.h"
 #include "internal/Visibility.h"
+#include "record/Qor_Trace_Entry.h"
+#include "record/Qor_Trace_EntryStore.h"
 
 /// Writes trace entries as lines of an ASC log: one file, or a numbered series of files of limited size.
 ///

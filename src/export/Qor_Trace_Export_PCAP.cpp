@@ -6,8 +6,8 @@
 #include <charconv>
 #include <cstring>
 
-#include "channel/Qor_Trace_Exception.h"
 #include "export/EntryFields.h"
+#include "internal/Qor_Trace_Exception.h"
 
 namespace {
 

@@ -5,10 +5,10 @@
 #include <map>
 #include <memory>
 
-#include "channel/Qor_Trace_Entry.h"
-#include "channel/Qor_Trace_EntryStore.h"
 #include "internal/FileDescriptor.h"
 #include "internal/Visibility.h"
+#include "record/Qor_Trace_Entry.h"
+#include "record/Qor_Trace_EntryStore.h"
 
 /// Writes the Ethernet entries of a trace as one little-endian PCAPNG section: a section header block, one interface
 /// description block per channel at its first entry, and a block per entry. Entries of other buses are left out.

@@ -10,12 +10,12 @@
 #include <utility>
 
 #include "channel/Qor_Trace_Channel.h"
-#include "channel/Qor_Trace_EntryStore.h"
-#include "channel/Qor_Trace_Exception.h"
 #include "export/Qor_Trace_Export_ASC.h"
 #include "internal/Mutex.h"
+#include "internal/Qor_Trace_Exception.h"
 #include "internal/Visibility.h"
 #include "monitor/SwapFile.h"
+#include "record/Qor_Trace_EntryStore.h"
 
 class RecordBuffer;
 

@@ -1,8 +1,8 @@
 #include "monitor/RecordBuffer.h"
 
-#include "channel/Qor_Trace_Entry.h"
-#include "channel/Qor_Trace_Exception.h"
+#include "internal/Qor_Trace_Exception.h"
 #include "qor_api.h"
+#include "record/Qor_Trace_Entry.h"
 
 namespace {
 

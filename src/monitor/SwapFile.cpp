@@ -4,11 +4,11 @@
 #include <cstring>
 #include <filesystem>
 
-#include "channel/Qor_Trace_Entry.h"
-#include "channel/Qor_Trace_Exception.h"
 #include "internal/FileDescriptor.h"
+#include "internal/Qor_Trace_Exception.h"
 #include "internal/qor_internal.h"
 #include "qor_api.h"
+#include "record/Qor_Trace_Entry.h"
 
 namespace {
 

@@ -6,8 +6,8 @@
 #include <string>
 #include <vector>
 
-#include "channel/Qor_Trace_EntryStore.h"
-#include "internal/RecordFileReader.h"
+#include "record/Qor_Trace_EntryStore.h"
+#include "record/RecordFileReader.h"
 
 /// Records one after the other, Length bytes each, without padding, header or index.
 ///

@@ -9,8 +9,8 @@
 #include <cstring>
 #include <limits>
 
-#include "channel/Qor_Trace_Exception.h"
 #include "export/AscTest.h"
+#include "internal/Qor_Trace_Exception.h"
 
 namespace {
 

@@ -13,7 +13,7 @@
 #include <sstream>
 #include <string>
 
-#include "channel/Qor_Trace_Exception.h"
+#include "internal/Qor_Trace_Exception.h"
 #include "support/EntryBuilder.h"
 #include "support/ErrorReports.h"
 

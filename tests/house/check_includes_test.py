@@ -23,10 +23,10 @@ class Floors(unittest.TestCase):
     def test_a_room_includes_from_the_floors_below_and_from_itself(self):
         for name, included in [
             ("src/internal/qor_internal.cpp", "internal/qor_internal.h"),
-            ("src/channel/Qor_Trace_Entry.cpp", "qor_api.h"),
-            ("src/mdf/Bus.h", "channel/Qor_Trace_Entry.h"),
-            ("src/export/Qor_Trace_Export_ASC.cpp", "channel/Qor_Trace_Exception.h"),
-            ("src/channel/Qor_Trace_Channel.h", "channel/Qor_Trace_Entry.h"),
+            ("src/record/Qor_Trace_Entry.cpp", "qor_api.h"),
+            ("src/mdf/Bus.h", "record/Qor_Trace_Entry.h"),
+            ("src/export/Qor_Trace_Export_ASC.cpp", "internal/Qor_Trace_Exception.h"),
+            ("src/channel/Qor_Trace_Channel.h", "record/Qor_Trace_Entry.h"),
             ("src/monitor/Qor_Trace.cpp", "export/Qor_Trace_Export_ASC.h"),
             ("src/api/qor_api_trace.cpp", "monitor/Qor_Trace.h"),
             ("hardware/simulator/Port.cpp", "qor_api.h"),
@@ -38,17 +38,16 @@ class Floors(unittest.TestCase):
 
     def test_a_room_does_not_reach_up_or_across(self):
         for name, included in [
-            ("src/internal/qor_internal.cpp", "channel/Qor_Trace_Entry.h"),
-            ("src/channel/Qor_Trace_Entry.h", "channel/Qor_Trace_Channel.h"),
-            ("src/channel/Qor_Trace_EntryStore.h", "channel/Qor_Trace_Channel.h"),
+            ("src/internal/qor_internal.cpp", "record/Qor_Trace_Entry.h"),
+            ("src/record/Qor_Trace_Entry.h", "channel/Qor_Trace_Channel.h"),
+            ("src/record/Qor_Trace_EntryStore.h", "channel/Qor_Trace_Channel.h"),
             ("src/channel/Qor_Trace_Channel.h", "monitor/Qor_Trace.h"),
-            ("src/mdf/Bus.cpp", "channel/Qor_Trace_Exception.h"),
             ("src/export/Qor_Trace_Export_ASC.cpp", "mdf/File.h"),
             ("src/monitor/Qor_Trace.cpp", "api/qor_api_trace.h"),
             ("src/monitor/Qor_Trace.cpp", "qor_sim.h"),
             ("hardware/simulator/Port.cpp", "qor_api_trace.h"),
             ("hardware/simulator/Port.cpp", "internal/Mutex.h"),
-            ("tools/qor-trace/Record.cpp", "channel/Qor_Trace_Entry.h"),
+            ("tools/qor-trace/Record.cpp", "internal/Mutex.h"),
             ("examples/record.c", "qor_api.h"),
             ("tests/end_to_end/first_trace_test.cpp", "monitor/Qor_Trace.h"),
         ]:

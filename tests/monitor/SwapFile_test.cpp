@@ -6,7 +6,7 @@
 
 #include <filesystem>
 
-#include "channel/Qor_Trace_Exception.h"
+#include "internal/Qor_Trace_Exception.h"
 #include "support/FileSizeLimit.h"
 #include "support/MonitorItems.h"
 #include "support/TemporaryDirectory.h"

@@ -13,9 +13,9 @@
 #include <utility>
 #include <vector>
 
-#include "channel/Qor_Trace_Entry.h"
 #include "qor_api.h"
 #include "qor_api_trace.h"
+#include "record/Qor_Trace_Entry.h"
 
 namespace test {
 

@@ -1,9 +1,9 @@
 // A client in C++ of the installed library: its exception and its entries are the library's own.
-#include <channel/Qor_Trace_Entry.h>
-#include <channel/Qor_Trace_EntryStore.h>
-#include <channel/Qor_Trace_Exception.h>
+#include <internal/Qor_Trace_Exception.h>
 #include <qor_api_trace.h>
 #include <qor_sim.h>
+#include <record/Qor_Trace_Entry.h>
+#include <record/Qor_Trace_EntryStore.h>
 
 #include <cstdio>
 

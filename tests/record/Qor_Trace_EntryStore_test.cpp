@@ -1,4 +1,4 @@
-#include "channel/Qor_Trace_EntryStore.h"
+#include "record/Qor_Trace_EntryStore.h"
 
 #include <gtest/gtest.h>
 

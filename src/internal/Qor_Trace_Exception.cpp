@@ -1,4 +1,4 @@
-#include "channel/Qor_Trace_Exception.h"
+#include "internal/Qor_Trace_Exception.h"
 
 #include "qor_api.h"
 

@@ -1,4 +1,4 @@
-#include "internal/RecordFileReader.h"
+#include "record/RecordFileReader.h"
 
 #include <gtest/gtest.h>
 

@@ -1,4 +1,4 @@
-#include "channel/Qor_Trace_Entry.h"
+#include "record/Qor_Trace_Entry.h"
 
 #include <gtest/gtest.h>
 
