@@ -11,7 +11,7 @@
 
 #include "Measure.h"
 #include "export/Qor_Trace_Export_PCAP.h"
-#include "qor-trace/PcapngWriter.h"
+#include "outputs/PcapngWriter.h"
 #include "qor_api.h"
 
 namespace {

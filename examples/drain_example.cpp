@@ -4,8 +4,8 @@
 #include <cstring>
 #include <thread>
 
-#include "drain.h"
 #include "qor_sim.h"
+#include "recording/TraceDrain.h"
 
 namespace {
 

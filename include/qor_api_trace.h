@@ -382,7 +382,7 @@ QOR_TRACE_API unsigned int Qor_Trace_Stop(unsigned int handle);
  *     Call with that start and count = 0 into a buffer for N records, and leave out the first
  *     (next - start) of them.
  *
- * A small N (some ten thousands) keeps that buffer small. examples/drain.h is this recipe as code.
+ * A small N (some ten thousands) keeps that buffer small. tools/qor-trace/recording/TraceDrain.h is this recipe as code.
  *
  * @param reserved  0
  * @param start     index of the first entry wanted, from 0; one beyond the end gives no record and no error

@@ -4,8 +4,8 @@
 #include <cstddef>
 #include <cstring>
 
-#include "../../examples/drain.h"
 #include "api/ApiTest.h"
+#include "recording/TraceDrain.h"
 
 using namespace test;
 

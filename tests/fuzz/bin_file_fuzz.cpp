@@ -1,9 +1,9 @@
 // The client's reader of raw record files: it must give the records that the file holds whole, refuse any rest, and give back
 // the file when they are written again.
 #include "Input.h"
-#include "qor-trace/BinFile.h"
-#include "qor-trace/Failure.h"
+#include "outputs/BinFile.h"
 #include "support/TemporaryDirectory.h"
+#include "system/Failure.h"
 #include "tools/ClientEntries.h"
 
 namespace {

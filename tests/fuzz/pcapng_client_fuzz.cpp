@@ -6,7 +6,7 @@
 
 #include "Input.h"
 #include "PcapngBlocks.h"
-#include "qor-trace/PcapngWriter.h"
+#include "outputs/PcapngWriter.h"
 
 namespace {
 

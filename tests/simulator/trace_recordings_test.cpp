@@ -11,8 +11,8 @@
 #include <string>
 #include <vector>
 
-#include "../../examples/drain.h"
 #include "qor_sim.h"
+#include "recording/TraceDrain.h"
 #include "support/WaitUntil.h"
 
 namespace {

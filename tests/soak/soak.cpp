@@ -12,12 +12,12 @@
 #include <cstring>
 #include <thread>
 
-#include "../../examples/drain.h"
 #include "Bus.h"
 #include "Check.h"
 #include "Files.h"
 #include "Process.h"
 #include "qor_api_trace.h"
+#include "recording/TraceDrain.h"
 #include "support/TemporaryDirectory.h"
 
 namespace soak {

@@ -4,7 +4,7 @@
 
 #include <vector>
 
-#include "qor-trace/Entry.h"
+#include "stream/Entry.h"
 #include "support/EntryBuilder.h"
 
 namespace client {

@@ -1,4 +1,4 @@
-#include "FakeTrace.h"
+#include "tools/FakeTrace.h"
 
 #include <algorithm>
 #include <cstring>

@@ -2,10 +2,10 @@
 #include <exception>
 #include <new>
 
-#include "Commands.h"
-#include "Failure.h"
-#include "Reports.h"
-#include "Terminal.h"
+#include "commands/Commands.h"
+#include "recording/Reports.h"
+#include "system/Failure.h"
+#include "system/Terminal.h"
 
 namespace {
 

@@ -1,0 +1,174 @@
+#include "outputs/BinFile.h"
+
+#include <gtest/gtest.h>
+#include <sys/resource.h>
+
+#include <csignal>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <iterator>
+
+#include "support/TemporaryDirectory.h"
+#include "system/Failure.h"
+#include "tools/ClientEntries.h"
+
+namespace client {
+namespace {
+
+namespace fs = std::filesystem;
+
+class BinFileTest : public testing::Test {
+ protected:
+  void Write(const Bytes& bytes) const { test::WriteFile(Path, bytes); }
+
+  test::TemporaryDirectory Directory;
+  fs::path Folder = fs::current_path();
+  std::string Path = (Folder / "x.bin").string();
+};
+
+Bytes Joined(const std::vector<Bytes>& records) {
+  Bytes all;
+  for (const Bytes& record : records) all.insert(all.end(), record.begin(), record.end());
+  return all;
+}
+
+std::vector<Bytes> OddRecords() {
+  std::vector<Bytes> records;
+  for (unsigned char size = 0; size < 64; ++size)
+    records.push_back(RecordOf(test::CanItem().At(size * 1000).Fd().Data(Bytes(size, size))));
+  return records;
+}
+
+TEST_F(BinFileTest, RecordsFollowOneAnotherWithoutPadding) {
+  BinWriter writer(Path);
+  for (const Bytes& record : OddRecords()) EXPECT_TRUE(Put(writer, record));
+  EXPECT_TRUE(writer.Finish());
+  EXPECT_EQ(test::FileBytes(Path), Joined(OddRecords()));
+  EXPECT_EQ(writer.Entries(), 64u);
+  EXPECT_EQ(writer.Bytes(), Joined(OddRecords()).size());
+}
+
+TEST_F(BinFileTest, FileHasItsNameOnlyWhenComplete) {
+  {
+    BinWriter writer(Path);
+    Put(writer, OddRecords()[5]);
+    EXPECT_FALSE(fs::exists(Path));
+    EXPECT_TRUE(fs::exists(Path + ".part"));
+    EXPECT_TRUE(writer.Finish());
+    EXPECT_TRUE(fs::exists(Path));
+    EXPECT_FALSE(fs::exists(Path + ".part"));
+  }
+  EXPECT_EQ(test::FileBytes(Path), OddRecords()[5]);
+}
+
+TEST_F(BinFileTest, UnfinishedFileKeepsItsRecordsUnderTheTemporaryName) {
+  { Put(*std::make_unique<BinWriter>(Path), OddRecords()[5]); }
+  EXPECT_FALSE(fs::exists(Path));
+  EXPECT_EQ(test::FileBytes(Path + ".part"), OddRecords()[5]);
+}
+
+TEST_F(BinFileTest, FileThatCannotBeMadeIsAFailure) {
+  EXPECT_THROW(BinWriter((Folder / "missing" / "x.bin").string()), Failure);
+}
+
+TEST_F(BinFileTest, NameThatIsTakenByAFolderKeepsTheRecords) {
+  fs::create_directory(Path);
+  BinWriter writer(Path);
+  Put(writer, OddRecords()[5]);
+  EXPECT_FALSE(writer.Finish());
+  EXPECT_NE(writer.Error().find("Is a directory"), std::string::npos) << writer.Error();
+  EXPECT_EQ(test::FileBytes(Path + ".part"), OddRecords()[5]);
+}
+
+/// Files of this process can't grow beyond a size while this lives, as on a full disk.
+class FileSizeLimit {
+ public:
+  explicit FileSizeLimit(rlim_t bytes) : Handler(std::signal(SIGXFSZ, SIG_IGN)) {
+    getrlimit(RLIMIT_FSIZE, &Before);
+    const rlimit limit{bytes, Before.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &limit);
+  }
+  ~FileSizeLimit() {
+    setrlimit(RLIMIT_FSIZE, &Before);
+    std::signal(SIGXFSZ, Handler);
+  }
+
+ private:
+  void (*Handler)(int);
+  rlimit Before{};
+};
+
+TEST_F(BinFileTest, FullDiskLeavesWholeRecordsAndSaysSo) {
+  const Bytes record = RecordOf(test::CanItem().Data({1, 2, 3}));  // 47 bytes
+  ASSERT_EQ(record.size(), 47u);
+  BinWriter writer(Path);
+  {
+    const FileSizeLimit limit(2000000);
+    int taken = 0;
+    while (taken < 1000000 && Put(writer, record)) ++taken;
+    EXPECT_LT(taken, 1000000);
+    EXPECT_FALSE(Put(writer, record));
+    EXPECT_FALSE(writer.Finish());
+  }
+  EXPECT_EQ(writer.Entries(), 2000000u / 47);
+  EXPECT_EQ(writer.Error(), "Cannot write \"" + Path + "\": File too large. The 42553 entries before that are in \"" +
+                                Path + ".part\"");
+  EXPECT_FALSE(fs::exists(Path));
+  Collector collector;
+  EXPECT_EQ(ReadBin(Path + ".part", collector), 42553u);
+  EXPECT_EQ(collector.Records.back(), record);
+}
+
+TEST_F(BinFileTest, RecordsAreReadBackAsTheyWereWritten) {
+  std::vector<Bytes> records;
+  while (records.size() < 40000) {
+    const auto more = OddRecords();
+    records.insert(records.end(), more.begin(), more.end());
+  }
+  Write(Joined(records));
+  Collector collector;
+  EXPECT_EQ(ReadBin(Path, collector), records.size());
+  EXPECT_EQ(collector.Records, records);
+}
+
+TEST_F(BinFileTest, EmptyFileHasNoRecords) {
+  Write({});
+  Collector collector;
+  EXPECT_EQ(ReadBin(Path, collector), 0u);
+}
+
+TEST_F(BinFileTest, ReadingEndsWhenTheSinkHasEnough) {
+  Write(Joined(OddRecords()));
+  Collector collector;
+  collector.Limit = 3;
+  EXPECT_EQ(ReadBin(Path, collector), 3u);
+}
+
+TEST_F(BinFileTest, FileThatIsNotMadeOfWholeRecordsIsAFailure) {
+  const Bytes good = RecordOf(test::CanItem().Data({1, 2, 3}));
+  for (const std::size_t kept : {1u, 4u, 27u, 28u, 46u}) {
+    SCOPED_TRACE(kept);
+    Write(Joined({good, Bytes(good.begin(), good.begin() + static_cast<std::ptrdiff_t>(kept))}));
+    Collector collector;
+    EXPECT_THROW(ReadBin(Path, collector), Failure);
+    EXPECT_EQ(collector.Records.size(), 1u);
+  }
+  for (const unsigned int length : {0u, 27u, 65564u, 0xFFFFFFFFu}) {
+    SCOPED_TRACE(length);
+    Bytes odd = good;
+    std::memcpy(odd.data(), &length, 4);
+    Write(Joined({good, odd}));
+    Collector collector;
+    EXPECT_THROW(ReadBin(Path, collector), Failure);
+    EXPECT_EQ(collector.Records.size(), 1u);
+  }
+}
+
+TEST_F(BinFileTest, MissingFileIsAFailure) {
+  Collector collector;
+  EXPECT_THROW(ReadBin((Folder / "missing.bin").string(), collector), Failure);
+}
+
+}  // namespace
+}  // namespace client

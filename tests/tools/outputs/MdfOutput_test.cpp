@@ -1,0 +1,204 @@
+#include "outputs/MdfOutput.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <random>
+
+#include "support/FileSizeLimit.h"
+#include "support/StrictMdfReader.h"
+#include "support/TemporaryDirectory.h"
+#include "system/Failure.h"
+#include "tools/ClientEntries.h"
+
+namespace client {
+namespace {
+
+namespace fs = std::filesystem;
+
+class MdfOutputTest : public testing::Test {
+ protected:
+  std::vector<std::string> Files() const {
+    std::vector<std::string> names;
+    for (const auto& file : fs::directory_iterator(Folder)) names.push_back(file.path().filename());
+    std::sort(names.begin(), names.end());
+    return names;
+  }
+
+  /// Reads a file strictly: its start time, and the records of the groups that have some.
+  struct Contents {
+    bool Finalized;
+    unsigned long Start;
+    std::map<std::string, unsigned long> Records;  // by "CAN1 CAN_DataFrame"
+  };
+  Contents Read(const std::string& name = "x.mf4") const {
+    StrictMdfReader reader(StrictMdfReader::Load((Folder / name).string()), {.Records = true, .OldBlocks = true});
+    reader.ReadFile();
+    EXPECT_EQ(reader.Report(), "");
+    Contents contents{reader.Finalized(), StrictMdfReader::Number(reader.At(64).Data, 0, 8), {}};
+    for (const auto position : reader.Of("CG")) {
+      const auto& group = reader.At(position);
+      const auto& source = reader.At(StrictMdfReader::LinkOf(group, 3));
+      const auto count = StrictMdfReader::Number(group.Data, 8, 8);
+      if (count == 0) continue;
+      contents.Records[reader.Text(StrictMdfReader::LinkOf(group, 2)) + " " +
+                       reader.Text(StrictMdfReader::LinkOf(source, 0))] = count;
+    }
+    return contents;
+  }
+
+  test::TemporaryDirectory Directory;
+  fs::path Folder = fs::current_path();
+  std::string Path = (Folder / "x.mf4").string();
+};
+
+constexpr unsigned long Noon = 1795262400ul * 1000000000;  // some day in 2026
+
+TEST_F(MdfOutputTest, FileHasItsNameOnlyWhenComplete) {
+  MdfOutput output(Path, {});
+  EXPECT_TRUE(Put(output, RecordOf(test::CanItem().Data({1}))));
+  EXPECT_EQ(Files(), std::vector<std::string>{"x.part.mf4"});
+  EXPECT_TRUE(output.Finish());
+  EXPECT_EQ(Files(), std::vector<std::string>{"x.mf4"});
+  EXPECT_TRUE(Read().Finalized);
+}
+
+TEST_F(MdfOutputTest, BusesAreAddedAsTheyCome) {
+  MdfOutput output(Path, {});
+  for (unsigned int round = 0; round < 3; ++round) {
+    Put(output, RecordOf(test::CanItem().Channel(1).At(round * 10).Data({1})));
+    Put(output, RecordOf(test::LinItem().Channel(2).At(round * 10 + 1).Data({1}, 2)));
+    Put(output, RecordOf(test::FlexRayItem().Channel(3).At(round * 10 + 2).Slot(4).Data({1, 2})));
+  }
+  Put(output, RecordOf(test::CanItem().Channel(4).At(40).ErrorFrame(1)));
+  Put(output, RecordOf(test::LinItem().Channel(2).At(41).WakeUp()));
+  Put(output, RecordOf(test::FlexRayItem().Channel(3).At(42).Kind(3)));
+  EXPECT_TRUE(output.Finish());
+  EXPECT_EQ(Read().Records, (std::map<std::string, unsigned long>{{"CAN1 CAN_DataFrame", 3},
+                                                                  {"CAN4 CAN_ErrorFrame", 1},
+                                                                  {"LIN2 LIN_Frame", 3},
+                                                                  {"LIN2 LIN_Wakeup", 1},
+                                                                  {"FLEX3 FLX_Frame", 3},
+                                                                  {"FLEX3 FLX_StartCycle", 1}}));
+  EXPECT_EQ(output.ShortfallText(), "");
+}
+
+TEST_F(MdfOutputTest, WhatItCannotHoldIsCountedByKind) {
+  MdfOutput output(Path, {});
+  const Bytes records[] = {RecordOf(test::CanItem().Data({1})),
+                           RecordOf(test::EthernetItem().Channel(2).Frame({1, 2})),
+                           RecordOf(test::EthernetItem().Channel(2).Frame({1, 2})),
+                           RecordOf(test::CanItem().RisingEdge()),
+                           RecordOf(test::LinItem().Channel(3).Event()),
+                           RecordOf(test::LinItem().Channel(3).Data({1}, 2).Flags(QOR_TRACE_LIN_OVERRUN)),
+                           RecordOf(test::LinItem().Channel(3).Flags(QOR_TRACE_LIN_OVERRUN | QOR_TRACE_LIN_SYNC_ERROR)),
+                           RecordOf(test::FlexRayItem().Channel(4).Kind(5)),
+                           RecordOf(test::FlexRayItem().Channel(4).Kind(0)),
+                           Bytes(28, 0)};
+  for (const Bytes& record : records) EXPECT_TRUE(Put(output, record));
+  EXPECT_TRUE(output.Finish());
+  EXPECT_EQ(
+      output.ShortfallText(),
+      ", as the format has no place for them: 2 Ethernet entries, 1 CAN log-trigger events, 1 LIN trigger events, "
+      "1 LIN entries with an overrun mark, 1 FlexRay status items, 1 malformed entries");
+  EXPECT_EQ(Read().Records, (std::map<std::string, unsigned long>{
+                                {"CAN1 CAN_DataFrame", 1}, {"LIN3 LIN_SyncError", 1}, {"FLEX4 FLX_Error", 1}}));
+  nlohmann::json json;
+  output.AddJson(json);
+  EXPECT_EQ(json["records"], 3);
+  EXPECT_EQ(json["omitted"]["Ethernet entries"], 2);
+  EXPECT_EQ(json["files"], nlohmann::json::array({Path}));
+}
+
+TEST_F(MdfOutputTest, FirstEntryHasTheWallClockTimeThatWasAskedFor) {
+  MdfOutput output(Path, {.FirstTime = Noon});
+  Put(output, RecordOf(test::CanItem().At(5000000000)));
+  Put(output, RecordOf(test::CanItem().At(7000000000)));
+  EXPECT_TRUE(output.Finish());
+  EXPECT_EQ(Read().Start, Noon - 5000000000);
+}
+
+TEST(MdfClockZero, IsTheBeginOfTheRecordingIfThatCanBe) {
+  constexpr unsigned long second = 1000000000;
+  EXPECT_EQ(ClockZero(Noon, Noon + second, 0), Noon);
+  EXPECT_EQ(ClockZero(Noon, Noon + second, second), Noon);
+  EXPECT_EQ(ClockZero(Noon, Noon + second, second + 1), Noon - 1);  // a clock that ran before
+  EXPECT_EQ(ClockZero(Noon, Noon + second, 3600 * second), Noon - 3599 * second);
+  EXPECT_EQ(ClockZero(Noon, Noon, Noon - 1), 0u);  // a clock that shows wall-clock time
+  EXPECT_EQ(ClockZero(Noon, Noon, ~0ul), 0u);
+}
+
+TEST_F(MdfOutputTest, SeriesOfLimitedSizeIsNamedAsItGrows) {
+  constexpr unsigned int frames = 200000;
+  MdfOutput output(Path, {.Split = 3u << 20});
+  std::mt19937 random(1);  // what can't be compressed
+  Bytes noise(8);
+  for (unsigned int index = 0; index < frames; ++index) {
+    for (auto& byte : noise) byte = static_cast<unsigned char>(random());
+    ASSERT_TRUE(Put(output, RecordOf(test::CanItem().At(index * 100000ul).Id(index & 0x7FF).Data(noise)))) << index;
+  }
+  EXPECT_TRUE(output.Finish());
+  const auto names = Files();
+  ASSERT_GE(names.size(), 2u);
+  EXPECT_EQ(names[0], "x.mf4");
+  EXPECT_EQ(names[1], "x_1.mf4");
+  unsigned long records = 0;
+  for (const std::string& name : names) {
+    const Contents contents = Read(name);
+    EXPECT_TRUE(contents.Finalized);
+    EXPECT_EQ(contents.Start, Read(names[0]).Start);
+    EXPECT_LE(fs::file_size(Folder / name), 3u << 20);
+    records += contents.Records.at("CAN1 CAN_DataFrame");
+  }
+  EXPECT_EQ(records, frames);
+  nlohmann::json json;
+  output.AddJson(json);
+  EXPECT_EQ(json["files"].size(), names.size());
+}
+
+TEST_F(MdfOutputTest, EmptyRecordingIsASoundFile) {
+  MdfOutput output(Path, {});
+  EXPECT_TRUE(output.Finish());
+  EXPECT_TRUE(Read().Finalized);
+  EXPECT_GT(Read().Start, 0u);
+}
+
+TEST_F(MdfOutputTest, FileThatCannotBeMadeIsAFailure) {
+  EXPECT_THROW(MdfOutput((Folder / "missing" / "x.mf4").string(), {}), Failure);
+}
+
+TEST_F(MdfOutputTest, NameThatIsTakenByAFolderKeepsTheRecords) {
+  fs::create_directory(Path);
+  MdfOutput output(Path, {});
+  Put(output, RecordOf(test::CanItem()));
+  EXPECT_FALSE(output.Finish());
+  EXPECT_NE(output.Error().find("Is a directory"), std::string::npos) << output.Error();
+  EXPECT_EQ(Read("x.part.mf4").Records.at("CAN1 CAN_DataFrame"), 1u);
+}
+
+TEST_F(MdfOutputTest, FullDiskEndsItWithAReadableFile) {
+  std::string error;
+  {
+    const test::FileSizeLimit limit(100000);
+    MdfOutput output(Path, {});
+    Bytes noise(64);
+    bool taken = true;
+    std::mt19937 random(1);
+    for (unsigned int index = 0; taken && index < 1000000; ++index) {
+      for (auto& byte : noise) byte = static_cast<unsigned char>(random());
+      taken = Put(output, RecordOf(test::CanItem().At(index).Fd().Data(noise)));
+    }
+    EXPECT_FALSE(taken);
+    EXPECT_FALSE(output.Finish());
+    error = output.Error();
+  }
+  EXPECT_NE(error.find("Cannot write \"" + Path + "\""), std::string::npos) << error;
+  EXPECT_NE(error.find("x.part.mf4\", marked as unfinalized"), std::string::npos) << error;
+  EXPECT_EQ(Files(), std::vector<std::string>{"x.part.mf4"});
+  EXPECT_EQ(StrictMdfReader::Load((Folder / "x.part.mf4").string()).substr(0, 8), "UnFinMF ");
+}
+
+}  // namespace
+}  // namespace client

@@ -1,0 +1,113 @@
+#include "outputs/Outputs.h"
+
+#include <gtest/gtest.h>
+
+#include <optional>
+
+#include "system/Failure.h"
+
+namespace client {
+namespace {
+
+std::vector<Output> Planned(const std::vector<std::string>& names, const AscOptions& asc = {}) {
+  return PlanOutputs(names, asc, "/where");
+}
+
+TEST(Outputs, ExtensionNamesTheFormat) {
+  const auto outputs = Planned({"a.bin", "sub/b.asc", "-"});
+  ASSERT_EQ(outputs.size(), 3u);
+  EXPECT_EQ(outputs[0].Kind, Format::Bin);
+  EXPECT_EQ(outputs[0].Path, "/where/a.bin");
+  EXPECT_EQ(outputs[1].Kind, Format::Asc);
+  EXPECT_EQ(outputs[1].Path, "/where/sub/b.asc");
+  EXPECT_EQ(outputs[2].Kind, Format::Bin);
+  EXPECT_EQ(outputs[2].Path, "");
+  EXPECT_TRUE(UsesStandardOutput(outputs));
+}
+
+TEST(Outputs, OtherExtensionsAreWrongUsage) {
+  for (const char* name : {"a.txt", "a", "a.asc/", ".asc", "bin", "a.BIN", ""})
+    EXPECT_THROW(Planned({name}), UsageError) << name;
+}
+
+TEST(Outputs, SameNameTwiceIsWrongUsage) {
+  EXPECT_THROW(Planned({"a.bin", "a.bin"}), UsageError);
+  EXPECT_THROW(Planned({"a.bin", "x/../a.bin"}), UsageError);
+  EXPECT_THROW(Planned({"a.asc", "/where/a.asc"}), UsageError);
+  EXPECT_THROW(Planned({"-", "-"}), UsageError);
+  EXPECT_EQ(Planned({"a.bin", "a.asc", "b.asc"}).size(), 3u);
+}
+
+TEST(Outputs, AscPathThatTheInterfaceCannotTakeIsWrongUsage) {
+  const std::string longest(259 - std::string("/where/.asc").size(), 'x');
+  EXPECT_EQ(Planned({longest + ".asc"}).size(), 1u);
+  EXPECT_THROW(Planned({longest + "y.asc"}), UsageError);
+  EXPECT_EQ(Planned({longest + "y.bin"}).size(), 1u);
+}
+
+TEST(Outputs, AscOptionsNeedAnAscOutput) {
+  EXPECT_THROW(Planned({"a.bin"}, {.Live = true}), UsageError);
+  EXPECT_THROW(Planned({}, {.Relative = true}), UsageError);
+  EXPECT_EQ(Planned({"a.asc"}, {.Decimal = true, .Relative = true}).size(), 1u);
+}
+
+TEST(Outputs, LiveAscIsOneFileWithoutOtherOptions) {
+  EXPECT_EQ(Planned({"a.asc", "a.bin"}, {.Live = true, .Split = 512}).size(), 2u);
+  EXPECT_THROW(Planned({"a.asc", "b.asc"}, {.Live = true}), UsageError);
+  EXPECT_THROW(Planned({"a.asc"}, {.Live = true, .Decimal = true}), UsageError);
+}
+
+TEST(Outputs, SplitSizeIsOneThatTheInterfaceTakes) {
+  for (const unsigned long size : {512ul, 0xFFFFFFFFul}) EXPECT_EQ(Planned({"a.asc"}, {.Split = size}).size(), 1u);
+  for (const unsigned long size : {0ul, 511ul, 0x100000000ul})
+    EXPECT_THROW(Planned({"a.asc"}, {.Split = size}), UsageError);
+}
+
+TEST(Outputs, CapturesAreFilesOrStandardOutput) {
+  const auto outputs = PlanOutputs({"a.pcapng", "-"}, {}, "/where", {}, "pcapng");
+  ASSERT_EQ(outputs.size(), 2u);
+  EXPECT_EQ(outputs[0].Kind, Format::Pcapng);
+  EXPECT_EQ(outputs[0].Path, "/where/a.pcapng");
+  EXPECT_EQ(outputs[1].Kind, Format::Pcapng);
+  EXPECT_EQ(outputs[1].Path, "");
+  EXPECT_EQ(PlanOutputs({"-"}, {}, "/where", {}, "bin")[0].Kind, Format::Bin);
+}
+
+TEST(Outputs, FormatOfStandardOutputNeedsItAndIsOneThatCanBeStreamed) {
+  EXPECT_THROW(PlanOutputs({"a.pcapng"}, {}, "/where", {}, "pcapng"), UsageError);
+  EXPECT_THROW(PlanOutputs({"-"}, {}, "/where", {}, "asc"), UsageError);
+  EXPECT_THROW(PlanOutputs({"-"}, {}, "/where", {}, "PCAPNG"), UsageError);
+}
+
+TEST(Outputs, CaptureOptionsNeedACapture) {
+  EXPECT_THROW(PlanOutputs({"a.bin"}, {}, "/where", {.EthernetOnly = true}), UsageError);
+  EXPECT_THROW(PlanOutputs({"-"}, {}, "/where", {.AsExported = true}), UsageError);
+  EXPECT_EQ(PlanOutputs({"a.pcapng"}, {}, "/where", {.EthernetOnly = true}).size(), 1u);
+  EXPECT_EQ(PlanOutputs({"-"}, {}, "/where", {.AsExported = true}, "pcapng").size(), 1u);
+}
+
+TEST(Outputs, MeasurementFilesHaveASizeLimitOfTheirOwn) {
+  const auto planned = [](const char* name, std::optional<unsigned long> split) {
+    return PlanOutputs({name}, {}, "/where", {}, "", {.Split = split});
+  };
+  EXPECT_EQ(planned("a.mf4", std::nullopt)[0].Kind, Format::Mdf);
+  for (const unsigned long size : {3ul << 20, 4095ul << 20}) EXPECT_EQ(planned("a.mf4", size).size(), 1u);
+  for (const unsigned long size : {0ul, (3ul << 20) - 1, 4096ul << 20})
+    EXPECT_THROW(planned("a.mf4", size), UsageError);
+  EXPECT_THROW(planned("a.bin", 3ul << 20), UsageError);
+}
+
+TEST(Outputs, FolderOfTheFirstFileIsFound) {
+  EXPECT_EQ(FolderOf(Planned({"-", "sub/a.bin", "b.asc"}), "/else"), "/where/sub");
+  EXPECT_EQ(FolderOf(Planned({"-"}), "/else"), "/else");
+}
+
+TEST(Outputs, FolderThatIsMissingIsNotWritable) {
+  EXPECT_THROW(CheckWritable({Format::Bin, "/no such folder/a.bin"}), Failure);
+  EXPECT_THROW(CheckWritable({Format::Bin, testing::TempDir()}), Failure);
+  EXPECT_NO_THROW(CheckWritable({Format::Bin, testing::TempDir() + "a.bin"}));
+  EXPECT_NO_THROW(CheckWritable({Format::Bin, ""}));
+}
+
+}  // namespace
+}  // namespace client

@@ -1,0 +1,51 @@
+#include "recording/Sources.h"
+
+#include <gtest/gtest.h>
+
+namespace client {
+namespace {
+
+Source Planned(const std::string& typed, const SourceDefaults& defaults = {}) {
+  return PlanSource(typed, defaults, "/where");
+}
+
+TEST(Sources, LogFileIsACandumpReplay) {
+  EXPECT_EQ(Planned("x.log").Text, "candump:/where/x.log");
+  EXPECT_EQ(Planned("sub/x.log?speed=max").Text, "candump:/where/sub/x.log?speed=max");
+  EXPECT_EQ(Planned("/elsewhere/x.log").Text, "candump:/elsewhere/x.log");
+  EXPECT_EQ(Planned("./a:b.log").Text, "candump:/where/a:b.log");
+}
+
+TEST(Sources, CapturesAndTablesAreReplaysToo) {
+  EXPECT_EQ(Planned("x.pcap").Text, "pcap:/where/x.pcap");
+  EXPECT_EQ(Planned("x.pcapng?direction=tx").Text, "pcap:/where/x.pcapng?direction=tx");
+  EXPECT_EQ(Planned("sub/x.csv?bus=lin").Text, "csv:/where/sub/x.csv?bus=lin");
+  EXPECT_EQ(Planned("csv:x.csv").Text, "csv:/where/x.csv");
+  EXPECT_EQ(Planned("pcap:x.log").Text, "pcap:/where/x.log");
+}
+
+TEST(Sources, OtherSourcesStayAsTheyAreButForTheirPath) {
+  EXPECT_EQ(Planned("can").Text, "can");
+  EXPECT_EQ(Planned("can?seed=4&load=2").Text, "can?seed=4&load=2");
+  EXPECT_EQ(Planned("candump:../x.txt?interface=can0").Text, "candump:/x.txt?interface=can0");
+  EXPECT_EQ(Planned("new-kind:x").Text, "new-kind:/where/x");
+  EXPECT_EQ(Planned("can?seed=4").Shown, "can?seed=4");
+}
+
+TEST(Sources, DefaultsGoWhereTheSourceSaysNothing) {
+  EXPECT_EQ(Planned("x.log", {"max", "5s"}).Text, "candump:/where/x.log?speed=max");
+  EXPECT_EQ(Planned("can?seed=2", {"3", "5s"}).Text, "can?seed=2&speed=3&duration=5s");
+  EXPECT_EQ(Planned("can?speed=2&duration=1s", {"3", "5s"}).Text, "can?speed=2&duration=1s");
+  for (const std::string kind : {"lin", "flexray", "ethernet", "vehicle"})
+    EXPECT_EQ(Planned(kind, {"max", "5s"}).Text, kind + "?speed=max&duration=5s");
+}
+
+TEST(Sources, SpeedIsAFactorAndMaxIsNone) {
+  EXPECT_EQ(Planned("can").Speed, 1);
+  EXPECT_EQ(Planned("can?seed=1&speed=2.5").Speed, 2.5);
+  EXPECT_EQ(Planned("can?speed=max").Speed, 0);
+  EXPECT_EQ(Planned("can", {"10", ""}).Speed, 10);
+}
+
+}  // namespace
+}  // namespace client

@@ -1,0 +1,22 @@
+// The subcommands: each adds its arguments to the command line and does its work when it was chosen.
+#ifndef QOR_TRACE_COMMANDS_H
+#define QOR_TRACE_COMMANDS_H
+
+#include <CLI/CLI.hpp>
+#include <functional>
+
+#include "system/Signals.h"
+
+namespace client {
+
+/// What a chosen subcommand does. Returns the exit code; throws Failure.
+using Action = std::function<int(Signals&)>;
+
+/// @param action  set when the subcommand is chosen
+void AddRecordCommand(CLI::App& app, Action& action);
+void AddConvertCommand(CLI::App& app, Action& action);
+void AddListCommand(CLI::App& app, Action& action);
+
+}  // namespace client
+
+#endif  // QOR_TRACE_COMMANDS_H

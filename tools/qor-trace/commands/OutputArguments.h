@@ -1,0 +1,36 @@
+// The arguments that say what is to be written, and how.
+#ifndef QOR_TRACE_OUTPUTARGUMENTS_H
+#define QOR_TRACE_OUTPUTARGUMENTS_H
+
+#include <CLI/CLI.hpp>
+#include <string>
+#include <vector>
+
+#include "outputs/Outputs.h"
+
+namespace client {
+
+/// As typed.
+struct OutputArguments {
+  std::vector<std::string> Outputs;
+  bool AscLive = false;
+  bool AscDecimal = false;
+  bool AscRelative = false;
+  std::string AscSplit;
+  std::string MdfSplit;
+  CaptureOptions Capture;
+  std::string StandardFormat;  // of the output -
+  bool Json = false;
+
+  /// What every command that writes outputs takes.
+  void AddTo(CLI::App& command);
+  /// What only a running recording can give.
+  void AddRecordingTo(CLI::App& command);
+
+  /// Failure: UsageError, as PlanOutputs; also for binary that would go to a terminal, or beside a JSON summary.
+  OutputPlan Plan() const;
+};
+
+}  // namespace client
+
+#endif  // QOR_TRACE_OUTPUTARGUMENTS_H

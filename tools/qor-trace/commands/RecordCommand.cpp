@@ -1,0 +1,71 @@
+// qor-trace record
+#include <filesystem>
+#include <memory>
+#include <nlohmann/json.hpp>
+
+#include "commands/BitRateArguments.h"
+#include "commands/Commands.h"
+#include "commands/OutputArguments.h"
+#include "commands/RecordingArguments.h"
+#include "outputs/OutputSet.h"
+
+namespace client {
+
+namespace {
+
+struct RecordArguments {
+  RecordingArguments Recording;
+  BitRateArguments BitRates;
+  OutputArguments Output;
+};
+
+RecordingOptions OptionsOf(const RecordArguments& arguments, const OutputPlan& plan) {
+  RecordingOptions options = arguments.Recording.Options(FolderOf(plan.Outputs, "/var/tmp"));
+  options.Rates = arguments.BitRates.Rates();
+  if (!plan.Asc.Live) return options;
+  for (const Output& output : plan.Outputs)
+    if (output.Kind == Format::Asc) options.LiveAsc = output.Path;
+  if (plan.Asc.Split) options.LiveAscLimit = static_cast<unsigned int>(*plan.Asc.Split);
+  return options;
+}
+
+int Record(const RecordArguments& arguments, Signals& signals) {
+  const OutputPlan plan = arguments.Output.Plan();
+  const RecordingOptions options = OptionsOf(arguments, plan);
+  const std::vector<Source> sources = arguments.Recording.Plan();
+  for (const Output& output : plan.Outputs) CheckWritable(output);
+  Recorder recorder(options, sources, signals);
+  OutputSet outputs(plan);
+  const End end = recorder.Run(outputs);
+  outputs.NoteError(recorder.Error());
+  outputs.Finish(&recorder.Trace(), recorder.Counted());
+  return Conclude("record", recorder.Counted(), outputs, arguments.Output.Json, {{"ended_by", Word(end)}});
+}
+
+constexpr const char* RecordHelp =
+    "Examples:\n"
+    "  qor-trace record vehicle --duration 5s -o drive.asc -o drive.pcapng\n"
+    "  qor-trace record drive.log --speed max -o drive.asc -o drive.bin\n"
+    "  qor-trace record 'can?seed=1' 'can?seed=2' -d 1h -o run.asc --asc-live --asc-split 500M\n"
+    "  qor-trace record drive.log --speed max -o - | qor-trace list -\n"
+    "  qor-trace record can -o - --format pcapng | wireshark -k -i -\n"
+    "\n"
+    "A .bin or .pcapng output is called NAME.part until it is complete; after a failure it stays under that name\n"
+    "with what was written. Ctrl-C ends the recording with all outputs complete.\n"
+    "\n";
+
+}  // namespace
+
+void AddRecordCommand(CLI::App& app, Action& action) {
+  CLI::App* command = app.add_subcommand("record", "Record sources and write the outputs");
+  const auto arguments = std::make_shared<RecordArguments>();
+  arguments->Recording.AddTo(*command);
+  arguments->Output.AddTo(*command);
+  arguments->Output.AddRecordingTo(*command);
+  arguments->BitRates.AddTo(*command);
+  command->footer(std::string(RecordHelp) + SourceHelp);
+  command->callback(
+      [arguments, &action] { action = [arguments](Signals& signals) { return Record(*arguments, signals); }; });
+}
+
+}  // namespace client

@@ -1,0 +1,50 @@
+#include "commands/RecordingArguments.h"
+
+#include <fmt/format.h>
+
+#include <filesystem>
+
+#include "system/Failure.h"
+#include "system/Units.h"
+
+namespace client {
+
+const char* const SourceHelp =
+    "Sources:\n"
+    "  can, lin, flexray, ethernet   a made-up bus: seed=N, duration=TIME; can and ethernet also load=PERCENT\n"
+    "  vehicle                       all four of them: seed=N, duration=TIME\n"
+    "  candump:PATH or PATH.log      replay of candump text: interface=NAME\n"
+    "  pcap:PATH or PATH.pcap[ng]    replay of an Ethernet capture\n"
+    "  csv:PATH or PATH.csv          replay of LIN and FlexRay: bus=lin|flexray, channel=N, bitrate=N (of LIN, 19200)\n"
+    "  Replays take origin=file|absolute (times) and direction=rx|tx (where the file doesn't say).\n"
+    "  Options go behind '?' and are joined by '&'; all sources take speed=FACTOR|max and buffer=ITEMS.\n"
+    "  A recording of several interfaces becomes one channel for each of them. Channels count from 1.\n"
+    "\n"
+    "Exit codes: 0 done, 1 failed, 2 wrong usage, 3 done but something was lost.";
+
+void RecordingArguments::AddTo(CLI::App& command) {
+  command.add_option("SOURCE", Sources, "What to record; several are recorded together")->required();
+  command.add_option("--duration,-d", Duration, "End after this much trace time, e.g. 90s or 1h30m");
+  command.add_option("--speed", Speed, "Speed of the sources that don't set their own: a factor, or max");
+  command.add_option("--memory-limit", MemoryLimit, "Entries held in memory before they go to the swap file (50000)");
+  command.add_option("--swap-folder", SwapFolder,
+                     "Where the swap file's own folder is made (the folder of the first output, else /var/tmp)");
+}
+
+RecordingOptions RecordingArguments::Options(const std::string& defaultSwapFolder) const {
+  RecordingOptions options;
+  if (!Duration.empty()) {
+    options.Duration = ParseDuration(Duration);
+    if (!options.Duration) throw UsageError(fmt::format("\"{}\" is no duration; write 90s or 1h30m", Duration));
+  }
+  if (MemoryLimit) options.MemoryLimit = *MemoryLimit;
+  if (options.MemoryLimit == 0) throw UsageError("The memory limit is at least 1 entry");
+  options.SwapParent = std::filesystem::absolute(SwapFolder.empty() ? defaultSwapFolder : SwapFolder).string();
+  return options;
+}
+
+std::vector<Source> RecordingArguments::Plan() const {
+  return PlanSources(Sources, {Speed, Duration}, std::filesystem::current_path());
+}
+
+}  // namespace client

@@ -1,0 +1,65 @@
+// Raw record files (.bin): the records of a trace as the C interface hands them out, Length bytes each, one after the
+// other, without the bytes between them that align them in a response buffer.
+#ifndef QOR_TRACE_BINFILE_H
+#define QOR_TRACE_BINFILE_H
+
+#include <chrono>
+#include <string>
+#include <vector>
+
+#include "outputs/OutputFile.h"
+#include "stream/Entry.h"
+
+namespace client {
+
+/// Writes a .bin file. It is called NAME.part until it is complete.
+///
+/// When a write fails the file is cut behind the last whole record that reached the disk and stays as NAME.part, so
+/// that what was recorded before remains readable.
+///
+/// Threads: one. Memory: 1 MiB.
+class BinWriter : public StreamOutput {
+ public:
+  /// @param path  of the file; empty: standard output
+  /// Failure:     Failure when the file can't be made.
+  explicit BinWriter(std::string path);
+  ~BinWriter() override;
+  BinWriter(const BinWriter&) = delete;
+  BinWriter& operator=(const BinWriter&) = delete;
+
+  /// False after a write failed or the reader of standard output has gone; see Error and ReaderGone.
+  bool Take(const unsigned char* record, unsigned int length) override;
+  /// Writes what is left, to a file once a second at the most. A failure shows at the next entry.
+  void Pause() override;
+
+  /// Writes what is left and gives the file its name. False as for Take.
+  bool Finish() override;
+
+  /// The sentence that says what failed; empty if nothing did.
+  const std::string& Error() const override { return File.Error(); }
+  bool ReaderGone() const { return File.ReaderGone(); }
+  const std::string& Path() const { return File.Path(); }
+  unsigned long Entries() const { return Records; }
+  unsigned long Bytes() const { return Written; }
+
+ private:
+  bool Flush();
+  void Fail(int error, std::size_t writtenOfBuffer);
+
+  OutputFile File;
+  std::vector<unsigned char> Buffer;  // whole records
+  unsigned long Records = 0;          // taken; after a failure, those in the file
+  unsigned long Written = 0;          // bytes in the file
+  unsigned int BufferedRecords = 0;
+  std::chrono::steady_clock::time_point Flushed;
+};
+
+/// Reads a .bin file ("-": standard input) to its end.
+///
+/// @return number of records
+/// Failure: Failure when it can't be read or does not consist of whole records.
+unsigned long ReadBin(const std::string& path, EntrySink& sink);
+
+}  // namespace client
+
+#endif  // QOR_TRACE_BINFILE_H

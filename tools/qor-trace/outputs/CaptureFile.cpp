@@ -1,0 +1,189 @@
+#include "outputs/CaptureFile.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <nlohmann/json.hpp>
+#include <thread>
+#include <utility>
+
+#include "system/Failure.h"
+#include "system/Units.h"
+
+namespace client {
+
+CaptureWriter::CaptureWriter(std::string path, const PcapngOptions& options)
+    : File(std::move(path)), Sink(File), Writer(Sink, options) {}
+
+CaptureWriter::~CaptureWriter() {
+  if (!File.IsStandardOutput() && File.Usable()) Writer.Flush();
+}
+
+bool CaptureWriter::Take(const unsigned char* record, unsigned int /*length*/) {
+  if (!File.Usable()) return false;
+  return Checked(Writer.Take(*reinterpret_cast<const Qor_Trace_Entry_t*>(record)));
+}
+
+void CaptureWriter::Pause() {
+  if (!File.Usable()) return;
+  const auto now = std::chrono::steady_clock::now();
+  if (!File.IsStandardOutput() && now - Flushed < std::chrono::seconds(1)) return;
+  Checked(Writer.Flush());
+  Flushed = now;
+}
+
+void CaptureWriter::SetLost(const std::map<unsigned int, unsigned long>& itemsByChannel) {
+  for (const auto& [channel, items] : itemsByChannel) Writer.SetLost(channel, items);
+}
+
+bool CaptureWriter::Finish() { return File.Usable() && Checked(Writer.Finish()) && File.Complete(); }
+
+bool CaptureWriter::Checked(bool written) {
+  if (!written)
+    File.Fail(Writer.Error(), Writer.Bytes(), Writer.Packets(), FormatCount(Writer.Packets(), "packet", "packets"));
+  return written;
+}
+
+unsigned long CaptureWriter::Omitted() const {
+  unsigned long entries = 0;
+  for (std::size_t kind = 0; kind < OmissionCount; ++kind) entries += Writer.Omitted(static_cast<Omission>(kind));
+  return entries;
+}
+
+std::string CaptureWriter::ShortfallText() const {
+  std::string kinds;
+  for (std::size_t kind = 0; kind < OmissionCount; ++kind) {
+    const auto omission = static_cast<Omission>(kind);
+    if (Writer.Omitted(omission) == 0) continue;
+    kinds += fmt::format("{}{} {}", kinds.empty() ? ", as no packet can hold them: " : ", ", Writer.Omitted(omission),
+                         Name(omission));
+  }
+  return kinds;
+}
+
+void CaptureWriter::AddJson(nlohmann::json& json) const {
+  nlohmann::json& omitted = json["omitted"] = nlohmann::json::object();
+  for (std::size_t kind = 0; kind < OmissionCount; ++kind) {
+    const auto omission = static_cast<Omission>(kind);
+    if (Writer.Omitted(omission) > 0) omitted[Name(omission)] = Writer.Omitted(omission);
+  }
+}
+
+namespace {
+
+constexpr unsigned int InterfaceDescription = 1;
+constexpr unsigned int EnhancedPacket = 6;
+constexpr unsigned int Custom = 0x40000BAD;
+constexpr unsigned int InterfaceExcess = 4;  // bytes that an interface description block declares and doesn't have
+
+/// Both ends of a pipe, open as long as this lives or until they are closed.
+class Pipe {
+ public:
+  Pipe() {
+    if (pipe2(Ends, O_CLOEXEC) != 0) throw Failure(fmt::format("Cannot make a pipe: {}", ErrnoText(errno)));
+  }
+  ~Pipe() {
+    CloseWriting();
+    close(Ends[0]);
+  }
+  Pipe(const Pipe&) = delete;
+  Pipe& operator=(const Pipe&) = delete;
+
+  int Reading() const { return Ends[0]; }
+  /// A path by which the writing end is opened again.
+  std::string WritingPath() const { return fmt::format("/dev/fd/{}", Ends[1]); }
+  void CloseWriting() {
+    if (Ends[1] >= 0) close(std::exchange(Ends[1], -1));
+  }
+
+ private:
+  int Ends[2] = {-1, -1};
+};
+
+}  // namespace
+
+void ExportedBlocks::Feed(const unsigned char* bytes, std::size_t size) {
+  while (size > 0) {
+    const bool inHead = HeadSize < Head.size();
+    const std::size_t part = std::min<std::size_t>(size, inHead ? Head.size() - HeadSize : Left);
+    if (inHead) {
+      std::memcpy(Head.data() + HeadSize, bytes, part);
+      HeadSize += part;
+      if (HeadSize == Head.size()) BeginBlock();
+    } else {
+      Left -= part;
+    }
+    bytes += part;
+    size -= part;
+    if (HeadSize < Head.size() || Left > 0) continue;
+    if (Type == EnhancedPacket || Type == Custom) ++PacketCount;
+    Whole += Length;
+    HeadSize = 0;
+  }
+}
+
+void ExportedBlocks::BeginBlock() {
+  unsigned int declared = 0;
+  std::memcpy(&Type, Head.data(), sizeof Type);
+  std::memcpy(&declared, Head.data() + sizeof Type, sizeof declared);
+  Length = declared - (Type == InterfaceDescription ? InterfaceExcess : 0);
+  Left = Length - std::min<unsigned long>(Length, Head.size());
+}
+
+bool ExportedCapture::Take(const unsigned char* record, unsigned int length) {
+  constexpr std::size_t KindAt = offsetof(Qor_Trace_Entry_t, Payload.Ethernet.ItemType);
+  unsigned short kind = 0;
+  if (ReadHeader(record).BusType != BusType_Ethernet || length < KindAt + sizeof kind) return true;
+  std::memcpy(&kind, record + KindAt, sizeof kind);
+  if (kind == QOR_TRACE_ETHERNET_FRAME || kind == QOR_TRACE_ETHERNET_CUSTOM) ++Exportable;
+  return true;
+}
+
+/// The library doesn't tell of a failed write. So it writes to a pipe, and the file is written here.
+void ExportedCapture::Export(Monitor& monitor) {
+  Pipe pipe;
+  std::thread copier([&] { Copy(pipe.Reading()); });
+  try {
+    monitor.ExportToPcap(pipe.WritingPath());
+  } catch (...) {
+    pipe.CloseWriting();
+    copier.join();
+    throw;
+  }
+  pipe.CloseWriting();
+  copier.join();
+  Exported = true;
+}
+
+/// Reads to the end in any case, so that nobody waits for a reader.
+void ExportedCapture::Copy(int pipe) {
+  std::array<unsigned char, 65536> part;
+  for (;;) {
+    const ssize_t got = read(pipe, part.data(), part.size());
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0) return;
+    WritePart(part.data(), static_cast<std::size_t>(got));
+  }
+}
+
+void ExportedCapture::WritePart(const unsigned char* bytes, std::size_t size) {
+  if (!File.Usable()) return;
+  if (File.Write(bytes, size) < size) {
+    const unsigned long packets = Blocks.Packets();
+    return File.Fail(errno, Blocks.WholeBytes(), packets, FormatCount(packets, "packet", "packets"));
+  }
+  Blocks.Feed(bytes, size);
+}
+
+std::string ExportedCapture::ShortfallText() const {
+  if (Missing() == 0) return "";
+  return fmt::format(": {} of {}, which had been moved to the swap file; raise --memory-limit", Missing(),
+                     FormatCount(Exportable, "Ethernet entry", "Ethernet entries"));
+}
+
+void ExportedCapture::AddJson(nlohmann::json& json) const { json["missing"] = Missing(); }
+
+}  // namespace client

@@ -1,0 +1,122 @@
+// Capture files (.pcapng): every bus of a recording for tools that look at networks.
+#ifndef QOR_TRACE_CAPTUREFILE_H
+#define QOR_TRACE_CAPTUREFILE_H
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+#include <map>
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+#include <utility>
+
+#include "outputs/OutputFile.h"
+#include "outputs/PcapngWriter.h"
+#include "recording/Session.h"
+
+namespace client {
+
+/// Writes a capture file. It is called NAME.part until it is complete; when a write fails it stays under that name, cut
+/// behind the last whole block, so that what was recorded before remains readable.
+///
+/// Threads: one. Memory: 256 KiB.
+class CaptureWriter : public StreamOutput {
+ public:
+  /// @param path  of the file; empty: standard output
+  /// Failure:     Failure when the file can't be made.
+  CaptureWriter(std::string path, const PcapngOptions& options);
+  ~CaptureWriter() override;
+  CaptureWriter(const CaptureWriter&) = delete;
+  CaptureWriter& operator=(const CaptureWriter&) = delete;
+
+  /// False after a write failed or the reader of standard output has gone.
+  bool Take(const unsigned char* record, unsigned int length) override;
+  /// Writes what is left, to a file once a second at the most. A failure shows at the next entry.
+  void Pause() override;
+
+  void SetLost(const std::map<unsigned int, unsigned long>& itemsByChannel) override;
+  /// Writes the counts of the channels and what is left, and gives the file its name. False as for Take.
+  bool Finish() override;
+
+  const std::string& Error() const override { return File.Error(); }
+  const std::string& Path() const { return File.Path(); }
+  /// Entries that the file can't hold.
+  unsigned long Omitted() const;
+  std::string ShortfallText() const override;
+  /// Number by kind, of those that were met.
+  void AddJson(nlohmann::json& json) const override;
+
+ private:
+  class FileSink : public ByteSink {
+   public:
+    explicit FileSink(OutputFile& file) : File(file) {}
+    std::size_t Write(const unsigned char* bytes, std::size_t size) override { return File.Write(bytes, size); }
+
+   private:
+    OutputFile& File;
+  };
+
+  bool Checked(bool written);
+
+  OutputFile File;
+  FileSink Sink;
+  PcapngWriter Writer;
+  std::chrono::steady_clock::time_point Flushed;
+};
+
+/// Counts the packets of the library's own export, whose interface description blocks declare four bytes more than they
+/// have.
+class ExportedBlocks {
+ public:
+  /// The next bytes of the file.
+  void Feed(const unsigned char* bytes, std::size_t size);
+  /// Ethernet frames and custom records in the whole blocks so far.
+  unsigned long Packets() const { return PacketCount; }
+  /// Bytes of the whole blocks so far.
+  unsigned long WholeBytes() const { return Whole; }
+
+ private:
+  void BeginBlock();
+
+  std::array<unsigned char, 8> Head{};  // type and length of the block
+  std::size_t HeadSize = 0;             // bytes of it that came
+  unsigned long Length = 0;             // bytes of the block
+  unsigned long Left = 0;               // bytes of it that are to come
+  unsigned int Type = 0;
+  unsigned long PacketCount = 0;
+  unsigned long Whole = 0;
+};
+
+/// An output with the library's own export, byte for byte: the Ethernet entries that are in memory when the recording has
+/// ended. It takes the entries of the trace, to know how many there should be.
+class ExportedCapture : public StreamOutput {
+ public:
+  /// @param path  of the file; empty: standard output
+  /// Failure:     Failure when the file can't be made.
+  explicit ExportedCapture(std::string path) : File(std::move(path)) {}
+
+  bool Take(const unsigned char* record, unsigned int length) override;
+  /// Writes what the monitor exports. A failed write is told by Error.
+  void Export(Monitor& monitor) override;
+  /// Without a whole export the file keeps its temporary name.
+  bool Finish() override { return Exported && File.Complete(); }
+
+  const std::string& Error() const override { return File.Error(); }
+  /// Ethernet entries that are not in the file, since they were moved to the swap file.
+  unsigned long Missing() const { return Exportable - std::min(Exportable, Blocks.Packets()); }
+  std::string ShortfallText() const override;
+  void AddJson(nlohmann::json& json) const override;
+
+ private:
+  void Copy(int pipe);
+  void WritePart(const unsigned char* bytes, std::size_t size);
+
+  OutputFile File;
+  ExportedBlocks Blocks;
+  unsigned long Exportable = 0;
+  bool Exported = false;
+};
+
+}  // namespace client
+
+#endif  // QOR_TRACE_CAPTUREFILE_H

@@ -1,0 +1,178 @@
+#include "outputs/MdfOutput.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstring>
+#include <nlohmann/json.hpp>
+
+#include "stream/EntryKind.h"
+#include "system/Failure.h"
+#include "system/Units.h"
+
+namespace client {
+
+namespace {
+
+constexpr std::string_view Extension = ".mf4";
+constexpr std::chrono::seconds FlushInterval{10};
+constexpr unsigned long FlushCheck = 4096;  // records between two looks at the clock
+
+unsigned long Now() {
+  const auto now = std::chrono::system_clock::now().time_since_epoch();
+  return static_cast<unsigned long>(std::chrono::duration_cast<std::chrono::nanoseconds>(now).count());
+}
+
+const char* NameOf(MdfOmission omission) {
+  switch (omission) {
+    case MdfOmission::Ethernet:
+      return "Ethernet entries";
+    case MdfOmission::CanEvent:
+      return "CAN log-trigger events";
+    case MdfOmission::LinEvent:
+      return "LIN trigger events";
+    case MdfOmission::LinOverrun:
+      return "LIN entries with an overrun mark";
+    case MdfOmission::FlexRayStatus:
+      return "FlexRay status items";
+    case MdfOmission::Malformed:
+      return "malformed entries";
+  }
+  return "";
+}
+
+unsigned int LimitInKiB(const MdfOptions& options) {
+  return static_cast<unsigned int>(options.Split.value_or(0) / 1024);
+}
+
+}  // namespace
+
+std::optional<MdfOmission> MdfOmissionOf(const unsigned char* record, unsigned int length) {
+  if (ReadHeader(record).BusType == BusType_Ethernet) return MdfOmission::Ethernet;
+  switch (KindOf(record, length)) {
+    case Kind::CanEvent:
+      return MdfOmission::CanEvent;
+    case Kind::LinEvent:
+      return MdfOmission::LinEvent;
+    case Kind::LinFrame:
+    case Kind::LinNoResponse:
+    case Kind::LinWakeUp:
+      if (HasOverrunMark(record, length)) return MdfOmission::LinOverrun;
+      return std::nullopt;
+    case Kind::FlexRayStatus:
+      return MdfOmission::FlexRayStatus;
+    case Kind::Malformed:
+      return MdfOmission::Malformed;
+    default:
+      return std::nullopt;
+  }
+}
+
+unsigned long ClockZero(unsigned long made, unsigned long now, unsigned long first) {
+  if (first >= WallClockFrom) return 0;
+  if (first <= now - made) return made;
+  return now - std::min(now, first);
+}
+
+MdfOutput::MdfOutput(const std::string& path, const MdfOptions& options)
+    : Base(path.substr(0, path.size() - Extension.size())),
+      PartBase(Base + ".part"),
+      Options(options),
+      Made(Now()),
+      File(PartBase, Made, LimitInKiB(options)),
+      CurrentName(File.FileName()) {
+  if (!File.is_open()) throw Failure(fmt::format("Cannot write \"{}\": {}", CurrentName, ErrnoText(errno)));
+  File.StartTime_Reset(0, true);  // events are on the entries' clock
+}
+
+bool MdfOutput::Take(const unsigned char* record, unsigned int length) {
+  if (!Sentence.empty()) return false;
+  const EntryHeader header = ReadHeader(record);
+  if (!Start) Begin(header.Timestamp);
+  Latest = std::max(Latest, header.Timestamp);
+  if (const auto omission = MdfOmissionOf(record, length)) {
+    ++Omitted[static_cast<std::size_t>(*omission)];
+    return true;
+  }
+  if (Buses.emplace(header.ChannelId, header.BusType).second && !File.Bus_Add(header.ChannelId, header.BusType)) {
+    Fail(CurrentName);
+    return false;
+  }
+  return Insert(record, length);
+}
+
+void MdfOutput::Begin(unsigned long firstTime) {
+  Start = Options.FirstTime ? *Options.FirstTime - std::min(*Options.FirstTime, firstTime)
+                            : ClockZero(Made, Now(), firstTime);
+  File.StartTime_Reset(*Start, false);
+}
+
+bool MdfOutput::Insert(const unsigned char* record, unsigned int length) {
+  Entry.assign(record, record + length);
+  errno = 0;
+  if (!File.Data_Insert(*reinterpret_cast<Qor_Trace_Entry_t*>(Entry.data()))) {
+    Fail(CurrentName);
+    return false;
+  }
+  if (++Records % FlushCheck == 0) Pause();
+  if (Options.Split && File.FileName() != CurrentName) NameCurrent();
+  return Sentence.empty();
+}
+
+void MdfOutput::Pause() {
+  const auto now = std::chrono::steady_clock::now();
+  if (!Sentence.empty() || Records == FlushedRecords || now - Flushed < FlushInterval) return;
+  errno = 0;
+  if (!File.File_FlushData()) Fail(CurrentName);
+  Flushed = now;
+  FlushedRecords = Records;
+}
+
+bool MdfOutput::Finish() {
+  if (!Sentence.empty()) return false;
+  errno = 0;
+  if (!Start) File.StartTime_Reset(Made, false);  // of an empty recording
+  if (!File.File_Close(Latest)) Fail(CurrentName);
+  if (Sentence.empty()) NameCurrent();
+  return Sentence.empty();
+}
+
+/// Gives the file that was completed its name; what is written next is the next one.
+void MdfOutput::NameCurrent() {
+  const std::string name = Base + CurrentName.substr(PartBase.size());
+  if (std::rename(CurrentName.c_str(), name.c_str()) != 0) {
+    Sentence = fmt::format("Cannot name \"{}\": {}. Its contents are in \"{}\"", name, ErrnoText(errno), CurrentName);
+    return;
+  }
+  Names.push_back(name);
+  CurrentName = File.FileName();
+}
+
+void MdfOutput::Fail(const std::string& name) {
+  Sentence =
+      fmt::format("Cannot write \"{}{}\": {}. What was in the file before that is in \"{}\", marked as unfinalized",
+                  Base, Extension, errno != 0 ? ErrnoText(errno) : "the file takes no more", name);
+}
+
+std::string MdfOutput::ShortfallText() const {
+  std::string kinds;
+  for (std::size_t kind = 0; kind < MdfOmissionCount; ++kind) {
+    if (Omitted[kind] == 0) continue;
+    kinds += fmt::format("{}{} {}", kinds.empty() ? ", as the format has no place for them: " : ", ", Omitted[kind],
+                         NameOf(static_cast<MdfOmission>(kind)));
+  }
+  return kinds;
+}
+
+void MdfOutput::AddJson(nlohmann::json& json) const {
+  nlohmann::json& omitted = json["omitted"] = nlohmann::json::object();
+  for (std::size_t kind = 0; kind < MdfOmissionCount; ++kind)
+    if (Omitted[kind] > 0) omitted[NameOf(static_cast<MdfOmission>(kind))] = Omitted[kind];
+  json["records"] = Records;
+  json["files"] = Names;
+  json["start_time_ns"] = Start ? nlohmann::json(*Start) : nlohmann::json();
+}
+
+}  // namespace client

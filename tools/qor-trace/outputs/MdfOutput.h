@@ -1,0 +1,93 @@
+// Measurement files (.mf4) as an output: CAN, LIN and FlexRay in the bus-logging channel groups of MDF 4.10.
+#ifndef QOR_TRACE_MDFOUTPUT_H
+#define QOR_TRACE_MDFOUTPUT_H
+
+#include <array>
+#include <chrono>
+#include <cstddef>
+#include <memory>
+#include <optional>
+#include <set>
+#include <string>
+#include <utility>
+#include <vector>
+
+#include "mdf/File.h"
+#include "outputs/OutputFile.h"
+#include "outputs/Outputs.h"
+#include "qor_api_trace.h"
+
+namespace client {
+
+/// Why an entry is not in a measurement file.
+enum class MdfOmission {
+  Ethernet,       // the format has no place for it
+  CanEvent,       // log-trigger and user events: they would look like frames
+  LinEvent,       // event-triggered frame information
+  LinOverrun,     // LIN frames and wake-ups with an overrun mark
+  FlexRayStatus,  // items without a value
+  Malformed,      // too short for its fixed fields, an unknown kind or bus
+};
+constexpr std::size_t MdfOmissionCount = 6;
+
+/// @param length  bytes at `record`, at least 28
+/// @return nothing for an entry that is recorded
+std::optional<MdfOmission> MdfOmissionOf(const unsigned char* record, unsigned int length);
+
+/// A clock of entries that shows more tells wall-clock times, ns since 1970: no interface runs for 20 years.
+constexpr unsigned long WallClockFrom = 20ul * 365 * 86400 * 1000000000;
+
+/// The wall-clock time at which the clock of the entries showed 0: what a file's times count from.
+///
+/// @param made   when the output was made, just before the recording began; ns since 1970
+/// @param now    when the first entry came, likewise
+/// @param first  its time, ns
+/// @return       ns since 1970. A clock that can have begun with the recording did so.
+unsigned long ClockZero(unsigned long made, unsigned long now, unsigned long first);
+
+/// Writes NAME.mf4, or a series NAME.mf4, NAME_1.mf4, ... of limited size. Each file is called NAME.part.mf4 and so on
+/// until it is complete: a readable file that is marked as unfinalized. After a failed write it stays under that name.
+///
+/// Threads: one. Memory: two data blocks of 2 MiB for each bus and kind of event that comes.
+class MdfOutput : public StreamOutput {
+ public:
+  /// @param path  ends in .mf4
+  /// Failure:     Failure when the file can't be made.
+  MdfOutput(const std::string& path, const MdfOptions& options);
+
+  bool Take(const unsigned char* record, unsigned int length) override;
+  /// Brings the file up to date, every ten seconds at the most. A failure shows at the next entry.
+  void Pause() override;
+  bool Finish() override;
+
+  const std::string& Error() const override { return Sentence; }
+  std::string ShortfallText() const override;
+  void AddJson(nlohmann::json& json) const override;
+
+ private:
+  void Begin(unsigned long firstTime);
+  bool Insert(const unsigned char* record, unsigned int length);
+  void NameCurrent();
+  void Fail(const std::string& name);
+
+  const std::string Base;      // NAME
+  const std::string PartBase;  // NAME.part
+  const MdfOptions Options;
+  const unsigned long Made;  // ns since 1970
+  MdfFile File;
+  std::string CurrentName;                                 // of the file that is being written
+  std::set<std::pair<unsigned int, unsigned char>> Buses;  // channel and bus of those that the file has
+  std::vector<unsigned char> Entry;
+  std::optional<unsigned long> Start;  // ns since 1970; from the first entry on
+  unsigned long Latest = 0;            // ns, the greatest time so far
+  unsigned long Records = 0;
+  std::array<unsigned long, MdfOmissionCount> Omitted{};
+  std::vector<std::string> Names;  // of the complete files
+  std::chrono::steady_clock::time_point Flushed;
+  unsigned long FlushedRecords = 0;
+  std::string Sentence;
+};
+
+}  // namespace client
+
+#endif  // QOR_TRACE_MDFOUTPUT_H

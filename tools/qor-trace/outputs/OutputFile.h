@@ -1,0 +1,78 @@
+// The file beneath an output that is written while a recording runs.
+#ifndef QOR_TRACE_OUTPUTFILE_H
+#define QOR_TRACE_OUTPUTFILE_H
+
+#include <cstddef>
+#include <map>
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+
+#include "stream/Entry.h"
+
+namespace client {
+
+/// A file that is called NAME.part until it is complete, or standard output.
+///
+/// Threads: one.
+class OutputFile {
+ public:
+  /// @param path  of the file; empty: standard output
+  /// Failure:     Failure when the file can't be made.
+  explicit OutputFile(std::string path);
+  /// Closes the file; without Complete it stays as NAME.part.
+  ~OutputFile();
+  OutputFile(const OutputFile&) = delete;
+  OutputFile& operator=(const OutputFile&) = delete;
+
+  bool IsStandardOutput() const { return Name.empty(); }
+
+  /// Writes bytes, all if it can.
+  /// @return how many were written; fewer than `size` is a failure that errno tells, to be noted with Fail
+  std::size_t Write(const unsigned char* bytes, std::size_t size);
+
+  /// Notes a failed write. A file is cut behind its first `wholeBytes` bytes, which hold `whole` ("3 entries"). That nobody
+  /// reads standard output any more is no failure: see ReaderGone.
+  void Fail(int error, unsigned long wholeBytes, unsigned long count, const std::string& whole);
+
+  /// Gives a file its name. False if that fails, or something did before.
+  bool Complete();
+
+  bool Usable() const { return !Gone && Sentence.empty(); }
+  bool ReaderGone() const { return Gone; }
+  /// The sentence that says what failed; empty if nothing did.
+  const std::string& Error() const { return Sentence; }
+  const std::string& Path() const { return Name; }
+
+ private:
+  void FailToComplete(const char* what, int error);
+
+  const std::string Name;
+  const std::string PartName;
+  int File = -1;
+  bool Gone = false;
+  std::string Sentence;
+};
+
+class Monitor;
+
+/// An output: takes entries as they come, or is written by a monitor in the end.
+class StreamOutput : public EntrySink {
+ public:
+  /// Items that each channel lost before they came into the trace; before Finish.
+  virtual void SetLost(const std::map<unsigned int, unsigned long>& /*itemsByChannel*/) {}
+  /// Lets the stopped monitor write what only it can write; before Finish.
+  /// Failure: Failure when that fails.
+  virtual void Export(Monitor& /*monitor*/) {}
+  /// Writes what is left and gives the file its name. False if that or an earlier write failed.
+  virtual bool Finish() = 0;
+  /// The sentence that says what failed; empty if nothing did.
+  virtual const std::string& Error() const = 0;
+  /// What the output can't hold, to go on behind "NOT IN IT"; empty if it holds all that was asked for.
+  virtual std::string ShortfallText() const { return ""; }
+  /// Adds that, and what else there is to know about the output.
+  virtual void AddJson(nlohmann::json& /*json*/) const {}
+};
+
+}  // namespace client
+
+#endif  // QOR_TRACE_OUTPUTFILE_H

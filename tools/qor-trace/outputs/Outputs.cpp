@@ -1,0 +1,132 @@
+#include "outputs/Outputs.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+
+#include "qor_api_trace.h"
+#include "system/Failure.h"
+
+namespace client {
+
+namespace {
+
+constexpr unsigned long SmallestSplit = 512;
+constexpr unsigned long LargestSplit = 0xFFFFFFFF;
+constexpr unsigned long SmallestMdfSplit = 3ul << 20;  // a file may be a data block of 2 MiB larger than its limit
+constexpr unsigned long LargestMdfSplit = 4095ul << 20;
+
+Format StandardFormat(const std::string& typed) {
+  if (typed.empty() || typed == Word(Format::Bin)) return Format::Bin;
+  if (typed == Word(Format::Pcapng)) return Format::Pcapng;
+  throw UsageError(fmt::format("\"{}\" is no format of standard output: it takes bin or pcapng", typed));
+}
+
+Format FormatOf(const std::string& name, const std::filesystem::path& path) {
+  for (const Format format : {Format::Bin, Format::Asc, Format::Pcapng, Format::Mdf})
+    if (path.extension() == std::string(".") + Word(format)) return format;
+  throw UsageError(fmt::format("Output \"{}\" ends in none of .asc, .pcapng, .mf4 and .bin", name));
+}
+
+Output PlanOutput(const std::string& name, const std::filesystem::path& folder, Format standard) {
+  if (name == "-") return {standard, ""};
+  const std::filesystem::path path = (folder / name).lexically_normal();
+  const Format format = FormatOf(name, path);
+  if (format == Format::Asc && path.string().size() >= sizeof Qor_Trace_Export_Request_t::FileName)
+    throw UsageError(fmt::format("The path of output \"{}\" is longer than {} bytes", name,
+                                 sizeof Qor_Trace_Export_Request_t::FileName - 1));
+  return {format, path.string()};
+}
+
+void CheckCaptureOptions(const CaptureOptions& capture, bool any) {
+  if (capture.Any() && !any) throw UsageError("--ethernet-only and --as-exported need a .pcapng output");
+}
+
+void CheckMdfOptions(const MdfOptions& mdf, bool any) {
+  if (mdf.Split && !any) throw UsageError("--mdf-split needs an output that ends in .mf4");
+  if (mdf.Split && (*mdf.Split < SmallestMdfSplit || *mdf.Split > LargestMdfSplit))
+    throw UsageError("--mdf-split takes 3M to 4095M");
+}
+
+void CheckAscOptions(const AscOptions& asc, std::ptrdiff_t ascOutputs) {
+  if (asc.Any() && ascOutputs == 0) throw UsageError("The --asc options need an output that ends in .asc");
+  if (asc.Live && ascOutputs > 1) throw UsageError("With --asc-live there can be only one .asc output");
+  if (asc.Live && (asc.Decimal || asc.Relative))
+    throw UsageError(
+        "A live .asc output has hexadecimal numbers and absolute times: leave out --asc-dec and --asc-relative");
+  if (asc.Split && (*asc.Split < SmallestSplit || *asc.Split > LargestSplit))
+    throw UsageError(fmt::format("--asc-split takes {} to {} bytes", SmallestSplit, LargestSplit));
+}
+
+/// Whether two names lead to the same place, as far as that can be known before the files exist.
+bool SamePlace(const Output& one, const Output& other) {
+  if (one.Path.empty() || other.Path.empty()) return one.Path == other.Path;
+  std::error_code oneFails, otherFails;
+  const auto onePlace = std::filesystem::weakly_canonical(one.Path, oneFails);
+  const auto otherPlace = std::filesystem::weakly_canonical(other.Path, otherFails);
+  return oneFails || otherFails ? one.Path == other.Path : onePlace == otherPlace;
+}
+
+}  // namespace
+
+const char* Word(Format format) {
+  switch (format) {
+    case Format::Bin:
+      return "bin";
+    case Format::Asc:
+      return "asc";
+    case Format::Pcapng:
+      return "pcapng";
+    case Format::Mdf:
+      return "mf4";
+  }
+  return "";
+}
+
+std::vector<Output> PlanOutputs(const std::vector<std::string>& names, const AscOptions& asc,
+                                const std::filesystem::path& folder, const CaptureOptions& capture,
+                                const std::string& standard, const MdfOptions& mdf) {
+  std::vector<Output> outputs;
+  const Format standardFormat = StandardFormat(standard);
+  for (const std::string& name : names) {
+    const Output output = PlanOutput(name, folder, standardFormat);
+    if (std::any_of(outputs.begin(), outputs.end(), [&](const Output& other) { return SamePlace(output, other); }))
+      throw UsageError(fmt::format("Output \"{}\" is given twice", name));
+    outputs.push_back(output);
+  }
+  const auto count = [&](Format format) {
+    return std::count_if(outputs.begin(), outputs.end(), [&](const Output& output) { return output.Kind == format; });
+  };
+  CheckAscOptions(asc, count(Format::Asc));
+  CheckCaptureOptions(capture, count(Format::Pcapng) > 0);
+  CheckMdfOptions(mdf, count(Format::Mdf) > 0);
+  if (!standard.empty() && !UsesStandardOutput(outputs)) throw UsageError("--format needs the output -");
+  return outputs;
+}
+
+void CheckWritable(const Output& output) {
+  if (output.Path.empty()) return;
+  const std::filesystem::path path(output.Path);
+  const auto fail = [&](int error) {
+    throw Failure(fmt::format("Cannot write \"{}\": {}", output.Path, ErrnoText(error)));
+  };
+  std::error_code ignored;
+  if (std::filesystem::is_directory(path, ignored)) fail(EISDIR);
+  if (!std::filesystem::is_directory(path.parent_path(), ignored)) fail(ENOENT);
+  if (access(path.c_str(), F_OK) == 0 && access(path.c_str(), W_OK) != 0) fail(errno);
+  if (access(path.parent_path().c_str(), W_OK | X_OK) != 0) fail(errno);
+}
+
+std::string FolderOf(const std::vector<Output>& outputs, const std::string& fallback) {
+  const auto file =
+      std::find_if(outputs.begin(), outputs.end(), [](const Output& output) { return !output.Path.empty(); });
+  return file == outputs.end() ? fallback : std::filesystem::path(file->Path).parent_path().string();
+}
+
+bool UsesStandardOutput(const std::vector<Output>& outputs) {
+  return std::any_of(outputs.begin(), outputs.end(), [](const Output& output) { return output.Path.empty(); });
+}
+
+}  // namespace client

@@ -1,0 +1,88 @@
+// One recording: ports, monitor, and the loop that drains it while it runs.
+#ifndef QOR_TRACE_RECORDER_H
+#define QOR_TRACE_RECORDER_H
+
+#include <chrono>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "recording/Session.h"
+#include "recording/Sources.h"
+#include "recording/TraceDrain.h"
+#include "system/Signals.h"
+#include "system/Terminal.h"
+#include "views/Summary.h"
+
+namespace client {
+
+struct RecordingOptions {
+  std::optional<unsigned long> Duration;   // ns of trace time, from the first entry on
+  unsigned int MemoryLimit = 50000;        // entries
+  std::string SwapParent;                  // folder for the swap folder
+  std::string LiveAsc;                     // path of a live ASC file; empty: none
+  unsigned int LiveAscLimit = 0xFFFFFFFF;  // its size limit, bytes
+  BitRates Rates;                          // for bus loads
+};
+
+/// Why a recording came to its end.
+enum class End { SourcesEnded, DurationReached, Interrupted, SinkClosed, RecordingFailed };
+
+/// The word for it in the JSON summary.
+const char* Word(End end);
+
+class Recorder {
+ public:
+  /// Opens everything; nothing is recorded yet.
+  ///
+  /// Failure: UsageError, Failure.
+  Recorder(const RecordingOptions& options, const std::vector<Source>& sources, Signals& signals);
+
+  /// Records, handing every entry exactly once and in order to `sink`, until the sources have ended, the duration is
+  /// over, a stop is requested, or the sink declines an entry. The monitor is stopped afterwards. Once.
+  ///
+  /// After RecordingFailed (the swap file or the live ASC file could not be written), entries that were not drained
+  /// until then are left out: what the monitor holds may then repeat some.
+  ///
+  /// Failure: Failure when the monitor can't be started or read.
+  End Run(EntrySink& sink);
+
+  Summary& Counted() { return Counts; }
+  Monitor& Trace() { return TraceMonitor; }
+  /// The sentence for a recording that did not end as it should; empty otherwise.
+  const std::string& Error() const { return Sentence; }
+
+ private:
+  std::optional<End> Step(EntrySink& sink);
+  bool Drain(EntrySink& sink);
+  void DrainRest(EntrySink& sink);
+  std::optional<End> EndIfDue(bool drained);
+  bool DurationIsOver() const;
+  unsigned long TraceTime() const;
+  void StopMonitor();
+  bool AllFinished() const;
+  unsigned long LostSoFar() const;
+  void CountLost();
+  void ShowProgress();
+
+  const RecordingOptions Options;
+  Signals& StopSignals;
+  SwapFolder Swap;  // before the monitor, whose files are in it
+  std::vector<Port> Ports;
+  std::vector<unsigned int> ChannelNumbers;  // of the ports
+  Monitor TraceMonitor;
+  TraceDrain Drained;
+  Summary Counts;
+  LiveLine Progress;
+  double SlowestSpeed = 0;  // trace seconds a second; 0 when a source goes as fast as it can
+  std::chrono::steady_clock::time_point Started;
+  std::chrono::steady_clock::time_point RateSince;
+  unsigned int RateFrom = 0;  // entries at RateSince
+  double Rate = 0;            // entries a second
+  bool SinkIsClosed = false;
+  std::string Sentence;
+};
+
+}  // namespace client
+
+#endif  // QOR_TRACE_RECORDER_H

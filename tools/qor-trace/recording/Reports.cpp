@@ -1,0 +1,143 @@
+#include "recording/Reports.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <deque>
+#include <exception>
+#include <mutex>
+#include <utility>
+
+#include "qor_api_trace.h"
+#include "qor_sim.h"
+#include "system/Failure.h"
+#include "system/Terminal.h"
+
+namespace client::Reports {
+
+namespace {
+
+struct Report {
+  unsigned int Code;
+  std::string Text;
+};
+
+constexpr std::size_t Kept = 100;
+
+std::mutex Mutex;  // nests in nothing; held for a few lines only
+std::deque<Report> Last;
+std::size_t Count = 0;
+std::string FileFailure;
+std::atomic<bool> FileFailed = false;
+std::function<void()> LastWish;
+
+/// What a code means, for reports without a text.
+const char* Meaning(unsigned int code) {
+  switch (code) {
+    case QOR_TRACE_STATUS_UNSUPPORTED_INTERFACE:
+      return "the port is no interface that can be traced";
+    case QOR_TRACE_STATUS_INVALID_ARGUMENT:
+      return "an argument is not valid";
+    case QOR_TRACE_STATUS_PORT_IN_USE:
+      return "the port is traced already";
+    case QOR_TRACE_STATUS_UNKNOWN_PROPERTY:
+      return "there is no such property";
+    case QOR_TRACE_STATUS_INVALID_VALUE:
+      return "a value is out of range";
+    case QOR_TRACE_STATUS_PROPERTY_ACCESS:
+      return "the property can't be used that way";
+    case QOR_TRACE_STATUS_FILE_ERROR:
+      return "a file could not be opened, read or written";
+    case QOR_TRACE_STATUS_UNKNOWN_HANDLE:
+      return "there is no such monitor";
+    case QOR_TRACE_STATUS_NO_CHANNEL:
+      return "there is no channel";
+    case QOR_TRACE_STATUS_BUFFER_TOO_SMALL:
+      return "the buffer is too small";
+    case QOR_TRACE_STATUS_OUT_OF_MEMORY:
+      return "memory is exhausted";
+    case QOR_TRACE_STATUS_NOT_SUPPORTED:
+      return "this is not supported";
+    default:
+      return "the hardware library refused";
+  }
+}
+
+std::string Sentence(unsigned int code, const std::string& text) {
+  return fmt::format("{} (0x{:08X})", text.empty() ? Meaning(code) : text, code);
+}
+
+void Take(void*, const Qor_Sim_Report_t* report) {
+  const std::lock_guard lock(Mutex);
+  Last.push_back({report->Code, report->Text});
+  if (Last.size() > Kept) Last.pop_front();
+  ++Count;
+  if (report->Code != QOR_TRACE_STATUS_FILE_ERROR || FileFailed) return;
+  FileFailure = Sentence(report->Code, report->Text);
+  FileFailed = true;
+}
+
+/// What the exception in flight says.
+std::string CurrentError() {
+  try {
+    if (std::current_exception()) std::rethrow_exception(std::current_exception());
+  } catch (const std::exception& error) {
+    return error.what();
+  } catch (...) {
+  }
+  return "an unknown error";
+}
+
+/// An exception left a thread of the library: with several channels that is how a failing file shows.
+[[noreturn]] void ExplainAndEnd() {
+  std::string reason;
+  std::function<void()> wish;
+  if (const std::unique_lock lock(Mutex, std::try_to_lock); lock) {
+    reason = FileFailure;
+    wish = LastWish;
+  }
+  if (reason.empty()) reason = CurrentError();
+  Say(fmt::format(
+      "\nqor-trace: The recording failed and can't go on: {}. What was drained of .bin outputs is in .part files.",
+      reason));
+  if (wish) wish();
+  _exit(ExitFailed);
+}
+
+}  // namespace
+
+void Install() {
+  Qor_Sim_SetReportCallback(Take, nullptr);
+  std::set_terminate(ExplainAndEnd);
+}
+
+void SetLastWish(std::function<void()> wish) {
+  const std::lock_guard lock(Mutex);
+  LastWish = std::move(wish);
+}
+
+std::size_t Mark() {
+  const std::lock_guard lock(Mutex);
+  return Count;
+}
+
+void Check(unsigned int status, const std::string& what, std::size_t mark) {
+  if (status == QOR_TRACE_STATUS_OK) return;
+  const std::lock_guard lock(Mutex);
+  std::string text;
+  for (std::size_t age = 0; age < Last.size() && age < Count - mark && text.empty(); ++age) {
+    const Report& report = Last[Last.size() - 1 - age];
+    if (report.Code == status) text = report.Text;
+  }
+  throw Failure(fmt::format("{}: {}", what, Sentence(status, text)));
+}
+
+bool RecordingFailed() { return FileFailed; }
+
+std::string RecordingFailure() {
+  const std::lock_guard lock(Mutex);
+  return FileFailure;
+}
+
+}  // namespace client::Reports

@@ -1,0 +1,144 @@
+#include "recording/Session.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <utility>
+
+#include "recording/Reports.h"
+#include "system/Failure.h"
+
+namespace client {
+
+Port::Port(const Source& source) {
+  const unsigned int status = Qor_Sim_OpenPort(source.Text.c_str(), &PortHandle);
+  if (status == 0) return;
+  const std::string sentence = fmt::format("Source \"{}\": {}", source.Shown, Qor_Sim_ErrorText());
+  if (status == QOR_SIM_ERROR_SOURCE) throw UsageError(sentence);
+  throw Failure(sentence);
+}
+
+Port::~Port() {
+  if (PortHandle != 0) Qor_Sim_ClosePort(PortHandle);
+}
+
+Port::Port(Port&& other) noexcept : PortHandle(std::exchange(other.PortHandle, 0)) {}
+
+Qor_Sim_Status_t Port::Status() const {
+  Qor_Sim_Status_t status{};
+  if (Qor_Sim_GetStatus(PortHandle, &status) != 0) status.Finished = 1;  // nothing will come from there
+  return status;
+}
+
+SwapFolder::SwapFolder(const std::string& parent) {
+  std::error_code error;
+  Before = std::filesystem::current_path(error).string();
+  Folder = (std::filesystem::path(parent) / ".qor-trace-swap-XXXXXX").string();
+  if (mkdtemp(Folder.data()) == nullptr)
+    throw Failure(fmt::format("Cannot make a folder for the swap file in \"{}\": {}", parent, ErrnoText(errno)));
+  if (chdir(Folder.c_str()) == 0) return;
+  const int reason = errno;
+  rmdir(Folder.c_str());
+  throw Failure(fmt::format("Cannot enter \"{}\": {}", Folder, ErrnoText(reason)));
+}
+
+SwapFolder::~SwapFolder() {
+  std::error_code ignored;
+  std::filesystem::current_path(Before, ignored);
+  std::filesystem::remove_all(Folder, ignored);
+}
+
+void RemoveAtTheEnd(const SwapFolder& folder, Signals& signals) {
+  const auto remove = [path = folder.Path()] {
+    std::error_code ignored;
+    std::filesystem::remove_all(path, ignored);
+  };
+  signals.SetLastWish(remove);
+  Reports::SetLastWish(remove);
+}
+
+Monitor::Monitor() {
+  const std::size_t mark = Reports::Mark();
+  Reports::Check(Qor_Trace_Allocate(0, &MonitorHandle), "Cannot make a monitor", mark);
+}
+
+Monitor::~Monitor() { Qor_Trace_Delete(MonitorHandle); }
+
+unsigned int Monitor::AddChannel(const Port& port, unsigned int number) {
+  const Qor_Trace_AddChannel_Request_t request{0, port.Handle(), number};
+  Qor_Trace_AddChannel_Response_t response{};
+  const std::size_t mark = Reports::Mark();
+  Reports::Check(Qor_Trace_AddChannel(MonitorHandle, &request, &response), "Cannot add a channel", mark);
+  return response.ChannelId;
+}
+
+void Monitor::SetNumber(unsigned short id, unsigned int value, const char* what) {
+  unsigned char bytes[sizeof value];
+  std::memcpy(bytes, &value, sizeof value);
+  const std::size_t mark = Reports::Mark();
+  Reports::Check(Qor_Trace_Property_SetById(MonitorHandle, 0, id, sizeof bytes, bytes), what, mark);
+}
+
+void Monitor::SetMemoryLimit(unsigned int entries) {
+  SetNumber(QOR_TRACE_PROPERTY_MAX_ENTRIES, entries, "Cannot set the memory limit");
+}
+
+void Monitor::SetLiveAsc(const std::string& path, unsigned int sizeLimit) {
+  const auto* text = reinterpret_cast<const unsigned char*>(path.c_str());
+  const std::size_t mark = Reports::Mark();
+  Reports::Check(Qor_Trace_Property_SetById(MonitorHandle, 0, QOR_TRACE_PROPERTY_ASC_FILE_NAME,
+                                            static_cast<unsigned int>(path.size()), text),
+                 "Cannot set the name of the live ASC file", mark);
+  SetNumber(QOR_TRACE_PROPERTY_ASC_MAX_FILE_SIZE, sizeLimit, "Cannot set the size limit of the live ASC file");
+}
+
+void Monitor::Start(unsigned int mode) {
+  const std::size_t mark = Reports::Mark();
+  Reports::Check(Qor_Trace_Start(MonitorHandle, mode), "Cannot start the recording", mark);
+}
+
+void Monitor::Stop() {
+  const std::size_t mark = Reports::Mark();
+  Reports::Check(Qor_Trace_Stop(MonitorHandle), "Cannot stop the recording cleanly", mark);
+}
+
+void Monitor::ExportToAsc(const std::string& path, unsigned int flags, unsigned int split, unsigned long start) {
+  Qor_Trace_Export_Request_t request{};
+  request.Flags = flags;
+  request.MaxFileSize = start;
+  request.Extra = split;
+  path.copy(request.FileName, sizeof request.FileName - 1);
+  const std::size_t mark = Reports::Mark();
+  Reports::Check(Qor_Trace_ExportToASC(MonitorHandle, &request), "The ASC export failed", mark);
+}
+
+void Monitor::ExportToPcap(const std::string& path) {
+  Qor_Trace_Export_Request_t request{};
+  path.copy(request.FileName, sizeof request.FileName - 1);
+  const std::size_t mark = Reports::Mark();
+  Reports::Check(Qor_Trace_ExportToPCAP(MonitorHandle, &request), "The PCAPNG export failed", mark);
+}
+
+void Monitor::ReadList(EntrySink& sink) {
+  std::vector<unsigned char> buffer(1u << 20);
+  for (unsigned int start = 0;;) {
+    unsigned int count = 0, size = static_cast<unsigned int>(buffer.size());
+    const std::size_t mark = Reports::Mark();
+    const unsigned int status = Qor_Trace_GetListItems(MonitorHandle, 0, start, &count, &size, buffer.data());
+    if (status != QOR_TRACE_STATUS_BUFFER_TOO_SMALL || count == 0)
+      Reports::Check(status, "Cannot read the list of messages", mark);
+    for (unsigned int row = 0, offset = 0; row < count; ++row) {
+      const unsigned int length = ReadHeader(buffer.data() + offset).Length;
+      if (!sink.Take(buffer.data() + offset, length)) return;
+      offset += (length + 7u) & ~7u;
+    }
+    if (status == QOR_TRACE_STATUS_OK) return;
+    start += count;
+  }
+}
+
+}  // namespace client

@@ -1,0 +1,89 @@
+// Owners of what the C interface and the simulator hand out.
+#ifndef QOR_TRACE_SESSION_H
+#define QOR_TRACE_SESSION_H
+
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "qor_sim.h"
+#include "recording/Sources.h"
+#include "stream/Entry.h"
+#include "system/Signals.h"
+
+namespace client {
+
+/// A simulated port, open as long as this lives.
+class Port {
+ public:
+  /// Failure: UsageError for a source that the simulator doesn't understand, else Failure.
+  explicit Port(const Source& source);
+  ~Port();
+  Port(Port&& other) noexcept;
+  Port& operator=(Port&&) = delete;
+
+  unsigned int Handle() const { return PortHandle; }
+  Qor_Sim_Status_t Status() const;
+
+ private:
+  unsigned int PortHandle = 0;
+};
+
+/// A folder of its own for the swap file, which the monitor puts into the working directory: made, entered, and in the
+/// end left and removed with everything in it.
+class SwapFolder {
+ public:
+  /// @param parent  existing folder
+  explicit SwapFolder(const std::string& parent);
+  ~SwapFolder();
+  SwapFolder(const SwapFolder&) = delete;
+  SwapFolder& operator=(const SwapFolder&) = delete;
+
+  const std::string& Path() const { return Folder; }
+
+ private:
+  std::string Folder;
+  std::string Before;  // the working directory until then
+};
+
+/// Removes a folder when a second Ctrl-C or an error on a library thread ends the process: the one thing that would stay
+/// behind.
+void RemoveAtTheEnd(const SwapFolder& folder, Signals& signals);
+
+/// A monitor. Failures of its calls are thrown with what the library reported about them.
+class Monitor {
+ public:
+  Monitor();
+  ~Monitor();
+  Monitor(const Monitor&) = delete;
+  Monitor& operator=(const Monitor&) = delete;
+
+  unsigned int Handle() const { return MonitorHandle; }
+
+  /// @param number  wanted; 0: the lowest free one
+  /// @return        the channel number
+  unsigned int AddChannel(const Port& port, unsigned int number = 0);
+  void SetMemoryLimit(unsigned int entries);
+  void SetLiveAsc(const std::string& path, unsigned int sizeLimit);
+  void Start(unsigned int mode);
+  void Stop();
+
+  /// @param split  size limit with QOR_TRACE_ASC_SPLIT among the flags
+  /// @param start  time that becomes 0, ns, with QOR_TRACE_ASC_START_OFFSET among the flags
+  void ExportToAsc(const std::string& path, unsigned int flags, unsigned int split, unsigned long start = 0);
+
+  /// Writes the library's own PCAPNG export; it doesn't tell of failed writes.
+  void ExportToPcap(const std::string& path);
+
+  /// Hands the newest entry of each message to `sink`, with its cycle time.
+  void ReadList(EntrySink& sink);
+
+ private:
+  void SetNumber(unsigned short id, unsigned int value, const char* what);
+
+  unsigned int MonitorHandle = 0;
+};
+
+}  // namespace client
+
+#endif  // QOR_TRACE_SESSION_H

@@ -1,0 +1,150 @@
+#include "recording/Sources.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <charconv>
+#include <iterator>
+#include <string_view>
+#include <utility>
+
+#include "qor_sim.h"
+#include "system/Failure.h"
+
+namespace client {
+
+namespace {
+
+/// KIND[:PATH][?OPTIONS]
+struct Parts {
+  std::string Kind, Path, Options;
+};
+
+/// The kind of source that a recorded file is, by its extension; null for another file.
+const char* KindOfFile(const std::string& path) {
+  constexpr std::pair<const char*, const char*> kinds[] = {
+      {".log", "candump"}, {".pcap", "pcap"}, {".pcapng", "pcap"}, {".csv", "csv"}};
+  for (const auto& [extension, kind] : kinds)
+    if (path.ends_with(extension)) return kind;
+  return nullptr;
+}
+
+/// Made-up buses, which take a duration.
+bool IsSynthetic(const std::string& kind) {
+  constexpr const char* kinds[] = {"can", "lin", "flexray", "ethernet", "vehicle"};
+  return std::find(std::begin(kinds), std::end(kinds), kind) != std::end(kinds);
+}
+
+Parts Split(const std::string& text) {
+  Parts parts;
+  const auto mark = text.find('?');
+  if (mark != std::string::npos) parts.Options = text.substr(mark + 1);
+  const std::string front = text.substr(0, mark);
+  const auto colon = front.find(':');
+  // "./a:b.log" is a path: kinds are plain words.
+  const char* const kind = colon == std::string::npos || front.find('/') < colon ? KindOfFile(front) : nullptr;
+  if (kind != nullptr) return {kind, front, parts.Options};
+  parts.Kind = front.substr(0, colon);
+  if (colon != std::string::npos) parts.Path = front.substr(colon + 1);
+  return parts;
+}
+
+std::string Join(const Parts& parts) {
+  std::string text = parts.Kind;
+  if (!parts.Path.empty()) text += ":" + parts.Path;
+  if (!parts.Options.empty()) text += "?" + parts.Options;
+  return text;
+}
+
+/// The value of an option, if the options name it.
+std::optional<std::string> Option(const std::string& options, const std::string& name) {
+  std::string_view rest = options;
+  while (!rest.empty()) {
+    const std::string_view option = rest.substr(0, rest.find('&'));
+    if (option.starts_with(name + "=")) return std::string(option.substr(name.size() + 1));
+    rest.remove_prefix(std::min(rest.size(), option.size() + 1));
+  }
+  return std::nullopt;
+}
+
+void SetDefault(std::string& options, const std::string& name, const std::string& value) {
+  if (value.empty() || Option(options, name)) return;
+  options += fmt::format("{}{}={}", options.empty() ? "" : "&", name, value);
+}
+
+double SpeedOf(const std::string& options) {
+  const std::string text = Option(options, "speed").value_or("1");
+  double speed = 0;  // what "max" comes to, and what the simulator will refuse
+  std::from_chars(text.data(), text.data() + text.size(), speed);
+  return speed;
+}
+
+/// One source a line.
+std::string Expand(const Source& source) {
+  std::string text(4096, '\0');
+  auto length = static_cast<unsigned int>(text.size());
+  unsigned int status = Qor_Sim_ExpandSource(source.Text.c_str(), text.data(), &length);
+  if (status == QOR_SIM_ERROR_CAPACITY) {
+    text.assign(length, '\0');
+    status = Qor_Sim_ExpandSource(source.Text.c_str(), text.data(), &length);
+  }
+  if (status != 0) throw UsageError(fmt::format("Source \"{}\": {}", source.Shown, Qor_Sim_ErrorText()));
+  text.resize(text.find('\0'));
+  return text;
+}
+
+/// What tells one of several buses from the source that they came from: " (can1)", " (lin)"; empty for a single one.
+std::string Difference(const Parts& whole, const Parts& one) {
+  if (one.Kind != whole.Kind) return fmt::format(" ({})", one.Kind);
+  for (const char* option : {"interface", "channel", "bus"}) {
+    const auto value = Option(one.Options, option);
+    if (value && !Option(whole.Options, option)) return fmt::format(" ({})", *value);
+  }
+  return "";
+}
+
+}  // namespace
+
+Source PlanSource(const std::string& typed, const SourceDefaults& defaults, const std::filesystem::path& folder) {
+  Parts parts = Split(typed);
+  if (!parts.Path.empty()) parts.Path = (folder / parts.Path).lexically_normal().string();
+  SetDefault(parts.Options, "speed", defaults.Speed);
+  if (IsSynthetic(parts.Kind)) SetDefault(parts.Options, "duration", defaults.Duration);
+  return {Join(parts), typed, SpeedOf(parts.Options)};
+}
+
+std::optional<std::string> FileOf(const std::string& source) {
+  const Parts parts = Split(source);
+  if (parts.Path.empty()) return std::nullopt;
+  return parts.Path;
+}
+
+void CheckReadable(const std::string& path) {
+  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (file < 0) throw Failure(fmt::format("Cannot open \"{}\": {}", path, ErrnoText(errno)));
+  close(file);
+}
+
+std::vector<Source> PlanSources(const std::vector<std::string>& typed, const SourceDefaults& defaults,
+                                const std::filesystem::path& folder) {
+  std::vector<Source> sources;
+  for (const std::string& text : typed) {
+    const Source whole = PlanSource(text, defaults, folder);
+    // The simulator names unreadable files too, but as it would a wrong source text.
+    if (const auto path = FileOf(whole.Text)) CheckReadable(*path);
+    const std::string lines = Expand(whole);
+    for (std::size_t begin = 0; begin < lines.size();) {
+      const std::size_t end = std::min(lines.find('\n', begin), lines.size());
+      Source one{lines.substr(begin, end - begin), whole.Shown, whole.Speed};
+      one.Shown += Difference(Split(text), Split(one.Text));
+      sources.push_back(one);
+      begin = end + 1;
+    }
+  }
+  return sources;
+}
+
+}  // namespace client

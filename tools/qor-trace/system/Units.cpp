@@ -1,0 +1,118 @@
+#include "system/Units.h"
+
+#include <fmt/format.h>
+
+#include <array>
+#include <cctype>
+#include <ctime>
+#include <utility>
+
+namespace client {
+
+namespace {
+
+bool IsDigit(char c) { return std::isdigit(static_cast<unsigned char>(c)) != 0; }
+
+/// Takes digits from the front of `text`. Nothing without a digit, or beyond 64 bits.
+std::optional<unsigned long> TakeNumber(std::string_view& text) {
+  if (text.empty() || !IsDigit(text.front())) return std::nullopt;
+  unsigned long number = 0;
+  for (; !text.empty() && IsDigit(text.front()); text.remove_prefix(1)) {
+    if (__builtin_mul_overflow(number, 10ul, &number)) return std::nullopt;
+    if (__builtin_add_overflow(number, static_cast<unsigned long>(text.front() - '0'), &number)) return std::nullopt;
+  }
+  return number;
+}
+
+/// Takes ".digits", if it is there, from the front of `text`.
+std::optional<std::string_view> TakeFraction(std::string_view& text) {
+  if (text.empty() || text.front() != '.') return std::string_view();
+  text.remove_prefix(1);
+  std::size_t digits = 0;
+  while (digits < text.size() && IsDigit(text[digits])) ++digits;
+  if (digits == 0) return std::nullopt;
+  const std::string_view fraction = text.substr(0, digits);
+  text.remove_prefix(digits);
+  return fraction;
+}
+
+/// Takes a unit of time from the front of `text`.
+std::optional<unsigned long> TakeUnit(std::string_view& text) {
+  constexpr std::pair<std::string_view, unsigned long> units[] = {
+      {"ns", 1}, {"us", 1000}, {"ms", 1000000}, {"s", 1000000000}, {"m", 60000000000}, {"h", 3600000000000}};
+  for (const auto& [name, ns] : units) {
+    if (!text.starts_with(name)) continue;
+    text.remove_prefix(name.size());
+    return ns;
+  }
+  return std::nullopt;
+}
+
+unsigned long FractionOf(unsigned long unit, std::string_view fraction) {
+  unsigned long ns = 0;
+  for (const char digit : fraction) {
+    unit /= 10;
+    ns += unit * static_cast<unsigned long>(digit - '0');
+  }
+  return ns;
+}
+
+}  // namespace
+
+std::optional<unsigned long> ParseSize(std::string_view text) {
+  const std::optional<unsigned long> number = TakeNumber(text);
+  if (!number) return std::nullopt;
+  if (text.empty()) return number;
+  constexpr std::string_view letters = "KMGT";
+  const auto power = letters.find(static_cast<char>(std::toupper(static_cast<unsigned char>(text.front()))));
+  if (text.size() != 1 || power == std::string_view::npos) return std::nullopt;
+  unsigned long bytes = 0;
+  if (__builtin_mul_overflow(*number, 1024ul << (10 * power), &bytes)) return std::nullopt;
+  return bytes;
+}
+
+std::optional<unsigned long> ParseDuration(std::string_view text) {
+  if (text.empty()) return std::nullopt;
+  unsigned long total = 0;
+  while (!text.empty()) {
+    const auto number = TakeNumber(text);
+    const auto fraction = number ? TakeFraction(text) : std::nullopt;
+    const auto unit = fraction ? TakeUnit(text) : std::nullopt;
+    if (!unit) return std::nullopt;
+    unsigned long ns = 0;
+    if (__builtin_mul_overflow(*number, *unit, &ns)) return std::nullopt;
+    if (__builtin_add_overflow(ns, FractionOf(*unit, *fraction), &ns)) return std::nullopt;
+    if (__builtin_add_overflow(total, ns, &total)) return std::nullopt;
+  }
+  return total;
+}
+
+std::optional<unsigned long> ParseWallClock(const std::string& text) {
+  struct tm time {};
+  const char* const end = strptime(text.c_str(), "%Y-%m-%dT%H:%M:%S", &time);
+  if (end == nullptr) return std::nullopt;
+  std::string_view rest = end;
+  const auto fraction = TakeFraction(rest);
+  if (!fraction || (!rest.empty() && rest != "Z")) return std::nullopt;
+  time.tm_isdst = -1;  // the system knows
+  const time_t seconds = rest.empty() ? mktime(&time) : timegm(&time);
+  unsigned long ns = 0;
+  if (seconds < 0 || __builtin_mul_overflow(static_cast<unsigned long>(seconds), 1000000000ul, &ns))
+    return std::nullopt;
+  return ns + FractionOf(1000000000, *fraction);
+}
+
+std::string FormatSeconds(unsigned long ns) { return fmt::format("{}.{:09}", ns / 1000000000, ns % 1000000000); }
+
+std::string FormatElapsed(unsigned long ns) {
+  const unsigned long tenths = ns / 100000000;
+  const unsigned long seconds = tenths / 10 % 60, minutes = tenths / 600 % 60, hours = tenths / 36000;
+  if (hours > 0) return fmt::format("{}:{:02}:{:02}.{}", hours, minutes, seconds, tenths % 10);
+  return fmt::format("{}:{:02}.{}", minutes, seconds, tenths % 10);
+}
+
+std::string FormatCount(unsigned long count, std::string_view one, std::string_view many) {
+  return fmt::format("{} {}", count, count == 1 ? one : many);
+}
+
+}  // namespace client

@@ -1,0 +1,102 @@
+#include "views/BusLoad.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <utility>
+
+#include "stream/EntryKind.h"
+#include "views/CanBits.h"
+
+namespace client {
+
+namespace {
+
+constexpr unsigned int LinHeaderBits = 14 + 10 + 10;  // break with its delimiter, sync byte, identifier byte
+constexpr unsigned int LinByteBits = 10;
+constexpr unsigned int LinWakeUpBits = 5;            // the shortest, of 250 us
+constexpr unsigned int FlexRayEdgeBits = 9 + 1 + 2;  // transmission start, frame start and frame end sequence
+constexpr unsigned int FlexRayByteBits = 10;
+constexpr unsigned int FlexRayFixedBytes = 5 + 3;       // header, frame CRC
+constexpr unsigned int EthernetEdgeBytes = 8 + 4 + 12;  // preamble, CRC, gap
+constexpr unsigned int EthernetSmallestFrame = 60;
+
+unsigned int LinBits(const LinEntry& lin, Kind kind) {
+  if (kind == Kind::LinEvent) return 0;
+  if (kind == Kind::LinWakeUp) return LinWakeUpBits;
+  return LinHeaderBits + LinByteBits * std::min<unsigned int>(lin.Announced, 9);
+}
+
+/// Of a channel code; both channels are two lanes.
+bool IsOnLane(const FlexRayEntry& flexRay, std::size_t lane) { return flexRay.Channel == lane || flexRay.Channel == 2; }
+
+}  // namespace
+
+std::optional<unsigned long> ParseBitRate(std::string_view text) {
+  double number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, std::chars_format::fixed);
+  if (error != std::errc() || text.front() == '-') return std::nullopt;
+  const std::string_view unit(end, static_cast<std::size_t>(text.data() + text.size() - end));
+  for (const auto& [name, factor] : {std::pair<std::string_view, double>{"", 1}, {"k", 1e3}, {"M", 1e6}, {"G", 1e9}}) {
+    if (unit != name) continue;
+    const double rate = std::round(number * factor);
+    if (!(rate >= 1 && rate < 1e18)) return std::nullopt;
+    return static_cast<unsigned long>(rate);
+  }
+  return std::nullopt;
+}
+
+std::string FormatBitRate(unsigned long bitRate) {
+  for (const auto& [name, factor] : {std::pair<const char*, double>{"G", 1e9}, {"M", 1e6}, {"k", 1e3}})
+    if (static_cast<double>(bitRate) >= factor)
+      return fmt::format("{:.6g}{}", static_cast<double>(bitRate) / factor, name);
+  return fmt::format("{}", bitRate);
+}
+
+std::size_t LaneCount(unsigned char busType) {
+  return busType == BusType_FlexRay || busType == BusType_Ethernet ? 2 : 1;
+}
+
+const char* LaneName(unsigned char busType, std::size_t lane) {
+  if (busType == BusType_FlexRay) return lane == 0 ? "A" : "B";
+  if (busType == BusType_Ethernet) return lane == 0 ? "Rx" : "Tx";
+  return "bus";
+}
+
+void BusLoad::Add(const unsigned char* record, unsigned int length, const BitRates& rates) {
+  if (const auto can = ReadCan(record, length)) {
+    const CanBits bits = CanBitsOf(*can);
+    if (bits.Nominal == 0) return;
+    const double dataBits = bits.Data * static_cast<double>(rates.CanNominal) / static_cast<double>(rates.CanData);
+    AddTime(0, bits.Nominal + dataBits, static_cast<double>(rates.CanNominal));
+  } else if (const auto lin = ReadLin(record, length)) {
+    const double bitRate = lin->BitTime == 0 ? static_cast<double>(LinBitRate) : 8e9 / lin->BitTime;
+    AddTime(0, LinBits(*lin, KindOf(record, length)), bitRate);
+  } else if (const auto flexRay = ReadFlexRay(record, length); flexRay && flexRay->IsFrame()) {
+    const unsigned int bits = FlexRayEdgeBits + FlexRayByteBits * (FlexRayFixedBytes + 2u * flexRay->Words);
+    for (std::size_t lane = 0; lane < MostLanes; ++lane)
+      if (IsOnLane(*flexRay, lane)) AddTime(lane, bits, static_cast<double>(FlexRayBitRate));
+  } else if (const auto ethernet = ReadEthernet(record, length); ethernet && IsFrame(KindOf(record, length))) {
+    const unsigned int bytes = EthernetEdgeBytes + std::max(ethernet->OnBus, EthernetSmallestFrame);
+    AddTime(ethernet->Has(QOR_TRACE_ETHERNET_TRANSMITTED) ? 1 : 0, 8 * bytes, static_cast<double>(rates.Ethernet));
+  }
+}
+
+void BusLoad::AddTime(std::size_t lane, double bits, double bitRate) {
+  if (bits <= 0) return;
+  Lanes[lane].Time += bits * 1e9 / bitRate;
+  ++Lanes[lane].Frames;
+}
+
+std::optional<double> BusLoad::Percent(std::size_t lane, unsigned long span) const {
+  const Busy& busy = Lanes[lane];
+  if (span == 0) return std::nullopt;
+  if (busy.Frames == 0) return 0;
+  // The last frame goes on behind the end of the span.
+  const double observed = static_cast<double>(span) + busy.Time / static_cast<double>(busy.Frames);
+  return 100 * busy.Time / observed;
+}
+
+}  // namespace client

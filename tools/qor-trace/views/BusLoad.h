@@ -1,0 +1,63 @@
+// How busy a bus was.
+#ifndef QOR_TRACE_BUSLOAD_H
+#define QOR_TRACE_BUSLOAD_H
+
+#include <array>
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <string_view>
+
+#include "stream/Entry.h"
+
+namespace client {
+
+constexpr unsigned long LinBitRate = 19200;
+constexpr unsigned long FlexRayBitRate = 10000000;
+
+/// Bit rates that records don't tell, bit/s. LIN records tell theirs; FlexRay has one.
+struct BitRates {
+  unsigned long CanNominal = 500000;
+  unsigned long CanData = 2000000;  // of FD frames with bit-rate switch
+  unsigned long Ethernet = 100000000;
+};
+
+/// "500k" -> 500000. Digits, perhaps a fraction, then nothing or one of k, M, G (powers of 1000).
+/// @return bit/s, at least 1; nothing for another text or more than 64 bits
+std::optional<unsigned long> ParseBitRate(std::string_view text);
+
+/// 500000 -> "500k", 19200 -> "19.2k"
+std::string FormatBitRate(unsigned long bitRate);
+
+/// What can be busy by itself: each of the two channels of FlexRay, each direction of Ethernet.
+constexpr std::size_t MostLanes = 2;
+
+std::size_t LaneCount(unsigned char busType);
+/// "A", "B", "Rx", "Tx", or "bus" for the only one of a bus.
+const char* LaneName(unsigned char busType, std::size_t lane);
+
+/// Adds up how long the frames of one channel took on their bus, from the start of each to where the next could begin.
+///
+/// CAN: every bit of a frame. LIN: header and response without pauses between bytes; a wake-up as five bits. FlexRay: frames with
+/// a start sequence of nine bits. Ethernet: with preamble, CRC and gap.
+class BusLoad {
+ public:
+  void Add(const unsigned char* record, unsigned int length, const BitRates& rates);
+
+  /// @param span  ns, from the start of the first frame to that of the last one
+  /// @return      percent; nothing without a frame or for one at a single moment. More than 100 when the bit rate is wrong.
+  std::optional<double> Percent(std::size_t lane, unsigned long span) const;
+
+ private:
+  void AddTime(std::size_t lane, double bits, double bitRate);
+
+  struct Busy {
+    double Time = 0;  // ns
+    unsigned long Frames = 0;
+  };
+  std::array<Busy, MostLanes> Lanes;
+};
+
+}  // namespace client
+
+#endif  // QOR_TRACE_BUSLOAD_H

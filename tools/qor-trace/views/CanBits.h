@@ -1,0 +1,21 @@
+// How long a CAN frame is on its bus.
+#ifndef QOR_TRACE_CANBITS_H
+#define QOR_TRACE_CANBITS_H
+
+#include "stream/Entry.h"
+
+namespace client {
+
+/// Bits by the rate that they are sent at.
+struct CanBits {
+  unsigned int Nominal = 0;
+  unsigned int Data = 0;  // between bit-rate switch and CRC delimiter
+};
+
+/// The bits of a frame from its start to the end of the intermission behind it, stuff bits included: exactly those of its
+/// identifier, data and CRC. An error frame counts with the 17 bits that it takes at least, an event with none.
+CanBits CanBitsOf(const CanEntry& can);
+
+}  // namespace client
+
+#endif  // QOR_TRACE_CANBITS_H

@@ -1,0 +1,76 @@
+// A message in the list, and what each bus tells about its messages.
+#ifndef QOR_TRACE_MESSAGEROW_H
+#define QOR_TRACE_MESSAGEROW_H
+
+#include <nlohmann/json_fwd.hpp>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "stream/EntryKind.h"
+#include "views/TextTable.h"
+
+namespace client {
+
+/// The entries of one message: counted, and the newest kept.
+struct MessageRow {
+  unsigned long Count = 0;
+  unsigned long Timestamp = 0;  // ns, of the newest entry
+  unsigned long Cycle = 0;      // ns since the entry before; 0 for the first
+  unsigned long BusCycles = 0;  // FlexRay frames: bit n for bus cycle n
+  std::vector<unsigned char> Newest;
+
+  /// The newest record as the readers of Entry.h take it.
+  const unsigned char* Record() const { return Newest.data(); }
+  unsigned int Length() const { return static_cast<unsigned int>(Newest.size()); }
+};
+
+/// What is particular to the messages of one bus.
+class BusRows {
+ public:
+  virtual ~BusRows() = default;
+
+  /// What tells the messages of a channel and kind apart; rows come in its order.
+  virtual std::string KeyOf(const unsigned char* record, unsigned int length) const = 0;
+
+  /// Columns that name a message, and columns that tell more of its newest entry; with the cells of each.
+  virtual std::vector<Column> NameColumns() const = 0;
+  virtual std::vector<std::string> NameCells(const MessageRow& row) const = 0;
+  virtual std::vector<Column> MoreColumns() const = 0;
+  virtual std::vector<std::string> MoreCells(const MessageRow& row) const = 0;
+
+  /// Adds what the columns tell.
+  virtual void AddJson(const MessageRow& row, nlohmann::json& json) const = 0;
+
+  /// Data of the newest entry.
+  virtual std::span<const unsigned char> Data(const MessageRow& row) const = 0;
+};
+
+const BusRows& CanRows();
+const BusRows& LinRows();
+const BusRows& FlexRayRows();
+const BusRows& EthernetRows();
+
+/// Null for an unknown bus.
+const BusRows* RowsOf(unsigned char busType);
+
+/// A number as bytes whose order is that of the numbers.
+std::string KeyOfNumber(unsigned int number);
+
+/// FlexRay cycles in which a message comes: those that leave `Base` when divided by `Repetition`, which is a power of two
+/// up to 64, the greatest that fits.
+struct CycleFilter {
+  unsigned int Base;
+  unsigned int Repetition;
+};
+
+/// @param cycles  bit n for cycle n; not 0
+CycleFilter CycleFilterOf(unsigned long cycles);
+
+/// "B", "AB": how a FlexRay channel code reads; "-" for others.
+const char* FlexRayChannels(unsigned char code);
+
+}  // namespace client
+
+#endif  // QOR_TRACE_MESSAGEROW_H

@@ -1,0 +1,143 @@
+#include "views/MessageTable.h"
+
+#include <fmt/format.h>
+#include <fmt/ranges.h>
+
+#include <iterator>
+#include <nlohmann/json.hpp>
+#include <utility>
+
+namespace client {
+
+namespace {
+
+constexpr std::size_t MostDataShown = 16;  // bytes of a row for people
+
+const char* DirectionOf(const MessageRow& row) { return IsTransmitted(row.Record(), row.Length()) ? "Tx" : "Rx"; }
+
+std::string CycleText(unsigned long ns, unsigned long count) {
+  if (count < 2) return "-";
+  return fmt::format("{}.{:03}", ns / 1000000, ns / 1000 % 1000);
+}
+
+std::string DataText(std::span<const unsigned char> data) {
+  const auto shown = data.first(std::min(data.size(), MostDataShown));
+  return fmt::format("{:02x}{}", fmt::join(shown, " "), shown.size() < data.size() ? " ..." : "");
+}
+
+template <class Item>
+void Append(std::vector<Item>& items, std::vector<Item> more) {
+  items.insert(items.end(), std::make_move_iterator(more.begin()), std::make_move_iterator(more.end()));
+}
+
+TextTable EmptyTable(const BusRows& bus) {
+  std::vector<Column> columns = {{"Ch", true}, {"Bus"}};
+  Append(columns, bus.NameColumns());
+  Append(columns, {{"Kind"}, {"Dir"}, {"Count", true, 9}, {"Cycle (ms)", true, 12}});
+  Append(columns, bus.MoreColumns());
+  columns.push_back({"Last data"});
+  return TextTable(std::move(columns));
+}
+
+std::vector<std::string> Cells(const BusRows& bus, const char* name, unsigned int channel, Kind kind,
+                               const MessageRow& row) {
+  std::vector<std::string> cells = {fmt::format("{}", channel), name};
+  Append(cells, bus.NameCells(row));
+  Append(cells, {TextOf(kind).Word, DirectionOf(row), fmt::format("{}", row.Count), CycleText(row.Cycle, row.Count)});
+  Append(cells, bus.MoreCells(row));
+  cells.push_back(DataText(bus.Data(row)));
+  return cells;
+}
+
+/// Notes in which of its bus's cycles a FlexRay frame came.
+void NoteBusCycle(MessageRow& row, const unsigned char* record, unsigned int length) {
+  const auto flexRay = ReadFlexRay(record, length);
+  if (flexRay && flexRay->IsFrame()) row.BusCycles |= 1ul << (flexRay->Cycle & 63);
+}
+
+}  // namespace
+
+const BusRows* RowsOf(unsigned char busType) {
+  switch (busType) {
+    case BusType_Can:
+      return &CanRows();
+    case BusType_Lin:
+      return &LinRows();
+    case BusType_FlexRay:
+      return &FlexRayRows();
+    case BusType_Ethernet:
+      return &EthernetRows();
+    default:
+      return nullptr;
+  }
+}
+
+std::string KeyOfNumber(unsigned int number) {
+  return {static_cast<char>(number >> 24), static_cast<char>(number >> 16), static_cast<char>(number >> 8),
+          static_cast<char>(number)};
+}
+
+MessageRow* MessageTable::RowOf(const EntryHeader& header, const unsigned char* record, unsigned int length) {
+  const BusRows* bus = RowsOf(header.BusType);
+  const Kind kind = KindOf(record, length);
+  if (bus == nullptr || kind == Kind::Malformed) return nullptr;
+  return &Rows[{header.BusType, header.ChannelId, bus->KeyOf(record, length), kind}];
+}
+
+bool MessageTable::Take(const unsigned char* record, unsigned int length) {
+  const EntryHeader header = ReadHeader(record);
+  MessageRow* row = RowOf(header, record, length);
+  if (row == nullptr) return true;
+  row->Cycle = row->Count > 0 && header.Timestamp > row->Timestamp ? header.Timestamp - row->Timestamp : 0;
+  ++row->Count;
+  row->Timestamp = header.Timestamp;
+  row->Newest.assign(record, record + length);
+  NoteBusCycle(*row, record, length);
+  return true;
+}
+
+void MessageTable::SetNewest(const unsigned char* record, unsigned int length) {
+  const EntryHeader header = ReadHeader(record);
+  MessageRow* row = RowOf(header, record, length);
+  if (row == nullptr) return;
+  row->Timestamp = header.Timestamp;
+  row->Newest.assign(record, record + length);
+  NoteBusCycle(*row, record, length);
+}
+
+std::string MessageTable::Text() const {
+  std::string text;
+  for (const unsigned char busType : {BusType_Can, BusType_Lin, BusType_FlexRay, BusType_Ethernet}) {
+    const BusRows& bus = *RowsOf(busType);
+    TextTable table = EmptyTable(bus);
+    const auto begin = Rows.lower_bound(Key{busType, 0, "", Kind{}});
+    const auto end = Rows.lower_bound(Key{static_cast<unsigned char>(busType + 1), 0, "", Kind{}});
+    if (begin == end && !(Rows.empty() && busType == BusType_Can)) continue;
+    for (auto row = begin; row != end; ++row)
+      table.Add(Cells(bus, BusName(busType), std::get<1>(row->first), std::get<Kind>(row->first), row->second));
+    if (!text.empty()) text += '\n';
+    text += table.Text();
+  }
+  return text;
+}
+
+nlohmann::json MessageTable::Json() const {
+  nlohmann::json array = nlohmann::json::array();
+  for (const auto& [key, row] : Rows) {
+    const auto& [busType, channel, name, kind] = key;
+    const BusRows& bus = *RowsOf(busType);
+    nlohmann::json json = {{"channel", channel},
+                           {"bus", BusName(busType)},
+                           {"kind", TextOf(kind).Word},
+                           {"direction", DirectionOf(row)},
+                           {"count", row.Count},
+                           {"cycle_ns", row.Count > 1 ? nlohmann::json(row.Cycle) : nlohmann::json()},
+                           {"last_time_ns", row.Timestamp},
+                           {"data", fmt::format("{:02x}", fmt::join(bus.Data(row), ""))}};
+    bus.AddJson(row, json);
+    array.push_back(std::move(json));
+  }
+  return array;
+}
+
+}  // namespace client

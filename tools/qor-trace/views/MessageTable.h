@@ -1,0 +1,53 @@
+// One row for each message of each channel.
+#ifndef QOR_TRACE_MESSAGETABLE_H
+#define QOR_TRACE_MESSAGETABLE_H
+
+#include <map>
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+#include <tuple>
+
+#include "views/MessageRow.h"
+
+namespace client {
+
+/// Counts the entries of each message and keeps the newest. What a message is, its bus decides (BusRows); entries of
+/// different kinds, such as frames and error frames, are different messages. Malformed entries have no row.
+class MessageTable : public EntrySink {
+ public:
+  bool Take(const unsigned char* record, unsigned int length) override;
+
+  /// Replaces the newest entry of a message by a row of the monitor's list. Its cycle time is not taken: the list
+  /// compares the newest entries of two polls, which lie further apart when a message comes more than once in a poll.
+  void SetNewest(const unsigned char* record, unsigned int length);
+
+  /// For people: for each bus a heading and a line a row, with long data cut short; the CAN heading without any row.
+  std::string Text() const;
+  /// An array with an object a row.
+  nlohmann::json Json() const;
+
+ private:
+  // Bus, channel, what the bus says, kind.
+  using Key = std::tuple<unsigned char, unsigned int, std::string, Kind>;
+
+  MessageRow* RowOf(const EntryHeader& header, const unsigned char* record, unsigned int length);
+
+  std::map<Key, MessageRow> Rows;
+};
+
+/// The rows of a monitor's list, for SetNewest.
+class NewestEntries : public EntrySink {
+ public:
+  explicit NewestEntries(MessageTable& table) : Table(table) {}
+  bool Take(const unsigned char* record, unsigned int length) override {
+    Table.SetNewest(record, length);
+    return true;
+  }
+
+ private:
+  MessageTable& Table;
+};
+
+}  // namespace client
+
+#endif  // QOR_TRACE_MESSAGETABLE_H

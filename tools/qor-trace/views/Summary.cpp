@@ -1,0 +1,138 @@
+#include "views/Summary.h"
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <utility>
+
+#include "views/SummaryText.h"
+
+namespace client {
+
+namespace {
+
+void Extend(TimeSpan& span, unsigned long time, bool first) {
+  span.First = first ? time : std::min(span.First, time);
+  span.Last = first ? time : std::max(span.Last, time);
+}
+
+void Count(Counts& counts, const unsigned char* record, unsigned int length) {
+  const Kind kind = KindOf(record, length);
+  ++counts.Entries;
+  ++counts.OfKind[static_cast<std::size_t>(kind)];
+  if (IsFrame(kind)) ++(IsTransmitted(record, length) ? counts.Transmitted : counts.Received);
+  if (const auto ethernet = ReadEthernet(record, length); ethernet && IsFrame(kind))
+    counts.FrameBytes += ethernet->OnBus;
+}
+
+}  // namespace
+
+Counts& Counts::operator+=(const Counts& other) {
+  Entries += other.Entries;
+  Received += other.Received;
+  Transmitted += other.Transmitted;
+  FrameBytes += other.FrameBytes;
+  for (std::size_t kind = 0; kind < KindCount; ++kind) OfKind[kind] += other.OfKind[kind];
+  Lost += other.Lost;
+  Overruns += other.Overruns;
+  return *this;
+}
+
+void Summary::NameChannel(unsigned int channel, std::string source) { Channels[channel].Source = std::move(source); }
+
+void Summary::SetLost(unsigned int channel, unsigned long count, TimeSpan times) {
+  Channels[channel].Counted.Lost = count;
+  Channels[channel].LostTimes = times;
+}
+
+bool Summary::Take(const unsigned char* record, unsigned int length) {
+  const EntryHeader header = ReadHeader(record);
+  if (Latest == nullptr || LatestChannel != header.ChannelId) {
+    Latest = &Channels[header.ChannelId];
+    LatestChannel = header.ChannelId;
+  }
+  ChannelSummary& channel = *Latest;
+  if (!channel.BusType) channel.BusType = header.BusType;
+  Extend(channel.Times, header.Timestamp, channel.Counted.Entries == 0);
+  Count(channel.Counted, record, length);
+  channel.Load.Add(record, length, Rates);
+  if (!HasOverrunMark(record, length)) return true;
+  Extend(channel.OverrunTimes, header.Timestamp, channel.Counted.Overruns == 0);
+  ++channel.Counted.Overruns;
+  return true;
+}
+
+unsigned long Summary::Entries() const {
+  unsigned long entries = 0;
+  for (const auto& [number, channel] : Channels) entries += channel.Counted.Entries;
+  return entries;
+}
+
+unsigned long Summary::Lost() const {
+  unsigned long lost = 0;
+  for (const auto& [number, channel] : Channels) lost += channel.Counted.Lost;
+  return lost;
+}
+
+std::map<unsigned int, unsigned long> Summary::LostItems() const {
+  std::map<unsigned int, unsigned long> items;
+  for (const auto& [number, channel] : Channels) items[number] = channel.Counted.Lost;
+  return items;
+}
+
+bool Summary::Lossy() const {
+  return std::any_of(Channels.begin(), Channels.end(),
+                     [](const auto& item) { return item.second.Counted.Lost > 0 || item.second.Counted.Overruns > 0; });
+}
+
+std::optional<TimeSpan> Summary::Times() const {
+  std::optional<TimeSpan> times;
+  for (const auto& [number, channel] : Channels) {
+    if (channel.Counted.Entries == 0) continue;
+    if (!times) times = channel.Times;
+    Extend(*times, channel.Times.First, false);
+    Extend(*times, channel.Times.Last, false);
+  }
+  return times;
+}
+
+unsigned long Summary::Span() const {
+  const auto times = Times();
+  return times ? times->Last - times->First : 0;
+}
+
+std::map<unsigned char, Summary::BusSummary> Summary::Buses() const {
+  std::map<unsigned char, BusSummary> buses;
+  for (const auto& [number, channel] : Channels) {
+    if (!channel.BusType) continue;
+    BusSummary& bus = buses[*channel.BusType];
+    ++bus.Channels;
+    bus.Counted += channel.Counted;
+  }
+  return buses;
+}
+
+std::string Summary::Text() const {
+  std::string text;
+  for (const auto& [number, channel] : Channels) text += ChannelText(number, channel, Span());
+  std::string rates;
+  for (const auto& [busType, bus] : Buses()) {
+    if (bus.Channels > 1) text += BusText(busType, bus.Channels, bus.Counted);
+    rates += BitRateText(busType, Rates);
+  }
+  if (!rates.empty()) text += "bus load:" + rates.substr(1) + "\n";
+  return text;
+}
+
+nlohmann::json Summary::ChannelsJson() const {
+  nlohmann::json array = nlohmann::json::array();
+  for (const auto& [number, channel] : Channels) array.push_back(ChannelJson(number, channel, Span(), Rates));
+  return array;
+}
+
+nlohmann::json Summary::BusesJson() const {
+  nlohmann::json array = nlohmann::json::array();
+  for (const auto& [busType, bus] : Buses()) array.push_back(BusJson(busType, bus.Channels, bus.Counted));
+  return array;
+}
+
+}  // namespace client

@@ -1,0 +1,90 @@
+// What was on each channel and bus, counted from the entries, and what is known to be missing.
+#ifndef QOR_TRACE_SUMMARY_H
+#define QOR_TRACE_SUMMARY_H
+
+#include <array>
+#include <map>
+#include <nlohmann/json_fwd.hpp>
+#include <optional>
+#include <string>
+
+#include "stream/EntryKind.h"
+#include "views/BusLoad.h"
+
+namespace client {
+
+/// Times in ns, on the trace's clock.
+struct TimeSpan {
+  unsigned long First = 0;
+  unsigned long Last = 0;
+};
+
+/// What is counted of a channel, and of all channels of a bus.
+struct Counts {
+  unsigned long Entries = 0;
+  unsigned long Received = 0;                     // frames
+  unsigned long Transmitted = 0;                  // likewise
+  unsigned long FrameBytes = 0;                   // Ethernet: bytes of all frames, without their CRC
+  std::array<unsigned long, KindCount> OfKind{};  // entries
+  unsigned long Lost = 0;                         // items that found the capture buffer full
+  unsigned long Overruns = 0;                     // marks of the hardware: entries after which data were lost
+
+  unsigned long Of(Kind kind) const { return OfKind[static_cast<std::size_t>(kind)]; }
+  Counts& operator+=(const Counts& other);
+};
+
+struct ChannelSummary {
+  std::string Source;
+  std::optional<unsigned char> BusType;  // of its first entry
+  Counts Counted;
+  TimeSpan Times;         // of the entries, if there are any
+  TimeSpan LostTimes;     // of the first and the last lost item
+  TimeSpan OverrunTimes;  // of the marks
+  BusLoad Load;
+};
+
+class Summary : public EntrySink {
+ public:
+  explicit Summary(const BitRates& rates = {}) : Rates(rates) {}
+
+  /// Names the source of a channel; entries of channels without a name are counted all the same.
+  void NameChannel(unsigned int channel, std::string source);
+  void SetLost(unsigned int channel, unsigned long count, TimeSpan times);
+
+  bool Take(const unsigned char* record, unsigned int length) override;
+
+  unsigned long Entries() const;
+  unsigned long Lost() const;
+  /// By channel.
+  std::map<unsigned int, unsigned long> LostItems() const;
+  /// Whether anything is known to be missing.
+  bool Lossy() const;
+  /// Smallest and greatest time of all entries; nothing without entries.
+  std::optional<TimeSpan> Times() const;
+
+  /// A few lines for people, each closed by a newline: the channels, the buses that have several, the bit rates of the
+  /// loads.
+  std::string Text() const;
+  /// An array with an object a channel.
+  nlohmann::json ChannelsJson() const;
+  /// An array with an object a bus.
+  nlohmann::json BusesJson() const;
+
+ private:
+  struct BusSummary {
+    unsigned int Channels = 0;
+    Counts Counted;
+  };
+
+  unsigned long Span() const;
+  std::map<unsigned char, BusSummary> Buses() const;
+
+  const BitRates Rates;
+  std::map<unsigned int, ChannelSummary> Channels;
+  ChannelSummary* Latest = nullptr;  // of the entry before: mostly the next one is of the same channel
+  unsigned int LatestChannel = 0;
+};
+
+}  // namespace client
+
+#endif  // QOR_TRACE_SUMMARY_H

@@ -1,0 +1,186 @@
+#include "views/SummaryText.h"
+
+#include <fmt/format.h>
+
+#include <cmath>
+#include <nlohmann/json.hpp>
+#include <utility>
+
+#include "system/Units.h"
+
+namespace client {
+
+namespace {
+
+/// The kinds of a bus, first to last.
+std::pair<Kind, Kind> KindsOf(unsigned char busType) {
+  switch (busType) {
+    case BusType_Can:
+      return {Kind::CanFrame, Kind::CanEvent};
+    case BusType_Lin:
+      return {Kind::LinFrame, Kind::LinEvent};
+    case BusType_FlexRay:
+      return {Kind::FlexRayFrame, Kind::FlexRayStatus};
+    default:
+      return {Kind::EthernetFrame, Kind::EthernetRecord};
+  }
+}
+
+/// Whether frames are of this kind unless something is said about them.
+bool IsPlain(Kind kind) {
+  return kind == Kind::CanFrame || kind == Kind::LinFrame || kind == Kind::FlexRayFrame || kind == Kind::EthernetFrame;
+}
+
+/// Calls `use` for each kind of a bus, and for those that any bus has.
+template <class Use>
+void ForEachKind(unsigned char busType, Use use) {
+  const auto [first, last] = KindsOf(busType);
+  for (auto kind = static_cast<int>(first); kind <= static_cast<int>(last); ++kind) use(static_cast<Kind>(kind));
+  if (busType >= BusType_FlexRay) use(Kind::OverrunMark);
+  use(Kind::Malformed);
+}
+
+std::string SpanText(const TimeSpan& span) {
+  if (span.First == span.Last) return fmt::format("at {} s", FormatSeconds(span.First));
+  return fmt::format("{} s to {} s", FormatSeconds(span.First), FormatSeconds(span.Last));
+}
+
+/// "12 frames received, 3 transmitted, 1 error frame"
+std::string CountsText(unsigned char busType, const Counts& counts) {
+  std::string text =
+      fmt::format("{} received, {} transmitted", FormatCount(counts.Received, "frame", "frames"), counts.Transmitted);
+  ForEachKind(busType, [&](Kind kind) {
+    const unsigned long count = counts.Of(kind);
+    if (IsPlain(kind) || (count == 0 && kind != Kind::CanError)) return;
+    text += ", " + FormatCount(count, TextOf(kind).One, TextOf(kind).Many);
+  });
+  if (busType == BusType_Ethernet) text += ", " + FormatCount(counts.FrameBytes, "byte", "bytes");
+  return text;
+}
+
+std::string LoadText(unsigned char busType, const BusLoad& load, unsigned long span) {
+  std::string lanes;
+  for (std::size_t lane = 0; lane < LaneCount(busType); ++lane) {
+    const auto percent = load.Percent(lane, span);
+    if (!percent) return "";
+    const std::string name = LaneCount(busType) == 1 ? "" : fmt::format("{} ", LaneName(busType, lane));
+    lanes += fmt::format("{}{}{:.1f} %", lane == 0 ? "" : " and ", name, *percent);
+  }
+  return ", load " + lanes;
+}
+
+std::string LossText(const ChannelSummary& channel) {
+  std::string text;
+  if (channel.Counted.Lost > 0)
+    text += fmt::format("  LOST: {} found the capture buffer full, {}\n",
+                        FormatCount(channel.Counted.Lost, "item", "items"), SpanText(channel.LostTimes));
+  if (channel.Counted.Overruns > 0)
+    text += fmt::format("  LOST: {}, after which data are missing, {}\n",
+                        FormatCount(channel.Counted.Overruns, "overrun mark", "overrun marks"),
+                        SpanText(channel.OverrunTimes));
+  return text;
+}
+
+nlohmann::json CountsJson(unsigned char busType, const Counts& counts) {
+  nlohmann::json json = nlohmann::json::object();
+  ForEachKind(busType, [&](Kind kind) { json[TextOf(kind).Key] = counts.Of(kind); });
+  return json;
+}
+
+/// Percent with two decimals, by lane.
+nlohmann::json LoadJson(unsigned char busType, const BusLoad& load, unsigned long span) {
+  nlohmann::json json;
+  for (std::size_t lane = 0; lane < LaneCount(busType); ++lane) {
+    const auto percent = load.Percent(lane, span);
+    json[LaneName(busType, lane)] = percent ? nlohmann::json(std::round(*percent * 100) / 100) : nlohmann::json();
+  }
+  return json;
+}
+
+/// What the load was computed with; LIN records tell theirs.
+nlohmann::json BitRateJson(unsigned char busType, const BitRates& rates) {
+  switch (busType) {
+    case BusType_Can:
+      return {{"nominal", rates.CanNominal}, {"data", rates.CanData}};
+    case BusType_FlexRay:
+      return FlexRayBitRate;
+    case BusType_Ethernet:
+      return rates.Ethernet;
+    default:
+      return {};
+  }
+}
+
+/// Adds "first_<name>" and "last_<name>", null if there was nothing.
+void AddTimes(nlohmann::json& json, const TimeSpan& span, bool any) {
+  json["first_time_ns"] = any ? nlohmann::json(span.First) : nlohmann::json();
+  json["last_time_ns"] = any ? nlohmann::json(span.Last) : nlohmann::json();
+}
+
+}  // namespace
+
+std::string ChannelText(unsigned int number, const ChannelSummary& channel, unsigned long span) {
+  std::string text = fmt::format("channel {}{}{}", number, channel.Source.empty() ? "" : ": ", channel.Source);
+  if (channel.BusType)
+    text += fmt::format(" ({})\n  {}{}, {}\n", BusName(*channel.BusType), CountsText(*channel.BusType, channel.Counted),
+                        LoadText(*channel.BusType, channel.Load, span), SpanText(channel.Times));
+  else
+    text += "\n  nothing\n";
+  return text + LossText(channel);
+}
+
+std::string BusText(unsigned char busType, unsigned int channels, const Counts& counts) {
+  return fmt::format("{}, {} channels: {}\n", BusName(busType), channels, CountsText(busType, counts));
+}
+
+std::string BitRateText(unsigned char busType, const BitRates& rates) {
+  switch (busType) {
+    case BusType_Can:
+      return fmt::format(", CAN taken at {}/{} bit/s (--bitrate)", FormatBitRate(rates.CanNominal),
+                         FormatBitRate(rates.CanData));
+    case BusType_Lin:
+      return ", LIN at the rate of its frames";
+    case BusType_FlexRay:
+      return fmt::format(", FlexRay at {} bit/s", FormatBitRate(FlexRayBitRate));
+    case BusType_Ethernet:
+      return fmt::format(", Ethernet taken at {} bit/s (--ethernet-bitrate)", FormatBitRate(rates.Ethernet));
+    default:
+      return "";
+  }
+}
+
+nlohmann::json ChannelJson(unsigned int number, const ChannelSummary& channel, unsigned long span,
+                           const BitRates& rates) {
+  const Counts& counts = channel.Counted;
+  nlohmann::json json = {{"channel", number},           {"bus", nullptr},
+                         {"source", channel.Source},    {"entries", counts.Entries},
+                         {"received", counts.Received}, {"transmitted", counts.Transmitted}};
+  if (channel.BusType) {
+    json["bus"] = BusName(*channel.BusType);
+    json["counts"] = CountsJson(*channel.BusType, counts);
+    json["load_percent"] = LoadJson(*channel.BusType, channel.Load, span);
+    json["bit_rate"] = BitRateJson(*channel.BusType, rates);
+    if (*channel.BusType == BusType_Ethernet) json["frame_bytes"] = counts.FrameBytes;
+  }
+  AddTimes(json, channel.Times, counts.Entries > 0);
+  json["lost"] = {{"count", counts.Lost}};
+  AddTimes(json["lost"], channel.LostTimes, counts.Lost > 0);
+  json["overruns"] = {{"count", counts.Overruns}};
+  AddTimes(json["overruns"], channel.OverrunTimes, counts.Overruns > 0);
+  return json;
+}
+
+nlohmann::json BusJson(unsigned char busType, unsigned int channels, const Counts& counts) {
+  nlohmann::json json = {{"bus", BusName(busType)},
+                         {"channels", channels},
+                         {"entries", counts.Entries},
+                         {"received", counts.Received},
+                         {"transmitted", counts.Transmitted},
+                         {"counts", CountsJson(busType, counts)},
+                         {"lost", counts.Lost},
+                         {"overruns", counts.Overruns}};
+  if (busType == BusType_Ethernet) json["frame_bytes"] = counts.FrameBytes;
+  return json;
+}
+
+}  // namespace client

@@ -1,0 +1,28 @@
+// The summary's words, for people and for programs.
+#ifndef QOR_TRACE_SUMMARYTEXT_H
+#define QOR_TRACE_SUMMARYTEXT_H
+
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+
+#include "views/Summary.h"
+
+namespace client {
+
+/// Lines about a channel, each closed by a newline.
+/// @param span  of the whole recording, ns: what the bus load refers to
+std::string ChannelText(unsigned int number, const ChannelSummary& channel, unsigned long span);
+
+/// A line about all channels of a bus, closed by a newline.
+std::string BusText(unsigned char busType, unsigned int channels, const Counts& counts);
+
+/// ", FlexRay at 10M bit/s"
+std::string BitRateText(unsigned char busType, const BitRates& rates);
+
+nlohmann::json ChannelJson(unsigned int number, const ChannelSummary& channel, unsigned long span,
+                           const BitRates& rates);
+nlohmann::json BusJson(unsigned char busType, unsigned int channels, const Counts& counts);
+
+}  // namespace client
+
+#endif  // QOR_TRACE_SUMMARYTEXT_H
