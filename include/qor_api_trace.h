@@ -339,6 +339,10 @@ QOR_TRACE_API unsigned int Qor_Trace_ClearChannelList(unsigned int handle);
  * for at least 100 ms, as a rule for less than 400 ms, and merges the channels by timestamp; that is exact as long as
  * the interfaces share a clock and each delivers within 50 ms.
  *
+ * The sort stage makes a pass every 50 ms, and each pass takes it 50 ms of bus time further. Passes always come a little
+ * late. Once that adds up to more than 200 ms, and entries more than 200 ms newer wait, passes come every 25 ms until one of
+ * the two no longer holds.
+ *
  * An interface that fails while it runs (a pulled plug) brings nothing more, and nobody is told until the stop: an
  * application that must know at once watches for a channel from which no more entries come.
  *

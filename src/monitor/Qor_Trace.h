@@ -56,6 +56,10 @@ class QOR_EXPORT Qor_Trace_Monitor {
   void Start(unsigned int mode);
   void Stop();
   /// Body of the sort thread. An exception that leaves it ends the process.
+  ///
+  /// A pass every SortInterval takes the horizon as much bus time further. Sleep and pass together last longer than that, so
+  /// once the passes are more than 200 ms late, and the newest entry is as far ahead of the horizon, the sleeps are halved
+  /// until one of the two no longer holds.
   void SortThreadFunction();
 
   // Retrieval.
