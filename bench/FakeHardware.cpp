@@ -1,20 +1,20 @@
 #include "FakeHardware.h"
 
 #include <time.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstring>
 
+#include "internal/SystemCalls.h"
 #include "qor_api.h"
 
 namespace {
 
 constexpr unsigned int kMostPorts = 8;
 constexpr size_t kMostResponse = 65535;
-constexpr unsigned int kPollInterval = 10000;  // µs
+constexpr long kPollInterval = 10'000'000;  // ns
 
 /// How a bus's poll responses look.
 struct BusLayout {
@@ -165,9 +165,24 @@ unsigned int Qor_CommandWithResponseEx(unsigned int handle, unsigned int, unsign
   return 0;
 }
 
-// The wait between two polls is no work: while a port still has items, it is left out. The sort thread's interval stays.
-int usleep(useconds_t microseconds) {
-  if (microseconds == kPollInterval && !bench::PortsDrained()) return 0;
-  const timespec wait{0, static_cast<long>(microseconds) * 1000};
-  return nanosleep(&wait, nullptr);
+namespace {
+
+// A sleep ends at a point in time, reckoned from what the clock said last: from the two comes its length.
+thread_local timespec Started{};
+
+int TellTime(clockid_t clock, timespec* now) {
+  const int result = clock_gettime(clock, now);
+  Started = *now;
+  return result;
 }
+
+// The wait between two polls is no work: while a port still has items, it is left out. The sort thread's interval stays.
+int Sleep(clockid_t clock, int flags, const timespec* end, timespec* rest) {
+  const long time = (end->tv_sec - Started.tv_sec) * 1'000'000'000 + end->tv_nsec - Started.tv_nsec;
+  if (time == kPollInterval && !bench::PortsDrained()) return 0;
+  return clock_nanosleep(clock, flags, end, rest);
+}
+
+[[maybe_unused]] const bool kTakenOver = (System.ClockGetTime = TellTime, System.ClockSleep = Sleep, true);
+
+}  // namespace

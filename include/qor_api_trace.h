@@ -29,6 +29,9 @@
  * Qor_Trace_Property_SetById, apart from the memory limit and the two flush commands, are to be written while
  * the monitor is idle.
  *
+ * Signals. The library's own threads block every signal, so handlers run on the application's threads only, and a signal
+ * disturbs neither polls nor the order of entries. Exports write on the caller's thread, with the caller's signals.
+ *
  * Ownership. The library owns monitors and entries; the caller owns every pointer passed in. Nothing that is
  * passed in is kept after the call returns.
  *

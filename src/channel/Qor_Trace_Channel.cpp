@@ -1,12 +1,12 @@
 #include "channel/Qor_Trace_Channel.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
+#include <chrono>
 #include <new>
 
 #include "internal/Qor_Trace_Exception.h"
+#include "internal/Threads.h"
 #include "qor_api.h"
 
 namespace {
@@ -14,7 +14,7 @@ namespace {
 constexpr unsigned int kOpenMode = 5;  // a trace channel's own connection
 constexpr unsigned int kClosedHandle = 255;
 constexpr unsigned int kCommandResponseCapacity = 1012;
-constexpr useconds_t kPollInterval = 10000;  // µs
+constexpr auto kPollInterval = std::chrono::milliseconds(10);
 
 }  // namespace
 
@@ -50,7 +50,7 @@ void Qor_Trace_Channel::StartMonitor(const MonitorCommand& start) {
   SendOrThrow(start);
   Running = true;
   StopRequested = false;
-  ReceiveThread = std::thread([this] { ReceiveThreadFunction(); });
+  ReceiveThread = StartThread([this] { ReceiveThreadFunction(); });
 }
 
 void Qor_Trace_Channel::StopMonitor(const MonitorCommand& stop) {
@@ -87,7 +87,7 @@ void Qor_Trace_Channel::Receive(const MonitorCommand& poll, ItemWalk walk) {
       Deliver(batch, latest);
       if (StopRequested) return;
     }
-    usleep(kPollInterval);
+    SleepFor(kPollInterval);
   }
 }
 

@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "internal/Threads.h"
 #include "qor_api.h"
 
 namespace {
@@ -78,7 +79,7 @@ void Qor_Trace_Channel_FlexRay::Start() {
   MutexLock lock(Mutex);
   SendOrThrow({kCode, kControlMode, Request(kStart, InstanceId)});
   StopRequested = false;
-  ReceiveThread = std::thread([this] { ReceiveThreadFunction(); });
+  ReceiveThread = StartThread([this] { ReceiveThreadFunction(); });
   Running = true;
 }
 

@@ -12,8 +12,8 @@ mqd_t QueueOpen(const char* name, int flags, mode_t mode, mq_attr* attributes) {
 
 }  // namespace
 
-constinit SystemCalls System = {vsyslog,        pthread_attr_init, pthread_attr_destroy,
-                                pthread_create, clock_gettime,     QueueOpen};
+constinit SystemCalls System = {vsyslog,         pthread_attr_init, pthread_attr_destroy, pthread_create, clock_gettime,
+                                clock_nanosleep, QueueOpen};
 
 void LogError(const char* format, ...) {
   const int errnoBefore = errno;

@@ -16,6 +16,7 @@ struct SystemCalls {
   int (*ThreadAttributesDestroy)(pthread_attr_t*);
   int (*ThreadCreate)(pthread_t*, const pthread_attr_t*, void* (*)(void*), void*);
   int (*ClockGetTime)(clockid_t, timespec*);
+  int (*ClockSleep)(clockid_t, int flags, const timespec* time, timespec* rest);  // clock_nanosleep
   mqd_t (*QueueOpen)(const char* name, int flags, mode_t, mq_attr*);
 };
 

@@ -1,7 +1,5 @@
 #include "monitor/Qor_Trace.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <array>
 #include <chrono>
@@ -13,6 +11,7 @@
 #include "channel/Qor_Trace_Channel_Ethernet.h"
 #include "channel/Qor_Trace_Channel_FlexRay.h"
 #include "channel/Qor_Trace_Channel_Lin.h"
+#include "internal/Threads.h"
 #include "qor_api.h"
 
 namespace {
@@ -157,7 +156,7 @@ void Qor_Trace_Monitor::Start(unsigned int mode) {
   }
   Running = true;
   Sorting = Channels.size() > 1;
-  if (Sorting) SortThread = std::thread([this] { SortThreadFunction(); });
+  if (Sorting) SortThread = StartThread([this] { SortThreadFunction(); });
   for (const auto& [number, channel] : Channels) channel->Start();
 }
 
@@ -277,8 +276,7 @@ void Qor_Trace_Monitor::UpdateList(const LatestByKey& listEntries) {
 
 // ---- Sort thread
 
-// A sleep and a pass together take a little longer than the interval by which the horizon advances: it would fall behind
-// without end, and the queue grow. So once the passes are late, the sleeps are short until they aren't.
+// Without the short sleeps the horizon would fall behind without end, and the queue grow.
 void Qor_Trace_Monitor::SortThreadFunction() {
   using Clock = std::chrono::steady_clock;
   const unsigned long step = SortInterval * kNsPerMs;
@@ -286,7 +284,7 @@ void Qor_Trace_Monitor::SortThreadFunction() {
   Clock::time_point due;                 // of the last pass, had none come late
   bool late = false;
   while (Running) {
-    usleep((late ? SortInterval / 2 : SortInterval) * 1000);
+    SleepFor(std::chrono::milliseconds(late ? SortInterval / 2 : SortInterval));
     if (!horizon) {
       horizon = OldestQueued();
       due = Clock::now();

@@ -1,14 +1,14 @@
 #include "support/Sleeps.h"
 
 #include <gtest/gtest.h>
-#include <unistd.h>
-
 #include <atomic>
 #include <chrono>
 #include <condition_variable>
+#include <ctime>
 #include <mutex>
 #include <thread>
 
+#include "internal/SystemCalls.h"
 #include "support/WaitUntil.h"
 
 namespace {
@@ -72,13 +72,26 @@ void test::SortClock::Tick() {
   EXPECT_TRUE(SortGate.Changed.wait_for(lock, kWaitLimit, sleeps(next + 1))) << "the sort thread didn't come back";
 }
 
-extern "C" int usleep(useconds_t microseconds) {
-  std::chrono::microseconds time(microseconds);
-  if (microseconds == test::kPollInterval) {
+namespace {
+
+// A sleep ends at a point in time, reckoned from what the clock said last: from the two comes its length.
+thread_local timespec Started{};
+
+int TellTime(clockid_t clock, timespec* now) {
+  const int result = clock_gettime(clock, now);
+  Started = *now;
+  return result;
+}
+
+int Sleep(clockid_t, int, const timespec* end, timespec*) {
+  std::chrono::nanoseconds time = std::chrono::seconds(end->tv_sec - Started.tv_sec);
+  time += std::chrono::nanoseconds(end->tv_nsec - Started.tv_nsec);
+  if (time == std::chrono::microseconds(test::kPollInterval)) {
     ++PollSleeps;
     time = std::chrono::milliseconds(1);
-  } else if (microseconds == test::kSortInterval || microseconds == test::kLateInterval) {
-    ++(microseconds == test::kSortInterval ? SortSleeps : LateSleeps);
+  } else if (time == std::chrono::microseconds(test::kSortInterval) ||
+             time == std::chrono::microseconds(test::kLateInterval)) {
+    ++(time == std::chrono::microseconds(test::kSortInterval) ? SortSleeps : LateSleeps);
     if (SortGate.Pass()) return 0;
     time = std::chrono::milliseconds(5);
   } else {
@@ -87,3 +100,7 @@ extern "C" int usleep(useconds_t microseconds) {
   std::this_thread::sleep_for(time);
   return 0;
 }
+
+[[maybe_unused]] const bool kTakenOver = (System.ClockGetTime = TellTime, System.ClockSleep = Sleep, true);
+
+}  // namespace

@@ -1,4 +1,4 @@
-// Time under the test's control: an executable that links Sleeps.cpp takes over usleep, by which the library's threads
+// Time under the test's control: an executable that links Sleeps.cpp takes over the sleeps by which the library's threads
 // keep their intervals.
 //
 // The 10 ms between two polls last 1 ms and the 50 ms of the sort thread (25 ms when it's late) 5 ms, so that tests are
