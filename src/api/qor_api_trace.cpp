@@ -23,7 +23,9 @@ namespace {
 constexpr unsigned int kKnownStartModes =
     QOR_TRACE_START_ASC_RECORDING | QOR_TRACE_START_DISCARD_OLDEST | QOR_TRACE_START_RESERVED;
 
-// Held for look-ups only, and for the two operations that walk or destroy monitors; a monitor's MutexChannels nests in it.
+// Held to look handles up, enter and erase them, and to ask the monitors for their ports: never while a monitor works, so
+// that one whose interface hangs, or that has millions of entries to free, holds no other up. The monitors' PortsInUse nest
+// in it.
 Mutex _MutexMonitorPool;
 // The live monitors; a plain pool of pointers, as clients may still be inside a monitor when the process ends: nothing
 // is destroyed then.
@@ -81,11 +83,14 @@ bool HasFileName(const Qor_Trace_Export_Request_t* request) {
   return request != nullptr && std::memchr(request->FileName, 0, sizeof request->FileName) != nullptr;
 }
 
-/// Destroys a monitor and erases its handle.
+/// Erases a monitor's handle and destroys the monitor. Its ports are free before the handle is gone.
 void Destroy(unsigned int handle, Qor_Trace_Monitor* monitor) {
-  MutexLock lock(_MutexMonitorPool);
+  monitor->ClearChannelList();
+  {
+    MutexLock lock(_MutexMonitorPool);
+    MonitorPool().erase(handle);
+  }
   delete monitor;
-  MonitorPool().erase(handle);
 }
 
 /// The monitor that has a channel on a port, or null. The first one in handle order.

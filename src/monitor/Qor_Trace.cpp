@@ -72,11 +72,12 @@ void Qor_Trace_Monitor::AddChannel(unsigned int portHandle, unsigned int channel
   MutexLock lock(MutexChannels);
   const unsigned int number = ChooseChannelNumber(portHandle, channelId);
   try {
+    PortsInUse::Claim port(Ports, portHandle);  // before the interface is opened, which may take long
     auto channel = NewChannel(portHandle, number);
     channel->ConnectReceiveCallback(
         [this](EntryBatch& entries, LatestByKey& listEntries) { ReceiveHandler(entries, listEntries); });
     const unsigned int most = channel->GetMaxNumberOfItems();
-    Channels.emplace(number, std::move(channel));
+    Channels.emplace(number, ChannelOnPort{std::move(port), std::move(channel)});
     MutexLock storeLock(MutexStore);
     if (MaxEntriesInMemory == 0 || MaxEntriesInMemory > most) MaxEntriesInMemory = most;
   } catch (const std::bad_alloc&) {
@@ -132,13 +133,7 @@ void Qor_Trace_Monitor::DestroyChannels() {
   while (!Channels.empty()) Channels.erase(Channels.begin());
 }
 
-bool Qor_Trace_Monitor::IsPortHandleUsed(unsigned int portHandle) {
-  MutexLock lock(MutexChannels);
-  for (const auto& [number, channel] : Channels) {
-    if (channel->GetUserPortHandle() == portHandle) return true;
-  }
-  return false;
-}
+bool Qor_Trace_Monitor::IsPortHandleUsed(unsigned int portHandle) { return Ports.Contains(portHandle); }
 
 // ---- Run
 
@@ -157,7 +152,7 @@ void Qor_Trace_Monitor::Start(unsigned int mode) {
   Running = true;
   Sorting = Channels.size() > 1;
   if (Sorting) SortThread = StartThread([this] { SortThreadFunction(); });
-  for (const auto& [number, channel] : Channels) channel->Start();
+  for (const auto& [number, registered] : Channels) registered.Channel->Start();
 }
 
 void Qor_Trace_Monitor::StartAscRecording() {
@@ -189,9 +184,9 @@ void Qor_Trace_Monitor::StopLocked() {
 /// Stops every channel, whatever the others did. Returns the last error.
 std::optional<Qor_Trace_Exception> Qor_Trace_Monitor::StopChannels() {
   std::optional<Qor_Trace_Exception> last;
-  for (const auto& [number, channel] : Channels) {
+  for (const auto& [number, registered] : Channels) {
     try {
-      channel->Stop();
+      registered.Channel->Stop();
     } catch (const Qor_Trace_Exception& error) {
       last = error;
     }

@@ -14,6 +14,7 @@
 #include "internal/Mutex.h"
 #include "internal/Qor_Trace_Exception.h"
 #include "internal/Visibility.h"
+#include "monitor/PortsInUse.h"
 #include "monitor/SwapFile.h"
 #include "record/Qor_Trace_EntryStore.h"
 
@@ -30,6 +31,7 @@ class RecordBuffer;
 ///       MutexSortQueue    sort pass, for as long as it takes the due entries out
 ///       MutexSwapFile     retrieval, memory guard, snapshot
 ///     MutexSettings       nests nothing
+///     PortsInUse          its mutex nests nothing
 /// A flush takes MutexSortQueue and MutexStore together (by trying, so it can't deadlock with a sort pass), then
 /// MutexSwapFile. MutexList nests in no other buffer mutex and none nests in it. The receive and sort threads never
 /// take MutexChannels, whose holder may be waiting for them to end.
@@ -50,6 +52,7 @@ class QOR_EXPORT Qor_Trace_Monitor {
   void AddChannel(unsigned int portHandle, unsigned int channelId, unsigned int* channelNumber);
   void RemoveChannel(unsigned int channelNumber);
   void ClearChannelList();
+  /// Never waits for what the monitor does: a channel whose interface hangs holds nobody else up.
   [[nodiscard]] bool IsPortHandleUsed(unsigned int portHandle);
 
   // Run.
@@ -81,6 +84,10 @@ class QOR_EXPORT Qor_Trace_Monitor {
 
  private:
   using EntryPtr = std::shared_ptr<Qor_Trace_Entry>;
+  struct ChannelOnPort {
+    PortsInUse::Claim Port;  // given up last, when the interface is closed
+    std::unique_ptr<Qor_Trace_Channel> Channel;
+  };
 
   // Registry and run (Qor_Trace.cpp).
   [[nodiscard]] unsigned int ChooseChannelNumber(unsigned int portHandle, unsigned int channelId) const
@@ -130,7 +137,8 @@ class QOR_EXPORT Qor_Trace_Monitor {
   Mutex MutexStore;
   Mutex MutexSwapFile;
   Mutex MutexSettings;
-  std::map<unsigned int, std::unique_ptr<Qor_Trace_Channel>> Channels GUARDED_BY(MutexChannels);
+  PortsInUse Ports;
+  std::map<unsigned int, ChannelOnPort> Channels GUARDED_BY(MutexChannels);
   EntryBatch SortQueue GUARDED_BY(MutexSortQueue);
   LatestByKey ListEntries GUARDED_BY(MutexList);
   Qor_Trace_EntryStore Store GUARDED_BY(MutexStore);
