@@ -241,9 +241,10 @@ typedef struct Qor_Trace_Export_Request_t {
 /** Start: write every stored entry to a live ASC file too (properties ASC_FILE_NAME and ASC_MAX_FILE_SIZE). The file is
  *  brought up to date after each batch of a single channel (every 10 ms) or each pass of the sort stage (every 50 ms):
  *  a process that dies loses the lines of the batch or pass at work, what still waited in the sort stage (100 to
- *  400 ms with interfaces that deliver in time), and the closing line. A file that fails is given up: the error is
- *  reported, with one channel its receive thread ends and Qor_Trace_Stop returns as usual, with several the process
- *  ends (the sort thread has nobody to return an error to). The same holds for a swap file that fails. */
+ *  400 ms with interfaces that deliver in time), and the closing line. A file that fails is given up (a pipe fails at once:
+ *  this is a series, see QOR_TRACE_ASC_SPLIT): the error is reported with the file's path and the system's reason, with one
+ *  channel its receive thread ends and Qor_Trace_Stop returns as usual, with several the process ends (the sort thread has
+ *  nobody to return an error to). The same holds for a swap file that fails. */
 #define QOR_TRACE_START_ASC_RECORDING 0x1u
 /** Start: at the memory limit drop the older half of the trace instead of moving it to the swap file. */
 #define QOR_TRACE_START_DISCARD_OLDEST 0x2u
@@ -256,7 +257,8 @@ typedef struct Qor_Trace_Export_Request_t {
 #define QOR_TRACE_ASC_RELATIVE 0x2u
 /** ASC export: subtract the start time; without QOR_TRACE_ASC_RELATIVE earlier entries are left out. */
 #define QOR_TRACE_ASC_START_OFFSET 0x4u
-/** ASC export: go on in the next file of a series (name.asc, name_1.asc, ...) once a file exceeds the size limit. */
+/** ASC export: go on in the next file of a series (name.asc, name_1.asc, ...) once a file exceeds the size limit. A series is
+ *  written to files only: a pipe, whose position can't be read, gives FILE_ERROR after its first line. */
 #define QOR_TRACE_ASC_SPLIT 0x8u
 
 /** PCAPNG export: leave out entries before the start time and subtract it from the others. */

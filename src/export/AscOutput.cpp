@@ -8,8 +8,9 @@ AscOutput::AscOutput() : Buffer(std::make_unique_for_overwrite<char[]>(kCapacity
 AscOutput::~AscOutput() { Close(); }
 
 bool AscOutput::Open(const char* path) {
+  if (!Failed()) Name = path;
+  Start.reset();
   File = FileDescriptor(path, O_WRONLY | O_CREAT | O_TRUNC);
-  Written = 0;
   return IsOpen();
 }
 
@@ -23,16 +24,27 @@ void AscOutput::Append(std::string_view text) {
   }
 }
 
+std::optional<unsigned long> AscOutput::Position() {
+  if (!Start) {
+    const off_t place = lseek(File.Get(), 0, SEEK_CUR);
+    if (place < 0) return std::nullopt;
+    Start = static_cast<unsigned long>(place);
+  }
+  return *Start + Used;
+}
+
 bool AscOutput::Flush() {
-  if (Used == 0) return !Broken;
-  if (!IsOpen()) Broken = true;
-  if (!Broken && WriteAll(File.Get(), reinterpret_cast<const unsigned char*>(Buffer.get()), Used) < Used) Broken = true;
-  Written += Used;
+  if (Used == 0) return !Failed();
+  FirstError = Error();
+  if (!Failed() && WriteAll(File.Get(), reinterpret_cast<const unsigned char*>(Buffer.get()), Used) < Used) {
+    FirstError = errno;
+  }
+  Start.reset();
   Used = 0;
-  return !Broken;
+  return !Failed();
 }
 
 void AscOutput::Close() {
   Flush();
-  if (!File.Close()) Broken = true;
+  if (!File.Close() && !Failed()) FirstError = errno;
 }

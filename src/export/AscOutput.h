@@ -1,8 +1,11 @@
 // The text file beneath an ASC log: one buffer, large writes.
 #pragma once
 
+#include <cerrno>
 #include <cstddef>
 #include <memory>
+#include <optional>
+#include <string>
 #include <string_view>
 
 #include "internal/FileDescriptor.h"
@@ -11,7 +14,7 @@
 /// with Flush and with Close.
 ///
 /// After a failed write nothing more is written: what is in the file is what was composed, from its beginning, without a gap.
-/// The failure is kept until the object's end, over later files too; errno is that of the failed call.
+/// The failure is kept until the object's end, over later files too, with its reason and the path of its file.
 ///
 /// Threads: one at a time.
 class AscOutput {
@@ -38,22 +41,28 @@ class AscOutput {
   /// Text of any length.
   void Append(std::string_view text);
 
-  /// Bytes of the file if it had all that was composed for it.
-  [[nodiscard]] unsigned long Size() const { return Written + Used; }
+  /// Where the file would stand if it had all that was composed for it, in bytes. The system is asked after an opening and
+  /// after each flush; nothing if it can't tell, as of a pipe or without a file.
+  [[nodiscard]] std::optional<unsigned long> Position();
 
   /// False if a write has failed, now or earlier, or if no file is open for what was composed.
   bool Flush();
   /// Flushes and closes; text that was composed without a file is dropped.
   void Close();
   /// True once a write or a close has failed, or text was composed without a file.
-  [[nodiscard]] bool Failed() const { return Broken || (Used != 0 && !IsOpen()); }
+  [[nodiscard]] bool Failed() const { return Error() != 0; }
+  /// errno of the first call that failed, EBADF for text without a file; 0 if nothing has failed.
+  [[nodiscard]] int Error() const { return FirstError == 0 && Used != 0 && !IsOpen() ? EBADF : FirstError; }
+  /// Of the file that failed, or else of the last one opened.
+  [[nodiscard]] const std::string& Path() const { return Name; }
 
   static constexpr size_t kCapacity = size_t{256} * 1024;
 
  private:
   std::unique_ptr<char[]> Buffer;
-  size_t Used = 0;            // bytes composed and not yet written
-  unsigned long Written = 0;  // bytes of the open file that left the buffer
+  size_t Used = 0;                     // bytes composed and not yet written
+  std::optional<unsigned long> Start;  // place of the buffer's first byte in the file, if it was asked for
   FileDescriptor File;
-  bool Broken = false;
+  std::string Name;
+  int FirstError = 0;
 };

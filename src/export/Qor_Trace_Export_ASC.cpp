@@ -84,11 +84,14 @@ void Qor_Trace_Export_ASC::WriteHeader() {
 unsigned int Qor_Trace_Export_ASC::Export(const std::string& swapName, unsigned int count,
                                           const Qor_Trace_EntryStore& entries) {
   const unsigned int exported = ExportSwapped(swapName, count);
-  for (size_t i = 0; i < entries.size(); ++i) WriteEntry(*entries[i]->GetEntry());
+  for (size_t i = 0; i < entries.size(); ++i) {
+    WriteEntry(*entries[i]->GetEntry());
+    if (File.Failed()) break;
+  }
   return count - exported;
 }
 
-/// Returns how many of the records the file held.
+/// Returns how many of the records the file held; `count` if it wasn't read to the end because a write failed.
 unsigned int Qor_Trace_Export_ASC::ExportSwapped(const std::string& swapName, unsigned int count) {
   if (count == 0) return 0;
   RecordFileReader::Memory memory;
@@ -100,6 +103,7 @@ unsigned int Qor_Trace_Export_ASC::ExportSwapped(const std::string& swapName, un
     if (record.size() < length) record.resize(length);
     if (!records.Read(record.data(), length)) return exported;
     WriteEntry(*reinterpret_cast<const Qor_Trace_Entry_t*>(record.data()));
+    if (File.Failed()) break;
   }
   return count;
 }
@@ -139,30 +143,39 @@ void Qor_Trace_Export_ASC::WriteEntry_FlexRay(const Qor_Trace_Entry_t& entry) { 
 
 template <class Line>
 void Qor_Trace_Export_ASC::Compose(const Qor_Trace_Entry_t& entry, Line line) {
-  if (entry.Length < kEntryPayload) return;
+  if (File.Failed() || entry.Length < kEntryPayload) return;
   File.Commit(line(State, entry, File.Room(asc::LineRoom(entry))));
 }
 
 /// In a series, ends a file that has grown beyond its limit and begins the next one.
 void Qor_Trace_Export_ASC::GoOnInNextFile() {
   if (!State.Has(QOR_TRACE_ASC_SPLIT)) return;
-  if (!File.IsOpen() || File.Failed()) LosePosition();
-  if (File.Size() <= SizeLimit) return;
+  if (File.IsOpen() && File.Failed()) GiveUp();
+  const auto position = File.Position();
+  if (!position) LosePosition();
+  if (*position <= SizeLimit) return;
   Flush();  // a line that can't be written is reported before its file's trailer is tried
   EndFile();
-  if (File.Failed()) LosePosition();
+  if (File.Failed()) GiveUp();
   StartNewFile();
 }
 
 void Qor_Trace_Export_ASC::Flush() {
   if (!File.IsOpen() || File.Flush()) return;
-  if (State.Has(QOR_TRACE_ASC_SPLIT)) LosePosition();
+  if (State.Has(QOR_TRACE_ASC_SPLIT)) GiveUp();
+}
+
+/// A series can't go on without the file that can't be written.
+void Qor_Trace_Export_ASC::GiveUp() {
+  File.Close();
+  throw Qor_Trace_Exception(kGeneral, QOR_TRACE_STATUS_FILE_ERROR, FailureText());
 }
 
 /// A series can't go on without knowing where its file stands.
 void Qor_Trace_Export_ASC::LosePosition() {
   File.Close();
-  throw Qor_Trace_Exception(kGeneral, QOR_TRACE_STATUS_FILE_ERROR, "coud not get current stream position");
+  throw Qor_Trace_Exception(kGeneral, QOR_TRACE_STATUS_FILE_ERROR,
+                            "coud not get current stream position");  // sic, part of the interface
 }
 
 void Qor_Trace_Export_ASC::EndFile() {
@@ -172,3 +185,9 @@ void Qor_Trace_Export_ASC::EndFile() {
 }
 
 bool Qor_Trace_Export_ASC::Failed() const { return File.Failed(); }
+
+std::string Qor_Trace_Export_ASC::FailureText() const {
+  if (!Failed()) return "";
+  return "Cannot write ASC file: path=\"" + File.Path() + "\", errno=" + std::to_string(File.Error()) + " (" +
+         Qor_Internal_GetWindowsErrorDescription(File.Error()) + ")";
+}

@@ -30,9 +30,9 @@ class QOR_EXPORT Qor_Trace_Export_ASC {
   Qor_Trace_Export_ASC(const Qor_Trace_Export_ASC&) = delete;
   Qor_Trace_Export_ASC& operator=(const Qor_Trace_Export_ASC&) = delete;
 
-  /// Writes the first `count` records of the swap file copy `swapName`, then `entries`, in their order.
-  /// Records that the file doesn't hold whole are left out.
-  /// @return how many of the `count` records were left out
+  /// Writes the first `count` records of the swap file copy `swapName`, then `entries`, in their order, up to the first write
+  /// that fails (Failed). Records that the file doesn't hold whole are left out.
+  /// @return how many of the `count` records were left out; 0 if it was a write that failed
   /// @throws Qor_Trace_Exception as WriteEntry
   unsigned int Export(const std::string& swapName, unsigned int count, const Qor_Trace_EntryStore& entries);
 
@@ -44,9 +44,10 @@ class QOR_EXPORT Qor_Trace_Export_ASC {
   /// Composes the header of the current file. A time that has no date text leaves it out, its line feed included.
   void WriteHeader();
 
-  /// Writes one entry, and with QOR_TRACE_ASC_SPLIT goes on in the next file if this one is now beyond its size.
-  /// Nothing is read past entry.Length.
-  /// @throws Qor_Trace_Exception 0x02140007 if, while splitting, the file can't be written or the next one can't be opened
+  /// Writes one entry, and with QOR_TRACE_ASC_SPLIT goes on in the next file if this one is now beyond its size. Once a write
+  /// has failed, entries are no longer looked at. Nothing is read past entry.Length.
+  /// @throws Qor_Trace_Exception 0x02140007 if, while splitting, the file can't be written, its position can't be read (a
+  ///         pipe, or no file is open), or the next one can't be opened
   void WriteEntry(const Qor_Trace_Entry_t& entry);
 
   /// Composes the line of an entry taken as a LIN or a FlexRay one, whatever its bus type. No filter, no split.
@@ -62,6 +63,8 @@ class QOR_EXPORT Qor_Trace_Export_ASC {
 
   /// True once a write or a close has failed; what was written before it is in the file.
   [[nodiscard]] bool Failed() const;
+  /// Which file of a series failed, and why, as a sentence with the system's text; empty if nothing has failed.
+  [[nodiscard]] std::string FailureText() const;
 
  private:
   std::string NextFileName();
@@ -71,6 +74,7 @@ class QOR_EXPORT Qor_Trace_Export_ASC {
   template <class Line>
   void Compose(const Qor_Trace_Entry_t& entry, Line line);
   void GoOnInNextFile();
+  [[noreturn]] void GiveUp();
   [[noreturn]] void LosePosition();
 
   AscLineState State;

@@ -208,15 +208,16 @@ void Qor_Trace_Monitor::StoreLeftOvers(std::optional<Qor_Trace_Exception>& error
 /// reported then.
 void Qor_Trace_Monitor::CloseAscRecording(std::optional<Qor_Trace_Exception>& error) {
   MutexLock lock(MutexStore);
-  if (AscExporter) AscExporter->EndFile();
-  if (AscRecording && AscExporter->Failed()) {
-    error = Qor_Trace_Exception(QOR_ERROR_LEVEL_GENERAL, QOR_TRACE_STATUS_FILE_ERROR,
-                                "Cannot write the end of the live ASC file");
-  }
-  AscExporter.reset();
+  const bool recorded = AscRecording;
+  const auto exporter = std::move(AscExporter);
   AscRecording = false;
   Reserved = false;
   DiscardOldest = false;
+  if (!exporter) return;
+  exporter->EndFile();
+  if (recorded && exporter->Failed()) {
+    error = Qor_Trace_Exception(QOR_ERROR_LEVEL_GENERAL, QOR_TRACE_STATUS_FILE_ERROR, exporter->FailureText());
+  }
 }
 
 void Qor_Trace_Monitor::ReceiveHandler(EntryBatch& entries, LatestByKey& listEntries) {

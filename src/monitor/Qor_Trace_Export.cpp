@@ -39,17 +39,17 @@ void Qor_Trace_Monitor::ExportToASC(unsigned int flags, const char* fileName, un
     if (swapped != 0) complete = Swap.CopyTo(copyName);
     snapshot = Store;
   }
-  bool failed = false;
+  std::string failure;
   {
     Qor_Trace_Export_ASC writer(flags, fileName, startTime, maxSize);
     if (writer.Export(copyName, swapped, snapshot) != 0) complete = false;
     std::remove(copyName.c_str());
     writer.EndFile();
-    failed = writer.Failed();
+    failure = writer.FailureText();
   }
   // The file holds what could be had; the caller learns that it isn't everything.
   if (!complete) Fail(QOR_TRACE_STATUS_FILE_ERROR, "Cannot read all of the swap file: copy=\"" + copyName + "\"");
-  if (failed) Fail(QOR_TRACE_STATUS_FILE_ERROR, "Cannot write ASC file: path=\"" + std::string(fileName) + "\"");
+  if (!failure.empty()) Fail(QOR_TRACE_STATUS_FILE_ERROR, failure);
 }
 
 void Qor_Trace_Monitor::ExportToPCAP(unsigned int flags, const char* fileName, unsigned long startTime) {

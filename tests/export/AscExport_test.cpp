@@ -123,4 +123,16 @@ TEST_F(AscExport, RandomSwapFilesAreReadWithoutHarm) {
   }
 }
 
+// The last record is cut: who reads on finds that it is missing.
+TEST_F(AscExport, SwapFileIsReadNoFurtherAfterAFailedWrite) {
+  const Record record(*EthernetItem().Frame(Bytes(1500, 0xA5)).Entry());
+  for (int i = 0; i < 500; ++i) Append(record);  // 1.5 MB of text
+  Append(record, 100);
+  Qor_Trace_Export_ASC whole(0, "log.asc", 0, 0);
+  EXPECT_EQ(whole.Export("swap.bin.bak", 501, {}), 1u);
+  Qor_Trace_Export_ASC failing(0, "/dev/full", 0, 0);
+  EXPECT_EQ(failing.Export("swap.bin.bak", 501, {}), 0u);
+  EXPECT_TRUE(failing.Failed());
+}
+
 }  // namespace

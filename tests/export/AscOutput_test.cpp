@@ -6,8 +6,10 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cerrno>
 #include <csignal>
 #include <cstring>
+#include <optional>
 #include <thread>
 
 #include "export/AscTest.h"
@@ -28,10 +30,10 @@ TEST_F(AscOutputTest, BytesReachTheFileWithFlush) {
   ASSERT_TRUE(output.Open("out"));
   Put(output, "abc");
   EXPECT_EQ(test::ReadFile("out"), "");
-  EXPECT_EQ(output.Size(), 3u);
+  EXPECT_EQ(output.Position(), 3u);
   EXPECT_TRUE(output.Flush());
   EXPECT_EQ(test::ReadFile("out"), "abc");
-  EXPECT_EQ(output.Size(), 3u);
+  EXPECT_EQ(output.Position(), 3u);
 }
 
 TEST_F(AscOutputTest, BytesReachTheFileWhenTheNextTextMightNotFit) {
@@ -50,26 +52,70 @@ TEST_F(AscOutputTest, AppendedTextMayBeLongerThanTheBuffer) {
   ASSERT_TRUE(output.Open("out"));
   output.Append("x");
   output.Append(text);
-  EXPECT_EQ(output.Size(), text.size() + 1);
+  EXPECT_EQ(output.Position(), text.size() + 1);
   output.Close();
   EXPECT_TRUE(test::ReadFile("out") == "x" + text);
   EXPECT_FALSE(output.Failed());
 }
 
-TEST_F(AscOutputTest, SizeCountsTheOpenFileOnly) {
+TEST_F(AscOutputTest, PositionIsThatOfTheOpenFile) {
   AscOutput output;
   ASSERT_TRUE(output.Open("one"));
   Put(output, "abc");
   output.Close();
   ASSERT_TRUE(output.Open("two"));
   Put(output, "d");
-  EXPECT_EQ(output.Size(), 1u);
+  EXPECT_EQ(output.Position(), 1u);
+}
+
+// Whoever has the file open with us may have moved it.
+TEST_F(AscOutputTest, PositionIsWhereTheSystemSaysThatTheFileStands) {
+  AscOutput output;
+  const int next = dup(0);
+  close(next);
+  ASSERT_TRUE(output.Open("out"));
+  ASSERT_EQ(lseek(next, 1000, SEEK_SET), 1000);
+  EXPECT_EQ(output.Position(), 1000u);
+  Put(output, "abc");
+  EXPECT_EQ(output.Position(), 1003u);
+  EXPECT_TRUE(output.Flush());
+  ASSERT_EQ(lseek(next, 5000, SEEK_SET), 5000);
+  EXPECT_EQ(output.Position(), 5000u);
+}
+
+TEST_F(AscOutputTest, PipeHasNoPosition) {
+  ASSERT_EQ(mkfifo("pipe", 0600), 0);
+  const int reader = open("pipe", O_RDONLY | O_NONBLOCK);
+  AscOutput output;
+  ASSERT_TRUE(output.Open("pipe"));
+  Put(output, "abc");
+  EXPECT_EQ(output.Position(), std::nullopt);
+  EXPECT_TRUE(output.Flush());
+  EXPECT_FALSE(output.Failed());
+  output.Close();
+  EXPECT_EQ(output.Position(), std::nullopt);
+  close(reader);
+}
+
+TEST_F(AscOutputTest, FailureKeepsItsReasonAndItsFile) {
+  AscOutput output;
+  ASSERT_TRUE(output.Open("/dev/full"));
+  EXPECT_EQ(output.Error(), 0);
+  Put(output, "abc");
+  EXPECT_FALSE(output.Flush());
+  output.Close();
+  ASSERT_TRUE(output.Open("out"));
+  errno = EIO;
+  EXPECT_TRUE(output.Failed());
+  EXPECT_EQ(output.Error(), ENOSPC);
+  EXPECT_EQ(output.Path(), "/dev/full");
 }
 
 TEST_F(AscOutputTest, TextWithoutAFileIsAFailureAndGoesNowhere) {
   AscOutput output;
   Put(output, "abc");
   EXPECT_TRUE(output.Failed());
+  EXPECT_EQ(output.Error(), EBADF);
   output.Close();
   EXPECT_TRUE(output.Failed());
   ASSERT_TRUE(output.Open("out"));

@@ -1,13 +1,17 @@
 // The ASC writer around its lines: header and trailer, time columns, series of files, and what goes wrong.
 #include "export/Qor_Trace_Export_ASC.h"
 
+#include <sys/mman.h>
 #include <sys/resource.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <cerrno>
 #include <csignal>
+#include <cstddef>
 #include <cstring>
 #include <limits>
+#include <thread>
 
 #include "export/AscTest.h"
 #include "internal/Qor_Trace_Exception.h"
@@ -339,6 +343,42 @@ TEST_F(AscWriter, FullDiskIsNotThrownWithoutASeries) {
   writer.EndFile();
   EXPECT_TRUE(writer.Failed());
   EXPECT_TRUE(TakeErrorReports().empty());
+  EXPECT_EQ(writer.FailureText(), "Cannot write ASC file: path=\"/dev/full\", errno=28 (No space left on device)");
+}
+
+/// Memory that ends in a page which can't be read.
+class EndOfMemory {
+ public:
+  EndOfMemory() : Start(static_cast<char*>(mmap(nullptr, 2 * kPage, PROT_READ | PROT_WRITE, kFlags, -1, 0))) {
+    EXPECT_EQ(mprotect(Start + kPage, kPage, PROT_NONE), 0);
+  }
+  ~EndOfMemory() { munmap(Start, 2 * kPage); }
+  EndOfMemory(const EndOfMemory&) = delete;
+  EndOfMemory& operator=(const EndOfMemory&) = delete;
+
+  /// Puts an entry's header there, so that reading its payload ends the process.
+  [[nodiscard]] const Qor_Trace_Entry_t& HeaderOf(const Qor_Trace_Entry_t& entry) const {
+    constexpr size_t kHeader = offsetof(Qor_Trace_Entry_t, Payload);
+    return *static_cast<const Qor_Trace_Entry_t*>(std::memcpy(Start + kPage - kHeader, &entry, kHeader));
+  }
+
+ private:
+  static constexpr size_t kPage = 65536;
+  static constexpr int kFlags = MAP_PRIVATE | MAP_ANONYMOUS;
+  char* const Start;
+};
+
+TEST_F(AscWriter, FormatsNothingMoreAfterAFailedWrite) {
+  const EndOfMemory memory;
+  const Qor_Trace_Entry_t& unreadable = memory.HeaderOf(*CanAt(0)->GetEntry());
+  Qor_Trace_Export_ASC writer(0, "/dev/full", 0, 0);
+  writer.WriteEntry(*CanAt(0)->GetEntry());
+  writer.Flush();
+  writer.WriteEntry(unreadable);
+  writer.WriteEntry_Lin(unreadable);
+  writer.WriteEntry_FlexRay(unreadable);
+  writer.EndFile();
+  EXPECT_TRUE(writer.Failed());
 }
 
 TEST_F(AscWriter, FullDiskShowsWhenTheFileEnds) {
@@ -348,6 +388,8 @@ TEST_F(AscWriter, FullDiskShowsWhenTheFileEnds) {
 }
 
 const std::vector<ErrorReport> kPositionLost = {{255, 0x02140007, "coud not get current stream position"}};
+const std::vector<ErrorReport> kDiskFull = {
+    {255, 0x02140007, "Cannot write ASC file: path=\"/dev/full\", errno=28 (No space left on device)"}};
 
 TEST_F(AscWriter, FullDiskEndsASeriesAtTheSplit) {
   Qor_Trace_Export_ASC writer(kSplit, "/dev/full", 0, 512);
@@ -356,16 +398,17 @@ TEST_F(AscWriter, FullDiskEndsASeriesAtTheSplit) {
   for (; code == 0 && entries < 1000; ++entries) code = ErrorOf([&] { writer.WriteEntry(*CanAt(0)->GetEntry()); });
   EXPECT_EQ(code, 0x02140007u);
   EXPECT_LT(entries, 20);
-  EXPECT_EQ(TakeErrorReports(), kPositionLost);
+  EXPECT_EQ(TakeErrorReports(), kDiskFull);
   EXPECT_TRUE(writer.Failed());
   EXPECT_EQ(ErrorOf([&] { writer.WriteEntry(*CanAt(0)->GetEntry()); }), 0x02140007u);  // and it stays so
+  EXPECT_EQ(TakeErrorReports(), kPositionLost);                                        // of a file that was given up
 }
 
 TEST_F(AscWriter, FullDiskEndsASeriesAtTheFlush) {
   Qor_Trace_Export_ASC writer(kSplit, "/dev/full", 0, 1'000'000);
   writer.WriteEntry(*CanAt(0)->GetEntry());
   EXPECT_EQ(ErrorOf([&] { writer.Flush(); }), 0x02140007u);
-  EXPECT_EQ(TakeErrorReports(), kPositionLost);
+  EXPECT_EQ(TakeErrorReports(), kDiskFull);
   EXPECT_TRUE(writer.Failed());
 }
 
@@ -375,7 +418,63 @@ TEST_F(AscWriter, FullDiskEndsASeriesWhenTheBufferIsFull) {
   int entries = 0;
   for (; code == 0 && entries < 100'000; ++entries) code = ErrorOf([&] { writer.WriteEntry(*CanAt(0)->GetEntry()); });
   EXPECT_EQ(code, 0x02140007u);
+  EXPECT_EQ(TakeErrorReports(), kDiskFull);
+}
+
+TEST_F(AscWriter, FailingFileOfASeriesIsNamed) {
+  ASSERT_EQ(symlink("/dev/full", "log_1.asc"), 0);
+  Qor_Trace_Export_ASC writer(kSplit, "log.asc", 0, 200);
+  unsigned int code = 0;
+  int entries = 0;
+  for (; code == 0 && entries < 1000; ++entries) code = ErrorOf([&] { writer.WriteEntry(*CanAt(0)->GetEntry()); });
+  EXPECT_EQ(code, 0x02140007u);
+  const char* const text = "Cannot write ASC file: path=\"log_1.asc\", errno=28 (No space left on device)";
+  EXPECT_EQ(TakeErrorReports(), (std::vector<ErrorReport>{{255, 0x02140007, text}}));
+  EXPECT_EQ(writer.FailureText(), text);
+}
+
+/// What comes out of a pipe until it is closed.
+class PipeReader {
+ public:
+  explicit PipeReader(const char* name) {
+    EXPECT_EQ(mkfifo(name, 0600), 0);
+    Thread = std::thread([this, name] { Text = ReadFile(name); });
+  }
+  std::string Read() {
+    Thread.join();
+    return Text;
+  }
+
+ private:
+  std::string Text;
+  std::thread Thread;
+};
+
+TEST_F(AscWriter, SeriesOnAPipeEndsAtTheFirstEntryAsItsPositionCannotBeRead) {
+  PipeReader pipe("pipe");
+  Qor_Trace_Export_ASC writer(kSplit, "pipe", 0, 100'000);
+  EXPECT_EQ(ErrorOf([&] { writer.WriteEntry(*CanAt(0)->GetEntry()); }), 0x02140007u);
   EXPECT_EQ(TakeErrorReports(), kPositionLost);
+  EXPECT_EQ(pipe.Read(), Header(0) + "0.000000000 CANFD 1 Rx 1   0 0 2  2 01 02 0 0 0 0 0 0 0 0\n");
+  EXPECT_FALSE(writer.Failed());
+}
+
+TEST_F(AscWriter, OneFileMayBeAPipe) {
+  PipeReader pipe("pipe");
+  {
+    Qor_Trace_Export_ASC writer(0, "pipe", 0, 512);
+    writer.WriteEntry(*CanAt(0)->GetEntry());
+  }
+  EXPECT_EQ(pipe.Read(), Header(0) + "0.000000000 CANFD 1 Rx 1   0 0 2  2 01 02 0 0 0 0 0 0 0 0\n" + kEnd);
+}
+
+TEST_F(AscWriter, EntriesBeforeTheStartDoNotAskForThePosition) {
+  PipeReader pipe("pipe");
+  {
+    Qor_Trace_Export_ASC writer(kSplit | kOffset, "pipe", 1000, 512);
+    writer.WriteEntry(*CanAt(999)->GetEntry());
+  }
+  EXPECT_EQ(pipe.Read(), Header(kSplit | kOffset) + kEnd);
 }
 
 /// Lets no file of this process grow beyond `bytes` while it lives, as a full disk would.
@@ -423,6 +522,7 @@ TEST_F(AscWriter, EntriesAfterTheEndAreNoSilentLoss) {
   Qor_Trace_Export_ASC series(kSplit, "series.asc", 0, 512);
   series.EndFile();
   EXPECT_EQ(ErrorOf([&] { series.WriteEntry(*CanAt(0)->GetEntry()); }), 0x02140007u);
+  EXPECT_EQ(TakeErrorReports(), kPositionLost);
 }
 
 }  // namespace

@@ -59,7 +59,8 @@ TEST_F(SortThreadDeathTest, FailingLiveRecordingReportsFirst) {
         SetText(Monitor, QOR_TRACE_PROPERTY_ASC_FILE_NAME, "/dev/full");
         Run(QOR_TRACE_START_ASC_RECORDING);
       },
-      "report ff 2140007 coud not get current stream position\nterminate called");
+      "report ff 2140007 Cannot write ASC file: path=\"/dev/full\", errno=28 .No space left on device.\nterminate "
+      "called");
 }
 
 TEST_F(SortThreadDeathTest, ExhaustedMemoryReportsFirst) {

@@ -1,5 +1,6 @@
 // The export of a monitor's trace to ASC files.
 #include <gtest/gtest.h>
+#include <sys/stat.h>
 
 #include <filesystem>
 #include <thread>
@@ -54,6 +55,10 @@ std::vector<std::string> FilesHere() {
   for (const auto& entry : std::filesystem::directory_iterator(".")) names.push_back(entry.path().filename());
   std::sort(names.begin(), names.end());
   return names;
+}
+
+std::vector<Report> DiskFull(const std::string& path) {
+  return {{255, 0x02140007, "Cannot write ASC file: path=\"" + path + "\", errno=28 (No space left on device)"}};
 }
 
 }  // namespace
@@ -207,10 +212,29 @@ TEST_F(AscExport, FullDiskIsAnErrorAndLeavesWhatWasWritten) {
             whole.substr(whole.find("Begin ") + 44, 3000 - text.find("Begin ") - 44));
 }
 
-TEST_F(AscExport, FullDeviceIsAnError) {
+TEST_F(AscExport, FullDeviceIsAnErrorThatSaysSo) {
   Record(FramesFrom(1, 3));
   EXPECT_EQ(Export(0, "/dev/full"), 0x02140007U);
-  EXPECT_EQ(TakeReports().size(), 1U);
+  EXPECT_EQ(TakeReports(), DiskFull("/dev/full"));
+}
+
+TEST_F(AscExport, FileOfASeriesThatFailsAtItsEndIsNamed) {
+  std::filesystem::create_symlink("/dev/full", "out_1.asc");
+  Record(FramesFrom(0x10, 12));  // the first file takes eight; what is in the second one is written at its end
+  EXPECT_EQ(Export(QOR_TRACE_ASC_SPLIT, "out.asc", 0, 512), 0x02140007U);
+  EXPECT_EQ(TakeReports(), DiskFull("out_1.asc"));
+}
+
+TEST_F(AscExport, SeriesIsNotWrittenToAPipeWhosePositionCannotBeRead) {
+  Record(FramesFrom(1, 3));
+  ASSERT_EQ(mkfifo("pipe", 0600), 0);
+  std::string text;
+  std::thread reader([&] { text = FileText("pipe"); });
+  EXPECT_EQ(Export(QOR_TRACE_ASC_SPLIT, "pipe", 0, 512), 0x02140007U);
+  reader.join();
+  EXPECT_EQ(TakeReports(), (std::vector<Report>{{255, 0x02140007, "coud not get current stream position"}}));
+  const std::string begun = LineOf(1);
+  EXPECT_EQ(text.substr(text.size() - begun.size()), begun);
 }
 
 TEST_F(AscExport, CopyThatDoesNotFitIsAnError) {

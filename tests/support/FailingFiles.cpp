@@ -149,6 +149,11 @@ off64_t lseek64(int file, off64_t offset, int from) noexcept {
   return Refuses("lseek") ? -1 : next(file, offset, from);
 }
 
+off_t lseek(int file, off_t offset, int from) noexcept {
+  static const auto next = Next(&lseek, "lseek");
+  return Refuses("lseek") ? -1 : next(file, offset, from);
+}
+
 int fstat(int file, struct stat* status) noexcept {
   static const auto next = Next(&fstat, "fstat");
   return !IsStandard(file) && Refuses("fstat") ? -1 : next(file, status);
