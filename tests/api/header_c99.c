@@ -92,8 +92,16 @@ static const Place Places[] = {
     FIELD(Qor_Trace_Export_Request_t, Extra, 272),
 };
 
-/* Values that clients and files hold. */
+#if QOR_TRACE_VERSION < 20000 || QOR_TRACE_VERSION >= 30000
+#error The version can not be compared by the preprocessor.
+#endif
+
+/* Values that clients and files hold; the version is the build's (PROJECT_*). */
 static const Place Values[] = {
+    {"QOR_TRACE_VERSION_MAJOR", QOR_TRACE_VERSION_MAJOR, PROJECT_MAJOR},
+    {"QOR_TRACE_VERSION_MINOR", QOR_TRACE_VERSION_MINOR, PROJECT_MINOR},
+    {"QOR_TRACE_VERSION_PATCH", QOR_TRACE_VERSION_PATCH, PROJECT_PATCH},
+    {"QOR_TRACE_VERSION", QOR_TRACE_VERSION, PROJECT_MAJOR * 10000 + PROJECT_MINOR * 100 + PROJECT_PATCH},
     {"BusType_Can", BusType_Can, 0},
     {"BusType_Lin", BusType_Lin, 1},
     {"BusType_FlexRay", BusType_FlexRay, 2},
