@@ -1,7 +1,9 @@
 #include "mdf/BlockBase.h"
 
+#include <algorithm>
 #include <initializer_list>
 
+#include "mdf/BlockGathering.h"
 #include "mdf/BlockTree.h"
 
 namespace MDF {
@@ -119,16 +121,19 @@ void Block::Links_Clear(bool destroy) {
   LinksChanged = true;
 }
 
-// A link to a block that has no place yet is 0 in the file and stays to be written.
 void Block::Links_Write(FileStream& stream) {
-  bool complete = true;
-  for (const Block* target : Links) {
-    const auto position = static_cast<int64_t>(target != nullptr ? target->LinkPos() : 0);
-    complete = complete && (target == nullptr || position != 0);
-    Put(stream, position);
-  }
-  LinksChanged = !complete || !stream.good();
+  for (const Block* target : Links) Put(stream, static_cast<int64_t>(target != nullptr ? target->LinkPos() : 0));
+  LinksChanged = !stream.good();
+  LinksOpen = Links_Placeless();
 }
+
+size_t Block::Links_Placeless() const {
+  const auto placeless = [](const Block* target) { return target != nullptr && target->LinkPos() == 0; };
+  return static_cast<size_t>(std::count_if(Links.begin(), Links.end(), placeless));
+}
+
+// Asked when it matters, since a block doesn't know who links to it.
+bool Block::Links_Due() const { return LinksChanged || (LinksOpen != 0 && LinksOpen != Links_Placeless()); }
 
 // --- place ---
 
@@ -155,6 +160,7 @@ void Block::Block_PlaceAndList(bool all, long* cursor, BlockSet* list, BlockSet&
   if (list != nullptr && (all || WriteRequest())) list->insert(this);
   visited.insert(this);
   SubBlocks(list, all, cursor, visited);
+  if (list != nullptr && Links_Due() && WriteRequest()) list->insert(this);  // a linked block may have got its place
 }
 
 bool Block::IgnoreSubBlock(Block* block) {
@@ -177,17 +183,19 @@ bool Block::Links_Follow(Block* target, const BlockSet& visited) const {
 // The recursion is kept in a list of its own, since chains of channels or events may be longer than a stack is deep.
 void Block::SubBlocks(BlockSet* list, bool all, long* cursor, BlockSet& visited) const {
   struct Step {
-    const Block* At;
+    Block* At;  // null for this block
     size_t NextLink;
   };
-  std::vector<Step> path{{this, 0}};
+  std::vector<Step> path{{nullptr, 0}};
   while (!path.empty()) {
     Step& step = path.back();
-    if (step.NextLink == step.At->Links.size()) {
+    const Block* from = step.At != nullptr ? step.At : this;
+    if (step.NextLink == from->Links.size()) {
+      const bool due = step.At != nullptr && from->Links_Due() && from->WriteRequest();
+      if (list != nullptr && due) list->insert(step.At);
       path.pop_back();
       continue;
     }
-    const Block* from = step.At;
     Block* target = from->Links[step.NextLink++];
     if (!from->Links_Follow(target, visited)) continue;
     if (cursor != nullptr) target->Block_Place(*cursor);
@@ -199,7 +207,7 @@ void Block::SubBlocks(BlockSet* list, bool all, long* cursor, BlockSet& visited)
 
 // --- writing ---
 
-bool Block::WriteRequest() const { return !IsWritten || LinksChanged || HeaderChanged; }
+bool Block::WriteRequest() const { return !IsWritten || HeaderChanged || Links_Due(); }
 
 bool Block::Room_Fits(FileStream& stream, unsigned long length) {
   if (length <= Room) return true;
@@ -234,7 +242,7 @@ long Block::Write_Changes(FileStream& stream) {
     Header_Write(stream);
   }
   const long links = FilePos + static_cast<long>(kHeaderSize);
-  if (LinksChanged) {
+  if (Links_Due()) {
     stream.seekp(links);
     Links_Write(stream);
   }
@@ -271,12 +279,24 @@ void Block::Block_Reset(bool full, BlockSet& done) {
   IsWritten = false;
   HeaderChanged = true;
   LinksChanged = true;
+  LinksOpen = 0;
   done.insert(this);
-  if (!full) return;
+  // Chains may be longer than a stack is deep: only the block that was asked first goes on to others, in a loop. They
+  // find themselves gathered and reset nothing but themselves.
+  if (!full || NextGathered != nullptr) return;
+  Gathering reset;
+  reset.Take(this);
+  for (Block* from = reset.First(); from != nullptr; from = Gathering::Next(from)) from->Links_Reset(reset, done);
+}
+
+void Block::Links_Reset(Gathering& reset, BlockSet& done) {
   for (Block*& link : Links) {  // a list that is reset may null its link here, but adds none
     Block* target = link;
     if (target == nullptr) continue;
-    if (!done.contains(target)) target->Block_Reset(true, done);
+    if (!done.contains(target)) {
+      reset.Take(target);
+      target->Block_Reset(true, done);
+    }
     if (IsDataList(*target)) link = nullptr;
   }
 }

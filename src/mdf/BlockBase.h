@@ -152,7 +152,7 @@ class QOR_EXPORT Block {
   /// Empties the list; with `destroy` the linked blocks are destroyed.
   void Links_Clear(bool destroy);
   /// Writes all links at the stream's position: the position of each linked block, 0 for null. Links to blocks that have
-  /// no place yet are 0 as well, and the block stays dirty until they have one.
+  /// no place yet are 0 as well; the block has a write request again as soon as one of them gets its place.
   void Links_Write(FileStream& stream);
 
   /// The next multiple of 8; a multiple of 8 stays.
@@ -184,11 +184,15 @@ class QOR_EXPORT Block {
   unsigned int DataSize = 0;  // bytes of the data section
 
  private:
-  friend class DLBLOCK;    // places its data blocks and its header list
-  friend class Gathering;  // chains blocks
+  friend class DLBLOCK;                                                  // places its data blocks and its header list
+  friend class Gathering;                                                // chains blocks
+  friend void Tree_PlaceNew(Block* root, long& cursor, BlockSet& list);  // see BlockTree.h
 
   void Block_Place(long& cursor);
   [[nodiscard]] bool Links_Follow(Block* target, const BlockSet& visited) const;
+  [[nodiscard]] size_t Links_Placeless() const;
+  [[nodiscard]] bool Links_Due() const;
+  void Links_Reset(Gathering& reset, BlockSet& done);
   /// Where links to this block point to: its position, but for a data list that was continued.
   [[nodiscard]] long LinkPos() const { return FirstPos != 0 ? FirstPos : FilePos; }
   long Write_New(FileStream& stream);
@@ -196,6 +200,7 @@ class QOR_EXPORT Block {
 
   unsigned long Room = 0;         // bytes set aside for the block at its position
   long FirstPos = 0;              // position of the first list of a chain; 0 otherwise
+  size_t LinksOpen = 0;           // links whose blocks had no place when they were written
   unsigned long DataLinks = 0;    // number of links when the data section was last written
   Block* NextGathered = nullptr;  // in a chain of blocks; the last one's is itself
 };

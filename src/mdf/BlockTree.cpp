@@ -1,5 +1,7 @@
 #include "mdf/BlockTree.h"
 
+#include <vector>
+
 #include "mdf/BlockGathering.h"
 
 namespace MDF {
@@ -37,6 +39,29 @@ void Tree_Destroy(Block* root, DataLists lists, const Block* barrier) {
     }
   }
   Destroy(tree);
+}
+
+void Tree_PlaceNew(Block* root, long& cursor, BlockSet& list) {
+  struct Step {
+    const Block* At;
+    unsigned int NextLink;
+  };
+  std::vector<Step> path;
+  const auto enter = [&](Block* block) {
+    if (block == nullptr || block->FilePos != 0) return;
+    block->Block_Place(cursor);
+    list.insert(block);
+    path.push_back({block, 0});
+  };
+  enter(root);
+  while (!path.empty()) {
+    Step& step = path.back();
+    if (step.NextLink < step.At->Links_Count()) {
+      enter(step.At->Links_Get(step.NextLink++));
+    } else {
+      path.pop_back();
+    }
+  }
 }
 
 void Links_Destroy(const std::vector<Block*>& links, const Block* barrier) {

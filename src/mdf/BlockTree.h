@@ -1,4 +1,4 @@
-// Destroying trees of blocks.
+// Destroying trees of blocks, and placing what was added to one.
 #pragma once
 
 #include <memory>
@@ -20,6 +20,12 @@ void Tree_Destroy(Block* root, DataLists lists, const Block* barrier = nullptr);
 
 /// Destroys the blocks that the links point to, each once, but for null and `barrier`, and none behind them. Takes no memory.
 void Links_Destroy(const std::vector<Block*>& links, const Block* barrier);
+
+/// Gives `root`, unless it is null or has a place, the next multiple of 8 at `cursor`, then every block without a place that
+/// is reached from it through such blocks, in the order of Block_PlaceAndList. Adds them to `list`. Takes as long as there
+/// are new blocks, however large the tree is.
+/// @throws std::bad_alloc; blocks that have got their place keep it
+void Tree_PlaceNew(Block* root, long& cursor, BlockSet& list);
 
 /// Owns a block that isn't part of a tree yet, together with what is linked from it.
 struct TreeEnd {

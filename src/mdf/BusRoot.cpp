@@ -59,10 +59,8 @@ Bus* BusRoot::Bus_Get(unsigned int busChannel, unsigned char busType) const {
 // stored under the entry's own type comes before that one.
 Bus* BusRoot::Bus_Find(unsigned int busChannel, unsigned char busType) const {
   if (Bus* bus = Bus_Get(busChannel, busType)) return bus;
-  for (const auto& [key, bus] : Buses) {
-    if (bus->BusChannel_Get() == busChannel && bus->BusType_Get() == busType) return bus.get();
-  }
-  return nullptr;
+  Bus* test = Bus_Get(busChannel, kTest);
+  return test != nullptr && test->BusType_Get() == busType ? test : nullptr;
 }
 
 bool BusRoot::Data_Insert(Qor_Trace_Entry_t& entry) {

@@ -124,6 +124,7 @@ void MdfFile::Initialization(unsigned long startTime) {
   History = history;
   Root = std::move(root);
   Begin = begin;
+  LastEvent = begin;
   Placed = 0;
   IdWritten = false;
   FirstRecordSeen = false;
@@ -137,6 +138,9 @@ void MdfFile::Tree_Drop() {
   Header = nullptr;
   History = nullptr;
   Begin = nullptr;
+  LastEvent = nullptr;
+  GroupInFile = nullptr;
+  EventInFile = nullptr;
   BusLinks.clear();
   Root.reset();
 }
@@ -167,7 +171,7 @@ bool MdfFile::File_Open(unsigned long time) {
   Changed = true;
   if (begin == nullptr) return true;
   Begin = begin.release();
-  Header->Link_EVBLOCK(Begin);
+  Event_Append(Begin);
   return true;
 }
 
@@ -188,6 +192,8 @@ void MdfFile::File_Renew() {
   Id->Block_Reset();
   Header->Block_Reset(true, done);
   Root->Bus_Reset();
+  GroupInFile = nullptr;
+  EventInFile = nullptr;
   Placed = 0;
   IdWritten = false;
   HasRecords = false;
@@ -203,6 +209,7 @@ void MdfFile::Events_Drop() {
     dropped = next;
   }
   Begin = nullptr;
+  LastEvent = nullptr;
 }
 
 bool MdfFile::File_FlushData() {
@@ -215,11 +222,11 @@ bool MdfFile::File_Close(unsigned long time) {
   if (!flushed && is_open() && good() && Root->Data_Waiting()) return false;  // memory was short
   if (Begin != nullptr) {
     const std::string name = "End of Recording";
-    Header->Link_EVBLOCK(new MDF::EVBLOCK(name, kRecording, kCauseUser, Header->RelativeTime(time), Begin));
+    Event_Append(new MDF::EVBLOCK(name, kRecording, kCauseUser, Header->RelativeTime(time), Begin));
     Begin = nullptr;
-    Changed = true;
   }
   if (!is_open()) return false;
+  EventInFile = nullptr;  // the last look goes through everything, also through what a failed write has left behind
   const bool written = Write();
   if (flushed && written) Id->Finalize(*this);
   const bool sound = flushed && written && good();
@@ -247,7 +254,8 @@ bool MdfFile::Limit_Reached() {
   return MaxSize != 0 && is_open() && good() && static_cast<uint64_t>(MDF::SeekEnd(*this)) >= MaxSize;
 }
 
-/// Ends this file and begins the next. A file that can't be written stays the current one. True when the records are safe.
+/// Ends this file and begins the next. A file that can't be written stays the current one. True when the records are safe
+/// and there is a file for those that follow.
 bool MdfFile::Series_Next(unsigned long time) {
   if (!Root->Write()) {
     Written = true;
@@ -256,11 +264,11 @@ bool MdfFile::Series_Next(unsigned long time) {
   const bool closed = File_Close(time);
   ++FileIndex;
   File_Renew();
-  File_Open(time);
+  const bool opened = File_Open(time);
   Root->Data_NewBlock();
-  Write();
+  const bool described = Write();
   Written = false;
-  return closed;
+  return closed && opened && described;
 }
 
 /// The automatic limit, at the first record.
@@ -280,13 +288,35 @@ bool MdfFile::Write() {
   // Blocks that have a place and were not written, as memory was short then, keep it.
   Placed = std::max({Placed, MDF::SeekEnd(*this), static_cast<long>(Id->Block_Length())});
   BlockSet changed;
-  Header->Block_PlaceAndList(false, &Placed, &changed);
+  Blocks_Place(changed);
   // From the end: what is new is there before a block that was in the file already tells of it.
   std::for_each(changed.rbegin(), changed.rend(), [this](MDF::Block* block) { block->Write(*this); });
   flush();
   Changed = !good();
-  if (!Changed) BusLinks.clear();
-  return !Changed;
+  if (Changed) return false;
+  BusLinks.clear();
+  GroupInFile = Root->LatestHierarchieElement();
+  EventInFile = LastEvent;
+  return true;
+}
+
+/// Groups and events are only ever appended: a file that had everything is looked through from the ends of these chains,
+/// so that each addition costs the same however many came before.
+void MdfFile::Blocks_Place(BlockSet& changed) {
+  MDF::Block* lastEvent = std::exchange(EventInFile, nullptr);  // until all of it is written
+  if (lastEvent == nullptr) {
+    Header->Block_PlaceAndList(false, &Placed, &changed);
+    return;
+  }
+  for (unsigned int link = 0; link < Header->Links_Count(); ++link) {
+    MDF::Block* added = Header->Links_Get(link);
+    if (link == MDF::kHdFirstGroup && GroupInFile != Header) added = GroupInFile->Links_Get(MDF::kDgNext);
+    if (link == MDF::kHdFirstEvent) added = lastEvent->Links_Get(MDF::kEvNext);
+    MDF::Tree_PlaceNew(added, Placed, changed);
+  }
+  for (MDF::Block* block : {static_cast<MDF::Block*>(Header), GroupInFile, lastEvent}) {
+    if (block->WriteRequest()) changed.insert(block);
+  }
 }
 
 bool MdfFile::StartTime_Reset(unsigned long startTime, bool relative) {
@@ -342,13 +372,17 @@ bool MdfFile::Data_Insert(unsigned int busChannel, unsigned char busType, Qor_Tr
   return Describe() && Root->Data_Insert(Root->Bus_Get(busChannel, busType), entry) && Recorded(entry.Timestamp);
 }
 
+/// Closed, and whatever is added now would be dropped when the next file is begun.
+bool MdfFile::Ended() const { return !is_open() && IdWritten; }
+
 /// What describes the data goes out before the data. False when the recording has ended or a write has failed.
 bool MdfFile::Describe() {
-  if (!is_open()) return !IdWritten;
+  if (!is_open()) return !Ended();
   return good() && ((!Changed && BusLinks.empty()) || Write());
 }
 
-/// After each record: on to the next file if this one is large enough. False when it couldn't be brought to its end.
+/// After each record: on to the next file if this one is large enough. False when it couldn't be brought to its end or the
+/// next one couldn't be begun.
 bool MdfFile::Recorded(unsigned long time) {
   HasRecords = true;
   Limit_Choose();
@@ -356,8 +390,8 @@ bool MdfFile::Recorded(unsigned long time) {
   try {
     return Series_Next(time);
   } catch (const std::bad_alloc&) {
-    Written = true;  // this record is in the file; the next one tries again
-    return true;
+    Written = true;  // this record is in the file; the next one tries again, if the file is still there
+    return is_open();
   }
 }
 
@@ -376,11 +410,22 @@ bool MdfFile::Event(const std::string& name, unsigned char kind, unsigned char c
 bool MdfFile::Event_Link(const std::string& name, unsigned char kind, unsigned char cause, unsigned long time,
                          Bus* scope) {
   const EventShape shape = ShapeOf(kind);
-  if (shape.Type == 0) return false;
+  if (shape.Type == 0 || Ended()) return false;
   const unsigned long relative = Header->RelativeTime(time);
   NewEvent added(shape.OfRecording ? new MDF::EVBLOCK(name, shape.Type, cause, relative, nullptr, Begin)
                                    : new MDF::EVBLOCK(name, shape.Type, cause, relative));
   if (scope != nullptr) scope->Event_ScopeAdd(added.get());
+  Event_Append(added.release());
+  return true;
+}
+
+/// Takes no memory, and no walk to the end of the chain: nobody else appends to it.
+void MdfFile::Event_Append(MDF::EVBLOCK* added) {
+  if (LastEvent == nullptr) {
+    Header->Link_EVBLOCK(added);
+  } else {
+    LastEvent->Links_Set(MDF::kEvNext, added);
+  }
+  LastEvent = added;
   Changed = true;
-  return Header->Link_EVBLOCK(added.release());
 }

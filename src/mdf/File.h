@@ -44,7 +44,8 @@ struct QOR_EXPORT FileInfo {
 ///
 /// Memory: the calls that write throw std::bad_alloc when what describes the data can't be written for want of memory, and
 /// return false when the data can't. What is in the file stays right, and the call may be repeated. When it was the next
-/// file of a series that couldn't be opened, none is open: File_Open tries again.
+/// file of a series that couldn't be opened, none is open, and Data_Insert has said so: File_Open tries again, and until
+/// then entries are collected.
 ///
 /// The file on the disk is a sound unfinalized one from the constructor on: descriptions are written before the first
 /// data, and each block of data is followed by the counts that belong to it. Only File_Close marks it finalized. The
@@ -116,6 +117,9 @@ class QOR_EXPORT MdfFile : public FileStream {
 
   /// Records an entry on the bus of its channel and type. True when it was recorded, also if that began the next file.
   /// False when no such bus was added, the kind of event isn't recorded, a write failed, or the file was closed.
+  ///
+  /// Also false when the entry filled the file and the next one of the series couldn't be begun. The entry is the last one
+  /// of the full file then, and shouldn't be inserted again; is_open() is false if it was the opening that failed.
   /// @throws std::out_of_range for an event that a bus of type 'c' has no group for
   [[nodiscard]] bool Data_Insert(Qor_Trace_Entry_t& entry);
   /// The same on a bus named by the caller, which reads the entry by its own type.
@@ -123,7 +127,7 @@ class QOR_EXPORT MdfFile : public FileStream {
 
   /// Adds an event to the file. `kind`: 1 acquisition interrupted, 2 marker, 4 trigger that started and 5 trigger that
   /// stopped the recording, 6 trigger; false for others. `cause`: 0 other, 1 error, 2 tool, 3 script, 4 user. `time`: ns
-  /// on the clock of the relative base.
+  /// on the clock of the relative base. False between File_Close and File_Open, where there is no file for it.
   /// @throws std::bad_alloc; nothing is changed then
   bool Event(const std::string& name, unsigned char kind, unsigned char cause, unsigned long time);
   /// The same for one bus only; false when it isn't there.
@@ -132,8 +136,11 @@ class QOR_EXPORT MdfFile : public FileStream {
 
  private:
   explicit MdfFile(const std::string& fileName);
+  [[nodiscard]] bool Ended() const;
   bool Event_Link(const std::string& name, unsigned char kind, unsigned char cause, unsigned long time, Bus* scope);
+  void Event_Append(MDF::EVBLOCK* added);
   void Events_Drop();
+  void Blocks_Place(BlockSet& changed);
   [[nodiscard]] bool Describe();
   [[nodiscard]] bool Recorded(unsigned long time);
   void Limit_Choose();
@@ -156,6 +163,9 @@ class QOR_EXPORT MdfFile : public FileStream {
   MDF::FHBLOCK* History = nullptr;
   std::unique_ptr<BusRoot> Root;
   MDF::EVBLOCK* Begin = nullptr;           // of the recording that hasn't ended yet
+  MDF::EVBLOCK* LastEvent = nullptr;       // of the header's chain
+  MDF::Block* GroupInFile = nullptr;       // the last data group that the file describes, with all before it ...
+  MDF::Block* EventInFile = nullptr;       // ... and the last event; null when everything must be looked through
   std::set<Bus*, BusLinks_sort> BusLinks;  // buses that the file doesn't describe yet
 };
 

@@ -32,6 +32,13 @@ class Probe : public Block {
   int* Ended;
 };
 
+/// A real block whose mark can be looked at.
+class ProbeHistory : public MDF::FHBLOCK {
+ public:
+  ProbeHistory() : FHBLOCK(7, nullptr) {}
+  [[nodiscard]] bool LinksMarked() const { return LinksChanged; }
+};
+
 class BlockBase : public MdfFiles {};
 
 TEST(BlockHeader, NewBlockHasItsIdAndNoLengthYet) {
@@ -298,6 +305,40 @@ TEST(BlockPlace, ChainsMayBeLongerThanTheStackIsDeep) {
   EXPECT_EQ(chain.back()->Block_FilePos(), static_cast<long>(64 + 32 * (kBlocks - 1)));
 }
 
+TEST(BlockReset, ChainsMayBeLongerThanTheStackIsDeep) {
+  constexpr size_t kBlocks = 300'000;
+  std::vector<std::unique_ptr<MDF::FHBLOCK>> chain;
+  for (size_t i = 0; i < kBlocks; ++i) {
+    chain.push_back(std::make_unique<MDF::FHBLOCK>(i, nullptr));
+    if (i > 0) chain[i - 1]->Links_Set(MDF::kFhNext, chain[i].get());
+  }
+  long cursor = 64;
+  chain[0]->Block_PlaceAndList(true, &cursor, nullptr);
+  static_cast<Block&>(*chain[0]).Block_Reset(true);
+  EXPECT_EQ(chain.front()->Block_FilePos(), 0);
+  EXPECT_EQ(chain[kBlocks / 2]->Block_FilePos(), 0);
+  EXPECT_EQ(chain.back()->Block_FilePos(), 0);
+}
+
+TEST(BlockReset, ReachesEveryPlacedBlockOnceAlsoInACircle) {
+  Probe root(2);
+  Probe left(1);
+  Probe right(1);
+  Probe spared(0);
+  root.Links_Set(0, &left);
+  root.Links_Set(1, &right);
+  left.Links_Set(0, &root);
+  right.Links_Set(0, &spared);
+  long cursor = 64;
+  root.Block_PlaceAndList(true, &cursor, nullptr);
+  BlockSet done{&spared};
+  static_cast<Block&>(root).Block_Reset(true, done);
+  EXPECT_EQ(root.Block_FilePos(), 0);
+  EXPECT_EQ(left.Block_FilePos(), 0);
+  EXPECT_EQ(right.Block_FilePos(), 0);
+  EXPECT_NE(spared.Block_FilePos(), 0) << "was done already";
+}
+
 TEST(BlockPlace, UnplacedBlocksAreOneElementOfASet) {
   Probe one(0);
   Probe other(0);
@@ -378,18 +419,45 @@ TEST_F(BlockBase, ChangedLinkIsPatchedWithoutRewritingAnythingElse) {
   EXPECT_EQ(comment.Block_FilePos(), 0x78);
 }
 
-TEST_F(BlockBase, LinkToABlockWithoutAPlaceIsPatchedOnceItHasOne) {
+TEST_F(BlockBase, LinkToABlockWithoutAPlaceIsDueAgainWhenItGetsOneAndNotBefore) {
   FileStream stream(NewFile());
   Roots({64});
-  MDF::FHBLOCK history(7, nullptr);
+  ProbeHistory history;
   PlaceAndWrite(history, stream);
   MDF::MDBLOCK comment("<FHcomment/>");
   history.Links_Set(1, &comment);
   EXPECT_NE(history.Write(stream), 0) << "before the comment is placed";
+  EXPECT_FALSE(history.LinksMarked());
+  EXPECT_FALSE(history.WriteRequest());
+  long end = MDF::SeekEnd(stream);
+  comment.Block_PlaceAndList(false, &end, nullptr);
   EXPECT_TRUE(history.WriteRequest());
   PlaceAndWrite(history, stream);
   EXPECT_FALSE(history.WriteRequest());
   EXPECT_EQ(Contents().substr(64 + 32, 8), Bytes("78 00 00 00 00 00 00 00"));
+}
+
+/// One walk places a block behind a block that was looked at before and was written without it.
+TEST_F(BlockBase, WalkThatPlacesABlockListsThoseThatLinkToIt) {
+  FileStream stream(NewFile());
+  Roots({64});
+  MDF::FHBLOCK first(1, nullptr);
+  auto second = std::make_unique<MDF::FHBLOCK>(2, nullptr);
+  first.Links_Set(0, second.get());
+  PlaceAndWrite(first, stream);
+  MDF::MDBLOCK shared("<FHcomment/>");
+  first.Links_Set(1, &shared);
+  second->Links_Set(1, &shared);
+  EXPECT_NE(first.Write(stream), 0);
+  EXPECT_NE(second->Write(stream), 0);
+  long end = MDF::SeekEnd(stream);
+  BlockSet due;
+  first.Block_PlaceAndList(false, &end, &due);
+  EXPECT_THAT(due, ::testing::ElementsAre(&first, second.get(), &shared));
+  for (Block* block : due) block->Write(stream);
+  stream.flush();
+  EXPECT_FALSE(first.WriteRequest());
+  EXPECT_FALSE(second->WriteRequest());
 }
 
 TEST_F(BlockBase, NothingIsWrittenWhenNothingChanged) {

@@ -88,6 +88,36 @@ struct Link {
   MDF::Block Block{MDF::blockType_CN, 'C', 'N', 2};
 };
 
+TEST(BlockTree, NewBlocksArePlacedAsAWalkThroughEverythingWouldPlaceThem) {
+  // root -> placed -> behind; then root -> added -> {further -> placed, last}
+  MDF::Block root(MDF::blockType_CC, 'C', 'C', 2);
+  MDF::Block placed(MDF::blockType_CC, 'C', 'C', 1);
+  MDF::Block added(MDF::blockType_CC, 'C', 'C', 2);
+  MDF::Block further(MDF::blockType_CC, 'C', 'C', 1);
+  MDF::Block last(MDF::blockType_CC, 'C', 'C', 0);
+  root.Links_Set(0, &placed);
+  long cursor = 64;
+  root.Block_PlaceAndList(true, &cursor, nullptr);
+  MDF::Block behind(MDF::blockType_CC, 'C', 'C', 0);
+  placed.Links_Set(0, &behind);  // not reached through new blocks alone
+  root.Links_Set(1, &added);
+  added.Links_Set(0, &further);
+  added.Links_Set(1, &last);
+  further.Links_Set(0, &placed);
+  BlockSet list;
+  const long begin = cursor;
+  MDF::Tree_PlaceNew(&added, cursor, list);
+  EXPECT_THAT(list, ::testing::ElementsAre(&added, &further, &last));
+  EXPECT_EQ(added.Block_FilePos(), begin);
+  EXPECT_EQ(further.Block_FilePos(), begin + 40);
+  EXPECT_EQ(last.Block_FilePos(), begin + 40 + 32);
+  EXPECT_EQ(cursor, begin + 40 + 32 + 24);
+  EXPECT_EQ(behind.Block_FilePos(), 0);
+  MDF::Tree_PlaceNew(&added, cursor, list);
+  MDF::Tree_PlaceNew(nullptr, cursor, list);
+  EXPECT_EQ(cursor, begin + 40 + 32 + 24);
+}
+
 TEST(BlockChain, BlocksAreAppendedInOrder) {
   Link owner, a, b, c;
   EXPECT_TRUE(MDF::Chain_Append(owner.Block, 1, 0, &a.Block));

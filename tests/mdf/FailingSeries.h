@@ -44,7 +44,7 @@ class Recording {
   void Insert(unsigned long count) {
     for (unsigned long i = 0; i < count; ++i) {
       Frame.Put(kTimestamp, kFirstTime + Taken);
-      if (Do([this] { return File->Data_Insert(Entry(Frame)); })) ++Taken;
+      if (Do([this] { return Insert_Frame(); })) ++Taken;
       ++Offered;
       Do([this] { return File->is_open() || (Again && File->File_Open(kFirstTime + Taken)); });
     }
@@ -95,6 +95,11 @@ class Recording {
     const bool done = once() || (Again && once());
     Whole = Whole && done;
     return done;
+  }
+  /// A frame that filled the file is kept there, even if the next file couldn't be opened; that one is opened again then.
+  bool Insert_Frame() {
+    const bool wasOpen = File->is_open();
+    return File->Data_Insert(Entry(Frame)) || (Again && wasOpen && !File->is_open());
   }
   /// Of a file that there is.
   template <class Call>

@@ -149,16 +149,45 @@ TEST_F(MdfFileFailure, FullDiskAtTheEndOfAFileDoesNotBeginTheNext) {
   EXPECT_EQ(Findings("trace.mf4", true), "");
 }
 
-TEST_F(MdfFileFailure, NextFileThatCannotBeOpenedLeavesTheFirstOneWhole) {
+TEST_F(MdfFileFailure, NextFileThatCannotBeOpenedIsToldAtOnceAndLeavesTheFirstOneWhole) {
   MdfFile file("trace", 0, 2049);  // split at every flush
   ASSERT_TRUE(file.Bus_Add(1, BusType_Can));
   std::filesystem::create_directory("trace_1.mf4");
-  EXPECT_TRUE(Insert(file, Frame(0)));
+  EXPECT_FALSE(Insert(file, Frame(0)));  // in the first file; for further ones there is none
   EXPECT_FALSE(file.is_open());
   EXPECT_TRUE(Decoded("trace.mf4").Finalized());
   EXPECT_EQ(FramesOf(Decoded("trace.mf4")), 1U);
   EXPECT_TRUE(Insert(file, Frame(1)));  // collected
   EXPECT_FALSE(file.File_Close(1));
+  std::filesystem::remove("trace_1.mf4");
+  ASSERT_TRUE(file.File_Open(1));
+  ASSERT_TRUE(file.File_Close(2));
+  EXPECT_EQ(Decoded("trace_1.mf4").Find("CAN1", "CAN_DataFrame").Count, 1U);
+}
+
+/// What a failed write has left in the middle is found and written, although descriptions go on from the end.
+TEST_F(MdfFileFailure, DescriptionsThatFailedAreWrittenOnceThereIsRoom) {
+  MdfFile file("trace", 0);
+  ASSERT_TRUE(file.Bus_Add(1, BusType_Can));
+  ASSERT_TRUE(Insert(file, Frame(0)));
+  ASSERT_TRUE(file.Bus_Add(2, BusType_Lin));
+  ASSERT_TRUE(file.Event("first", 2, 4, 1));
+  {
+    const test::FileSizeLimit full(std::filesystem::file_size("trace.mf4") + 5'000);
+    EXPECT_FALSE(Insert(file, Frame(1)));
+  }
+  file.clear();
+  ASSERT_TRUE(file.Event("second", 2, 4, 2, 2, BusType_Lin));
+  ASSERT_TRUE(file.Bus_Add(3, BusType_Can));
+  ASSERT_TRUE(Insert(file, Frame(1)));
+  ASSERT_TRUE(file.File_Close(3));
+  EXPECT_EQ(Findings("trace.mf4", true), "");
+  const MdfDecoder decoded = Decoded("trace.mf4");
+  EXPECT_EQ(FramesOf(decoded), 2U);
+  EXPECT_EQ(decoded.Groups().size(), 2U + 6U + 2U);
+  ASSERT_EQ(decoded.Events().size(), 4U);
+  EXPECT_EQ(decoded.Events()[1].Name, "first");
+  EXPECT_EQ(decoded.Events()[2].Name, "second");
 }
 
 // --- recordings that are cut off ---

@@ -358,6 +358,30 @@ TEST_F(Life, OtherEventKindsAreRefused) {
   for (const unsigned char kind : test::Bytes{0, 3, 7, 255}) EXPECT_FALSE(file.Event("mark", kind, 0, 0)) << int{kind};
 }
 
+TEST_F(Life, EventsAreRefusedWhileThereIsNoFileForThem) {
+  MdfFile file("trace", 0);
+  ASSERT_TRUE(file.Bus_Add(1, BusType_Can));
+  ASSERT_TRUE(file.File_Close(10));
+  EXPECT_FALSE(file.Event("mark", 2, 4, 20));
+  EXPECT_FALSE(file.Event("mark", 2, 4, 20, 1, BusType_Can));
+  ASSERT_TRUE(file.File_Open(30));
+  EXPECT_TRUE(file.Event("mark", 2, 4, 40));
+  ASSERT_TRUE(file.File_Close(50));
+  const auto events = Decoded("trace.mf4").Events();
+  ASSERT_EQ(events.size(), 3U);  // with begin and end
+  EXPECT_EQ(events[1].Name, "mark");
+  EXPECT_EQ(events[1].Time, 40);
+}
+
+TEST_F(Life, EventsWithoutAFileYetGoIntoTheFirstOne) {
+  MdfFile file("folder/trace", 0);
+  ASSERT_TRUE(file.Event("mark", 2, 4, 10));
+  std::filesystem::create_directory("folder");
+  ASSERT_TRUE(file.File_Open(20));
+  ASSERT_TRUE(file.File_Close(30));
+  EXPECT_EQ(Decoded("folder/trace.mf4").Events().size(), 3U);
+}
+
 TEST_F(Life, EventsWhileRecordingAreInTheFileAtTheNextRecord) {
   MdfFile file("trace", 0);
   ASSERT_TRUE(file.Bus_Add(1, BusType_Can));
