@@ -111,6 +111,7 @@ DGBLOCK* Event_Build(const tables::Event& table, MDF::Block* parent, unsigned ch
                      unsigned int busChannel, CNBLOCK** dataBytes = nullptr) {
   const std::string event = table.Name;
   CNBLOCK* structure = nullptr;
+  CNBLOCK* length = nullptr;
   CNBLOCK* bytes = nullptr;
   NewTree<DGBLOCK> group = Group_New(structure, event, recordId, busName, busChannel);
   for (const tables::Constant& constant : table.Constants) {
@@ -118,7 +119,10 @@ DGBLOCK* Event_Build(const tables::Event& table, MDF::Block* parent, unsigned ch
   }
   for (const tables::Field& field : table.Fields) {
     CNBLOCK* channel = Field_Add(event, field, structure);
+    if (std::string_view(field.Name) == "DataLength") length = channel;
     if (std::string_view(field.Name) == "DataBytes") bytes = channel;
+    // The size channel of a field of maximum length, by which readers cut the padding off.
+    if (field.Type == tables::kMaximum) channel->Links_Set(MDF::kCnData, length);
   }
   Structure_Span(*structure, *group);
   if (!Link_Group(parent, group.get())) return nullptr;

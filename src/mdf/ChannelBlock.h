@@ -131,7 +131,7 @@ enum CnLink : unsigned int {  //  MDF name           points to
   kCnName,                    //  cn_tx_name         TX
   kCnSource,                  //  cn_si_source       SI
   kCnConversion,              //  cn_cc_conversion   CC
-  kCnData,                    //  cn_data            SD, DZ, DL or HL
+  kCnData,                    //  cn_data            SD, DZ, DL or HL; the size channel of one of maximum length
   kCnUnit,                    //  cn_md_unit         TX or MD
   kCnComment,                 //  cn_md_comment      MD or TX
   kCnLinkCount

@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "mdf/BlockTree.h"
+#include "mdf/XmlText.h"
 
 namespace {
 
@@ -21,29 +22,8 @@ constexpr char kHistory[] =
     "<FHcomment><TX>created</TX><tool_id>Qor-API Trace DLL</tool_id><tool_vendor>Norvik electronic GmbH</tool_vendor>"
     "</FHcomment>";
 
-/// The text as it may stand in an XML element: markup escaped, characters that XML doesn't have left out.
-std::string Escaped(const std::string& text) {
-  std::string xml;
-  for (const char c : text) {
-    switch (c) {
-      case '&':
-        xml += "&amp;";
-        break;
-      case '<':
-        xml += "&lt;";
-        break;
-      case '>':
-        xml += "&gt;";
-        break;
-      default:
-        if (static_cast<unsigned char>(c) >= ' ' || c == '\t' || c == '\n' || c == '\r') xml += c;
-    }
-  }
-  return xml;
-}
-
 std::string Property(const char* name, const std::string& value) {
-  return std::string("<e name=\"").append(name).append("\">").append(Escaped(value)).append("</e>\n");
+  return std::string("<e name=\"").append(name).append("\">").append(MDF::Xml_Escaped(value)).append("</e>\n");
 }
 
 /// What an event of a kind is in the file.
@@ -145,8 +125,11 @@ void MdfFile::Tree_Drop() {
   Root.reset();
 }
 
-void MdfFile::FileInformationHeader(const FileInfo& info) {
-  std::string xml = "<HDcomment><TX>" + Escaped(info.Text) + "</TX>\n<common_properties>";
+bool MdfFile::FileInformationHeader(const FileInfo& info) {
+  for (const std::string* text : {&info.Author, &info.Department, &info.Project, &info.Subject, &info.Text}) {
+    if (!MDF::Text_IsUtf8(*text)) return false;
+  }
+  std::string xml = "<HDcomment><TX>" + MDF::Xml_Escaped(info.Text) + "</TX>\n<common_properties>";
   xml += Property("author", info.Author) + Property("department", info.Department);
   xml += Property("project", info.Project) + Property("subject", info.Subject);
   xml += "</common_properties></HDcomment>";
@@ -154,6 +137,7 @@ void MdfFile::FileInformationHeader(const FileInfo& info) {
   Header->Links_Delete(MDF::kHdComment);
   Header->Links_Set(MDF::kHdComment, comment.release());
   Changed = true;
+  return true;
 }
 
 std::string MdfFile::FileName() const {

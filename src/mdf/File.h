@@ -18,7 +18,7 @@
 #include "mdf/BusRoot.h"
 #include "qor_api_trace.h"
 
-/// What a file's comment says; plain texts, any of which may be empty.
+/// What a file's comment says; plain texts in UTF-8, any of which may be empty.
 struct QOR_EXPORT FileInfo {
   std::string Author;
   std::string Department;
@@ -72,10 +72,10 @@ class QOR_EXPORT MdfFile : public FileStream {
   /// that isn't open.
   /// @throws std::bad_alloc; nothing is changed then
   void Initialization(unsigned long startTime);
-  /// Sets the comment of the header, as the begin of the recording should; a later call leaves the bytes of the former
-  /// comment behind in the file.
+  /// Sets the comment of the header. Best called before anything is recorded: a later call leaves the bytes of the former
+  /// comment in the file. False, and nothing is changed, when a text isn't valid UTF-8, which readers would refuse.
   /// @throws std::bad_alloc; nothing is changed then
-  void FileInformationHeader(const FileInfo& info);
+  [[nodiscard]] bool FileInformationHeader(const FileInfo& info);
   /// The name of the current file of the series.
   [[nodiscard]] std::string FileName() const;
 
@@ -130,7 +130,10 @@ class QOR_EXPORT MdfFile : public FileStream {
   /// on the clock of the relative base. False between File_Close and File_Open, where there is no file for it.
   /// @throws std::bad_alloc; nothing is changed then
   bool Event(const std::string& name, unsigned char kind, unsigned char cause, unsigned long time);
-  /// The same for one bus only; false when it isn't there.
+  /// The same for one bus only; false when it isn't there. The event refers to the data groups of the bus.
+  ///
+  /// **Some readers refuse a file with such an event as a whole**, recorded data included. Where it isn't known who will
+  /// read the file, add the event without a bus.
   bool Event(const std::string& name, unsigned char kind, unsigned char cause, unsigned long time,
              unsigned int busChannel, unsigned char busType);
 

@@ -2,6 +2,7 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
 #include <cstdio>
 
 #include "mdf/File.h"
@@ -194,6 +195,20 @@ TEST_P(BusEvent, BusChannelIsAConstant) {
   // linear: 7 + 0 x raw
   EXPECT_EQ(Linked(channel, 4).Data, Bytes("01 00 00 00 00 00 02 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00"
                                            "00 00 00 00 00 00 1C 40 00 00 00 00 00 00 00 00"));
+}
+
+TEST_P(BusEvent, DataOfMaximumLengthHaveTheirLengthInTheSizeChannel) {
+  constexpr size_t kMaximumLength = 5;
+  const EventCase& event = GetParam();
+  const std::string name = event.Event + ".DataBytes";
+  WriteBus(event.BusType);
+  Strings lines;
+  Lines(Linked(ChannelGroup(event.Index), 1), lines);
+  const bool has = std::any_of(lines.begin(), lines.end(), [&](const auto& line) { return line.starts_with(name); });
+  if (!has) return;
+  const View& data = Component(event.Index, name);
+  const bool maximum = Number(data, 0, 1) == kMaximumLength;
+  EXPECT_EQ(Text(Linked(data, 5), 2), maximum ? event.Event + ".DataLength" : "");
 }
 
 INSTANTIATE_TEST_SUITE_P(BusGenerator, BusEvent, ::testing::ValuesIn(Events()),

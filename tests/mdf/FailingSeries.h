@@ -39,7 +39,7 @@ class Recording {
     Do([this] { return File->Write(); });
   }
   void Comment(const FileInfo& info) {
-    Do([&] { return File->FileInformationHeader(info), true; });
+    Do([&] { return File->FileInformationHeader(info); });
   }
   void Insert(unsigned long count) {
     for (unsigned long i = 0; i < count; ++i) {

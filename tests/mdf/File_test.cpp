@@ -100,13 +100,26 @@ TEST_F(Life, HistoryAndIdentificationNameTheProgram) {
 
 TEST_F(Life, FileInformationIsEscaped) {
   MdfFile file("trace", 0);
-  file.FileInformationHeader({"A & B", "<dept>", "p\x01q", "", "line\nnext > last"});
+  ASSERT_TRUE(file.FileInformationHeader({"A & B", "<dept>", "p\x01q", "", "line\nnext > last"}));
   ASSERT_TRUE(file.File_Close(0));
   EXPECT_EQ(Findings("trace.mf4"), "");
   EXPECT_EQ(Decoded("trace.mf4").Comment(),
             "<HDcomment><TX>line\nnext &gt; last</TX>\n<common_properties><e name=\"author\">A &amp; B</e>\n"
             "<e name=\"department\">&lt;dept&gt;</e>\n<e name=\"project\">pq</e>\n<e name=\"subject\"></e>\n"
             "</common_properties></HDcomment>");
+}
+
+TEST_F(Life, FileInformationOtherThanUtf8IsRefused) {
+  MdfFile file("trace", 0);
+  ASSERT_TRUE(file.FileInformationHeader({"kept \xC3\xA9", "", "", "", ""}));
+  const std::string bad = "J\xF6rg";  // Latin-1
+  EXPECT_FALSE(file.FileInformationHeader({bad, "", "", "", ""}));
+  EXPECT_FALSE(file.FileInformationHeader({"", bad, "", "", ""}));
+  EXPECT_FALSE(file.FileInformationHeader({"", "", bad, "", ""}));
+  EXPECT_FALSE(file.FileInformationHeader({"", "", "", bad, ""}));
+  EXPECT_FALSE(file.FileInformationHeader({"", "", "", "", bad}));
+  ASSERT_TRUE(file.File_Close(0));
+  EXPECT_NE(Decoded("trace.mf4").Comment().find("kept \xC3\xA9"), std::string::npos);
 }
 
 TEST_F(Life, StartTimeMayBeSetAfterwardsWithOrWithoutTheBase) {

@@ -115,8 +115,12 @@ inline const BlockShape* ShapeOf(std::string_view id) {
   return nullptr;
 }
 
-/// The link `index` of a block; null when the block has none there.
-inline const LinkShape* LinkAt(const BlockShape& shape, size_t index) {
+/// The link `index` of a block with this data section; null when the block has none there.
+inline const LinkShape* LinkAt(const BlockShape& shape, size_t index, std::string_view data) {
+  constexpr size_t kChannelData = 5;
+  constexpr char kMaximumLength = 5;
+  static const LinkShape kSizeChannel{"size channel", "CN", Use::kRefer};
+  if (shape.Id == "CN" && index == kChannelData && data.starts_with(kMaximumLength)) return &kSizeChannel;
   if (index < shape.Links.size()) return &shape.Links[index];
   return shape.Further.Targets.empty() ? nullptr : &shape.Further;
 }

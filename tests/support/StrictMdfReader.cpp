@@ -159,7 +159,7 @@ bool StrictMdfReader::Enter(uint64_t position) {
 bool StrictMdfReader::Follow(uint64_t from, size_t link) {
   const BlockView& block = Found.at(from);
   const BlockShape& shape = *mdf_format::ShapeOf(block.Id);
-  const LinkShape* use = mdf_format::LinkAt(shape, link);
+  const LinkShape* use = mdf_format::LinkAt(shape, link, block.Data);
   const uint64_t target = block.Links[link];
   if (use == nullptr) return false;  // the number of links was complained about
   if (target == 0) {
@@ -350,7 +350,7 @@ void StrictMdfReader::Finish(uint64_t begin) {
   for (const auto& [position, block] : Found) {
     const BlockShape& shape = *mdf_format::ShapeOf(block.Id);
     for (size_t link = 0; link < block.Links.size(); ++link) {
-      const LinkShape* use = mdf_format::LinkAt(shape, link);
+      const LinkShape* use = mdf_format::LinkAt(shape, link, block.Data);
       const uint64_t target = block.Links[link];
       if (use == nullptr || use->How != Use::kRefer || target == 0) continue;
       const std::string name = "link \"" + std::string(use->Name) + "\" ";
