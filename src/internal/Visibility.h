@@ -1,4 +1,7 @@
-// The mark of what the library exports; everything else is hidden.
+// The marks of what the library exports; everything else is hidden.
 #pragma once
 
+/// On a class: its members are exported.
 #define QOR_EXPORT __attribute__((visibility("default")))
+/// On a member of such a class that is a helper of its own, private or for the library's derived classes.
+#define QOR_HIDDEN __attribute__((visibility("hidden")))

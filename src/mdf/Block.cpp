@@ -21,11 +21,19 @@ HDBLOCK::HDBLOCK(unsigned long startTime) : Block(blockType_HD, 'H', 'D', kHdLin
   Data.StartTime = startTime;
 }
 
+HDBLOCK::~HDBLOCK() = default;
+
 bool HDBLOCK::WriteRequest() const { return DataChanged || Block::WriteRequest(); }
 
 void HDBLOCK::Links_Set(unsigned int index, Block* block) { Block::Links_Set(index, block); }
 
 long HDBLOCK::Write(FileStream& stream) { return Write_WithData(stream, DataChanged, {{&Data, sizeof Data}}); }
+
+unsigned long HDBLOCK::RelativeTime(unsigned long time) const { return time - RelativeBase; }
+
+void HDBLOCK::RelativeTime_Set(unsigned long base) { RelativeBase = base; }
+
+unsigned long HDBLOCK::StartTime_Get() const { return Data.StartTime; }
 
 void HDBLOCK::StartTime_Set(unsigned long startTime) {
   Data.StartTime = startTime;
@@ -48,6 +56,8 @@ FHBLOCK::FHBLOCK(unsigned long time, const char* comment) : Block(blockType_FH, 
   Data.Time = time;
   Comment_Link(*this, kFhComment, comment != nullptr ? comment : "");
 }
+
+FHBLOCK::~FHBLOCK() = default;
 
 void FHBLOCK::Block_Reset(bool full, BlockSet& done) {
   DataChanged = true;
@@ -102,6 +112,8 @@ EVBLOCK::EVBLOCK(const std::string& name, unsigned char eventType, unsigned char
   if (eventType != kInterruption) Text_Link(*this, kEvName, name);
 }
 
+EVBLOCK::~EVBLOCK() = default;
+
 void EVBLOCK::Block_Reset(bool full, BlockSet& done) {
   DataChanged = true;
   Block::Block_Reset(full, done);
@@ -133,6 +145,8 @@ ATBLOCK::ATBLOCK(const std::string& fileName, unsigned int originalSize, unsigne
     : ATBLOCK(originalSize, creatorIndex) {
   Text_Link(*this, kAtFileName, fileName);
 }
+
+ATBLOCK::~ATBLOCK() = default;
 
 void ATBLOCK::Block_Reset(bool full, BlockSet& done) {
   BufferChanged = true;

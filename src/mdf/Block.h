@@ -67,6 +67,7 @@ class QOR_EXPORT HDBLOCK : public Block {
  public:
   /// `startTime`: ns since 1970, UTC; also the base of relative times.
   explicit HDBLOCK(unsigned long startTime);
+  ~HDBLOCK() override;
 
   [[nodiscard]] bool WriteRequest() const override;
   using Block::Links_Set;
@@ -74,9 +75,9 @@ class QOR_EXPORT HDBLOCK : public Block {
   long Write(FileStream& stream) override;
 
   /// ns since the base; before it the difference wraps, which reads as negative in a signed field.
-  [[nodiscard]] unsigned long RelativeTime(unsigned long time) const { return time - RelativeBase; }
-  void RelativeTime_Set(unsigned long base) { RelativeBase = base; }
-  [[nodiscard]] unsigned long StartTime_Get() const { return Data.StartTime; }
+  [[nodiscard]] unsigned long RelativeTime(unsigned long time) const;
+  void RelativeTime_Set(unsigned long base);
+  [[nodiscard]] unsigned long StartTime_Get() const;
   /// The relative base stays.
   void StartTime_Set(unsigned long startTime);
 
@@ -126,6 +127,7 @@ class QOR_EXPORT FHBLOCK : public Block {
  public:
   /// `time`: ns since 1970, UTC. `comment`: XML; null or empty for none.
   FHBLOCK(unsigned long time, const char* comment);
+  ~FHBLOCK() override;
 
   using Block::Block_Reset;
   void Block_Reset(bool full, BlockSet& done) override;
@@ -194,6 +196,7 @@ class QOR_EXPORT EVBLOCK : public Block {
   /// An event with a parent and the begin of the range that it ends; either may be null. Type 1 takes no name.
   EVBLOCK(const std::string& name, unsigned char eventType, unsigned char cause, unsigned long time, EVBLOCK* parent,
           EVBLOCK* rangeBegin);
+  ~EVBLOCK() override;
 
   using Block::Block_Reset;
   void Block_Reset(bool full, BlockSet& done) override;
@@ -204,8 +207,8 @@ class QOR_EXPORT EVBLOCK : public Block {
   void ScopedBlock_Add(Block* block);
 
  private:
-  EVBLOCK();
-  void Data_Fill(unsigned char eventType, unsigned char rangeType, unsigned char cause, unsigned long time);
+  QOR_HIDDEN EVBLOCK();
+  QOR_HIDDEN void Data_Fill(unsigned char eventType, unsigned char rangeType, unsigned char cause, unsigned long time);
 
   EvData Data{};
   bool DataChanged = true;
@@ -253,6 +256,7 @@ class QOR_EXPORT ATBLOCK : public Block, public DataBlockStatic {
   /// `originalSize`: bytes that are embedded; 0 for a mere reference to the file.
   ATBLOCK(const std::string& fileName, unsigned int originalSize, unsigned short creatorIndex);
   ATBLOCK(unsigned int originalSize, unsigned short creatorIndex);
+  ~ATBLOCK() override;
 
   using Block::Block_Reset;
   void Block_Reset(bool full, BlockSet& done) override;

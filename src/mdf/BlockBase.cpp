@@ -30,6 +30,16 @@ Block::Block(blockType_t type, char id1, char id2, unsigned int linkCount) : Typ
 
 Block::~Block() = default;
 
+bool Block::BlockComp::operator()(const Block* left, const Block* right) const {
+  return left->FilePos < right->FilePos;
+}
+
+Block* Block::Block_Get() { return this; }
+
+blockType_t Block::Block_Type() const { return Type; }
+
+long Block::Block_FilePos() const { return FilePos; }
+
 // --- header ---
 
 void Block::Header_AddData(unsigned int bytes) {
@@ -72,6 +82,10 @@ unsigned long Block::Block_Length() {
 }
 
 // --- links ---
+
+unsigned int Block::Links_Count() const { return static_cast<unsigned int>(Links.size()); }
+
+unsigned int Block::Links_Length() const { return 8 * Links_Count(); }
 
 Block* Block::Links_Get(unsigned int index) const { return index < Links.size() ? Links[index] : nullptr; }
 
@@ -136,6 +150,8 @@ size_t Block::Links_Placeless() const {
 bool Block::Links_Due() const { return LinksChanged || (LinksOpen != 0 && LinksOpen != Links_Placeless()); }
 
 // --- place ---
+
+long Block::CalcStartPos(long position) { return (position + 7) & ~7L; }
 
 bool Block::ExtendFile(FileStream& stream, long position) {
   for (long end = SeekEnd(stream); end < position && stream.good(); ++end) stream.put('\0');

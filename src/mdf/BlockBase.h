@@ -80,7 +80,7 @@ class QOR_EXPORT Block {
  public:
   /// Orders blocks by file position. Unplaced blocks are all equal to each other.
   struct QOR_EXPORT BlockComp {
-    bool operator()(const Block* left, const Block* right) const { return left->FilePos < right->FilePos; }
+    bool operator()(const Block* left, const Block* right) const;
   };
 
   /// Type 0, everything zero, no links.
@@ -108,10 +108,10 @@ class QOR_EXPORT Block {
   /// unplaced, has outgrown its room, or the stream is closed or has failed.
   virtual long Write(FileStream& stream);
 
-  Block* Block_Get() { return this; }
-  [[nodiscard]] blockType_t Block_Type() const { return Type; }
+  Block* Block_Get();
+  [[nodiscard]] blockType_t Block_Type() const;
   /// Offset in the file, a multiple of 8; 0 when not placed.
-  [[nodiscard]] long Block_FilePos() const { return FilePos; }
+  [[nodiscard]] long Block_FilePos() const;
   /// The length in bytes, refreshed first.
   unsigned long Block_Length();
 
@@ -135,9 +135,9 @@ class QOR_EXPORT Block {
   /// The id as text, such as "##DG".
   [[nodiscard]] std::string Header_Type() const;
 
-  [[nodiscard]] unsigned int Links_Count() const { return static_cast<unsigned int>(Links.size()); }
+  [[nodiscard]] unsigned int Links_Count() const;
   /// Bytes.
-  [[nodiscard]] unsigned int Links_Length() const { return 8 * Links_Count(); }
+  [[nodiscard]] unsigned int Links_Length() const;
   /// The link, or null for an index beyond the list.
   [[nodiscard]] Block* Links_Get(unsigned int index) const;
   /// Destroys the linked blocks, if there are links, and makes `count` null links.
@@ -156,7 +156,7 @@ class QOR_EXPORT Block {
   void Links_Write(FileStream& stream);
 
   /// The next multiple of 8; a multiple of 8 stays.
-  [[nodiscard]] static long CalcStartPos(long position) { return (position + 7) & ~7L; }
+  [[nodiscard]] static long CalcStartPos(long position);
   /// Goes to the end of the file and fills it with zeros up to `position`. Always true; errors show in the stream.
   static bool ExtendFile(FileStream& stream, long position);
 
@@ -169,10 +169,10 @@ class QOR_EXPORT Block {
 
   /// The Write of a block with a data section: Block::Write, then the parts one after the other if `changed` or if the
   /// block is new in this file. Clears `changed`. Returns the offset behind the data, or 0 if nothing was to be done.
-  long Write_WithData(FileStream& stream, bool& changed, std::initializer_list<Section> data);
+  QOR_HIDDEN long Write_WithData(FileStream& stream, bool& changed, std::initializer_list<Section> data);
 
   /// True when `length` bytes at the block's position overrun nothing.
-  bool Room_Fits(FileStream& stream, unsigned long length);
+  QOR_HIDDEN bool Room_Fits(FileStream& stream, unsigned long length);
 
   blockType_t Type = blockType_None;
   long FilePos = 0;
@@ -188,15 +188,15 @@ class QOR_EXPORT Block {
   friend class Gathering;                                                // chains blocks
   friend void Tree_PlaceNew(Block* root, long& cursor, BlockSet& list);  // see BlockTree.h
 
-  void Block_Place(long& cursor);
-  [[nodiscard]] bool Links_Follow(Block* target, const BlockSet& visited) const;
-  [[nodiscard]] size_t Links_Placeless() const;
-  [[nodiscard]] bool Links_Due() const;
-  void Links_Reset(Gathering& reset, BlockSet& done);
+  QOR_HIDDEN void Block_Place(long& cursor);
+  [[nodiscard]] QOR_HIDDEN bool Links_Follow(Block* target, const BlockSet& visited) const;
+  [[nodiscard]] QOR_HIDDEN size_t Links_Placeless() const;
+  [[nodiscard]] QOR_HIDDEN bool Links_Due() const;
+  QOR_HIDDEN void Links_Reset(Gathering& reset, BlockSet& done);
   /// Where links to this block point to: its position, but for a data list that was continued.
-  [[nodiscard]] long LinkPos() const { return FirstPos != 0 ? FirstPos : FilePos; }
-  long Write_New(FileStream& stream);
-  long Write_Changes(FileStream& stream);
+  [[nodiscard]] QOR_HIDDEN long LinkPos() const { return FirstPos != 0 ? FirstPos : FilePos; }
+  QOR_HIDDEN long Write_New(FileStream& stream);
+  QOR_HIDDEN long Write_Changes(FileStream& stream);
 
   unsigned long Room = 0;         // bytes set aside for the block at its position
   long FirstPos = 0;              // position of the first list of a chain; 0 otherwise

@@ -47,6 +47,10 @@ Bus::ChannelGroup::ChannelGroup(MDF::DGBLOCK* group, MDF::CNBLOCK* vlsdChannel, 
       Vlsd(vlsdChannel != nullptr ? List(vlsdChannel, stream) : nullptr),
       RecordSize(Channels(group) != nullptr ? Channels(group)->RecordsSize() : 0) {}
 
+Bus::ChannelGroup::ChannelGroup(ChannelGroup&& other) noexcept = default;
+
+Bus::ChannelGroup::~ChannelGroup() = default;
+
 bool Bus::ChannelGroup::Flushed_Look(uint64_t complete) {
   const uint64_t records = Records->DataBytes_InFile();
   const uint64_t vlsd = Vlsd != nullptr ? Vlsd->DataBytes_InFile() : 0;
@@ -111,11 +115,27 @@ unsigned int Bus::ChannelNum_Get(unsigned int kind, bool error) const {
   }
 }
 
+unsigned int Bus::BusChannel_Get() const { return BusChannel; }
+
+unsigned char Bus::BusType_Get() const { return BusType; }
+
+Bus::Info::busType_t Bus::Type() const { return BusType; }
+
+MDF::DGBLOCK* Bus::Block_Get(unsigned int index) const { return Groups.at(index).Group; }
+
+unsigned long Bus::CycleCount_Get(unsigned int index) const { return Groups.at(index).CycleCount; }
+
 unsigned long Bus::CycleCount_Get() const {
   unsigned long sum = 0;
   for (const ChannelGroup& group : Groups) sum += group.CycleCount;
   return sum;
 }
+
+void Bus::CycleCount_Increment(unsigned int index) { ++Groups.at(index).CycleCount; }
+
+void Bus::DataBytes_Add(unsigned int index, unsigned long bytes) { Groups.at(index).DataBytes += bytes; }
+
+unsigned long Bus::DataBytes_Get(unsigned int index) const { return Groups.at(index).DataBytes; }
 
 unsigned long Bus::DataBytes_VLSD(unsigned int index) const {
   const ChannelGroup& group = Groups.at(index);

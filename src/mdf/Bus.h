@@ -37,6 +37,8 @@ class QOR_EXPORT Bus {
     /// `vlsdChannel`: the channel that the variable-length data belong to; may be null.
     /// @throws std::bad_alloc
     ChannelGroup(MDF::DGBLOCK* group, MDF::CNBLOCK* vlsdChannel, FileStream& stream);
+    ChannelGroup(ChannelGroup&& other) noexcept;
+    ~ChannelGroup();
 
     /// Looks at what the lists have in the file; true when that changed. Variable-length data that went there since then
     /// belongs to the first `complete` records and maybe a part of the next.
@@ -91,23 +93,23 @@ class QOR_EXPORT Bus {
   [[nodiscard]] bool Data_Insert_Flexray_State(ChannelGroup& group, Payload payload, unsigned long& timestamp);
   [[nodiscard]] bool Data_Insert_Flexray_Symbol(ChannelGroup& group, Payload payload, unsigned long& timestamp);
 
-  [[nodiscard]] unsigned int BusChannel_Get() const { return BusChannel; }
-  [[nodiscard]] unsigned char BusType_Get() const { return BusType; }
-  [[nodiscard]] Info::busType_t Type() const { return BusType; }
+  [[nodiscard]] unsigned int BusChannel_Get() const;
+  [[nodiscard]] unsigned char BusType_Get() const;
+  [[nodiscard]] Info::busType_t Type() const;
 
   // Groups are numbered from 0 in the order in which they were added; a number beyond them throws std::out_of_range.
 
-  [[nodiscard]] MDF::DGBLOCK* Block_Get(unsigned int index) const { return Groups.at(index).Group; }
+  [[nodiscard]] MDF::DGBLOCK* Block_Get(unsigned int index) const;
   /// Brings the cycle counts in the channel groups up to date and writes those that are placed and changed. False when
   /// the stream is closed or has failed.
   bool Block_Refresh(FileStream& stream);
-  [[nodiscard]] unsigned long CycleCount_Get(unsigned int index) const { return Groups.at(index).CycleCount; }
+  [[nodiscard]] unsigned long CycleCount_Get(unsigned int index) const;
   /// Of all groups.
   [[nodiscard]] unsigned long CycleCount_Get() const;
-  void CycleCount_Increment(unsigned int index) { ++Groups.at(index).CycleCount; }
-  void DataBytes_Add(unsigned int index, unsigned long bytes) { Groups.at(index).DataBytes += bytes; }
+  void CycleCount_Increment(unsigned int index);
+  void DataBytes_Add(unsigned int index, unsigned long bytes);
   /// Bytes of variable-length data of a group, the four of each length included.
-  [[nodiscard]] unsigned long DataBytes_Get(unsigned int index) const { return Groups.at(index).DataBytes; }
+  [[nodiscard]] unsigned long DataBytes_Get(unsigned int index) const;
   /// The same without the lengths.
   [[nodiscard]] unsigned long DataBytes_VLSD(unsigned int index = 0) const;
   /// What the collected bytes of all groups will take in the file, about.
@@ -133,9 +135,9 @@ class QOR_EXPORT Bus {
   static constexpr unsigned char kCanDlcBytes[] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 12, 16, 20, 24, 32, 48, 64};
 
  private:
-  [[nodiscard]] bool Dispatch_Can(Payload payload, unsigned long& timestamp);
-  [[nodiscard]] bool Dispatch_Lin(Payload payload, unsigned long& timestamp);
-  [[nodiscard]] bool Dispatch_FlexRay(Payload payload, unsigned long& timestamp);
+  [[nodiscard]] QOR_HIDDEN bool Dispatch_Can(Payload payload, unsigned long& timestamp);
+  [[nodiscard]] QOR_HIDDEN bool Dispatch_Lin(Payload payload, unsigned long& timestamp);
+  [[nodiscard]] QOR_HIDDEN bool Dispatch_FlexRay(Payload payload, unsigned long& timestamp);
 
   unsigned int BusChannel;
   Info::busType_t BusType;

@@ -1,7 +1,6 @@
 #include "mdf/BusRoot.h"
 
 #include <algorithm>
-#include <functional>
 
 #include "mdf/BusGenerator.h"
 
@@ -9,8 +8,10 @@ namespace {
 
 constexpr unsigned char kTest = 'c';
 
-/// The generator of a bus type; none for a type that can't be recorded.
-std::function<Bus*(unsigned int, BusRoot&)> GeneratorOf(unsigned char busType) {
+using Generator = Bus* (*)(unsigned int busChannel, BusRoot& root);
+
+/// The generator of a bus type; null for a type that can't be recorded.
+Generator GeneratorOf(unsigned char busType) {
   switch (busType) {
     case Bus::Info::Can:
       return BusGenerator::Get_CAN;
@@ -33,8 +34,8 @@ BusRoot::~BusRoot() = default;
 
 bool BusRoot::Bus_Add(unsigned int busChannel, unsigned char busType) {
   const channelKey_t key(busChannel, busType);
-  const auto generate = GeneratorOf(busType);
-  if (!generate || !BusChannel_Available(key)) return false;
+  const Generator generate = GeneratorOf(busType);
+  if (generate == nullptr || !BusChannel_Available(key)) return false;
   decltype(Buses) added;  // has the place for the bus, so that one that was built will be kept
   std::unique_ptr<Bus>& bus = added[key];
   bus.reset(generate(busChannel, *this));
@@ -98,3 +99,17 @@ unsigned long BusRoot::DataBytes_Est() const {
   for (const auto& [key, bus] : Buses) sum += bus->DataBytes_Est();
   return sum;
 }
+
+bool BusRoot::BusChannel_Available(const channelKey_t& key) const { return !Buses.contains(key); }
+
+bool BusRoot::Write() { return Bus_Write(); }
+
+unsigned char BusRoot::NextID() { return ++RecordId; }
+
+unsigned char BusRoot::Mod_RecId(unsigned char& id) const { return id = RecordId; }
+
+FileStream& BusRoot::Get_FileStream() { return Stream; }
+
+MDF::Block* BusRoot::LatestHierarchieElement() const { return Latest; }
+
+void BusRoot::LatestHierarchieElement(MDF::Block* block) { Latest = block; }

@@ -39,7 +39,7 @@ class QOR_EXPORT BusRoot {
   /// Null when there is none.
   [[nodiscard]] Bus* Bus_Get(unsigned int busChannel, unsigned char busType) const;
   /// True while no bus has this key.
-  [[nodiscard]] bool BusChannel_Available(const channelKey_t& key) const { return !Buses.contains(key); }
+  [[nodiscard]] bool BusChannel_Available(const channelKey_t& key) const;
 
   /// Hands the entry to the first bus, in the order of the keys, of its channel and type. False when there is none or it
   /// doesn't record the entry (see Bus::Data_Insert, also for what is thrown).
@@ -55,19 +55,19 @@ class QOR_EXPORT BusRoot {
   [[nodiscard]] bool Data_Waiting() const;
   [[nodiscard]] unsigned long DataBytes_Est() const;
   /// As Bus_Write.
-  [[nodiscard]] bool Write() { return Bus_Write(); }
+  [[nodiscard]] bool Write();
 
   /// The next record id: 1, 2, ... 255, 0, 1, ...
-  unsigned char NextID() { return ++RecordId; }
+  unsigned char NextID();
   /// The latest record id, as the result and in `id`.
-  unsigned char Mod_RecId(unsigned char& id) const { return id = RecordId; }
-  FileStream& Get_FileStream() { return Stream; }
+  unsigned char Mod_RecId(unsigned char& id) const;
+  FileStream& Get_FileStream();
   /// The block that the next bus's groups are chained to: the header block, later the last data group.
-  [[nodiscard]] MDF::Block* LatestHierarchieElement() const { return Latest; }
-  void LatestHierarchieElement(MDF::Block* block) { Latest = block; }
+  [[nodiscard]] MDF::Block* LatestHierarchieElement() const;
+  void LatestHierarchieElement(MDF::Block* block);
 
  private:
-  [[nodiscard]] Bus* Bus_Find(unsigned int busChannel, unsigned char busType) const;
+  [[nodiscard]] QOR_HIDDEN Bus* Bus_Find(unsigned int busChannel, unsigned char busType) const;
 
   FileStream& Stream;
   std::map<channelKey_t, std::unique_ptr<Bus>> Buses;

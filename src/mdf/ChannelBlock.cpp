@@ -44,6 +44,8 @@ DGBLOCK::DGBLOCK(bool recordIds) : Block(blockType_DG, 'D', 'G', kDgLinkCount) {
   Data.RecordIdSize = recordIds ? 1 : 0;
 }
 
+DGBLOCK::~DGBLOCK() = default;
+
 void DGBLOCK::Block_Reset(bool full, BlockSet& done) {
   DataChanged = true;
   Block::Block_Reset(full, done);
@@ -69,6 +71,8 @@ CGBLOCK::CGBLOCK(const std::string& name, unsigned long recordId, unsigned short
   Text_Link(*this, kCgAcqName, name);
 }
 
+CGBLOCK::~CGBLOCK() = default;
+
 void CGBLOCK::Block_Reset(bool full, BlockSet& done) {
   DataChanged = true;
   Block::Block_Reset(full, done);
@@ -93,6 +97,8 @@ unsigned int CGBLOCK::RecordsSize() const {
   return std::max(GivenBytes, static_cast<unsigned int>(end));
 }
 
+unsigned long CGBLOCK::CycleCount_Get() const { return Data.CycleCount; }
+
 void CGBLOCK::CycleCount_Set(unsigned long records) {
   if (Data.CycleCount == records) return;
   Data.CycleCount = records;
@@ -114,6 +120,8 @@ CNBLOCK::CNBLOCK(const std::string& name, unsigned char channelType, unsigned ch
   Text_Link(*this, kCnName, name);
 }
 
+CNBLOCK::~CNBLOCK() = default;
+
 void CNBLOCK::Block_Reset(bool full, BlockSet& done) {
   DataChanged = true;
   Block::Block_Reset(full, done);
@@ -129,10 +137,14 @@ bool CNBLOCK::Link_CNBLOCK(CNBLOCK* channel, bool composition) {
   return Chain_Append(*this, intoComposition ? kCnComposition : kCnNext, kCnNext, channel);
 }
 
+unsigned int CNBLOCK::Flags_Get() const { return Data.Flags; }
+
 void CNBLOCK::Flags_Set(unsigned int flags) {
   Data.Flags = flags;
   DataChanged = true;
 }
+
+unsigned int CNBLOCK::BitCount_Get() const { return Data.BitCount; }
 
 void CNBLOCK::BitCount_Set(unsigned int bits) {
   Data.BitCount = bits;
@@ -153,6 +165,8 @@ CCBLOCK::CCBLOCK(unsigned char conversionType, unsigned short flags, const char*
   Data.Flags = flags;
   Text_Link(*this, kCcUnit, unit != nullptr ? unit : "");
 }
+
+CCBLOCK::~CCBLOCK() = default;
 
 void CCBLOCK::Block_Reset(bool full, BlockSet& done) {
   DataChanged = true;
@@ -202,6 +216,8 @@ SIBLOCK::SIBLOCK(const std::string& name, unsigned int channel, unsigned char so
   Text_Link(*this, kSiName, name);
   Links_Set(kSiComment, comment.release());
 }
+
+SIBLOCK::~SIBLOCK() = default;
 
 void SIBLOCK::Block_Reset(bool full, BlockSet& done) {
   DataChanged = true;

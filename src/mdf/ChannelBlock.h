@@ -42,6 +42,7 @@ class QOR_EXPORT DGBLOCK : public Block {
  public:
   /// With `recordIds` each record begins with one byte that tells its channel group.
   explicit DGBLOCK(bool recordIds);
+  ~DGBLOCK() override;
 
   using Block::Block_Reset;
   void Block_Reset(bool full, BlockSet& done) override;
@@ -101,6 +102,7 @@ class QOR_EXPORT CGBLOCK : public Block {
  public:
   /// `dataBytes`: bytes of a record; more when the channels reach further.
   CGBLOCK(const std::string& name, unsigned long recordId, unsigned short flags, unsigned int dataBytes);
+  ~CGBLOCK() override;
 
   using Block::Block_Reset;
   void Block_Reset(bool full, BlockSet& done) override;
@@ -113,7 +115,7 @@ class QOR_EXPORT CGBLOCK : public Block {
   /// Bytes of a record, its id not counted: up to the end of the last field among the channels and their components,
   /// but at least what was given.
   [[nodiscard]] unsigned int RecordsSize() const;
-  [[nodiscard]] unsigned long CycleCount_Get() const { return Data.CycleCount; }
+  [[nodiscard]] unsigned long CycleCount_Get() const;
   /// Records so far; written with the next Write.
   void CycleCount_Set(unsigned long records);
 
@@ -186,6 +188,7 @@ class QOR_EXPORT CNBLOCK : public Block {
   /// `bitPosition` counts from the first byte behind the record id; split into byte and bit offset.
   CNBLOCK(const std::string& name, unsigned char channelType, unsigned char syncType, unsigned char dataType,
           unsigned int bitPosition, unsigned int bitCount);
+  ~CNBLOCK() override;
 
   using Block::Block_Reset;
   void Block_Reset(bool full, BlockSet& done) override;
@@ -196,9 +199,9 @@ class QOR_EXPORT CNBLOCK : public Block {
   /// the composition if there is one, else of the channels behind this one.
   bool Link_CNBLOCK(CNBLOCK* channel, bool composition);
 
-  [[nodiscard]] unsigned int Flags_Get() const { return Data.Flags; }
+  [[nodiscard]] unsigned int Flags_Get() const;
   void Flags_Set(unsigned int flags);
-  [[nodiscard]] unsigned int BitCount_Get() const { return Data.BitCount; }
+  [[nodiscard]] unsigned int BitCount_Get() const;
   void BitCount_Set(unsigned int bits);
   /// Bytes of a record up to the end of this channel's field; 0 for a virtual channel, which has none.
   [[nodiscard]] unsigned long RecordEnd() const;
@@ -249,6 +252,7 @@ class QOR_EXPORT CCBLOCK : public Block {
  public:
   /// `unit`: text; null or empty for none.
   CCBLOCK(unsigned char conversionType, unsigned short flags, const char* unit);
+  ~CCBLOCK() override;
 
   using Block::Block_Reset;
   void Block_Reset(bool full, BlockSet& done) override;
@@ -300,6 +304,7 @@ class QOR_EXPORT SIBLOCK : public Block {
   /// The channel number goes into the comment, which is always made.
   SIBLOCK(const std::string& name, unsigned int channel, unsigned char sourceType, unsigned char busType,
           unsigned char flags);
+  ~SIBLOCK() override;
 
   using Block::Block_Reset;
   void Block_Reset(bool full, BlockSet& done) override;

@@ -23,6 +23,8 @@ GrowingBlock::GrowingBlock(blockType_t type, char id1, char id2, Block* parent, 
 }
 
 // In the file the header says what is there; before that, it counts the cache so that enough room is set aside.
+GrowingBlock::~GrowingBlock() = default;
+
 void GrowingBlock::Block_LengthRefresh() {
   const unsigned long bytes = InFile + (IsWritten ? 0 : DataBytes());
   const bool same = Header.LinkCount == Links.size() && Header.Length == kHeaderSize + Links_Length() + bytes;
@@ -87,6 +89,8 @@ DTBLOCK::DTBLOCK(FileStream& stream) : DTBLOCK(nullptr, stream) {}
 
 DTBLOCK::DTBLOCK(Block* parent, FileStream& stream) : GrowingBlock(blockType_DT, 'D', 'T', parent, stream) {}
 
+DTBLOCK::~DTBLOCK() = default;
+
 void DTBLOCK::Block_Reset(bool full, BlockSet& done) {
   Record_Reset();
   Block::Block_Reset(full, done);
@@ -99,6 +103,8 @@ bool DTBLOCK::Insert(unsigned char* data, unsigned int length) { return Record_I
 SDBLOCK::SDBLOCK(FileStream& stream) : SDBLOCK(nullptr, stream) {}
 
 SDBLOCK::SDBLOCK(Block* parent, FileStream& stream) : GrowingBlock(blockType_SD, 'S', 'D', parent, stream) {}
+
+SDBLOCK::~SDBLOCK() = default;
 
 void SDBLOCK::Block_Reset(bool full, BlockSet& done) {
   Record_Reset();
@@ -117,6 +123,8 @@ DZBLOCK::DZBLOCK(Block* parent, bool replacesDT, FileStream&) : Block(blockType_
   DataSize = sizeof(DzData);
   LinkedBlock(parent, replacesDT ? kGroupDataLink : kChannelDataLink);
 }
+
+DZBLOCK::~DZBLOCK() = default;
 
 void DZBLOCK::Block_Reset(bool full, BlockSet& done) {
   Reset();
@@ -149,6 +157,8 @@ bool DZBLOCK::Compress() {
 }
 
 bool DZBLOCK::Data_Compress() { return false; }
+
+unsigned int DZBLOCK::DataBytes_Compressed_Est() const { return Held >> 2; }
 
 long DZBLOCK::Write(FileStream& stream) {
   if (IsEmpty()) return Position(stream);

@@ -21,18 +21,20 @@ inline constexpr unsigned int kChannelDataLink = 5;
 /// holds by then; it may grow past that room as long as nothing follows it in the file, and refuses otherwise.
 class QOR_EXPORT GrowingBlock : public Block, public DataBlockDynamic {
  public:
+  ~GrowingBlock() override;
+
   void Block_LengthRefresh() override;
 
  protected:
-  GrowingBlock(blockType_t type, char id1, char id2, Block* parent, FileStream& stream);
+  QOR_HIDDEN GrowingBlock(blockType_t type, char id1, char id2, Block* parent, FileStream& stream);
 
-  [[nodiscard]] bool Record_Insert(unsigned char* data, unsigned int length);
-  long Record_Write(FileStream& stream);
-  void Record_Reset();
+  [[nodiscard]] QOR_HIDDEN bool Record_Insert(unsigned char* data, unsigned int length);
+  QOR_HIDDEN long Record_Write(FileStream& stream);
+  QOR_HIDDEN void Record_Reset();
 
  private:
-  [[nodiscard]] bool Record_WriteAround(const unsigned char* data, unsigned int length);
-  void Link_Parent(FileStream& stream);
+  [[nodiscard]] QOR_HIDDEN bool Record_WriteAround(const unsigned char* data, unsigned int length);
+  QOR_HIDDEN void Link_Parent(FileStream& stream);
 
   FileStream& Stream;
   unsigned long InFile = 0;  // data bytes that are in the file
@@ -44,6 +46,7 @@ class QOR_EXPORT DTBLOCK : public GrowingBlock {
   explicit DTBLOCK(FileStream& stream);
   /// Parent: the data group, whose data link is set when the block is first written. May be null.
   DTBLOCK(Block* parent, FileStream& stream);
+  ~DTBLOCK() override;
 
   using Block::Block_Reset;
   /// Empties block and cache.
@@ -61,6 +64,7 @@ class QOR_EXPORT SDBLOCK : public GrowingBlock {
  public:
   explicit SDBLOCK(FileStream& stream);
   SDBLOCK(Block* parent, FileStream& stream);
+  ~SDBLOCK() override;
 
   using Block::Block_Reset;
   void Block_Reset(bool full, BlockSet& done) override;
@@ -97,6 +101,7 @@ class QOR_EXPORT DZBLOCK : public Block, public DataBlockDynamic {
  public:
   /// Parent: the data group (replacesDT) or channel, whose data link is set when the block is first written.
   DZBLOCK(Block* parent, bool replacesDT, FileStream& stream);
+  ~DZBLOCK() override;
 
   using Block::Block_Reset;
   void Block_Reset(bool full, BlockSet& done) override;
@@ -111,7 +116,7 @@ class QOR_EXPORT DZBLOCK : public Block, public DataBlockDynamic {
   /// Always false.
   bool Data_Compress();
   /// A quarter of the cached bytes.
-  [[nodiscard]] unsigned int DataBytes_Compressed_Est() const { return Held >> 2; }
+  [[nodiscard]] unsigned int DataBytes_Compressed_Est() const;
 
  private:
   friend class DLBLOCK;
@@ -122,10 +127,10 @@ class QOR_EXPORT DZBLOCK : public Block, public DataBlockDynamic {
   };
 
   /// The cached bytes packed; size 0 when they can't be.
-  [[nodiscard]] Packed Pack() const;
-  [[nodiscard]] bool Seek_Place(FileStream& stream, unsigned long length);
+  [[nodiscard]] QOR_HIDDEN Packed Pack() const;
+  [[nodiscard]] QOR_HIDDEN bool Seek_Place(FileStream& stream, unsigned long length);
   /// Write, even with nothing to pack.
-  long PutOut(FileStream& stream);
+  QOR_HIDDEN long PutOut(FileStream& stream);
 
   DzData Data{};
 };

@@ -133,6 +133,12 @@ bool DataBlockDynamic::Cache_Write(FileStream& stream) {
   return false;
 }
 
+unsigned int DataBlockDynamic::DataBytes() const { return Held; }
+
+bool DataBlockDynamic::IsEmpty() const { return Held == 0; }
+
+unsigned int DataBlockDynamic::MaxLength() const { return Max; }
+
 void DataBlockDynamic::MaxLength(unsigned int bytes) {
   if (bytes == 0) return;
   if (bytes > CacheSize) {

@@ -52,10 +52,10 @@ class QOR_EXPORT DataBlockStatic {
   bool BufferChanged = true;  // since the block that has this section was written
 
  private:
-  [[nodiscard]] bool Zip_End();
+  [[nodiscard]] QOR_HIDDEN bool Zip_End();
 
   struct ZipEnd {
-    void operator()(z_stream_s* zip) const;
+    QOR_HIDDEN void operator()(z_stream_s* zip) const;
   };
 
   std::vector<unsigned char> Buffer;
@@ -87,9 +87,9 @@ class QOR_EXPORT DataBlockDynamic {
   bool Cache_Write(FileStream& stream);
 
   /// Bytes in the cache.
-  [[nodiscard]] unsigned int DataBytes() const { return Held; }
-  [[nodiscard]] bool IsEmpty() const { return Held == 0; }
-  [[nodiscard]] unsigned int MaxLength() const { return Max; }
+  [[nodiscard]] unsigned int DataBytes() const;
+  [[nodiscard]] bool IsEmpty() const;
+  [[nodiscard]] unsigned int MaxLength() const;
   /// A new maximum in bytes; 0 is ignored. The cache grows when it has to.
   /// @throws std::bad_alloc; nothing is changed then.
   void MaxLength(unsigned int bytes);

@@ -222,6 +222,14 @@ unsigned long DLBLOCK::DataBytes_Compressed_Est() const {
 
 bool DLBLOCK::Data_NewBlock() { return true; }
 
+unsigned long DLBLOCK::DataBytes_InFile() const { return RunningOffset; }
+
+bool DLBLOCK::Data_Waiting() const { return Cached != nullptr && !Cached->IsEmpty(); }
+
+bool DLBLOCK::Data_Fits(unsigned int length) const {
+  return Cached != nullptr && static_cast<unsigned long>(Cached->Held) + length + Cached->kMargin <= Cached->Max;
+}
+
 void DLBLOCK::Data_Discard() {
   if (Cached != nullptr) Cached->Reset();
 }

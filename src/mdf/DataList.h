@@ -122,13 +122,11 @@ class QOR_EXPORT DLBLOCK : public Block {
   /// Bytes that the current block will take in the file, about.
   [[nodiscard]] unsigned long DataBytes_Compressed_Est() const;
   /// Bytes of data that are in the file: those of all blocks flushed.
-  [[nodiscard]] unsigned long DataBytes_InFile() const { return RunningOffset; }
+  [[nodiscard]] unsigned long DataBytes_InFile() const;
   /// True when there is something to flush.
-  [[nodiscard]] bool Data_Waiting() const { return Cached != nullptr && !Cached->IsEmpty(); }
+  [[nodiscard]] bool Data_Waiting() const;
   /// True when Insert takes this many bytes without a flush.
-  [[nodiscard]] bool Data_Fits(unsigned int length) const {
-    return Cached != nullptr && static_cast<unsigned long>(Cached->Held) + length + Cached->kMargin <= Cached->Max;
-  }
+  [[nodiscard]] bool Data_Fits(unsigned int length) const;
   /// Drops what is cached.
   void Data_Discard();
   /// Takes the last `length` bytes out of the cache again. False when they are not all there any more.
@@ -149,25 +147,25 @@ class QOR_EXPORT DLBLOCK : public Block {
   friend class DataBlockDynamic;
   friend class HLBLOCK;
 
-  void DataBlock_Forget();
-  [[nodiscard]] unsigned int SectionSize() const;
-  [[nodiscard]] unsigned long GrowthRoom() const;
-  [[nodiscard]] unsigned long FullRoom() const;
-  [[nodiscard]] bool Usable() const;
-  void Lists_Restart();
-  void Place_First();
-  void Place_BehindHeaderList();
-  void Section_Write();
-  [[nodiscard]] bool Link_First();
-  [[nodiscard]] bool List_Begin();
-  [[nodiscard]] bool List_Rewrite(std::string& bytes);
-  [[nodiscard]] bool DataBlock_Place();
-  [[nodiscard]] bool DataBlock_PutOut();
-  [[nodiscard]] bool DataBlock_List();
-  [[nodiscard]] bool DataBlock_ListFirst();
-  [[nodiscard]] bool DataBlock_ListNext();
-  void DataBlock_Next(unsigned int bytes, BlockSet& reset);
-  void DataBlock_Keep(unsigned int bytes, BlockSet& reset);
+  QOR_HIDDEN void DataBlock_Forget();
+  [[nodiscard]] QOR_HIDDEN unsigned int SectionSize() const;
+  [[nodiscard]] QOR_HIDDEN unsigned long GrowthRoom() const;
+  [[nodiscard]] QOR_HIDDEN unsigned long FullRoom() const;
+  [[nodiscard]] QOR_HIDDEN bool Usable() const;
+  QOR_HIDDEN void Lists_Restart();
+  QOR_HIDDEN void Place_First();
+  QOR_HIDDEN void Place_BehindHeaderList();
+  QOR_HIDDEN void Section_Write();
+  [[nodiscard]] QOR_HIDDEN bool Link_First();
+  [[nodiscard]] QOR_HIDDEN bool List_Begin();
+  [[nodiscard]] QOR_HIDDEN bool List_Rewrite(std::string& bytes);
+  [[nodiscard]] QOR_HIDDEN bool DataBlock_Place();
+  [[nodiscard]] QOR_HIDDEN bool DataBlock_PutOut();
+  [[nodiscard]] QOR_HIDDEN bool DataBlock_List();
+  [[nodiscard]] QOR_HIDDEN bool DataBlock_ListFirst();
+  [[nodiscard]] QOR_HIDDEN bool DataBlock_ListNext();
+  QOR_HIDDEN void DataBlock_Next(unsigned int bytes, BlockSet& reset);
+  QOR_HIDDEN void DataBlock_Keep(unsigned int bytes, BlockSet& reset);
 
   DlData Data{};
   std::vector<uint64_t> Offsets{0};  // of the listed blocks; the last one is the current block's

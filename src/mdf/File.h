@@ -138,20 +138,21 @@ class QOR_EXPORT MdfFile : public FileStream {
              unsigned int busChannel, unsigned char busType);
 
  private:
-  explicit MdfFile(const std::string& fileName);
-  [[nodiscard]] bool Ended() const;
-  bool Event_Link(const std::string& name, unsigned char kind, unsigned char cause, unsigned long time, Bus* scope);
-  void Event_Append(MDF::EVBLOCK* added);
-  void Events_Drop();
-  void Blocks_Place(BlockSet& changed);
-  [[nodiscard]] bool Describe();
-  [[nodiscard]] bool Recorded(unsigned long time);
-  void Limit_Choose();
-  void File_Renew();
-  void Tree_Drop();
-  [[nodiscard]] bool Stream_Open();
-  [[nodiscard]] bool Limit_Reached();
-  [[nodiscard]] bool Series_Next(unsigned long time);
+  QOR_HIDDEN explicit MdfFile(const std::string& fileName);
+  [[nodiscard]] QOR_HIDDEN bool Ended() const;
+  QOR_HIDDEN bool Event_Link(const std::string& name, unsigned char kind, unsigned char cause, unsigned long time,
+                             Bus* scope);
+  QOR_HIDDEN void Event_Append(MDF::EVBLOCK* added);
+  QOR_HIDDEN void Events_Drop();
+  QOR_HIDDEN void Blocks_Place(BlockSet& changed);
+  [[nodiscard]] QOR_HIDDEN bool Describe();
+  [[nodiscard]] QOR_HIDDEN bool Recorded(unsigned long time);
+  QOR_HIDDEN void Limit_Choose();
+  QOR_HIDDEN void File_Renew();
+  QOR_HIDDEN void Tree_Drop();
+  [[nodiscard]] QOR_HIDDEN bool Stream_Open();
+  [[nodiscard]] QOR_HIDDEN bool Limit_Reached();
+  [[nodiscard]] QOR_HIDDEN bool Series_Next(unsigned long time);
 
   std::string BaseName;
   uint64_t FileIndex = 0;

@@ -1,5 +1,7 @@
 #include "mdf/FileStream.h"
 
+FileStream::FileStream() = default;
+
 FileStream::FileStream(const std::string& path, openmode mode) : std::ofstream(path, mode) {}
 
 FileStream::~FileStream() {

@@ -15,7 +15,7 @@
 /// Errors are the stream's own state; nobody here throws for them unless the caller asked for it (exceptions()).
 class QOR_EXPORT FileStream : public std::ofstream {
  public:
-  FileStream() = default;
+  FileStream();
   explicit FileStream(const std::string& path,
                       openmode mode = std::ios_base::out | std::ios_base::binary | std::ios_base::trunc);
 

@@ -25,6 +25,8 @@ IDBLOCK::IDBLOCK(const std::string& programId) {
   Data.Version = kVersion;
 }
 
+unsigned int IDBLOCK::Block_Length() const { return sizeof(IdData); }
+
 void IDBLOCK::UnfinFlags(UnfinalizedFlags::unfinFlags_t flags) {
   Data.UnfinStandard = flags;
   Changed = true;

@@ -57,7 +57,7 @@ class QOR_EXPORT IDBLOCK {
   /// The first 8 bytes of `programId` and its terminating zero are taken; a shorter one is padded with zeros.
   explicit IDBLOCK(const std::string& programId);
 
-  [[nodiscard]] unsigned int Block_Length() const { return sizeof(IdData); }
+  [[nodiscard]] unsigned int Block_Length() const;
   void UnfinFlags(UnfinalizedFlags::unfinFlags_t flags);
   void UnfinFlags_Custom(unsigned short flags);
   /// Clears all flags; the block is written again with the next Write.

@@ -6,6 +6,8 @@ TXBLOCK::TXBLOCK(const std::string& text) : Block(blockType_TX, 'T', 'X', 0), Da
   DataSize = Size();
 }
 
+TXBLOCK::~TXBLOCK() = default;
+
 bool TXBLOCK::WriteRequest() const { return BufferChanged || Block::WriteRequest(); }
 
 void TXBLOCK::Block_LengthRefresh() {
@@ -22,6 +24,8 @@ long TXBLOCK::Write(FileStream& stream) {
 MDBLOCK::MDBLOCK(const std::string& text) : Block(blockType_MD, 'M', 'D', 0), DataBlockStatic(text.c_str()) {
   DataSize = Size();
 }
+
+MDBLOCK::~MDBLOCK() = default;
 
 bool MDBLOCK::WriteRequest() const { return BufferChanged || Block::WriteRequest(); }
 

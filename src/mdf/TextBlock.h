@@ -12,6 +12,7 @@ namespace MDF {
 class QOR_EXPORT TXBLOCK : public Block, public DataBlockStatic {
  public:
   explicit TXBLOCK(const std::string& text);
+  ~TXBLOCK() override;
 
   [[nodiscard]] bool WriteRequest() const override;
   void Block_LengthRefresh() override;
@@ -22,6 +23,7 @@ class QOR_EXPORT TXBLOCK : public Block, public DataBlockStatic {
 class QOR_EXPORT MDBLOCK : public Block, public DataBlockStatic {
  public:
   explicit MDBLOCK(const std::string& text);
+  ~MDBLOCK() override;
 
   [[nodiscard]] bool WriteRequest() const override;
   void Block_LengthRefresh() override;
