@@ -26,7 +26,8 @@ set(headers ${CMAKE_INSTALL_INCLUDEDIR}/qor_api_trace)
 install(DIRECTORY src/mdf DESTINATION ${headers} FILES_MATCHING PATTERN "*.h")
 install(FILES src/internal/Visibility.h src/internal/qor_internal.h src/internal/Qor_Trace_Exception.h
         DESTINATION ${headers}/internal)
-install(FILES src/record/Qor_Trace_Entry.h src/record/Qor_Trace_EntryStore.h DESTINATION ${headers}/record)
+install(FILES src/record/Qor_Trace_Entry.h src/record/Qor_Trace_EntryStore.h src/record/RecordKind.h src/record/RecordView.h
+        DESTINATION ${headers}/record)
 
 # The pkg-config files find everything from where they lie, so that the installation can be moved as a whole.
 file(RELATIVE_PATH prefix_from_pkgconfig /${CMAKE_INSTALL_LIBDIR}/pkgconfig /)

@@ -4,6 +4,7 @@
 
 #include "internal/Threads.h"
 #include "qor_api.h"
+#include "record/RecordKind.h"
 
 namespace {
 
@@ -30,16 +31,16 @@ std::array<unsigned char, 4> Request(unsigned char subCommand, unsigned char ins
 // Poll response: 8 bytes, then the items.
 constexpr unsigned int kResponseHead = 8;
 
-/// The list key of an item: frames by slot, the events 7 to 10 by their own key, everything else under 0.
+/// The list key of an item: frames by slot, errors by their own key, everything else under 0.
 unsigned int ListKey(const FlexRay_Param_Monitor_Entry_t& item) {
-  switch (item.ItemType) {
-    case QOR_TRACE_FLEXRAY_RECEIVED:
-    case QOR_TRACE_FLEXRAY_TRANSMITTED:
+  switch (static_cast<FlexRayItemType>(item.ItemType)) {
+    case FlexRayItemType::ReceivedFrame:
+    case FlexRayItemType::TransmittedFrame:
       return item.SlotId;
-    case 7:
-    case 8:
-    case 9:
-    case 10:
+    case FlexRayItemType::NitSyntaxError:
+    case FlexRayItemType::SyntaxError:
+    case FlexRayItemType::NitBoundaryViolation:
+    case FlexRayItemType::ContentError:
       return item.EventKey;
     default:
       return 0;

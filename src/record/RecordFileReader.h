@@ -1,4 +1,16 @@
-// Reads files of records that follow one another without padding: the swap file and its copies.
+// Reads files of raw records: a monitor's swap file and its copies.
+//
+// The format. Records lie back to back, each exactly as long as its Length says: no file header, no padding, no index, no
+// end mark. Numbers are little-endian.
+//
+//   offset | bytes  | field
+//   -------+--------+------------------------------------------------------------------------------
+//        0 | 4      | Length: bytes of this record, these four included; at least 28, the common header
+//        4 |        | the rest of a Qor_Trace_Entry_t (qor_api_trace.h; RecordView.h reads it)
+//   Length | 4      | Length of the next record, or the end of the file
+//
+// An empty file holds no records. To find record n, walk over the n records before it. A file whose writer was cut off may
+// end within a record: everything before that one is whole.
 #pragma once
 
 #include <sys/stat.h>
@@ -8,8 +20,8 @@
 
 #include "internal/FileDescriptor.h"
 
-/// Walks a file of records. A record begins with its length in bytes (u32, these four included) and is believed only as
-/// far as the file reaches: a record that the file doesn't hold whole, or that is too short to be one, ends the walk.
+/// Walks a file of records. A Length is believed only as far as the file reaches: a record that the file doesn't hold whole,
+/// or that is too short to be one, ends the walk.
 ///
 /// Reads in blocks that grow from 64 KiB to 256 KiB, so that a short walk reads little and a long one reads fast.
 /// Threads: one at a time.

@@ -4,6 +4,7 @@
 #include <qor_sim.h>
 #include <record/Qor_Trace_Entry.h>
 #include <record/Qor_Trace_EntryStore.h>
+#include <record/RecordView.h>
 
 #include <cstdio>
 
@@ -19,13 +20,21 @@ bool ExceptionCarriesItsCode() {
   }
 }
 
+// The view of records is a header alone; the smallest CAN record is a frame without data.
+bool RecordIsSeenForWhatItIs() {
+  unsigned char bytes[44] = {44};
+  bytes[40] = QOR_TRACE_CAN_FD;
+  const RecordView record(bytes, sizeof bytes);
+  return record.Kind() == RecordKind::CanFdFrame && record.Can().Data().empty();
+}
+
 bool UnknownHandleIsRefused() { return Qor_Trace_Stop(0) == QOR_TRACE_STATUS_UNKNOWN_HANDLE; }
 
 }  // namespace
 
 int main() {
   const Qor_Trace_EntryStore store;
-  const bool good = store.empty() && ExceptionCarriesItsCode() && UnknownHandleIsRefused();
+  const bool good = store.empty() && ExceptionCarriesItsCode() && RecordIsSeenForWhatItIs() && UnknownHandleIsRefused();
   if (!good) std::fputs("the installed library doesn't do what its headers say\n", stderr);
   return good ? 0 : 1;
 }
