@@ -5,55 +5,46 @@ namespace asc {
 
 namespace {
 
-constexpr size_t kDataBegin = offsetof(Qor_Trace_Entry_t, Payload.Lin.Data);
-constexpr size_t kMostDataBytes = sizeof(Qor_Trace_Entry_Lin_t::Data);  // the checksum of such a frame lies in the pad
+/// The fields that a line may have, in the order in which they are written.
+enum Field : unsigned int {
+  kDirection = 1u << 0,
+  kDataCount = 1u << 1,
+  kData = 1u << 2,
+  kChecksum = 1u << 3,
+  kHeaderTime = 1u << 4,
+  kStartOfFrame = 1u << 5,
+  kBaudRate = 1u << 6,
+  kBreak = 1u << 7,
+  kEndOfHeader = 1u << 8,
+  kEndOfBytes = 1u << 9,
+  kSimulated = 1u << 10,
+  kEndOfFrame = 1u << 11,
+  kReceiverBaudRate = 1u << 12,
+  kHeaderBaudRate = 1u << 13,
+  kHeaderStopOffset = 1u << 14,
+  kResponseStopOffset = 1u << 15,
+  kChecksumModel = 1u << 16,
+  kZero = 1u << 17,
+  kLengthCode = 1u << 18,
+};
+using Fields = unsigned int;
 
-/// Bits of the three sets of fields that a line may have, in the order in which they are written.
-enum Set1 : unsigned char {
-  kDirection = 0x01,
-  kDataCount = 0x02,
-  kData = 0x04,
-  kChecksum = 0x08,
-  kHeaderTime = 0x10,
-  kStartOfFrame = 0x20,
-  kBaudRate = 0x40,
-  kBreak = 0x80,
-};
-enum Set2 : unsigned char {
-  kEndOfHeader = 0x01,
-  kEndOfBytes = 0x02,
-  kSimulated = 0x04,
-  kEndOfFrame = 0x08,
-  kReceiverBaudRate = 0x10,
-  kHeaderBaudRate = 0x20,
-  kHeaderStopOffset = 0x40,
-  kResponseStopOffset = 0x80,
-};
-enum Set3 : unsigned char {
-  kChecksumModel = 0x01,
-  kZero = 0x02,
-  kLengthCode = 0x04,
-};
-
-/// The fields of one kind of line.
-struct FieldSets {
-  unsigned int First;
-  unsigned int Second;
-  unsigned int Third;
-};
-
-constexpr FieldSets kTransmitErrorFields = {0xF0, 0x61, 0x01};
-constexpr FieldSets kReceiveErrorFields = {0xE0, 0xF0, 0x01};
-constexpr FieldSets kChecksumErrorFields = {0xFF, 0xFF, 0x01};
-constexpr FieldSets kEventFields = {0, 0, 0};
-constexpr FieldSets kWakeUpFields = {0x61, 0, 0x06};
-constexpr FieldSets kFrameFields = {0xFF, 0xFF, 0x01};
+// The fields of each kind of line. An event has none.
+constexpr Fields kTransmitErrorFields = kHeaderTime | kStartOfFrame | kBaudRate | kBreak | kEndOfHeader |
+                                        kHeaderBaudRate | kHeaderStopOffset | kChecksumModel;
+constexpr Fields kReceiveErrorFields = kStartOfFrame | kBaudRate | kBreak | kReceiverBaudRate | kHeaderBaudRate |
+                                       kHeaderStopOffset | kResponseStopOffset | kChecksumModel;
+constexpr Fields kEventFields = 0;
+constexpr Fields kWakeUpFields = kDirection | kStartOfFrame | kBaudRate | kZero | kLengthCode;
+constexpr Fields kFrameFields = kDirection | kDataCount | kData | kChecksum | kHeaderTime | kStartOfFrame | kBaudRate |
+                                kBreak | kEndOfHeader | kEndOfBytes | kSimulated | kEndOfFrame | kReceiverBaudRate |
+                                kHeaderBaudRate | kHeaderStopOffset | kResponseStopOffset | kChecksumModel;
 
 /// A line on its way: where it is written and what from.
 struct Line {
   AscLineState& State;
-  const Qor_Trace_Entry_t& Entry;  // may be shorter than a LIN entry
-  const Qor_Trace_Entry_Lin_t& Lin;
+  RecordView Record;
+  const LinView& Lin;
   char* Out;
 
   template <size_t kSize>
@@ -68,22 +59,19 @@ struct Line {
   /// A blank and the frame identifier.
   void AddIdentifier() {
     Add(" ");
-    AddInteger(Lin.Identifier & 0x3Fu);
+    AddInteger(Lin.PlainIdentifier());
   }
-  [[nodiscard]] bool Flag(unsigned int flag) const { return (Lin.Flags & flag) != 0; }
-  /// Data bytes that the entry announces, the checksum not among them.
-  [[nodiscard]] unsigned int DataCount() const { return Lin.DataLength == 0 ? 0u : Lin.DataLength - 1u; }
 };
 
 void AddChannel(Line& line) {
-  if (line.Entry.ChannelId == 1) return line.Add("Li");  // channel 1 has no number
+  if (line.Record.ChannelId() == 1) return line.Add("Li");  // channel 1 has no number
   line.Add("L");
-  line.AddInteger(line.Entry.ChannelId);
+  line.AddInteger(line.Record.ChannelId());
 }
 
-FieldSets AddReceiveError(Line& line) {
+Fields AddReceiveError(Line& line, RecordKind kind) {
   line.Add(" RcvError: ");
-  if (line.Flag(QOR_TRACE_LIN_PARITY_ERROR)) {
+  if (kind == RecordKind::LinParityError) {
     line.Add(" invalid identifier parity  ");
   } else {
     line.Add(" inconsistent sync field  ");
@@ -92,7 +80,7 @@ FieldSets AddReceiveError(Line& line) {
   return kReceiveErrorFields;
 }
 
-FieldSets AddEvent(Line& line) {
+Fields AddEvent(Line& line) {
   line.AddIdentifier();
   line.Add(" EvTrigFrmInfo  ");
   if (line.Lin.Identifier != 0) {
@@ -103,55 +91,59 @@ FieldSets AddEvent(Line& line) {
   return kEventFields;
 }
 
-/// What the line is about, and which fields follow.
-FieldSets AddKind(Line& line) {
-  if (line.Flag(QOR_TRACE_LIN_TRANSMIT_ERROR) && line.Flag(QOR_TRACE_LIN_TRANSMITTED)) {
-    line.AddIdentifier();
-    line.Add(" TransmErr  ");
-    return kTransmitErrorFields;
+/// What the line is about. Returns the fields that follow.
+Fields AddKind(Line& line) {
+  const RecordKind kind = line.Lin.Kind();
+  switch (kind) {
+    case RecordKind::LinTransmitError:
+      line.AddIdentifier();
+      line.Add(" TransmErr  ");
+      return kTransmitErrorFields;
+    case RecordKind::LinParityError:
+    case RecordKind::LinSyncError:
+      return AddReceiveError(line, kind);
+    case RecordKind::LinChecksumError:
+      line.AddIdentifier();
+      line.Add(" CSErr  ");
+      return kFrameFields;
+    case RecordKind::LinEvent:
+      return AddEvent(line);
+    case RecordKind::LinWakeUp:
+      line.Add(" WakeupFrame  ");
+      return kWakeUpFields;
+    default:
+      line.AddIdentifier();
+      return kFrameFields;
   }
-  if (line.Flag(QOR_TRACE_LIN_PARITY_ERROR | QOR_TRACE_LIN_SYNC_ERROR)) return AddReceiveError(line);
-  if (line.Flag(QOR_TRACE_LIN_CHECKSUM_ERROR)) {
-    line.AddIdentifier();
-    line.Add(" CSErr  ");
-    return kChecksumErrorFields;
-  }
-  if (line.Flag(QOR_TRACE_LIN_EVENT)) return AddEvent(line);
-  if (line.Flag(QOR_TRACE_LIN_WAKEUP)) {
-    line.Add(" WakeupFrame  ");
-    return kWakeUpFields;
-  }
-  line.AddIdentifier();
-  return kFrameFields;
 }
 
-void AddData(Line& line) {
-  const size_t announced = std::min<size_t>(line.DataCount(), kMostDataBytes);
-  const size_t count = BytesThere(line.Entry, kDataBegin, announced);
-  const unsigned char* data = BytesAt(line.Entry, kDataBegin);
-  for (size_t i = 0; i < count; ++i) line.AddByte(data[i]);
+void AddDirection(Line& line) {
+  if (line.Lin.Has(QOR_TRACE_LIN_TRANSMITTED)) return line.Add(" Tx");
+  line.Add(" Rx");
 }
 
-/// The byte behind the data bytes; 0 where the entry has no such byte.
+void AddDataCount(Line& line) {
+  line.Add(" ");
+  line.AddInteger(line.Lin.DataCount());
+  line.Add(" ");
+}
+
 void AddChecksum(Line& line) {
-  const size_t place = line.DataCount();
-  const bool there =
-      line.Lin.DataLength != 0 && place <= kMostDataBytes && BytesThere(line.Entry, kDataBegin, place + 1) == place + 1;
   line.Add("checksum = ");
-  line.AddByte(there ? BytesAt(line.Entry, kDataBegin)[place] : static_cast<unsigned char>(0));
+  line.AddByte(line.Lin.Checksum().value_or(0));
 }
 
-/// The entry's time once more, always counted from the start time. All times after it have six decimals.
+/// The record's time again, always counted from the start time. All times after it have six decimals.
 void AddStartOfFrame(Line& line) {
   line.State.Decimals = 6;
   line.Add("SOF = ");
-  const AscTime time = AscTime::Between(line.Entry.Timestamp, line.State.StartTime);
+  const AscTime time = AscTime::Between(line.Record.Timestamp(), line.State.StartTime);
   line.Out = Character(Seconds(line.Out, time, line.State.Decimals), ' ');
 }
 
 /// bit/s; 0 for a bit time below 1 ns.
-uint32_t BaudRate(uint32_t bitTime) {
-  const uint32_t nanoseconds = bitTime >> 3;
+uint32_t BaudRate(const LinView& lin) {
+  const uint32_t nanoseconds = lin.BitTimeInNanoseconds();
   if (nanoseconds == 0) return 0;
   return static_cast<uint32_t>(1 / (nanoseconds / 1e9));
 }
@@ -160,59 +152,51 @@ uint32_t BaudRate(uint32_t bitTime) {
 void AddBaudRate(Line& line) {
   line.Add("BR = ");
   char* const begin = line.Out;
-  line.Out = Decimal(begin, BaudRate(line.Lin.BitTime));
+  line.Out = Decimal(begin, BaudRate(line.Lin));
   while (line.Out - begin < 5) line.Out = Character(line.Out, ' ');
   line.Out = Character(line.Out, ' ');
   line.State.Hex = !line.State.Has(QOR_TRACE_ASC_DECIMAL);
 }
 
-void AddFirstSet(Line& line, unsigned int fields) {
-  if ((fields & kDirection) != 0) line.Flag(QOR_TRACE_LIN_TRANSMITTED) ? line.Add(" Tx") : line.Add(" Rx");
-  if ((fields & kDataCount) != 0) {
-    line.Add(" ");
-    line.AddInteger(line.DataCount());
-    line.Add(" ");
-  }
-  if ((fields & kData) != 0) AddData(line);
-  if ((fields & kChecksum) != 0) AddChecksum(line);
-  if ((fields & kHeaderTime) != 0) line.Add("header time = 0, full time = 0 ");
-  if ((fields & kStartOfFrame) != 0) AddStartOfFrame(line);
-  if ((fields & kBaudRate) != 0) AddBaudRate(line);
-  if ((fields & kBreak) != 0) line.Add("break = 0 0");
+void AddEndOfBytes(Line& line) {
+  line.Add(" EOB =");
+  for (unsigned int i = 0; i < line.Lin.DataCount(); ++i) line.Add(" 0.0");
 }
 
-void AddSecondSet(Line& line, unsigned int fields) {
-  if ((fields & kEndOfHeader) != 0) line.Add(" EOH = 0.0");
-  if ((fields & kEndOfBytes) != 0) {
-    line.Add(" EOB =");
-    for (unsigned int i = 0; i < line.DataCount(); ++i) line.Add(" 0.0");
+void AddFields(Line& line, Fields fields) {
+  const auto has = [fields](Field field) { return (fields & field) != 0; };
+  if (has(kDirection)) AddDirection(line);
+  if (has(kDataCount)) AddDataCount(line);
+  if (has(kData)) {
+    for (const unsigned char byte : line.Lin.Data()) line.AddByte(byte);
   }
-  if ((fields & kSimulated) != 0) line.Add(" sim = 0");
-  if ((fields & kEndOfFrame) != 0) line.Add(" EOF = 0.0");
-  if ((fields & kReceiverBaudRate) != 0) line.Add(" RBR = 0");
-  if ((fields & kHeaderBaudRate) != 0) line.Add(" HBR = 0");
-  if ((fields & kHeaderStopOffset) != 0) line.Add(" HSO = 0");
-  if ((fields & kResponseStopOffset) != 0) line.Add(" RSO = 0");
-}
-
-void AddThirdSet(Line& line, unsigned int fields) {
-  if ((fields & kChecksumModel) != 0) line.Add(" CSM = unknown");
-  if ((fields & kZero) != 0) line.Add(" 0");
-  if ((fields & kLengthCode) != 0) line.Add(" LengthCode = 0");
+  if (has(kChecksum)) AddChecksum(line);
+  if (has(kHeaderTime)) line.Add("header time = 0, full time = 0 ");
+  if (has(kStartOfFrame)) AddStartOfFrame(line);
+  if (has(kBaudRate)) AddBaudRate(line);
+  if (has(kBreak)) line.Add("break = 0 0");
+  if (has(kEndOfHeader)) line.Add(" EOH = 0.0");
+  if (has(kEndOfBytes)) AddEndOfBytes(line);
+  if (has(kSimulated)) line.Add(" sim = 0");
+  if (has(kEndOfFrame)) line.Add(" EOF = 0.0");
+  if (has(kReceiverBaudRate)) line.Add(" RBR = 0");
+  if (has(kHeaderBaudRate)) line.Add(" HBR = 0");
+  if (has(kHeaderStopOffset)) line.Add(" HSO = 0");
+  if (has(kResponseStopOffset)) line.Add(" RSO = 0");
+  if (has(kChecksumModel)) line.Add(" CSM = unknown");
+  if (has(kZero)) line.Add(" 0");
+  if (has(kLengthCode)) line.Add(" LengthCode = 0");
 }
 
 }  // namespace
 
-char* LinLine(AscLineState& state, const Qor_Trace_Entry_t& entry, char* out) {
-  const WholeHead head(entry, kEntryLinLength);
-  if (head->Payload.Lin.Reserved1 != 0) return out;
+char* LinLine(AscLineState& state, RecordView record, char* out) {
+  const LinView lin = record.Lin();
+  if (lin.Reserved != 0) return out;
 
-  Line line{state, entry, head->Payload.Lin, TimestampColumn(state, entry, out)};
+  Line line{state, record, lin, TimestampColumn(state, record, out)};
   AddChannel(line);
-  const FieldSets fields = AddKind(line);
-  AddFirstSet(line, fields.First);
-  AddSecondSet(line, fields.Second);
-  AddThirdSet(line, fields.Third);
+  AddFields(line, AddKind(line));
   line.Add("\n");
   return line.Out;
 }

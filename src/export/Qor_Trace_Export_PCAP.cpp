@@ -6,8 +6,8 @@
 #include <charconv>
 #include <cstring>
 
-#include "export/EntryFields.h"
 #include "internal/Qor_Trace_Exception.h"
+#include "record/RecordView.h"
 
 namespace {
 
@@ -15,7 +15,6 @@ static_assert(std::endian::native == std::endian::little, "blocks are stored as 
 
 constexpr unsigned int kGeneral = 255;            // level of an error that concerns no particular interface
 constexpr size_t kCapacity = size_t{256} * 1024;  // of the buffer; a block has at most 64 KiB and some bytes
-constexpr size_t kFrameOffset = offsetof(Qor_Trace_Entry_t, Payload.Ethernet.Frame);
 
 constexpr unsigned short kLinkTypeEthernet = 1;
 constexpr unsigned short kOptionUserAppl = 4;  // shb_userappl
@@ -109,46 +108,50 @@ constexpr size_t kCustomFrame = sizeof(CustomHead) + sizeof(unsigned int);
 constexpr size_t kInterfaceFrame = sizeof(InterfaceDescriptionHead) + sizeof(InterfaceDescriptionTail);
 constexpr size_t kInterfaceExcess = 4;
 
-/// Stores a piece of a block; returns the place behind it.
+/// Stores a piece of a block; returns the place after it.
 template <class Piece>
 unsigned char* Put(unsigned char* out, const Piece& piece) {
   std::memcpy(out, &piece, sizeof piece);
   return out + sizeof piece;
 }
 
-/// Stores bytes and zeroes up to a multiple of 4.
+/// Stores bytes and zeros up to a multiple of 4.
 unsigned char* PutPadded(unsigned char* out, const void* bytes, size_t size) {
+  if (size == 0) return out;
   unsigned char* const end = out + Padded(size);
-  if (size != 0) std::memset(end - 4, 0, 4);
+  // The last word is zeroed whole; the bytes then overwrite all of it but the padding.
+  std::memset(end - 4, 0, 4);
   std::memcpy(out, bytes, size);
   return end;
 }
 
+unsigned int PacketFlags(const EthernetView& ethernet) {
+  const unsigned int direction = ethernet.Has(QOR_TRACE_ETHERNET_TRANSMITTED) ? kOutbound : kInbound;
+  return direction | (ethernet.Has(QOR_TRACE_ETHERNET_CRC_ERROR) ? kCrcError : 0);
+}
+
+/// A frame that its record doesn't hold whole is as long as what is there.
 unsigned char* PutEnhancedPacketBlock(unsigned char* out, unsigned int interface, unsigned long timestamp,
-                                      unsigned int flags, const unsigned char* frame, unsigned int size) {
-  const auto length = static_cast<unsigned int>(Padded(size) + kEnhancedPacketFrame);
+                                      const EthernetView& ethernet) {
+  const RecordPayload frame = ethernet.Frame();
+  const auto length = static_cast<unsigned int>(Padded(frame.size()) + kEnhancedPacketFrame);
   EnhancedPacketHead head;
   head.Length = length;
   head.Interface = interface;
   head.TimestampHigh = static_cast<unsigned int>(timestamp >> 32);
   head.TimestampLow = static_cast<unsigned int>(timestamp);
-  head.CapturedLength = size;
-  head.OriginalLength = size;
+  head.CapturedLength = static_cast<unsigned int>(frame.size());
+  head.OriginalLength = head.CapturedLength;
   EnhancedPacketTail tail;
-  tail.Flags = flags;
+  tail.Flags = PacketFlags(ethernet);
   tail.Length = length;
-  return Put(PutPadded(Put(out, head), frame, size), tail);
+  return Put(PutPadded(Put(out, head), frame.data(), frame.size()), tail);
 }
 
-unsigned char* PutCustomBlock(unsigned char* out, const unsigned char* data, size_t size) {
+unsigned char* PutCustomBlock(unsigned char* out, RecordPayload data) {
   CustomHead head;
-  head.Length = static_cast<unsigned int>(Padded(size) + kCustomFrame);
-  return Put(PutPadded(Put(out, head), data, size), head.Length);
-}
-
-unsigned int PacketFlags(unsigned char entryFlags) {
-  const unsigned int direction = (entryFlags & QOR_TRACE_ETHERNET_TRANSMITTED) != 0 ? kOutbound : kInbound;
-  return direction | ((entryFlags & QOR_TRACE_ETHERNET_CRC_ERROR) != 0 ? kCrcError : 0);
+  head.Length = static_cast<unsigned int>(Padded(data.size()) + kCustomFrame);
+  return Put(PutPadded(Put(out, head), data.data(), data.size()), head.Length);
 }
 
 /// Asks for the memory of an entry that comes soon: first where its record lies, then the record.
@@ -190,22 +193,20 @@ void Qor_Trace_Export_PCAP::Export(const Qor_Trace_EntryStore& entries) {
 }
 
 void Qor_Trace_Export_PCAP::WriteEntry(const Qor_Trace_Entry_t& entry) {
+  const RecordView record(entry);
   const bool relative = (Flags & QOR_TRACE_PCAP_START_OFFSET) != 0;
-  if (relative && entry.Timestamp < StartTime) return;
-  if (entry.BusType != BusType_Ethernet) return;
-  const unsigned int interface = InterfaceOf(entry.ChannelId);  // also for an entry that then gives no block
+  if (relative && record.Timestamp() < StartTime) return;
+  if (record.Bus() != BusType_Ethernet) return;
+  const unsigned int interface = InterfaceOf(record.ChannelId());  // also for a record that then gives no block
 
-  const WholeHead head(entry, kFrameOffset);
-  const Qor_Trace_Entry_Ethernet_t& item = head->Payload.Ethernet;
-  const unsigned char* const frame = BytesAt(entry, kFrameOffset);
-  if (item.ItemType == QOR_TRACE_ETHERNET_FRAME) {
-    const size_t size = BytesThere(entry, kFrameOffset, item.FrameLength);
-    PutEnhancedPacketBlock(Room(Padded(size) + kEnhancedPacketFrame), interface,
-                           entry.Timestamp - (relative ? StartTime : 0), PacketFlags(item.Flags), frame,
-                           static_cast<unsigned int>(size));
-  } else if (item.ItemType == QOR_TRACE_ETHERNET_CUSTOM) {
-    const size_t size = BytesThere(entry, kFrameOffset, item.FrameLength & 0xFF);  // the low byte alone counts
-    PutCustomBlock(Room(Padded(size) + kCustomFrame), frame, size);
+  const EthernetView ethernet = record.Ethernet();
+  if (ethernet.Type == EthernetItemType::Frame) {
+    PutEnhancedPacketBlock(Room(Padded(ethernet.Frame().size()) + kEnhancedPacketFrame), interface,
+                           record.Timestamp() - (relative ? StartTime : 0), ethernet);
+  } else if (ethernet.Type == EthernetItemType::Custom) {
+    // Only the low byte of the length counts; this is how these blocks are.
+    const RecordPayload data = ethernet.Held.first(std::min<size_t>(ethernet.FrameLength & 0xFF, ethernet.Held.size()));
+    PutCustomBlock(Room(Padded(data.size()) + kCustomFrame), data);
   }
 }
 
@@ -234,7 +235,7 @@ void Qor_Trace_Export_PCAP::WriteInterfaceDescriptionBlock(unsigned int channelI
   Put(PutPadded(Put(Room(held), head), name.data(), size), tail);
 }
 
-/// Space for a whole block behind the last one.
+/// Space for a whole block after the last one.
 unsigned char* Qor_Trace_Export_PCAP::Room(size_t size) {
   if (kCapacity - Used < size) Flush();
   Used += size;

@@ -6,6 +6,7 @@
 #include <type_traits>
 
 #include "qor_api.h"
+#include "record/RecordView.h"
 
 // The record as it crosses the C interface.
 static_assert(sizeof(Qor_Trace_Entry_t) == 1568);
@@ -122,9 +123,7 @@ Qor_Trace_Entry::Qor_Trace_Entry(unsigned int channelId, const Lin_Param_Monitor
 
 const Qor_Trace_Entry_t* Qor_Trace_Entry::GetEntry() const { return At(Record); }
 
-long Qor_Trace_Entry::GetRelativeTimestamp() const {
-  return static_cast<long>(Qor_Trace_LoadRelativeTimestamp(*GetEntry()));
-}
+long Qor_Trace_Entry::GetRelativeTimestamp() const { return RecordView(*GetEntry()).RelativeTimestamp(); }
 
 void Qor_Trace_Entry::SetRelativeTimestamp(const std::shared_ptr<Qor_Trace_Entry>& current,
                                            const std::shared_ptr<Qor_Trace_Entry>& previous) {
@@ -157,12 +156,4 @@ void Qor_Trace_Entry::CopyTo(unsigned char* out, unsigned long relativeTimestamp
   std::memcpy(out, Record.get(), kEntryRelativeTimestamp);
   std::memcpy(out + kEntryRelativeTimestamp, &relativeTimestamp, sizeof relativeTimestamp);
   std::memcpy(out + kRelativeEnd, Record.get() + kRelativeEnd, GetLength() - kRelativeEnd);
-}
-
-unsigned long Qor_Trace_LoadRelativeTimestamp(const Qor_Trace_Entry_t& record) {
-  const auto* field = reinterpret_cast<const unsigned char*>(&record) + kEntryRelativeTimestamp;
-  if (reinterpret_cast<uintptr_t>(field) % sizeof(unsigned long) == 0) {
-    return __atomic_load_n(reinterpret_cast<const unsigned long*>(field), __ATOMIC_RELAXED);
-  }
-  return record.RelativeTimestamp;  // a record in a buffer of its own, shared with nobody
 }

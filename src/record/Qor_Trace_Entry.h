@@ -13,7 +13,7 @@ struct FlexRay_Param_Monitor_Entry_t;
 struct Lin_Param_Monitor_Buffer64_ItemHeader_t;
 struct Lin_Param_Monitor_Buffer64_Item_Small_t;
 
-/// Offsets in a record; the packed types of the C interface are the same table.
+/// Offsets in a record, for those who write records; RecordView.h is for those who read them.
 enum Qor_Trace_EntryOffset : unsigned int {
   kEntryRelativeTimestamp = 16,
   kEntryPayload = 28,    // end of the common header
@@ -61,6 +61,3 @@ class QOR_EXPORT Qor_Trace_Entry {
  private:
   std::unique_ptr<unsigned char[]> Record;
 };
-
-/// The relative timestamp of a record that other threads may share, ns.
-[[nodiscard]] unsigned long Qor_Trace_LoadRelativeTimestamp(const Qor_Trace_Entry_t& record);

@@ -239,16 +239,6 @@ TEST(RelativeTimestamp, WrapsOverTheWholeRange) {
   EXPECT_EQ(current->GetRelativeTimestamp(), 5);
 }
 
-TEST(RelativeTimestamp, IsReadFromARecordAtAnyAddress) {
-  const auto entry = CanEntry(Frame(1));
-  Bytes buffer(8 + entry->GetLength());
-  for (size_t offset = 0; offset < 8; ++offset) {
-    entry->CopyTo(buffer.data() + offset, 0x0102030405060708);
-    EXPECT_EQ(Qor_Trace_LoadRelativeTimestamp(*reinterpret_cast<const Qor_Trace_Entry_t*>(buffer.data() + offset)),
-              0x0102030405060708UL);
-  }
-}
-
 TEST(Entry, IsCopiedWithTheRelativeTimeAskedFor) {
   const Bytes item = LinFrame(1).Data({1, 2});
   Bytes copy(48);
