@@ -104,6 +104,7 @@ Bus::~Bus() = default;
 void Bus::Channel_New(MDF::DGBLOCK* group, FileStream& stream) { Groups.emplace_back(group, nullptr, stream); }
 
 unsigned int Bus::ChannelNum_Get(unsigned int kind, bool error) const {
+  // By item type: overrun, the two frames, start of cycle, state, status, symbol, the four errors.
   constexpr unsigned int kFlexRayGroups[] = {1, 0, 0, 2, 3, kNoGroup, 4, 1, 1, 1, 1};
   switch (BusType) {
     case Info::Can:

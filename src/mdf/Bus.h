@@ -4,12 +4,12 @@
 #include <cstdint>
 #include <map>
 #include <memory>
-#include <span>
 #include <vector>
 
 #include "internal/Visibility.h"
 #include "mdf/Block.h"
 #include "qor_api_trace.h"
+#include "record/RecordView.h"
 
 /// One channel of one bus type. Each kind of event has a channel group of its own (see BusGenerator) with a list of
 /// fixed-length records; frames also have a list of variable-length data, which their records point into.
@@ -19,7 +19,7 @@
 ///
 /// Failures are false, and the entry may be tried again (a FlexRay frame of both channels may then have the record of its
 /// first channel twice). Only when a block ended in the middle of it and the next one
-/// failed, a part of it is in the file: that tears its group. The records behind it would be read at wrong places, so the
+/// failed, a part of it is in the file: that tears its group. The records after it would be read at wrong places, so the
 /// group refuses all further ones, and Write() fails, until Reset().
 ///
 /// Ownership: owns its groups and their lists. Blocks and stream are the file's; they must outlive all calls but the
@@ -61,8 +61,8 @@ class QOR_EXPORT Bus {
     bool Torn = false;                   // ends with a part of a record
   };
 
-  /// The payload of an entry: the record's bytes behind the common header, as far as its Length reaches.
-  using Payload = std::span<const unsigned char>;
+  /// The payload of an entry: the record's bytes past the common header, as far as its Length reaches.
+  using Payload = RecordPayload;
 
   /// @throws std::bad_alloc; so does Channel_New
   Bus(unsigned int busChannel, Info::busType_t busType, MDF::DGBLOCK* group, MDF::CNBLOCK* vlsdChannel,

@@ -7,48 +7,25 @@
 
 #include "mdf/Bus.h"
 #include "mdf/BusRecord.h"
+#include "record/RecordView.h"
 
 namespace {
 
-using MDF::Load;
-using MDF::Load_Bytes;
 using MDF::Record;
 using Payload = Bus::Payload;
-
-// --- offsets in payloads ---
-
-constexpr size_t kCanIdentifier = offsetof(Qor_Trace_Entry_Can_t, Identifier);
-constexpr size_t kCanFlags = offsetof(Qor_Trace_Entry_Can_t, Flags);
-constexpr size_t kCanReserved = offsetof(Qor_Trace_Entry_Can_t, Reserved);
-constexpr size_t kCanDlc = offsetof(Qor_Trace_Entry_Can_t, Dlc);
-constexpr size_t kCanData = offsetof(Qor_Trace_Entry_Can_t, Data);
-
-constexpr size_t kLinReserved = offsetof(Qor_Trace_Entry_Lin_t, Reserved1);
-constexpr size_t kLinFlags = offsetof(Qor_Trace_Entry_Lin_t, Flags);
-constexpr size_t kLinLength = offsetof(Qor_Trace_Entry_Lin_t, DataLength);
-constexpr size_t kLinIdentifier = offsetof(Qor_Trace_Entry_Lin_t, Identifier);
-constexpr size_t kLinData = offsetof(Qor_Trace_Entry_Lin_t, Data);
-constexpr size_t kLinBitTime = offsetof(Qor_Trace_Entry_Lin_t, BitTime);
-
-constexpr size_t kFlxType = offsetof(Qor_Trace_Entry_FlexRay_t, ItemType);
-constexpr size_t kFlxChannel = offsetof(Qor_Trace_Entry_FlexRay_t, Channel);
-constexpr size_t kFlxFlags = offsetof(Qor_Trace_Entry_FlexRay_t, FrameFlags);
-constexpr size_t kFlxSlot = offsetof(Qor_Trace_Entry_FlexRay_t, SlotId);
-constexpr size_t kFlxCycle = offsetof(Qor_Trace_Entry_FlexRay_t, Cycle);
-constexpr size_t kFlxWords = offsetof(Qor_Trace_Entry_FlexRay_t, PayloadLength);
-constexpr size_t kFlxCrc = offsetof(Qor_Trace_Entry_FlexRay_t, HeaderCrc);
-constexpr size_t kFlxData = offsetof(Qor_Trace_Entry_FlexRay_t, Data);
-// Of the other kinds:
-constexpr size_t kFlxState = kFlxChannel;
-constexpr size_t kFlxErrorCycle = kFlxSlot;
-constexpr size_t kFlxErrorChannel = kFlxSlot + 1;
 
 constexpr size_t kMostVlsdBytes = 2 * 255;  // of a FlexRay frame
 
 // --- inserting ---
 
+/// Stores `size` bytes: as many as are held, then zeros.
+void StoreHeld(RecordPayload held, unsigned char* out, size_t size) {
+  const RecordPayload kept = held.first(std::min(size, held.size()));
+  std::fill(std::copy(kept.begin(), kept.end(), out), out + size, static_cast<unsigned char>(0));
+}
+
 /// Appends a whole record to its group.
-bool Record_Insert(Bus::ChannelGroup& group, Record& record) {
+bool AppendRecord(Bus::ChannelGroup& group, Record& record) {
   if (group.Torn) return false;
   const MDF::Inserted inserted = record.Insert(*group.Records);
   group.Torn = inserted == MDF::Inserted::kPart;
@@ -57,13 +34,12 @@ bool Record_Insert(Bus::ChannelGroup& group, Record& record) {
   return true;
 }
 
-/// Appends a record and the data that it points to.
-bool Record_InsertWithData(Bus::ChannelGroup& group, Record& record, Payload payload, size_t offset,
-                           unsigned int length) {
-  if (!Record_Insert(group, record)) return false;
+/// Appends the data that the group's last record points to: `length` bytes, zeros where fewer are held. Takes the record
+/// back if that fails.
+bool AppendData(Bus::ChannelGroup& group, const Record& record, RecordPayload held, unsigned int length) {
   MDF::FieldBuffer<sizeof length + kMostVlsdBytes> data;
   data.Put(length);
-  if (length != 0) Load_Bytes(payload, offset, data.Next(length), length);
+  if (length != 0) StoreHeld(held, data.Next(length), length);
   const MDF::Inserted inserted = data.Insert(*group.Vlsd);
   if (inserted == MDF::Inserted::kAll) {
     group.DataBytes += data.Length();
@@ -74,10 +50,22 @@ bool Record_InsertWithData(Bus::ChannelGroup& group, Record& record, Payload pay
   return false;
 }
 
-/// After an insert: if it flushed a block, the count in the file follows. Always true.
-bool Counted(Bus::ChannelGroup& group, FileStream& stream) {
+/// After an insert: if it flushed a block, the count in the file follows.
+void UpdateCount(Bus::ChannelGroup& group, FileStream& stream) {
   // The data of the latest record may have been cut by the end of the block.
   if (group.Flushed_Look(group.CycleCount - 1)) group.CycleCount_Write(stream);
+}
+
+bool Insert(Bus::ChannelGroup& group, Record& record, FileStream& stream) {
+  if (!AppendRecord(group, record)) return false;
+  UpdateCount(group, stream);
+  return true;
+}
+
+bool InsertWithData(Bus::ChannelGroup& group, Record& record, RecordPayload held, unsigned int length,
+                    FileStream& stream) {
+  if (!AppendRecord(group, record) || !AppendData(group, record, held, length)) return false;
+  UpdateCount(group, stream);
   return true;
 }
 
@@ -88,37 +76,46 @@ void Store(std::array<unsigned char, kSize>& bytes, size_t offset, unsigned int 
 
 // --- CAN ---
 
-unsigned char CanDataLength(unsigned char dlc, bool fd) {
-  if (dlc >= std::size(Bus::kCanDlcBytes)) return 0;
-  return fd ? Bus::kCanDlcBytes[dlc] : std::min<unsigned char>(Bus::kCanDlcBytes[dlc], 8);
+/// Data bytes by the length code; of a classic frame at most 8.
+unsigned char CanDataLength(const CanView& can) {
+  if (can.Dlc >= std::size(Bus::kCanDlcBytes)) return 0;
+  const unsigned char length = Bus::kCanDlcBytes[can.Dlc];
+  return can.Has(QOR_TRACE_CAN_FD) ? length : std::min<unsigned char>(length, 8);
 }
 
-unsigned int CanId(Payload payload, unsigned char flags) {
-  return (Load<unsigned int>(payload, kCanIdentifier) & 0x3FFF'FFFF) | (flags & QOR_TRACE_CAN_EXTENDED) << 31;
+/// The bit for an extended identifier is that of the flags; the one in the identifier itself isn't believed.
+unsigned int CanId(const CanView& can) {
+  return can.PlainIdentifier() | (can.Has(QOR_TRACE_CAN_EXTENDED) ? QOR_TRACE_CAN_ID_EXTENDED : 0);
 }
 
-unsigned int CanFlagsEx(unsigned char flags, unsigned char reserved) {
+unsigned int CanFlagsEx(const CanView& can) {
+  constexpr unsigned int kDir = 0x0040;
+  constexpr unsigned int kR1 = 0x0800;
+  constexpr unsigned int kEdl = 0x1000;
+  constexpr unsigned int kBrs = 0x2000;
+  constexpr unsigned int kEsi = 0x4000;
   unsigned int bits = 0;
-  if ((flags & QOR_TRACE_CAN_TRANSMITTED) != 0) bits |= 0x0040;
-  if (reserved != 0) bits |= 0x0800;
-  if ((flags & QOR_TRACE_CAN_FD) != 0) bits |= 0x1000;
-  if ((flags & QOR_TRACE_CAN_BRS) != 0) bits |= 0x2000;
-  if ((flags & QOR_TRACE_CAN_ESI) != 0) bits |= 0x4000;
+  if (can.Has(QOR_TRACE_CAN_TRANSMITTED)) bits |= kDir;
+  if (can.Reserved != 0) bits |= kR1;
+  if (can.Has(QOR_TRACE_CAN_FD)) bits |= kEdl;
+  if (can.Has(QOR_TRACE_CAN_BRS)) bits |= kBrs;
+  if (can.Has(QOR_TRACE_CAN_ESI)) bits |= kEsi;
   return bits;
 }
 
 using ErrorFlags = std::array<unsigned char, 7>;
 
-ErrorFlags CanErrorFlags(unsigned char code, bool transmitted, bool overrun) {
+ErrorFlags CanErrorFlags(const CanView& can) {
   // Of received frames, by error code; 0 is any other code.
   constexpr unsigned char kReceived[8][3] = {{0xE1, 0xE1, 0x00}, {0xA1, 0xA1, 0x00}, {0x61, 0x61, 0x00},
                                              {0xE1, 0xE1, 0x01}, {0x2D, 0x2D, 0x00}, {0x29, 0x29, 0x00},
                                              {0x30, 0x31, 0x01}, {0x21, 0x21, 0x00}};
   constexpr unsigned char kOverrun[3] = {0x20, 0x22, 0x02};
   constexpr unsigned int kReceivedBit = 0x20;
+  const unsigned char code = can.Code();
   const bool known = code >= 1 && code <= 7;
-  const unsigned char* last = known ? kReceived[code] : overrun ? kOverrun : kReceived[0];
-  const unsigned int clear = transmitted ? kReceivedBit : 0;
+  const unsigned char* last = known ? kReceived[code] : can.Has(QOR_TRACE_CAN_OVERRUN) ? kOverrun : kReceived[0];
+  const unsigned int clear = can.Has(QOR_TRACE_CAN_TRANSMITTED) ? kReceivedBit : 0;
   const auto bits = [clear](unsigned char byte) { return static_cast<unsigned char>(byte & ~clear); };
   return {0x05, 0, 0, 0, bits(last[0]), bits(last[1]), last[2]};
 }
@@ -135,75 +132,63 @@ enum LinKinds : unsigned int {
   kNotRecorded = ~0U
 };
 
-LinKinds LinKind(unsigned int flags) {
-  constexpr unsigned int kTransmitError = QOR_TRACE_LIN_TRANSMIT_ERROR | QOR_TRACE_LIN_TRANSMITTED;
-  constexpr unsigned int kErrors = QOR_TRACE_LIN_PARITY_ERROR | QOR_TRACE_LIN_CHECKSUM_ERROR | QOR_TRACE_LIN_SYNC_ERROR;
-  if ((flags & kTransmitError) == kTransmitError) return kLinTransmissionError;
-  if ((flags & kErrors) == 0 && (flags & (QOR_TRACE_LIN_EVENT | QOR_TRACE_LIN_OVERRUN)) != 0) return kNotRecorded;
-  if ((flags & QOR_TRACE_LIN_PARITY_ERROR) != 0) return kLinReceiveError;
-  if ((flags & QOR_TRACE_LIN_SYNC_ERROR) != 0) return kLinSyncError;
-  if ((flags & QOR_TRACE_LIN_CHECKSUM_ERROR) != 0) return kLinChecksumError;
-  return (flags & QOR_TRACE_LIN_WAKEUP) != 0 ? kLinWakeup : kLinFrame;
+/// The errors are recorded in any case, frames and wake-ups only without an overrun mark.
+LinKinds LinKind(const LinView& lin) {
+  const bool overrun = lin.Has(QOR_TRACE_LIN_OVERRUN);
+  switch (lin.Kind()) {
+    case RecordKind::LinTransmitError:
+      return kLinTransmissionError;
+    case RecordKind::LinParityError:
+      return kLinReceiveError;
+    case RecordKind::LinSyncError:
+      return kLinSyncError;
+    case RecordKind::LinChecksumError:
+      return kLinChecksumError;
+    case RecordKind::LinEvent:
+      return kNotRecorded;
+    case RecordKind::LinWakeUp:
+      return overrun ? kNotRecorded : kLinWakeup;
+    default:
+      return overrun ? kNotRecorded : kLinFrame;
+  }
 }
 
-/// What the records of a LIN entry are made of.
-struct LinFields {
-  static constexpr unsigned int kMostData = 8;
+void PutLinData(Record& record, const LinView& lin) {
+  record.Put(lin.Identifier);
+  record.Put(lin.DataCount());
+  StoreHeld(lin.Data(), record.Next(LinView::kMostDataBytes), LinView::kMostDataBytes);
+}
 
-  explicit LinFields(Payload payload)
-      : Transmitted((Load<unsigned short>(payload, kLinFlags) & QOR_TRACE_LIN_TRANSMITTED) != 0),
-        Identifier(Load<unsigned char>(payload, kLinIdentifier)) {
-    const auto counted = Load<unsigned char>(payload, kLinLength);  // with the checksum
-    Length = static_cast<unsigned char>(counted != 0 ? counted - 1 : 0);
-    Load_Bytes(payload, kLinData, Data.data(), std::min<unsigned int>(Length, kMostData));
-    // The ninth byte is the last one that an entry has for data.
-    if (counted != 0 && Length <= kMostData) Checksum = Load<unsigned char>(payload, kLinData + Length);
-    const auto bitTime = static_cast<int>(Load<unsigned int>(payload, kLinBitTime) >> 3);  // ns
-    Baudrate = 1.0 / (bitTime * 1e-9);
-  }
-
-  void PutData(Record& record) const {
-    record.Put(Identifier);
-    record.Put(Length);
-    record.Put(Data);
-  }
-  void PutTiming(Record& record, unsigned long startOfFrame) const {
-    record.Put(startOfFrame);
-    record.Put(Baudrate);
-  }
-
-  bool Transmitted;
-  unsigned char Identifier;
-  unsigned char Length = 0;  // data bytes, without the checksum
-  std::array<unsigned char, kMostData> Data{};
-  unsigned char Checksum = 0;
-  double Baudrate = 0;
-};
+/// Start of frame and baud rate. A bit time below 1 ns gives an infinite rate.
+void PutLinTiming(Record& record, const LinView& lin, unsigned long startOfFrame) {
+  record.Put(startOfFrame);
+  record.Put(1.0 / (static_cast<int>(lin.BitTimeInNanoseconds()) * 1e-9));
+}
 
 // --- FlexRay ---
 
-unsigned char FlxCycleByte(Payload payload, unsigned int channel) {
-  const unsigned int cycle = Load<unsigned char>(payload, kFlxCycle) & 0x3FU;
-  const unsigned int transmitted = Load<unsigned short>(payload, kFlxType) == QOR_TRACE_FLEXRAY_TRANSMITTED ? 1 : 0;
-  return static_cast<unsigned char>(cycle | channel << 6 | transmitted << 7);
+unsigned char FlxCycleByte(const FlexRayView& frame, unsigned int channel) {
+  const unsigned int direction = frame.IsTransmitted() ? 1 : 0;
+  return static_cast<unsigned char>((frame.Cycle & 0x3FU) | channel << 6 | direction << 7);
 }
 
-unsigned int FlxFrameFlags(unsigned char flags, bool bothChannels) {
+unsigned int FlxFrameFlags(const FlexRayView& frame, bool bothChannels) {
   unsigned int bits = 0x0008'0000;
   if (bothChannels) bits |= 0x0080'0000;
-  if ((flags & QOR_TRACE_FLEXRAY_NULL) != 0) bits |= 0x01;
-  if ((flags & QOR_TRACE_FLEXRAY_SYNC) != 0) bits |= 0x04;
-  if ((flags & QOR_TRACE_FLEXRAY_STARTUP) != 0) bits |= 0x08;
-  if ((flags & QOR_TRACE_FLEXRAY_INDICATOR) != 0) bits |= 0x10;
+  if (frame.Has(QOR_TRACE_FLEXRAY_NULL)) bits |= 0x01;
+  if (frame.Has(QOR_TRACE_FLEXRAY_SYNC)) bits |= 0x04;
+  if (frame.Has(QOR_TRACE_FLEXRAY_STARTUP)) bits |= 0x08;
+  if (frame.Has(QOR_TRACE_FLEXRAY_INDICATOR)) bits |= 0x10;
   return bits;
 }
 
-/// One byte per channel, A in the third and B in the fourth.
-unsigned int FlxErrorCode(unsigned int type, unsigned char channel) {
+/// One byte per channel, A in the third and B in the fourth: 1 syntax error, 2 content error, 4 boundary violation.
+unsigned int FlxErrorCode(const FlexRayView& error) {
   constexpr unsigned int kChannels[] = {0x0001'0000, 0x0100'0000, 0x0101'0000};
-  if (type < 7 || type > 10 || channel >= std::size(kChannels)) return 0;
-  const unsigned int code = type == 9 ? 4 : type == 10 ? 2 : 1;
-  return code * kChannels[channel];
+  if (!error.IsError() || error.ErrorChannel() >= std::size(kChannels)) return 0;
+  const unsigned int channels = kChannels[error.ErrorChannel()];
+  if (error.Type == FlexRayItemType::NitBoundaryViolation) return 4 * channels;
+  return error.Type == FlexRayItemType::ContentError ? 2 * channels : channels;
 }
 
 }  // namespace
@@ -211,9 +196,8 @@ unsigned int FlxErrorCode(unsigned int type, unsigned char channel) {
 // --- dispatch ---
 
 bool Bus::Data_Insert(Qor_Trace_Entry_t& entry, unsigned long& timestamp) {
-  constexpr size_t kHeader = offsetof(Qor_Trace_Entry_t, Payload);
-  if (entry.Length < kHeader) return false;
-  const Payload payload(reinterpret_cast<const unsigned char*>(&entry) + kHeader, entry.Length - kHeader);
+  if (entry.Length < RecordView::kHeader) return false;
+  const Payload payload = RecordView(entry).Payload();
   switch (BusType) {
     case Info::Can:
       return Dispatch_Can(payload, timestamp);
@@ -225,35 +209,37 @@ bool Bus::Data_Insert(Qor_Trace_Entry_t& entry, unsigned long& timestamp) {
 }
 
 bool Bus::Dispatch_Can(Payload payload, unsigned long& timestamp) {
-  const auto flags = Load<unsigned char>(payload, kCanFlags);
-  const bool error = (flags & (QOR_TRACE_CAN_ERROR | QOR_TRACE_CAN_OVERRUN)) != 0;
+  // An entry with an overrun mark is recorded as an error frame, so that the loss shows.
+  const bool error = CanView::Of(payload).Has(QOR_TRACE_CAN_ERROR | QOR_TRACE_CAN_OVERRUN);
   ChannelGroup& group = Groups.at(ChannelNum_Get(0, error));
   return error ? Data_Insert_CAN_ErrorFrame(group, payload, timestamp)
                : Data_Insert_CAN_DataFrame(group, payload, timestamp);
 }
 
 bool Bus::Dispatch_Lin(Payload payload, unsigned long& timestamp) {
-  if (Load<unsigned short>(payload, kLinReserved) != 0) return false;
-  const unsigned int kind = LinKind(Load<unsigned short>(payload, kLinFlags));
+  const LinView lin = LinView::Of(payload);
+  if (lin.Reserved != 0) return false;
+  const unsigned int kind = LinKind(lin);
   if (kind == kNotRecorded) return false;
   return Data_Insert_LIN(Groups.at(ChannelNum_Get(kind, false)), kind, payload, timestamp);
 }
 
 bool Bus::Dispatch_FlexRay(Payload payload, unsigned long& timestamp) {
-  const auto type = Load<unsigned short>(payload, kFlxType);
-  if (type == 5 || type > 10) return false;
-  ChannelGroup& group = Groups.at(ChannelNum_Get(type, false));
-  switch (type) {
-    case QOR_TRACE_FLEXRAY_RECEIVED:
-    case QOR_TRACE_FLEXRAY_TRANSMITTED:
+  const FlexRayView flexRay = FlexRayView::Of(payload);
+  const RecordKind kind = flexRay.Kind();
+  if (kind == RecordKind::FlexRayStatus || kind == RecordKind::Unknown) return false;
+  ChannelGroup& group = Groups.at(ChannelNum_Get(static_cast<unsigned int>(flexRay.Type), false));
+  switch (kind) {
+    case RecordKind::FlexRayFrame:
+    case RecordKind::FlexRayNullFrame:
       return Data_Insert_Flexray_Frame(group, payload, timestamp);
-    case 3:
+    case RecordKind::FlexRayCycleStart:
       return Data_Insert_Flexray_StartCycle(group, payload, timestamp);
-    case 4:
+    case RecordKind::FlexRayState:
       return Data_Insert_Flexray_State(group, payload, timestamp);
-    case 6:
+    case RecordKind::FlexRaySymbol:
       return Data_Insert_Flexray_Symbol(group, payload, timestamp);
-    default:
+    default:  // errors and overrun marks
       return Data_Insert_Flexray_Error(group, payload, timestamp);
   }
 }
@@ -262,78 +248,78 @@ bool Bus::Dispatch_FlexRay(Payload payload, unsigned long& timestamp) {
 
 bool Bus::Data_Insert_CAN_DataFrame(ChannelGroup& group, Payload payload, unsigned long& timestamp) {
   if (group.Vlsd == nullptr) return false;
-  const auto flags = Load<unsigned char>(payload, kCanFlags);
-  const auto dlc = Load<unsigned char>(payload, kCanDlc);
-  const unsigned char length = CanDataLength(dlc, (flags & QOR_TRACE_CAN_FD) != 0);
+  const CanView can = CanView::Of(payload);
+  const unsigned char length = CanDataLength(can);
   Record record;
   record.Put(timestamp);
-  record.Put(CanId(payload, flags));
-  record.Put(CanFlagsEx(flags, Load<unsigned char>(payload, kCanReserved)));
-  record.Put(dlc);
+  record.Put(CanId(can));
+  record.Put(CanFlagsEx(can));
+  record.Put(can.Dlc);
   record.Put(length);
   record.Put(group.DataBytes);
-  return Record_InsertWithData(group, record, payload, kCanData, length) && Counted(group, Stream);
+  return InsertWithData(group, record, can.Held, length, Stream);
 }
 
 bool Bus::Data_Insert_CAN_ErrorFrame(ChannelGroup& group, Payload payload, unsigned long& timestamp) {
   constexpr unsigned long kDataBytes = 0xF5FF'0000'0000'0000;
-  const auto flags = Load<unsigned char>(payload, kCanFlags);
-  const bool transmitted = (flags & QOR_TRACE_CAN_TRANSMITTED) != 0;
+  const CanView can = CanView::Of(payload);
   Record record;
   record.Put(timestamp);
-  record.Put(CanId(payload, flags));
+  record.Put(CanId(can));
   record.Put(static_cast<unsigned char>(0));
-  record.Put(static_cast<unsigned char>(transmitted ? 0x80 : 0));
+  record.Put(static_cast<unsigned char>(can.Has(QOR_TRACE_CAN_TRANSMITTED) ? 0x80 : 0));
   record.Put(static_cast<unsigned char>(0));  // DLC and length
   record.Put(kDataBytes);
   record.Put(0U);
-  record.Put(CanErrorFlags(Load<unsigned char>(payload, kCanData), transmitted, (flags & QOR_TRACE_CAN_OVERRUN) != 0));
-  return Record_Insert(group, record) && Counted(group, Stream);
+  record.Put(CanErrorFlags(can));
+  return Insert(group, record, Stream);
 }
 
 // --- LIN ---
 
 bool Bus::Data_Insert_LIN(ChannelGroup& group, unsigned int kind, Payload payload, unsigned long& timestamp) {
-  const LinFields lin(payload);
+  const LinView lin = LinView::Of(payload);
+  const bool transmitted = lin.Has(QOR_TRACE_LIN_TRANSMITTED);
+  const unsigned char checksum = lin.Checksum().value_or(0);
   Record record;
   record.Put(timestamp);
   switch (kind) {
     case kLinFrame:
-      lin.PutData(record);
-      record.Put(static_cast<unsigned char>(lin.Transmitted ? 0x07 : 0x02));
-      record.Put(lin.Checksum);
-      lin.PutTiming(record, timestamp);
+      PutLinData(record, lin);
+      record.Put(static_cast<unsigned char>(transmitted ? 0x07 : 0x02));
+      record.Put(checksum);
+      PutLinTiming(record, lin, timestamp);
       break;
     case kLinChecksumError:
-      lin.PutData(record);
-      record.Put(static_cast<unsigned char>(lin.Transmitted ? 0x0F : 0x03));
-      record.Put(lin.Checksum);
-      lin.PutTiming(record, timestamp);
+      PutLinData(record, lin);
+      record.Put(static_cast<unsigned char>(transmitted ? 0x0F : 0x03));
+      record.Put(checksum);
+      PutLinTiming(record, lin, timestamp);
       break;
     case kLinReceiveError:
-      lin.PutData(record);
+      PutLinData(record, lin);
       record.Put(static_cast<unsigned char>(0x03));
-      lin.PutTiming(record, timestamp);
+      PutLinTiming(record, lin, timestamp);
       record.Put(static_cast<unsigned char>(0x13));
       break;
     case kLinSyncError:
-      lin.PutTiming(record, timestamp);
+      PutLinTiming(record, lin, timestamp);
       break;
     case kLinTransmissionError:
       record.Put(lin.Identifier);
-      record.Put(lin.Length);
+      record.Put(lin.DataCount());
       record.Put(static_cast<unsigned char>(0x01));
-      lin.PutTiming(record, timestamp);
+      PutLinTiming(record, lin, timestamp);
       break;
     case kLinWakeup:
-      lin.PutTiming(record, timestamp);
-      record.Put(lin.Length);
-      record.Put(static_cast<unsigned char>(lin.Transmitted ? 0 : 0x04));
+      PutLinTiming(record, lin, timestamp);
+      record.Put(lin.DataCount());
+      record.Put(static_cast<unsigned char>(transmitted ? 0 : 0x04));
       break;
     default:
       return false;
   }
-  return Record_Insert(group, record) && Counted(group, Stream);
+  return Insert(group, record, Stream);
 }
 
 // --- FlexRay ---
@@ -341,46 +327,44 @@ bool Bus::Data_Insert_LIN(ChannelGroup& group, unsigned int kind, Payload payloa
 bool Bus::Data_Insert_Flexray_Frame(ChannelGroup& group, Payload payload, unsigned long& timestamp) {
   constexpr unsigned char kBoth = 2;
   if (group.Vlsd == nullptr) return false;
-  const auto channel = Load<unsigned char>(payload, kFlxChannel);
-  if (channel > kBoth) return true;
-  const unsigned char first = channel == kBoth ? 0 : channel;
-  const unsigned char last = channel == kBoth ? 1 : channel;
-  const auto words = Load<unsigned char>(payload, kFlxWords);
-  for (unsigned char of = first; of <= last; ++of) {
+  const FlexRayView frame = FlexRayView::Of(payload);
+  const bool both = frame.Channel == kBoth;
+  if (frame.Channel > kBoth) return true;
+  const unsigned char first = both ? 0 : frame.Channel;
+  const unsigned char last = both ? 1 : frame.Channel;
+  for (unsigned char channel = first; channel <= last; ++channel) {
     Record record;
     record.Put(timestamp);
-    record.Put(Load<unsigned short>(payload, kFlxSlot));
-    record.Put(FlxCycleByte(payload, of));
-    record.Put(static_cast<unsigned char>(2 * words));
-    record.Put(FlxFrameFlags(Load<unsigned char>(payload, kFlxFlags), channel == kBoth));
-    record.Put(Load<unsigned short>(payload, kFlxCrc));
-    record.Put(words);
+    record.Put(frame.SlotId);
+    record.Put(FlxCycleByte(frame, channel));
+    record.Put(static_cast<unsigned char>(frame.PayloadBytes()));  // a length above 255 wraps
+    record.Put(FlxFrameFlags(frame, both));
+    record.Put(frame.HeaderCrc);
+    record.Put(frame.PayloadLength);
     record.Put(group.DataBytes);
-    if (!Record_InsertWithData(group, record, payload, kFlxData, 2U * words)) return false;
-    Counted(group, Stream);
+    if (!InsertWithData(group, record, frame.Held, frame.PayloadBytes(), Stream)) return false;
   }
   return true;
 }
 
 bool Bus::Data_Insert_Flexray_Error(ChannelGroup& group, Payload payload, unsigned long& timestamp) {
-  const auto type = Load<unsigned short>(payload, kFlxType);
-  const auto channel = Load<unsigned char>(payload, kFlxErrorChannel);
+  const FlexRayView error = FlexRayView::Of(payload);
   std::array<unsigned char, 18> data{};
-  Store(data, 0, type >= 7 && type <= 10 ? 5U : 6U);
-  Store(data, 4, FlxErrorCode(type, channel));
+  Store(data, 0, error.IsError() ? 5U : 6U);
+  Store(data, 4, FlxErrorCode(error));
   Record record;
   record.Put(timestamp);
-  record.Put(Load<unsigned char>(payload, kFlxErrorCycle));
-  record.Put(channel);
+  record.Put(error.ErrorCycle());
+  record.Put(error.ErrorChannel());
   record.Put(data);
-  return Record_Insert(group, record) && Counted(group, Stream);
+  return Insert(group, record, Stream);
 }
 
 bool Bus::Data_Insert_Flexray_StartCycle(ChannelGroup& group, Payload payload, unsigned long& timestamp) {
   Record record;
   record.Put(timestamp);
-  record.Put(Load<unsigned char>(payload, kFlxState));
-  return Record_Insert(group, record) && Counted(group, Stream);
+  record.Put(FlexRayView::Of(payload).Channel);  // the number of the cycle
+  return Insert(group, record, Stream);
 }
 
 bool Bus::Data_Insert_Flexray_State(ChannelGroup& group, Payload payload, unsigned long& timestamp) {
@@ -389,7 +373,7 @@ bool Bus::Data_Insert_Flexray_State(ChannelGroup& group, Payload payload, unsign
     unsigned int B;
   };
   constexpr State kStates[] = {{2, 0x0F}, {2, 0}, {2, 4}, {1, 2}, {1, 3}, {2, 1}, {2, 0x20}, {2, 0x13}};
-  const auto code = Load<unsigned char>(payload, kFlxState);
+  const unsigned char code = FlexRayView::Of(payload).Channel;  // of the state
   const State state = code < std::size(kStates) ? kStates[code] : State{0, 0x0F};
   std::array<unsigned char, 48> data{};
   Store(data, 4, state.A);
@@ -399,12 +383,12 @@ bool Bus::Data_Insert_Flexray_State(ChannelGroup& group, Payload payload, unsign
   record.Put(static_cast<unsigned char>(0));  // cycle
   record.Put(static_cast<unsigned char>(0));  // channel mask
   record.Put(data);
-  return Record_Insert(group, record) && Counted(group, Stream);
+  return Insert(group, record, Stream);
 }
 
 bool Bus::Data_Insert_Flexray_Symbol(ChannelGroup& group, Payload payload, unsigned long& timestamp) {
   constexpr unsigned char kWakeup = 3;
-  const auto channel = Load<unsigned char>(payload, kFlxChannel);
+  const unsigned char channel = FlexRayView::Of(payload).Channel;
   const unsigned int mask = channel <= 2 ? (channel + 1U) & 3U : 0;
   std::array<unsigned char, 17> data{};
   Store(data, 12, 0xAA28'0000U);
@@ -413,5 +397,5 @@ bool Bus::Data_Insert_Flexray_Symbol(ChannelGroup& group, Payload payload, unsig
   record.Put(static_cast<unsigned char>(0));  // cycle
   record.Put(static_cast<unsigned char>(mask << 6 | kWakeup));
   record.Put(data);
-  return Record_Insert(group, record) && Counted(group, Stream);
+  return Insert(group, record, Stream);
 }

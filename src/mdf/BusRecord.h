@@ -1,38 +1,17 @@
-// One record while it is put together, and reading of payloads that may be shorter than they should be.
+// One record while it is put together.
 #pragma once
 
-#include <algorithm>
 #include <cstddef>
 #include <cstring>
-#include <span>
 
 #include "mdf/DataList.h"
 
 namespace MDF {
 
-/// The number at `offset` of a payload; bytes beyond its end are 0.
-template <class T>
-T Load(std::span<const unsigned char> payload, size_t offset) {
-  T value{};
-  if (offset + sizeof value <= payload.size()) {
-    std::memcpy(&value, payload.data() + offset, sizeof value);
-  } else if (offset < payload.size()) {
-    std::memcpy(&value, payload.data() + offset, payload.size() - offset);
-  }
-  return value;
-}
-
-/// Copies `size` bytes from `offset` of a payload; bytes beyond its end are 0.
-inline void Load_Bytes(std::span<const unsigned char> payload, size_t offset, unsigned char* out, size_t size) {
-  const size_t there = offset < payload.size() ? std::min(size, payload.size() - offset) : 0;
-  if (there != 0) std::memcpy(out, payload.data() + offset, there);
-  std::memset(out + there, 0, size - there);
-}
-
 /// What became of an insert that a list may refuse in the middle.
 enum class Inserted { kAll, kPart, kNothing };
 
-/// Fields one behind the other, as they lie in a record. Room for `kRoom` bytes in at most 16 fields.
+/// Fields back to back, as they lie in a record. Room for `kRoom` bytes in at most 16 fields.
 template <size_t kRoom>
 class FieldBuffer {
  public:

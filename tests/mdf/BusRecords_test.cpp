@@ -1,6 +1,8 @@
 // The records that entries become, byte for byte.
 #include <gtest/gtest.h>
 
+#include <array>
+
 #include "support/MdfEntries.h"
 #include "support/MdfFiles.h"
 
@@ -423,6 +425,30 @@ TEST_F(LoneBus, ReadsEveryEntryByItsOwnType) {
   Add(1);
   EXPECT_TRUE(Insert(LinItem().Channel(9).Data({1}, 2).Entry()));
   EXPECT_EQ(Ptr->CycleCount_Get(0), 1U);
+}
+
+// The rows stand in the order of precedence: the first one whose bits are all set tells the group.
+TEST_F(LoneBus, ChoosesTheGroupOfALinEntryByAllItsFlags) {
+  constexpr unsigned int kGroups = 6;
+  constexpr unsigned int kNone = kGroups;
+  struct Row {
+    unsigned int Bits;
+    unsigned int Group;
+  };
+  constexpr Row kRows[] = {{0x48, 4},     {0x01, 2},     {0x04, 3}, {0x02, 1},
+                           {0x10, kNone}, {0x80, kNone}, {0x20, 5}, {0x00, 0}};
+  Add(1);
+  std::array<unsigned long, kGroups> expected{};
+  for (unsigned int flags = 0; flags <= 0xFFFF; ++flags) {
+    const Row* row = kRows;
+    while ((flags & row->Bits) != row->Bits) ++row;
+    if (row->Group != kNone) ++expected[row->Group];
+    const auto entry = test::Record(*Lin().Entry()).Put(30, static_cast<unsigned short>(flags));
+    ASSERT_EQ(Root.Data_Insert(Ptr, test::Entry(entry)), row->Group != kNone) << std::hex << flags;
+    for (unsigned int group = 0; group < kGroups; ++group) {
+      ASSERT_EQ(Ptr->CycleCount_Get(group), expected[group]) << std::hex << flags;
+    }
+  }
 }
 
 TEST_F(LoneBus, NumbersItsGroups) {
