@@ -2,7 +2,7 @@
 //
 // A line function writes at `out`, where LineRoom(record) bytes must be free, and returns the new end. A record that is too
 // short for its bus still gets its line: fields that are not there print as 0, and of the data bytes that are announced
-// only those print that are there.
+// only those print that are present.
 #pragma once
 
 #include <algorithm>

@@ -1,6 +1,6 @@
 // Numbers to text, for the lines of an ASC log.
 //
-// Every function writes at `out` and returns the new end. Stores are made in whole words, so up to kSlack bytes behind the
+// Every function writes at `out` and returns the new end. Stores are made in whole words, so up to kSlack bytes past the
 // end may be overwritten: the caller provides that room.
 #pragma once
 
@@ -14,7 +14,7 @@
 
 namespace asc {
 
-/// Bytes behind the end of a text that a function may overwrite.
+/// Bytes past the end of a text that a function may overwrite.
 constexpr size_t kSlack = 8;
 
 /// Below this a number of ns, divided by 1e9 as a double, has exactly its own digits at nine decimals.

@@ -28,7 +28,7 @@ class QOR_EXPORT Qor_Trace_Export_PCAP {
   /// @param flags      QOR_TRACE_PCAP_START_OFFSET or 0
   /// @param fileName   path
   /// @param startTime  ns, clock of the entries; used with QOR_TRACE_PCAP_START_OFFSET only
-  /// @throws Qor_Trace_Exception 0x02140007 if the file can't be opened; std::bad_alloc
+  /// @throws Qor_Trace_Exception QOR_TRACE_STATUS_FILE_ERROR if the file can't be opened; std::bad_alloc
   Qor_Trace_Export_PCAP(unsigned int flags, const char* fileName, unsigned long startTime);
   /// Writes what the buffer holds and closes the file.
   ~Qor_Trace_Export_PCAP();
@@ -37,7 +37,7 @@ class QOR_EXPORT Qor_Trace_Export_PCAP {
 
   void WriteSectionHeaderBlock();
 
-  /// Writes the section header block and the blocks of all entries, in their order, and brings them to the file.
+  /// Writes the section header block and the blocks of all entries, in their order, and flushes them to the file.
   /// Nothing is read past an entry's Length: a frame is at most as long as its record has bytes for it.
   /// @throws std::bad_alloc
   void Export(const Qor_Trace_EntryStore& entries);

@@ -15,7 +15,7 @@ class Qor_Trace_Entry;
 /// (a snapshot for an export) shares the segments instead of the entries: copying five million entries copies about
 /// 1200 pointers. A snapshot doesn't see what is appended to the original later.
 ///
-/// Entries dropped from the front of the oldest segment are let go together with the rest of it.
+/// Entries dropped from the front of the oldest segment are freed together with the rest of it.
 ///
 /// Threads: one writer at a time, under a lock of the owner; a snapshot taken under that lock may then be read by
 /// another thread while the writer appends to the original. Don't append to both.
@@ -39,7 +39,7 @@ class Qor_Trace_EntryStore {
     ++End;
   }
 
-  /// Takes the `count` oldest entries off; count <= size(). What they held is freed with the returned sequence, which
+  /// Removes the `count` oldest entries; count <= size(). What they held is freed with the returned sequence, which
   /// lets the caller do that outside a lock.
   /// @throws std::bad_alloc; the sequence is then as before.
   [[nodiscard]] Qor_Trace_EntryStore DropOldest(size_t count) {
@@ -62,5 +62,5 @@ class Qor_Trace_EntryStore {
 
   std::vector<std::shared_ptr<Segment>> Segments;
   size_t Begin = 0;  // place of the oldest entry, counted from the first segment's first
-  size_t End = 0;    // place behind the newest
+  size_t End = 0;    // place after the newest
 };

@@ -8,7 +8,7 @@
 //   }
 //
 // Nothing is read past the record's length. A field that the record doesn't reach, or reaches in part only, has 0 in the
-// bytes that are missing; a span holds those of the announced bytes that are there.
+// bytes that are missing; a span holds those of the announced bytes that are present.
 //
 // Views are cheap to make and to copy. They point into the record, which must outlive them.
 #pragma once
@@ -95,12 +95,13 @@ struct CanView {
             .Held = record_view::From(payload, kFixedFields)};
   }
 
+  /// Any of these flags.
   [[nodiscard]] bool Has(unsigned int flags) const { return (Flags & flags) != 0; }
   /// Without the marker bits: 11 or 29 bits.
   [[nodiscard]] unsigned int PlainIdentifier() const {
     return Identifier & ~(QOR_TRACE_CAN_ID_EXTENDED | QOR_TRACE_CAN_ID_FD);
   }
-  /// The data bytes that are announced and there.
+  /// The data bytes that are announced and present.
   [[nodiscard]] RecordPayload Data() const { return record_view::UpTo(DataLength, Held); }
   /// The first data byte, whatever DataLength says; 0 where the record ends before it. Of an error frame, the error code
   /// (1 to 7); of an event, 0 rising edge, 1 falling edge, else a user event.
@@ -139,13 +140,14 @@ struct LinView {
             .Held = record_view::From(payload, kData, kRoom)};
   }
 
+  /// Any of these flags.
   [[nodiscard]] bool Has(unsigned int flags) const { return (Flags & flags) != 0; }
   [[nodiscard]] unsigned char PlainIdentifier() const { return Identifier & 0x3F; }
   /// Data bytes announced, the checksum not among them: 0 to 8 from sound hardware, at most 254.
   [[nodiscard]] unsigned char DataCount() const {
     return static_cast<unsigned char>(DataLength == 0 ? 0 : DataLength - 1);
   }
-  /// The data bytes that are announced and there, at most 8.
+  /// The data bytes that are announced and present, at most 8.
   [[nodiscard]] RecordPayload Data() const {
     return record_view::UpTo(std::min<size_t>(DataCount(), kMostDataBytes), Held);
   }
@@ -198,6 +200,7 @@ struct FlexRayView {
             .Held = record_view::From(payload, kFixedFields)};
   }
 
+  /// Any of these flags.
   [[nodiscard]] bool Has(unsigned int flags) const { return (FrameFlags & flags) != 0; }
   [[nodiscard]] bool IsTransmitted() const { return Type == FlexRayItemType::TransmittedFrame; }
   /// Null frames included.
@@ -208,7 +211,7 @@ struct FlexRayView {
 
   /// Payload bytes announced, 0 to 510.
   [[nodiscard]] unsigned int PayloadBytes() const { return 2u * PayloadLength; }
-  /// A frame's payload bytes that are announced and there; none for anything else. Those of a null frame mean nothing.
+  /// A frame's payload bytes that are announced and present; none for anything else. Those of a null frame mean nothing.
   [[nodiscard]] RecordPayload Data() const {
     return IsFrame() ? record_view::UpTo(PayloadBytes(), Held) : RecordPayload();
   }
@@ -266,8 +269,9 @@ struct EthernetView {
             .Held = record_view::From(payload, kFixedFields)};
   }
 
+  /// Any of these flags.
   [[nodiscard]] bool Has(unsigned int flags) const { return (Flags & flags) != 0; }
-  /// The bytes from the destination address on that are announced and there.
+  /// The bytes from the destination address on that are announced and present.
   [[nodiscard]] RecordPayload Frame() const { return record_view::UpTo(FrameLength, Held); }
 
   [[nodiscard]] RecordKind Kind() const {
@@ -288,7 +292,7 @@ class RecordView {
   RecordView(const Qor_Trace_Entry_t& record)
       : RecordView(reinterpret_cast<const unsigned char*>(&record), record.Length) {}
   /// @param record  at any address; what its own Length says doesn't matter
-  /// @param length  bytes that are there, at least kHeader
+  /// @param length  bytes present, at least kHeader
   RecordView(const unsigned char* record, unsigned int length) : Record(record), RecordLength(length) {}
 
   /// Qor_Trace_BusType, or a value beyond it.
