@@ -55,11 +55,12 @@ extern "C" {
 /* ---- Version --------------------------------------------------------------------------------------------- */
 
 /* The version that this header belongs to (Semantic Versioning). */
-#define QOR_TRACE_VERSION_MAJOR 2
-#define QOR_TRACE_VERSION_MINOR 0
-#define QOR_TRACE_VERSION_PATCH 0
-/** The three as one number that grows with the version: #if QOR_TRACE_VERSION >= 20100 is 2.1.0 or later. */
-#define QOR_TRACE_VERSION (QOR_TRACE_VERSION_MAJOR * 10000 + QOR_TRACE_VERSION_MINOR * 100 + QOR_TRACE_VERSION_PATCH)
+#define QOR_API_TRACE_VERSION_MAJOR 2
+#define QOR_API_TRACE_VERSION_MINOR 0
+#define QOR_API_TRACE_VERSION_PATCH 0
+/** The three as one number that grows with the version: #if QOR_API_TRACE_VERSION >= 20100 is 2.1.0 or later. */
+#define QOR_API_TRACE_VERSION \
+  (QOR_API_TRACE_VERSION_MAJOR * 10000 + QOR_API_TRACE_VERSION_MINOR * 100 + QOR_API_TRACE_VERSION_PATCH)
 
 /** Refuses to compile where unsigned long, which records hold times in, has other than 64 bits (-m32, for instance). */
 typedef char Qor_Trace_NeedsUnsignedLongOf64Bits[sizeof(unsigned long) == 8 ? 1 : -1];
