@@ -376,7 +376,8 @@ QOR_TRACE_API unsigned int Qor_Trace_Start(unsigned int handle, unsigned int mod
  * swap file are kept.
  *
  * @return UNKNOWN_HANDLE; the hardware library's code of the last channel that could not be stopped;
- *         FILE_ERROR when the last entries could not be recorded or swapped.
+ *         FILE_ERROR when the last entries could not be recorded or swapped; OUT_OF_MEMORY when they could not be stored:
+ *         those that are not are still in the sort stage, and another stop stores them.
  */
 QOR_TRACE_API unsigned int Qor_Trace_Stop(unsigned int handle);
 

@@ -233,18 +233,22 @@ void Qor_Trace_Monitor::ReceiveHandler(EntryBatch& entries, LatestByKey& listEnt
 void Qor_Trace_Monitor::StoreBatch(const EntryBatch& entries) {
   Qor_Trace_EntryStore dropped;  // freed after the lock
   MutexLock lock(MutexStore);
-  dropped = StoreAll(entries);
+  auto next = entries.begin();
+  dropped = StoreAll(entries, next);
 }
 
-Qor_Trace_EntryStore Qor_Trace_Monitor::StoreAll(const EntryBatch& entries) {
+Qor_Trace_EntryStore Qor_Trace_Monitor::StoreAll(const EntryBatch& entries, EntryBatch::const_iterator& next) {
   std::optional<Qor_Trace_Exception> failure;
   const auto giveUpAscRecording = [&](const Qor_Trace_Exception& error) REQUIRES(MutexStore) {
     AscRecording = false;
     failure = error;
   };
-  for (const auto& [timestamp, entry] : entries) {
+  while (next != entries.end()) {
+    const auto& entry = *next->second;
+    StoreEntry(next->second);
+    ++next;
     try {
-      StoreEntry(entry);
+      if (AscRecording) AscExporter->WriteEntry(*entry.GetEntry());
     } catch (const Qor_Trace_Exception& error) {
       giveUpAscRecording(error);
     }
@@ -313,7 +317,13 @@ void Qor_Trace_Monitor::StoreQueued(unsigned long horizon) try {
   Qor_Trace_EntryStore dropped;
   MutexLock lock(MutexStore);
   due = TakeQueued(horizon);
-  dropped = StoreAll(due);
+  EntryBatch::const_iterator next = due.begin();
+  try {
+    dropped = StoreAll(due, next);
+  } catch (const std::bad_alloc&) {
+    PutBack(due, next);
+    throw;
+  }
 } catch (const std::bad_alloc&) {
   throw Qor_Trace_Exception(QOR_ERROR_LEVEL_GENERAL, QOR_TRACE_STATUS_OUT_OF_MEMORY,
                             "could not store received entries");
@@ -329,9 +339,15 @@ EntryBatch Qor_Trace_Monitor::TakeQueued(unsigned long horizon) {
   return due;
 }
 
+/// Returns the entries from `next` on to the queue, ahead of those of the same time that came since. Needs no memory.
+void Qor_Trace_Monitor::PutBack(EntryBatch& due, EntryBatch::const_iterator next) {
+  due.erase(due.cbegin(), next);
+  MutexLock lock(MutexSortQueue);
+  due.merge(SortQueue);
+  SortQueue.swap(due);
+}
+
 void Qor_Trace_Monitor::StoreEntry(EntryPtr entry) {
-  const auto* record = entry->GetEntry();
   Store.push_back(std::move(entry));
   PublishEntryCount();
-  if (AscRecording) AscExporter->WriteEntry(*record);
 }

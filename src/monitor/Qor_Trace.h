@@ -103,16 +103,20 @@ class QOR_EXPORT Qor_Trace_Monitor {
   /// Takes a batch over; on the channel's receive thread.
   void ReceiveHandler(EntryBatch& entries, LatestByKey& listEntries);
   void StoreBatch(const EntryBatch& entries);
-  /// Stores all entries and ends with the memory guard. Returns what that took off the store, to be freed outside the lock.
+  /// Stores all entries from `next` on, writes them to the live ASC file and ends with the memory guard. Returns what that
+  /// removed from the store, to be freed outside the lock. `next` is always the first entry that isn't stored.
   /// A live ASC file that fails is given up; the entries are stored all the same before its error is thrown.
-  [[nodiscard]] Qor_Trace_EntryStore StoreAll(const EntryBatch& entries) REQUIRES(MutexStore);
+  [[nodiscard]] Qor_Trace_EntryStore StoreAll(const EntryBatch& entries, EntryBatch::const_iterator& next)
+      REQUIRES(MutexStore);
   void UpdateList(const LatestByKey& listEntries);
-  /// One pass of the sort thread: stores what is queued up to `horizon` (ns, included).
+  /// One pass of the sort thread: stores what is queued up to `horizon` (ns, included). When memory runs out, what isn't
+  /// stored is in the queue again.
   void StoreQueued(unsigned long horizon);
   [[nodiscard]] EntryBatch TakeQueued(unsigned long horizon);
+  void PutBack(EntryBatch& due, EntryBatch::const_iterator next);
   [[nodiscard]] std::optional<unsigned long> OldestQueued();
   [[nodiscard]] bool IsFarBehind(unsigned long horizon);
-  /// Appends one entry, and writes it to the live ASC file.
+  /// Appends one entry.
   void StoreEntry(EntryPtr entry) REQUIRES(MutexStore);
 
   // Store (Qor_Trace_Store.cpp).

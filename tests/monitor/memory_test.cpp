@@ -1,8 +1,11 @@
-// A monitor whose receive thread runs out of memory while it stores.
+// A monitor that runs out of memory while it stores: its receive thread, and the stop that stores what is still queued.
 #include <gtest/gtest.h>
+
+#include <filesystem>
 
 #include "monitor/MonitorTest.h"
 #include "support/FailingAllocator.h"
+#include "support/Sleeps.h"
 
 using namespace test;
 
@@ -76,5 +79,97 @@ TEST_F(MonitorMemory, ThatIsExhaustedWhileSwappingLosesNoRecord) {
     ASSERT_GE(records.size(), items.size());
     EXPECT_EQ(Items(records.begin(), records.begin() + 20), RecordsOf(1, items));
     ExpectAtMostOneReport();
+  }
+}
+
+// ---- Stop
+
+namespace {
+
+struct StopCase {
+  const char* Name;
+  unsigned int Mode;   // of the start
+  unsigned int Limit;  // of the memory guard
+  FailingAllocator::Duration Duration;
+};
+
+constexpr unsigned int kNoLimit = 1000000;
+// The store grows by segments of 4096 entries: the queue, stored behind so many, needs a new one at its seventh entry.
+constexpr unsigned int kStored = 4090;
+constexpr unsigned int kQueued = 20;
+constexpr unsigned long kFarAhead = 50'000'000UL * 1'000'000;  // ns; as many passes of the sort thread
+
+class StopMemory : public MonitorTest, public testing::WithParamInterface<StopCase> {
+ protected:
+  ~StopMemory() override { Monitor.reset(); }
+
+  static void Deliver(ScriptedInterface& interface, const Items& items) {
+    interface.NextItems(items);
+    ASSERT_TRUE(interface.WaitUntilDelivered());
+  }
+  /// A new monitor with entries in its store, and others in the queue of a run that has just ended its sort thread's waits.
+  void Prepare() {
+    Monitor.reset();
+    Monitor = std::make_unique<Qor_Trace_Monitor>();
+    std::filesystem::remove(SwapName());  // of the monitor before, made in the same second
+    Add(*Monitor, First);
+    SetNumber(*Monitor, QOR_TRACE_PROPERTY_MAX_ENTRIES, kNoLimit);
+    Monitor->Start(0);
+    for (unsigned int first = 0; first < kStored; first += kStored / 2) Deliver(First, FramesFrom(first, kStored / 2));
+    Monitor->Stop();
+    Add(*Monitor, Second);
+    SetNumber(*Monitor, QOR_TRACE_PROPERTY_MAX_ENTRIES, GetParam().Limit);
+    SetNumber(*Monitor, QOR_TRACE_PROPERTY_ASC_MAX_FILE_SIZE, 512);  // so that a live recording goes through files
+    SortClock clock;
+    Monitor->Start(GetParam().Mode);
+    // The time of the first one is the sort thread's horizon, which doesn't get to the others.
+    Deliver(First, FramesFrom(kStored, 1));
+    Deliver(First, FramesFrom(kFarAhead, kQueued - 5));
+    Deliver(Second, FramesFrom(kFarAhead + 3, 4));  // same times as some before, so that their order shows
+  }
+  static Items Expected() {
+    Items expected = RecordsOf(1, FramesFrom(0, kStored + 1));
+    for (unsigned int i = 0; i < kQueued - 5; ++i) {
+      expected.push_back(RecordsOf(1, FramesFrom(kFarAhead + i, 1))[0]);
+      if (i >= 3 && i < 7) expected.push_back(RecordsOf(2, FramesFrom(kFarAhead + i, 1))[0]);
+    }
+    return expected;
+  }
+
+  ScriptedInterface First, Second;
+};
+
+INSTANTIATE_TEST_SUITE_P(
+    Exhausted, StopMemory,
+    testing::Values(StopCase{"Once", 0, kNoLimit, FailingAllocator::Once},
+                    StopCase{"FromThenOn", 0, kNoLimit, FailingAllocator::FromThenOn},
+                    StopCase{"OnceSwapping", 0, kStored + kQueued, FailingAllocator::Once},
+                    StopCase{"FromThenOnSwapping", 0, kStored + kQueued, FailingAllocator::FromThenOn},
+                    StopCase{"OnceRecording", QOR_TRACE_START_ASC_RECORDING, kNoLimit, FailingAllocator::Once},
+                    StopCase{"FromThenOnRecording", QOR_TRACE_START_ASC_RECORDING, kNoLimit,
+                             FailingAllocator::FromThenOn}),
+    [](const auto& which) { return std::string(which.param.Name); });
+
+}  // namespace
+
+TEST_P(StopMemory, ThatIsExhaustedLeavesTheQueueForTheNextStop) {
+  const Items expected = Expected();
+  bool failed = true;
+  for (unsigned long number = 1; failed; ++number) {
+    SCOPED_TRACE(number);
+    ASSERT_LT(number, 100U);
+    ASSERT_NO_FATAL_FAILURE(Prepare());
+    TakeReports();
+    unsigned int code = 0;
+    {
+      const FailingAllocator exhausted(FailingAllocator::ThisThread, number, GetParam().Duration);
+      code = CodeOf([&] { Monitor->Stop(); });
+      failed = exhausted.HasFailed();
+    }
+    EXPECT_EQ(code, failed ? 0x0214000CU : 0U);
+    ExpectAtMostOneReport();
+    EXPECT_EQ(CodeOf([&] { Monitor->Stop(); }), 0U);
+    EXPECT_EQ(GetItems(*Monitor).Records(), expected);
+    EXPECT_TRUE(TakeReports().empty());
   }
 }
