@@ -415,7 +415,8 @@ QOR_TRACE_API unsigned int Qor_Trace_Stop(unsigned int handle);
  * @param buffer    out: the records
  * @return UNKNOWN_HANDLE, INVALID_ARGUMENT (reserved not 0, a null pointer), BUFFER_TOO_SMALL: the next record does not fit.
  *         The records counted in *count are valid all the same: go on behind them.
- *         Errors in reading the swap file give fewer records, no status.
+ *         Where the swap file can't be read (no file descriptor left, a file that somebody has cut or removed), the
+ *         records end there, without a status: never an entry under the index of another one.
  */
 QOR_TRACE_API unsigned int Qor_Trace_GetItems(unsigned int handle, unsigned int reserved, unsigned int start,
                                               unsigned int* count, unsigned int* size, unsigned char* buffer);

@@ -122,7 +122,7 @@ class QOR_EXPORT Qor_Trace_Monitor {
   // Store (Qor_Trace_Store.cpp).
   [[nodiscard]] Qor_Trace_EntryStore CheckMemory() REQUIRES(MutexStore);
   void PublishEntryCount() REQUIRES(MutexStore);
-  void CopySwapped(unsigned int start, unsigned int records, unsigned int limit, RecordBuffer& out)
+  [[nodiscard]] bool CopySwapped(unsigned int start, unsigned int records, unsigned int limit, RecordBuffer& out)
       REQUIRES(MutexStore);
 
   // Properties (Qor_Trace_Properties.cpp).

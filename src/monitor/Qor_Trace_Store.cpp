@@ -31,25 +31,27 @@ void Qor_Trace_Monitor::GetItems(unsigned int start, unsigned int* count, unsign
   const unsigned int fileRecords = fromFile ? swapped - start : 0;
   const unsigned int limit = wanted != 0 ? wanted : fileRecords + inMemory - first;
   const unsigned int mostFromMemory = limit - fileRecords;  // may wrap; then the limit decides
-  if (fromFile) CopySwapped(start, fileRecords, limit, out);
+  if (fromFile && !CopySwapped(start, fileRecords, limit, out))
+    return;  // none from memory under the missing ones' indices
   for (unsigned int given = 0; given < mostFromMemory && out.Count() < limit && first + given < inMemory; ++given) {
     Place(*Store[first + given], 0, out);
   }
 }
 
-/// Copies up to `records` swapped entries from number `start` on, until the buffer holds `limit`. Where the file ends early,
-/// or holds no record, the copy ends.
-void Qor_Trace_Monitor::CopySwapped(unsigned int start, unsigned int records, unsigned int limit, RecordBuffer& out) {
+/// Copies up to `records` swapped entries from number `start` on, until the buffer holds `limit`. Returns false where the
+/// file ends early, or holds no record.
+bool Qor_Trace_Monitor::CopySwapped(unsigned int start, unsigned int records, unsigned int limit, RecordBuffer& out) {
   MutexLock lock(MutexSwapFile);
   RecordFileReader reader = Swap.ReadFrom(start);
   for (; records > 0 && out.Count() < limit; --records) {
     const unsigned int length = reader.NextLength();
-    if (length == 0) return;
+    if (length == 0) return false;
     unsigned char* record = out.Room(length);
-    if (!reader.Read(record, length)) return;
+    if (!reader.Read(record, length)) return false;
     std::memset(record + kEntryRelativeTimestamp, 0, sizeof(unsigned long));
     out.Placed(length);
   }
+  return true;
 }
 
 void Qor_Trace_Monitor::GetListItems(unsigned int start, unsigned int* count, unsigned int* size,

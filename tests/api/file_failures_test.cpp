@@ -30,6 +30,11 @@ size_t OpenFiles() {
   return static_cast<size_t>(std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator()));
 }
 
+/// Whether `records` are the first ones of `whole`.
+bool IsFront(const Items& records, const Items& whole) {
+  return records.size() <= whole.size() && std::equal(records.begin(), records.end(), whole.begin());
+}
+
 /// Whether all bytes of `part` stand in `whole`, in their order.
 bool IsPart(const Items& part, const Items& whole) {
   size_t next = 0;
@@ -219,15 +224,13 @@ TEST_P(FileFailures, PcapngExportIsRefusedOrCutShort) {
   Qor_Trace_ClearChannelList(Monitor);
 }
 
-TEST_P(FileFailures, RetrievalGivesWhatCanBeRead) {
+TEST_P(FileFailures, RetrievalEndsWhereReadingFails) {
   Record();
   Items read;
   ForEveryCall(
       Nothing, [&] { return read = Trace(), 0U; },
       [&](unsigned int, const std::string& what) {
-        EXPECT_TRUE(IsPart(read, All));
-        ASSERT_GE(read.size(), size_t{kInMemory});
-        EXPECT_TRUE(std::equal(read.end() - kInMemory, read.end(), All.end() - kInMemory));
+        EXPECT_TRUE(IsFront(read, All));
         if (what.empty()) {
           EXPECT_EQ(read, All);
         }
