@@ -470,11 +470,15 @@ QOR_TRACE_API unsigned int Qor_Trace_Property_SetById(unsigned int handle, unsig
 /**
  * Writes the whole trace, swapped entries included, to an ASC text file ("// version 8.1.0") or, with
  * QOR_TRACE_ASC_SPLIT, to a series of them. The trace of the moment of the call is written on the caller's
- * thread; the monitor may run on meanwhile. An existing file is replaced.
+ * thread; the monitor may run on, be flushed and be exported again meanwhile. An existing file is replaced.
+ *
+ * Acquisition waits some tens of microseconds for it, however large the swap file is: its copy, the swap file's name + ".bak",
+ * is a second name of the same file while the export runs. Only on a file system without such (FAT) are the bytes copied, for
+ * which nobody waits.
  *
  * @return UNKNOWN_HANDLE, INVALID_ARGUMENT (flags of 16 or more, a null request), INVALID_VALUE (a split limit below 512),
- *         FILE_ERROR (a file can't be opened or written; what was written stays, and the copy of the swap file,
- *         its name + ".bak", may stay too)
+ *         FILE_ERROR (a file can't be opened or written, or the swap file can't be read; what was written stays, and the
+ *         copy of the swap file may stay as well)
  */
 QOR_TRACE_API unsigned int Qor_Trace_ExportToASC(unsigned int handle, const Qor_Trace_Export_Request_t* request);
 

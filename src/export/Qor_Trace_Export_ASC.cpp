@@ -6,6 +6,8 @@
 
 #include "export/AscHeaderClock.h"
 #include "export/AscLines.h"
+#include "internal/FileDescriptor.h"
+#include "internal/Mutex.h"
 #include "internal/Qor_Trace_Exception.h"
 #include "internal/qor_internal.h"
 #include "record/RecordFileReader.h"
@@ -20,7 +22,9 @@ static_assert(asc::kLongestLineRoom <= AscOutput::kCapacity);
 
 /// "Sun Nov 15 09:00:19 2026\n", local time; empty for a time that has no such text.
 std::string DateText(std::time_t time) {
+  static Mutex timeZone;  // tzset writes what ctime_r reads
   std::array<char, 64> text{};
+  MutexLock lock(timeZone);
   tzset();  // as ctime does, which keeps its text where other threads write too
   return ctime_r(&time, text.data()) != nullptr ? text.data() : "";
 }
@@ -83,7 +87,12 @@ void Qor_Trace_Export_ASC::WriteHeader() {
 
 unsigned int Qor_Trace_Export_ASC::Export(const std::string& swapName, unsigned int count,
                                           const Qor_Trace_EntryStore& entries) {
-  const unsigned int exported = ExportSwapped(swapName, count);
+  const FileDescriptor swapFile = count != 0 ? FileDescriptor(swapName, O_RDONLY) : FileDescriptor();
+  return Export(swapFile.Get(), count, entries);
+}
+
+unsigned int Qor_Trace_Export_ASC::Export(int swapFile, unsigned int count, const Qor_Trace_EntryStore& entries) {
+  const unsigned int exported = ExportSwapped(swapFile, count);
   for (size_t i = 0; i < entries.size(); ++i) {
     WriteEntry(*entries[i]->GetEntry());
     if (File.Failed()) break;
@@ -92,10 +101,10 @@ unsigned int Qor_Trace_Export_ASC::Export(const std::string& swapName, unsigned 
 }
 
 /// Returns how many of the records the file held; `count` if it wasn't read to the end because a write failed.
-unsigned int Qor_Trace_Export_ASC::ExportSwapped(const std::string& swapName, unsigned int count) {
+unsigned int Qor_Trace_Export_ASC::ExportSwapped(int swapFile, unsigned int count) {
   if (count == 0) return 0;
   RecordFileReader::Memory memory;
-  RecordFileReader records(swapName, memory);
+  RecordFileReader records(swapFile, memory);
   std::vector<unsigned char> record;
   for (unsigned int exported = 0; exported < count; ++exported) {
     const unsigned int length = records.NextLength();

@@ -35,6 +35,9 @@ class QOR_EXPORT Qor_Trace_Export_ASC {
   /// @return how many of the `count` records were left out; 0 if it was a write that failed
   /// @throws Qor_Trace_Exception as WriteEntry
   unsigned int Export(const std::string& swapName, unsigned int count, const Qor_Trace_EntryStore& entries);
+  /// The same from a swap file that is open for reading, whatever has become of its name. It stays the caller's, and its
+  /// position where it is; one that isn't open (-1) holds no record.
+  unsigned int Export(int swapFile, unsigned int count, const Qor_Trace_EntryStore& entries);
 
   /// Ends the open file, if any, without a trailer, opens the next one (an existing one is replaced) and composes its
   /// header.
@@ -68,7 +71,7 @@ class QOR_EXPORT Qor_Trace_Export_ASC {
 
  private:
   std::string NextFileName();
-  unsigned int ExportSwapped(const std::string& swapName, unsigned int count);
+  unsigned int ExportSwapped(int swapFile, unsigned int count);
   [[nodiscard]] bool IsBeforeStart(const Qor_Trace_Entry_t& entry) const;
   void WriteLine(const Qor_Trace_Entry_t& entry);
   template <class Line>

@@ -14,10 +14,12 @@
 class FileDescriptor {
  public:
   FileDescriptor() = default;
-  /// flags as for open(2); a file that is made is readable and writable for everybody whom the umask allows.
-  FileDescriptor(const std::string& name, int flags) {
+  /// Takes over an open descriptor, or -1.
+  explicit FileDescriptor(int descriptor) : Descriptor(descriptor) {}
+  /// Flags and mode as for open(2); by default a new file is readable and writable for everybody whom the umask allows.
+  FileDescriptor(const std::string& name, int flags, mode_t mode = 0666) {
     do {
-      Descriptor = open(name.c_str(), flags | O_CLOEXEC, 0666);
+      Descriptor = open(name.c_str(), flags | O_CLOEXEC, mode);
     } while (Descriptor < 0 && errno == EINTR);
   }
   ~FileDescriptor() { static_cast<void>(Close()); }

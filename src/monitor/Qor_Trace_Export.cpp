@@ -29,20 +29,22 @@ void Qor_Trace_Monitor::ExportToASC(unsigned int flags, const char* fileName, un
   CheckAscArguments(flags, maxSize);
   std::string copyName;
   unsigned int swapped = 0;
-  bool complete = true;
+  SwapSnapshot swapFile;
   Qor_Trace_EntryStore snapshot;
   {
     MutexLock lock(MutexStore);
     MutexLock swapLock(MutexSwapFile);
-    copyName = Swap.Name() + ".bak";
-    swapped = SwappedEntryCount;
-    if (swapped != 0) complete = Swap.CopyTo(copyName);
+    copyName = Swap.CopyName();
     snapshot = Store;
+    swapped = SwappedEntryCount;
+    if (swapped != 0) swapFile = Swap.Snapshot();
   }
+  if (swapped != 0) swapFile.MakeCopy(copyName);
+  bool complete = true;
   std::string failure;
   {
     Qor_Trace_Export_ASC writer(flags, fileName, startTime, maxSize);
-    if (writer.Export(copyName, swapped, snapshot) != 0) complete = false;
+    complete = writer.Export(swapFile.File.Get(), swapped, snapshot) == 0;
     std::remove(copyName.c_str());
     writer.EndFile();
     failure = writer.FailureText();

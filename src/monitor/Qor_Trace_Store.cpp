@@ -68,14 +68,15 @@ void Qor_Trace_Monitor::GetListItems(unsigned int start, unsigned int* count, un
 }
 
 void Qor_Trace_Monitor::FlushMonitorBuffer() {
-  EntryBatch queue;  // both freed after the locks
+  EntryBatch queue;  // all freed after the locks
   Qor_Trace_EntryStore store;
+  FileDescriptor swapFile;
   MutexLockBoth lock(MutexSortQueue, MutexStore);
   MutexLock swapLock(MutexSwapFile);
   queue.swap(SortQueue);
   store = Store.TakeAll();
   PublishEntryCount();
-  Swap.Truncate();
+  swapFile = Swap.BeginAnew();
   SwappedEntryCount = 0;
   PublishEntryCount();
 }

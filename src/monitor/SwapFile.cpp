@@ -1,10 +1,12 @@
 #include "monitor/SwapFile.h"
 
-#include <cstdio>
-#include <cstring>
-#include <filesystem>
+#include <unistd.h>
 
-#include "internal/FileDescriptor.h"
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+
 #include "internal/Qor_Trace_Exception.h"
 #include "internal/qor_internal.h"
 #include "qor_api.h"
@@ -20,6 +22,9 @@ constexpr size_t kWriteBlock = 1024 * 1024;  // bytes
                             std::string("Cannot ") + action + " swap file: path=\"" + name + "\", errno=" +
                                 std::to_string(error) + " (" + Qor_Internal_GetWindowsErrorDescription(error) + ")");
 }
+
+/// Without O_NONBLOCK, opening a FIFO would wait for its other end.
+constexpr int kNoTraps = O_NOFOLLOW | O_NONBLOCK;
 
 /// Whether a file is as it was left. An empty one always is.
 bool Untouched(const struct stat& file, const struct stat& left) {
@@ -46,12 +51,35 @@ size_t Gather(const Qor_Trace_EntryStore& entries, size_t first, std::vector<uns
 
 }  // namespace
 
+/// Opens the file, which may be another user's, put there under our name.
+FileDescriptor SwapFile::Open(int flags) const {
+  FileDescriptor file(FileName, flags | kNoTraps, S_IRUSR | S_IWUSR);
+  struct stat found {};
+  if (!file.IsOpen() || (fstat(file.Get(), &found) == 0 && S_ISREG(found.st_mode) && IsOurs(found))) return file;
+  file = FileDescriptor();
+  errno = EPERM;
+  return file;
+}
+
+/// The superuser's files count as ours: on file systems without owners, often all files are.
+bool SwapFile::IsOurs(const struct stat& file) const {
+  return file.st_uid == geteuid() || file.st_uid == Owner || file.st_uid == 0;
+}
+
+FileDescriptor SwapFile::OpenOrMake() {
+  FileDescriptor file(FileName, O_WRONLY | O_APPEND | O_CREAT | O_EXCL, S_IRUSR | S_IWUSR);
+  if (!file.IsOpen()) return errno == EEXIST ? Open(O_WRONLY | O_APPEND | O_CREAT) : std::move(file);
+  struct stat made {};
+  if (fstat(file.Get(), &made) == 0) Owner = made.st_uid;
+  return file;
+}
+
 void SwapFile::Append(const Qor_Trace_EntryStore& entries, unsigned int& written) {
   std::vector<unsigned char> block;
   block.reserve(kWriteBlock);
   // All memory is taken before the first byte is written: nothing may come between a record and its being counted.
   Places.reserve(Places.size() + entries.size() / kRecordsPerPlace + 1);
-  FileDescriptor file(FileName, O_WRONLY | O_CREAT | O_APPEND);
+  FileDescriptor file = OpenOrMake();
   struct stat found {};
   if (!file.IsOpen() || fstat(file.Get(), &found) != 0) Fail("open", FileName, errno);
   Indexed = Indexed && Untouched(found, Left);
@@ -78,25 +106,57 @@ void SwapFile::Append(const Qor_Trace_EntryStore& entries, unsigned int& written
   if (error != 0) Fail("write", FileName, error);
 }
 
-void SwapFile::Truncate() {
-  FileDescriptor file(FileName, O_WRONLY | O_CREAT | O_TRUNC);
-  if (!file.IsOpen() || !file.Close()) Fail("empty", FileName, errno);
+FileDescriptor SwapFile::BeginAnew() {
+  FileDescriptor old = Open(O_RDONLY);
+  std::string newName = FileName + ".XXXXXX";
+  FileDescriptor made(mkostemp(newName.data(), O_CLOEXEC));  // 0600
+  struct stat status {};
+  if (!made.IsOpen()) Fail("empty", FileName, errno);
+  if (fstat(made.Get(), &status) != 0 || !made.Close() || std::rename(newName.c_str(), FileName.c_str()) != 0) {
+    const int error = errno;
+    std::remove(newName.c_str());
+    Fail("empty", FileName, error);
+  }
+  Owner = status.st_uid;
   Places.clear();
   Records = 0;
   Left = {};
   Indexed = true;
+  return old;
 }
 
-bool SwapFile::CopyTo(const std::string& name) const {
-  std::error_code error;
-  std::filesystem::remove(name, error);  // an old copy must not pass for this one
-  return std::filesystem::copy_file(FileName, name, error);
+SwapSnapshot SwapFile::Snapshot() const {
+  SwapSnapshot snapshot{Open(O_RDONLY)};
+  struct stat found {};
+  if (snapshot.File.IsOpen() && fstat(snapshot.File.Get(), &found) == 0) snapshot.Size = found.st_size;
+  return snapshot;
+}
+
+void SwapSnapshot::MakeCopy(const std::string& name) const {
+  std::remove(name.c_str());
+  if (!File.IsOpen()) return;
+  // By its descriptor: the swap file's name may stand for a newer file by now.
+  const std::string self = "/proc/self/fd/" + std::to_string(File.Get());
+  if (linkat(AT_FDCWD, self.c_str(), AT_FDCWD, name.c_str(), AT_SYMLINK_FOLLOW) == 0) return;
+  if (errno != EEXIST) CopyBytes(name);  // else another export has been quicker
+}
+
+void SwapSnapshot::CopyBytes(const std::string& name) const {
+  const FileDescriptor copy(name, O_WRONLY | O_CREAT | O_EXCL, S_IRUSR | S_IWUSR);  // O_EXCL follows no link
+  std::vector<unsigned char> block(kWriteBlock);
+  for (off_t done = 0; copy.IsOpen() && done < Size;) {
+    const size_t wanted = std::min(kWriteBlock, static_cast<size_t>(Size - done));
+    const ssize_t got = pread(File.Get(), block.data(), wanted, done);
+    if (got < 0 && errno == EINTR) continue;
+    if (got <= 0 || WriteAll(copy.Get(), block.data(), static_cast<size_t>(got)) < static_cast<size_t>(got)) return;
+    done += got;
+  }
 }
 
 void SwapFile::Remove() const { std::remove(FileName.c_str()); }
 
 RecordFileReader SwapFile::ReadFrom(unsigned int index) {
-  RecordFileReader reader(FileName, ReadMemory);
+  RecordFileReader reader(Open(O_RDONLY), ReadMemory);
   unsigned long known = 0;
   if (Indexed && Untouched(reader.Status(), Left) && index / kRecordsPerPlace < Places.size()) {
     known = index / kRecordsPerPlace;

@@ -15,8 +15,14 @@ constexpr unsigned int kShortestRecord = 28;  // an entry's header
 }  // namespace
 
 RecordFileReader::RecordFileReader(const std::string& name, Memory& memory)
-    : File(name, O_RDONLY), Block(memory), NextBlock(kFirstBlock) {
-  if (IsOpen() && fstat(File.Get(), &OpenStatus) == 0) Size = static_cast<unsigned long>(OpenStatus.st_size);
+    : RecordFileReader(FileDescriptor(name, O_RDONLY), memory) {}
+
+RecordFileReader::RecordFileReader(FileDescriptor file, Memory& memory) : RecordFileReader(file.Get(), memory) {
+  Owned = std::move(file);
+}
+
+RecordFileReader::RecordFileReader(int file, Memory& memory) : File(file), Block(memory), NextBlock(kFirstBlock) {
+  if (IsOpen() && fstat(File, &OpenStatus) == 0) Size = static_cast<unsigned long>(OpenStatus.st_size);
 }
 
 void RecordFileReader::Skip(unsigned long count) {
@@ -60,7 +66,7 @@ bool RecordFileReader::Fill() {
   if (Block.size() < NextBlock) Block.resize(NextBlock);
   ssize_t got;
   do {
-    got = pread(File.Get(), Block.data(), NextBlock, static_cast<off_t>(Position));
+    got = pread(File, Block.data(), NextBlock, static_cast<off_t>(Position));
   } while (got < 0 && errno == EINTR);
   BlockStart = Position;
   BlockLength = got > 0 ? static_cast<unsigned long>(got) : 0;

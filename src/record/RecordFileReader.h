@@ -32,8 +32,12 @@ class RecordFileReader {
 
   /// Opens a file; see IsOpen. `memory` must outlive the reader.
   RecordFileReader(const std::string& name, Memory& memory);
+  /// Takes an open file over.
+  RecordFileReader(FileDescriptor file, Memory& memory);
+  /// Reads a file that the caller keeps open, from its first byte, without moving the caller's position in it.
+  RecordFileReader(int file, Memory& memory);
 
-  [[nodiscard]] bool IsOpen() const { return File.IsOpen(); }
+  [[nodiscard]] bool IsOpen() const { return File >= 0; }
   /// The file's status at opening; all 0 if it isn't open.
   [[nodiscard]] const struct stat& Status() const { return OpenStatus; }
 
@@ -51,7 +55,8 @@ class RecordFileReader {
   [[nodiscard]] unsigned long Buffered() const;
   bool Fill();
 
-  FileDescriptor File;
+  FileDescriptor Owned;
+  int File;  // Owned, or the caller's
   struct stat OpenStatus {};
   unsigned long Size = 0;      // bytes that the file is believed to hold
   unsigned long Position = 0;  // in the file

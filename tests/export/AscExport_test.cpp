@@ -1,4 +1,7 @@
 // Qor_Trace_Export_ASC::Export: records of a swap file copy, then entries of the store.
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <cstring>
 
 #include "export/AscTest.h"
@@ -44,6 +47,26 @@ TEST_F(AscExport, SwappedRecordsPrecedeTheStore) {
 }
 
 TEST_F(AscExport, NothingGivesHeaderAndTrailer) { EXPECT_EQ(Exported(0, {}), ""); }
+
+TEST_F(AscExport, OpenFileIsReadFromItsStartWhateverBecameOfItsName) {
+  Append(At(1));
+  Append(At(2));
+  const int file = open("swap.bin.bak", O_RDONLY | O_CLOEXEC);
+  std::filesystem::remove("swap.bin.bak");
+  for (int round = 0; round < 2; ++round) {  // its position stays where it is
+    {
+      Qor_Trace_Export_ASC writer(0, "log.asc", 0, 0);
+      EXPECT_EQ(writer.Export(file, 3, {}), 1U);
+    }
+    EXPECT_EQ(Body(ReadFile("log.asc"), Header(0)), Line(1) + Line(2));
+  }
+  close(file);
+}
+
+TEST_F(AscExport, FileThatIsNotOpenHoldsNoRecord) {
+  Qor_Trace_Export_ASC writer(0, "log.asc", 0, 0);
+  EXPECT_EQ(writer.Export(-1, 3, {}), 3U);
+}
 
 TEST_F(AscExport, OnlySoManyRecordsAreReadAsAsked) {
   for (unsigned long i = 1; i <= 5; ++i) Append(At(i));

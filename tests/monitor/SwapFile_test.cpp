@@ -1,10 +1,14 @@
-// The swap file by itself: its index, and what happens when somebody else writes to it.
+// The swap file by itself: its index, its snapshots, and what happens when somebody else writes to it or plants something in
+// its place.
 #include "monitor/SwapFile.h"
 
 #include <gtest/gtest.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <filesystem>
+#include <numeric>
+#include <vector>
 
 #include "internal/Qor_Trace_Exception.h"
 #include "support/FileSizeLimit.h"
@@ -36,13 +40,44 @@ class Swapping : public testing::Test {
   /// Gives the file another time of change, as a write by somebody else does.
   void Touch() {
     const timespec times[] = {{1, 0}, {1, 0}};
-    ASSERT_EQ(utimensat(AT_FDCWD, Swap.Name().c_str(), times, 0), 0);
+    ASSERT_EQ(utimensat(AT_FDCWD, "swap.bin", times, 0), 0);
+  }
+  /// Times of the records that a snapshot holds.
+  static std::vector<unsigned long> TimesIn(const SwapSnapshot& snapshot) {
+    RecordFileReader::Memory memory;
+    RecordFileReader reader(snapshot.File.Get(), memory);
+    std::vector<unsigned long> times;
+    while (const unsigned int length = reader.NextLength()) {
+      Bytes record(length);
+      if (!reader.Read(record.data(), length)) break;
+      times.push_back(ReadAt<unsigned long>(record, 8));
+    }
+    return times;
+  }
+  static std::vector<unsigned long> TimesFrom(unsigned long first, size_t count) {
+    std::vector<unsigned long> times(count);
+    std::iota(times.begin(), times.end(), first);
+    return times;
+  }
+  void AppendFails() {
+    EXPECT_THROW(Append(0, 3), Qor_Trace_Exception);
+    EXPECT_EQ(Written, 0U);
   }
 
   TemporaryDirectory Directory;
   SwapFile Swap{"swap.bin"};
   unsigned int Written = 0;
 };
+
+struct stat StatusOf(const char* name) {
+  struct stat status {};
+  EXPECT_EQ(lstat(name, &status), 0) << name;
+  return status;
+}
+
+mode_t PermissionsOf(const char* name) { return StatusOf(name).st_mode & 07777; }
+
+const Bytes kVictim = {'m', 'i', 'n', 'e'};
 
 }  // namespace
 
@@ -109,15 +144,15 @@ TEST_F(Swapping, ReplacedFileIsWalked) {
 
 TEST_F(Swapping, EmptiedFileBeginsAnew) {
   Append(0, 3000);
-  Swap.Truncate();
+  static_cast<void>(Swap.BeginAnew());
   EXPECT_EQ(TimeAt(0), ~0UL);
   EXPECT_EQ(std::filesystem::file_size("swap.bin"), 0U);
   Append(5000, 2000);
   for (const unsigned int index : {0U, 1023U, 1024U, 1999U}) EXPECT_EQ(TimeAt(index), 5000U + index);
 }
 
-TEST_F(Swapping, TruncateMakesAFile) {
-  Swap.Truncate();
+TEST_F(Swapping, BeginningAnewMakesAFile) {
+  static_cast<void>(Swap.BeginAnew());
   EXPECT_TRUE(std::filesystem::exists("swap.bin"));
   Swap.Remove();
   EXPECT_FALSE(std::filesystem::exists("swap.bin"));
@@ -146,21 +181,151 @@ TEST_F(Swapping, IndexHoldsAfterAFailure) {
   for (unsigned int index = 0; index < whole + 2000; index += 97) ASSERT_EQ(TimeAt(index), index);
 }
 
-TEST_F(Swapping, CopyReplacesWhatIsThere) {
+TEST_F(Swapping, FailureToBeginAnewKeepsTheOldFileAndLeavesNoOther) {
+  std::filesystem::create_directory("swap.bin");  // no file can take a folder's place
+  EXPECT_THROW(static_cast<void>(Swap.BeginAnew()), Qor_Trace_Exception);
+  EXPECT_TRUE(std::filesystem::is_directory("swap.bin"));
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator("."), {}), 1);
+}
+
+// ---- Snapshots
+
+TEST_F(Swapping, SnapshotWritesNothing) {
   Append(0, 100);
-  WriteFile("copy.bin", Bytes(100000, 0xAA));
-  EXPECT_TRUE(Swap.CopyTo("copy.bin"));
-  EXPECT_EQ(FileBytes("copy.bin"), FileBytes("swap.bin"));
+  const SwapSnapshot snapshot = Swap.Snapshot();
+  EXPECT_EQ(snapshot.Size, StatusOf("swap.bin").st_size);
+  EXPECT_EQ(TimesIn(snapshot), TimesFrom(0, 100));
+  EXPECT_EQ(std::distance(std::filesystem::directory_iterator("."), {}), 1);
 }
 
-TEST_F(Swapping, CopyOfAMissingFileLeavesNoOldCopy) {
-  WriteFile("copy.bin", Bytes(100, 0xAA));
-  EXPECT_FALSE(Swap.CopyTo("copy.bin"));
-  EXPECT_EQ(FileBytes("copy.bin"), Bytes());
+TEST_F(Swapping, CopyIsASecondNameNotTheBytesAgain) {
+  Append(0, 100);
+  Swap.Snapshot().MakeCopy("swap.bin.bak");
+  EXPECT_EQ(StatusOf("swap.bin.bak").st_ino, StatusOf("swap.bin").st_ino);
 }
 
-TEST_F(Swapping, CopyToAFullDiskFails) {
-  Append(0, 1000);
-  const FileSizeLimit full(1000);
-  EXPECT_FALSE(Swap.CopyTo("copy.bin"));
+TEST_F(Swapping, CopyReplacesWhatHasItsName) {
+  WriteFile("swap.bin.bak", Bytes(100000, 0xAA));
+  Append(0, 100);
+  Swap.Snapshot().MakeCopy("swap.bin.bak");
+  EXPECT_EQ(FileBytes("swap.bin.bak"), FileBytes("swap.bin"));
+}
+
+TEST_F(Swapping, CopyIsOfTheSnapshotNotOfALaterFile) {
+  Append(0, 100);
+  const Bytes before = FileBytes("swap.bin");
+  const SwapSnapshot snapshot = Swap.Snapshot();
+  const FileDescriptor old = Swap.BeginAnew();
+  Append(5000, 10);
+  snapshot.MakeCopy("swap.bin.bak");
+  EXPECT_EQ(FileBytes("swap.bin.bak"), before);
+}
+
+TEST_F(Swapping, SnapshotKeepsItsRecordsWhenTheFileBeginsAnew) {
+  Append(0, 100);
+  const SwapSnapshot snapshot = Swap.Snapshot();
+  static_cast<void>(Swap.BeginAnew());
+  Append(5000, 10);
+  Swap.Remove();
+  EXPECT_EQ(TimesIn(snapshot), TimesFrom(0, 100));
+}
+
+TEST_F(Swapping, SnapshotsStandSideBySide) {
+  Append(0, 10);
+  const SwapSnapshot first = Swap.Snapshot();
+  static_cast<void>(Swap.BeginAnew());
+  Append(100, 20);
+  const SwapSnapshot second = Swap.Snapshot();
+  EXPECT_EQ(TimesIn(first), TimesFrom(0, 10));
+  EXPECT_EQ(TimesIn(second), TimesFrom(100, 20));
+}
+
+TEST_F(Swapping, SnapshotOfAMissingFileIsNotOpenAndLeavesNoOldCopy) {
+  WriteFile("swap.bin.bak", Bytes(100, 0xAA));
+  const SwapSnapshot snapshot = Swap.Snapshot();
+  EXPECT_FALSE(snapshot.File.IsOpen());
+  snapshot.MakeCopy("swap.bin.bak");
+  EXPECT_FALSE(std::filesystem::exists("swap.bin.bak"));
+}
+
+TEST_F(Swapping, OldFileIsHeldUntilTheCallerClosesIt) {
+  Append(0, 10);
+  const auto inode = StatusOf("swap.bin").st_ino;
+  const FileDescriptor old = Swap.BeginAnew();
+  struct stat held {};
+  ASSERT_EQ(fstat(old.Get(), &held), 0);
+  EXPECT_EQ(held.st_ino, inode);
+  EXPECT_EQ(held.st_nlink, 0U);
+}
+
+// ---- In a folder that others may write to
+
+TEST_F(Swapping, FilesAreTheirOwnersAlone) {
+  const mode_t old = umask(0);
+  Append(0, 1);
+  Swap.Snapshot().MakeCopy("swap.bin.bak");
+  EXPECT_EQ(PermissionsOf("swap.bin"), 0600U);
+  EXPECT_EQ(PermissionsOf("swap.bin.bak"), 0600U);
+  static_cast<void>(Swap.BeginAnew());
+  EXPECT_EQ(PermissionsOf("swap.bin"), 0600U);
+  umask(old);
+}
+
+TEST_F(Swapping, PlantedLinkIsNotWrittenThrough) {
+  WriteFile("victim", kVictim);
+  std::filesystem::create_symlink("victim", "swap.bin");
+  AppendFails();
+  EXPECT_EQ(FileBytes("victim"), kVictim);
+}
+
+TEST_F(Swapping, PlantedLinkToNothingMakesNoFile) {
+  std::filesystem::create_symlink("victim", "swap.bin");
+  AppendFails();
+  EXPECT_FALSE(std::filesystem::exists("victim"));
+}
+
+TEST_F(Swapping, PlantedLinkIsNotReadThrough) {
+  Append(0, 10);
+  std::filesystem::rename("swap.bin", "victim");
+  std::filesystem::create_symlink("victim", "swap.bin");
+  EXPECT_EQ(TimeAt(0), ~0UL);
+  EXPECT_FALSE(Swap.Snapshot().File.IsOpen());
+}
+
+TEST_F(Swapping, PlantedLinkIsReplacedWhenTheFileBeginsAnew) {
+  WriteFile("victim", kVictim);
+  std::filesystem::create_symlink("victim", "swap.bin");
+  static_cast<void>(Swap.BeginAnew());
+  EXPECT_EQ(FileBytes("victim"), kVictim);
+  Append(0, 10);
+  EXPECT_EQ(TimeAt(9), 9U);
+}
+
+TEST_F(Swapping, PlantedLinkInTheCopysPlaceIsReplaced) {
+  WriteFile("victim", kVictim);
+  std::filesystem::create_symlink("victim", "swap.bin.bak");
+  Append(0, 10);
+  Swap.Snapshot().MakeCopy("swap.bin.bak");
+  EXPECT_EQ(FileBytes("victim"), kVictim);
+  EXPECT_EQ(FileBytes("swap.bin.bak"), FileBytes("swap.bin"));
+}
+
+TEST_F(Swapping, PlantedFifoIsRefusedWithoutWaitingForItsOtherEnd) {
+  ASSERT_EQ(mkfifo("swap.bin", 0666), 0);
+  AppendFails();
+  const FileDescriptor reader("swap.bin", O_RDONLY | O_NONBLOCK);  // now it could be written to
+  AppendFails();
+  EXPECT_EQ(TimeAt(0), ~0UL);
+  EXPECT_FALSE(Swap.Snapshot().File.IsOpen());
+}
+
+TEST_F(Swapping, FileOfAnotherUserIsRefused) {
+  if (geteuid() != 0) GTEST_SKIP() << "only the superuser can give files away";
+  Append(0, 10);
+  Written = 0;
+  const auto size = StatusOf("swap.bin").st_size;
+  ASSERT_EQ(chown("swap.bin", 12345, 12345), 0);
+  AppendFails();
+  EXPECT_EQ(TimeAt(0), ~0UL);
+  EXPECT_EQ(StatusOf("swap.bin").st_size, size);
 }

@@ -237,13 +237,59 @@ TEST_F(AscExport, SeriesIsNotWrittenToAPipeWhosePositionCannotBeRead) {
   EXPECT_EQ(text.substr(text.size() - begun.size()), begun);
 }
 
-TEST_F(AscExport, CopyThatDoesNotFitIsAnError) {
+TEST_F(AscExport, SwappedEntriesNeedNoSecondPlaceOnTheDisk) {
   Swap(FramesFrom(1, 300));  // 13,500 bytes; the export of as many is longer, so give it a device
-  {
-    const FileSizeLimit full(10000);
-    EXPECT_EQ(Export(0, "/dev/null"), 0x02140007U);
+  const FileSizeLimit full(10000);
+  EXPECT_EQ(Export(0, "/dev/null"), 0U);
+  EXPECT_EQ(Export(0, "missing/out.asc"), 0x02140007U);
+  EXPECT_EQ(FileBytes(BackupName()), FileBytes(SwapName()));
+}
+
+TEST_F(AscExport, OnesSideBySideAllHaveEveryEntry) {
+  Swap(FramesFrom(1, 2000));
+  Record(FramesFrom(2001, 50));
+  const std::string expected = LinesFrom(1, 2050);
+  std::vector<std::thread> threads;
+  for (int thread = 0; thread < 4; ++thread) {
+    threads.emplace_back([this, thread, &expected] {
+      const std::string name = std::to_string(thread) + ".asc";
+      for (int round = 0; round < 50; ++round) {
+        ASSERT_EQ(Export(0, name), 0U);
+        ASSERT_EQ(Body(FileText(name)), expected);
+      }
+    });
   }
-  EXPECT_EQ(TakeReports().size(), 1U);
+  for (auto& thread : threads) thread.join();
+  EXPECT_FALSE(std::filesystem::exists(BackupName()));
+}
+
+TEST_F(AscExport, WritesTheTraceOfItsCallHoweverLongItWaits) {
+  // Opening a FIFO waits for its reader. Meanwhile the trace is flushed, another one recorded and exported.
+  ASSERT_EQ(mkfifo("fifo", 0600), 0);
+  Swap(FramesFrom(1, 5));
+  Record(FramesFrom(6, 3));
+  unsigned int status = 1;
+  std::thread waiting([&] { status = Export(0, "fifo"); });
+  EXPECT_TRUE(WaitUntil([&] { return std::filesystem::exists(BackupName()); }));
+  Monitor->FlushMonitorBuffer();
+  Swap(FramesFrom(100, 7));
+  EXPECT_EQ(Export(0, "later.asc"), 0U);
+  const std::string first = FileText("fifo");
+  waiting.join();
+  EXPECT_EQ(status, 0U);
+  EXPECT_EQ(Body(first), LinesFrom(1, 8));
+  EXPECT_EQ(Body(FileText("later.asc")), LinesFrom(100, 7));
+}
+
+TEST_F(AscExport, CopyLeftByAFailedOneOutlivesAFlush) {
+  Swap(FramesFrom(1, 3));
+  const Bytes swapped = FileBytes(SwapName());
+  const std::string name = BackupName();
+  EXPECT_EQ(Export(0, "missing/out.asc"), 0x02140007U);
+  Monitor->FlushMonitorBuffer();
+  EXPECT_EQ(FileBytes(name), swapped);
+  Monitor.reset();
+  EXPECT_EQ(FileBytes(name), swapped);
 }
 
 TEST_F(AscExport, RunsWhileTheMonitorRuns) {

@@ -195,13 +195,21 @@ TEST_F(MemoryGuard, SwapsOnOnceThereIsRoomAgain) {
   EXPECT_TRUE(TakeReports().empty());
 }
 
-TEST_F(MemoryGuard, DeviceThatTakesNothingCountsNothing) {
-  std::filesystem::create_symlink("/dev/full", SwapName());
+TEST_F(MemoryGuard, PlantedLinkIsRefusedWithItsReasonAndCountsNothing) {
+  const Bytes victim = {'m', 'i', 'n', 'e'};
+  WriteFile("victim", victim);
+  std::filesystem::create_symlink("victim", SwapName());
   Limit(3);
   Monitor->Start(0);
-  DeliverInVain(FramesFrom(1, 3));
+  Can.NextItems(FramesFrom(1, 3));
+  ASSERT_TRUE(WaitUntil([] { return Qor_Sim_ReportCount() > 0; }));
+  Monitor->Stop();
+  EXPECT_EQ(TakeReports(), (std::vector<Report>{{255, 0x02140007,
+                                                 "Cannot open swap file: path=\"" + SwapName() +
+                                                     "\", errno=40 (Too many levels of symbolic links)"}}));
   EXPECT_EQ(EntryCount(*Monitor), 3U);
   EXPECT_EQ(GetItems(*Monitor).Records(), RecordsOf(1, FramesFrom(1, 3)));
+  EXPECT_EQ(FileBytes("victim"), victim);
 }
 
 TEST_F(MemoryGuard, FileThatCannotBeOpenedCountsNothing) {

@@ -71,6 +71,17 @@ TEST_F(Reading, GivesEveryRecord) {
   EXPECT_EQ(Reader().Status().st_size, 28 + 29 + 65563 + 44);
 }
 
+TEST_F(Reading, TakesAnOpenFileOverOrLeavesItTheCallers) {
+  const Items records = {RecordOfLength(28, 1), RecordOfLength(29, 2)};
+  Have(records);
+  FileDescriptor file("records.bin", O_RDONLY);
+  std::filesystem::remove("records.bin");
+  for (int round = 0; round < 2; ++round) EXPECT_EQ(All(RecordFileReader(file.Get(), Memory)), records);
+  const int number = file.Get();
+  EXPECT_EQ(All(RecordFileReader(std::move(file), Memory)), records);
+  EXPECT_EQ(fcntl(number, F_GETFD), -1);  // closed
+}
+
 TEST_F(Reading, GivesRecordsOverTheBoundsOfItsBlocks) {
   // 3 MB in records of uneven lengths: every kind of cut at the end of a block comes up.
   Items records;

@@ -11,6 +11,8 @@
 #include <cerrno>
 #include <cstdarg>
 #include <cstdio>
+#include <cstdlib>
+#include <cstring>
 
 namespace {
 
@@ -19,11 +21,14 @@ std::atomic<bool> ForEver = false;
 std::atomic<bool> Halved = false;
 std::atomic<unsigned long> Count = 0;
 std::atomic<unsigned long> FailAt = 0;
+std::atomic<const char*> FailOnly = nullptr;  // calls of this name
 std::atomic<const char*> FirstFailed = nullptr;
 
 /// Whether this call, one more of them, is to fail.
 bool MustFail(const char* call) {
   if (!Armed) return false;
+  const char* only = FailOnly;
+  if (only != nullptr && std::strcmp(only, call) != 0) return false;
   const unsigned long number = ++Count;
   if (number < FailAt || (number > FailAt && !ForEver)) return false;
   const char* none = nullptr;
@@ -60,6 +65,8 @@ Share ShareOf(const char* call, int file, size_t size) {
 
 }  // namespace
 
+test::FailingFiles::FailingFiles(const char* call) : FailingFiles(1, Refused, FromThenOn) { FailOnly = call; }
+
 test::FailingFiles::FailingFiles(unsigned long number, How how, Duration duration) {
   Halved = how == Short;
   ForEver = duration == FromThenOn;
@@ -69,7 +76,10 @@ test::FailingFiles::FailingFiles(unsigned long number, How how, Duration duratio
   Armed = true;
 }
 
-test::FailingFiles::~FailingFiles() { Armed = false; }
+test::FailingFiles::~FailingFiles() {
+  Armed = false;
+  FailOnly = nullptr;
+}
 
 bool test::FailingFiles::HasFailed() const { return FirstFailed != nullptr; }
 
@@ -167,6 +177,21 @@ int ftruncate(int file, off_t size) noexcept {
 int rename(const char* from, const char* to) noexcept {
   static const auto next = Next(&rename, "rename");
   return Refuses("rename") ? -1 : next(from, to);
+}
+
+int linkat(int fromFolder, const char* from, int toFolder, const char* to, int flags) noexcept {
+  static const auto next = Next(&linkat, "linkat");
+  return Refuses("linkat") ? -1 : next(fromFolder, from, toFolder, to, flags);
+}
+
+int mkostemp64(char* path, int flags) {
+  static const auto next = Next(&mkostemp64, "mkostemp64");
+  return Refuses("mkostemp") ? -1 : next(path, flags);
+}
+
+int mkostemp(char* path, int flags) {
+  static const auto next = Next(&mkostemp, "mkostemp");
+  return Refuses("mkostemp") ? -1 : next(path, flags);
 }
 
 int remove(const char* path) noexcept {

@@ -1,5 +1,6 @@
 // Files that fail when the test says so: an executable that links FailingFiles.cpp takes over the calls of the operating
-// system that open, read, write, cut, close, rename and remove files, for the library and for the C++ library beneath it.
+// system that open, read, write, cut, close, link, rename and remove files, for the library and for the C++ library beneath
+// it.
 #pragma once
 
 #include <string>
@@ -17,6 +18,8 @@ class FailingFiles {
 
   /// The `number`th call (from 1) fails; later ones too, or not.
   FailingFiles(unsigned long number, How how, Duration duration);
+  /// Every call of this name is refused.
+  explicit FailingFiles(const char* call);
   ~FailingFiles();
   FailingFiles(const FailingFiles&) = delete;
   FailingFiles& operator=(const FailingFiles&) = delete;
