@@ -23,7 +23,6 @@ class OutputSetTest : public testing::Test {
 
   test::TemporaryDirectory Directory;
   fs::path Folder = fs::current_path();
-  Summary Counted;
 };
 
 TEST_F(OutputSetTest, EveryOutputGetsEveryEntry) {
@@ -31,7 +30,7 @@ TEST_F(OutputSetTest, EveryOutputGetsEveryEntry) {
   const Bytes record = RecordOf(test::CanItem().Data({1, 2}));
   EXPECT_TRUE(Put(outputs, record));
   EXPECT_TRUE(Put(outputs, record));
-  outputs.Finish(nullptr, Counted);
+  outputs.Finish(nullptr, {});
   EXPECT_EQ(fs::file_size(PathOf("a.bin")), 2 * record.size());
   EXPECT_EQ(fs::file_size(PathOf("b.bin")), 2 * record.size());
   EXPECT_TRUE(fs::exists(PathOf("c.pcapng")));
@@ -44,7 +43,7 @@ TEST_F(OutputSetTest, WhatAnOutputCannotHoldIsToldWithItsName) {
   OutputSet outputs(PlanOf({"a.bin", "b.pcapng", "c.mf4"}));
   Put(outputs, RecordOf(test::CanItem().RisingEdge()));
   Put(outputs, RecordOf(test::EthernetItem().Channel(2).Frame({1})));
-  outputs.Finish(nullptr, Counted);
+  outputs.Finish(nullptr, {});
   EXPECT_EQ(outputs.ShortfallText(),
             PathOf("b.pcapng") + ": NOT IN IT, as no packet can hold them: 1 CAN log-trigger events\n" +
                 PathOf("c.mf4") +
@@ -60,7 +59,7 @@ TEST_F(OutputSetTest, OneThatFailsLeavesTheOthersWhole) {
   fs::create_directory(PathOf("a.bin"));  // a name that no file can take
   OutputSet outputs(PlanOf({"a.bin", "b.bin"}));
   Put(outputs, RecordOf(test::CanItem()));
-  outputs.Finish(nullptr, Counted);
+  outputs.Finish(nullptr, {});
   ASSERT_EQ(outputs.Errors().size(), 1u);
   EXPECT_NE(outputs.Errors()[0].find(PathOf("a.bin")), std::string::npos);
   EXPECT_TRUE(fs::is_regular_file(PathOf("b.bin")));

@@ -10,10 +10,10 @@
 
 #include "commands/BitRateArguments.h"
 #include "commands/Commands.h"
+#include "commands/Conclusion.h"
 #include "commands/OutputArguments.h"
 #include "outputs/BinFile.h"
 #include "outputs/MdfOutput.h"
-#include "outputs/OutputSet.h"
 #include "recording/Replay.h"
 #include "system/Failure.h"
 #include "system/Units.h"
@@ -134,7 +134,7 @@ int Convert(const ConvertArguments& arguments, Signals& signals) {
   if (converter.Interrupted)
     outputs.NoteError(fmt::format("Interrupted: the outputs end after {} of \"{}\"",
                                   FormatCount(summary.Entries(), "entry", "entries"), arguments.Input));
-  outputs.Finish(nullptr, summary);
+  outputs.Finish(nullptr, summary.LostItems());
   return Conclude("convert", summary, outputs, arguments.Output.Json, {{"input", arguments.Input}});
 }
 

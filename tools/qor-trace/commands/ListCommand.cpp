@@ -4,8 +4,10 @@
 #include <nlohmann/json.hpp>
 
 #include "commands/Commands.h"
+#include "commands/Conclusion.h"
 #include "commands/RecordingArguments.h"
 #include "outputs/BinFile.h"
+#include "stream/Tee.h"
 #include "system/Failure.h"
 #include "system/Terminal.h"
 #include "views/MessageTable.h"
@@ -38,15 +40,18 @@ int ListRecording(const ListArguments& arguments, Signals& signals) {
   const RecordingOptions options = arguments.Recording.Options("/var/tmp");
   Recorder recorder(options, arguments.Recording.Plan(), signals);
   MessageTable table;
-  const End end = recorder.Run(table);
+  Summary summary;
+  Tee sinks(table, summary);
+  const End end = recorder.Run(sinks);
+  TakeChannels(recorder, summary);
   NewestEntries newest(table);
   recorder.Trace().ReadList(newest);
-  int code = recorder.Counted().Lossy() ? ExitLossy : ExitDone;
+  int code = summary.Lossy() ? ExitLossy : ExitDone;
   if (end == End::RecordingFailed) {
     SayError(recorder.Error());
     code = ExitFailed;
   }
-  if (recorder.Counted().Lossy()) Say(recorder.Counted().Text());
+  if (summary.Lossy()) Say(summary.Text());
   return PrintTable(table, arguments.Json, code);
 }
 

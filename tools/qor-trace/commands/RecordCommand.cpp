@@ -5,9 +5,10 @@
 
 #include "commands/BitRateArguments.h"
 #include "commands/Commands.h"
+#include "commands/Conclusion.h"
 #include "commands/OutputArguments.h"
 #include "commands/RecordingArguments.h"
-#include "outputs/OutputSet.h"
+#include "stream/Tee.h"
 
 namespace client {
 
@@ -21,7 +22,6 @@ struct RecordArguments {
 
 RecordingOptions OptionsOf(const RecordArguments& arguments, const OutputPlan& plan) {
   RecordingOptions options = arguments.Recording.Options(FolderOf(plan.Outputs, "/var/tmp"));
-  options.Rates = arguments.BitRates.Rates();
   if (!plan.Asc.Live) return options;
   for (const Output& output : plan.Outputs)
     if (output.Kind == Format::Asc) options.LiveAsc = output.Path;
@@ -33,13 +33,16 @@ int Record(const RecordArguments& arguments, Signals& signals) {
   const OutputPlan plan = arguments.Output.Plan();
   const RecordingOptions options = OptionsOf(arguments, plan);
   const std::vector<Source> sources = arguments.Recording.Plan();
+  Summary summary(arguments.BitRates.Rates());
   for (const Output& output : plan.Outputs) CheckWritable(output);
   Recorder recorder(options, sources, signals);
   OutputSet outputs(plan);
-  const End end = recorder.Run(outputs);
+  Tee sinks(outputs, summary);
+  const End end = recorder.Run(sinks);
+  TakeChannels(recorder, summary);
   outputs.NoteError(recorder.Error());
-  outputs.Finish(&recorder.Trace(), recorder.Counted());
-  return Conclude("record", recorder.Counted(), outputs, arguments.Output.Json, {{"ended_by", Word(end)}});
+  outputs.Finish(&recorder.Trace(), summary.LostItems());
+  return Conclude("record", summary, outputs, arguments.Output.Json, {{"ended_by", Word(end)}});
 }
 
 constexpr const char* RecordHelp =

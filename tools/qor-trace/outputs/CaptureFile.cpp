@@ -35,7 +35,7 @@ void CaptureWriter::Pause() {
   Flushed = now;
 }
 
-void CaptureWriter::SetLost(const std::map<unsigned int, unsigned long>& itemsByChannel) {
+void CaptureWriter::SetLost(const LostItems& itemsByChannel) {
   for (const auto& [channel, items] : itemsByChannel) Writer.SetLost(channel, items);
 }
 

@@ -34,7 +34,7 @@ class CaptureWriter : public StreamOutput {
   /// Writes what is left, to a file once a second at the most. A failure shows at the next entry.
   void Pause() override;
 
-  void SetLost(const std::map<unsigned int, unsigned long>& itemsByChannel) override;
+  void SetLost(const LostItems& itemsByChannel) override;
   /// Writes the counts of the channels and what is left, and gives the file its name. False as for Take.
   bool Finish() override;
 

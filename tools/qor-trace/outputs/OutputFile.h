@@ -55,11 +55,14 @@ class OutputFile {
 
 class Monitor;
 
+/// Number of items by channel.
+using LostItems = std::map<unsigned int, unsigned long>;
+
 /// An output: takes entries as they come, or is written by a monitor in the end.
 class StreamOutput : public EntrySink {
  public:
   /// Items that each channel lost before they came into the trace; before Finish.
-  virtual void SetLost(const std::map<unsigned int, unsigned long>& /*itemsByChannel*/) {}
+  virtual void SetLost(const LostItems& /*itemsByChannel*/) {}
   /// Lets the stopped monitor write what only it can write; before Finish.
   /// Failure: Failure when that fails.
   virtual void Export(Monitor& /*monitor*/) {}

@@ -63,11 +63,11 @@ void OutputSet::TryReplay(Play play) {
   }
 }
 
-void OutputSet::Finish(Monitor* monitor, const Summary& summary) {
+void OutputSet::Finish(Monitor* monitor, const LostItems& lost) {
   TryReplay([&] { Replayed->Finish(); });
   if (Replayed && !ReplayFailed) monitor = &Replayed->Trace();
   for (const auto& writer : Writers) {
-    writer->SetLost(summary.LostItems());
+    writer->SetLost(lost);
     try {
       if (monitor != nullptr) writer->Export(*monitor);
     } catch (const Failure& failure) {
@@ -110,29 +110,6 @@ std::string OutputSet::WrittenText() const {
     text += (text.empty() ? "; written: " : ", ") + NameOf(output);
   }
   return text;
-}
-
-int Conclude(const std::string& command, const Summary& summary, const OutputSet& outputs, bool json,
-             const nlohmann::json& more) {
-  const std::string shortfall = outputs.ShortfallText();
-  const bool lossy = summary.Lossy() || !shortfall.empty();
-  const int code = !outputs.Errors().empty() ? ExitFailed : lossy ? ExitLossy : ExitDone;
-  const auto times = summary.Times();
-  Say(fmt::format("{}{}{} in {} s{}", summary.Text(), shortfall, FormatCount(summary.Entries(), "entry", "entries"),
-                  FormatSeconds(times ? times->Last - times->First : 0), outputs.WrittenText()));
-  if (!json) return code;
-  nlohmann::json object = {{"command", command},
-                           {"entries", summary.Entries()},
-                           {"first_time_ns", times ? nlohmann::json(times->First) : nlohmann::json()},
-                           {"last_time_ns", times ? nlohmann::json(times->Last) : nlohmann::json()},
-                           {"channels", summary.ChannelsJson()},
-                           {"buses", summary.BusesJson()},
-                           {"outputs", outputs.Json()},
-                           {"errors", outputs.Errors()},
-                           {"exit_code", code}};
-  object.update(more);
-  Print(object.dump(2) + "\n");
-  return code;
 }
 
 }  // namespace client

@@ -11,7 +11,6 @@
 #include "outputs/OutputFile.h"
 #include "outputs/Outputs.h"
 #include "recording/Replay.h"
-#include "views/Summary.h"
 
 namespace client {
 
@@ -30,8 +29,8 @@ class OutputSet : public EntrySink {
 
   /// Completes all outputs, each whatever became of the others; says and notes what failed.
   /// @param monitor  stopped, with the whole recording; null: that of the replay
-  /// @param summary  of what was recorded
-  void Finish(Monitor* monitor, const Summary& summary);
+  /// @param lost     items that each channel lost before they came into the trace
+  void Finish(Monitor* monitor, const LostItems& lost);
 
   /// Says a sentence as an error and keeps it; nothing for an empty one.
   void NoteError(const std::string& sentence);
@@ -54,12 +53,6 @@ class OutputSet : public EntrySink {
   std::vector<std::unique_ptr<StreamOutput>> Writers;  // of the outputs, one each
   std::vector<std::string> Sentences;
 };
-
-/// Closes a command: says what was done, prints the JSON summary if that was asked for.
-/// @param more  JSON fields of this command
-/// @return      the exit code
-int Conclude(const std::string& command, const Summary& summary, const OutputSet& outputs, bool json,
-             const nlohmann::json& more);
 
 }  // namespace client
 

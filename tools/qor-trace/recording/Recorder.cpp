@@ -48,13 +48,11 @@ Recorder::Recorder(const RecordingOptions& options, const std::vector<Source>& s
       StopSignals(signals),
       Swap(options.SwapParent),
       Drained(TraceMonitor.Handle(), DrainBuffer),
-      Counts(options.Rates),
       SlowestSpeed(SlowestOf(sources)) {
   RemoveAtTheEnd(Swap, StopSignals);
   for (const Source& source : sources) {
     Ports.emplace_back(source);
-    ChannelNumbers.push_back(TraceMonitor.AddChannel(Ports.back()));
-    Counts.NameChannel(ChannelNumbers.back(), source.Shown);
+    RecordedChannels.push_back({TraceMonitor.AddChannel(Ports.back()), source.Shown});
   }
   TraceMonitor.SetMemoryLimit(options.MemoryLimit);
   if (!options.LiveAsc.empty()) TraceMonitor.SetLiveAsc(options.LiveAsc, options.LiveAscLimit);
@@ -99,13 +97,19 @@ bool Recorder::Drain(EntrySink& sink) {
       SinkIsClosed = true;
       return false;
     }
-    return Counts.Take(record, length);
+    NoteTime(ReadHeader(record).Timestamp);
+    return true;
   };
   const std::size_t mark = Reports::Mark();
   const unsigned int status = Drained.Pull(take);
   if (status != QOR_TRACE_STATUS_OK && !Reports::RecordingFailed())
     Reports::Check(status, fmt::format("Cannot read the trace from entry {} on", Drained.Delivered()), mark);
   return Drained.Delivered() - before >= DrainBuffer / 1568;
+}
+
+void Recorder::NoteTime(unsigned long time) {
+  FirstTime = std::min(FirstTime.value_or(time), time);
+  LatestTime = std::max(LatestTime, time);
 }
 
 /// What arrived before the monitor stopped.
@@ -128,11 +132,10 @@ void Recorder::StopMonitor() {
     Sentence = failure.what();
   }
   if (!Reports::RecordingFailed()) return;
-  const auto times = Counts.Times();
   Sentence = fmt::format(
       "The recording failed{} and was stopped: {}. Entries that arrived at the end are missing or, in .asc "
       "outputs, may appear twice",
-      times ? fmt::format(" after {} s", FormatSeconds(times->Last)) : "", Reports::RecordingFailure());
+      FirstTime ? fmt::format(" after {} s", FormatSeconds(LatestTime)) : "", Reports::RecordingFailure());
 }
 
 bool Recorder::AllFinished() const {
@@ -140,8 +143,7 @@ bool Recorder::AllFinished() const {
 }
 
 unsigned long Recorder::TraceTime() const {
-  const auto times = Counts.Times();
-  return times ? times->Last - times->First : 0;
+  return FirstTime ? LatestTime - *FirstTime : 0;
 }
 
 /// Trace time is that of the entries. Where sources go at a known speed it passes on a silent bus, too: then nothing
@@ -163,7 +165,10 @@ unsigned long Recorder::LostSoFar() const {
 void Recorder::CountLost() {
   for (std::size_t index = 0; index < Ports.size(); ++index) {
     const Qor_Sim_Status_t status = Ports[index].Status();
-    Counts.SetLost(ChannelNumbers[index], status.Lost, {status.FirstLostTime, status.LastLostTime});
+    RecordedChannel& channel = RecordedChannels[index];
+    channel.Lost = status.Lost;
+    channel.FirstLost = status.FirstLostTime;
+    channel.LastLost = status.LastLostTime;
   }
 }
 

@@ -12,7 +12,6 @@
 #include "recording/TraceDrain.h"
 #include "system/Signals.h"
 #include "system/Terminal.h"
-#include "views/Summary.h"
 
 namespace client {
 
@@ -22,7 +21,6 @@ struct RecordingOptions {
   std::string SwapParent;                  // folder for the swap folder
   std::string LiveAsc;                     // path of a live ASC file; empty: none
   unsigned int LiveAscLimit = 0xFFFFFFFF;  // its size limit, bytes
-  BitRates Rates;                          // for bus loads
 };
 
 /// Why a recording came to its end.
@@ -30,6 +28,15 @@ enum class End { SourcesEnded, DurationReached, Interrupted, SinkClosed, Recordi
 
 /// The word for it in the JSON summary.
 const char* Word(End end);
+
+/// A channel of a recording, and its items that found the capture buffer full.
+struct RecordedChannel {
+  unsigned int Number = 0;
+  std::string Source;  // as typed
+  unsigned long Lost = 0;
+  unsigned long FirstLost = 0;  // time of the first one, ns
+  unsigned long LastLost = 0;   // likewise
+};
 
 class Recorder {
  public:
@@ -47,7 +54,8 @@ class Recorder {
   /// Failure: Failure when the monitor can't be started or read.
   End Run(EntrySink& sink);
 
-  Summary& Counted() { return Counts; }
+  /// In the order of the sources. What they lost is known when Run has ended.
+  const std::vector<RecordedChannel>& Channels() const { return RecordedChannels; }
   Monitor& Trace() { return TraceMonitor; }
   /// The sentence for a recording that did not end as it should; empty otherwise.
   const std::string& Error() const { return Sentence; }
@@ -55,6 +63,7 @@ class Recorder {
  private:
   std::optional<End> Step(EntrySink& sink);
   bool Drain(EntrySink& sink);
+  void NoteTime(unsigned long time);
   void DrainRest(EntrySink& sink);
   std::optional<End> EndIfDue(bool drained);
   bool DurationIsOver() const;
@@ -69,10 +78,11 @@ class Recorder {
   Signals& StopSignals;
   SwapFolder Swap;  // before the monitor, whose files are in it
   std::vector<Port> Ports;
-  std::vector<unsigned int> ChannelNumbers;  // of the ports
+  std::vector<RecordedChannel> RecordedChannels;  // of the ports
   Monitor TraceMonitor;
   TraceDrain Drained;
-  Summary Counts;
+  std::optional<unsigned long> FirstTime;  // the smallest time of the entries so far, ns
+  unsigned long LatestTime = 0;            // the greatest, ns
   LiveLine Progress;
   double SlowestSpeed = 0;  // trace seconds a second; 0 when a source goes as fast as it can
   std::chrono::steady_clock::time_point Started;
