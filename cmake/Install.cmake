@@ -21,10 +21,13 @@ set_target_properties(qor_api PROPERTIES EXPORT_NAME simulator INTERFACE_INCLUDE
 
 install(FILES include/qor_api_trace.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(FILES hardware/simulator/qor_sim.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qor-sim)
-# The C++ interface: the MDF classes, what their headers lean on, and the platform helpers.
+# The C++ interface: the MDF classes, the ASC writer, what their headers lean on, and the platform helpers.
 set(headers ${CMAKE_INSTALL_INCLUDEDIR}/qor_api_trace)
 install(DIRECTORY src/mdf DESTINATION ${headers} FILES_MATCHING PATTERN "*.h")
-install(FILES src/internal/Visibility.h src/internal/qor_internal.h src/internal/Qor_Trace_Exception.h
+install(FILES src/export/AscLineState.h src/export/AscOutput.h src/export/Qor_Trace_AscTarget.h
+              src/export/Qor_Trace_Export_ASC.h
+        DESTINATION ${headers}/export)
+install(FILES src/internal/FileDescriptor.h src/internal/Visibility.h src/internal/qor_internal.h src/internal/Qor_Trace_Exception.h
         DESTINATION ${headers}/internal)
 install(FILES src/record/Qor_Trace_Entry.h src/record/Qor_Trace_EntryStore.h src/record/RecordKind.h src/record/RecordView.h
         DESTINATION ${headers}/record)

@@ -2,14 +2,21 @@
 
 #include <algorithm>
 #include <cstring>
+#include <utility>
 
-AscOutput::AscOutput() : Buffer(std::make_unique_for_overwrite<char[]>(kCapacity)) {}
+AscOutput::AscOutput(Qor_Trace_AscTarget* target)
+    : Buffer(std::make_unique_for_overwrite<char[]>(kCapacity)), Target(target) {}
 
 AscOutput::~AscOutput() { Close(); }
 
 bool AscOutput::Open(const char* path) {
   if (!Failed()) Name = path;
   Start.reset();
+  if (Target != nullptr) {
+    Target->Begin(path);
+    Start = 0;
+    return TargetOpen = true;
+  }
   File = FileDescriptor(path, O_WRONLY | O_CREAT | O_TRUNC);
   return IsOpen();
 }
@@ -36,15 +43,23 @@ std::optional<unsigned long> AscOutput::Position() {
 bool AscOutput::Flush() {
   if (Used == 0) return !Failed();
   FirstError = Error();
-  if (!Failed() && WriteAll(File.Get(), reinterpret_cast<const unsigned char*>(Buffer.get()), Used) < Used) {
-    FirstError = errno;
-  }
-  Start.reset();
+  if (!Failed() && !WriteUsed()) FirstError = errno;
   Used = 0;
   return !Failed();
 }
 
+bool AscOutput::WriteUsed() {
+  if (Target != nullptr) {
+    Target->Write({Buffer.get(), Used});
+    *Start += Used;
+    return true;
+  }
+  Start.reset();
+  return WriteAll(File.Get(), reinterpret_cast<const unsigned char*>(Buffer.get()), Used) == Used;
+}
+
 void AscOutput::Close() {
   Flush();
+  if (std::exchange(TargetOpen, false)) Target->End();
   if (!File.Close() && !Failed()) FirstError = errno;
 }

@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 
+#include "export/Qor_Trace_AscTarget.h"
 #include "internal/FileDescriptor.h"
 
 /// A file that text is composed for in one buffer. Bytes reach the file when the next piece of text might not fit,
@@ -19,8 +20,9 @@
 /// Threads: one at a time.
 class AscOutput {
  public:
+  /// @param target  takes the text in place of files; it never fails here. Null: files
   /// @throws std::bad_alloc
-  AscOutput();
+  explicit AscOutput(Qor_Trace_AscTarget* target = nullptr);
   /// Closes the file as Close does.
   ~AscOutput();
   AscOutput(const AscOutput&) = delete;
@@ -28,7 +30,7 @@ class AscOutput {
 
   /// Creates or truncates a file; no other may be open. False, with errno set, if that fails.
   [[nodiscard]] bool Open(const char* path);
-  [[nodiscard]] bool IsOpen() const { return File.IsOpen(); }
+  [[nodiscard]] bool IsOpen() const { return TargetOpen || File.IsOpen(); }
 
   /// A place for up to `bytes` more bytes (at most kCapacity), until the next call. Text written there counts once it is
   /// taken with Commit.
@@ -42,7 +44,7 @@ class AscOutput {
   void Append(std::string_view text);
 
   /// Where the file would stand if it had all that was composed for it, in bytes. The system is asked after an opening and
-  /// after each flush; nothing if it can't tell, as of a pipe or without a file.
+  /// after each flush; nothing if it can't tell, as of a pipe or without a file. With a target the bytes are counted.
   [[nodiscard]] std::optional<unsigned long> Position();
 
   /// False if a write has failed, now or earlier, or if no file is open for what was composed.
@@ -59,10 +61,14 @@ class AscOutput {
   static constexpr size_t kCapacity = size_t{256} * 1024;
 
  private:
+  bool WriteUsed();
+
   std::unique_ptr<char[]> Buffer;
   size_t Used = 0;                     // bytes composed and not yet written
-  std::optional<unsigned long> Start;  // place of the buffer's first byte in the file, if it was asked for
+  std::optional<unsigned long> Start;  // place of the buffer's first byte in the file, if it is known
   FileDescriptor File;
+  Qor_Trace_AscTarget* const Target;
+  bool TargetOpen = false;
   std::string Name;
   int FirstError = 0;
 };

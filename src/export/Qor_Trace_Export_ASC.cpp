@@ -46,6 +46,14 @@ Qor_Trace_Export_ASC::Qor_Trace_Export_ASC(unsigned int flags, const char* fileN
   StartNewFile();
 }
 
+Qor_Trace_Export_ASC::Qor_Trace_Export_ASC(unsigned int flags, const char* fileName, unsigned long startTime,
+                                           unsigned int maxSize, Qor_Trace_AscTarget& target)
+    : BaseFileName(fileName), CurrentFileName(fileName), PreviousFileName(fileName), SizeLimit(maxSize), File(&target) {
+  State.Flags = flags;
+  State.StartTime = startTime;
+  StartNewFile();
+}
+
 Qor_Trace_Export_ASC::~Qor_Trace_Export_ASC() { EndFile(); }
 
 void Qor_Trace_Export_ASC::StartNewFile() {

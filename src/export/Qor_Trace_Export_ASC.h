@@ -5,6 +5,7 @@
 
 #include "export/AscLineState.h"
 #include "export/AscOutput.h"
+#include "export/Qor_Trace_AscTarget.h"
 #include "internal/Visibility.h"
 #include "record/Qor_Trace_Entry.h"
 #include "record/Qor_Trace_EntryStore.h"
@@ -25,6 +26,11 @@ class QOR_EXPORT Qor_Trace_Export_ASC {
   /// @param maxSize    bytes; with QOR_TRACE_ASC_SPLIT a file is ended after the entry that takes it beyond this
   /// @throws Qor_Trace_Exception 0x02140007 if the file can't be opened
   Qor_Trace_Export_ASC(unsigned int flags, const char* fileName, unsigned long startTime, unsigned int maxSize);
+  /// The same text, byte for byte, but for a target in place of files: nothing is opened, and nothing fails but memory.
+  ///
+  /// @param target  outlives this object
+  Qor_Trace_Export_ASC(unsigned int flags, const char* fileName, unsigned long startTime, unsigned int maxSize,
+                       Qor_Trace_AscTarget& target);
   /// Ends the file (EndFile). An exception here ends the process.
   ~Qor_Trace_Export_ASC();
   Qor_Trace_Export_ASC(const Qor_Trace_Export_ASC&) = delete;

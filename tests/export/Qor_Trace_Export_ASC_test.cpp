@@ -11,6 +11,7 @@
 #include <cstddef>
 #include <cstring>
 #include <limits>
+#include <map>
 #include <thread>
 
 #include "export/AscTest.h"
@@ -523,6 +524,57 @@ TEST_F(AscWriter, EntriesAfterTheEndAreNoSilentLoss) {
   series.EndFile();
   EXPECT_EQ(ErrorOf([&] { series.WriteEntry(*CanAt(0)->GetEntry()); }), 0x02140007u);
   EXPECT_EQ(TakeErrorReports(), kPositionLost);
+}
+
+/// Keeps the files of a log.
+class Files : public Qor_Trace_AscTarget {
+ public:
+  void Begin(const std::string& name) override {
+    Current = name;
+    Texts[name] = "";
+  }
+  void Write(std::string_view text) override { Texts[Current] += text; }
+  void End() override { Complete.push_back(Current); }
+
+  std::map<std::string, std::string> Texts;
+  std::vector<std::string> Complete;
+
+ private:
+  std::string Current;
+};
+
+TEST_F(AscWriter, TargetGetsTheBytesOfTheFiles) {
+  const auto write = [](Qor_Trace_Export_ASC& writer) {
+    for (unsigned long index = 0; index < 30; ++index) writer.WriteEntry(*CanAt(index * 1000000)->GetEntry());
+  };
+  for (const unsigned int flags : {0u, kDecimal, kSplit, kSplit | kRelative}) {
+    {
+      Qor_Trace_Export_ASC writer(flags, "log.asc", 0, 512);
+      write(writer);
+    }
+    Files files;
+    {
+      Qor_Trace_Export_ASC writer(flags, "log.asc", 0, 512, files);
+      write(writer);
+      writer.EndFile();
+      EXPECT_FALSE(writer.Failed());
+    }
+    EXPECT_EQ(files.Texts.size(), (flags & kSplit) != 0 ? files.Complete.size() : 1u);
+    for (const auto& [name, text] : files.Texts) EXPECT_EQ(text, ReadFile(name)) << name;
+    EXPECT_EQ(files.Complete.front(), "log.asc");
+    EXPECT_EQ(files.Complete.size(), (flags & kSplit) != 0 ? FilesHere().size() : 1u);
+    for (const std::string& name : FilesHere()) std::filesystem::remove(name);
+  }
+}
+
+TEST_F(AscWriter, TargetGetsWhatWasComposedWithEachFlush) {
+  Files files;
+  Qor_Trace_Export_ASC writer(0, "no/such/folder/log.asc", 0, 0, files);
+  writer.WriteEntry(*CanAt(1)->GetEntry());
+  writer.Flush();
+  EXPECT_EQ(files.Texts["no/such/folder/log.asc"].substr(0, Header(0).size()), Header(0));
+  EXPECT_GT(files.Texts["no/such/folder/log.asc"].size(), Header(0).size());
+  EXPECT_TRUE(files.Complete.empty());
 }
 
 }  // namespace
