@@ -29,6 +29,18 @@ TEST(Units, OtherTextsAreNoSizes) {
     EXPECT_EQ(ParseSize(text), std::nullopt) << text;
 }
 
+TEST(Units, SizesAreWrittenAsTheyAreRead) {
+  EXPECT_EQ(FormatSize(0), "0 bytes");
+  EXPECT_EQ(FormatSize(1), "1 byte");
+  EXPECT_EQ(FormatSize(1023), "1023 bytes");
+  EXPECT_EQ(FormatSize(1024), "1K");
+  EXPECT_EQ(FormatSize(1536), "1.5K");
+  EXPECT_EQ(FormatSize(64ul << 20), "64M");
+  EXPECT_EQ(FormatSize((64ul << 20) - 1), "63.9M");
+  EXPECT_EQ(FormatSize(5ul << 40), "5T");
+  EXPECT_EQ(FormatSize(~0ul), "16777215.9T");
+}
+
 TEST(Units, DurationsAreNumbersWithUnits) {
   const Case cases[] = {{"90s", 90000000000},
                         {"1h30m", 5400000000000},

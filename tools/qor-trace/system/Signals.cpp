@@ -10,12 +10,19 @@ namespace client {
 namespace {
 
 constexpr int WakeUp = SIGUSR1;  // of the signal thread, at the end
+constexpr std::chrono::seconds OneRequest{1};
+
+bool IsIgnored(int signal) {
+  struct sigaction action {};
+  return sigaction(signal, nullptr, &action) == 0 && action.sa_handler == SIG_IGN;
+}
 
 sigset_t WatchedSignals() {
   sigset_t set;
   sigemptyset(&set);
   sigaddset(&set, SIGINT);
   sigaddset(&set, SIGTERM);
+  if (!IsIgnored(SIGHUP)) sigaddset(&set, SIGHUP);
   sigaddset(&set, WakeUp);
   return set;
 }
@@ -55,23 +62,25 @@ void Signals::Run() {
     std::unique_lock lock(Mutex);
     if (signal == WakeUp && Ending) return;
     if (signal == WakeUp) continue;
-    if (Requested) {
+    const auto now = std::chrono::steady_clock::now();
+    if (!Requested) {
+      Requested = now;
+      Changed.notify_all();
+    } else if (now - *Requested > OneRequest) {
       if (LastWish) LastWish();
       EndBy(signal);
     }
-    Requested = true;
-    Changed.notify_all();
   }
 }
 
 bool Signals::StopRequested() const {
   const std::lock_guard lock(Mutex);
-  return Requested;
+  return Requested.has_value();
 }
 
 void Signals::Wait(std::chrono::milliseconds time) {
   std::unique_lock lock(Mutex);
-  Changed.wait_for(lock, time, [this] { return Requested; });
+  Changed.wait_for(lock, time, [this] { return Requested.has_value(); });
 }
 
 void Signals::SetLastWish(std::function<void()> wish) {

@@ -1,4 +1,4 @@
-// Ctrl-C and SIGTERM: the first asks for a clean end, the second ends at once.
+// Ctrl-C, SIGTERM and a closed terminal: the first asks for a clean end, one that comes later ends at once.
 #ifndef QOR_TRACE_SIGNALS_H
 #define QOR_TRACE_SIGNALS_H
 
@@ -6,11 +6,13 @@
 #include <condition_variable>
 #include <functional>
 #include <mutex>
+#include <optional>
 #include <thread>
 
 namespace client {
 
-/// Takes SIGINT and SIGTERM on a thread of its own. SIGPIPE and SIGXFSZ are ignored, so that a reader that has gone
+/// Takes SIGINT, SIGTERM and SIGHUP on a thread of its own; SIGHUP only where it isn't ignored from the start (nohup). Signals
+/// within a second of the first one are the same request: a closed terminal and timeout(1) send several. SIGPIPE and SIGXFSZ are ignored, so that a reader that has gone
 /// and a full disk show as results of write. To be made before any other thread starts; one in a process.
 class Signals {
  public:
@@ -24,7 +26,7 @@ class Signals {
   /// Returns after `time`, or earlier when a stop is requested.
   void Wait(std::chrono::milliseconds time);
 
-  /// Called before a second signal ends the process, on the signal thread; whatever the others are doing. It must not
+  /// Called before a later signal ends the process, on the signal thread; whatever the others are doing. It must not
   /// wait for them.
   void SetLastWish(std::function<void()> wish);
 
@@ -33,7 +35,7 @@ class Signals {
 
   mutable std::mutex Mutex;  // nests in nothing
   std::condition_variable Changed;
-  bool Requested = false;
+  std::optional<std::chrono::steady_clock::time_point> Requested;
   bool Ending = false;
   std::function<void()> LastWish;
   std::thread Thread;

@@ -115,4 +115,18 @@ std::string FormatCount(unsigned long count, std::string_view one, std::string_v
   return fmt::format("{} {}", count, count == 1 ? one : many);
 }
 
+std::string FormatSize(unsigned long bytes) {
+  constexpr std::string_view units = "KMGT";
+  unsigned long whole = bytes, rest = 0;  // rest: 1024ths
+  std::size_t unit = 0;
+  for (; unit < units.size() && whole >= 1024; ++unit) {
+    rest = whole % 1024;
+    whole /= 1024;
+  }
+  if (unit == 0) return FormatCount(bytes, "byte", "bytes");
+  const unsigned long tenths = rest * 10 / 1024;
+  const std::string decimal = tenths == 0 ? "" : fmt::format(".{}", tenths);
+  return fmt::format("{}{}{}", whole, decimal, units[unit - 1]);
+}
+
 }  // namespace client

@@ -12,6 +12,9 @@ namespace client {
 /// @return bytes, or nothing for another text or more than 64 bits
 std::optional<unsigned long> ParseSize(std::string_view text);
 
+/// 524288000 -> "500M", 1536 -> "1.5K": with the units that ParseSize takes, at most one decimal, which is rounded down.
+std::string FormatSize(unsigned long bytes);
+
 /// "90s", "1h30m", "0.5s" -> ns. Numbers, each with its unit: ns, us, ms, s, m or h. A fraction is cut at 1 ns.
 /// @return ns, or nothing for another text or more than 64 bits
 std::optional<unsigned long> ParseDuration(std::string_view text);
