@@ -240,8 +240,9 @@ class Vehicle(ClientTest):
                              [(record[2], record[3]) for record in alone])
 
     def test_conversion_gives_the_same_text(self):
-        self.run_client("record", self.SOURCE, "-d", "20s", "--speed", "max", "-o", "a.bin", "-o", "a.asc")
-        self.run_client("convert", "a.bin", "-o", "b.asc")
+        # One Ethernet entry is no frame: it has no line, and is told.
+        self.run_client("record", self.SOURCE, "-d", "20s", "--speed", "max", "-o", "a.bin", "-o", "a.asc", expect=None)
+        self.run_client("convert", "a.bin", "-o", "b.asc", expect=None)
         ours, theirs = ((self.folder / name).read_text().splitlines() for name in ("a.asc", "b.asc"))
         self.assertEqual(ours[5:], theirs[5:])
         self.assertGreater(len(ours), 50000)

@@ -197,7 +197,7 @@ class Captures(ClientTest):
             ["-o", "a.bin", "--ethernet-only"],
             ["-o", "a.asc", "--as-exported"],
             ["-o", "a.pcapng", "--format", "pcapng"],
-            ["-o", "-", "--format", "asc"],
+            ["-o", "-", "--format", "mf4"],
             ["-o", "a.pcap"],
         ):
             self.run_client("record", "can", *arguments, expect=2)

@@ -2,10 +2,14 @@
 
 import json
 import os
+import pathlib
 import pty
+import re
 import signal
+import subprocess
+import time
 
-from support import ClientTest, Frame, main, read_bin
+from support import ClientTest, Frame, arguments, main, read_bin
 
 THREE_FRAMES = ["(10.000000) can0 123#0102", "(10.100000) can0 18FE0102#", "(10.200000) can0 7FF#FF"]
 
@@ -48,6 +52,7 @@ class WrongUsage(ClientTest):
         self.refused("record", "can", "-o", "x.asc", "--asc-split", "511")
         self.refused("record", "can", "-o", "x.asc", "--asc-split", "5GB")
         self.refused("record", "can", "--asc-live")
+        self.refused("record", "can", "-o", "x.asc", "--min-free", "much")
         self.refused("list")
         self.refused("list", "a.bin", "b.bin")
 
@@ -119,6 +124,26 @@ class Recording(ClientTest):
                 "End Triggerblock",
             ],
         )
+
+    def test_standard_output_takes_text_too(self):
+        log = self.write_candump(THREE_FRAMES)
+        self.run_client("record", log, "-o", "a.asc")
+        out, _ = self.run_client("record", log, "-o", "-", "--format", "asc")
+        theirs = [line for line in out.decode().splitlines() if not line.startswith(("date ", "Begin "))]
+        ours = (self.folder / "a.asc").read_text().splitlines()
+        self.assertEqual(theirs, [line for line in ours if not line.startswith(("date ", "Begin "))])
+
+    def test_asc_is_brought_up_to_date_while_recording(self):
+        for live in ([], ["--asc-live"]):
+            process = self.start("record", "can", "-o", "a.asc", *live)
+            part = self.folder / "a.asc.part"
+            self.wait_until(lambda: part.exists() and part.read_text().count("\n") > 6, "lines are in the file")
+            self.assertIsNone(process.poll())
+            self.assertNotIn("End Triggerblock", part.read_text())
+            process.send_signal(signal.SIGINT)
+            process.communicate(timeout=60)
+            self.assertEqual(self.files(), ["a.asc"])
+            (self.folder / "a.asc").unlink()
 
     def test_asc_options_show_in_the_header(self):
         log = self.write_candump(THREE_FRAMES)
@@ -212,7 +237,7 @@ class Summaries(ClientTest):
         self.assertEqual((summary["first_time_ns"], summary["last_time_ns"]), (0, 1000000000))
         self.assertEqual(summary["exit_code"], 0)
         self.assertEqual(summary["errors"], [])
-        self.assertEqual(summary["outputs"], [{"format": "bin", "path": str(self.folder / "a.bin")}])
+        self.assertEqual(summary["outputs"], [{"format": "bin", "path": str(self.folder / "a.bin"), "complete": True}])
         one, two = summary["channels"]
         self.assertEqual((one["channel"], one["source"]), (1, "some.log (can0)"))
         self.assertEqual((one["received"], one["counts"]["error_frames"], one["last_time_ns"]), (1, 1, 1000000000))
@@ -266,7 +291,7 @@ class Ending(ClientTest):
         return process
 
     def test_ctrl_c_ends_with_all_outputs_complete(self):
-        for number in (signal.SIGINT, signal.SIGTERM):
+        for number in (signal.SIGINT, signal.SIGTERM, signal.SIGHUP):
             process = self.recording("--json")
             process.send_signal(number)
             out, err = process.communicate(timeout=60)
@@ -279,15 +304,50 @@ class Ending(ClientTest):
             self.assertEqual(len(lines), 5 + len(frames) + 1)
             self.assertEqual(lines[-1], "End Triggerblock")
 
-    def test_second_signal_ends_at_once(self):
+    def test_signals_of_one_moment_are_one(self):
+        for first, second in ((signal.SIGTERM, signal.SIGTERM), (signal.SIGINT, signal.SIGHUP)):
+            process = self.recording()
+            process.send_signal(first)
+            process.send_signal(second)
+            _, err = process.communicate(timeout=60)
+            self.assertEqual(process.returncode, 0, err)
+            self.assertEqual(self.files(), ["a.asc", "a.bin"])
+
+    def test_later_signal_ends_at_once(self):
         # Nobody reads its output, so that the recording can't end by itself.
-        process = self.start("record", "can?speed=max", "-o", "-", "-o", "a.bin")
+        process = self.start("record", "can?speed=max", "-o", "-", "-o", "a.bin", "--memory-limit", "9000000")
         self.assertTrue(process.stdout.read(1))
         process.send_signal(signal.SIGINT)
+        time.sleep(1.2)
         process.send_signal(signal.SIGTERM)
         process.wait(timeout=60)
-        self.assertIn(process.returncode, (-signal.SIGINT, -signal.SIGTERM))
+        self.assertEqual(process.returncode, -signal.SIGTERM)
         self.assertEqual(self.files(), ["a.bin.part"])
+
+    def test_later_signal_leaves_swapped_entries_where_they_are(self):
+        process = self.start("record", "can?speed=max", "-o", "-", "-o", "a.bin", "--memory-limit", "10")
+        self.assertTrue(process.stdout.read(1))
+        self.wait_until(lambda: list(self.folder.glob(".qor-trace-swap-*/*.bin")), "something is swapped")
+        process.send_signal(signal.SIGINT)
+        time.sleep(1.2)
+        process.send_signal(signal.SIGINT)
+        _, err = process.communicate(timeout=60)
+        self.assertEqual(process.returncode, -signal.SIGINT)
+        (swap,) = self.folder.glob(".qor-trace-swap-*")
+        self.assertIn(f'entries that are not may be in "{swap}"', err.decode())
+        (file,) = swap.glob("*.bin")
+        self.assertGreater(file.stat().st_size, 0)
+
+    def test_hangup_that_is_ignored_stays_ignored(self):
+        process = subprocess.Popen(["nohup", arguments.client, "record", "can"], cwd=self.folder,
+                                   stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
+        self.addCleanup(self.end, process)
+        status = pathlib.Path(f"/proc/{process.pid}/status")
+        mask = lambda name: int(re.search(rf"{name}:\s*(\w+)", status.read_text())[1], 16)
+        bit = lambda number: 1 << (number - 1)
+        self.wait_until(lambda: mask("SigBlk") & bit(signal.SIGINT), "the signals are taken")
+        self.assertFalse(mask("SigBlk") & bit(signal.SIGHUP))
+        self.assertTrue(mask("SigIgn") & bit(signal.SIGHUP))
 
     def test_reader_that_goes_ends_the_recording_quietly(self):
         process = self.start("record", "can?speed=max", "-o", "-", "-o", "a.bin")
@@ -320,35 +380,40 @@ class FullDisk(ClientTest):
         self.assertGreater(len(contents), 990000)
         self.assertIn(f"The {len(read_bin(contents))} entries before that", err)
 
-    def test_asc_export_that_fails_leaves_the_other_outputs_complete(self):
+    def test_one_output_that_fails_leaves_the_others_complete(self):
         entries = self.summary(self.SOURCE)["entries"]
         summary = self.summary(self.SOURCE, "-o", "a.asc", "-o", "a.bin", expect=1, file_limit=5500000)
+        self.assertEqual(summary["ended_by"], "sources_ended")
         self.assertEqual(summary["entries"], entries)
-        self.assertEqual(len(summary["errors"]), 1)
-        self.assertIn("0x02140007", summary["errors"][0])
+        (error,) = [error for error in summary["errors"] if "swap folder" not in error]
+        self.assertRegex(error, r'^Cannot write ".*a\.asc": File too large\. The \d+ lines before that are in ".*a\.asc\.part"')
+        self.assertEqual([output["complete"] for output in summary["outputs"]], [False, True])
         self.assertEqual(len(read_bin((self.folder / "a.bin").read_bytes())), entries)
+        self.assertEqual(self.files(), ["a.asc.part", "a.bin"])
+        self.assertTrue((self.folder / "a.asc.part").read_text().endswith("\n"))
 
-    def test_live_asc_that_fails_stops_the_recording(self):
-        _, err = self.run_client("record", "can?speed=max", "-o", "a.asc", "--asc-live", expect=1, file_limit=100000)
-        self.assertIn("0x02140007", err)
+    def test_failure_says_where_the_output_ended_and_that_others_go_on(self):
+        _, err = self.run_client("record", self.SOURCE, "-o", "a.bin", "-o", "b.pcapng", "--ethernet-only", expect=1,
+                                 file_limit=1000000)
+        self.assertRegex(err, r'a\.bin\.part"\. It ended at entry \d+ of the trace, \d+\.\d{9} s; the other outputs go on')
+        self.assertRegex(err, r"entries in \S+ s; written: .*b\.pcapng\n")
+        self.assertEqual(self.files(), ["a.bin.part", "b.pcapng"])
 
-    def test_swap_file_that_fails_stops_the_recording_of_one_bus(self):
-        _, err = self.run_client(
-            "record", "can?speed=max", "-o", "a.bin", "--memory-limit", "10", expect=1, file_limit=100000
-        )
-        self.assertIn("swap file", err)
-        self.assertIn("0x02140007", err)
-        self.assertEqual(self.files(), ["a.bin"])
-        read_bin((self.folder / "a.bin").read_bytes())
+    def test_live_asc_that_fails_leaves_the_others_complete(self):
+        summary = self.summary("can?speed=max&duration=5s", "-o", "a.asc", "--asc-live", "-o", "b.pcapng", "--ethernet-only",
+                               expect=1, file_limit=100000)
+        self.assertEqual(summary["ended_by"], "sources_ended")
+        self.assertEqual(self.files(), ["a.asc.part", "b.pcapng"])
 
-    def test_swap_file_that_fails_is_explained_with_several_buses(self):
-        # It happens on a thread of the library, which ends the process.
-        _, err = self.run_client(
-            "record", "can?load=100", "can?load=100&seed=2", "--memory-limit", "10", expect=1, file_limit=10000
-        )
-        self.assertIn("swap file", err)
-        self.assertIn("0x02140007", err)
-        self.assertEqual(self.files(), [])
+    def test_swap_file_without_room_leaves_the_recording_complete(self):
+        for sources in (["can?speed=max&duration=2s"], ["can?duration=2s", "can?duration=2s&seed=2"]):
+            expected = self.summary(*sources)["entries"]
+            summary = self.summary(*sources, "-o", "a.pcapng", "--ethernet-only", "--memory-limit", "10", expect=1,
+                                   file_limit=10000)
+            self.assertEqual((summary["entries"], summary["ended_by"]), (expected, "sources_ended"))
+            (error,) = summary["errors"]
+            self.assertIn("entries stay in memory", error)
+            self.assertEqual(self.files(), ["a.pcapng"])
 
     def test_standard_output_that_is_full_is_a_failure(self):
         with open("/dev/full", "wb") as full:

@@ -42,8 +42,8 @@ class Convert(ClientTest):
 
     def test_asc_options_do_what_they_do_for_a_recording(self):
         source = "can?duration=5s&speed=max"
-        self.run_client("record", source, "-o", "a.bin", "-o", "a.asc", "--asc-dec", "--asc-split", "100K")
-        self.run_client("convert", "a.bin", "-o", "b.asc", "--asc-dec", "--asc-split", "100K")
+        self.run_client("record", source, "-o", "a.bin", "-o", "a.asc", "--asc-dec", "--asc-split", "100K", "--asc-relative")
+        self.run_client("convert", "a.bin", "-o", "b.asc", "--asc-dec", "--asc-split", "100K", "--asc-relative")
         parts = sorted(name for name in self.files() if name.startswith("a") and name.endswith(".asc"))
         self.assertGreater(len(parts), 3)
         for name in parts:
@@ -66,8 +66,9 @@ class Convert(ClientTest):
         summary = json.loads(out)
         self.assertEqual(summary["command"], "convert")
         self.assertEqual(summary["input"], "a.bin")
+        path = str(self.folder / "b.asc")
         self.assertEqual(summary["outputs"],
-                         [{"path": str(self.folder / "b.asc"), "format": "asc", "omitted": {"malformed entries": 0}}])
+                         [{"path": path, "format": "asc", "complete": True, "files": [path], "omitted": {}}])
         self.assertEqual([channel["bit_rate"]["nominal"] for channel in summary["channels"]], [1000000] * 2)
         self.assertEqual(summary["buses"][0]["entries"], summary["entries"])
 
@@ -84,14 +85,14 @@ class Convert(ClientTest):
         ours = lines(self.folder / "b.asc")[:-1]
         self.assertEqual(ours, whole[: len(ours)])
 
-    def test_records_that_cannot_be_replayed_are_counted(self):
+    def test_records_without_a_line_are_counted(self):
         self.record("can?duration=1s")
         record = bytearray((self.folder / "a.bin").read_bytes()[:200])
         del record[record[0] :]
         record[24] = 9  # an unknown bus
         (self.folder / "odd.bin").write_bytes((self.folder / "a.bin").read_bytes() + record)
         _, err = self.run_client("convert", "odd.bin", "-o", "b.asc", expect=3)
-        self.assertIn("b.asc: NOT IN IT, as no interface gives such entries: 1 malformed entry\n", err)
+        self.assertIn("b.asc: NOT IN IT, as the format has no line for them: 1 malformed entries\n", err)
         self.assertEqual(lines(self.folder / "a.asc"), lines(self.folder / "b.asc"))
 
     def test_full_disk_is_a_failure_and_the_others_are_completed(self):
@@ -118,7 +119,7 @@ class Convert(ClientTest):
     def test_arguments_that_make_no_sense(self):
         (self.folder / "a.bin").write_bytes(b"")
         for args in (["convert"], ["convert", "a.bin"], ["convert", "a.bin", "-o", "x.txt"],
-                     ["convert", "a.bin", "-o", "x.asc", "--asc-relative"],
+                     ["convert", "a.bin", "-o", "x.asc", "--asc-live"],
                      ["convert", "a.bin", "-o", "x.pcapng", "--as-exported"],
                      ["convert", "a.bin", "-o", "x.bin", "--asc-dec"], ["convert", "a.bin", "-o", "-", "--json"]):
             out, err = self.run_client(*args, expect=2)

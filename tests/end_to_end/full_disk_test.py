@@ -40,12 +40,12 @@ def records(data):
 class FullDisk(ClientTest):
     SOURCE = ["can?seed=1", "--speed", "max", "--duration", "20s"]
 
-    def record(self, size, *outputs):
-        """Records to a disk of `size` bytes; gives the exit code and standard error."""
+    def record(self, size, *outputs, source=None):
+        """Records with a disk of `size` bytes in the folder "disk"; gives the exit code and standard error."""
         (self.folder / "disk").mkdir(exist_ok=True)
         command = ["unshare", "-rm", "sh", "-c", ON_A_TINY_DISK, "sh", str(size), arguments.client, "record"]
         done = subprocess.run(
-            [*command, *self.SOURCE, *outputs], cwd=self.folder, capture_output=True, text=True, check=False
+            [*command, *(source or self.SOURCE), *outputs], cwd=self.folder, capture_output=True, text=True, check=False
         )
         return done.returncode, done.stderr
 
@@ -58,21 +58,72 @@ class FullDisk(ClientTest):
         lines = (self.folder / "whole.asc").read_text().splitlines()[6:]
         for size in (65536, 300000):
             with self.subTest(size=size):
-                code, err = self.record(size, "-o", "disk/x.bin")
+                code, err = self.record(size, "-o", "disk/x.bin", "--min-free", "0")
                 self.assertEqual(code, 1, err)
                 self.assertIn("No space left on device", err)
                 found, rest = records(self.saved("x.bin.part"))
                 self.assertEqual(rest, 0)
                 self.assertTrue(found == whole[: len(found)] and len(found) > size / 2 / 70)
                 subprocess.run(["rm", "-r", self.folder / "saved"], check=True)
-        code, err = self.record(300000, "-o", "disk/live.asc", "--asc-live", "--memory-limit", "100000")
+        for live in ([], ["--asc-live"]):
+            code, err = self.record(300000, "-o", "disk/x.asc", "--min-free", "0", *live)
+            self.assertEqual(code, 1, err)
+            written = self.saved("x.asc.part").decode()
+            self.assertTrue(written.endswith("\n"))
+            written = written.splitlines()[6:]
+            self.assertGreater(len(written), 1000)
+            self.assertEqual(written, lines[: len(written)])
+            subprocess.run(["rm", "-r", self.folder / "saved"], check=True)
+
+    def test_the_other_outputs_are_complete(self):
+        self.run_client("record", *self.SOURCE, "-o", "whole.bin", "-o", "whole.asc")
+        code, err = self.record(300000, "-o", "x.bin", "-o", "disk/x.mf4", "-o", "disk/x.bin", "-o", "x.asc", "--min-free", "0")
         self.assertEqual(code, 1, err)
-        written = self.saved("live.asc").decode().split("\n")[6:]
-        self.assertGreater(len(written), 1000)
-        self.assertEqual(written[:-1], lines[: len(written) - 1])
+        self.assertIn("No space left on device", err)
+        self.assertIn("; the other outputs go on", err)
+        self.assertEqual((self.folder / "x.bin").read_bytes(), (self.folder / "whole.bin").read_bytes())
+        x, whole = ((self.folder / name).read_text().splitlines()[5:] for name in ("x.asc", "whole.asc"))
+        self.assertEqual(x, whole)
+
+    def test_swap_folder_without_room_leaves_the_recording_complete(self):
+        for sources in (["can?seed=1"], ["can?seed=1", "can?seed=2"]):
+            sources += ["--duration", "2s", "--speed", "max"]
+            self.run_client("record", *sources, "-o", "whole.bin")
+            code, err = self.record(300000, "-o", "x.bin", "--swap-folder", "disk", "--memory-limit", "50", source=sources)
+            self.assertEqual(code, 1, err)
+            self.assertRegex(err, r'The swap folder ".*disk" takes only \S+ more: from entry 1, .* entries stay in memory')
+            self.assertEqual((self.folder / "x.bin").read_bytes(), (self.folder / "whole.bin").read_bytes())
+            subprocess.run(["rm", "-r", self.folder / "saved"], check=True)
+
+    def test_swap_folder_that_fills_up_is_emptied_and_the_recording_complete(self):
+        source = ["can?seed=1&load=90", "--duration", "100s", "--speed", "max"]
+        self.run_client("record", *source, "-o", "whole.bin")
+        code, err = self.record("20m", "-o", "x.bin", "--swap-folder", "disk", "--memory-limit", "500", source=source)
+        self.assertEqual(code, 1, err)
+        self.assertRegex(err, r'The swap folder ".*disk" was full at entry \d+, ')
+        self.assertNotIn("stay in memory", err)
+        self.assertEqual((self.folder / "x.bin").read_bytes(), (self.folder / "whole.bin").read_bytes())
+
+    def test_recording_ends_while_outputs_can_be_completed(self):
+        source = ["can?seed=1&load=90", "--speed", "max"]  # endless
+        code, err = self.record("70m", "-o", "disk/x.bin", "-o", "disk/x.asc", "-o", "disk/x.mf4", source=source)
+        self.assertEqual(code, 1, err)
+        self.assertRegex(err, r'The recording was ended at entry \d+, \d+\.\d{9} s: ".*disk" has only \d+\.?\d*M left')
+        found, rest = records(self.saved("x.bin"))
+        self.assertEqual(rest, 0)
+        lines = self.saved("x.asc").decode().splitlines()
+        self.assertEqual(len(lines), 5 + len(found) + 1)
+        self.assertEqual(lines[-1], "End Triggerblock")
+        self.assertEqual(sorted(path.name for path in (self.folder / "saved").iterdir()), ["x.asc", "x.bin", "x.mf4"])
+
+    def test_disk_that_is_nearly_full_is_refused(self):
+        code, err = self.record("10m", "-o", "disk/x.bin")
+        self.assertEqual(code, 1)
+        self.assertRegex(err, r'^qor-trace: ".*disk" has only 10M left, and .* --min-free\.\n$')
+        self.assertEqual(list((self.folder / "saved").iterdir()), [])
 
     def test_a_disk_that_is_large_enough_takes_it_all(self):
-        code, err = self.record("64m", "-o", "disk/x.bin")
+        code, err = self.record("96m", "-o", "disk/x.bin")
         self.assertEqual(code, 0, err)
         _, rest = records(self.saved("x.bin"))
         self.assertEqual(rest, 0)

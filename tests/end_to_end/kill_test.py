@@ -1,4 +1,4 @@
-"""A recording that is killed: what its files hold afterwards.
+"""A recording that is killed, or asked twice to end: what its files hold afterwards.
 
 Run by hand: kill_test.py CLIENT RECORDINGS --kills 300 [--seed 7]
 """
@@ -128,7 +128,7 @@ class Killed(ClientTest):
         folder.mkdir()
         outputs = ["-o", folder / "live.asc", "--asc-live", "-o", folder / "x.bin", "-o", folder / "x.pcapng"]
         process = self.start("record", *sources, "--memory-limit", 200, *outputs)
-        live = folder / "live.asc"
+        live = folder / "live.asc.part"
         self.wait_until(live.exists, "the live file")
         start = time.monotonic()
         earliest = None  # moment of the trace's time 0, as seen by lines that came soonest
@@ -145,7 +145,7 @@ class Killed(ClientTest):
 
     def check(self, folder, whole_lines, whole, now, lags):
         """Each file holds the beginning of the whole recording, up to a piece of the entry that was being written."""
-        lines, rest = event_lines((folder / "live.asc").read_bytes())
+        lines, rest = event_lines((folder / "live.asc.part").read_bytes())
         self.assertTrue(is_beginning(lines, whole_lines, channel_of_line), "live .asc")
         counts = {"live .asc": (len(lines), len(rest))}
 
@@ -179,6 +179,45 @@ class Killed(ClientTest):
                 print(f"{what}, {kind}: at most {lag.entries} entries or {lag.ms:.0f} ms missing, {lag.rest} bytes cut")
             self.assertIn("live .asc", lags)
             self.assertIn("swap file", lags)
+
+
+class AskedTwice(ClientTest):
+    """Signals of one moment, whatever they are, end a recording with all of its outputs complete."""
+
+    SIGNALS = (signal.SIGINT, signal.SIGTERM, signal.SIGHUP)
+    MOMENT = 0.8  # seconds; less than what counts as one
+
+    def check(self, folder):
+        names = sorted(path.name for path in folder.iterdir())
+        self.assertEqual(names, ["x.asc", "x.bin", "x.mf4", "x.pcapng"])
+        lines, rest = event_lines((folder / "x.asc").read_bytes())
+        self.assertEqual(rest, b"")
+        records, rest = whole_records((folder / "x.bin").read_bytes())
+        self.assertEqual((len(lines), rest), (len(records), 0))
+        self.assertEqual(whole_blocks((folder / "x.pcapng").read_bytes())[1], 0)
+        self.assertTrue(Reader((folder / "x.mf4").read_bytes()).finalized)
+        return len(records)
+
+    def test_all_outputs_are_complete(self):
+        moments = random.Random(Settings.seed)
+        entries = []
+        for number in range(Settings.kills // 2):
+            first, second = moments.choice(self.SIGNALS), moments.choice(self.SIGNALS)
+            after, gap = moments.uniform(0, LONGEST), moments.uniform(0, self.MOMENT) ** 4  # mostly short ones
+            folder = self.folder / str(number)
+            folder.mkdir()
+            outputs = [word for kind in ("asc", "bin", "mf4", "pcapng") for word in ("-o", folder / f"x.{kind}")]
+            with self.subTest(signals=number, after=after, gap=gap):
+                process = self.start("record", *SOURCES["two channels"], "--memory-limit", 200, *outputs)
+                self.wait_until((folder / "x.bin.part").exists, "the outputs")
+                time.sleep(after)
+                process.send_signal(first)
+                time.sleep(gap)
+                process.send_signal(second)
+                _, err = process.communicate()
+                self.assertIn(process.returncode, (0, 3), err)  # 3: events have no place in two of the outputs
+                entries.append(self.check(folder))
+        print(f"asked twice, {len(entries)} times: from {min(entries)} to {max(entries)} entries, all outputs complete")
 
 
 class KilledMeasurement(ClientTest):

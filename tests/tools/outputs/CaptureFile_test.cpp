@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 
 #include "export/Qor_Trace_Export_PCAP.h"
+#include "recording/Session.h"
 #include "support/TemporaryDirectory.h"
 #include "system/Failure.h"
 #include "tools/ClientEntries.h"
@@ -96,13 +97,14 @@ TEST_F(CaptureFileTest, PacketsOfTheLibrarysExportAreCountedInPiecesOfAnySize) {
 
 TEST_F(CaptureFileTest, TheLibrarysExportTellsWhatIsNotInMemory) {
   Monitor monitor;  // nothing is in its memory
+  const LibraryExport exportToPcap = [&](const std::string& path) { monitor.ExportToPcap(path); };
   ExportedCapture capture(Path);
   EXPECT_TRUE(Put(capture, RecordOf(test::EthernetItem().Frame({1, 2, 3}))));
   EXPECT_TRUE(Put(capture, RecordOf(test::EthernetItem().Kind(2).Frame({1, 2, 3}))));
   EXPECT_TRUE(Put(capture, RecordOf(test::EthernetItem().Kind(0))));
   EXPECT_TRUE(Put(capture, RecordOf(test::CanItem().Data({1}))));
   EXPECT_TRUE(fs::exists(Path + ".part"));
-  capture.Export(monitor);
+  capture.Export(exportToPcap);
   EXPECT_TRUE(capture.Finish());
   EXPECT_EQ(test::FileText(Path).size(), 72u);
   EXPECT_EQ(capture.Missing(), 2u);

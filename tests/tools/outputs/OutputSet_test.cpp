@@ -4,7 +4,9 @@
 
 #include <filesystem>
 #include <nlohmann/json.hpp>
+#include <regex>
 
+#include "support/FileSizeLimit.h"
 #include "support/TemporaryDirectory.h"
 #include "system/Failure.h"
 #include "tools/ClientEntries.h"
@@ -30,7 +32,7 @@ TEST_F(OutputSetTest, EveryOutputGetsEveryEntry) {
   const Bytes record = RecordOf(test::CanItem().Data({1, 2}));
   EXPECT_TRUE(Put(outputs, record));
   EXPECT_TRUE(Put(outputs, record));
-  outputs.Finish(nullptr, {});
+  outputs.Finish({});
   EXPECT_EQ(fs::file_size(PathOf("a.bin")), 2 * record.size());
   EXPECT_EQ(fs::file_size(PathOf("b.bin")), 2 * record.size());
   EXPECT_TRUE(fs::exists(PathOf("c.pcapng")));
@@ -43,14 +45,14 @@ TEST_F(OutputSetTest, WhatAnOutputCannotHoldIsToldWithItsName) {
   OutputSet outputs(PlanOf({"a.bin", "b.pcapng", "c.mf4"}));
   Put(outputs, RecordOf(test::CanItem().RisingEdge()));
   Put(outputs, RecordOf(test::EthernetItem().Channel(2).Frame({1})));
-  outputs.Finish(nullptr, {});
+  outputs.Finish({});
   EXPECT_EQ(outputs.ShortfallText(),
             PathOf("b.pcapng") + ": NOT IN IT, as no packet can hold them: 1 CAN log-trigger events\n" +
                 PathOf("c.mf4") +
                 ": NOT IN IT, as the format has no place for them: 1 Ethernet entries, 1 CAN log-trigger events\n");
   const nlohmann::json json = outputs.Json();
   ASSERT_EQ(json.size(), 3u);
-  EXPECT_EQ(json[0].dump(), R"({"format":"bin","path":")" + PathOf("a.bin") + "\"}");
+  EXPECT_EQ(json[0].dump(), R"({"complete":true,"format":"bin","path":")" + PathOf("a.bin") + "\"}");
   EXPECT_EQ(json[1]["omitted"]["CAN log-trigger events"], 1);
   EXPECT_EQ(json[2]["format"], "mf4");
 }
@@ -59,11 +61,50 @@ TEST_F(OutputSetTest, OneThatFailsLeavesTheOthersWhole) {
   fs::create_directory(PathOf("a.bin"));  // a name that no file can take
   OutputSet outputs(PlanOf({"a.bin", "b.bin"}));
   Put(outputs, RecordOf(test::CanItem()));
-  outputs.Finish(nullptr, {});
+  outputs.Finish({});
   ASSERT_EQ(outputs.Errors().size(), 1u);
   EXPECT_NE(outputs.Errors()[0].find(PathOf("a.bin")), std::string::npos);
   EXPECT_TRUE(fs::is_regular_file(PathOf("b.bin")));
-  EXPECT_EQ(outputs.WrittenText(), "");
+  EXPECT_EQ(outputs.WrittenText(), "; written: " + PathOf("b.bin"));
+  EXPECT_EQ(outputs.Json()[0]["complete"], false);
+}
+
+TEST_F(OutputSetTest, OneThatFailsWhileEntriesComeEndsAloneAndSaysWhere) {
+  OutputPlan plan = PlanOf({"a.bin", "b.pcapng"});
+  plan.Capture.EthernetOnly = true;  // so that it stays small
+  OutputSet outputs(plan);
+  const test::FileSizeLimit limit(100000);
+  const unsigned long count = 30000;  // more than the first one's buffer holds
+  for (unsigned long index = 1; index <= count; ++index)
+    ASSERT_TRUE(Put(outputs, RecordOf(test::CanItem().At(index * 1000000000).Data({1, 2})))) << index;
+  ASSERT_EQ(outputs.Errors().size(), 1u);
+  EXPECT_TRUE(
+      std::regex_match(outputs.Errors()[0],
+                       std::regex("Cannot write \".*a\\.bin\": File too large\\. The \\d+ entries before that are in "
+                                  "\".*a\\.bin\\.part\"\\. It ended at entry (\\d+) of the trace, \\1\\.000000000 s; "
+                                  "the other outputs go on")))
+      << outputs.Errors()[0];
+  outputs.Finish({});
+  EXPECT_EQ(outputs.Errors().size(), 1u);
+  EXPECT_EQ(outputs.WrittenText(), "; written: " + PathOf("b.pcapng"));
+  EXPECT_TRUE(fs::exists(PathOf("a.bin.part")));
+}
+
+TEST_F(OutputSetTest, WhenAllHaveFailedNothingMoreIsTaken) {
+  OutputSet outputs(PlanOf({"a.bin", "b.asc"}));
+  const test::FileSizeLimit limit(1000);
+  int taken = 0;
+  while (taken < 1000000 && Put(outputs, RecordOf(test::CanItem().Data({1, 2})))) ++taken;
+  EXPECT_LT(taken, 1000000);
+  EXPECT_EQ(outputs.Errors().size(), 2u);
+}
+
+TEST_F(OutputSetTest, FailureThatShowsInAPauseIsToldThen) {
+  OutputSet outputs(PlanOf({"a.bin"}));
+  const test::FileSizeLimit limit(10);
+  Put(outputs, RecordOf(test::CanItem().Data({1, 2})));
+  outputs.Pause();
+  EXPECT_EQ(outputs.Errors().size(), 1u);
 }
 
 TEST_F(OutputSetTest, FileThatCannotBeMadeIsAFailure) {

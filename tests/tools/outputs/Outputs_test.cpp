@@ -38,23 +38,28 @@ TEST(Outputs, SameNameTwiceIsWrongUsage) {
   EXPECT_EQ(Planned({"a.bin", "a.asc", "b.asc"}).size(), 3u);
 }
 
-TEST(Outputs, AscPathThatTheInterfaceCannotTakeIsWrongUsage) {
-  const std::string longest(259 - std::string("/where/.asc").size(), 'x');
-  EXPECT_EQ(Planned({longest + ".asc"}).size(), 1u);
-  EXPECT_THROW(Planned({longest + "y.asc"}), UsageError);
-  EXPECT_EQ(Planned({longest + "y.bin"}).size(), 1u);
-}
-
 TEST(Outputs, AscOptionsNeedAnAscOutput) {
   EXPECT_THROW(Planned({"a.bin"}, {.Live = true}), UsageError);
   EXPECT_THROW(Planned({}, {.Relative = true}), UsageError);
   EXPECT_EQ(Planned({"a.asc"}, {.Decimal = true, .Relative = true}).size(), 1u);
 }
 
-TEST(Outputs, LiveAscIsOneFileWithoutOtherOptions) {
-  EXPECT_EQ(Planned({"a.asc", "a.bin"}, {.Live = true, .Split = 512}).size(), 2u);
-  EXPECT_THROW(Planned({"a.asc", "b.asc"}, {.Live = true}), UsageError);
-  EXPECT_THROW(Planned({"a.asc"}, {.Live = true, .Decimal = true}), UsageError);
+TEST(Outputs, LiveAscTakesAllOtherOptions) {
+  EXPECT_EQ(Planned({"a.asc", "b.asc"}, {.Live = true, .Decimal = true, .Relative = true, .Split = 512}).size(), 2u);
+}
+
+TEST(Outputs, StandardOutputTakesTextThatIsNotSplit) {
+  EXPECT_EQ(PlanOutputs({"-"}, {.Decimal = true}, "/where", {}, "asc")[0].Kind, Format::Asc);
+  EXPECT_THROW(PlanOutputs({"-"}, {.Split = 512}, "/where", {}, "asc"), UsageError);
+}
+
+TEST(Outputs, FoldersAreNamedOnce) {
+  EXPECT_EQ(FoldersOf(Planned({"a.bin", "-", "a.asc", "x/b.asc"})), (std::vector<std::string>{"/where", "/where/x"}));
+}
+
+TEST(Outputs, DiskThatIsNearlyFullIsRefused) {
+  EXPECT_NO_THROW(CheckRoom({"/tmp"}, 0));
+  EXPECT_THROW(CheckRoom({"/tmp"}, ~0ul), Failure);
 }
 
 TEST(Outputs, SplitSizeIsOneThatTheInterfaceTakes) {
@@ -75,7 +80,7 @@ TEST(Outputs, CapturesAreFilesOrStandardOutput) {
 
 TEST(Outputs, FormatOfStandardOutputNeedsItAndIsOneThatCanBeStreamed) {
   EXPECT_THROW(PlanOutputs({"a.pcapng"}, {}, "/where", {}, "pcapng"), UsageError);
-  EXPECT_THROW(PlanOutputs({"-"}, {}, "/where", {}, "asc"), UsageError);
+  EXPECT_THROW(PlanOutputs({"-"}, {}, "/where", {}, "mf4"), UsageError);
   EXPECT_THROW(PlanOutputs({"-"}, {}, "/where", {}, "PCAPNG"), UsageError);
 }
 

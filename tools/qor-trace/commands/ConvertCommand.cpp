@@ -14,7 +14,6 @@
 #include "commands/OutputArguments.h"
 #include "outputs/BinFile.h"
 #include "outputs/MdfOutput.h"
-#include "recording/Replay.h"
 #include "system/Failure.h"
 #include "system/Units.h"
 
@@ -25,7 +24,6 @@ namespace {
 struct ConvertArguments {
   std::string Input;
   std::string StartTime;
-  std::string SwapFolder;
   BitRateArguments BitRates;
   OutputArguments Output;
 };
@@ -34,8 +32,6 @@ bool Has(const OutputPlan& plan, Format format) {
   return std::any_of(plan.Outputs.begin(), plan.Outputs.end(),
                      [&](const Output& output) { return output.Kind == format; });
 }
-
-constexpr unsigned int MemoryLimit = 50000;  // entries of the monitor that writes .asc outputs
 
 /// Counts records and hands them to the outputs, until one of these can't go on or a stop is requested.
 class Converter : public EntrySink {
@@ -100,16 +96,6 @@ std::optional<unsigned long> FirstTimeOf(const ConvertArguments& arguments, cons
   return time;
 }
 
-/// A monitor to play the records into, if an output needs one.
-std::unique_ptr<Replay> MakeReplay(const ConvertArguments& arguments, const OutputPlan& plan, Signals& signals) {
-  if (!Has(plan, Format::Asc)) return nullptr;
-  const std::string folder = arguments.SwapFolder.empty() ? FolderOf(plan.Outputs, "/var/tmp")
-                                                          : std::filesystem::absolute(arguments.SwapFolder).string();
-  auto replay = std::make_unique<Replay>(folder, MemoryLimit);
-  RemoveAtTheEnd(replay->Folder(), signals);
-  return replay;
-}
-
 /// Nothing is made before the input is known to be there.
 std::string InputPath(const std::string& typed) {
   if (typed == "-") return typed;
@@ -124,7 +110,7 @@ int Convert(const ConvertArguments& arguments, Signals& signals) {
   const std::string input = InputPath(arguments.Input);
   plan.Mdf.FirstTime = FirstTimeOf(arguments, plan, input);
   for (const Output& output : plan.Outputs) CheckWritable(output);
-  OutputSet outputs(plan, MakeReplay(arguments, plan, signals));
+  OutputSet outputs(plan);
   Converter converter(outputs, summary, signals);
   try {
     ReadBin(input, converter);
@@ -134,7 +120,7 @@ int Convert(const ConvertArguments& arguments, Signals& signals) {
   if (converter.Interrupted)
     outputs.NoteError(fmt::format("Interrupted: the outputs end after {} of \"{}\"",
                                   FormatCount(summary.Entries(), "entry", "entries"), arguments.Input));
-  outputs.Finish(nullptr, summary.LostItems());
+  outputs.Finish(summary.LostItems());
   return Conclude("convert", summary, outputs, arguments.Output.Json, {{"input", arguments.Input}});
 }
 
@@ -143,8 +129,7 @@ constexpr const char* ConvertHelp =
     "  qor-trace convert drive.bin -o drive.asc -o drive.pcapng\n"
     "  qor-trace convert drive.bin -o - --format pcapng | tshark -r -\n"
     "\n"
-    "The outputs hold what a recording into them would have held. For .asc outputs the records are played into the\n"
-    "library once more and compared with what comes out. Raw records have no relative times.\n"
+    "The outputs hold what a recording into them would have held.\n"
     "\n"
     "Exit codes: 0 done, 1 failed, 2 wrong usage, 3 done but an output can't hold everything.";
 
@@ -156,8 +141,6 @@ void AddConvertCommand(CLI::App& app, Action& action) {
   command->add_option("INPUT", arguments->Input, "A .bin file, or - for standard input")->required();
   arguments->Output.AddTo(*command);
   command->get_option("--output")->required();
-  command->add_option("--swap-folder", arguments->SwapFolder,
-                      "Where the swap file's own folder is made for .asc outputs (the folder of the first output)");
   command->add_option(
       "--start-time", arguments->StartTime,
       "When the first record's event was, for .mf4 outputs: 2026-11-21T14:30:00[.5][Z] (by the time when "

@@ -42,15 +42,15 @@ int ListRecording(const ListArguments& arguments, Signals& signals) {
   MessageTable table;
   Summary summary;
   Tee sinks(table, summary);
-  const End end = recorder.Run(sinks);
+  bool failed = false;
+  recorder.Run(sinks, [&](const std::string& sentence) {
+    SayError(sentence);
+    failed = true;
+  });
   TakeChannels(recorder, summary);
   NewestEntries newest(table);
   recorder.Trace().ReadList(newest);
-  int code = summary.Lossy() ? ExitLossy : ExitDone;
-  if (end == End::RecordingFailed) {
-    SayError(recorder.Error());
-    code = ExitFailed;
-  }
+  const int code = failed ? ExitFailed : summary.Lossy() ? ExitLossy : ExitDone;
   if (summary.Lossy()) Say(summary.Text());
   return PrintTable(table, arguments.Json, code);
 }

@@ -29,27 +29,31 @@ void OutputArguments::AddTo(CLI::App& command) {
   command.add_option("--asc-split", AscSplit, "Go on in NAME_1.asc, NAME_2.asc, ... beyond this size, e.g. 500M");
   command.add_option("--mdf-split", MdfSplit, "The same for .mf4 outputs, 3M to 4095M");
   command.add_flag("--asc-dec", AscDecimal, "Decimal base in .asc outputs");
-  command.add_option("--format", StandardFormat, "What - gets: bin (the default) or pcapng");
+  command.add_flag("--asc-relative", AscRelative,
+                   "Relative times in .asc outputs: those since the same message before");
+  command.add_option("--format", StandardFormat, "What - gets: bin (the default), asc or pcapng");
   command.add_flag("--ethernet-only", Capture.EthernetOnly,
                    "Only Ethernet in .pcapng outputs, for readers that refuse several link types");
   command.add_flag("--json", Json, "Print the summary as JSON on standard output, times in ns");
 }
 
 void OutputArguments::AddRecordingTo(CLI::App& command) {
-  command.add_flag("--asc-live", AscLive, "Write the .asc output while recording, not at the end");
-  command.add_flag("--asc-relative", AscRelative, "Relative times in .asc outputs");
+  command.add_flag("--asc-live", AscLive, "Keep .asc outputs up to date all the time, not once a second");
+  command.add_option("--min-free", MinFree,
+                     "End the recording when a disk of the outputs has less than this left (64M); 0: never");
   command.add_flag(
       "--as-exported", Capture.AsExported,
       "The library's own export as .pcapng output: Ethernet only, and of that what is in memory at the end");
 }
 
 OutputPlan OutputArguments::Plan() const {
-  OutputPlan plan{{}, {AscLive, AscDecimal, AscRelative, std::nullopt}, Capture, {}};
+  OutputPlan plan{{}, {AscLive, AscDecimal, AscRelative, std::nullopt}, Capture, {}, SizeOf(MinFree)};
   if (!AscSplit.empty()) plan.Asc.Split = SizeOf(AscSplit);
   if (!MdfSplit.empty()) plan.Mdf.Split = SizeOf(MdfSplit);
   plan.Outputs = PlanOutputs(Outputs, plan.Asc, std::filesystem::current_path(), Capture, StandardFormat, plan.Mdf);
   if (!UsesStandardOutput(plan.Outputs)) return plan;
-  if (StandardOutputIsTerminal()) throw UsageError("Binary output is not written to a terminal");
+  const bool text = StandardFormat == Word(Format::Asc);
+  if (StandardOutputIsTerminal() && !text) throw UsageError("Binary output is not written to a terminal");
   if (Json) throw UsageError("Standard output can't take both the records and the JSON summary");
   return plan;
 }

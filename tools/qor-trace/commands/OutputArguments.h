@@ -18,6 +18,7 @@ struct OutputArguments {
   bool AscRelative = false;
   std::string AscSplit;
   std::string MdfSplit;
+  std::string MinFree = "64M";
   CaptureOptions Capture;
   std::string StandardFormat;  // of the output -
   bool Json = false;

@@ -20,28 +20,21 @@ struct RecordArguments {
   OutputArguments Output;
 };
 
-RecordingOptions OptionsOf(const RecordArguments& arguments, const OutputPlan& plan) {
-  RecordingOptions options = arguments.Recording.Options(FolderOf(plan.Outputs, "/var/tmp"));
-  if (!plan.Asc.Live) return options;
-  for (const Output& output : plan.Outputs)
-    if (output.Kind == Format::Asc) options.LiveAsc = output.Path;
-  if (plan.Asc.Split) options.LiveAscLimit = static_cast<unsigned int>(*plan.Asc.Split);
-  return options;
-}
-
 int Record(const RecordArguments& arguments, Signals& signals) {
   const OutputPlan plan = arguments.Output.Plan();
-  const RecordingOptions options = OptionsOf(arguments, plan);
+  RecordingOptions options = arguments.Recording.Options(FolderOf(plan.Outputs, "/var/tmp"));
+  options.OutputFolders = FoldersOf(plan.Outputs);
+  options.MinFree = plan.MinFree;
   const std::vector<Source> sources = arguments.Recording.Plan();
   Summary summary(arguments.BitRates.Rates());
   for (const Output& output : plan.Outputs) CheckWritable(output);
+  CheckRoom(options.OutputFolders, options.MinFree);
   Recorder recorder(options, sources, signals);
   OutputSet outputs(plan);
   Tee sinks(outputs, summary);
-  const End end = recorder.Run(sinks);
+  const End end = recorder.Run(sinks, [&](const std::string& sentence) { outputs.NoteError(sentence); });
   TakeChannels(recorder, summary);
-  outputs.NoteError(recorder.Error());
-  outputs.Finish(&recorder.Trace(), summary.LostItems());
+  outputs.Finish(summary.LostItems(), [&](const std::string& path) { recorder.Trace().ExportToPcap(path); });
   return Conclude("record", summary, outputs, arguments.Output.Json, {{"ended_by", Word(end)}});
 }
 
@@ -53,8 +46,8 @@ constexpr const char* RecordHelp =
     "  qor-trace record drive.log --speed max -o - | qor-trace list -\n"
     "  qor-trace record can -o - --format pcapng | wireshark -k -i -\n"
     "\n"
-    "A .bin or .pcapng output is called NAME.part until it is complete; after a failure it stays under that name\n"
-    "with what was written. Ctrl-C ends the recording with all outputs complete.\n"
+    "An output is called NAME.part until it is complete; after a failure it stays under that name with what was\n"
+    "written, and the others go on. Ctrl-C ends the recording with all outputs complete.\n"
     "\n";
 
 }  // namespace

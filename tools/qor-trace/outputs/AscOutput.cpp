@@ -2,32 +2,153 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
 #include <nlohmann/json.hpp>
 
 #include "qor_api_trace.h"
+#include "record/RecordView.h"
+#include "system/Failure.h"
 #include "system/Units.h"
 
 namespace client {
 
-void AscOutput::Export(Monitor& monitor) {
-  if (Options.Live) return;
+namespace {
+
+constexpr unsigned long LongestLive = 0xFFFFFFFF;  // bytes of a file of a live log
+
+unsigned int FlagsOf(const std::string& path, const AscOptions& options) {
   unsigned int flags = 0;
-  if (Options.Decimal) flags |= QOR_TRACE_ASC_DECIMAL;
-  if (Options.Relative) flags |= QOR_TRACE_ASC_RELATIVE;
-  if (Options.Split) flags |= QOR_TRACE_ASC_SPLIT;
-  if (Replayed != nullptr) flags |= QOR_TRACE_ASC_START_OFFSET;
-  const unsigned long start = Replayed != nullptr ? Replay::Shift : 0;
-  monitor.ExportToAsc(Path, flags, static_cast<unsigned int>(Options.Split.value_or(0)), start);
+  if (options.Decimal) flags |= QOR_TRACE_ASC_DECIMAL;
+  if (options.Relative) flags |= QOR_TRACE_ASC_RELATIVE;
+  if ((options.Split || options.Live) && !path.empty()) flags |= QOR_TRACE_ASC_SPLIT;
+  return flags;
+}
+
+const char* NameOf(AscOmission omission) {
+  switch (omission) {
+    case AscOmission::Ethernet:
+      return "Ethernet entries that are no frames";
+    case AscOmission::Malformed:
+      return "malformed entries";
+  }
+  return "";
+}
+
+unsigned long CountLines(std::string_view text) {
+  return static_cast<unsigned long>(std::count(text.begin(), text.end(), '\n'));
+}
+
+}  // namespace
+
+std::optional<AscOmission> AscOmissionOf(const unsigned char* bytes, unsigned int length) {
+  const RecordView record(bytes, length);
+  switch (record.Bus()) {
+    case BusType_Can:
+    case BusType_FlexRay:
+      return std::nullopt;
+    case BusType_Lin:
+      return record.Lin().Reserved == 0 ? std::nullopt : std::optional(AscOmission::Malformed);
+    case BusType_Ethernet:
+      return record.Ethernet().Type == EthernetItemType::Frame ? std::nullopt : std::optional(AscOmission::Ethernet);
+    default:
+      return AscOmission::Malformed;
+  }
+}
+
+void AscFiles::Begin(const std::string& name) {
+  Bytes = Lines = 0;
+  if (!Sentence.empty()) return;
+  try {
+    File = std::make_unique<OutputFile>(ToStandardOutput ? "" : name);
+  } catch (const Failure& failure) {
+    Sentence = failure.what();
+  }
+}
+
+void AscFiles::Write(std::string_view text) {
+  if (!Usable()) return;
+  const std::size_t done = File->Write(reinterpret_cast<const unsigned char*>(text.data()), text.size());
+  if (done < text.size()) return Fail(errno, text.substr(0, done));
+  Bytes += done;
+  Lines += CountLines(text);
+}
+
+/// @param written  what reached the file of the text that failed
+void AscFiles::Fail(int error, std::string_view written) {
+  const std::string_view whole = written.substr(0, written.rfind('\n') + 1);  // nothing without a line feed
+  const unsigned long lines = Lines + CountLines(whole);
+  File->Fail(error, Bytes + whole.size(), lines, FormatCount(lines, "line", "lines"));
+}
+
+void AscFiles::End() {
+  if (GivenUp || !Usable()) return;
+  if (!File->Complete()) {
+    Sentence = File->Error();
+    return;
+  }
+  if (!ToStandardOutput) CompleteNames.push_back(File->Path());
+}
+
+AscOutput::AscOutput(const std::string& path, const AscOptions& options)
+    : Relative(options.Relative),
+      UpToDate(options.Live || path.empty()),
+      Files(path.empty()),
+      Writer(FlagsOf(path, options), path.c_str(), 0, static_cast<unsigned int>(options.Split.value_or(LongestLive)),
+             Files) {
+  if (!Files.Usable()) throw Failure(Files.Error());
+}
+
+AscOutput::~AscOutput() {
+  Files.GiveUp();
+  Writer.Flush();
+}
+
+bool AscOutput::Take(const unsigned char* record, unsigned int length) {
+  if (!Files.Usable()) return false;
+  if (const auto omission = AscOmissionOf(record, length)) ++Omitted[static_cast<std::size_t>(*omission)];
+  if (Relative) record = WithRelativeTime(record, length);
+  Writer.WriteEntry(*reinterpret_cast<const Qor_Trace_Entry_t*>(record));
+  return Files.Usable();
+}
+
+const unsigned char* AscOutput::WithRelativeTime(const unsigned char* record, unsigned int length) {
+  const unsigned long since = Cycles.Next(record, length);
+  Record.assign(record, record + length);
+  std::memcpy(Record.data() + offsetof(Qor_Trace_Entry_t, RelativeTimestamp), &since, sizeof since);
+  return Record.data();
+}
+
+void AscOutput::Pause() {
+  if (!Files.Usable()) return;
+  const auto now = std::chrono::steady_clock::now();
+  if (!UpToDate && now - Flushed < std::chrono::seconds(1)) return;
+  Writer.Flush();
+  Flushed = now;
+}
+
+bool AscOutput::Finish() {
+  if (!Files.Usable()) return false;
+  Writer.EndFile();
+  return Error().empty();
 }
 
 std::string AscOutput::ShortfallText() const {
-  if (Replayed == nullptr || Replayed->Omitted() == 0) return "";
-  return fmt::format(", as no interface gives such entries: {}",
-                     FormatCount(Replayed->Omitted(), "malformed entry", "malformed entries"));
+  std::string kinds;
+  for (std::size_t kind = 0; kind < AscOmissionCount; ++kind) {
+    if (Omitted[kind] == 0) continue;
+    kinds += fmt::format("{}{} {}", kinds.empty() ? ", as the format has no line for them: " : ", ", Omitted[kind],
+                         NameOf(static_cast<AscOmission>(kind)));
+  }
+  return kinds;
 }
 
 void AscOutput::AddJson(nlohmann::json& json) const {
-  if (Replayed != nullptr) json["omitted"] = {{"malformed entries", Replayed->Omitted()}};
+  nlohmann::json& omitted = json["omitted"] = nlohmann::json::object();
+  for (std::size_t kind = 0; kind < AscOmissionCount; ++kind)
+    if (Omitted[kind] > 0) omitted[NameOf(static_cast<AscOmission>(kind))] = Omitted[kind];
+  json["files"] = Files.Names();
 }
 
 }  // namespace client

@@ -143,11 +143,11 @@ bool ExportedCapture::Take(const unsigned char* record, unsigned int length) {
 }
 
 /// The library doesn't tell of a failed write. So it writes to a pipe, and the file is written here.
-void ExportedCapture::Export(Monitor& monitor) {
+void ExportedCapture::Export(const LibraryExport& capture) {
   Pipe pipe;
   std::thread copier([&] { Copy(pipe.Reading()); });
   try {
-    monitor.ExportToPcap(pipe.WritingPath());
+    capture(pipe.WritingPath());
   } catch (...) {
     pipe.CloseWriting();
     copier.join();

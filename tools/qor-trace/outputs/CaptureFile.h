@@ -12,7 +12,6 @@
 
 #include "outputs/OutputFile.h"
 #include "outputs/PcapngWriter.h"
-#include "recording/Session.h"
 
 namespace client {
 
@@ -96,8 +95,8 @@ class ExportedCapture : public StreamOutput {
   explicit ExportedCapture(std::string path) : File(std::move(path)) {}
 
   bool Take(const unsigned char* record, unsigned int length) override;
-  /// Writes what the monitor exports. A failed write is told by Error.
-  void Export(Monitor& monitor) override;
+  /// Writes what the library exports. A failed write is told by Error.
+  void Export(const LibraryExport& capture) override;
   /// Without a whole export the file keeps its temporary name.
   bool Finish() override { return Exported && File.Complete(); }
 

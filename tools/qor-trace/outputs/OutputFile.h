@@ -3,6 +3,7 @@
 #define QOR_TRACE_OUTPUTFILE_H
 
 #include <cstddef>
+#include <functional>
 #include <map>
 #include <nlohmann/json_fwd.hpp>
 #include <string>
@@ -53,19 +54,21 @@ class OutputFile {
   std::string Sentence;
 };
 
-class Monitor;
+/// Has the library write its own capture file of a stopped recording to a path.
+/// Failure: Failure when that fails.
+using LibraryExport = std::function<void(const std::string& path)>;
 
 /// Number of items by channel.
 using LostItems = std::map<unsigned int, unsigned long>;
 
-/// An output: takes entries as they come, or is written by a monitor in the end.
+/// An output: takes entries as they come, or is written by the library in the end.
 class StreamOutput : public EntrySink {
  public:
   /// Items that each channel lost before they came into the trace; before Finish.
   virtual void SetLost(const LostItems& /*itemsByChannel*/) {}
-  /// Lets the stopped monitor write what only it can write; before Finish.
+  /// Has the library write what only it can write; before Finish.
   /// Failure: Failure when that fails.
-  virtual void Export(Monitor& /*monitor*/) {}
+  virtual void Export(const LibraryExport& /*capture*/) {}
   /// Writes what is left and gives the file its name. False if that or an earlier write failed.
   virtual bool Finish() = 0;
   /// The sentence that says what failed; empty if nothing did.

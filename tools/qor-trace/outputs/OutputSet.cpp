@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 
 #include "outputs/AscOutput.h"
@@ -16,12 +17,12 @@ namespace client {
 
 namespace {
 
-std::unique_ptr<StreamOutput> MakeWriter(const Output& output, const OutputPlan& plan, const Replay* replay) {
+std::unique_ptr<StreamOutput> MakeWriter(const Output& output, const OutputPlan& plan) {
   switch (output.Kind) {
     case Format::Bin:
       return std::make_unique<BinWriter>(output.Path);
     case Format::Asc:
-      return std::make_unique<AscOutput>(output.Path, plan.Asc, replay);
+      return std::make_unique<AscOutput>(output.Path, plan.Asc);
     case Format::Pcapng:
       if (plan.Capture.AsExported) return std::make_unique<ExportedCapture>(output.Path);
       return std::make_unique<CaptureWriter>(output.Path, PcapngOptions{.EthernetOnly = plan.Capture.EthernetOnly});
@@ -35,47 +36,56 @@ std::string NameOf(const Output& output) { return output.Path.empty() ? "standar
 
 }  // namespace
 
-OutputSet::OutputSet(const OutputPlan& plan, std::unique_ptr<Replay> replay)
-    : Outputs(plan.Outputs), Replayed(std::move(replay)) {
-  for (const Output& output : Outputs) Writers.push_back(MakeWriter(output, plan, Replayed.get()));
+OutputSet::OutputSet(const OutputPlan& plan) {
+  for (const Output& output : plan.Outputs) Members.push_back({output, MakeWriter(output, plan)});
 }
 
 bool OutputSet::Take(const unsigned char* record, unsigned int length) {
-  TryReplay([&] { Replayed->Take(record, length); });
-  bool taken = true;
-  for (const auto& writer : Writers) taken = writer->Take(record, length) && taken;
-  return taken;
+  ++Entries;
+  LatestTime = ReadHeader(record).Timestamp;
+  bool wanted = true;
+  for (Member& member : Members) {
+    if (member.Ended || member.Writer->Take(record, length)) continue;
+    if (member.Writer->Error().empty()) wanted = false;  // its reader has gone
+    EndIfFailed(member);
+  }
+  return wanted && AnyLeft();
 }
 
 void OutputSet::Pause() {
-  for (const auto& writer : Writers) writer->Pause();
+  for (Member& member : Members) {
+    if (member.Ended) continue;
+    member.Writer->Pause();
+    EndIfFailed(member);
+  }
 }
 
-/// A failure is that of the outputs that need the replay; the others go on.
-template <class Play>
-void OutputSet::TryReplay(Play play) {
-  if (!Replayed || ReplayFailed) return;
+bool OutputSet::AnyLeft() const {
+  return Members.empty() || std::any_of(Members.begin(), Members.end(), [](const Member& one) { return !one.Ended; });
+}
+
+void OutputSet::EndIfFailed(Member& member) {
+  const std::string& error = member.Writer->Error();
+  if (error.empty()) return;
+  member.Ended = true;
+  NoteError(fmt::format("{}. It ended at entry {} of the trace, {} s{}", error, Entries, FormatSeconds(LatestTime),
+                        AnyLeft() ? "; the other outputs go on" : ""));
+}
+
+void OutputSet::Finish(const LostItems& lost, const LibraryExport& capture) {
+  for (Member& member : Members)
+    if (!member.Ended) Complete(member, lost, capture);
+}
+
+void OutputSet::Complete(Member& member, const LostItems& lost, const LibraryExport& capture) {
+  member.Writer->SetLost(lost);
   try {
-    play();
+    if (capture) member.Writer->Export(capture);
   } catch (const Failure& failure) {
-    ReplayFailed = true;
     NoteError(failure.what());
   }
-}
-
-void OutputSet::Finish(Monitor* monitor, const LostItems& lost) {
-  TryReplay([&] { Replayed->Finish(); });
-  if (Replayed && !ReplayFailed) monitor = &Replayed->Trace();
-  for (const auto& writer : Writers) {
-    writer->SetLost(lost);
-    try {
-      if (monitor != nullptr) writer->Export(*monitor);
-    } catch (const Failure& failure) {
-      NoteError(failure.what());
-    }
-    writer->Finish();
-    NoteError(writer->Error());
-  }
+  member.Complete = member.Writer->Finish();
+  NoteError(member.Writer->Error());
 }
 
 void OutputSet::NoteError(const std::string& sentence) {
@@ -86,18 +96,19 @@ void OutputSet::NoteError(const std::string& sentence) {
 
 std::string OutputSet::ShortfallText() const {
   std::string text;
-  for (std::size_t index = 0; index < Writers.size(); ++index) {
-    const std::string shortfall = Writers[index]->ShortfallText();
-    if (!shortfall.empty()) text += fmt::format("{}: NOT IN IT{}\n", NameOf(Outputs[index]), shortfall);
+  for (const Member& member : Members) {
+    const std::string shortfall = member.Writer->ShortfallText();
+    if (!shortfall.empty()) text += fmt::format("{}: NOT IN IT{}\n", NameOf(member.Planned), shortfall);
   }
   return text;
 }
 
 nlohmann::json OutputSet::Json() const {
   nlohmann::json array = nlohmann::json::array();
-  for (std::size_t index = 0; index < Writers.size(); ++index) {
-    nlohmann::json json = {{"path", Outputs[index].Path}, {"format", Word(Outputs[index].Kind)}};
-    Writers[index]->AddJson(json);
+  for (const Member& member : Members) {
+    nlohmann::json json = {
+        {"path", member.Planned.Path}, {"format", Word(member.Planned.Kind)}, {"complete", member.Complete}};
+    member.Writer->AddJson(json);
     array.push_back(json);
   }
   return array;
@@ -105,10 +116,8 @@ nlohmann::json OutputSet::Json() const {
 
 std::string OutputSet::WrittenText() const {
   std::string text;
-  for (const Output& output : Outputs) {
-    if (!Sentences.empty()) return "";
-    text += (text.empty() ? "; written: " : ", ") + NameOf(output);
-  }
+  for (const Member& member : Members)
+    if (member.Complete) text += (text.empty() ? "; written: " : ", ") + NameOf(member.Planned);
   return text;
 }
 

@@ -2,7 +2,6 @@
 #ifndef QOR_TRACE_OUTPUTSET_H
 #define QOR_TRACE_OUTPUTSET_H
 
-#include <map>
 #include <memory>
 #include <nlohmann/json_fwd.hpp>
 #include <string>
@@ -10,27 +9,24 @@
 
 #include "outputs/OutputFile.h"
 #include "outputs/Outputs.h"
-#include "recording/Replay.h"
 
 namespace client {
 
-/// Hands each entry to all outputs that are written as entries come, and lets a monitor write the others: that of the
-/// recording, or without one a replay of all entries.
+/// Hands each entry to all outputs. One that fails ends alone, the others go on.
 class OutputSet : public EntrySink {
  public:
-  /// Makes the files that are written as entries come.
-  /// @param replay  takes all entries in place of a recording's monitor; null where there is one
-  /// Failure:       Failure when a file can't be made.
-  explicit OutputSet(const OutputPlan& plan, std::unique_ptr<Replay> replay = nullptr);
+  /// Makes the files.
+  /// Failure: Failure when a file can't be made.
+  explicit OutputSet(const OutputPlan& plan);
 
-  /// False when one of them can't go on.
+  /// Says what failed. False when all outputs have ended, or when the reader of standard output has gone.
   bool Take(const unsigned char* record, unsigned int length) override;
   void Pause() override;
 
-  /// Completes all outputs, each whatever became of the others; says and notes what failed.
-  /// @param monitor  stopped, with the whole recording; null: that of the replay
+  /// Completes the outputs that have not ended, each whatever becomes of the others; says and notes what fails.
   /// @param lost     items that each channel lost before they came into the trace
-  void Finish(Monitor* monitor, const LostItems& lost);
+  /// @param capture  writes the library's own capture; none where there is no recording
+  void Finish(const LostItems& lost, const LibraryExport& capture = nullptr);
 
   /// Says a sentence as an error and keeps it; nothing for an empty one.
   void NoteError(const std::string& sentence);
@@ -40,17 +36,24 @@ class OutputSet : public EntrySink {
   std::string ShortfallText() const;
   /// An object an output, in their order.
   nlohmann::json Json() const;
-  /// "; written: a.asc, standard output"; empty after an error.
+  /// "; written: a.asc, standard output": the complete ones. Empty without any.
   std::string WrittenText() const;
 
  private:
-  template <class Play>
-  void TryReplay(Play play);
+  struct Member {
+    Output Planned;
+    std::unique_ptr<StreamOutput> Writer;
+    bool Ended = false;
+    bool Complete = false;
+  };
 
-  const std::vector<Output> Outputs;
-  const std::unique_ptr<Replay> Replayed;
-  bool ReplayFailed = false;
-  std::vector<std::unique_ptr<StreamOutput>> Writers;  // of the outputs, one each
+  bool AnyLeft() const;
+  void EndIfFailed(Member& member);
+  void Complete(Member& member, const LostItems& lost, const LibraryExport& capture);
+
+  std::vector<Member> Members;
+  unsigned long Entries = 0;     // so far, the one being taken included
+  unsigned long LatestTime = 0;  // of that one, ns
   std::vector<std::string> Sentences;
 };
 

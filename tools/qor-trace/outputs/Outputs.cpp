@@ -5,9 +5,11 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <set>
 
-#include "qor_api_trace.h"
+#include "system/DiskSpace.h"
 #include "system/Failure.h"
+#include "system/Units.h"
 
 namespace client {
 
@@ -20,8 +22,9 @@ constexpr unsigned long LargestMdfSplit = 4095ul << 20;
 
 Format StandardFormat(const std::string& typed) {
   if (typed.empty() || typed == Word(Format::Bin)) return Format::Bin;
+  if (typed == Word(Format::Asc)) return Format::Asc;
   if (typed == Word(Format::Pcapng)) return Format::Pcapng;
-  throw UsageError(fmt::format("\"{}\" is no format of standard output: it takes bin or pcapng", typed));
+  throw UsageError(fmt::format("\"{}\" is no format of standard output: it takes bin, asc or pcapng", typed));
 }
 
 Format FormatOf(const std::string& name, const std::filesystem::path& path) {
@@ -34,9 +37,6 @@ Output PlanOutput(const std::string& name, const std::filesystem::path& folder, 
   if (name == "-") return {standard, ""};
   const std::filesystem::path path = (folder / name).lexically_normal();
   const Format format = FormatOf(name, path);
-  if (format == Format::Asc && path.string().size() >= sizeof Qor_Trace_Export_Request_t::FileName)
-    throw UsageError(fmt::format("The path of output \"{}\" is longer than {} bytes", name,
-                                 sizeof Qor_Trace_Export_Request_t::FileName - 1));
   return {format, path.string()};
 }
 
@@ -50,12 +50,8 @@ void CheckMdfOptions(const MdfOptions& mdf, bool any) {
     throw UsageError("--mdf-split takes 3M to 4095M");
 }
 
-void CheckAscOptions(const AscOptions& asc, std::ptrdiff_t ascOutputs) {
-  if (asc.Any() && ascOutputs == 0) throw UsageError("The --asc options need an output that ends in .asc");
-  if (asc.Live && ascOutputs > 1) throw UsageError("With --asc-live there can be only one .asc output");
-  if (asc.Live && (asc.Decimal || asc.Relative))
-    throw UsageError(
-        "A live .asc output has hexadecimal numbers and absolute times: leave out --asc-dec and --asc-relative");
+void CheckAscOptions(const AscOptions& asc, bool any) {
+  if (asc.Any() && !any) throw UsageError("The --asc options need an output that ends in .asc");
   if (asc.Split && (*asc.Split < SmallestSplit || *asc.Split > LargestSplit))
     throw UsageError(fmt::format("--asc-split takes {} to {} bytes", SmallestSplit, LargestSplit));
 }
@@ -99,9 +95,11 @@ std::vector<Output> PlanOutputs(const std::vector<std::string>& names, const Asc
   const auto count = [&](Format format) {
     return std::count_if(outputs.begin(), outputs.end(), [&](const Output& output) { return output.Kind == format; });
   };
-  CheckAscOptions(asc, count(Format::Asc));
+  CheckAscOptions(asc, count(Format::Asc) > 0);
   CheckCaptureOptions(capture, count(Format::Pcapng) > 0);
   CheckMdfOptions(mdf, count(Format::Mdf) > 0);
+  if (asc.Split && UsesStandardOutput(outputs) && standardFormat == Format::Asc)
+    throw UsageError("--asc-split needs files: standard output is one");
   if (!standard.empty() && !UsesStandardOutput(outputs)) throw UsageError("--format needs the output -");
   return outputs;
 }
@@ -123,6 +121,24 @@ std::string FolderOf(const std::vector<Output>& outputs, const std::string& fall
   const auto file =
       std::find_if(outputs.begin(), outputs.end(), [](const Output& output) { return !output.Path.empty(); });
   return file == outputs.end() ? fallback : std::filesystem::path(file->Path).parent_path().string();
+}
+
+std::vector<std::string> FoldersOf(const std::vector<Output>& outputs) {
+  std::set<std::string> folders;
+  for (const Output& output : outputs)
+    if (!output.Path.empty()) folders.insert(std::filesystem::path(output.Path).parent_path().string());
+  return {folders.begin(), folders.end()};
+}
+
+void CheckRoom(const std::vector<std::string>& folders, unsigned long minFree) {
+  for (const std::string& folder : folders) {
+    const unsigned long free = FreeSpace(folder);
+    if (free >= minFree) continue;
+    throw Failure(
+        fmt::format("\"{}\" has only {} left, and a recording ends when less than {} are; make room, or give a "
+                    "smaller --min-free",
+                    folder, FormatSize(free), FormatSize(minFree)));
+  }
 }
 
 bool UsesStandardOutput(const std::vector<Output>& outputs) {

@@ -21,7 +21,7 @@ struct Output {
 
 /// How ASC outputs are to look.
 struct AscOptions {
-  bool Live = false;                                  // written while recording, not at the end
+  bool Live = false;                                  // up to date all the time, and never larger than 4 GiB
   bool Decimal = false;                               // decimal numbers
   bool Relative = false;                              // relative times
   std::optional<unsigned long> Split = std::nullopt;  // size limit of one file, bytes
@@ -49,6 +49,7 @@ struct OutputPlan {
   AscOptions Asc;
   CaptureOptions Capture;
   MdfOptions Mdf;
+  unsigned long MinFree = 0;  // bytes that are to stay free on the disks of the outputs
 };
 
 /// Finds out what was asked for before anything is done.
@@ -66,6 +67,12 @@ void CheckWritable(const Output& output);
 
 /// The folder of the first output that is a file, or else the fallback.
 std::string FolderOf(const std::vector<Output>& outputs, const std::string& fallback);
+
+/// The folders of all outputs that are files, each once.
+std::vector<std::string> FoldersOf(const std::vector<Output>& outputs);
+
+/// Throws a Failure if a folder has less than `minFree` bytes left already.
+void CheckRoom(const std::vector<std::string>& folders, unsigned long minFree);
 
 bool UsesStandardOutput(const std::vector<Output>& outputs);
 

@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "recording/Reports.h"
+#include "system/DiskSpace.h"
 #include "system/Failure.h"
 #include "system/Units.h"
 
@@ -17,6 +18,11 @@ constexpr std::chrono::milliseconds PullInterval{50};
 // Entries on their way from the interface into the trace: polls every 10 ms, and a sort stage of 100 ms.
 constexpr std::chrono::milliseconds LongestWay{500};
 constexpr unsigned int DrainBuffer = 8u << 20;
+constexpr std::chrono::milliseconds DiskCheckInterval{100};
+constexpr unsigned long FastestSwap = 8ul << 20;  // bytes that come between two looks at the disks, beside the store
+constexpr unsigned long TypicalRecord = 128;      // bytes, before there are any
+constexpr unsigned long LargestInMemory = 512ul << 20;  // bytes of a trace that can't be swapped
+constexpr unsigned int NoMemoryLimit = 0xFFFFFFFF;
 
 /// 0 when one of them goes as fast as it can: then wall time says nothing about trace time.
 double SlowestOf(const std::vector<Source>& sources) {
@@ -37,6 +43,8 @@ const char* Word(End end) {
       return "interrupted";
     case End::SinkClosed:
       return "output_closed";
+    case End::DiskFull:
+      return "min_free";
     case End::RecordingFailed:
       return "failed";
   }
@@ -44,30 +52,30 @@ const char* Word(End end) {
 }
 
 Recorder::Recorder(const RecordingOptions& options, const std::vector<Source>& sources, Signals& signals)
-    : Options(options),
-      StopSignals(signals),
-      Swap(options.SwapParent),
-      Drained(TraceMonitor.Handle(), DrainBuffer),
-      SlowestSpeed(SlowestOf(sources)) {
-  RemoveAtTheEnd(Swap, StopSignals);
+    : Options(options), StopSignals(signals), Swap(options.SwapParent), SlowestSpeed(SlowestOf(sources)) {
+  LeaveAtOnce(Swap, StopSignals);
   for (const Source& source : sources) {
     Ports.emplace_back(source);
     RecordedChannels.push_back({TraceMonitor.AddChannel(Ports.back()), source.Shown});
   }
-  TraceMonitor.SetMemoryLimit(options.MemoryLimit);
-  if (!options.LiveAsc.empty()) TraceMonitor.SetLiveAsc(options.LiveAsc, options.LiveAscLimit);
 }
 
-End Recorder::Run(EntrySink& sink) {
+End Recorder::Run(EntrySink& sink, const Complaint& complain) {
+  Complain = [&](const std::string& sentence) {
+    Progress.Clear();
+    complain(sentence);
+  };
   Started = RateSince = std::chrono::steady_clock::now();
-  TraceMonitor.Start(Options.LiveAsc.empty() ? 0 : QOR_TRACE_START_ASC_RECORDING);
+  ChooseMemoryLimit();
+  Drained.emplace(TraceMonitor.Handle(), DrainBuffer);
+  TraceMonitor.Start(0);
   std::optional<End> end;
   while (!(end = Step(sink))) ShowProgress();
   Progress.Clear();
   StopMonitor();
   CountLost();
   if (*end != End::SinkClosed) DrainRest(sink);
-  if (!Sentence.empty()) return End::RecordingFailed;
+  if (Broken) return End::RecordingFailed;
   return SinkIsClosed ? End::SinkClosed : *end;
 }
 
@@ -80,6 +88,7 @@ std::optional<End> Recorder::Step(EntrySink& sink) {
   if (finished) return End::SourcesEnded;
   if (StopSignals.StopRequested()) return End::Interrupted;
   if (DurationIsOver()) return End::DurationReached;
+  if (const auto end = CheckDisks(sink)) return end;
   if (!drained) {
     sink.Pause();
     StopSignals.Wait(PullInterval);
@@ -87,9 +96,68 @@ std::optional<End> Recorder::Step(EntrySink& sink) {
   return std::nullopt;
 }
 
+std::optional<End> Recorder::CheckDisks(EntrySink& sink) {
+  const auto now = std::chrono::steady_clock::now();
+  if (now - DisksChecked < DiskCheckInterval) return std::nullopt;
+  DisksChecked = now;
+  for (const std::string& folder : Options.OutputFolders) {
+    const unsigned long free = FreeSpace(folder);
+    if (free >= Options.MinFree) continue;
+    Complain(fmt::format("The recording was ended at entry {}, {} s: \"{}\" has only {} left (--min-free)", Entries,
+                         FormatSeconds(LatestTime), folder, FormatSize(free)));
+    return End::DiskFull;
+  }
+  if (!TraceIsTooLarge()) return std::nullopt;
+  EmptyTrace(sink);
+  return SinkIsClosed ? std::optional(End::SinkClosed) : std::nullopt;
+}
+
+/// Bytes that the swap folder has to have before a full store may be moved there.
+unsigned long Recorder::RoomForSwapping() const {
+  const unsigned long record = Entries > 0 ? Bytes / Entries : TypicalRecord;
+  return FastestSwap + 2 * record * Options.MemoryLimit;
+}
+
+bool Recorder::TraceIsTooLarge() const {
+  if (InMemoryOnly) return BytesInTrace > LargestInMemory;
+  // A trace below the limit has nothing in the swap file that emptying it would free.
+  return Drained->Delivered() >= Options.MemoryLimit && RoomToGrow(Swap.Path()) < RoomForSwapping();
+}
+
+/// The library can't tell swapped entries from others once the limit has been changed; so this is for an empty trace.
+void Recorder::ChooseMemoryLimit() {
+  const unsigned long room = RoomToGrow(Swap.Path());
+  const bool wasInMemory = std::exchange(InMemoryOnly, room < RoomForSwapping());
+  TraceMonitor.SetMemoryLimit(InMemoryOnly ? NoMemoryLimit : Options.MemoryLimit);
+  if (!InMemoryOnly || wasInMemory) return;
+  Complain(
+      fmt::format("The swap folder \"{}\" takes only {} more: from entry {}, {} s on, entries stay in memory. The "
+                  "outputs go on",
+                  Options.SwapParent, FormatSize(room), Entries + 1, FormatSeconds(LatestTime)));
+}
+
+/// Everything in the trace has been handed on, or is now: it only takes room. The monitor has to be stopped, or what comes
+/// before it is emptied would be lost for certain; most interfaces keep what comes meanwhile.
+void Recorder::EmptyTrace(EntrySink& sink) {
+  const auto began = std::chrono::steady_clock::now();
+  StopMonitor();
+  DrainRest(sink);
+  if (Broken || SinkIsClosed) return;
+  TraceMonitor.Empty();
+  Drained.emplace(TraceMonitor.Handle(), DrainBuffer);
+  BytesInTrace = 0;
+  ChooseMemoryLimit();
+  TraceMonitor.Start(0);
+  const auto paused = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - began);
+  Complain(
+      fmt::format("The swap folder \"{}\" was full at entry {}, {} s: the recording stood still for {} ms to empty it, "
+                  "and what the interfaces didn't keep meanwhile is missing. The outputs go on",
+                  Options.SwapParent, Entries, FormatSeconds(LatestTime), paused.count()));
+}
+
 /// @return true if there may be more to pull right now
 bool Recorder::Drain(EntrySink& sink) {
-  const unsigned int before = Drained.Delivered();
+  const unsigned int before = Drained->Delivered();
   const auto take = [&](const unsigned char* record, unsigned int length) {
     // Entries that were read while a failure was reported may be addressed wrongly.
     if (Reports::RecordingFailed()) return false;
@@ -97,54 +165,56 @@ bool Recorder::Drain(EntrySink& sink) {
       SinkIsClosed = true;
       return false;
     }
-    NoteTime(ReadHeader(record).Timestamp);
+    NoteEntry(ReadHeader(record).Timestamp, length);
     return true;
   };
   const std::size_t mark = Reports::Mark();
-  const unsigned int status = Drained.Pull(take);
+  const unsigned int status = Drained->Pull(take);
   if (status != QOR_TRACE_STATUS_OK && !Reports::RecordingFailed())
-    Reports::Check(status, fmt::format("Cannot read the trace from entry {} on", Drained.Delivered()), mark);
-  return Drained.Delivered() - before >= DrainBuffer / 1568;
+    Reports::Check(status, fmt::format("Cannot read the trace from entry {} on", Entries), mark);
+  return Drained->Delivered() - before >= DrainBuffer / 1568;
 }
 
-void Recorder::NoteTime(unsigned long time) {
+void Recorder::NoteEntry(unsigned long time, unsigned int length) {
   FirstTime = std::min(FirstTime.value_or(time), time);
   LatestTime = std::max(LatestTime, time);
+  ++Entries;
+  Bytes += length;
+  BytesInTrace += length;
 }
 
 /// What arrived before the monitor stopped.
 void Recorder::DrainRest(EntrySink& sink) {
   unsigned int before = 0;
   do {
-    before = Drained.Delivered();
+    before = Drained->Delivered();
     Drain(sink);
-  } while (Drained.Delivered() != before && !SinkIsClosed);
-  const unsigned int total = Drained.EntryCount();
-  if (SinkIsClosed || (Sentence.empty() && total == Drained.Delivered())) return;
-  if (Sentence.empty())
-    Sentence = fmt::format("Only {} of {} entries of the trace could be read", Drained.Delivered(), total);
+  } while (Drained->Delivered() != before && !SinkIsClosed);
+  const unsigned int total = Drained->EntryCount();
+  if (SinkIsClosed || Broken || total == Drained->Delivered()) return;
+  Broken = true;
+  Complain(fmt::format("Only {} of {} entries of the trace could be read", Drained->Delivered(), total));
 }
 
 void Recorder::StopMonitor() {
   try {
     TraceMonitor.Stop();
   } catch (const Failure& failure) {
-    Sentence = failure.what();
+    Broken = true;
+    if (!Reports::RecordingFailed()) Complain(failure.what());
   }
   if (!Reports::RecordingFailed()) return;
-  Sentence = fmt::format(
-      "The recording failed{} and was stopped: {}. Entries that arrived at the end are missing or, in .asc "
-      "outputs, may appear twice",
-      FirstTime ? fmt::format(" after {} s", FormatSeconds(LatestTime)) : "", Reports::RecordingFailure());
+  Broken = true;
+  Complain(fmt::format("The recording failed{} and was stopped: {}. Entries that arrived at the end are missing",
+                       FirstTime ? fmt::format(" after {} s", FormatSeconds(LatestTime)) : "",
+                       Reports::RecordingFailure()));
 }
 
 bool Recorder::AllFinished() const {
   return std::all_of(Ports.begin(), Ports.end(), [](const Port& port) { return port.Status().Finished != 0; });
 }
 
-unsigned long Recorder::TraceTime() const {
-  return FirstTime ? LatestTime - *FirstTime : 0;
-}
+unsigned long Recorder::TraceTime() const { return FirstTime ? LatestTime - *FirstTime : 0; }
 
 /// Trace time is that of the entries. Where sources go at a known speed it passes on a silent bus, too: then nothing
 /// can be on its way any more.
@@ -177,12 +247,12 @@ void Recorder::ShowProgress() {
   const auto now = std::chrono::steady_clock::now();
   const std::chrono::duration<double> passed = now - RateSince;
   if (passed.count() >= 1 || RateFrom == 0) {
-    Rate = passed.count() > 0 ? (Drained.Delivered() - RateFrom) / passed.count() : 0;
+    Rate = passed.count() > 0 ? static_cast<double>(Entries - RateFrom) / passed.count() : 0;
     RateSince = now;
-    RateFrom = Drained.Delivered();
+    RateFrom = Entries;
   }
-  Progress.Show(fmt::format("{}  {} entries  {:.0f}/s  {} lost", FormatElapsed(TraceTime()), Drained.Delivered(), Rate,
-                            LostSoFar()));
+  Progress.Show(
+      fmt::format("{}  {} entries  {:.0f}/s  {} lost", FormatElapsed(TraceTime()), Entries, Rate, LostSoFar()));
 }
 
 }  // namespace client

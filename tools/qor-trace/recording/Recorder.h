@@ -3,6 +3,7 @@
 #define QOR_TRACE_RECORDER_H
 
 #include <chrono>
+#include <functional>
 #include <optional>
 #include <string>
 #include <vector>
@@ -19,12 +20,15 @@ struct RecordingOptions {
   std::optional<unsigned long> Duration;   // ns of trace time, from the first entry on
   unsigned int MemoryLimit = 50000;        // entries
   std::string SwapParent;                  // folder for the swap folder
-  std::string LiveAsc;                     // path of a live ASC file; empty: none
-  unsigned int LiveAscLimit = 0xFFFFFFFF;  // its size limit, bytes
+  std::vector<std::string> OutputFolders;  // whose disks are watched
+  unsigned long MinFree = 0;               // bytes: the recording ends before one of them has less
 };
 
+/// Told of what goes wrong while a recording goes on, or why it ends; one sentence each.
+using Complaint = std::function<void(const std::string& sentence)>;
+
 /// Why a recording came to its end.
-enum class End { SourcesEnded, DurationReached, Interrupted, SinkClosed, RecordingFailed };
+enum class End { SourcesEnded, DurationReached, Interrupted, SinkClosed, DiskFull, RecordingFailed };
 
 /// The word for it in the JSON summary.
 const char* Word(End end);
@@ -46,26 +50,32 @@ class Recorder {
   Recorder(const RecordingOptions& options, const std::vector<Source>& sources, Signals& signals);
 
   /// Records, handing every entry exactly once and in order to `sink`, until the sources have ended, the duration is
-  /// over, a stop is requested, or the sink declines an entry. The monitor is stopped afterwards. Once.
+  /// over, a stop is requested, the sink declines an entry, or a disk of the outputs is nearly full. The monitor is stopped
+  /// afterwards. Once.
   ///
-  /// After RecordingFailed (the swap file or the live ASC file could not be written), entries that were not drained
-  /// until then are left out: what the monitor holds may then repeat some.
+  /// When the swap folder takes no more, the trace, which was handed on by then, is emptied. If there is still no room,
+  /// entries stay in memory from then on.
+  ///
+  /// After RecordingFailed (the swap file could not be written all the same), entries that were not drained until then are
+  /// left out: what the monitor holds may then repeat some.
   ///
   /// Failure: Failure when the monitor can't be started or read.
-  End Run(EntrySink& sink);
+  End Run(EntrySink& sink, const Complaint& complain);
 
   /// In the order of the sources. What they lost is known when Run has ended.
   const std::vector<RecordedChannel>& Channels() const { return RecordedChannels; }
   Monitor& Trace() { return TraceMonitor; }
-  /// The sentence for a recording that did not end as it should; empty otherwise.
-  const std::string& Error() const { return Sentence; }
 
  private:
   std::optional<End> Step(EntrySink& sink);
+  std::optional<End> CheckDisks(EntrySink& sink);
+  void ChooseMemoryLimit();
+  bool TraceIsTooLarge() const;
+  unsigned long RoomForSwapping() const;
+  void EmptyTrace(EntrySink& sink);
   bool Drain(EntrySink& sink);
-  void NoteTime(unsigned long time);
+  void NoteEntry(unsigned long time, unsigned int length);
   void DrainRest(EntrySink& sink);
-  std::optional<End> EndIfDue(bool drained);
   bool DurationIsOver() const;
   unsigned long TraceTime() const;
   void StopMonitor();
@@ -76,21 +86,27 @@ class Recorder {
 
   const RecordingOptions Options;
   Signals& StopSignals;
+  Complaint Complain;
   SwapFolder Swap;  // before the monitor, whose files are in it
   std::vector<Port> Ports;
   std::vector<RecordedChannel> RecordedChannels;  // of the ports
   Monitor TraceMonitor;
-  TraceDrain Drained;
+  std::optional<TraceDrain> Drained;       // of the trace since it was emptied last
   std::optional<unsigned long> FirstTime;  // the smallest time of the entries so far, ns
   unsigned long LatestTime = 0;            // the greatest, ns
+  unsigned long Entries = 0;               // so far
+  unsigned long Bytes = 0;                 // of their records
+  unsigned long BytesInTrace = 0;          // of those since the trace was emptied last
+  bool InMemoryOnly = false;               // nothing is swapped
   LiveLine Progress;
   double SlowestSpeed = 0;  // trace seconds a second; 0 when a source goes as fast as it can
   std::chrono::steady_clock::time_point Started;
+  std::chrono::steady_clock::time_point DisksChecked;
   std::chrono::steady_clock::time_point RateSince;
-  unsigned int RateFrom = 0;  // entries at RateSince
-  double Rate = 0;            // entries a second
+  unsigned long RateFrom = 0;  // entries at RateSince
+  double Rate = 0;             // entries a second
   bool SinkIsClosed = false;
-  std::string Sentence;
+  bool Broken = false;  // RecordingFailed
 };
 
 }  // namespace client

@@ -98,9 +98,8 @@ std::string CurrentError() {
     wish = LastWish;
   }
   if (reason.empty()) reason = CurrentError();
-  Say(fmt::format(
-      "\nqor-trace: The recording failed and can't go on: {}. What was drained of .bin outputs is in .part files.",
-      reason));
+  Say(fmt::format("\nqor-trace: The recording failed and can't go on: {}. What the outputs hold is in .part files.",
+                  reason));
   if (wish) wish();
   _exit(ExitFailed);
 }

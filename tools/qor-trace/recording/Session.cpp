@@ -11,6 +11,7 @@
 
 #include "recording/Reports.h"
 #include "system/Failure.h"
+#include "system/Terminal.h"
 
 namespace client {
 
@@ -52,13 +53,14 @@ SwapFolder::~SwapFolder() {
   std::filesystem::remove_all(Folder, ignored);
 }
 
-void RemoveAtTheEnd(const SwapFolder& folder, Signals& signals) {
-  const auto remove = [path = folder.Path()] {
-    std::error_code ignored;
-    std::filesystem::remove_all(path, ignored);
+void LeaveAtOnce(const SwapFolder& folder, Signals& signals) {
+  const auto wish = [path = folder.Path()] {
+    if (rmdir(path.c_str()) == 0) return;
+    Say(fmt::format(
+        "qor-trace: Ended at once. What was written is in .part files; entries that are not may be in \"{}\".", path));
   };
-  signals.SetLastWish(remove);
-  Reports::SetLastWish(remove);
+  signals.SetLastWish(wish);
+  Reports::SetLastWish(wish);
 }
 
 Monitor::Monitor() {
@@ -87,15 +89,6 @@ void Monitor::SetMemoryLimit(unsigned int entries) {
   SetNumber(QOR_TRACE_PROPERTY_MAX_ENTRIES, entries, "Cannot set the memory limit");
 }
 
-void Monitor::SetLiveAsc(const std::string& path, unsigned int sizeLimit) {
-  const auto* text = reinterpret_cast<const unsigned char*>(path.c_str());
-  const std::size_t mark = Reports::Mark();
-  Reports::Check(Qor_Trace_Property_SetById(MonitorHandle, 0, QOR_TRACE_PROPERTY_ASC_FILE_NAME,
-                                            static_cast<unsigned int>(path.size()), text),
-                 "Cannot set the name of the live ASC file", mark);
-  SetNumber(QOR_TRACE_PROPERTY_ASC_MAX_FILE_SIZE, sizeLimit, "Cannot set the size limit of the live ASC file");
-}
-
 void Monitor::Start(unsigned int mode) {
   const std::size_t mark = Reports::Mark();
   Reports::Check(Qor_Trace_Start(MonitorHandle, mode), "Cannot start the recording", mark);
@@ -106,14 +99,10 @@ void Monitor::Stop() {
   Reports::Check(Qor_Trace_Stop(MonitorHandle), "Cannot stop the recording cleanly", mark);
 }
 
-void Monitor::ExportToAsc(const std::string& path, unsigned int flags, unsigned int split, unsigned long start) {
-  Qor_Trace_Export_Request_t request{};
-  request.Flags = flags;
-  request.MaxFileSize = start;
-  request.Extra = split;
-  path.copy(request.FileName, sizeof request.FileName - 1);
+void Monitor::Empty() {
   const std::size_t mark = Reports::Mark();
-  Reports::Check(Qor_Trace_ExportToASC(MonitorHandle, &request), "The ASC export failed", mark);
+  Reports::Check(Qor_Trace_Property_SetById(MonitorHandle, 0, QOR_TRACE_PROPERTY_FLUSH, 0, nullptr),
+                 "Cannot empty the trace", mark);
 }
 
 void Monitor::ExportToPcap(const std::string& path) {

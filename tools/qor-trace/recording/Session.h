@@ -46,9 +46,9 @@ class SwapFolder {
   std::string Before;  // the working directory until then
 };
 
-/// Removes a folder when a second Ctrl-C or an error on a library thread ends the process: the one thing that would stay
-/// behind.
-void RemoveAtTheEnd(const SwapFolder& folder, Signals& signals);
+/// When a later signal or an error on a library thread ends the process, the folder stays, and is named, if entries were
+/// swapped: they may be nowhere else.
+void LeaveAtOnce(const SwapFolder& folder, Signals& signals);
 
 /// A monitor. Failures of its calls are thrown with what the library reported about them.
 class Monitor {
@@ -64,13 +64,10 @@ class Monitor {
   /// @return        the channel number
   unsigned int AddChannel(const Port& port, unsigned int number = 0);
   void SetMemoryLimit(unsigned int entries);
-  void SetLiveAsc(const std::string& path, unsigned int sizeLimit);
   void Start(unsigned int mode);
   void Stop();
-
-  /// @param split  size limit with QOR_TRACE_ASC_SPLIT among the flags
-  /// @param start  time that becomes 0, ns, with QOR_TRACE_ASC_START_OFFSET among the flags
-  void ExportToAsc(const std::string& path, unsigned int flags, unsigned int split, unsigned long start = 0);
+  /// Drops all entries, and with them the contents of the swap file.
+  void Empty();
 
   /// Writes the library's own PCAPNG export; it doesn't tell of failed writes.
   void ExportToPcap(const std::string& path);

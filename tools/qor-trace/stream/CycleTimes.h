@@ -1,0 +1,29 @@
+// The time between the entries of a message.
+#ifndef QOR_TRACE_CYCLETIMES_H
+#define QOR_TRACE_CYCLETIMES_H
+
+#include <map>
+#include <optional>
+#include <tuple>
+
+#include "stream/Entry.h"
+
+namespace client {
+
+/// Knows when each message came last. Messages are those of the library's list: on CAN and LIN by identifier byte or word,
+/// with its marker and parity bits, on FlexRay by slot, events by their own key; Ethernet has none.
+class CycleTimes {
+ public:
+  /// @param length  bytes at `record`, at least 28
+  /// @return        ns since the entry of the same message before this one, wrapped if that was later; 0 without one
+  unsigned long Next(const unsigned char* record, unsigned int length);
+
+ private:
+  using Key = std::tuple<unsigned int, unsigned char, unsigned int>;  // channel, bus, key of the message
+
+  std::map<Key, unsigned long> Latest;  // ns
+};
+
+}  // namespace client
+
+#endif  // QOR_TRACE_CYCLETIMES_H
