@@ -5,9 +5,11 @@
 #include <cstddef>
 #include <map>
 #include <nlohmann/json_fwd.hpp>
+#include <optional>
 #include <string>
 
 #include "stream/Entry.h"
+#include "system/PartFile.h"
 
 namespace client {
 
@@ -17,9 +19,9 @@ namespace client {
 class OutputFile {
  public:
   /// @param path  of the file; empty: standard output
-  /// Failure:     Failure when the file can't be made.
-  explicit OutputFile(std::string path);
-  /// Closes the file; without Complete it stays as NAME.part.
+  /// Failure:     Failure when the file can't be made, or another process writes it: see PartFile.
+  explicit OutputFile(const std::string& path);
+  /// Closes the file. Without Complete it stays as NAME.part, if anything was written.
   ~OutputFile();
   OutputFile(const OutputFile&) = delete;
   OutputFile& operator=(const OutputFile&) = delete;
@@ -36,6 +38,8 @@ class OutputFile {
 
   /// Gives a file its name. False if that fails, or something did before.
   bool Complete();
+  /// A file that exists is kept; this one then stays as NAME.part, and Complete fails.
+  void KeepExisting() { Previous = Existing::Kept; }
 
   bool Usable() const { return !Gone && Sentence.empty(); }
   bool ReaderGone() const { return Gone; }
@@ -44,11 +48,11 @@ class OutputFile {
   const std::string& Path() const { return Name; }
 
  private:
-  void FailToComplete(const char* what, int error);
-
   const std::string Name;
-  const std::string PartName;
-  int File = -1;
+  std::optional<PartFile> Part;  // none: standard output
+  const int File;
+  Existing Previous = Existing::Replaced;
+  bool Worth = false;  // there is something in the part file
   bool Gone = false;
   std::string Sentence;
 };
@@ -63,6 +67,9 @@ class StreamOutput : public EntrySink {
   /// Lets the stopped monitor write what only it can write; before Finish.
   /// Failure: Failure when that fails.
   virtual void Export(Monitor& /*monitor*/) {}
+  /// From now on, a file that exists under the output's name is kept, since the entries don't come to their end; before
+  /// Finish, which then fails.
+  virtual void KeepExisting() {}
   /// Writes what is left and gives the file its name. False if that or an earlier write failed.
   virtual bool Finish() = 0;
   /// The sentence that says what failed; empty if nothing did.
