@@ -76,6 +76,8 @@ class StreamOutput : public EntrySink {
   virtual const std::string& Error() const = 0;
   /// What the output can't hold, to go on behind "NOT IN IT"; empty if it holds all that was asked for.
   virtual std::string ShortfallText() const { return ""; }
+  /// What else a person should know, as a sentence; after Finish. Empty: nothing.
+  virtual std::string RemarkText() const { return ""; }
   /// Adds that, and what else there is to know about the output.
   virtual void AddJson(nlohmann::json& /*json*/) const {}
 };

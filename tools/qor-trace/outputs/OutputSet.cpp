@@ -63,6 +63,10 @@ void OutputSet::TryReplay(Play play) {
   }
 }
 
+void OutputSet::KeepExisting() {
+  for (const auto& writer : Writers) writer->KeepExisting();
+}
+
 void OutputSet::Finish(Monitor* monitor, const Summary& summary) {
   TryReplay([&] { Replayed->Finish(); });
   if (Replayed && !ReplayFailed) monitor = &Replayed->Trace();
@@ -93,6 +97,13 @@ std::string OutputSet::ShortfallText() const {
   return text;
 }
 
+std::string OutputSet::RemarkText() const {
+  std::string text;
+  for (const auto& writer : Writers)
+    if (const std::string remark = writer->RemarkText(); !remark.empty()) text += remark + "\n";
+  return text;
+}
+
 nlohmann::json OutputSet::Json() const {
   nlohmann::json array = nlohmann::json::array();
   for (std::size_t index = 0; index < Writers.size(); ++index) {
@@ -118,7 +129,8 @@ int Conclude(const std::string& command, const Summary& summary, const OutputSet
   const bool lossy = summary.Lossy() || !shortfall.empty();
   const int code = !outputs.Errors().empty() ? ExitFailed : lossy ? ExitLossy : ExitDone;
   const auto times = summary.Times();
-  Say(fmt::format("{}{}{} in {} s{}", summary.Text(), shortfall, FormatCount(summary.Entries(), "entry", "entries"),
+  Say(fmt::format("{}{}{}{} in {} s{}", summary.Text(), shortfall, outputs.RemarkText(),
+                  FormatCount(summary.Entries(), "entry", "entries"),
                   FormatSeconds(times ? times->Last - times->First : 0), outputs.WrittenText()));
   if (!json) return code;
   nlohmann::json object = {{"command", command},

@@ -28,6 +28,8 @@ class OutputSet : public EntrySink {
   bool Take(const unsigned char* record, unsigned int length) override;
   void Pause() override;
 
+  /// From now on, files that exist under the outputs' names are kept: see StreamOutput.
+  void KeepExisting();
   /// Completes all outputs, each whatever became of the others; says and notes what failed.
   /// @param monitor  stopped, with the whole recording; null: that of the replay
   /// @param summary  of what was recorded
@@ -39,6 +41,8 @@ class OutputSet : public EntrySink {
 
   /// Lines that say what outputs can't hold; empty if they hold all that was asked for.
   std::string ShortfallText() const;
+  /// Lines with what else a person should know about outputs; mostly empty.
+  std::string RemarkText() const;
   /// An object an output, in their order.
   nlohmann::json Json() const;
   /// "; written: a.asc, standard output"; empty after an error.
