@@ -72,10 +72,9 @@ TEST_F(PartSeriesTest, SeriesIsClaimedUntilItsLastFileIsComplete) {
 
 TEST_F(PartSeriesTest, LaterPartThatACrashHasLeftIsRefusedBeforeAnythingIsWritten) {
   std::ofstream("x_12.asc.part") << "left";
-  EXPECT_EQ(
-      Refusal(Length::Several),
-      "Cannot write the series of \"x.asc.part\": \"x_12.asc.part\" is left over from a run that was cut off; "
-      "rename it to keep what it holds, or remove it");
+  EXPECT_EQ(Refusal(Length::Several),
+            "Cannot write the series of \"x.asc.part\": \"x_12.asc.part\" is left over from a run that was cut off; "
+            "rename it to keep what it holds, or remove it");
   EXPECT_EQ(Refusal(Length::One), "");
   EXPECT_EQ(Files(), Names{"x_12.asc.part"});
 }
@@ -102,8 +101,7 @@ TEST_F(PartSeriesTest, FilesOfALongerSeriesBeforeAreTold) {
   ASSERT_EQ(series.CompleteCurrent(), "");
   ASSERT_EQ(series.CompleteCurrent(), "");
   EXPECT_EQ(series.OlderFiles(), (Names{"x_2.asc", "x_3.asc"}));
-  EXPECT_EQ(series.OlderFilesText(),
-            "\"x_2.asc\" to \"x_3.asc\" are of an earlier, longer series, not of this run");
+  EXPECT_EQ(series.OlderFilesText(), "\"x_2.asc\" to \"x_3.asc\" are of an earlier, longer series, not of this run");
   fs::remove("x_3.asc");
   EXPECT_EQ(series.OlderFilesText(), "\"x_2.asc\" is of an earlier, longer series, not of this run");
   fs::remove("x_2.asc");

@@ -9,6 +9,7 @@
 #include "outputs/CaptureFile.h"
 #include "outputs/MdfOutput.h"
 #include "system/Failure.h"
+#include "system/Printable.h"
 #include "system/Terminal.h"
 #include "system/Units.h"
 
@@ -31,7 +32,7 @@ std::unique_ptr<StreamOutput> MakeWriter(const Output& output, const OutputPlan&
   return nullptr;
 }
 
-std::string NameOf(const Output& output) { return output.Path.empty() ? "standard output" : output.Path; }
+std::string NameOf(const Output& output) { return output.Path.empty() ? "standard output" : Printable(output.Path); }
 
 }  // namespace
 
@@ -100,7 +101,7 @@ std::string OutputSet::ShortfallText() const {
 std::string OutputSet::RemarkText() const {
   std::string text;
   for (const auto& writer : Writers)
-    if (const std::string remark = writer->RemarkText(); !remark.empty()) text += remark + "\n";
+    if (const std::string remark = writer->RemarkText(); !remark.empty()) text += Printable(remark) + "\n";
   return text;
 }
 
@@ -143,7 +144,7 @@ int Conclude(const std::string& command, const Summary& summary, const OutputSet
                            {"errors", outputs.Errors()},
                            {"exit_code", code}};
   object.update(more);
-  Print(object.dump(2) + "\n");
+  PrintJson(object);
   return code;
 }
 

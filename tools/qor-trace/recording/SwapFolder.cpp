@@ -16,6 +16,7 @@
 #include "system/Failure.h"
 #include "system/FileLock.h"
 #include "system/FolderTrust.h"
+#include "system/Printable.h"
 #include "system/Terminal.h"
 
 namespace client {
