@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/sendfile.h>
 #include <sys/stat.h>
 #include <sys/uio.h>
@@ -167,6 +168,21 @@ int ftruncate(int file, off_t size) noexcept {
 int rename(const char* from, const char* to) noexcept {
   static const auto next = Next(&rename, "rename");
   return Refuses("rename") ? -1 : next(from, to);
+}
+
+int renameat2(int fromFolder, const char* from, int toFolder, const char* to, unsigned int flags) noexcept {
+  static const auto next = Next(&renameat2, "renameat2");
+  return Refuses("renameat2") ? -1 : next(fromFolder, from, toFolder, to, flags);
+}
+
+int fsync(int file) {
+  static const auto next = Next(&fsync, "fsync");
+  return Refuses("fsync") ? -1 : next(file);
+}
+
+int flock(int file, int operation) noexcept {
+  static const auto next = Next(&flock, "flock");
+  return Refuses("flock") ? -1 : next(file, operation);
 }
 
 int remove(const char* path) noexcept {

@@ -60,7 +60,13 @@ Descriptor MakeLocked(const std::string& parent, std::string& path) {
     path = (fs::path(parent) / (std::string(kPrefix) + "XXXXXX")).string();
     if (mkdtemp(path.data()) == nullptr) Refuse(parent, errno);
     Descriptor folder = OpenFolder(path);
-    if (folder.IsOpen() && TryLock(folder.Get()) != LockState::Held && IsStillThere(path, folder.Get())) return folder;
+    if (!folder.IsOpen()) {
+      const int error = errno;
+      rmdir(path.c_str());
+      if (error != ENOENT) Refuse(parent, error);
+      continue;
+    }
+    if (TryLock(folder.Get()) != LockState::Held && IsStillThere(path, folder.Get())) return folder;
   }
   Refuse(parent, EBUSY);
 }
