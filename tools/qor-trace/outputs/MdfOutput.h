@@ -71,7 +71,7 @@ class MdfOutput : public StreamOutput {
 
   const std::string& Error() const override { return Sentence; }
   std::string ShortfallText() const override;
-  std::string RemarkText() const override { return Series.OlderFilesText(); }
+  std::string RemarkText() const override { return OlderFilesText(Series.OlderFiles()); }
   void AddJson(nlohmann::json& json) const override;
 
  private:

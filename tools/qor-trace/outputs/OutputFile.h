@@ -13,7 +13,8 @@
 
 namespace client {
 
-/// A file that is called NAME.part until it is complete, or standard output.
+/// A file that is called NAME.part until it is complete, or standard output. Its name is claimed as long as this lives, also
+/// when it is complete: the first file of a series is kept until the last one is.
 ///
 /// Threads: one.
 class OutputFile {
@@ -40,6 +41,9 @@ class OutputFile {
   bool Complete();
   /// A file that exists is kept; this one then stays as NAME.part, and Complete fails.
   void KeepExisting() { Previous = Existing::Kept; }
+
+  /// Takes the part file away in the end: what was written is no more than a header.
+  void Discard() { Worth = false; }
 
   bool Usable() const { return !Gone && Sentence.empty(); }
   bool ReaderGone() const { return Gone; }

@@ -23,7 +23,12 @@ bool IsLater(std::string_view name, const std::string& stem, const std::string& 
   return name.size() > ending.size() && IsNumber(name.substr(0, name.size() - ending.size()));
 }
 
-/// In the middle of a series it would be too late to find one.
+}  // namespace
+
+std::string SeriesName::Of(unsigned long number) const {
+  return number == 0 ? Stem + Ending : fmt::format("{}_{}{}", Stem, number, Ending);
+}
+
 void RefuseLeftOver(const SeriesName& parts) {
   const std::filesystem::path stem(parts.Stem);
   std::error_code error;
@@ -37,10 +42,17 @@ void RefuseLeftOver(const SeriesName& parts) {
   }
 }
 
-}  // namespace
+std::vector<std::string> OlderFiles(const SeriesName& names, unsigned long count) {
+  std::vector<std::string> files;
+  std::error_code error;
+  for (; std::filesystem::exists(names.Of(count), error); ++count) files.push_back(names.Of(count));
+  return files;
+}
 
-std::string SeriesName::Of(unsigned long number) const {
-  return number == 0 ? Stem + Ending : fmt::format("{}_{}{}", Stem, number, Ending);
+std::string OlderFilesText(const std::vector<std::string>& files) {
+  if (files.empty()) return "";
+  if (files.size() == 1) return fmt::format("\"{}\" is of an earlier, longer series, not of this run", files.front());
+  return fmt::format("\"{}\" to \"{}\" are of an earlier, longer series, not of this run", files.front(), files.back());
 }
 
 PartSeries::PartSeries(SeriesName names, SeriesName parts, Length length)
@@ -73,21 +85,6 @@ void PartSeries::DiscardNext() {
 void PartSeries::Discard() {
   DiscardNext();
   Current().Discard();
-}
-
-std::vector<std::string> PartSeries::OlderFiles() const {
-  std::vector<std::string> files;
-  std::error_code error;
-  for (unsigned long number = Number + 1; std::filesystem::exists(CompleteName.Of(number), error); ++number)
-    files.push_back(CompleteName.Of(number));
-  return files;
-}
-
-std::string PartSeries::OlderFilesText() const {
-  const auto files = OlderFiles();
-  if (files.empty()) return "";
-  if (files.size() == 1) return fmt::format("\"{}\" is of an earlier, longer series, not of this run", files.front());
-  return fmt::format("\"{}\" to \"{}\" are of an earlier, longer series, not of this run", files.front(), files.back());
 }
 
 }  // namespace client

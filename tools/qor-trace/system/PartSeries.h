@@ -18,6 +18,16 @@ struct SeriesName {
   std::string Of(unsigned long number) const;
 };
 
+/// For a series whose files are claimed one by one: in the middle of it, it would be too late to find a later part file that
+/// a crash has left.
+/// Failure: Failure that names one.
+void RefuseLeftOver(const SeriesName& parts);
+
+/// Files of an earlier, longer series, which follow the first `count` ones without a gap.
+std::vector<std::string> OlderFiles(const SeriesName& names, unsigned long count);
+/// A sentence about them; empty without any.
+std::string OlderFilesText(const std::vector<std::string>& files);
+
 /// A series that is claimed as a whole: its first file stays locked until all are complete, and a file is claimed before
 /// the one in front of it gets its name.
 ///
@@ -49,10 +59,8 @@ class PartSeries {
 
   /// Of the complete files.
   const std::vector<std::string>& Names() const { return CompleteNames; }
-  /// Files of an earlier, longer series, which follow those of this one without a gap.
-  std::vector<std::string> OlderFiles() const;
-  /// A sentence about them; empty without any.
-  std::string OlderFilesText() const;
+  /// Files of an earlier, longer series after the current one of this.
+  std::vector<std::string> OlderFiles() const { return client::OlderFiles(CompleteName, Number + 1); }
 
  private:
   const SeriesName CompleteName;
