@@ -110,7 +110,24 @@ class Lag:
         self.rest = max(self.rest, rest)
 
 
-class Killed(ClientTest):
+class KillTest(ClientTest):
+    def check_next_start(self, output):
+        """The next recording into the same file is refused; whatever the killed one has left stays, and its swap file is
+        named if it holds entries."""
+        left = {path: path.read_bytes() for path in output.parent.rglob("*") if path.is_file()}
+        _, err = self.run_client("record", "can?duration=1s&speed=max", "-o", output, expect=1)
+        self.assertIn("is left over from a run that was cut off", err)
+        for path, contents in left.items():
+            if not path.match(".qor-trace-swap-*/*"):
+                self.assertEqual(path.read_bytes(), contents)
+            elif len(contents) >= 28:
+                self.assertEqual(path.read_bytes(), contents)
+                self.assertEqual(err.count(f'"{path}" is left over'), 1 if path.suffix == ".bin" else 0)
+            else:
+                self.assertFalse(path.exists())
+
+
+class Killed(KillTest):
     def complete(self, sources):
         """What a whole recording of the sources gives: lines and records."""
         run = ["record", *sources, "--speed", "max", "--duration", f"{LONGEST + 20}s"]
@@ -175,6 +192,8 @@ class Killed(ClientTest):
                 with self.subTest(sources=what, kill=number, after=after):
                     now = self.record_and_kill(sources, name, after)
                     self.check(self.folder / name, whole_lines, whole, now, lags)
+                    self.check_next_start(self.folder / name / "x.bin")
+                    self.check_next_start(self.folder / name / "x.pcapng")
             for kind, lag in sorted(lags.items()):
                 print(f"{what}, {kind}: at most {lag.entries} entries or {lag.ms:.0f} ms missing, {lag.rest} bytes cut")
             self.assertIn("live .asc", lags)
@@ -220,7 +239,7 @@ class AskedTwice(ClientTest):
         print(f"asked twice, {len(entries)} times: from {min(entries)} to {max(entries)} entries, all outputs complete")
 
 
-class KilledMeasurement(ClientTest):
+class KilledMeasurement(KillTest):
     """Recordings 50 times as fast, as a measurement file is written in blocks that take seconds to fill."""
 
     SOURCE = "can?seed=1&load=90&duration=150s"
@@ -260,7 +279,10 @@ class KilledMeasurement(ClientTest):
         for number in range(Settings.kills // 2):
             after = moments.uniform(0, LONGEST)
             with self.subTest(kill=number, after=after):
-                held.append(self.check(self.record_and_kill(f"killed-{number}", after), whole))
+                name = f"killed-{number}"
+                held.append(self.check(self.record_and_kill(name, after), whole))
+                if (self.folder / (name + ".part.mf4")).exists():  # no kill came too late
+                    self.check_next_start(self.folder / (name + ".mf4"))
         print(f".part.mf4: from {min(held)} to {max(held)} records")
 
 

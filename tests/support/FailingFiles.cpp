@@ -2,6 +2,7 @@
 
 #include <dlfcn.h>
 #include <fcntl.h>
+#include <sys/file.h>
 #include <sys/sendfile.h>
 #include <sys/stat.h>
 #include <sys/uio.h>
@@ -192,6 +193,21 @@ int mkostemp64(char* path, int flags) {
 int mkostemp(char* path, int flags) {
   static const auto next = Next(&mkostemp, "mkostemp");
   return Refuses("mkostemp") ? -1 : next(path, flags);
+}
+
+int renameat2(int fromFolder, const char* from, int toFolder, const char* to, unsigned int flags) noexcept {
+  static const auto next = Next(&renameat2, "renameat2");
+  return Refuses("renameat2") ? -1 : next(fromFolder, from, toFolder, to, flags);
+}
+
+int fsync(int file) {
+  static const auto next = Next(&fsync, "fsync");
+  return Refuses("fsync") ? -1 : next(file);
+}
+
+int flock(int file, int operation) noexcept {
+  static const auto next = Next(&flock, "flock");
+  return Refuses("flock") ? -1 : next(file, operation);
 }
 
 int remove(const char* path) noexcept {

@@ -1,6 +1,6 @@
 // Files that fail when the test says so: an executable that links FailingFiles.cpp takes over the calls of the operating
-// system that open, read, write, cut, close, link, rename and remove files, for the library and for the C++ library beneath
-// it.
+// system that open, read, write, cut, synchronize, lock, close, link, rename and remove files, for the library and for the
+// C++ library beneath it.
 #pragma once
 
 #include <string>

@@ -1,6 +1,7 @@
 // qor-trace: records bus traffic, converts recordings and lists them.
 #include <exception>
 #include <new>
+#include <sstream>
 
 #include "commands/Commands.h"
 #include "recording/Reports.h"
@@ -25,6 +26,17 @@ int Run(const client::Action& action, client::Signals& signals) {
   return client::ExitFailed;
 }
 
+/// Prints help, or says what is wrong with the command line; that quotes it.
+int Explain(const CLI::App& app, const CLI::ParseError& error) {
+  std::ostringstream out, err;
+  const bool asked = app.exit(error, out, err) == 0;
+  client::Print(out.str());
+  std::string text = err.str();
+  if (text.ends_with('\n')) text.pop_back();
+  if (!text.empty()) client::Say(text);
+  return asked ? client::ExitDone : client::ExitUsage;
+}
+
 int RunCommandLine(int count, char** arguments, client::Signals& signals) {
   CLI::App app("Records the traffic of vehicle buses: CAN and CAN FD, LIN, FlexRay and Ethernet.", "qor-trace");
   app.set_version_flag("--version", Version);
@@ -38,7 +50,7 @@ int RunCommandLine(int count, char** arguments, client::Signals& signals) {
   try {
     app.parse(count, arguments);
   } catch (const CLI::ParseError& error) {
-    return app.exit(error) == 0 ? client::ExitDone : client::ExitUsage;
+    return Explain(app, error);
   }
   return Run(action, signals);
 }

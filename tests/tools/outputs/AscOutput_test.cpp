@@ -3,6 +3,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <fstream>
 #include <nlohmann/json.hpp>
 
 #include "export/AscHeaderClock.h"
@@ -135,14 +136,54 @@ TEST_F(AscOutputTest, FullDiskLeavesWholeLinesAndSaysSo) {
 }
 
 TEST_F(AscOutputTest, NextFileOfASeriesThatCannotBeMadeEndsTheOutput) {
-  fs::create_directory(Folder / "x_1.asc.part");
   AscOutput output(Path, {.Split = 512});
+  fs::create_directory(Folder / "x_1.asc.part");
   bool taken = true;
   for (int index = 0; index < 20; ++index) taken = Put(output, RecordOf(test::CanItem().Data({1, 2})));
   EXPECT_FALSE(taken);
   EXPECT_NE(output.Error().find("x_1.asc"), std::string::npos) << output.Error();
   EXPECT_FALSE(output.Finish());
   EXPECT_TRUE(Text("x.asc").ends_with("End Triggerblock\n"));
+}
+
+TEST_F(AscOutputTest, PartFileThatACrashLeftInASeriesIsRefusedAtOnce) {
+  std::ofstream(Folder / "x_1.asc.part") << "precious";
+  EXPECT_THROW(AscOutput(Path, {.Split = 512}), Failure);
+  EXPECT_EQ(Text("x_1.asc.part"), "precious");
+  EXPECT_FALSE(fs::exists(Folder / "x.asc.part"));
+}
+
+TEST_F(AscOutputTest, SeriesStaysClaimedWhileItsLaterFilesAreWritten) {
+  AscOutput output(Path, {.Split = 512});
+  for (int index = 0; index < 20; ++index) Put(output, RecordOf(test::CanItem().Data({1, 2})));
+  ASSERT_TRUE(fs::exists(Path));
+  EXPECT_THROW(AscOutput(Path, {}), Failure);
+  EXPECT_TRUE(output.Finish());
+}
+
+TEST_F(AscOutputTest, OlderFilesThatFollowAShorterSeriesAreNamed) {
+  std::ofstream(Folder / "x_1.asc") << "older";
+  AscOutput output(Path, {.Split = 100000});
+  Put(output, RecordOf(test::CanItem().Data({1})));
+  EXPECT_TRUE(output.Finish());
+  EXPECT_NE(output.RemarkText().find("x_1.asc"), std::string::npos) << output.RemarkText();
+}
+
+TEST_F(AscOutputTest, LogWithoutEntriesThatIsNotFinishedLeavesNothing) {
+  { const AscOutput output(Path, {}); }
+  EXPECT_TRUE(fs::is_empty(Folder));
+}
+
+TEST_F(AscOutputTest, ExistingFileIsKeptWhereTheEntriesBreakOff) {
+  std::ofstream(Path) << "whole";
+  {
+    AscOutput output(Path, {});
+    Put(output, RecordOf(test::CanItem().Data({1})));
+    output.KeepExisting();
+    EXPECT_FALSE(output.Finish());
+  }
+  EXPECT_EQ(Text("x.asc"), "whole");
+  EXPECT_TRUE(fs::exists(Folder / "x.asc.part"));
 }
 
 TEST_F(AscOutputTest, UnfinishedFileKeepsItsLinesUnderTheTemporaryName) {

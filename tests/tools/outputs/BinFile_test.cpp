@@ -40,6 +40,24 @@ std::vector<Bytes> OddRecords() {
   return records;
 }
 
+/// Files of this process can't grow beyond a size while this lives, as on a full disk.
+class FileSizeLimit {
+ public:
+  explicit FileSizeLimit(rlim_t bytes) : Handler(std::signal(SIGXFSZ, SIG_IGN)) {
+    getrlimit(RLIMIT_FSIZE, &Before);
+    const rlimit limit{bytes, Before.rlim_max};
+    setrlimit(RLIMIT_FSIZE, &limit);
+  }
+  ~FileSizeLimit() {
+    setrlimit(RLIMIT_FSIZE, &Before);
+    std::signal(SIGXFSZ, Handler);
+  }
+
+ private:
+  void (*Handler)(int);
+  rlimit Before{};
+};
+
 TEST_F(BinFileTest, RecordsFollowOneAnotherWithoutPadding) {
   BinWriter writer(Path);
   for (const Bytes& record : OddRecords()) EXPECT_TRUE(Put(writer, record));
@@ -68,6 +86,43 @@ TEST_F(BinFileTest, UnfinishedFileKeepsItsRecordsUnderTheTemporaryName) {
   EXPECT_EQ(test::FileBytes(Path + ".part"), OddRecords()[5]);
 }
 
+TEST_F(BinFileTest, FileThatGotNothingLeavesNothing) {
+  { const BinWriter writer(Path); }
+  EXPECT_TRUE(fs::is_empty(Folder));
+}
+
+TEST_F(BinFileTest, EmptyRecordingIsAFile) {
+  BinWriter writer(Path);
+  EXPECT_TRUE(writer.Finish());
+  EXPECT_TRUE(fs::exists(Path));
+}
+
+TEST_F(BinFileTest, TwoWritersOfOneFileCannotBe) {
+  const BinWriter writer(Path);
+  EXPECT_THROW(BinWriter other(Path), Failure);
+}
+
+TEST_F(BinFileTest, ExistingFileIsKeptIfTheEntriesDontComeToTheirEnd) {
+  Write({1, 2, 3});
+  BinWriter writer(Path);
+  Put(writer, OddRecords()[5]);
+  writer.KeepExisting();
+  EXPECT_FALSE(writer.Finish());
+  EXPECT_EQ(test::FileBytes(Path), (Bytes{1, 2, 3}));
+  EXPECT_EQ(test::FileBytes(Path + ".part"), OddRecords()[5]);
+  EXPECT_EQ(writer.Error(), "Cannot name \"" + Path + "\": File exists. Its contents are in \"" + Path + ".part\"");
+}
+
+TEST_F(BinFileTest, FullDiskThatTakesNothingLeavesNothing) {
+  BinWriter writer(Path);
+  {
+    const FileSizeLimit limit(0);
+    Put(writer, OddRecords()[5]);
+    EXPECT_FALSE(writer.Finish());
+  }
+  EXPECT_EQ(writer.Error(), "Cannot write \"" + Path + "\": File too large");
+}
+
 TEST_F(BinFileTest, FileThatCannotBeMadeIsAFailure) {
   EXPECT_THROW(BinWriter((Folder / "missing" / "x.bin").string()), Failure);
 }
@@ -80,24 +135,6 @@ TEST_F(BinFileTest, NameThatIsTakenByAFolderKeepsTheRecords) {
   EXPECT_NE(writer.Error().find("Is a directory"), std::string::npos) << writer.Error();
   EXPECT_EQ(test::FileBytes(Path + ".part"), OddRecords()[5]);
 }
-
-/// Files of this process can't grow beyond a size while this lives, as on a full disk.
-class FileSizeLimit {
- public:
-  explicit FileSizeLimit(rlim_t bytes) : Handler(std::signal(SIGXFSZ, SIG_IGN)) {
-    getrlimit(RLIMIT_FSIZE, &Before);
-    const rlimit limit{bytes, Before.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &limit);
-  }
-  ~FileSizeLimit() {
-    setrlimit(RLIMIT_FSIZE, &Before);
-    std::signal(SIGXFSZ, Handler);
-  }
-
- private:
-  void (*Handler)(int);
-  rlimit Before{};
-};
 
 TEST_F(BinFileTest, FullDiskLeavesWholeRecordsAndSaysSo) {
   const Bytes record = RecordOf(test::CanItem().Data({1, 2, 3}));  // 47 bytes

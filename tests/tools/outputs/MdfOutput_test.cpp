@@ -130,16 +130,23 @@ TEST(MdfClockZero, IsTheBeginOfTheRecordingIfThatCanBe) {
   EXPECT_EQ(ClockZero(Noon, Noon, ~0ul), 0u);
 }
 
-TEST_F(MdfOutputTest, SeriesOfLimitedSizeIsNamedAsItGrows) {
-  constexpr unsigned int frames = 200000;
-  MdfOutput output(Path, {.Split = 3u << 20});
-  std::mt19937 random(1);  // what can't be compressed
+/// Frames that can't be compressed. Returns how many were taken.
+unsigned int PutNoise(MdfOutput& output, unsigned int frames) {
+  std::mt19937 random(1);
   Bytes noise(8);
   for (unsigned int index = 0; index < frames; ++index) {
     for (auto& byte : noise) byte = static_cast<unsigned char>(random());
-    ASSERT_TRUE(Put(output, RecordOf(test::CanItem().At(index * 100000ul).Id(index & 0x7FF).Data(noise)))) << index;
+    if (!Put(output, RecordOf(test::CanItem().At(index * 100000ul).Id(index & 0x7FF).Data(noise)))) return index;
   }
+  return frames;
+}
+
+TEST_F(MdfOutputTest, SeriesOfLimitedSizeIsNamedAsItGrows) {
+  constexpr unsigned int frames = 200000;
+  MdfOutput output(Path, {.Split = 3u << 20});
+  EXPECT_EQ(PutNoise(output, frames), frames);
   EXPECT_TRUE(output.Finish());
+  EXPECT_EQ(output.RemarkText(), "");
   const auto names = Files();
   ASSERT_GE(names.size(), 2u);
   EXPECT_EQ(names[0], "x.mf4");
@@ -156,6 +163,66 @@ TEST_F(MdfOutputTest, SeriesOfLimitedSizeIsNamedAsItGrows) {
   nlohmann::json json;
   output.AddJson(json);
   EXPECT_EQ(json["files"].size(), names.size());
+}
+
+TEST_F(MdfOutputTest, FilesOfALongerSeriesBeforeAreTold) {
+  for (int number = 1; number <= 20; ++number) test::WriteFile("x_" + std::to_string(number) + ".mf4", {1});
+  MdfOutput output(Path, {.Split = 3u << 20});
+  PutNoise(output, 200000);
+  EXPECT_TRUE(output.Finish());
+  nlohmann::json json;
+  output.AddJson(json);
+  const auto count = json["files"].size();
+  ASSERT_GE(count, 2u);
+  EXPECT_EQ(json["older_files"].size(), 21 - count);
+  EXPECT_EQ(output.RemarkText(), "\"" + (Folder / ("x_" + std::to_string(count) + ".mf4")).string() + "\" to \"" +
+                                     (Folder / "x_20.mf4").string() +
+                                     "\" are of an earlier, longer series, not of this run");
+}
+
+TEST_F(MdfOutputTest, TwoOfOneNameCannotBe) {
+  const MdfOutput output(Path, {});
+  EXPECT_THROW(MdfOutput(Path, {}), Failure);
+  EXPECT_EQ(Files(), std::vector<std::string>{"x.part.mf4"});
+}
+
+TEST_F(MdfOutputTest, PartThatACrashHasLeftIsNeverOverwritten) {
+  for (const char* name : {"x.part.mf4", "x_1.mf4", "x.part_1.mf4"}) test::WriteFile(name, {1, 2, 3});
+  EXPECT_THROW(MdfOutput(Path, {}), Failure);
+  fs::remove("x.part.mf4");
+  EXPECT_THROW(MdfOutput(Path, {.Split = 3u << 20}), Failure);
+  EXPECT_TRUE(MdfOutput(Path, {}).Finish());
+  EXPECT_EQ(Files(), (std::vector<std::string>{"x.mf4", "x.part_1.mf4", "x_1.mf4"}));
+  EXPECT_EQ(test::FileBytes("x.part_1.mf4"), (Bytes{1, 2, 3}));
+}
+
+TEST_F(MdfOutputTest, NextFileOfASeriesIsClaimedBeforeTheLibraryOpensIt) {
+  test::WriteFile("victim", {1, 2, 3});
+  MdfOutput output(Path, {.Split = 3u << 20});
+  ASSERT_TRUE(fs::exists("x.part_1.mf4"));
+  fs::create_symlink("victim", "x.part_2.mf4");
+  EXPECT_LT(PutNoise(output, 1000000), 1000000u);
+  EXPECT_NE(output.Error().find("\"" + (Folder / "x.part_2.mf4").string() + "\" is a symbolic link"), std::string::npos)
+      << output.Error();
+  EXPECT_FALSE(output.Finish());
+  EXPECT_EQ(test::FileBytes("victim"), (Bytes{1, 2, 3}));
+  EXPECT_TRUE(Read().Finalized);
+  EXPECT_EQ(Files(), (std::vector<std::string>{"victim", "x.mf4", "x.part_1.mf4", "x.part_2.mf4"}));
+}
+
+TEST_F(MdfOutputTest, FileThatGotNothingLeavesNothing) {
+  { const MdfOutput output(Path, {.Split = 3u << 20}); }
+  EXPECT_EQ(Files(), std::vector<std::string>{});
+}
+
+TEST_F(MdfOutputTest, ExistingFileIsKeptIfTheEntriesDontComeToTheirEnd) {
+  test::WriteFile(Path, {1, 2, 3});
+  MdfOutput output(Path, {});
+  Put(output, RecordOf(test::CanItem()));
+  output.KeepExisting();
+  EXPECT_FALSE(output.Finish());
+  EXPECT_EQ(test::FileBytes(Path), (Bytes{1, 2, 3}));
+  EXPECT_TRUE(Read("x.part.mf4").Finalized);
 }
 
 TEST_F(MdfOutputTest, EmptyRecordingIsASoundFile) {

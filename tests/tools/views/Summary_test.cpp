@@ -138,5 +138,12 @@ TEST(Summary, JsonHasTimesInNanosecondsAndNullWithoutEntries) {
       R"("overruns":{"count":0,"first_time_ns":null,"last_time_ns":null},"received":0,"source":"quiet.log","transmitted":0}])");
 }
 
+TEST(Summary, NameThatWouldSteerATerminalIsShown) {
+  Summary summary;
+  summary.NameChannel(1, "a\x1b[31m\nchannel 2.log");
+  Put(summary, RecordOf(test::CanItem()));
+  EXPECT_TRUE(summary.Text().starts_with("channel 1: a\\x1b[31m\\nchannel 2.log (CAN)\n")) << summary.Text();
+}
+
 }  // namespace
 }  // namespace client

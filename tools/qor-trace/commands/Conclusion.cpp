@@ -23,7 +23,8 @@ int Conclude(const std::string& command, const Summary& summary, const OutputSet
   const bool lossy = summary.Lossy() || !shortfall.empty();
   const int code = !outputs.Errors().empty() ? ExitFailed : lossy ? ExitLossy : ExitDone;
   const auto times = summary.Times();
-  Say(fmt::format("{}{}{} in {} s{}", summary.Text(), shortfall, FormatCount(summary.Entries(), "entry", "entries"),
+  Say(fmt::format("{}{}{}{} in {} s{}", summary.Text(), shortfall, outputs.RemarkText(),
+                  FormatCount(summary.Entries(), "entry", "entries"),
                   FormatSeconds(times ? times->Last - times->First : 0), outputs.WrittenText()));
   if (!json) return code;
   nlohmann::json object = {{"command", command},
@@ -36,7 +37,7 @@ int Conclude(const std::string& command, const Summary& summary, const OutputSet
                            {"errors", outputs.Errors()},
                            {"exit_code", code}};
   object.update(more);
-  Print(object.dump(2) + "\n");
+  PrintJson(object);
   return code;
 }
 

@@ -115,8 +115,11 @@ int Convert(const ConvertArguments& arguments, Signals& signals) {
   try {
     ReadBin(input, converter);
   } catch (const Failure& failure) {
+    if (summary.Entries() == 0) throw;  // a wrong input; outputs that got nothing leave nothing
     outputs.NoteError(failure.what());
+    outputs.KeepExisting();
   }
+  if (converter.Interrupted) outputs.KeepExisting();
   if (converter.Interrupted)
     outputs.NoteError(fmt::format("Interrupted: the outputs end after {} of \"{}\"",
                                   FormatCount(summary.Entries(), "entry", "entries"), arguments.Input));

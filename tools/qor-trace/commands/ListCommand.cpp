@@ -24,7 +24,10 @@ struct ListArguments {
 bool IsBin(const std::string& source) { return source == "-" || source.ends_with(".bin"); }
 
 int PrintTable(const MessageTable& table, bool json, int code) {
-  Print(json ? table.Json().dump(2) + "\n" : table.Text());
+  if (json)
+    PrintJson(table.Json());
+  else
+    Print(table.Text());
   return code;
 }
 

@@ -6,6 +6,7 @@
 #include <cerrno>
 #include <cstring>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 #include "qor_api_trace.h"
 #include "record/RecordView.h"
@@ -24,6 +25,15 @@ unsigned int FlagsOf(const std::string& path, const AscOptions& options) {
   if (options.Relative) flags |= QOR_TRACE_ASC_RELATIVE;
   if ((options.Split || options.Live) && !path.empty()) flags |= QOR_TRACE_ASC_SPLIT;
   return flags;
+}
+
+/// As the library names the files of a series: the number stands in front of the last dot of the path.
+std::optional<SeriesName> SeriesOf(const std::string& path, const AscOptions& options) {
+  if ((FlagsOf(path, options) & QOR_TRACE_ASC_SPLIT) == 0) return std::nullopt;
+  SeriesName series{path.substr(0, path.rfind('.')), ""};
+  series.Ending = path.substr(series.Stem.size());
+  RefuseLeftOver({series.Stem, series.Ending + ".part"});
+  return series;
 }
 
 const char* NameOf(AscOmission omission) {
@@ -61,15 +71,17 @@ void AscFiles::Begin(const std::string& name) {
   Bytes = Lines = 0;
   if (!Sentence.empty()) return;
   try {
-    File = std::make_unique<OutputFile>(ToStandardOutput ? "" : name);
+    auto file = std::make_unique<OutputFile>(ToStandardOutput ? "" : name);
+    (First ? Later : First) = std::move(file);
+    if (ExistingAreKept) Current()->KeepExisting();
   } catch (const Failure& failure) {
     Sentence = failure.what();
   }
 }
 
 void AscFiles::Write(std::string_view text) {
-  if (!Usable()) return;
-  const std::size_t done = File->Write(reinterpret_cast<const unsigned char*>(text.data()), text.size());
+  if (GivenUp || !Usable()) return;
+  const std::size_t done = Current()->Write(reinterpret_cast<const unsigned char*>(text.data()), text.size());
   if (done < text.size()) return Fail(errno, text.substr(0, done));
   Bytes += done;
   Lines += CountLines(text);
@@ -79,21 +91,32 @@ void AscFiles::Write(std::string_view text) {
 void AscFiles::Fail(int error, std::string_view written) {
   const std::string_view whole = written.substr(0, written.rfind('\n') + 1);  // nothing without a line feed
   const unsigned long lines = Lines + CountLines(whole);
-  File->Fail(error, Bytes + whole.size(), lines, FormatCount(lines, "line", "lines"));
+  Current()->Fail(error, Bytes + whole.size(), lines, FormatCount(lines, "line", "lines"));
 }
 
 void AscFiles::End() {
   if (GivenUp || !Usable()) return;
-  if (!File->Complete()) {
-    Sentence = File->Error();
+  if (!Current()->Complete()) {
+    Sentence = Current()->Error();
     return;
   }
-  if (!ToStandardOutput) CompleteNames.push_back(File->Path());
+  if (!ToStandardOutput) CompleteNames.push_back(Current()->Path());
+}
+
+void AscFiles::Discard() {
+  GiveUp();
+  if (Current() != nullptr) Current()->Discard();
+}
+
+void AscFiles::KeepExisting() {
+  ExistingAreKept = true;
+  if (Current() != nullptr) Current()->KeepExisting();
 }
 
 AscOutput::AscOutput(const std::string& path, const AscOptions& options)
     : Relative(options.Relative),
       UpToDate(options.Live || path.empty()),
+      Series(SeriesOf(path, options)),
       Files(path.empty()),
       Writer(FlagsOf(path, options), path.c_str(), 0, static_cast<unsigned int>(options.Split.value_or(LongestLive)),
              Files) {
@@ -101,14 +124,19 @@ AscOutput::AscOutput(const std::string& path, const AscOptions& options)
 }
 
 AscOutput::~AscOutput() {
-  Files.GiveUp();
   Writer.Flush();
+  if (HasEntries) {
+    Files.GiveUp();
+  } else {
+    Files.Discard();
+  }
 }
 
 bool AscOutput::Take(const unsigned char* record, unsigned int length) {
   if (!Files.Usable()) return false;
   if (const auto omission = AscOmissionOf(record, length)) ++Omitted[static_cast<std::size_t>(*omission)];
   if (Relative) record = WithRelativeTime(record, length);
+  HasEntries = true;
   Writer.WriteEntry(*reinterpret_cast<const Qor_Trace_Entry_t*>(record));
   return Files.Usable();
 }
@@ -134,6 +162,10 @@ bool AscOutput::Finish() {
   return Error().empty();
 }
 
+std::vector<std::string> AscOutput::OlderInSeries() const {
+  return Series ? OlderFiles(*Series, Files.Names().size()) : std::vector<std::string>();
+}
+
 std::string AscOutput::ShortfallText() const {
   std::string kinds;
   for (std::size_t kind = 0; kind < AscOmissionCount; ++kind) {
@@ -149,6 +181,7 @@ void AscOutput::AddJson(nlohmann::json& json) const {
   for (std::size_t kind = 0; kind < AscOmissionCount; ++kind)
     if (Omitted[kind] > 0) omitted[NameOf(static_cast<AscOmission>(kind))] = Omitted[kind];
   json["files"] = Files.Names();
+  if (const auto older = OlderInSeries(); !older.empty()) json["older_files"] = older;
 }
 
 }  // namespace client

@@ -15,6 +15,7 @@
 #include "outputs/OutputFile.h"
 #include "outputs/Outputs.h"
 #include "stream/CycleTimes.h"
+#include "system/PartSeries.h"
 
 namespace client {
 
@@ -30,7 +31,8 @@ constexpr std::size_t AscOmissionCount = 2;
 std::optional<AscOmission> AscOmissionOf(const unsigned char* record, unsigned int length);
 
 /// The files of an ASC log. Each is called NAME.part until it is complete; when a write fails it stays under that name, cut
-/// behind the last whole line, and nothing more is taken.
+/// after the last whole line, and nothing more is taken. The first one stays claimed until all are complete, and with it the
+/// series.
 class AscFiles : public Qor_Trace_AscTarget {
  public:
   /// @param toStandardOutput  in place of files
@@ -39,20 +41,27 @@ class AscFiles : public Qor_Trace_AscTarget {
   void Begin(const std::string& name) override;
   void Write(std::string_view text) override;
   void End() override;
-  /// The file that is open stays incomplete.
+  /// The file that is open stays incomplete, as it is.
   void GiveUp() { GivenUp = true; }
+  /// Instead of that, the file that is open goes away: it has a header and nothing else.
+  void Discard();
+  /// From now on, files that exist are kept: see StreamOutput.
+  void KeepExisting();
 
-  bool Usable() const { return File && File->Usable() && Sentence.empty(); }
+  bool Usable() const { return Current() != nullptr && Current()->Usable() && Sentence.empty(); }
   /// The sentence that says what failed; empty if nothing did.
-  const std::string& Error() const { return File && Sentence.empty() ? File->Error() : Sentence; }
+  const std::string& Error() const { return Current() != nullptr && Sentence.empty() ? Current()->Error() : Sentence; }
   /// Of the complete files.
   const std::vector<std::string>& Names() const { return CompleteNames; }
 
  private:
+  OutputFile* Current() const { return Later ? Later.get() : First.get(); }
   void Fail(int error, std::string_view written);
 
   const bool ToStandardOutput;
-  std::unique_ptr<OutputFile> File;
+  std::unique_ptr<OutputFile> First;
+  std::unique_ptr<OutputFile> Later;  // the one that is open, if that isn't the first
+  bool ExistingAreKept = false;
   unsigned long Bytes = 0;  // of the open file
   unsigned long Lines = 0;  // likewise
   bool GivenUp = false;
@@ -80,19 +89,24 @@ class AscOutput : public StreamOutput {
   void Pause() override;
   bool Finish() override;
 
+  void KeepExisting() override { Files.KeepExisting(); }
   const std::string& Error() const override { return Files.Error(); }
   std::string ShortfallText() const override;
+  std::string RemarkText() const override { return OlderFilesText(OlderInSeries()); }
   void AddJson(nlohmann::json& json) const override;
 
  private:
+  std::vector<std::string> OlderInSeries() const;
   const unsigned char* WithRelativeTime(const unsigned char* record, unsigned int length);
 
   const bool Relative;
-  const bool UpToDate;  // with every pause
+  const bool UpToDate;                     // with every pause
+  const std::optional<SeriesName> Series;  // nothing for a file without successors
   AscFiles Files;
   Qor_Trace_Export_ASC Writer;
   CycleTimes Cycles;
   std::vector<unsigned char> Record;  // with its relative time
+  bool HasEntries = false;
   std::array<unsigned long, AscOmissionCount> Omitted{};
   std::chrono::steady_clock::time_point Flushed;
 };

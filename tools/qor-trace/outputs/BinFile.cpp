@@ -42,7 +42,7 @@ Whole WholeRecords(const std::vector<unsigned char>& buffer, std::size_t limit) 
 
 }  // namespace
 
-BinWriter::BinWriter(std::string path) : File(std::move(path)) { Buffer.reserve(FlushSize + 4096); }
+BinWriter::BinWriter(const std::string& path) : File(path) { Buffer.reserve(FlushSize + 4096); }
 
 BinWriter::~BinWriter() {
   if (!File.IsStandardOutput() && File.Usable()) Flush();

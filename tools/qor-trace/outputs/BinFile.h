@@ -22,7 +22,7 @@ class BinWriter : public StreamOutput {
  public:
   /// @param path  of the file; empty: standard output
   /// Failure:     Failure when the file can't be made.
-  explicit BinWriter(std::string path);
+  explicit BinWriter(const std::string& path);
   ~BinWriter() override;
   BinWriter(const BinWriter&) = delete;
   BinWriter& operator=(const BinWriter&) = delete;
@@ -34,6 +34,7 @@ class BinWriter : public StreamOutput {
 
   /// Writes what is left and gives the file its name. False as for Take.
   bool Finish() override;
+  void KeepExisting() override { File.KeepExisting(); }
 
   /// The sentence that says what failed; empty if nothing did.
   const std::string& Error() const override { return File.Error(); }

@@ -15,11 +15,11 @@
 
 namespace client {
 
-CaptureWriter::CaptureWriter(std::string path, const PcapngOptions& options)
-    : File(std::move(path)), Sink(File), Writer(Sink, options) {}
+CaptureWriter::CaptureWriter(const std::string& path, const PcapngOptions& options)
+    : File(path), Sink(File), Writer(Sink, options) {}
 
 CaptureWriter::~CaptureWriter() {
-  if (!File.IsStandardOutput() && File.Usable()) Writer.Flush();
+  if (!File.IsStandardOutput() && File.Usable() && Writer.Packets() > 0) Writer.Flush();
 }
 
 bool CaptureWriter::Take(const unsigned char* record, unsigned int /*length*/) {

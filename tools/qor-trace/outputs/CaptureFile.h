@@ -23,7 +23,7 @@ class CaptureWriter : public StreamOutput {
  public:
   /// @param path  of the file; empty: standard output
   /// Failure:     Failure when the file can't be made.
-  CaptureWriter(std::string path, const PcapngOptions& options);
+  CaptureWriter(const std::string& path, const PcapngOptions& options);
   ~CaptureWriter() override;
   CaptureWriter(const CaptureWriter&) = delete;
   CaptureWriter& operator=(const CaptureWriter&) = delete;
@@ -36,6 +36,7 @@ class CaptureWriter : public StreamOutput {
   void SetLost(const LostItems& itemsByChannel) override;
   /// Writes the counts of the channels and what is left, and gives the file its name. False as for Take.
   bool Finish() override;
+  void KeepExisting() override { File.KeepExisting(); }
 
   const std::string& Error() const override { return File.Error(); }
   const std::string& Path() const { return File.Path(); }
@@ -92,13 +93,14 @@ class ExportedCapture : public StreamOutput {
  public:
   /// @param path  of the file; empty: standard output
   /// Failure:     Failure when the file can't be made.
-  explicit ExportedCapture(std::string path) : File(std::move(path)) {}
+  explicit ExportedCapture(const std::string& path) : File(path) {}
 
   bool Take(const unsigned char* record, unsigned int length) override;
   /// Writes what the library exports. A failed write is told by Error.
   void Export(const LibraryExport& capture) override;
   /// Without a whole export the file keeps its temporary name.
   bool Finish() override { return Exported && File.Complete(); }
+  void KeepExisting() override { File.KeepExisting(); }
 
   const std::string& Error() const override { return File.Error(); }
   /// Ethernet entries that are not in the file, since they were moved to the swap file.

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstdio>
 #include <cstring>
 #include <nlohmann/json.hpp>
 
@@ -16,7 +15,7 @@ namespace client {
 
 namespace {
 
-constexpr std::string_view Extension = ".mf4";
+const std::string Extension = ".mf4";
 constexpr std::chrono::seconds FlushInterval{10};
 constexpr unsigned long FlushCheck = 4096;  // records between two looks at the clock
 
@@ -42,6 +41,9 @@ const char* NameOf(MdfOmission omission) {
   }
   return "";
 }
+
+std::string Base(const std::string& path) { return path.substr(0, path.size() - Extension.size()); }
+std::string PartBase(const std::string& path) { return Base(path) + ".part"; }
 
 unsigned int LimitInKiB(const MdfOptions& options) {
   return static_cast<unsigned int>(options.Split.value_or(0) / 1024);
@@ -77,14 +79,23 @@ unsigned long ClockZero(unsigned long made, unsigned long now, unsigned long fir
 }
 
 MdfOutput::MdfOutput(const std::string& path, const MdfOptions& options)
-    : Base(path.substr(0, path.size() - Extension.size())),
-      PartBase(Base + ".part"),
+    : Path(path),
       Options(options),
       Made(Now()),
-      File(PartBase, Made, LimitInKiB(options)),
-      CurrentName(File.FileName()) {
-  if (!File.is_open()) throw Failure(fmt::format("Cannot write \"{}\": {}", CurrentName, ErrnoText(errno)));
+      Series({Base(path), Extension}, {PartBase(path), Extension},
+             options.Split ? PartSeries::Length::Several : PartSeries::Length::One),
+      File(PartBase(path), Made, LimitInKiB(options)) {
+  if (!File.is_open() || (Options.Split && !ClaimNext())) {
+    if (Sentence.empty()) Sentence = fmt::format("Cannot write \"{}\": {}", Path, ErrnoText(errno));
+    Series.Discard();
+    throw Failure(Sentence);
+  }
   File.StartTime_Reset(0, true);  // events are on the entries' clock
+}
+
+MdfOutput::~MdfOutput() {
+  Series.DiscardNext();
+  if (!Start && !Finished) Series.Discard();
 }
 
 bool MdfOutput::Take(const unsigned char* record, unsigned int length) {
@@ -97,7 +108,7 @@ bool MdfOutput::Take(const unsigned char* record, unsigned int length) {
     return true;
   }
   if (Buses.emplace(header.ChannelId, header.BusType).second && !File.Bus_Add(header.ChannelId, header.BusType)) {
-    Fail(CurrentName);
+    Fail();
     return false;
   }
   return Insert(record, length);
@@ -112,12 +123,12 @@ void MdfOutput::Begin(unsigned long firstTime) {
 bool MdfOutput::Insert(const unsigned char* record, unsigned int length) {
   Entry.assign(record, record + length);
   errno = 0;
-  if (!File.Data_Insert(*reinterpret_cast<Qor_Trace_Entry_t*>(Entry.data()))) {
-    Fail(CurrentName);
-    return false;
-  }
-  if (++Records % FlushCheck == 0) Pause();
-  if (Options.Split && File.FileName() != CurrentName) NameCurrent();
+  const bool inserted = File.Data_Insert(*reinterpret_cast<Qor_Trace_Entry_t*>(Entry.data()));
+  const int error = errno;
+  if (File.FileName() != Series.Current().PartName()) NextFile();
+  errno = error;
+  if (!inserted && Sentence.empty()) Fail();
+  if (inserted && ++Records % FlushCheck == 0) Pause();
   return Sentence.empty();
 }
 
@@ -125,7 +136,7 @@ void MdfOutput::Pause() {
   const auto now = std::chrono::steady_clock::now();
   if (!Sentence.empty() || Records == FlushedRecords || now - Flushed < FlushInterval) return;
   errno = 0;
-  if (!File.File_FlushData()) Fail(CurrentName);
+  if (!File.File_FlushData()) Fail();
   Flushed = now;
   FlushedRecords = Records;
 }
@@ -134,26 +145,32 @@ bool MdfOutput::Finish() {
   if (!Sentence.empty()) return false;
   errno = 0;
   if (!Start) File.StartTime_Reset(Made, false);  // of an empty recording
-  if (!File.File_Close(Latest)) Fail(CurrentName);
-  if (Sentence.empty()) NameCurrent();
+  if (!File.File_Close(Latest)) Fail();
+  Series.DiscardNext();
+  if (Sentence.empty()) Sentence = Series.CompleteCurrent(Previous);
+  Finished = true;
   return Sentence.empty();
 }
 
-/// Gives the file that was completed its name; what is written next is the next one.
-void MdfOutput::NameCurrent() {
-  const std::string name = Base + CurrentName.substr(PartBase.size());
-  if (std::rename(CurrentName.c_str(), name.c_str()) != 0) {
-    Sentence = fmt::format("Cannot name \"{}\": {}. Its contents are in \"{}\"", name, ErrnoText(errno), CurrentName);
-    return;
-  }
-  Names.push_back(name);
-  CurrentName = File.FileName();
+/// The library has closed a file and goes on with the next.
+void MdfOutput::NextFile() {
+  Sentence = Series.CompleteCurrent(Previous);
+  if (Sentence.empty()) ClaimNext();
 }
 
-void MdfOutput::Fail(const std::string& name) {
+bool MdfOutput::ClaimNext() {
+  try {
+    Series.ClaimNext();
+  } catch (const Failure& failure) {
+    Sentence = failure.what();
+  }
+  return Sentence.empty();
+}
+
+void MdfOutput::Fail() {
   Sentence =
-      fmt::format("Cannot write \"{}{}\": {}. What was in the file before that is in \"{}\", marked as unfinalized",
-                  Base, Extension, errno != 0 ? ErrnoText(errno) : "the file takes no more", name);
+      fmt::format("Cannot write \"{}\": {}. What was in the file before that is in \"{}\", marked as unfinalized", Path,
+                  errno != 0 ? ErrnoText(errno) : "the file takes no more", Series.Current().PartName());
 }
 
 std::string MdfOutput::ShortfallText() const {
@@ -171,7 +188,8 @@ void MdfOutput::AddJson(nlohmann::json& json) const {
   for (std::size_t kind = 0; kind < MdfOmissionCount; ++kind)
     if (Omitted[kind] > 0) omitted[NameOf(static_cast<MdfOmission>(kind))] = Omitted[kind];
   json["records"] = Records;
-  json["files"] = Names;
+  json["files"] = Series.Names();
+  if (const auto older = Series.OlderFiles(); !older.empty()) json["older_files"] = older;
   json["start_time_ns"] = Start ? nlohmann::json(*Start) : nlohmann::json();
 }
 

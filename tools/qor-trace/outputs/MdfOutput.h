@@ -16,6 +16,7 @@
 #include "outputs/OutputFile.h"
 #include "outputs/Outputs.h"
 #include "qor_api_trace.h"
+#include "system/PartSeries.h"
 
 namespace client {
 
@@ -48,43 +49,53 @@ unsigned long ClockZero(unsigned long made, unsigned long now, unsigned long fir
 /// Writes NAME.mf4, or a series NAME.mf4, NAME_1.mf4, ... of limited size. Each file is called NAME.part.mf4 and so on
 /// until it is complete: a readable file that is marked as unfinalized. After a failed write it stays under that name.
 ///
+/// The next file of a series is there from the begin of the one before, empty: the library opens it by its name, at a moment
+/// of its own.
+///
 /// Threads: one. Memory: two data blocks of 2 MiB for each bus and kind of event that comes.
 class MdfOutput : public StreamOutput {
  public:
   /// @param path  ends in .mf4
-  /// Failure:     Failure when the file can't be made.
+  /// Failure:     Failure when the file can't be made, or another process writes it: see PartSeries.
   MdfOutput(const std::string& path, const MdfOptions& options);
+  /// Without an entry nothing stays.
+  ~MdfOutput() override;
+  MdfOutput(const MdfOutput&) = delete;
+  MdfOutput& operator=(const MdfOutput&) = delete;
 
   bool Take(const unsigned char* record, unsigned int length) override;
   /// Brings the file up to date, every ten seconds at the most. A failure shows at the next entry.
   void Pause() override;
   bool Finish() override;
+  void KeepExisting() override { Previous = Existing::Kept; }
 
   const std::string& Error() const override { return Sentence; }
   std::string ShortfallText() const override;
+  std::string RemarkText() const override { return OlderFilesText(Series.OlderFiles()); }
   void AddJson(nlohmann::json& json) const override;
 
  private:
   void Begin(unsigned long firstTime);
   bool Insert(const unsigned char* record, unsigned int length);
-  void NameCurrent();
-  void Fail(const std::string& name);
+  void NextFile();
+  bool ClaimNext();
+  void Fail();
 
-  const std::string Base;      // NAME
-  const std::string PartBase;  // NAME.part
+  const std::string Path;
   const MdfOptions Options;
   const unsigned long Made;  // ns since 1970
+  PartSeries Series;         // before the file that is written to it
   MdfFile File;
-  std::string CurrentName;                                 // of the file that is being written
   std::set<std::pair<unsigned int, unsigned char>> Buses;  // channel and bus of those that the file has
   std::vector<unsigned char> Entry;
   std::optional<unsigned long> Start;  // ns since 1970; from the first entry on
   unsigned long Latest = 0;            // ns, the greatest time so far
   unsigned long Records = 0;
   std::array<unsigned long, MdfOmissionCount> Omitted{};
-  std::vector<std::string> Names;  // of the complete files
   std::chrono::steady_clock::time_point Flushed;
   unsigned long FlushedRecords = 0;
+  Existing Previous = Existing::Replaced;
+  bool Finished = false;
   std::string Sentence;
 };
 

@@ -6,21 +6,24 @@
 #include <functional>
 #include <map>
 #include <nlohmann/json_fwd.hpp>
+#include <optional>
 #include <string>
 
 #include "stream/Entry.h"
+#include "system/PartFile.h"
 
 namespace client {
 
-/// A file that is called NAME.part until it is complete, or standard output.
+/// A file that is called NAME.part until it is complete, or standard output. Its name is claimed as long as this lives, also
+/// when it is complete: the first file of a series is kept until the last one is.
 ///
 /// Threads: one.
 class OutputFile {
  public:
   /// @param path  of the file; empty: standard output
-  /// Failure:     Failure when the file can't be made.
-  explicit OutputFile(std::string path);
-  /// Closes the file; without Complete it stays as NAME.part.
+  /// Failure:     Failure when the file can't be made, or another process writes it: see PartFile.
+  explicit OutputFile(const std::string& path);
+  /// Closes the file. Without Complete it stays as NAME.part, if anything was written.
   ~OutputFile();
   OutputFile(const OutputFile&) = delete;
   OutputFile& operator=(const OutputFile&) = delete;
@@ -37,6 +40,11 @@ class OutputFile {
 
   /// Gives a file its name. False if that fails, or something did before.
   bool Complete();
+  /// A file that exists is kept; this one then stays as NAME.part, and Complete fails.
+  void KeepExisting() { Previous = Existing::Kept; }
+
+  /// Takes the part file away in the end: what was written is no more than a header.
+  void Discard() { Worth = false; }
 
   bool Usable() const { return !Gone && Sentence.empty(); }
   bool ReaderGone() const { return Gone; }
@@ -45,11 +53,11 @@ class OutputFile {
   const std::string& Path() const { return Name; }
 
  private:
-  void FailToComplete(const char* what, int error);
-
   const std::string Name;
-  const std::string PartName;
-  int File = -1;
+  std::optional<PartFile> Part;  // none: standard output
+  const int File;
+  Existing Previous = Existing::Replaced;
+  bool Worth = false;  // there is something in the part file
   bool Gone = false;
   std::string Sentence;
 };
@@ -69,12 +77,17 @@ class StreamOutput : public EntrySink {
   /// Has the library write what only it can write; before Finish.
   /// Failure: Failure when that fails.
   virtual void Export(const LibraryExport& /*capture*/) {}
+  /// From now on, a file that exists under the output's name is kept, since the entries don't come to their end; before
+  /// Finish, which then fails.
+  virtual void KeepExisting() {}
   /// Writes what is left and gives the file its name. False if that or an earlier write failed.
   virtual bool Finish() = 0;
   /// The sentence that says what failed; empty if nothing did.
   virtual const std::string& Error() const = 0;
   /// What the output can't hold, to go on behind "NOT IN IT"; empty if it holds all that was asked for.
   virtual std::string ShortfallText() const { return ""; }
+  /// What else a person should know, as a sentence; after Finish. Empty: nothing.
+  virtual std::string RemarkText() const { return ""; }
   /// Adds that, and what else there is to know about the output.
   virtual void AddJson(nlohmann::json& /*json*/) const {}
 };

@@ -10,6 +10,7 @@
 #include "outputs/CaptureFile.h"
 #include "outputs/MdfOutput.h"
 #include "system/Failure.h"
+#include "system/Printable.h"
 #include "system/Terminal.h"
 #include "system/Units.h"
 
@@ -32,7 +33,7 @@ std::unique_ptr<StreamOutput> MakeWriter(const Output& output, const OutputPlan&
   return nullptr;
 }
 
-std::string NameOf(const Output& output) { return output.Path.empty() ? "standard output" : output.Path; }
+std::string NameOf(const Output& output) { return output.Path.empty() ? "standard output" : Printable(output.Path); }
 
 }  // namespace
 
@@ -88,6 +89,10 @@ void OutputSet::Complete(Member& member, const LostItems& lost, const LibraryExp
   NoteError(member.Writer->Error());
 }
 
+void OutputSet::KeepExisting() {
+  for (Member& member : Members) member.Writer->KeepExisting();
+}
+
 void OutputSet::NoteError(const std::string& sentence) {
   if (sentence.empty()) return;
   SayError(sentence);
@@ -100,6 +105,13 @@ std::string OutputSet::ShortfallText() const {
     const std::string shortfall = member.Writer->ShortfallText();
     if (!shortfall.empty()) text += fmt::format("{}: NOT IN IT{}\n", NameOf(member.Planned), shortfall);
   }
+  return text;
+}
+
+std::string OutputSet::RemarkText() const {
+  std::string text;
+  for (const Member& member : Members)
+    if (const std::string remark = member.Writer->RemarkText(); !remark.empty()) text += Printable(remark) + "\n";
   return text;
 }
 

@@ -23,6 +23,8 @@ class OutputSet : public EntrySink {
   bool Take(const unsigned char* record, unsigned int length) override;
   void Pause() override;
 
+  /// From now on, files that exist under the outputs' names are kept: see StreamOutput.
+  void KeepExisting();
   /// Completes the outputs that have not ended, each whatever becomes of the others; says and notes what fails.
   /// @param lost     items that each channel lost before they came into the trace
   /// @param capture  writes the library's own capture; none where there is no recording
@@ -34,6 +36,8 @@ class OutputSet : public EntrySink {
 
   /// Lines that say what outputs can't hold; empty if they hold all that was asked for.
   std::string ShortfallText() const;
+  /// Lines with what else a person should know about outputs; mostly empty.
+  std::string RemarkText() const;
   /// An object an output, in their order.
   nlohmann::json Json() const;
   /// "; written: a.asc, standard output": the complete ones. Empty without any.

@@ -1,12 +1,8 @@
 #include "recording/Session.h"
 
 #include <fmt/format.h>
-#include <unistd.h>
 
-#include <cerrno>
-#include <cstdlib>
 #include <cstring>
-#include <filesystem>
 #include <utility>
 
 #include "recording/Reports.h"
@@ -33,34 +29,6 @@ Qor_Sim_Status_t Port::Status() const {
   Qor_Sim_Status_t status{};
   if (Qor_Sim_GetStatus(PortHandle, &status) != 0) status.Finished = 1;  // nothing will come from there
   return status;
-}
-
-SwapFolder::SwapFolder(const std::string& parent) {
-  std::error_code error;
-  Before = std::filesystem::current_path(error).string();
-  Folder = (std::filesystem::path(parent) / ".qor-trace-swap-XXXXXX").string();
-  if (mkdtemp(Folder.data()) == nullptr)
-    throw Failure(fmt::format("Cannot make a folder for the swap file in \"{}\": {}", parent, ErrnoText(errno)));
-  if (chdir(Folder.c_str()) == 0) return;
-  const int reason = errno;
-  rmdir(Folder.c_str());
-  throw Failure(fmt::format("Cannot enter \"{}\": {}", Folder, ErrnoText(reason)));
-}
-
-SwapFolder::~SwapFolder() {
-  std::error_code ignored;
-  std::filesystem::current_path(Before, ignored);
-  std::filesystem::remove_all(Folder, ignored);
-}
-
-void LeaveAtOnce(const SwapFolder& folder, Signals& signals) {
-  const auto wish = [path = folder.Path()] {
-    if (rmdir(path.c_str()) == 0) return;
-    Say(fmt::format(
-        "qor-trace: Ended at once. What was written is in .part files; entries that are not may be in \"{}\".", path));
-  };
-  signals.SetLastWish(wish);
-  Reports::SetLastWish(wish);
 }
 
 Monitor::Monitor() {

@@ -8,6 +8,7 @@
 
 #include "qor_sim.h"
 #include "recording/Sources.h"
+#include "recording/SwapFolder.h"
 #include "stream/Entry.h"
 #include "system/Signals.h"
 
@@ -28,27 +29,6 @@ class Port {
  private:
   unsigned int PortHandle = 0;
 };
-
-/// A folder of its own for the swap file, which the monitor puts into the working directory: made, entered, and in the
-/// end left and removed with everything in it.
-class SwapFolder {
- public:
-  /// @param parent  existing folder
-  explicit SwapFolder(const std::string& parent);
-  ~SwapFolder();
-  SwapFolder(const SwapFolder&) = delete;
-  SwapFolder& operator=(const SwapFolder&) = delete;
-
-  const std::string& Path() const { return Folder; }
-
- private:
-  std::string Folder;
-  std::string Before;  // the working directory until then
-};
-
-/// When a later signal or an error on a library thread ends the process, the folder stays, and is named, if entries were
-/// swapped: they may be nowhere else.
-void LeaveAtOnce(const SwapFolder& folder, Signals& signals);
 
 /// A monitor. Failures of its calls are thrown with what the library reported about them.
 class Monitor {

@@ -5,8 +5,10 @@
 
 #include <cerrno>
 #include <cstring>
+#include <nlohmann/json.hpp>
 
 #include "system/Failure.h"
+#include "system/Printable.h"
 
 namespace client {
 
@@ -37,11 +39,15 @@ bool Print(std::string_view text) {
   return true;
 }
 
-void Say(std::string_view line) { WriteAll(STDERR_FILENO, fmt::format("{}\n", line)); }
+void PrintJson(const nlohmann::json& json) {
+  Print(json.dump(2, ' ', true, nlohmann::json::error_handler_t::replace) + "\n");
+}
+
+void Say(std::string_view line) { WriteAll(STDERR_FILENO, Printable(line, "\n") + "\n"); }
 
 void SayError(std::string_view sentence) {
   const bool closed = sentence.ends_with('.') || sentence.ends_with('?');
-  Say(fmt::format("qor-trace: {}{}", sentence, closed ? "" : "."));
+  Say(fmt::format("qor-trace: {}{}", Printable(sentence), closed ? "" : "."));
 }
 
 bool LiveLine::IsDue() const { return Shown && std::chrono::steady_clock::now() >= Next; }

@@ -3,6 +3,7 @@
 #define QOR_TRACE_TERMINAL_H
 
 #include <chrono>
+#include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <string_view>
 
@@ -17,7 +18,11 @@ bool StandardErrorIsTerminal();
 /// Failure: Failure when it can't be written for another reason.
 bool Print(std::string_view text);
 
-/// Writes a line to standard error. What can't be written there is let go.
+/// Prints JSON in ASCII alone, so that no text in it steers a terminal; bytes in it that are no UTF-8 are replaced.
+/// Failure: as Print.
+void PrintJson(const nlohmann::json& json);
+
+/// Writes a line, or several, to standard error, control characters in them shown. What can't be written there is let go.
 void Say(std::string_view line);
 
 /// Says a sentence as an error of this program; its closing full stop may be left out.

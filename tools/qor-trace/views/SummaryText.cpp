@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
+#include "system/Printable.h"
 #include "system/Units.h"
 
 namespace client {
@@ -120,7 +121,8 @@ void AddTimes(nlohmann::json& json, const TimeSpan& span, bool any) {
 }  // namespace
 
 std::string ChannelText(unsigned int number, const ChannelSummary& channel, unsigned long span) {
-  std::string text = fmt::format("channel {}{}{}", number, channel.Source.empty() ? "" : ": ", channel.Source);
+  std::string text =
+      fmt::format("channel {}{}{}", number, channel.Source.empty() ? "" : ": ", Printable(channel.Source));
   if (channel.BusType)
     text += fmt::format(" ({})\n  {}{}, {}\n", BusName(*channel.BusType), CountsText(*channel.BusType, channel.Counted),
                         LoadText(*channel.BusType, channel.Load, span), SpanText(channel.Times));

@@ -1,0 +1,132 @@
+// Each call on files fails in its turn, under every output: a file that was there is kept or replaced by a whole one, and
+// whatever else happens is told.
+#include <gtest/gtest.h>
+
+#include <filesystem>
+#include <functional>
+#include <iterator>
+#include <memory>
+
+#include "outputs/BinFile.h"
+#include "outputs/CaptureFile.h"
+#include "outputs/MdfOutput.h"
+#include "support/FailingFiles.h"
+#include "support/TemporaryDirectory.h"
+#include "system/Failure.h"
+#include "tools/ClientEntries.h"
+
+namespace client {
+namespace {
+
+namespace fs = std::filesystem;
+using test::FailingFiles;
+
+constexpr int kRecords = 200;
+
+struct OutputCase {
+  const char* Name;
+  const char* Part;
+  std::function<std::unique_ptr<StreamOutput>(const std::string&)> Make;
+};
+
+const OutputCase kOutputs[] = {
+    {"x.bin", "x.bin.part", [](const std::string& path) { return std::make_unique<BinWriter>(path); }},
+    {"x.pcapng", "x.pcapng.part",
+     [](const std::string& path) { return std::make_unique<CaptureWriter>(path, PcapngOptions{}); }},
+    {"x.mf4", "x.part.mf4", [](const std::string& path) { return std::make_unique<MdfOutput>(path, MdfOptions{}); }},
+};
+
+std::ptrdiff_t OpenFiles() { return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator()); }
+
+/// What a run said. An empty sentence with Done false would be silence.
+struct Outcome {
+  bool Done = false;
+  std::string Sentence;
+};
+
+Outcome Record(const OutputCase& output, bool keepExisting) {
+  try {
+    const auto writer = output.Make(fs::current_path() / output.Name);
+    for (int index = 0; index < kRecords; ++index) {
+      Put(*writer, RecordOf(test::CanItem().At(static_cast<unsigned long>(index) * 1000).Data({1, 2, 3})));
+      if (index == kRecords / 2) writer->Pause();
+    }
+    if (keepExisting) writer->KeepExisting();
+    const bool done = writer->Finish();
+    return {done, writer->Error()};
+  } catch (const Failure& failure) {
+    return {false, failure.what()};
+  }
+}
+
+class OutputsWithFailingFiles
+    : public testing::TestWithParam<std::tuple<std::size_t, FailingFiles::How, FailingFiles::Duration>> {
+ protected:
+  test::TemporaryDirectory Directory;
+};
+
+INSTANTIATE_TEST_SUITE_P(AllCalls, OutputsWithFailingFiles,
+                         testing::Combine(testing::Range(std::size_t{0}, std::size(kOutputs)),
+                                          testing::Values(FailingFiles::Refused),
+                                          testing::Values(FailingFiles::Once, FailingFiles::FromThenOn)));
+// Writes of the .mf4 file that are done by half are tested with MdfFile.
+INSTANTIATE_TEST_SUITE_P(AllCallsByHalf, OutputsWithFailingFiles,
+                         testing::Combine(testing::Range(std::size_t{0}, std::size_t{2}),
+                                          testing::Values(FailingFiles::Short),
+                                          testing::Values(FailingFiles::Once, FailingFiles::FromThenOn)));
+
+TEST_P(OutputsWithFailingFiles, ExistingFileIsKeptOrReplacedByAWholeOne) {
+  const auto [index, how, duration] = GetParam();
+  const OutputCase& output = kOutputs[index];
+  ASSERT_TRUE(Record(output, false).Done);
+  const auto whole = fs::file_size(output.Name);
+  const auto open = OpenFiles();
+  unsigned long number = 1;
+  for (bool failed = true; failed; ++number) {
+    SCOPED_TRACE(number);
+    fs::remove(output.Part);
+    test::WriteFile(output.Name, {1, 2, 3});
+    Outcome outcome;
+    {
+      const FailingFiles failing(number, how, duration);
+      outcome = Record(output, false);
+      failed = failing.HasFailed();
+      SCOPED_TRACE(failing.What());
+      if (!failed || (how == FailingFiles::Short && duration == FailingFiles::Once)) {
+        EXPECT_TRUE(outcome.Done) << outcome.Sentence;
+      }
+      const std::string what = how == FailingFiles::Refused ? failing.What() : "";
+      if (what == "write" || what == "fsync" || what == "rename") {
+        EXPECT_FALSE(outcome.Done);
+      }
+    }
+    EXPECT_EQ(outcome.Done, outcome.Sentence.empty()) << outcome.Sentence;
+    EXPECT_EQ(fs::file_size(output.Name), outcome.Done ? whole : 3) << outcome.Sentence;
+    EXPECT_FALSE(outcome.Done && fs::exists(output.Part));
+    EXPECT_EQ(OpenFiles(), open);
+  }
+  EXPECT_GT(number, 6u);
+  RecordProperty("runs", std::to_string(number - 1));
+}
+
+TEST(OutputWithFailingFiles, ExistingFileIsKeptIfThatIsWanted) {
+  const test::TemporaryDirectory directory;
+  for (const OutputCase& output : {kOutputs[0], kOutputs[1]}) {
+    SCOPED_TRACE(output.Name);
+    unsigned long number = 1;
+    for (bool failed = true; failed; ++number) {
+      SCOPED_TRACE(number);
+      fs::remove(output.Part);
+      test::WriteFile(output.Name, {1, 2, 3});
+      const FailingFiles failing(number, FailingFiles::Refused, FailingFiles::Once);
+      const Outcome outcome = Record(output, true);
+      failed = failing.HasFailed();
+      EXPECT_FALSE(outcome.Done);
+      EXPECT_NE(outcome.Sentence, "");
+      EXPECT_EQ(fs::file_size(output.Name), 3u);
+    }
+  }
+}
+
+}  // namespace
+}  // namespace client

@@ -1,0 +1,31 @@
+// Locks by which processes see each other's files. The operating system drops them when their process ends, however it
+// ends.
+#ifndef QOR_TRACE_FILELOCK_H
+#define QOR_TRACE_FILELOCK_H
+
+#include <string>
+
+namespace client {
+
+enum class LockState {
+  Taken,    // by this call, until the descriptor and its copies are closed
+  Held,     // by somebody else
+  Unknown,  // the file system has no locks
+};
+
+/// Tries to lock an open file or folder; a file must be open for writing.
+LockState TryLock(int file);
+
+/// Locks an open file that others only look at for a moment, waiting for them. A file system without locks is no
+/// failure: the file then looks left behind to others, as it does when its process is gone.
+void LockWithName(int file);
+
+/// Is an open file locked by anyone else? Takes nothing.
+bool IsLocked(int file);
+
+/// Who holds the lock that LockWithName took: "process 1234", or "another process" where the system doesn't tell.
+std::string HolderOf(int file);
+
+}  // namespace client
+
+#endif  // QOR_TRACE_FILELOCK_H

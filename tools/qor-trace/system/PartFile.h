@@ -1,0 +1,56 @@
+// A file on its way: locked, and called NAME.part, until it is complete.
+#ifndef QOR_TRACE_PARTFILE_H
+#define QOR_TRACE_PARTFILE_H
+
+#include <string>
+
+#include "system/Descriptor.h"
+
+namespace client {
+
+/// What a complete file does with one that has its name already. Only a whole file takes another one's place.
+enum class Existing { Replaced, Kept };
+
+/// A name that is claimed: nobody else writes a file of this name as long as this lives, and what is written goes to a
+/// part file until it is complete.
+///
+/// A claim is the part file itself, made anew, without following links; its lock tells a living claim from one that was
+/// left behind by a crash. The lock stays with the file when it gets its name.
+///
+/// Threads: one.
+class PartFile {
+ public:
+  /// @param name      of the complete file
+  /// @param partName  until then, in the same folder
+  /// Failure: Failure when another process writes a file of that name, a part file is there already (it is left alone), or
+  ///          the part file can't be made.
+  PartFile(std::string name, std::string partName);
+  explicit PartFile(const std::string& name) : PartFile(name, name + ".part") {}
+  /// A file that isn't complete stays under its part name.
+  ~PartFile() = default;
+  PartFile(PartFile&&) = default;
+  PartFile& operator=(PartFile&&) = default;
+
+  /// The part file's descriptor, open for writing; another one of the same file may write it instead.
+  int File() const { return Part.Get(); }
+  const std::string& Name() const { return CompleteName; }
+  const std::string& PartName() const { return TemporaryName; }
+
+  /// Puts the file on the disk and gives it its name. The claim stays.
+  /// @return empty, or the sentence that says why the file keeps its part name
+  std::string Complete(Existing existing = Existing::Replaced);
+
+  /// Removes the part file, for one that holds nothing worth keeping. The claim goes with it.
+  void Discard();
+
+ private:
+  std::string WhyNot(const char* action, int error) const;
+
+  std::string CompleteName;
+  std::string TemporaryName;
+  Descriptor Part;
+};
+
+}  // namespace client
+
+#endif  // QOR_TRACE_PARTFILE_H

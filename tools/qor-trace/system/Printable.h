@@ -1,0 +1,18 @@
+// Text from elsewhere, made fit for a terminal.
+#ifndef QOR_TRACE_PRINTABLE_H
+#define QOR_TRACE_PRINTABLE_H
+
+#include <string>
+#include <string_view>
+
+namespace client {
+
+/// Shows what would steer a terminal instead of sending it: "\x1b[31m", "\n". Control characters, those of Unicode that
+/// change the direction or the line, and bytes that are not UTF-8 are written as escapes; all else stays.
+///
+/// @param kept  control characters that are meant
+std::string Printable(std::string_view text, std::string_view kept = "");
+
+}  // namespace client
+
+#endif  // QOR_TRACE_PRINTABLE_H
