@@ -88,7 +88,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     CheckReplay(Expected(*frames), *source);
   } catch (const qor_sim::Error& error) {
     Require(!frames || frames->empty(), "a file of good lines is replayed");
-    Require(error.Code() == QOR_SIM_ERROR_SOURCE && *error.what() != 0, "a refusal says why");
+    Require(error.Code() == QOR_SIM_ERROR_FILE && *error.what() != 0, "a refusal says why");
   }
   return 0;
 }
