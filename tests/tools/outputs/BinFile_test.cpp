@@ -4,11 +4,9 @@
 #include <sys/resource.h>
 
 #include <csignal>
-#include <cstring>
 #include <filesystem>
-#include <fstream>
-#include <iterator>
 
+#include "inputs/BinReader.h"
 #include "support/TemporaryDirectory.h"
 #include "system/Failure.h"
 #include "tools/ClientEntries.h"
@@ -20,8 +18,6 @@ namespace fs = std::filesystem;
 
 class BinFileTest : public testing::Test {
  protected:
-  void Write(const Bytes& bytes) const { test::WriteFile(Path, bytes); }
-
   test::TemporaryDirectory Directory;
   fs::path Folder = fs::current_path();
   std::string Path = (Folder / "x.bin").string();
@@ -118,56 +114,6 @@ TEST_F(BinFileTest, FullDiskLeavesWholeRecordsAndSaysSo) {
   Collector collector;
   EXPECT_EQ(ReadBin(Path + ".part", collector), 42553u);
   EXPECT_EQ(collector.Records.back(), record);
-}
-
-TEST_F(BinFileTest, RecordsAreReadBackAsTheyWereWritten) {
-  std::vector<Bytes> records;
-  while (records.size() < 40000) {
-    const auto more = OddRecords();
-    records.insert(records.end(), more.begin(), more.end());
-  }
-  Write(Joined(records));
-  Collector collector;
-  EXPECT_EQ(ReadBin(Path, collector), records.size());
-  EXPECT_EQ(collector.Records, records);
-}
-
-TEST_F(BinFileTest, EmptyFileHasNoRecords) {
-  Write({});
-  Collector collector;
-  EXPECT_EQ(ReadBin(Path, collector), 0u);
-}
-
-TEST_F(BinFileTest, ReadingEndsWhenTheSinkHasEnough) {
-  Write(Joined(OddRecords()));
-  Collector collector;
-  collector.Limit = 3;
-  EXPECT_EQ(ReadBin(Path, collector), 3u);
-}
-
-TEST_F(BinFileTest, FileThatIsNotMadeOfWholeRecordsIsAFailure) {
-  const Bytes good = RecordOf(test::CanItem().Data({1, 2, 3}));
-  for (const std::size_t kept : {1u, 4u, 27u, 28u, 46u}) {
-    SCOPED_TRACE(kept);
-    Write(Joined({good, Bytes(good.begin(), good.begin() + static_cast<std::ptrdiff_t>(kept))}));
-    Collector collector;
-    EXPECT_THROW(ReadBin(Path, collector), Failure);
-    EXPECT_EQ(collector.Records.size(), 1u);
-  }
-  for (const unsigned int length : {0u, 27u, 65564u, 0xFFFFFFFFu}) {
-    SCOPED_TRACE(length);
-    Bytes odd = good;
-    std::memcpy(odd.data(), &length, 4);
-    Write(Joined({good, odd}));
-    Collector collector;
-    EXPECT_THROW(ReadBin(Path, collector), Failure);
-    EXPECT_EQ(collector.Records.size(), 1u);
-  }
-}
-
-TEST_F(BinFileTest, MissingFileIsAFailure) {
-  Collector collector;
-  EXPECT_THROW(ReadBin((Folder / "missing.bin").string(), collector), Failure);
 }
 
 }  // namespace

@@ -12,7 +12,7 @@
 #include "commands/Commands.h"
 #include "commands/Conclusion.h"
 #include "commands/OutputArguments.h"
-#include "outputs/BinFile.h"
+#include "inputs/BinReader.h"
 #include "outputs/MdfOutput.h"
 #include "system/Failure.h"
 #include "system/Units.h"
