@@ -93,13 +93,21 @@ TEST(Reorder, AnyOrderWithinASecondComesOutSortedAndWhole) {
 TEST(Reorder, HoldsNoMoreThanItsLimit) {
   Sink sink;
   const Bytes record = EntryAt(0);
-  Reorder order(sink, 10 * record.size());
+  Reorder order(sink, Reorder::UsualWindow, 10 * record.size());
   for (unsigned long time = 0; time < 100; ++time) Put(order, EntryAt(time));
   EXPECT_EQ(sink.Records.size(), 90u);
   Put(order, EntryAt(50));
   EXPECT_EQ(order.Late().at(1).Count, 1u);
   order.Finish();
   EXPECT_EQ(sink.Records.size(), 101u);
+}
+
+TEST(Reorder, WithoutAWindowNothingIsHeldAndLateEntriesAreCounted) {
+  Sink sink;
+  Reorder order(sink, 0);
+  for (const unsigned long time : {1ul, 3ul, 2ul, 3ul}) Put(order, EntryAt(time));
+  EXPECT_EQ(sink.Times(), (Times{1, 3, 2, 3}));
+  EXPECT_EQ(order.Late().at(1).Count, 1u);
 }
 
 TEST(Reorder, EntryFarInTheFutureDoesNotHoldUpTheOthers) {
@@ -116,7 +124,7 @@ TEST(Reorder, EntryFarInTheFutureDoesNotHoldUpTheOthers) {
 TEST(Reorder, SilenceOfASecondHandsEverythingOver) {
   Sink sink;
   std::chrono::steady_clock::time_point now;
-  Reorder order(sink, Reorder::UsualLimit, [&] { return now; });
+  Reorder order(sink, Reorder::UsualWindow, Reorder::UsualLimit, [&] { return now; });
   Put(order, EntryAt(1));
   order.Pause();
   now += std::chrono::milliseconds(999);

@@ -35,6 +35,16 @@ Qor_Sim_Status_t Port::Status() const {
   return status;
 }
 
+UnreadLines Port::Unread() const {
+  constexpr unsigned int told = 10;
+  UnreadLines lines;
+  lines.Count = Qor_Sim_SkippedLineCount(PortHandle);
+  Qor_Sim_SkippedLine_t line{};
+  for (unsigned int index = 0; index < told && Qor_Sim_GetSkippedLine(PortHandle, index, &line) == 0; ++index)
+    lines.First.push_back({line.Number, line.Reason});
+  return lines;
+}
+
 SwapFolder::SwapFolder(const std::string& parent) {
   std::error_code error;
   Before = std::filesystem::current_path(error).string();

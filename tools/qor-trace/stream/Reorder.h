@@ -23,7 +23,7 @@ struct LateEntries {
   unsigned long Last = 0;
 };
 
-/// Holds entries back until nothing within `Window` of the newest one can come before them, then hands them to the next
+/// Holds entries back until nothing within a window of the newest one can come before them, then hands them to the next
 /// sink in the order of their times; those of the same time in the order in which they came. An entry that is older
 /// than one already handed over is passed on at once, out of order, and counted.
 ///
@@ -35,13 +35,16 @@ class Reorder : public EntrySink {
  public:
   using Clock = std::function<std::chrono::steady_clock::time_point()>;
 
-  static constexpr unsigned long Window = 1000000000;       // ns of trace time
+  static constexpr unsigned long UsualWindow = 1000000000;  // ns of trace time
   static constexpr std::size_t UsualLimit = 64u << 20;      // bytes
   static constexpr std::chrono::seconds LongestSilence{1};  // until a pause hands everything over
 
-  /// @param next  outlives this
-  explicit Reorder(EntrySink& next, std::size_t limit = UsualLimit, Clock now = std::chrono::steady_clock::now)
-      : Next(next), Limit(limit), Now(std::move(now)) {}
+  /// @param next    outlives this
+  /// @param window  ns of trace time; 0 hands everything over at once, and only counts
+  /// @param limit   bytes of entries held
+  explicit Reorder(EntrySink& next, unsigned long window = UsualWindow, std::size_t limit = UsualLimit,
+                   Clock now = std::chrono::steady_clock::now)
+      : Next(next), Window(window), Limit(limit), Now(std::move(now)) {}
 
   /// False once the next sink has declined an entry, which ends the stream. What is held goes on with Finish all the same:
   /// some of several outputs may still take it.
@@ -80,6 +83,7 @@ class Reorder : public EntrySink {
   bool PassLate(const EntryHeader& header, const unsigned char* record, unsigned int length);
 
   EntrySink& Next;
+  const unsigned long Window;
   const std::size_t Limit;
   const Clock Now;
   std::deque<Held> InOrder;                                                     // oldest first; nearly all of them

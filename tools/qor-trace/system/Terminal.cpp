@@ -74,7 +74,11 @@ LiveLine::LiveLine(bool elsewhere)
             : elsewhere               ? Kind::Appended
                                       : Kind::None),
       Next(std::chrono::steady_clock::now()) {
-  if (Shown == Kind::Appended) Next += AppendingInterval;
+  // What is over in no time needs no progress.
+  if (Shown == Kind::Appended)
+    Next += AppendingInterval;
+  else
+    Next += OverwritingInterval;
 }
 
 bool LiveLine::IsDue() const { return Shown != Kind::None && std::chrono::steady_clock::now() >= Next; }

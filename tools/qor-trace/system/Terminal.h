@@ -34,7 +34,7 @@ void Say(std::string_view line);
 void SayError(std::string_view sentence);
 
 /// How far a command has come: on a terminal a line that is overwritten five times a second, cut to its width; elsewhere
-/// nothing, or a line every three seconds for those who asked for it. Nothing is said of the first seconds there.
+/// nothing, or a line every three seconds for those who asked for it. Nothing is said before the first interval is over.
 class LiveLine {
  public:
   /// @param elsewhere  also without a terminal
