@@ -11,8 +11,10 @@
 namespace qor_sim {
 namespace {
 
-void ReadFrames(std::istream& text, const std::string& file, const std::function<void(const CandumpFrame&)>& visit) {
-  ReadLines(text, file, [&](std::string_view line) { visit(ParseCandumpLine(line)); });
+void ReadFrames(std::istream& text, const std::string& file, const std::function<void(const CandumpFrame&)>& visit,
+                SkippedLines* skipped) {
+  ReadLines(
+      text, file, [&](std::string_view line) { visit(ParseCandumpLine(line)); }, skipped);
 }
 
 CanItem WithDirection(const CandumpFrame& frame, Direction fallback) {
@@ -26,7 +28,7 @@ CanItem WithDirection(const CandumpFrame& frame, Direction fallback) {
 std::string ChooseInterface(const Recording& recording, const std::string& file,
                             const std::optional<std::string>& wanted) {
   const auto interfaces = recording.Parts();
-  if (interfaces.empty()) throw NoFrames(file);
+  if (interfaces.empty()) throw NoFrames(file, recording.Skipped);
   if (!wanted && interfaces.size() > 1) {
     throw SourceError("Cannot replay " + file + " without the option interface: it holds " + Joined(interfaces) + ".");
   }
@@ -40,23 +42,26 @@ std::string ChooseInterface(const Recording& recording, const std::string& file,
 std::unique_ptr<ItemSource> Replay(std::istream& text, const std::string& file, const CandumpSettings& settings) {
   Recording recording(kCanTimeOffset, settings.Interface);
   std::vector<unsigned char> bytes;
-  ReadFrames(text, file, [&](const CandumpFrame& frame) {
+  const auto add = [&](const CandumpFrame& frame) {
     EncodeCanItem(WithDirection(frame, settings.Fallback), bytes);
     recording.Add(frame.Interface, frame.Item.Timestamp, bytes);
-  });
+  };
+  ReadFrames(text, file, add, settings.Bad == BadLines::Skip ? &recording.Skipped : nullptr);
   const std::string interface = ChooseInterface(recording, file, settings.Interface);
   return std::move(recording).Replay(interface, settings.Origin);
 }
 
 }  // namespace
 
-std::vector<std::string> CandumpInterfaces(const std::string& path) {
+std::vector<std::string> CandumpInterfaces(const std::string& path, BadLines bad) {
   std::set<std::string, std::less<>> names;
   std::ifstream file = OpenRecording(path);
-  ReadFrames(file, path, [&](const CandumpFrame& frame) {
+  SkippedLines skipped;
+  const auto add = [&](const CandumpFrame& frame) {
     if (names.find(frame.Interface) == names.end()) names.emplace(frame.Interface);
-  });
-  if (names.empty()) throw NoFrames(path);
+  };
+  ReadFrames(file, path, add, bad == BadLines::Skip ? &skipped : nullptr);
+  if (names.empty()) throw NoFrames(path, skipped);
   return {names.begin(), names.end()};
 }
 

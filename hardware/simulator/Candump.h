@@ -23,18 +23,19 @@ struct CandumpFrame {
 CandumpFrame ParseCandumpLine(std::string_view line);
 
 /// The interfaces of a file, in order of their names.
-/// Failure: Error QOR_SIM_ERROR_SOURCE that names the file and, for an unreadable line, its number; a file without frames.
-std::vector<std::string> CandumpInterfaces(const std::string& path);
+/// Failure: Error QOR_SIM_ERROR_FILE that names the file and, for an unreadable line, its number; a file without frames.
+std::vector<std::string> CandumpInterfaces(const std::string& path, BadLines bad = BadLines::Refuse);
 
 struct CandumpSettings {
   std::optional<std::string> Interface;  // none: the only one of the file
   TimeOrigin Origin = TimeOrigin::File;
   Direction Fallback = Direction::Received;  // of lines without their own
+  BadLines Bad = BadLines::Refuse;
 };
 
 /// The frames of one interface, in order of their times; those of the same time in the order of their lines. The source
 /// begins with the earliest frame of the file, whichever its interface. The file is read whole, here.
-/// Failure: as CandumpInterfaces; no such interface, or several and none was named.
+/// Failure: as CandumpInterfaces; Error QOR_SIM_ERROR_SOURCE: no such interface, or several and none was named.
 std::unique_ptr<ItemSource> MakeCandumpSource(const std::string& path, const CandumpSettings& settings);
 
 /// The same for a text in memory; `file` is what errors call it.

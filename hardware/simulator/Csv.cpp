@@ -31,8 +31,9 @@ bool Fits(const CsvPart& part, const CsvChoice& choice) {
   return !choice.LinChannel || part == CsvPart{CsvBus::Lin, *choice.LinChannel};
 }
 
-std::vector<CsvPart> Fitting(const std::set<CsvPart>& parts, const CsvChoice& choice, const std::string& file) {
-  if (parts.empty()) throw NoFrames(file);
+std::vector<CsvPart> Fitting(const std::set<CsvPart>& parts, const CsvChoice& choice, const std::string& file,
+                             const SkippedLines& skipped) {
+  if (parts.empty()) throw NoFrames(file, skipped);
   std::vector<CsvPart> fitting;
   std::copy_if(parts.begin(), parts.end(), std::back_inserter(fitting), [&](auto& part) { return Fits(part, choice); });
   if (!fitting.empty()) return fitting;
@@ -40,10 +41,10 @@ std::vector<CsvPart> Fitting(const std::set<CsvPart>& parts, const CsvChoice& ch
 }
 
 void ReadItems(std::istream& text, const std::string& file, const CsvDefaults& defaults,
-               const std::function<void(const CsvItem&)>& visit) {
+               const std::function<void(const CsvItem&)>& visit, SkippedLines* skipped) {
   bool header = false;
   CsvItem item;
-  ReadLines(text, file, [&](std::string_view line) {
+  const auto read = [&](std::string_view line) {
     if (header) {
       ParseCsvLine(line, defaults, item);
       visit(item);
@@ -51,19 +52,21 @@ void ReadItems(std::istream& text, const std::string& file, const CsvDefaults& d
       throw SourceError("the first line is not " + std::string(kCsvHeader));
     }
     header = true;
-  });
+  };
+  ReadLines(text, file, read, skipped);
 }
 
 CsvSource Replay(std::istream& text, const std::string& file, const CsvSettings& settings) {
   const auto channel = settings.Choice.LinChannel;
   Recording recording(kLinTimeOffset, channel ? std::optional(NameOf({CsvBus::Lin, *channel})) : std::nullopt);
   std::set<CsvPart> parts;
-  ReadItems(text, file, settings.Defaults, [&](const CsvItem& item) {
+  const auto add = [&](const CsvItem& item) {
     const CsvPart part{item.Bus, item.Channel};
     parts.insert(part);
     recording.Add(NameOf(part), item.Time, item.Bytes);
-  });
-  const auto fitting = Fitting(parts, settings.Choice, file);
+  };
+  ReadItems(text, file, settings.Defaults, add, settings.Bad == BadLines::Skip ? &recording.Skipped : nullptr);
+  const auto fitting = Fitting(parts, settings.Choice, file, recording.Skipped);
   if (fitting.size() > 1) {
     throw SourceError("Cannot replay " + file + " without the option " +
                       (fitting.front().Bus == fitting.back().Bus ? "channel" : "bus") + ": it holds " + NamesOf(parts) +
@@ -74,12 +77,14 @@ CsvSource Replay(std::istream& text, const std::string& file, const CsvSettings&
 
 }  // namespace
 
-CsvContents ListCsv(const std::string& path, const CsvChoice& choice) {
+CsvContents ListCsv(const std::string& path, const CsvChoice& choice, BadLines bad) {
   std::ifstream file = OpenRecording(path);
   std::set<CsvPart> parts;
-  ReadItems(file, path, {}, [&](const CsvItem& item) { parts.insert({item.Bus, item.Channel}); });
+  SkippedLines skipped;
+  const auto add = [&](const CsvItem& item) { parts.insert({item.Bus, item.Channel}); };
+  ReadItems(file, path, {}, add, bad == BadLines::Skip ? &skipped : nullptr);
   const bool both = !parts.empty() && parts.begin()->Bus != parts.rbegin()->Bus;
-  return {Fitting(parts, choice, path), both};
+  return {Fitting(parts, choice, path, skipped), both};
 }
 
 CsvSource MakeCsvSource(const std::string& path, const CsvSettings& settings) {

@@ -37,14 +37,15 @@ struct CsvContents {
 };
 
 /// The parts of a file that fit the choice.
-/// Failure: Error QOR_SIM_ERROR_SOURCE that names the file and, for an unreadable line, its number; a file without frames;
-/// no part fits.
-CsvContents ListCsv(const std::string& path, const CsvChoice& choice);
+/// Failure: Error QOR_SIM_ERROR_FILE that names the file and, for an unreadable line, its number; a file without frames.
+/// Error QOR_SIM_ERROR_SOURCE: no part fits.
+CsvContents ListCsv(const std::string& path, const CsvChoice& choice, BadLines bad = BadLines::Refuse);
 
 struct CsvSettings {
   CsvChoice Choice;  // one part of the file must fit
   TimeOrigin Origin = TimeOrigin::File;
   CsvDefaults Defaults;
+  BadLines Bad = BadLines::Refuse;  // a line before the header is a bad one
 };
 
 struct CsvSource {

@@ -21,8 +21,11 @@ class Error : public std::exception {
   std::string Text;
 };
 
-/// The source text or its file is at fault.
+/// The source text is at fault.
 inline Error SourceError(std::string text) { return Error(QOR_SIM_ERROR_SOURCE, std::move(text)); }
+
+/// The file that a source names is at fault.
+inline Error FileError(std::string text) { return Error(QOR_SIM_ERROR_FILE, std::move(text)); }
 
 inline Error ArgumentError(std::string text) { return Error(QOR_SIM_ERROR_ARGUMENT, std::move(text)); }
 

@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <vector>
 
+#include "SkippedLines.h"
+
 namespace qor_sim {
 
 struct Item {
@@ -20,6 +22,8 @@ class ItemSource {
   virtual const Item* Peek() = 0;
   /// Goes on behind the item that Peek gives; Peek must have given one.
   virtual void Advance() = 0;
+  /// Lines of its file that were left out. The same from the beginning to the end.
+  virtual SkippedLines Skipped() const { return {}; }
 };
 
 }  // namespace qor_sim

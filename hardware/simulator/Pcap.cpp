@@ -39,8 +39,8 @@ void CheckLinkType(pcap_t* capture, const std::string& name) {
   const int type = pcap_datalink(capture);
   if (type == DLT_EN10MB) return;
   const char* text = pcap_datalink_val_to_description(type);
-  throw SourceError("Cannot replay " + name + ": its link type is " + (text != nullptr ? text : std::to_string(type)) +
-                    ", not Ethernet.");
+  throw FileError("Cannot replay " + name + ": its link type is " + (text != nullptr ? text : std::to_string(type)) +
+                  ", not Ethernet.");
 }
 
 /// ns; the capture was opened for them.

@@ -17,7 +17,7 @@ struct PcapSettings {
 
 /// The frames of a file, in order of their times; those of the same time in the order of the file. Of a frame that was cut
 /// when it was captured comes what the file holds. The file is read whole, here.
-/// Failure: Error QOR_SIM_ERROR_SOURCE that names the file and, for an unreadable packet, its number; a link type other
+/// Failure: Error QOR_SIM_ERROR_FILE that names the file and, for an unreadable packet, its number; a link type other
 /// than Ethernet, a frame longer than kEthernetGreatestFrame, a file without frames.
 std::unique_ptr<ItemSource> MakePcapSource(const std::string& path, const PcapSettings& settings);
 

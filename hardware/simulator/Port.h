@@ -6,6 +6,7 @@
 #include "CommandLog.h"
 #include "Mutex.h"
 #include "Protocol.h"
+#include "SkippedLines.h"
 
 namespace qor_sim {
 
@@ -46,6 +47,8 @@ class Port {
   unsigned int CommandCount() SIM_EXCLUDES(Guard);
   Qor_Sim_Command_t Command(unsigned int index) SIM_EXCLUDES(Guard);
   Qor_Sim_Status_t Status() SIM_EXCLUDES(Guard);
+  /// Lines that were left out of the file that it replays.
+  virtual SkippedLines Skipped() const { return {}; }
 
  protected:
   /// Throws when the next call of this kind was scripted to fail.

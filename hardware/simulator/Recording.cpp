@@ -7,6 +7,11 @@
 #include <utility>
 
 namespace qor_sim {
+namespace {
+
+std::string LineOf(const std::string& file, uint64_t number) { return file + ", line " + std::to_string(number); }
+
+}  // namespace
 
 void CheckRecording(const std::string& path) {
   std::error_code error;
@@ -22,7 +27,8 @@ std::ifstream OpenRecording(const std::string& path) {
   return file;
 }
 
-void ReadLines(std::istream& text, const std::string& file, const std::function<void(std::string_view line)>& visit) {
+void ReadLines(std::istream& text, const std::string& file, const std::function<void(std::string_view line)>& visit,
+               SkippedLines* skipped) {
   std::string line;
   for (size_t number = 1; std::getline(text, line); ++number) {
     if (line.find_first_not_of(" \t\r") == std::string::npos) continue;
@@ -30,17 +36,22 @@ void ReadLines(std::istream& text, const std::string& file, const std::function<
     try {
       visit(line);
     } catch (const Error& error) {
-      throw Unreadable(file + ", line " + std::to_string(number), error.what());
+      if (skipped == nullptr) throw Unreadable(LineOf(file, number), error.what());
+      skipped->Add(number, error.what());
     }
   }
-  if (text.bad()) throw SourceError("Cannot read " + file + " to its end: " + std::strerror(errno) + ".");
+  if (text.bad()) throw FileError("Cannot read " + file + " to its end: " + std::strerror(errno) + ".");
 }
 
 Error Unreadable(const std::string& place, const std::string& reason) {
-  return SourceError("Cannot read " + place + ": " + reason + ".");
+  return FileError("Cannot read " + place + ": " + reason + ".");
 }
 
-Error NoFrames(const std::string& file) { return SourceError("Cannot replay " + file + ": it holds no frames."); }
+Error NoFrames(const std::string& file, const SkippedLines& skipped) {
+  if (skipped.Count() == 0) return FileError("Cannot replay " + file + ": it holds no frames.");
+  const SkippedLine& first = skipped.Kept().front();
+  return Unreadable(LineOf(file, first.Number), first.Reason);
+}
 
 std::string Joined(const std::vector<std::string>& names) {
   std::string text;
@@ -51,8 +62,8 @@ std::string Joined(const std::vector<std::string>& names) {
 /// Plays the items of one part.
 class Recording::Source final : public ItemSource {
  public:
-  Source(Items items, size_t timeOffset, uint64_t earliest, TimeOrigin origin)
-      : All(std::move(items)), TimeOffset(timeOffset), Earliest(earliest), Origin(origin) {
+  Source(Items items, SkippedLines skipped, size_t timeOffset, uint64_t earliest, TimeOrigin origin)
+      : All(std::move(items)), LeftOut(std::move(skipped)), TimeOffset(timeOffset), Earliest(earliest), Origin(origin) {
     Fill();
   }
 
@@ -61,6 +72,7 @@ class Recording::Source final : public ItemSource {
     ++Next;
     Fill();
   }
+  SkippedLines Skipped() const override { return LeftOut; }
 
  private:
   void Fill() {
@@ -76,6 +88,7 @@ class Recording::Source final : public ItemSource {
   }
 
   const Items All;
+  const SkippedLines LeftOut;
   const size_t TimeOffset;
   const uint64_t Earliest;
   const TimeOrigin Origin;
@@ -106,7 +119,7 @@ std::unique_ptr<ItemSource> Recording::Replay(const std::string& part, TimeOrigi
   Items items = std::move(ByPart[part]);
   std::stable_sort(items.Places.begin(), items.Places.end(),
                    [](const Place& a, const Place& b) { return a.Time < b.Time; });
-  return std::make_unique<Source>(std::move(items), TimeOffset, Earliest, origin);
+  return std::make_unique<Source>(std::move(items), std::move(Skipped), TimeOffset, Earliest, origin);
 }
 
 }  // namespace qor_sim

@@ -16,6 +16,7 @@
 
 #include "Error.h"
 #include "ItemSource.h"
+#include "SkippedLines.h"
 
 namespace qor_sim {
 
@@ -26,19 +27,21 @@ enum class TimeOrigin {
   Absolute  // the times of the file
 };
 
-/// Refuses a path that leads to no regular file. Failure: Error QOR_SIM_ERROR_SOURCE that names it.
+/// Refuses a path that leads to no regular file. Failure: Error QOR_SIM_ERROR_FILE that names it.
 void CheckRecording(const std::string& path);
 /// Opens a regular file. Failure: as CheckRecording, and a file that can't be opened.
 std::ifstream OpenRecording(const std::string& path);
 
 /// Hands every line of a text to `visit`, without its end (LF or CR LF), as they come. Blank lines are left out.
-/// Failure: Error QOR_SIM_ERROR_SOURCE that names the file; if it was `visit` that failed, the line and that reason too.
-void ReadLines(std::istream& text, const std::string& file, const std::function<void(std::string_view line)>& visit);
+/// @param skipped  notes the lines for which `visit` throws an Error; null: the first of them ends the reading
+/// Failure: Error QOR_SIM_ERROR_FILE that names the file; if it was `visit` that failed, the line and that reason too.
+void ReadLines(std::istream& text, const std::string& file, const std::function<void(std::string_view line)>& visit,
+               SkippedLines* skipped = nullptr);
 
 /// "Cannot read PLACE: REASON." A place is a file, perhaps with a line or a packet in it.
 Error Unreadable(const std::string& place, const std::string& reason);
-/// "Cannot replay FILE: it holds no frames."
-Error NoFrames(const std::string& file);
+/// "Cannot replay FILE: it holds no frames."; for a file none of whose lines can be read, the first one and its reason.
+Error NoFrames(const std::string& file, const SkippedLines& skipped = {});
 
 /// Names with commas between them.
 std::string Joined(const std::vector<std::string>& names);
@@ -57,6 +60,9 @@ class Recording {
 
   /// In order of their names.
   std::vector<std::string> Parts() const;
+
+  /// Lines of the file that hold no item.
+  SkippedLines Skipped;
 
   /// The items of one part, in order of their times, those of the same time as they were added.
   std::unique_ptr<ItemSource> Replay(const std::string& part, TimeOrigin origin) &&;

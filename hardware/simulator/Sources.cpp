@@ -57,6 +57,10 @@ Direction TakeDirection(OptionReader& options) {
   return options.TakeChoice("direction", {"rx", "tx"}, 0) == 0 ? Direction::Received : Direction::Transmitted;
 }
 
+BadLines TakeBadLines(OptionReader& options) {
+  return options.TakeChoice("bad_lines", {"refuse", "skip"}, 0) == 0 ? BadLines::Refuse : BadLines::Skip;
+}
+
 void NeedPath(const SourceText& source) {
   if (!source.Path.empty()) return;
   throw SourceError("A source of the kind " + source.Kind + " needs a file: " + source.Kind + ":PATH.");
@@ -140,6 +144,7 @@ CandumpOptions TakeCandump(const SourceText& source) {
   taken.Candump.Interface = options.TakeText("interface");
   taken.Candump.Origin = TakeOrigin(options);
   taken.Candump.Fallback = TakeDirection(options);
+  taken.Candump.Bad = TakeBadLines(options);
   taken.Traffic = TakeTrafficSettings(options);
   options.Finish();
   return taken;
@@ -153,8 +158,9 @@ std::shared_ptr<Port> MakeCandump(const SourceText& source, const PortContext& c
 }
 
 std::vector<std::string> ExpandCandump(const SourceText& source) {
-  if (TakeCandump(source).Candump.Interface) return {ToText(source)};
-  const auto interfaces = CandumpInterfaces(source.Path);
+  const CandumpSettings settings = TakeCandump(source).Candump;
+  if (settings.Interface) return {ToText(source)};
+  const auto interfaces = CandumpInterfaces(source.Path, settings.Bad);
   if (interfaces.size() == 1) return {ToText(source)};
   std::vector<std::string> sources;
   for (const auto& name : interfaces) {
@@ -218,6 +224,7 @@ CsvOptions TakeCsv(const SourceText& source) {
   CsvOptions taken;
   taken.Csv.Choice = TakeCsvChoice(options);
   taken.Csv.Origin = TakeOrigin(options);
+  taken.Csv.Bad = TakeBadLines(options);
   auto& defaults = taken.Csv.Defaults;
   defaults.Fallback = TakeDirection(options);
   defaults.BitRate = static_cast<uint32_t>(options.TakeUnsigned("bitrate", 1'000, 20'000, defaults.BitRate));
@@ -235,8 +242,9 @@ std::shared_ptr<Port> MakeCsv(const SourceText& source, const PortContext& conte
 }
 
 std::vector<std::string> ExpandCsv(const SourceText& source) {
-  const CsvChoice choice = TakeCsv(source).Csv.Choice;
-  const CsvContents contents = ListCsv(source.Path, choice);
+  const CsvSettings settings = TakeCsv(source).Csv;
+  const CsvChoice& choice = settings.Choice;
+  const CsvContents contents = ListCsv(source.Path, choice, settings.Bad);
   if (contents.Parts.size() == 1) return {ToText(source)};
   std::vector<std::string> sources;
   for (const CsvPart& part : contents.Parts) {
@@ -277,6 +285,7 @@ struct Kind {
   std::string_view Name;
   std::shared_ptr<Port> (*Make)(const SourceText&, const PortContext&);
   std::vector<std::string> (*Expand)(const SourceText&);
+  bool ForTests = false;  // not offered to those who type
 };
 constexpr Kind kKinds[] = {
     {"can", MakeSynthetic<kCan>, ExpandSynthetic<kCan>},
@@ -286,7 +295,7 @@ constexpr Kind kKinds[] = {
     {"flexray", MakeSynthetic<kFlexRay>, ExpandSynthetic<kFlexRay>},
     {"lin", MakeSynthetic<kLin>, ExpandSynthetic<kLin>},
     {"pcap", MakePcap, ExpandPcap},
-    {"script", MakeScript, ExpandScript},
+    {"script", MakeScript, ExpandScript, true},
     {"vehicle", MakeVehicle, ExpandVehicle},
 };
 
@@ -294,7 +303,7 @@ const Kind& FindKind(const std::string& name) {
   std::string known;
   for (const Kind& kind : kKinds) {
     if (kind.Name == name) return kind;
-    known += (known.empty() ? "" : ", ") + std::string(kind.Name);
+    if (!kind.ForTests) known += (known.empty() ? "" : ", ") + std::string(kind.Name);
   }
   throw SourceError("There is no kind of source \"" + name + "\"; there are " + known + ".");
 }

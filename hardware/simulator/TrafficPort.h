@@ -29,6 +29,8 @@ class TrafficPort final : public Port {
   TrafficPort(unsigned char interfaceType, unsigned char instance, std::unique_ptr<ItemSource> source,
               const TrafficSettings& settings, Clock& clock);
 
+  SkippedLines Skipped() const override { return LeftOut; }
+
  private:
   void OnStart() override SIM_REQUIRES(Guard);
   void OnStop() override SIM_REQUIRES(Guard);
@@ -42,6 +44,7 @@ class TrafficPort final : public Port {
   const Item* Next() SIM_REQUIRES(Guard);
   void Remove() SIM_REQUIRES(Guard);
 
+  const SkippedLines LeftOut;  // of the source
   const std::unique_ptr<ItemSource> Source;
   const std::optional<Speed> Pace;
   CaptureBuffer Buffer SIM_GUARDED_BY(Guard);

@@ -62,6 +62,23 @@ unsigned int Qor_Sim_GetStatus(unsigned int portHandle, Qor_Sim_Status_t* status
   });
 }
 
+unsigned long Qor_Sim_SkippedLineCount(unsigned int portHandle) {
+  unsigned long count = 0;
+  ResultOf([&] { count = Simulator::Process().FindPort(portHandle)->Skipped().Count(); });
+  return count;
+}
+
+unsigned int Qor_Sim_GetSkippedLine(unsigned int portHandle, unsigned int index, Qor_Sim_SkippedLine_t* line) {
+  return ResultOf([&] {
+    Require(line, "line");
+    const qor_sim::SkippedLines skipped = Simulator::Process().FindPort(portHandle)->Skipped();
+    if (index >= skipped.Kept().size()) throw qor_sim::ArgumentError("There is no such line that was left out.");
+    const qor_sim::SkippedLine& kept = skipped.Kept()[index];
+    *line = {kept.Number, {}};
+    kept.Reason.copy(line->Reason, sizeof line->Reason - 1);
+  });
+}
+
 unsigned int Qor_Sim_ReportCount(void) { return Simulator::Process().ErrorReports.Count(); }
 
 unsigned int Qor_Sim_GetReport(unsigned int index, Qor_Sim_Report_t* report) {

@@ -23,6 +23,8 @@
  *   pcap:     origin, direction (of all frames) as above
  *   csv:      bus=lin|flexray (the only one of the file)  channel=N (of LIN: the only one of the file)
  *             bitrate=N (19200; LIN, 1000 to 20000 bit/s)  origin, direction (lines may carry their own) as above
+ *   candump and csv: bad_lines=refuse|skip (refuse: a line that can't be read makes the source unusable; skip: it is left
+ *             out, see Qor_Sim_GetSkippedLine)
  *   all but script: speed=FACTOR|max (1; 0.001 to 1000000; max: as fast as polls drain it)
  *             buffer=ITEMS (100000; capture buffer, 1 to 100000000)
  *   script:   type=N (4; interface type, 1 to 255)  instance=N (1; monitor instance id)
@@ -62,11 +64,12 @@ extern "C" {
 /* ---- Error codes: results of the calls below and of the hardware calls on simulated ports ------------------------ */
 
 enum {
-  QOR_SIM_ERROR_SOURCE = 0x02000201,   /* the source text is malformed, or its file can't be read */
+  QOR_SIM_ERROR_SOURCE = 0x02000201,   /* the source text is malformed, or doesn't fit its file */
   QOR_SIM_ERROR_HANDLE = 0x02000202,   /* no such port or connection */
   QOR_SIM_ERROR_ARGUMENT = 0x02000203, /* null pointer, or a call that doesn't fit the port */
   QOR_SIM_ERROR_COMMAND = 0x02000204,  /* a command that no trace channel of this bus sends */
   QOR_SIM_ERROR_STATE = 0x02000205,    /* a known command in the wrong state (poll before start, ...) */
+  QOR_SIM_ERROR_FILE = 0x02000206,     /* the file of a source can't be read as what it should be */
   QOR_SIM_ERROR_CAPACITY = 0x02000207, /* the caller's buffer is too small */
   QOR_SIM_ERROR_MEMORY = 0x02000208    /* memory is exhausted */
 };
@@ -83,7 +86,7 @@ const char* Qor_Sim_ErrorText(void);
  * Opens a simulated port. Its file, if it has one, is read here, whole. Port handles count from 1, leaving out 255, and
  * are never reused; connections to ports have handles above 65536.
  *
- * @return QOR_SIM_ERROR_SOURCE, _ARGUMENT (a null pointer), _MEMORY; *portHandle is then as before
+ * @return QOR_SIM_ERROR_SOURCE, _FILE, _ARGUMENT (a null pointer), _MEMORY; *portHandle is then as before
  */
 unsigned int Qor_Sim_OpenPort(const char* source, unsigned int* portHandle);
 
@@ -122,6 +125,24 @@ typedef struct Qor_Sim_Status_t {
  * @return QOR_SIM_ERROR_HANDLE, _ARGUMENT (null)
  */
 unsigned int Qor_Sim_GetStatus(unsigned int portHandle, Qor_Sim_Status_t* status);
+
+/** A line that can't be read and was left out of a replay (option bad_lines=skip). */
+typedef struct Qor_Sim_SkippedLine_t {
+  unsigned long Number; /* of the line in its file, counted from 1 */
+  char Reason[500];     /* why it can't be read, without a full stop; cut if longer */
+} Qor_Sim_SkippedLine_t;
+
+/**
+ * Number of lines that were left out of the file that a port replays, whatever interface they may have been of: all ports
+ * of a file tell the same ones. 0 for other ports and unknown ones.
+ */
+unsigned long Qor_Sim_SkippedLineCount(unsigned int portHandle);
+/**
+ * Line number `index` of those, counted from 0, in the order of the file. The first 1000 are kept.
+ *
+ * @return QOR_SIM_ERROR_HANDLE, _ARGUMENT (null, or a line that is not kept)
+ */
+unsigned int Qor_Sim_GetSkippedLine(unsigned int portHandle, unsigned int index, Qor_Sim_SkippedLine_t* line);
 
 /* ---- Error reports ---------------------------------------------------------------------------------------------- */
 

@@ -277,7 +277,7 @@ class OtherReader(ClientTest):
             self.skipTest("tshark is not installed")
 
     def test_tshark_dissects_every_bus_of_the_vehicle(self):
-        self.run_client("record", "vehicle?seed=2", "-d", "5s", "--speed", "max", "-o", "a.bin", "-o", "a.pcapng", expect=3)
+        self.run_client("record", "vehicle?seed=2", "-d", "5s", "--speed", "max", "-o", "a.bin", "-o", "a.pcapng")
         capture = read_capture((self.folder / "a.pcapng").read_bytes())
         names = [name for _, name in capture.interfaces]
         self.assertEqual(sorted(names), ["CAN-1", "ETH-4", "FR-3", "LIN-2"])

@@ -123,7 +123,7 @@ class Captures(ClientTest):
     def test_swapped_entries_are_in_it(self):
         for limit in ("1", "1000"):
             self.run_client(
-                "record", self.SOURCE, "--memory-limit", limit, "-o", "a.pcapng", "-o", "a.bin", expect=3
+                "record", self.SOURCE, "--memory-limit", limit, "-o", "a.pcapng", "-o", "a.bin"
             )
             frames = plain(read_bin((self.folder / "a.bin").read_bytes()))
             got = can_frames(self.read())
@@ -132,12 +132,12 @@ class Captures(ClientTest):
             self.assertEqual([frame for frame in frames if frame in held], got)
 
     def test_what_it_cannot_hold_is_counted_and_named(self):
-        _, err = self.run_client("record", self.SOURCE, "-o", "a.pcapng", "-o", "a.bin", expect=3)
+        _, err = self.run_client("record", self.SOURCE, "-o", "a.pcapng", "-o", "a.bin")
         entries = len(read_bin((self.folder / "a.bin").read_bytes()))
         omitted = entries - len(self.read().packets)
         self.assertGreater(omitted, 0)
         self.assertIn(f"a.pcapng: NOT IN IT, as no packet can hold them: {omitted} CAN log-trigger events\n", err)
-        summary = self.summary(self.SOURCE, "-o", "a.pcapng", expect=3)
+        summary = self.summary(self.SOURCE, "-o", "a.pcapng")
         self.assertEqual(summary["outputs"][0]["omitted"], {"CAN log-trigger events": omitted})
 
     def test_lost_items_are_in_the_counts(self):
@@ -147,7 +147,7 @@ class Captures(ClientTest):
         self.assertEqual(self.read().statistics, {0: (summary["entries"], lost)})
 
     def test_standard_output_gets_the_same_bytes(self):
-        out, _ = self.run_client("record", self.SOURCE, "-o", "-", "--format", "pcapng", "-o", "a.pcapng", expect=3)
+        out, _ = self.run_client("record", self.SOURCE, "-o", "-", "--format", "pcapng", "-o", "a.pcapng")
         self.assertEqual(out, (self.folder / "a.pcapng").read_bytes())
 
     def test_a_reader_sees_frames_while_the_recording_runs(self):
@@ -189,7 +189,7 @@ class Captures(ClientTest):
 
     def test_existing_file_is_replaced(self):
         (self.folder / "a.pcapng").write_text("something else\n" * 1000000)
-        self.run_client("record", self.SOURCE, "-o", "a.pcapng", expect=3)
+        self.run_client("record", self.SOURCE, "-o", "a.pcapng")
         self.assertGreater(len(self.read().packets), 20000)
 
     def test_options_that_make_no_sense(self):

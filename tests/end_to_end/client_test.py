@@ -1,15 +1,18 @@
 """The manners of the client: what it prints where, how it ends, what it leaves behind."""
 
 import json
+import fcntl
 import os
 import pathlib
 import pty
 import re
 import signal
+import struct
 import subprocess
+import termios
 import time
 
-from support import ClientTest, Frame, arguments, main, read_bin
+from support import DEADLINE, ClientTest, Frame, arguments, main, read_bin
 
 THREE_FRAMES = ["(10.000000) can0 123#0102", "(10.100000) can0 18FE0102#", "(10.200000) can0 7FF#FF"]
 
@@ -30,6 +33,22 @@ class HelpAndVersion(ClientTest):
             self.assertEqual(err, "")
 
 
+    def test_help_of_a_command_has_two_spellings(self):
+        self.assertEqual(self.run_client("help", "convert")[0], self.run_client("convert", "--help")[0])
+        self.assertEqual(self.run_client("help")[0], self.run_client("--help")[0])
+
+    def test_help_fits_the_terminal(self):
+        for columns in (40, 80):
+            for args in (["--help"], ["help", "record"], ["help", "convert"], ["help", "list"]):
+                text = self.on_a_terminal(columns, *args)
+                for line in text.split("\r\n"):
+                    words = line.split()
+                    if len(words) > 1:
+                        self.assertLessEqual(len(line), columns)
+        for line in self.run_client("help", "record")[0].decode().splitlines():
+            self.assertLessEqual(len(line), 80)
+
+
 class WrongUsage(ClientTest):
     def refused(self, *args, expect=2):
         """Refused before anything was begun, in one or two lines on standard error."""
@@ -44,17 +63,49 @@ class WrongUsage(ClientTest):
     def test_arguments_that_make_no_sense(self):
         self.refused()
         self.refused("frobnicate")
+        self.refused("help", "frobnicate")
+        self.refused("record", "can")
+        self.refused("record", "can", "-o", "x.bin", "--no-output")
+        self.refused("record", "can", "-d", "", "-o", "x.bin")
+        self.refused("record", "can", "--swap-folder", "", "-o", "x.bin")
         self.refused("record")
         self.refused("record", "can", "--no-such-option")
-        self.refused("record", "can", "--duration", "5")
-        self.refused("record", "can", "--memory-limit", "0")
-        self.refused("record", "can", "--memory-limit", "many")
+        self.refused("record", "can", "--duration", "5", "-o", "x.bin")
+        self.refused("record", "can", "--memory-limit", "0", "-o", "x.bin")
+        self.refused("record", "can", "--memory-limit", "many", "-o", "x.bin")
         self.refused("record", "can", "-o", "x.asc", "--asc-split", "511")
         self.refused("record", "can", "-o", "x.asc", "--asc-split", "5GB")
-        self.refused("record", "can", "--asc-live")
+        self.refused("record", "can", "--asc-live", "-o", "x.bin")
         self.refused("record", "can", "-o", "x.asc", "--min-free", "much")
         self.refused("list")
         self.refused("list", "a.bin", "b.bin")
+        self.refused("list", "a.bin", "--speed", "max")
+        self.refused("list", "a.bin", "--memory-limit", "5")
+
+    def test_every_error_is_one_sentence_that_says_what_to_do(self):
+        for args, sentence in (
+            ([], "There is no command; see 'qor-trace --help'."),
+            (["recrod", "can"], 'There is no command "recrod"; did you mean record?'),
+            (["frobnicate"], 'There is no command "frobnicate"; see \'qor-trace --help\'.'),
+            (["record", "can", "--durration", "5s"], "There is no option --durration; did you mean --duration?"),
+            (["record", "can", "--frobnicate"], "There is no option --frobnicate; see 'qor-trace record --help'."),
+            (["record"], "SOURCE is missing; see 'qor-trace record --help'."),
+            (["convert", "a.bin", "b.bin", "-o", "x.bin"],
+             '"b.bin" is one argument too many; see \'qor-trace convert --help\'.'),
+            (["record", "can", "-d", "", "-o", "x.bin"],
+             "--duration: its value is empty; see 'qor-trace record --help'."),
+            (["record", "can"], "There is no output; name one, as in -o drive.bin, or only count with --no-output."),
+            (["record", "can", "-o", "a.asc,b.bin"],
+             'Output "a.asc,b.bin" is several names in one; write -o a.asc -o b.bin.'),
+        ):
+            self.assertEqual(self.refused(*args), f"qor-trace: {sentence}\n")
+
+    def test_kind_of_source_that_is_for_tests_is_not_offered(self):
+        self.assertNotIn("script", self.refused("record", "usb", "-o", "x.bin"))
+
+    def test_file_without_a_known_extension_is_told_how_to_be_read(self):
+        self.write_candump(THREE_FRAMES, "some.txt")
+        self.assertIn("candump:PATH", self.refused("record", "some.txt", "-o", "x.bin"))
 
     def test_outputs_that_make_no_sense(self):
         self.assertIn("x.txt", self.refused("record", "can", "-o", "x.txt", "-o", "x.bin"))
@@ -63,11 +114,11 @@ class WrongUsage(ClientTest):
 
     def test_sources_that_make_no_sense(self):
         log = self.write_candump(THREE_FRAMES)
-        self.assertIn("nonsense", self.refused("record", "nonsense"))
-        self.refused("record", "can?seed=x")
+        self.assertIn("nonsense", self.refused("record", "nonsense", "-o", "x.bin"))
+        self.refused("record", "can?seed=x", "-o", "x.bin")
         self.refused("record", "can?no-such-option=1", "-o", "x.bin")
         self.refused("record", f"candump:{log}?speed=fast", "-o", "x.asc")
-        self.refused("record", "can", "--speed", "0")
+        self.refused("record", "can", "--speed", "0", "-o", "x.bin")
 
     def test_binary_is_not_written_to_a_terminal(self):
         leader, follower = pty.openpty()
@@ -83,12 +134,26 @@ class WrongUsage(ClientTest):
             self.assertIn("No such file", err)
         self.assertIn("missing.bin", self.refused("list", "missing.bin", expect=1))
 
+    def test_missing_and_empty_and_folder_inputs_end_alike(self):
+        for extension in ("log", "csv", "pcap", "bin"):
+            (self.folder / f"empty.{extension}").write_bytes(b"")
+            (self.folder / f"folder.{extension}").mkdir()
+            for name in ("missing", "empty", "folder"):
+                source = f"{name}.{extension}"
+                commands = [["list", source], ["convert", source, "-o", "x.pcapng"]]
+                if extension != "bin":
+                    commands = [["list", source], ["record", source, "-o", "x.bin"]]
+                for args in commands:
+                    self.assertIn(source, self.refused(*args, expect=1))
+        (self.folder / "blank.log").write_text("\n\n")
+        self.assertIn("holds no frames", self.refused("record", "blank.log", "-o", "x.bin", expect=1))
+
     def test_outputs_that_cannot_be_written_are_named(self):
         self.assertIn("nowhere", self.refused("record", "can", "-o", "nowhere/x.bin", "-o", "y.asc", expect=1))
         self.assertIn("nowhere", self.refused("record", "can", "-o", "y.bin", "-o", "nowhere/x.asc", expect=1))
         (self.folder / "folder.asc").mkdir()
         self.assertIn("directory", self.refused("record", "can", "-o", "folder.asc", expect=1))
-        self.assertIn("nowhere", self.refused("record", "can", "--swap-folder", "nowhere", expect=1))
+        self.assertIn("nowhere", self.refused("record", "can", "--swap-folder", "nowhere", "-o", "x.bin", expect=1))
 
 
 class Recording(ClientTest):
@@ -187,6 +252,33 @@ class Recording(ClientTest):
             one = read_bin((self.folder / "one.bin").read_bytes())
             self.assertEqual([f._replace(channel=1) for f in frames if f.channel == channel], one)
 
+    def test_entries_less_than_a_second_late_are_put_in_order(self):
+        # The slower channel's times fall behind as it plays, to 0.6 s in the end.
+        sources = ("can?seed=1&duration=2s", "can?seed=2&speed=0.7&duration=1400ms")
+        summary = self.summary(*sources, "-o", "a.bin")
+        times = [frame.time for frame in read_bin((self.folder / "a.bin").read_bytes())]
+        self.assertEqual(times, sorted(times))
+        self.assertEqual([channel["late"]["count"] for channel in summary["channels"]], [0, 0])
+
+    def test_entries_later_than_that_are_kept_and_counted(self):
+        sources = ("can?seed=1&duration=4s", "can?seed=2&speed=0.4&duration=1600ms")  # 2.4 s in the end
+        summary = self.summary(*sources, "-o", "a.bin", expect=3)
+        one, two = summary["channels"]
+        self.assertEqual(one["late"]["count"], 0)
+        self.assertGreater(two["late"]["count"], 0)
+        self.assertEqual(two["late"]["last_time_ns"], two["last_time_ns"])
+        frames = read_bin((self.folder / "a.bin").read_bytes())
+        self.assertEqual(len(frames), summary["entries"])
+        newest, late = 0, []
+        for frame in frames:
+            if frame.time < newest:
+                late.append(frame.time)
+            newest = max(newest, frame.time)
+        self.assertEqual(len(late), two["late"]["count"])
+        self.assertEqual(min(late), two["late"]["first_time_ns"])
+        _, err = self.run_client("list", *sources, expect=3)
+        self.assertRegex(err, r"OUT OF ORDER: \d+ entries came too late to be put in order, ")
+
     def test_swap_file_is_gone_afterwards(self):
         self.run_client("record", "can?duration=5s&speed=max", "--memory-limit", "10", "-o", "a.bin", "-o", "a.asc")
         self.assertEqual(self.files(), ["a.asc", "a.bin"])
@@ -221,12 +313,12 @@ class Recording(ClientTest):
 class Summaries(ClientTest):
     def test_results_and_talk_go_apart(self):
         log = self.write_candump(THREE_FRAMES)
-        out, err = self.run_client("record", log)
+        out, err = self.run_client("record", log, "--no-output")
         self.assertEqual(out, b"")
         self.assertIn("3 frames received, 0 transmitted, 0 error frames, load 0.2 %, 0.000000000 s to 0.200000000 s", err)
         self.assertIn("3 entries in 0.200000000 s", err)
         self.assertNotIn("\r", err)
-        out, err = self.run_client("record", log, "--json")
+        out, err = self.run_client("record", log, "--no-output", "--json")
         self.assertEqual(json.loads(out)["entries"], 3)
         self.assertIn("3 entries", err)
 
@@ -259,27 +351,77 @@ class Summaries(ClientTest):
         self.assertLess(lost["first_time_ns"], lost["last_time_ns"])
         self.assertLessEqual(lost["last_time_ns"], 60 * 10**9)
         self.assertEqual(summary["exit_code"], 3)
-        _, err = self.run_client("record", "can?duration=60s&speed=200&buffer=10", expect=3)
+        _, err = self.run_client("record", "can?duration=60s&speed=200&buffer=10", "--no-output", expect=3)
         self.assertRegex(err, r"LOST: \d+ items found the capture buffer full, \d+\.\d{9} s to \d+\.\d{9} s\n")
 
     def test_live_line_is_for_terminals(self):
-        leader, follower = pty.openpty()
-        self.addCleanup(os.close, leader)
-        process = self.start("record", "can", "-d", "1s", stderr=follower)
-        os.close(follower)
-        text = b""
-        while True:
-            try:
-                chunk = os.read(leader, 4096)
-            except OSError:  # the other side is closed
-                break
-            if not chunk:
-                break
-            text += chunk
-        process.wait()
+        text = self.on_a_terminal(80, "record", "can", "-d", "1s", "--no-output")
+        self.assertRegex(text, r"\r\d+:\d\d\.\d  \d+ entries  \d+/s  0 lost")
+        self.assertIn("channel 1: can (CAN)\r\n", text)
+
+    def test_talk_fits_the_terminal(self):
+        for columns in (40, 80):
+            text = self.on_a_terminal(columns, "record", "vehicle", "-d", "1s", "--no-output")
+            self.assertIn("\033[K", text)
+            for line in re.split(r"\r\n|\r|\033\[K", text):
+                self.assertLessEqual(len(line), columns)
+
+    def test_progress_is_told_without_a_terminal_to_those_who_ask(self):
+        process = self.start("record", "can", "--no-output", "--progress")
+        line = process.stderr.readline()
+        self.assertRegex(line, rb"^\d+:\d\d\.\d  \d+ entries  \d+/s  0 lost\n$")
+        process.send_signal(signal.SIGINT)
+        process.communicate(timeout=DEADLINE)
         self.assertEqual(process.returncode, 0)
-        self.assertRegex(text, rb"\r\d+:\d\d\.\d  \d+ entries  \d+/s  0 lost")
-        self.assertIn(b"channel 1: can (CAN)\r\n", text)
+
+    def test_unreadable_lines_are_left_out_counted_and_named(self):
+        lines = list(THREE_FRAMES)
+        lines[1:1] = ["rubbish", "(10.05) can0 1#"]
+        log = self.write_candump(lines)
+        summary = self.summary(log, "-o", "a.bin", expect=3)
+        self.assertEqual(summary["entries"], 3)
+        self.assertEqual(
+            summary["unread_lines"],
+            [
+                {
+                    "file": str(log),
+                    "count": 2,
+                    "first": [
+                        {"line": 2, "reason": "the line does not begin with a time in parentheses"},
+                        {"line": 3, "reason": "an identifier has three hexadecimal digits, or eight if extended"},
+                    ],
+                }
+            ],
+        )
+        _, err = self.run_client("list", "some.log", expect=3)
+        self.assertIn("some.log: LOST: 2 lines that can't be read\n  some.log:2: the line does not begin", err)
+
+    def test_unreadable_line_refuses_the_file_if_strict(self):
+        log = self.write_candump(["rubbish", *THREE_FRAMES])
+        for args in (["record", log, "--strict", "-o", "a.bin"], ["list", log, "--strict"]):
+            _, err = self.run_client(*args, expect=1)
+            self.assertIn("line 1: the line does not begin with a time", err)
+        self.assertEqual(self.files(), ["some.log"])
+
+    def test_what_a_format_has_no_place_for_is_a_loss_only_if_strict(self):
+        args = ["can?duration=5s&speed=max", "-o", "a.pcapng"]
+        _, err = self.run_client("record", *args)
+        self.assertRegex(err, r"a.pcapng: NOT IN IT, as no packet can hold them: \d+ CAN log-trigger events")
+        self.run_client("record", *args, "--strict", expect=3)
+
+    def test_capture_without_the_wanted_ethernet_is_told(self):
+        log = self.write_candump(THREE_FRAMES)
+        _, err = self.run_client("record", log, "-o", "a.pcapng", "--ethernet-only")
+        self.assertIn("--ethernet-only: there is no Ethernet in this trace", err)
+        _, err = self.run_client("record", "ethernet?duration=1s&speed=max", "-o", "a.pcapng", "--ethernet-only")
+        self.assertNotIn("there is no Ethernet", err)
+
+    def test_extensions_and_sizes_are_understood_as_people_write_them(self):
+        self.write_candump(THREE_FRAMES, "SOME.LOG")
+        self.run_client("record", "SOME.LOG", "-o", "A.ASC", "-o", "A.BIN", "-o", "A.PCAPNG", "--asc-split", "500MB")
+        self.assertEqual(self.files(), ["A.ASC", "A.BIN", "A.PCAPNG", "SOME.LOG"])
+        self.run_client("convert", "A.BIN", "-o", "b.asc", "--asc-split", "1MiB")
+        self.assertEqual(self.run_client("list", "A.BIN")[0].count(b"\n"), 4)
 
 
 class Ending(ClientTest):
@@ -339,7 +481,7 @@ class Ending(ClientTest):
         self.assertGreater(file.stat().st_size, 0)
 
     def test_hangup_that_is_ignored_stays_ignored(self):
-        process = subprocess.Popen(["nohup", arguments.client, "record", "can"], cwd=self.folder,
+        process = subprocess.Popen(["nohup", arguments.client, "record", "can", "--no-output"], cwd=self.folder,
                                    stdout=subprocess.DEVNULL, stderr=subprocess.DEVNULL)
         self.addCleanup(self.end, process)
         status = pathlib.Path(f"/proc/{process.pid}/status")
@@ -366,6 +508,25 @@ class Ending(ClientTest):
         os.close(write_end)
         _, err = process.communicate(timeout=60)
         self.assertEqual((process.returncode, err), (0, b""))
+
+
+    def test_ctrl_c_ends_reading_a_pipe_with_what_came(self):
+        records, _ = self.run_client("record", "can?duration=5s&speed=max", "-o", "-")
+        whole = len(read_bin(records))
+        for args in (["convert", "-", "-o", "b.bin"], ["list", "-", "--json"]):
+            process = self.start(*args, stdin=-1)
+            process.stdin.write(records + records[:10])
+            process.stdin.flush()  # and the pipe stays open
+            pending = lambda: struct.unpack("i", fcntl.ioctl(process.stdin, termios.FIONREAD, b"\0" * 4))[0]
+            self.wait_until(lambda: pending() == 0, "everything was read")
+            process.send_signal(signal.SIGINT)
+            out, err = process.stdout.read(), process.stderr.read()
+            process.wait(timeout=DEADLINE)
+            self.assertEqual(process.returncode, 0, err)
+            if args[0] == "list":
+                self.assertEqual(sum(row["count"] for row in json.loads(out)), whole)
+            else:
+                self.assertEqual((self.folder / "b.bin").read_bytes(), records)
 
 
 class FullDisk(ClientTest):
@@ -417,7 +578,7 @@ class FullDisk(ClientTest):
 
     def test_standard_output_that_is_full_is_a_failure(self):
         with open("/dev/full", "wb") as full:
-            for args in (["record", self.SOURCE, "-o", "-"], ["list", self.SOURCE], ["record", self.SOURCE, "--json"]):
+            for args in (["record", self.SOURCE, "-o", "-"], ["list", self.SOURCE], ["record", self.SOURCE, "--no-output", "--json"]):
                 _, err = self.run_client(*args, expect=1, stdout=full)
                 self.assertIn("No space left", err)
 
@@ -456,6 +617,22 @@ class Listing(ClientTest):
         self.assertEqual(rows, json.loads(self.run_client("list", "a.bin", "--json")[0]))
         self.assertEqual(len(rows), len(listed.splitlines()) - 1)
         self.assertEqual(sum(row["count"] for row in rows), len(read_bin(records)))
+
+    def test_duration_ends_the_list_of_a_file(self):
+        self.write_candump(self.LOG)
+        self.run_client("record", "some.log", "--speed", "max", "-o", "a.bin")
+        rows = json.loads(self.run_client("list", "a.bin", "-d", "20ms", "--json")[0])
+        self.assertEqual(sum(row["count"] for row in rows), 3)
+
+    def test_rows_are_cut_to_the_width_of_a_terminal(self):
+        self.write_candump(self.LOG)
+        self.run_client("record", "some.log", "--speed", "max", "-o", "a.bin")
+        for columns in (40, 80):
+            text = self.on_a_terminal(columns, "list", "a.bin")
+            lines = text[text.index("Ch  Bus") :].split("\r\n")
+            self.assertEqual(len(lines), 5)
+            self.assertEqual(max(map(len, lines)), columns)
+            self.assertTrue(lines[2].endswith("..."))
 
     def test_file_that_is_no_bin_file_is_refused(self):
         (self.folder / "a.bin").write_bytes(b"something else")

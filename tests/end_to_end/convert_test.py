@@ -1,9 +1,10 @@
 """Raw record files become the other formats, as if they had been recorded into them."""
 
 import json
+import os
 import signal
 
-from support import ClientTest, main, recordings
+from support import DEADLINE, ClientTest, main, recordings
 
 HEAD = 5  # lines with the time of writing
 SOURCES = ("can?seed=3&duration=20s", "can?seed=4&duration=20s")
@@ -21,7 +22,7 @@ class Convert(ClientTest):
 
     def test_outputs_are_those_of_the_recording(self):
         self.record()
-        out, err = self.run_client("convert", "a.bin", "-o", "b.asc", "-o", "b.pcapng", "-o", "b.bin", expect=3)
+        out, err = self.run_client("convert", "a.bin", "-o", "b.asc", "-o", "b.pcapng", "-o", "b.bin")
         self.assertEqual(out, b"")
         self.assertEqual(lines(self.folder / "a.asc"), lines(self.folder / "b.asc"))
         self.assertGreater(len(lines(self.folder / "b.asc")), 40000)
@@ -57,7 +58,7 @@ class Convert(ClientTest):
             out, _ = self.run_client("convert", "-", "-o", "-", stdin=stdin)
         self.assertEqual(out, records)
         with open(self.folder / "a.bin", "rb") as stdin:
-            out, _ = self.run_client("convert", "-", "-o", "-", "--format", "pcapng", stdin=stdin, expect=3)
+            out, _ = self.run_client("convert", "-", "-o", "-", "--format", "pcapng", stdin=stdin)
         self.assertEqual(out, (self.folder / "a.pcapng").read_bytes())
 
     def test_json_says_what_was_converted(self):
@@ -91,7 +92,7 @@ class Convert(ClientTest):
         del record[record[0] :]
         record[24] = 9  # an unknown bus
         (self.folder / "odd.bin").write_bytes((self.folder / "a.bin").read_bytes() + record)
-        _, err = self.run_client("convert", "odd.bin", "-o", "b.asc", expect=3)
+        _, err = self.run_client("convert", "odd.bin", "-o", "b.asc")
         self.assertIn("b.asc: NOT IN IT, as the format has no line for them: 1 malformed entries\n", err)
         self.assertEqual(lines(self.folder / "a.asc"), lines(self.folder / "b.asc"))
 
@@ -101,7 +102,7 @@ class Convert(ClientTest):
         self.assertIn("b.asc", err)
         self.assertIn("b.bin.part", err)
 
-    def test_interruption_leaves_complete_files_and_a_failure(self):
+    def test_interruption_of_a_pipe_leaves_complete_files(self):
         self.record("can?duration=5s")
         records = (self.folder / "a.bin").read_bytes()
         process = self.start("convert", "-", "-o", "b.bin", stdin=-1)
@@ -111,10 +112,47 @@ class Convert(ClientTest):
             while True:
                 process.stdin.write(records)
         process.wait(timeout=120)
-        self.assertEqual(process.returncode, 1)
-        self.assertIn(b"Interrupted: the outputs end after", process.stderr.read())
+        self.assertEqual(process.returncode, 0)
         got = (self.folder / "b.bin").read_bytes()
         self.assertEqual(got, (records * (len(got) // len(records) + 1))[: len(got)])
+
+    def test_interruption_of_a_named_input_is_a_failure(self):
+        self.record("can?duration=1s")
+        os.mkfifo(self.folder / "b.bin")
+        process = self.start("convert", "b.bin", "-o", "c.bin", "--json")
+        with open(self.folder / "b.bin", "wb") as pipe:
+            pipe.write((self.folder / "a.bin").read_bytes())
+            pipe.flush()
+            process.send_signal(signal.SIGINT)
+            out, err = process.communicate(timeout=DEADLINE)
+        self.assertEqual(process.returncode, 1)
+        self.assertIn(b"Interrupted: the outputs end after", err)
+        self.assertEqual(json.loads(out)["ended_by"], "interrupted")
+        self.assertIn("c.bin", self.files())
+
+    def test_loss_that_the_records_tell_is_told_again(self):
+        table = ["timestamp_ns,channel,kind,flags,id,cycle,crc,data", "0,1,wakeup,,,,,", "1000,1,wakeup,overrun,,,,",
+                 "2000,1,wakeup,,,,,"]
+        (self.folder / "lin.csv").write_text("".join(line + "\n" for line in table))
+        self.run_client("record", "lin.csv", "-o", "a.bin", expect=3)
+        _, err = self.run_client("convert", "a.bin", "-o", "b.pcapng", expect=3)
+        self.assertIn("LOST: 1 overrun mark, after which data are missing, at 0.000001000 s", err)
+        _, err = self.run_client("list", "a.bin", expect=3)
+        self.assertIn("LOST: 1 overrun mark", err)
+
+    def test_what_an_output_cannot_hold_is_a_loss_only_if_strict(self):
+        self.record("can?duration=5s")
+        _, err = self.run_client("convert", "a.bin", "-o", "b.pcapng")
+        self.assertIn("NOT IN IT", err)
+        self.run_client("convert", "a.bin", "-o", "b.pcapng", "--strict", expect=3)
+
+    def test_input_that_is_no_bin_file_leaves_the_output_alone(self):
+        (self.folder / "a.bin").write_bytes(b"something else, and more of it")
+        (self.folder / "b.pcapng").write_bytes(b"precious")
+        _, err = self.run_client("convert", "a.bin", "-o", "b.pcapng", expect=1)
+        self.assertIn("byte 0", err)
+        self.assertEqual((self.folder / "b.pcapng").read_bytes(), b"precious")
+        self.assertEqual(self.files(), ["a.bin", "b.pcapng"])
 
     def test_arguments_that_make_no_sense(self):
         (self.folder / "a.bin").write_bytes(b"")
@@ -130,8 +168,7 @@ class Convert(ClientTest):
         self.assertEqual(self.files(), ["a.bin"])
 
     def test_empty_input_makes_empty_outputs(self):
-        (self.folder / "a.bin").write_bytes(b"")
-        _, err = self.run_client("convert", "a.bin", "-o", "b.asc", "-o", "b.pcapng")
+        _, err = self.run_client("convert", "-", "-o", "b.asc", "-o", "b.pcapng")
         self.assertIn("0 entries", err)
         self.assertEqual(len(lines(self.folder / "b.asc")), HEAD - 1)
 

@@ -204,13 +204,13 @@ class Terminals(ClientTest):
     def test_names_are_shown_with_their_control_characters(self):
         log = self.write_candump(["(1.0) can0 123#01"], self.HOSTILE)
         for args in (
-            ["record", log],
+            ["record", log, "--no-output"],
             ["record", log, "-o", self.HOSTILE + ".bin"],
-            ["record", self.HOSTILE + ".gone.log"],
+            ["record", self.HOSTILE + ".gone.log", "--no-output"],
             ["record", "can", "-o", self.HOSTILE],
-            ["record", "can?" + self.HOSTILE],
+            ["record", "can?" + self.HOSTILE, "--no-output"],
             ["list", self.HOSTILE + ".bin.bin"],
-            ["record", "can", "-d", self.HOSTILE],
+            ["record", "can", "--no-output", "-d", self.HOSTILE],
             ["convert", self.HOSTILE + ".bin", "-o", self.HOSTILE + ".pcapng", "--json"],
         ):
             with self.subTest(args=args):
@@ -224,7 +224,7 @@ class Terminals(ClientTest):
 
     def test_bad_lines_are_told_harmlessly(self):
         self.write_candump(["(1.0) can0 123#01", "(1.0) can0 \x1b]0;title\x07#01"], "bad.log")
-        process = self.start("record", "bad.log")
+        process = self.start("record", "bad.log", "--no-output")
         out, err = process.communicate()
         self.assertNotEqual(process.returncode, 0)
         self.assertIn(b"bad.log", err)
@@ -234,7 +234,7 @@ class Terminals(ClientTest):
         log = os.fsencode(self.folder) + b"/\xff\x9b.log"
         with open(log, "wb") as file:
             file.write(b"(1.0) can0 123#01\n")
-        process = self.start("record", os.fsdecode(log), "--json")
+        process = self.start("record", os.fsdecode(log), "--no-output", "--json")
         out, err = process.communicate()
         self.assertEqual(process.returncode, 0, err)
         self.assert_harmless(out + err)

@@ -186,7 +186,7 @@ class Mdf(ClientTest):
                 self.assertEqual(errors, len(expected) - len(good))
 
     def test_vehicle_is_recorded_with_all_that_the_format_holds(self):
-        summary = self.summary("vehicle?seed=9", "-d", "20s", "--speed", "max", "-o", "a.bin", "-o", "a.mf4", expect=3)
+        summary = self.summary("vehicle?seed=9", "-d", "20s", "--speed", "max", "-o", "a.bin", "-o", "a.mf4")
         output = summary["outputs"][1]
         reader = self.read()
         records = read_records((self.folder / "a.bin").read_bytes())
@@ -211,13 +211,13 @@ class Mdf(ClientTest):
 
     def test_series_hold_together_what_one_file_holds(self):
         source = ("can?load=90&seed=4", "-d", "90s", "--speed", "max")
-        self.run_client("record", *source, "-o", "whole.mf4", "-o", "part.mf4", "--mdf-split", "3M", expect=3)
+        self.run_client("record", *source, "-o", "whole.mf4", "-o", "part.mf4", "--mdf-split", "3M")
         parts = sorted((name for name in self.files() if name.startswith("part")), key=lambda name: (len(name), name))
         self.assertGreater(len(parts), 2)
         self.assertEqual(parts[:2], ["part.mf4", "part_1.mf4"])
         readers = [self.read(name) for name in parts]
         self.assertEqual({reader.start for reader in readers}, {readers[0].start})
-        self.run_client("record", *source, "-o", "one.mf4", "--mdf-split", "4095M", expect=3)
+        self.run_client("record", *source, "-o", "one.mf4", "--mdf-split", "4095M")
         together = [frame for reader in readers for frame in can_frames(reader)]
         self.assertEqual(sorted(together), can_frames(self.read("one.mf4")))
         for name in parts:
@@ -283,8 +283,7 @@ class Mdf(ClientTest):
         self.assertEqual(self.files(), [])
 
     def test_json_names_the_files_of_a_series(self):
-        out, _ = self.run_client("record", "can?load=90&duration=60s&speed=max", "-o", "a.mf4", "--mdf-split", "3M", "--json",
-                                 expect=3)
+        out, _ = self.run_client("record", "can?load=90&duration=60s&speed=max", "-o", "a.mf4", "--mdf-split", "3M", "--json")
         (output,) = json.loads(out)["outputs"]
         self.assertEqual(sorted(map(os.path.basename, output["files"])), self.files())
 

@@ -2,13 +2,17 @@
 
 import argparse
 import contextlib
+import fcntl
 import json
+import os
 import pathlib
+import pty
 import resource
 import struct
 import subprocess
 import sys
 import tempfile
+import termios
 import time
 import unittest
 from typing import NamedTuple
@@ -80,9 +84,30 @@ class ClientTest(unittest.TestCase):
         return out, err
 
     def summary(self, *args, **kwargs):
-        """Runs `record --json` and gives the summary."""
-        out, _ = self.run_client("record", *args, "--json", **kwargs)
+        """Runs `record --json`, without an output unless the arguments name one, and gives the summary."""
+        nowhere = [] if "-o" in args else ["--no-output"]
+        out, _ = self.run_client("record", *args, *nowhere, "--json", **kwargs)
         return json.loads(out)
+
+    def on_a_terminal(self, columns, *args, expect=0):
+        """Runs the client with standard output and error on a terminal of that width; gives what was sent there."""
+        leader, follower = pty.openpty()
+        self.addCleanup(os.close, leader)
+        fcntl.ioctl(follower, termios.TIOCSWINSZ, struct.pack("HHHH", 24, columns, 0, 0))
+        process = self.start(*args, stdout=follower, stderr=follower)
+        os.close(follower)
+        text = b""
+        while True:
+            try:
+                chunk = os.read(leader, 65536)
+            except OSError:  # the other side is closed
+                break
+            if not chunk:
+                break
+            text += chunk
+        process.wait()
+        self.assertEqual(process.returncode, expect, text)
+        return text.decode()
 
     def wait_until(self, condition, what):
         end = time.monotonic() + DEADLINE

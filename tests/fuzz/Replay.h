@@ -10,7 +10,8 @@
 namespace fuzz {
 
 inline void RequireRefusal(const qor_sim::Error& error) {
-  Require(error.Code() == QOR_SIM_ERROR_SOURCE && *error.what() != 0, "a refusal says why");
+  const bool refusal = error.Code() == QOR_SIM_ERROR_SOURCE || error.Code() == QOR_SIM_ERROR_FILE;
+  Require(refusal && *error.what() != 0, "a refusal says why");
 }
 
 /// Takes all items: their times don't go back, the timestamp of each stands in its bytes, and `sizeOf(bytes)` is how many

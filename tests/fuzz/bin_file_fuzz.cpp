@@ -1,6 +1,7 @@
 // The client's reader of raw record files: it must give the records that the file holds whole, refuse any rest, and give back
 // the file when they are written again.
 #include "Input.h"
+#include "inputs/BinReader.h"
 #include "outputs/BinFile.h"
 #include "support/TemporaryDirectory.h"
 #include "system/Failure.h"

@@ -1,6 +1,5 @@
-// Recordings in candump's text form: the frames of the lines, replayed as they are in the order of their times; one bad line
-// refuses the file.
-#include <optional>
+// Recordings in candump's text form: the frames of the lines, replayed as they are in the order of their times. One bad line
+// refuses the file, or is left out and counted where that is asked for.
 #include <sstream>
 
 #include "Candump.h"
@@ -31,9 +30,14 @@ void CheckFrame(const CandumpFrame& frame) {
   Require((item.Identifier & ~markers) <= (extended ? 0x1FFFFFFFU : 0x7FFU), "the identifier is one");
 }
 
-/// The frames of all lines; nothing if a line is refused.
-std::optional<std::vector<Frame>> FramesOf(const std::string& text) {
-  std::vector<Frame> frames;
+struct Lines {
+  std::vector<Frame> Frames;  // of the good ones
+  std::size_t Bad = 0;
+};
+
+Lines LinesOf(const std::string& text) {
+  Lines all;
+  std::vector<Frame>& frames = all.Frames;
   std::istringstream lines(text);
   for (std::string line; std::getline(lines, line);) {
     if (line.find_first_not_of(" \t\r") == std::string::npos) continue;
@@ -45,10 +49,10 @@ std::optional<std::vector<Frame>> FramesOf(const std::string& text) {
       if (sent) frames.back().Item.Flags |= qor_sim::kCanTransmitted;
     } catch (const qor_sim::Error& error) {
       Require(error.Code() == QOR_SIM_ERROR_SOURCE && *error.what() != 0, "a refusal says why");
-      return std::nullopt;
+      ++all.Bad;
     }
   }
-  return frames;
+  return all;
 }
 
 /// The frames of the first line's interface, in the order in which they are to be replayed.
@@ -74,21 +78,30 @@ void CheckReplay(const std::vector<CanItem>& expected, qor_sim::ItemSource& sour
   Require(source.Peek() == nullptr, "nothing else is replayed");
 }
 
+/// Replays the file's first interface, if it may be replayed.
+void Replay(const std::string& text, const Lines& lines, qor_sim::BadLines bad) {
+  const bool good = !lines.Frames.empty() && (lines.Bad == 0 || bad == qor_sim::BadLines::Skip);
+  qor_sim::CandumpSettings settings;
+  settings.Origin = qor_sim::TimeOrigin::Absolute;
+  settings.Bad = bad;
+  if (!lines.Frames.empty()) settings.Interface = lines.Frames.front().Interface;
+  try {
+    const auto source = qor_sim::ParseCandump(text, "in.log", settings);
+    Require(good, "a file is refused when one of its lines is, or without lines");
+    Require(source->Skipped().Count() == lines.Bad, "all bad lines are counted");
+    CheckReplay(Expected(lines.Frames), *source);
+  } catch (const qor_sim::Error& error) {
+    Require(!good, "a file of good lines is replayed");
+    Require(error.Code() == QOR_SIM_ERROR_FILE && *error.what() != 0, "a refusal says why");
+  }
+}
+
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   const std::string text(reinterpret_cast<const char*>(data), size);
-  const auto frames = FramesOf(text);
-  qor_sim::CandumpSettings settings;
-  settings.Origin = qor_sim::TimeOrigin::Absolute;
-  if (frames && !frames->empty()) settings.Interface = frames->front().Interface;
-  try {
-    const auto source = qor_sim::ParseCandump(text, "in.log", settings);
-    Require(frames && !frames->empty(), "a file is refused when one of its lines is, or without lines");
-    CheckReplay(Expected(*frames), *source);
-  } catch (const qor_sim::Error& error) {
-    Require(!frames || frames->empty(), "a file of good lines is replayed");
-    Require(error.Code() == QOR_SIM_ERROR_SOURCE && *error.what() != 0, "a refusal says why");
-  }
+  const Lines lines = LinesOf(text);
+  Replay(text, lines, qor_sim::BadLines::Refuse);
+  Replay(text, lines, qor_sim::BadLines::Skip);
   return 0;
 }

@@ -277,9 +277,28 @@ TEST(Candump, UnreadableLineIsNamedWithFileAndNumber) {
   const std::string wanted =
       "Cannot read " + file.Path + ", line 3: an identifier has three hexadecimal digits, or eight if extended.";
   const Thrown thrown = ThrownBy([&] { MakeCandumpSource(file.Path, {}); });
-  EXPECT_EQ(thrown.Code, unsigned{QOR_SIM_ERROR_SOURCE});
+  EXPECT_EQ(thrown.Code, unsigned{QOR_SIM_ERROR_FILE});
   EXPECT_EQ(thrown.Text, wanted);
   EXPECT_EQ(ThrownBy([&] { CandumpInterfaces(file.Path); }).Text, wanted);
+}
+
+TEST(Candump, UnreadableLineIsLeftOutWhereLinesMayBeSkipped) {
+  const TextFile file("(1) a 001#\nrubbish\n(2) a 002#\n");
+  const auto source = MakeCandumpSource(file.Path, {.Interface = {}, .Bad = BadLines::Skip});
+  EXPECT_EQ(Drain(*source).size(), 2u);
+  const SkippedLines skipped = source->Skipped();
+  ASSERT_EQ(skipped.Count(), 1u);
+  EXPECT_EQ(skipped.Kept()[0].Number, 2u);
+  EXPECT_EQ(skipped.Kept()[0].Reason, "the line does not begin with a time in parentheses");
+  EXPECT_EQ(CandumpInterfaces(file.Path, BadLines::Skip), std::vector<std::string>{"a"});
+}
+
+TEST(Candump, FileWithoutAReadableLineIsRefusedEvenWhereLinesMayBeSkipped) {
+  const TextFile file("rubbish\nmore of it\n");
+  const std::string wanted =
+      "Cannot read " + file.Path + ", line 1: the line does not begin with a time in parentheses.";
+  EXPECT_EQ(ThrownBy([&] { MakeCandumpSource(file.Path, {.Interface = {}, .Bad = BadLines::Skip}); }).Text, wanted);
+  EXPECT_EQ(ThrownBy([&] { CandumpInterfaces(file.Path, BadLines::Skip); }).Text, wanted);
 }
 
 TEST(Candump, FilesThatCanNotBeReplayedSayWhy) {

@@ -90,6 +90,27 @@ TEST(Csv, FilesThatCanNotBeReplayedSayWhy) {
             "Cannot read F, line 4: the line has 3 columns, not 8.");
 }
 
+TEST(Csv, UnreadableLineIsLeftOutWhereLinesMayBeSkipped) {
+  CsvSettings settings;
+  settings.Bad = BadLines::Skip;
+  const std::string text = kHeader + "0,1,wakeup,,,,,\n0,1,wakeup\n5,1,wakeup,,,,,\n";
+  const auto source = ParseCsv(text, "F", settings);
+  EXPECT_EQ(Drain(*source.Items).size(), 2U);
+  const SkippedLines skipped = source.Items->Skipped();
+  ASSERT_EQ(skipped.Count(), 1U);
+  EXPECT_EQ(skipped.Kept()[0].Number, 3U);
+  EXPECT_EQ(skipped.Kept()[0].Reason, "the line has 3 columns, not 8");
+  const TextFile file(text);
+  EXPECT_EQ(ListCsv(file.Path, {}, BadLines::Skip).Parts, (std::vector<CsvPart>{{CsvBus::Lin, 1}}));
+}
+
+TEST(Csv, FileWithoutItsHeaderIsRefusedEvenWhereLinesMayBeSkipped) {
+  CsvSettings settings;
+  settings.Bad = BadLines::Skip;
+  EXPECT_EQ(ThrownBy([&] { ParseCsv("0,1,wakeup,,,,,\n5,1,wakeup,,,,,\n", "F", settings); }).Text,
+            "Cannot read F, line 1: the first line is not timestamp_ns,channel,kind,flags,id,cycle,crc,data.");
+}
+
 TEST(Csv, FileIsReadAsItsTextIs) {
   const TextFile file("timestamp_ns,channel,kind,flags,id,cycle,crc,data\r\n7,1,wakeup,,,,,\r\n");
   const auto source = MakeCsvSource(file.Path, Settings({}, TimeOrigin::Absolute));

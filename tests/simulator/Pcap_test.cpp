@@ -78,7 +78,7 @@ std::vector<Item> Replay(const Data& bytes, const PcapSettings& settings = {}) {
 
 std::string Complaint(const Data& bytes) {
   const Thrown thrown = ThrownBy([&] { ParsePcap(bytes, "F", {}); });
-  EXPECT_EQ(thrown.Code, thrown.Text.empty() ? 0U : unsigned{QOR_SIM_ERROR_SOURCE});
+  EXPECT_EQ(thrown.Code, thrown.Text.empty() ? 0U : unsigned{QOR_SIM_ERROR_FILE});
   return thrown.Text;
 }
 

@@ -85,6 +85,29 @@ TEST(ReadLines, FailedVisitIsNamedWithFileAndLine) {
       if (line == "b") throw SourceError("it is a b");
     });
   });
-  EXPECT_EQ(thrown.Code, unsigned{QOR_SIM_ERROR_SOURCE});
+  EXPECT_EQ(thrown.Code, unsigned{QOR_SIM_ERROR_FILE});
   EXPECT_EQ(thrown.Text, "Cannot read some.file, line 3: it is a b.");
+}
+
+TEST(ReadLines, FailedVisitIsNotedAndTheNextLineVisitedWhereLinesMayBeSkipped) {
+  std::istringstream text("a\n\nb\nc\n");
+  std::vector<std::string> good;
+  SkippedLines skipped;
+  const auto visit = [&](std::string_view line) {
+    if (line == "b") throw SourceError("it is a b");
+    good.emplace_back(line);
+  };
+  ReadLines(text, "some.file", visit, &skipped);
+  EXPECT_EQ(good, (std::vector<std::string>{"a", "c"}));
+  ASSERT_EQ(skipped.Count(), 1u);
+  EXPECT_EQ(skipped.Kept()[0].Number, 3u);
+  EXPECT_EQ(skipped.Kept()[0].Reason, "it is a b");
+}
+
+TEST(SkippedLines, AllAreCountedAndTheFirstOnesKept) {
+  SkippedLines skipped;
+  for (uint64_t number = 1; number <= SkippedLines::kKept + 5; ++number) skipped.Add(number, "odd");
+  EXPECT_EQ(skipped.Count(), SkippedLines::kKept + 5);
+  EXPECT_EQ(skipped.Kept().size(), SkippedLines::kKept);
+  EXPECT_EQ(skipped.Kept().back().Number, SkippedLines::kKept);
 }

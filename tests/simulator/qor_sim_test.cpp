@@ -43,8 +43,7 @@ TEST(OpenPort, RefusesMalformedSourcesWithASentence) {
   constexpr Case kCases[] = {
       {"", "The source \"\" names no kind, such as can or candump."},
       {"usb",
-       "There is no kind of source \"usb\"; there are can, candump, csv, ethernet, flexray, lin, pcap, script, "
-       "vehicle."},
+       "There is no kind of source \"usb\"; there are can, candump, csv, ethernet, flexray, lin, pcap, vehicle."},
       {"can:file", "A source of the kind can takes no file."},
       {"script:file", "A source of the kind script takes no file."},
       {"candump", "A source of the kind candump needs a file: candump:PATH."},
@@ -55,7 +54,6 @@ TEST(OpenPort, RefusesMalformedSourcesWithASentence) {
       {"csv:x?bitrate=999", "The option bitrate can't be \"999\": it takes a number from 1000 to 20000."},
       {"pcap", "A source of the kind pcap needs a file: pcap:PATH."},
       {"pcap:x?interface=1", "A source of the kind pcap has no option \"interface\"."},
-      {"candump:/no/such", "Cannot read /no/such: there is no such file."},
       {"can?sed=1", "A source of the kind can has no option \"sed\"."},
       {"candump:x?seed=1", "A source of the kind candump has no option \"seed\"."},
       {"script?speed=max", "A source of the kind script has no option \"speed\"."},
@@ -205,11 +203,46 @@ TEST(ExpandSource, SaysHowMuchRoomItNeeds) {
 TEST(ExpandSource, RefusesWhatCanNotBeOpened) {
   char text[100];
   unsigned int length = sizeof text;
-  for (const char* source :
-       {"usb", "can?load=0", "script?x=1", "candump:/no/such", "candump:x?speed=0", "vehicle?load=5", "vehicle:x",
-        "vehicle?speed=0", "pcap:/no/such", "pcap:x?origin=y", "csv:/no/such"}) {
+  for (const char* source : {"usb", "can?load=0", "script?x=1", "candump:x?speed=0", "vehicle?load=5", "vehicle:x",
+                             "vehicle?speed=0", "pcap:x?origin=y", "candump:x?bad_lines=keep"}) {
     EXPECT_EQ(Qor_Sim_ExpandSource(source, text, &length), unsigned{QOR_SIM_ERROR_SOURCE}) << source;
   }
+  for (const char* source : {"candump:/no/such", "pcap:/no/such", "csv:/no/such"}) {
+    EXPECT_EQ(Qor_Sim_ExpandSource(source, text, &length), unsigned{QOR_SIM_ERROR_FILE}) << source;
+  }
+}
+
+TEST(OpenPort, FileThatCanNotBeReadIsToldApartFromAMalformedSource) {
+  unsigned int handle = 42;
+  EXPECT_EQ(Qor_Sim_OpenPort("candump:/no/such", &handle), unsigned{QOR_SIM_ERROR_FILE});
+  EXPECT_STREQ(Qor_Sim_ErrorText(), "Cannot read /no/such: there is no such file.");
+  EXPECT_EQ(handle, 42u);
+}
+
+// ---- Lines that can't be read ----------------------------------------------------------------------------------------
+
+TEST(SkippedLine, IsCountedAndToldWithItsNumberAndReason) {
+  const TextFile file("(1) can0 001#\nrubbish\n(2) can1 002#\n(3) can0 1#\n");
+  const OpenedPort one("candump:" + file.Path + "?bad_lines=skip&interface=can0");
+  const OpenedPort other("candump:" + file.Path + "?bad_lines=skip&interface=can1");
+  for (const auto* port : {&one, &other}) {
+    EXPECT_EQ(Qor_Sim_SkippedLineCount(port->Handle), 2u);
+    Qor_Sim_SkippedLine_t line;
+    ASSERT_EQ(Qor_Sim_GetSkippedLine(port->Handle, 1, &line), 0u);
+    EXPECT_EQ(line.Number, 4u);
+    EXPECT_STREQ(line.Reason, "an identifier has three hexadecimal digits, or eight if extended");
+    EXPECT_EQ(Qor_Sim_GetSkippedLine(port->Handle, 2, &line), unsigned{QOR_SIM_ERROR_ARGUMENT});
+    EXPECT_EQ(Qor_Sim_GetSkippedLine(port->Handle, 0, nullptr), unsigned{QOR_SIM_ERROR_ARGUMENT});
+  }
+}
+
+TEST(SkippedLine, ThereIsNoneOnOtherPorts) {
+  const OpenedPort port("can");
+  Qor_Sim_SkippedLine_t line;
+  EXPECT_EQ(Qor_Sim_SkippedLineCount(port.Handle), 0u);
+  EXPECT_EQ(Qor_Sim_GetSkippedLine(port.Handle, 0, &line), unsigned{QOR_SIM_ERROR_ARGUMENT});
+  EXPECT_EQ(Qor_Sim_SkippedLineCount(kNoHandle), 0u);
+  EXPECT_EQ(Qor_Sim_GetSkippedLine(kNoHandle, 0, &line), unsigned{QOR_SIM_ERROR_HANDLE});
 }
 
 // ---- A port from end to end ------------------------------------------------------------------------------------------

@@ -1,14 +1,12 @@
 #include "outputs/BinFile.h"
 
 #include <gtest/gtest.h>
-#include <sys/resource.h>
 
-#include <csignal>
-#include <cstring>
 #include <filesystem>
 #include <fstream>
-#include <iterator>
 
+#include "inputs/BinReader.h"
+#include "support/FileSizeLimit.h"
 #include "support/TemporaryDirectory.h"
 #include "system/Failure.h"
 #include "tools/ClientEntries.h"
@@ -20,8 +18,6 @@ namespace fs = std::filesystem;
 
 class BinFileTest : public testing::Test {
  protected:
-  void Write(const Bytes& bytes) const { test::WriteFile(Path, bytes); }
-
   test::TemporaryDirectory Directory;
   fs::path Folder = fs::current_path();
   std::string Path = (Folder / "x.bin").string();
@@ -39,24 +35,6 @@ std::vector<Bytes> OddRecords() {
     records.push_back(RecordOf(test::CanItem().At(size * 1000).Fd().Data(Bytes(size, size))));
   return records;
 }
-
-/// Files of this process can't grow beyond a size while this lives, as on a full disk.
-class FileSizeLimit {
- public:
-  explicit FileSizeLimit(rlim_t bytes) : Handler(std::signal(SIGXFSZ, SIG_IGN)) {
-    getrlimit(RLIMIT_FSIZE, &Before);
-    const rlimit limit{bytes, Before.rlim_max};
-    setrlimit(RLIMIT_FSIZE, &limit);
-  }
-  ~FileSizeLimit() {
-    setrlimit(RLIMIT_FSIZE, &Before);
-    std::signal(SIGXFSZ, Handler);
-  }
-
- private:
-  void (*Handler)(int);
-  rlimit Before{};
-};
 
 TEST_F(BinFileTest, RecordsFollowOneAnotherWithoutPadding) {
   BinWriter writer(Path);
@@ -103,12 +81,12 @@ TEST_F(BinFileTest, TwoWritersOfOneFileCannotBe) {
 }
 
 TEST_F(BinFileTest, ExistingFileIsKeptIfTheEntriesDontComeToTheirEnd) {
-  Write({1, 2, 3});
+  std::ofstream(Path) << "whole";
   BinWriter writer(Path);
   Put(writer, OddRecords()[5]);
   writer.KeepExisting();
   EXPECT_FALSE(writer.Finish());
-  EXPECT_EQ(test::FileBytes(Path), (Bytes{1, 2, 3}));
+  EXPECT_EQ(test::FileBytes(Path), (Bytes{'w', 'h', 'o', 'l', 'e'}));
   EXPECT_EQ(test::FileBytes(Path + ".part"), OddRecords()[5]);
   EXPECT_EQ(writer.Error(), "Cannot name \"" + Path + "\": File exists. Its contents are in \"" + Path + ".part\"");
 }
@@ -116,7 +94,7 @@ TEST_F(BinFileTest, ExistingFileIsKeptIfTheEntriesDontComeToTheirEnd) {
 TEST_F(BinFileTest, FullDiskThatTakesNothingLeavesNothing) {
   BinWriter writer(Path);
   {
-    const FileSizeLimit limit(0);
+    const test::FileSizeLimit limit(0);
     Put(writer, OddRecords()[5]);
     EXPECT_FALSE(writer.Finish());
   }
@@ -141,7 +119,7 @@ TEST_F(BinFileTest, FullDiskLeavesWholeRecordsAndSaysSo) {
   ASSERT_EQ(record.size(), 47u);
   BinWriter writer(Path);
   {
-    const FileSizeLimit limit(2000000);
+    const test::FileSizeLimit limit(2000000);
     int taken = 0;
     while (taken < 1000000 && Put(writer, record)) ++taken;
     EXPECT_LT(taken, 1000000);
@@ -155,56 +133,6 @@ TEST_F(BinFileTest, FullDiskLeavesWholeRecordsAndSaysSo) {
   Collector collector;
   EXPECT_EQ(ReadBin(Path + ".part", collector), 42553u);
   EXPECT_EQ(collector.Records.back(), record);
-}
-
-TEST_F(BinFileTest, RecordsAreReadBackAsTheyWereWritten) {
-  std::vector<Bytes> records;
-  while (records.size() < 40000) {
-    const auto more = OddRecords();
-    records.insert(records.end(), more.begin(), more.end());
-  }
-  Write(Joined(records));
-  Collector collector;
-  EXPECT_EQ(ReadBin(Path, collector), records.size());
-  EXPECT_EQ(collector.Records, records);
-}
-
-TEST_F(BinFileTest, EmptyFileHasNoRecords) {
-  Write({});
-  Collector collector;
-  EXPECT_EQ(ReadBin(Path, collector), 0u);
-}
-
-TEST_F(BinFileTest, ReadingEndsWhenTheSinkHasEnough) {
-  Write(Joined(OddRecords()));
-  Collector collector;
-  collector.Limit = 3;
-  EXPECT_EQ(ReadBin(Path, collector), 3u);
-}
-
-TEST_F(BinFileTest, FileThatIsNotMadeOfWholeRecordsIsAFailure) {
-  const Bytes good = RecordOf(test::CanItem().Data({1, 2, 3}));
-  for (const std::size_t kept : {1u, 4u, 27u, 28u, 46u}) {
-    SCOPED_TRACE(kept);
-    Write(Joined({good, Bytes(good.begin(), good.begin() + static_cast<std::ptrdiff_t>(kept))}));
-    Collector collector;
-    EXPECT_THROW(ReadBin(Path, collector), Failure);
-    EXPECT_EQ(collector.Records.size(), 1u);
-  }
-  for (const unsigned int length : {0u, 27u, 65564u, 0xFFFFFFFFu}) {
-    SCOPED_TRACE(length);
-    Bytes odd = good;
-    std::memcpy(odd.data(), &length, 4);
-    Write(Joined({good, odd}));
-    Collector collector;
-    EXPECT_THROW(ReadBin(Path, collector), Failure);
-    EXPECT_EQ(collector.Records.size(), 1u);
-  }
-}
-
-TEST_F(BinFileTest, MissingFileIsAFailure) {
-  Collector collector;
-  EXPECT_THROW(ReadBin((Folder / "missing.bin").string(), collector), Failure);
 }
 
 }  // namespace

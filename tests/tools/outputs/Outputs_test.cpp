@@ -26,8 +26,28 @@ TEST(Outputs, ExtensionNamesTheFormat) {
 }
 
 TEST(Outputs, OtherExtensionsAreWrongUsage) {
-  for (const char* name : {"a.txt", "a", "a.asc/", ".asc", "bin", "a.BIN", ""})
+  for (const char* name : {"a.txt", "a", "a.asc/", ".asc", "bin", "a.BI", ""})
     EXPECT_THROW(Planned({name}), UsageError) << name;
+}
+
+TEST(Outputs, ExtensionsMayHaveLargeLetters) {
+  const auto outputs = Planned({"a.ASC", "b.Bin", "c.PCAPNG"});
+  EXPECT_EQ(outputs[0].Kind, Format::Asc);
+  EXPECT_EQ(outputs[0].Path, "/where/a.ASC");
+  EXPECT_EQ(outputs[1].Kind, Format::Bin);
+  EXPECT_EQ(outputs[2].Kind, Format::Pcapng);
+  EXPECT_EQ(Planned({"d.MF4"})[0].Path, "/where/d.mf4");  // the library gives its files that extension
+}
+
+TEST(Outputs, SeveralNamesInOneAreRefusedWithWhatToWrite) {
+  try {
+    Planned({"a.asc,b.bin"});
+    FAIL();
+  } catch (const UsageError& error) {
+    EXPECT_STREQ(error.what(), "Output \"a.asc,b.bin\" is several names in one; write -o a.asc -o b.bin");
+  }
+  EXPECT_THROW(Planned({"x,a.asc,b"}), UsageError);
+  EXPECT_EQ(Planned({"run 1,2.asc"}).size(), 1u);
 }
 
 TEST(Outputs, SameNameTwiceIsWrongUsage) {

@@ -40,6 +40,20 @@ TEST(Sources, DefaultsGoWhereTheSourceSaysNothing) {
     EXPECT_EQ(Planned(kind, {"max", "5s"}).Text, kind + "?speed=max&duration=5s");
 }
 
+TEST(Sources, LargeLettersInAnExtensionMeanTheSame) {
+  EXPECT_EQ(Planned("X.LOG").Text, "candump:/where/X.LOG");
+  EXPECT_EQ(Planned("X.Csv").Text, "csv:/where/X.Csv");
+}
+
+TEST(Sources, WhatBecomesOfBadLinesIsAskedOfTextRecordingsOnly) {
+  const SourceDefaults skip{"", "", "skip"};
+  EXPECT_EQ(Planned("x.log", skip).Text, "candump:/where/x.log?bad_lines=skip");
+  EXPECT_EQ(Planned("x.csv?bad_lines=refuse", skip).Text, "csv:/where/x.csv?bad_lines=refuse");
+  EXPECT_EQ(Planned("x.pcap", skip).Text, "pcap:/where/x.pcap");
+  EXPECT_EQ(Planned("can", skip).Text, "can");
+  EXPECT_EQ(Planned("sub/x.log?speed=max").File, "sub/x.log");
+}
+
 TEST(Sources, SpeedIsAFactorAndMaxIsNone) {
   EXPECT_EQ(Planned("can").Speed, 1);
   EXPECT_EQ(Planned("can?seed=1&speed=2.5").Speed, 2.5);

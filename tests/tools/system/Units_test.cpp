@@ -12,20 +12,26 @@ struct Case {
   std::optional<unsigned long> Value;
 };
 
-TEST(Units, SizesArePowersOf1024) {
+TEST(Units, SizesTakeTheUnitsThatPeopleWrite) {
   const Case cases[] = {{"0", 0},
                         {"512", 512},
                         {"1K", 1024},
                         {"500M", 524288000},
                         {"2g", 1ul << 31},
                         {"16T", 1ul << 44},
-                        {"16777215T", 16777215ul << 40}};
+                        {"16777215T", 16777215ul << 40},
+                        {"7B", 7},
+                        {"500MB", 500000000},
+                        {"3kb", 3000},
+                        {"2TB", 2000000000000},
+                        {"1MiB", 1ul << 20},
+                        {"4gib", 4ul << 30}};
   for (const Case& c : cases) EXPECT_EQ(ParseSize(c.Text), c.Value) << c.Text;
 }
 
 TEST(Units, OtherTextsAreNoSizes) {
-  for (const char* text :
-       {"", "M", "-1", "+1", "1.5M", "1 M", "1MB", "1X", " 1", "1 ", "0x10", "16777216T", "18446744073709551616"})
+  for (const char* text : {"", "M", "-1", "+1", "1.5M", "1 M", "1BM", "1MI", "1Mbit", "1X", " 1", "1 ", "0x10",
+                           "16777216T", "18446744073709551616"})
     EXPECT_EQ(ParseSize(text), std::nullopt) << text;
 }
 

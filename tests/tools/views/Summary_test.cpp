@@ -33,6 +33,29 @@ TEST(Summary, EveryEntryIsCountedAsOneKind) {
   EXPECT_FALSE(TwoChannels().Lossy());
 }
 
+TEST(Summary, LateEntriesAreALossAndPlacedInTime) {
+  Summary summary = TwoChannels();
+  summary.SetLate({{1, {3, 1000000000, 2000000000}}});
+  EXPECT_TRUE(summary.Lossy());
+  EXPECT_NE(summary.Text().find("  OUT OF ORDER: 3 entries came too late to be put in order, 1.000000000 s to "
+                                "2.000000000 s\n"),
+            std::string::npos);
+  EXPECT_EQ(summary.ChannelsJson()[0]["late"].dump(),
+            R"({"count":3,"first_time_ns":1000000000,"last_time_ns":2000000000})");
+  EXPECT_EQ(summary.BusesJson()[0]["late"], 3);
+}
+
+TEST(Summary, LinesThatCannotBeReadAreALossAndNamed) {
+  Summary summary;
+  summary.SetUnread({{"x.log", 3, {{2, "why"}, {7, "another why"}}}});
+  EXPECT_TRUE(summary.Lossy());
+  EXPECT_EQ(summary.Text(),
+            "x.log: LOST: 3 lines that can't be read\n  x.log:2: why\n  x.log:7: another why\n"
+            "  and 1 more\n");
+  EXPECT_EQ(summary.UnreadJson().dump(), R"([{"count":3,"file":"x.log","first":[{"line":2,"reason":"why"},)"
+                                         R"({"line":7,"reason":"another why"}]}])");
+}
+
 TEST(Summary, EachBusHasItsOwnKinds) {
   Summary summary;
   for (unsigned int channel = 1; channel <= 3; ++channel) summary.NameChannel(channel, "x");
@@ -75,7 +98,7 @@ TEST(Summary, BusesAreTheSumsOfTheirChannels) {
   ASSERT_EQ(json.size(), 2u);
   EXPECT_EQ(json[0].dump(),
             R"({"bus":"CAN","channels":2,"counts":{"classic_frames":3,"error_frames":1,"events":1,"fd_frames":1,)"
-            R"("malformed":0},"entries":6,"lost":4,"overruns":0,"received":3,"transmitted":1})");
+            R"("malformed":0},"entries":6,"late":0,"lost":4,"overruns":0,"received":3,"transmitted":1})");
   EXPECT_EQ(json[1]["bus"], "LIN");
 }
 
@@ -130,10 +153,12 @@ TEST(Summary, JsonHasTimesInNanosecondsAndNullWithoutEntries) {
       json.dump(),
       R"([{"bit_rate":{"data":2000000,"nominal":500000},"bus":"CAN","channel":1,)"
       R"("counts":{"classic_frames":2,"error_frames":1,"events":1,"fd_frames":1,"malformed":0},"entries":5,)"
-      R"("first_time_ns":1000000000,"last_time_ns":3600000000,"load_percent":{"bus":0.02},)"
+      R"("first_time_ns":1000000000,"last_time_ns":3600000000,)"
+      R"("late":{"count":0,"first_time_ns":null,"last_time_ns":null},"load_percent":{"bus":0.02},)"
       R"("lost":{"count":2,"first_time_ns":5,"last_time_ns":6},)"
       R"("overruns":{"count":0,"first_time_ns":null,"last_time_ns":null},"received":2,"source":"can?seed=1","transmitted":1},)"
       R"({"bus":null,"channel":2,"entries":0,"first_time_ns":null,"last_time_ns":null,)"
+      R"("late":{"count":0,"first_time_ns":null,"last_time_ns":null},)"
       R"("lost":{"count":0,"first_time_ns":null,"last_time_ns":null},)"
       R"("overruns":{"count":0,"first_time_ns":null,"last_time_ns":null},"received":0,"source":"quiet.log","transmitted":0}])");
 }

@@ -15,24 +15,38 @@ void TakeChannels(const Recorder& recorder, Summary& summary) {
     summary.NameChannel(channel.Number, channel.Source);
     summary.SetLost(channel.Number, channel.Lost, {channel.FirstLost, channel.LastLost});
   }
+  summary.SetUnread(recorder.Unread());
 }
 
-int Conclude(const std::string& command, const Summary& summary, const OutputSet& outputs, bool json,
+unsigned long OrderingWindow(std::size_t sources) { return sources > 1 ? Reorder::UsualWindow : 0; }
+
+namespace {
+
+/// An empty capture was hardly meant.
+std::string MissingEthernetText(const Summary& summary, const OutputArguments& asked) {
+  if (!asked.Capture.EthernetOnly || summary.Has(BusType_Ethernet)) return "";
+  return "--ethernet-only: there is no Ethernet in this trace, so the .pcapng output is empty\n";
+}
+
+}  // namespace
+
+int Conclude(const std::string& command, const Summary& summary, const OutputSet& outputs, const OutputArguments& asked,
              const nlohmann::json& more) {
-  const std::string shortfall = outputs.ShortfallText();
-  const bool lossy = summary.Lossy() || !shortfall.empty();
+  const std::string shortfall = outputs.ShortfallText() + MissingEthernetText(summary, asked);
+  const bool lossy = summary.Lossy() || (asked.Strict && !shortfall.empty());
   const int code = !outputs.Errors().empty() ? ExitFailed : lossy ? ExitLossy : ExitDone;
   const auto times = summary.Times();
   Say(fmt::format("{}{}{}{} in {} s{}", summary.Text(), shortfall, outputs.RemarkText(),
                   FormatCount(summary.Entries(), "entry", "entries"),
                   FormatSeconds(times ? times->Last - times->First : 0), outputs.WrittenText()));
-  if (!json) return code;
+  if (!asked.Json) return code;
   nlohmann::json object = {{"command", command},
                            {"entries", summary.Entries()},
                            {"first_time_ns", times ? nlohmann::json(times->First) : nlohmann::json()},
                            {"last_time_ns", times ? nlohmann::json(times->Last) : nlohmann::json()},
                            {"channels", summary.ChannelsJson()},
                            {"buses", summary.BusesJson()},
+                           {"unread_lines", summary.UnreadJson()},
                            {"outputs", outputs.Json()},
                            {"errors", outputs.Errors()},
                            {"exit_code", code}};

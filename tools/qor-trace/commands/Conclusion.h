@@ -2,22 +2,29 @@
 #ifndef QOR_TRACE_CONCLUSION_H
 #define QOR_TRACE_CONCLUSION_H
 
+#include <cstddef>
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 
+#include "commands/OutputArguments.h"
 #include "outputs/OutputSet.h"
 #include "recording/Recorder.h"
 #include "views/Summary.h"
 
 namespace client {
 
-/// Adds to a summary what a recording knows of its channels: their sources, and what they lost.
+/// Adds to a summary what a recording knows of its channels and sources, and what these lost.
 void TakeChannels(const Recorder& recorder, Summary& summary);
 
+/// How long entries of so many sources are held back to be put in order, ns: those of a single one come in its own order.
+unsigned long OrderingWindow(std::size_t sources);
+
 /// Closes a command: says what was done, prints the JSON summary if that was asked for.
+///
 /// @param more  JSON fields of this command
-/// @return      the exit code
-int Conclude(const std::string& command, const Summary& summary, const OutputSet& outputs, bool json,
+/// @return      the exit code: 1 after an error; 3 when some of the input was lost, if strict also when an output can't hold
+///              something
+int Conclude(const std::string& command, const Summary& summary, const OutputSet& outputs, const OutputArguments& asked,
              const nlohmann::json& more);
 
 }  // namespace client

@@ -12,9 +12,13 @@
 #include "commands/Commands.h"
 #include "commands/Conclusion.h"
 #include "commands/OutputArguments.h"
-#include "outputs/BinFile.h"
+#include "commands/ReadingProgress.h"
+#include "inputs/BinReader.h"
 #include "outputs/MdfOutput.h"
+#include "stream/Tee.h"
 #include "system/Failure.h"
+#include "system/InputFile.h"
+#include "system/Terminal.h"
 #include "system/Units.h"
 
 namespace client {
@@ -26,31 +30,13 @@ struct ConvertArguments {
   std::string StartTime;
   BitRateArguments BitRates;
   OutputArguments Output;
+  bool Progress = false;  // also without a terminal
 };
 
 bool Has(const OutputPlan& plan, Format format) {
   return std::any_of(plan.Outputs.begin(), plan.Outputs.end(),
                      [&](const Output& output) { return output.Kind == format; });
 }
-
-/// Counts records and hands them to the outputs, until one of these can't go on or a stop is requested.
-class Converter : public EntrySink {
- public:
-  Converter(OutputSet& outputs, Summary& summary, Signals& signals)
-      : Outputs(outputs), Counted(summary), StopSignals(signals) {}
-
-  bool Take(const unsigned char* record, unsigned int length) override {
-    Interrupted = StopSignals.StopRequested();
-    return !Interrupted && Outputs.Take(record, length) && Counted.Take(record, length);
-  }
-
-  bool Interrupted = false;
-
- private:
-  OutputSet& Outputs;
-  Summary& Counted;
-  Signals& StopSignals;
-};
 
 /// The times of the first record and of the latest one, ns.
 class Ends : public EntrySink {
@@ -67,12 +53,15 @@ class Ends : public EntrySink {
 
 /// When a recorded file began, ns since 1970: its last record was written when the file was last changed. Nothing for
 /// standard input, without records, and for records that tell wall-clock times themselves.
-std::optional<unsigned long> BeginOf(const std::string& input) {
+std::optional<unsigned long> BeginOf(const std::string& input, Signals& signals, bool progressElsewhere) {
   struct stat status {};
   if (input == "-" || stat(input.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
   Ends ends;
   try {
-    ReadBin(input, ends);
+    BinReader reader(input);
+    ReadingProgress progress(reader, signals, progressElsewhere);
+    reader.ReadAll(ends, progress.GoOn());
+    progress.Clear();
   } catch (const Failure&) {  // it is told when the file is converted
   }
   if (!ends.First || *ends.First >= WallClockFrom) return std::nullopt;
@@ -83,12 +72,13 @@ std::optional<unsigned long> BeginOf(const std::string& input) {
 
 /// When the first record's event was, ns since 1970, for outputs that tell it.
 std::optional<unsigned long> FirstTimeOf(const ConvertArguments& arguments, const OutputPlan& plan,
-                                         const std::string& input) {
+                                         const std::string& input, Signals& signals) {
   if (!Has(plan, Format::Mdf)) {
-    if (!arguments.StartTime.empty()) throw UsageError("--start-time needs an output that ends in .mf4");
+    if (!arguments.StartTime.empty())
+      throw UsageError("--start-time needs an output that ends in .mf4; add -o NAME.mf4");
     return std::nullopt;
   }
-  if (arguments.StartTime.empty()) return BeginOf(input);
+  if (arguments.StartTime.empty()) return BeginOf(input, signals, arguments.Progress);
   const auto time = ParseWallClock(arguments.StartTime);
   if (!time)
     throw UsageError(
@@ -98,33 +88,65 @@ std::optional<unsigned long> FirstTimeOf(const ConvertArguments& arguments, cons
 
 /// Nothing is made before the input is known to be there.
 std::string InputPath(const std::string& typed) {
-  if (typed == "-") return typed;
+  if (typed == "-") {
+    RefuseTerminalInput();
+    return typed;
+  }
   std::string path = std::filesystem::absolute(typed).string();
-  CheckReadable(path);
+  CheckInputFile(path);
   return path;
+}
+
+/// The word for it in the JSON summary.
+const char* Word(BinReader::End end) {
+  switch (end) {
+    case BinReader::End::Whole:
+      return "input_ended";
+    case BinReader::End::Declined:
+      return "output_closed";
+    case BinReader::End::Stopped:
+      return "interrupted";
+  }
+  return "";
+}
+
+/// Reads all records into the outputs. A failure is noted with them: what came before it is kept.
+std::string ReadInto(OutputSet& outputs, Summary& summary, BinReader& reader, const ConvertArguments& arguments,
+                     Signals& signals) {
+  Tee sinks(outputs, summary);
+  ReadingProgress progress(reader, signals, arguments.Progress);
+  std::string sentence;
+  auto end = BinReader::End::Whole;
+  try {
+    end = reader.ReadAll(sinks, progress.GoOn());
+  } catch (const Failure& failure) {
+    if (summary.Entries() == 0) throw;  // outputs that got nothing leave nothing
+    sentence = failure.what();
+  }
+  progress.Clear();
+  // A pipe has no end that would be missing: what came so far is what there is.
+  if (end == BinReader::End::Stopped && arguments.Input != "-")
+    sentence = fmt::format("Interrupted: the outputs end after {} of \"{}\"",
+                           FormatCount(summary.Entries(), "entry", "entries"), arguments.Input);
+  if (!sentence.empty()) outputs.KeepExisting();
+  outputs.NoteError(sentence);
+  return sentence.empty() || end == BinReader::End::Stopped ? Word(end) : "failed";
 }
 
 int Convert(const ConvertArguments& arguments, Signals& signals) {
   OutputPlan plan = arguments.Output.Plan();
   Summary summary(arguments.BitRates.Rates());
   const std::string input = InputPath(arguments.Input);
-  plan.Mdf.FirstTime = FirstTimeOf(arguments, plan, input);
+  BinReader reader(input);  // refuses what is no .bin file before an output is made
+  plan.Mdf.FirstTime = FirstTimeOf(arguments, plan, input, signals);
   for (const Output& output : plan.Outputs) CheckWritable(output);
   OutputSet outputs(plan);
-  Converter converter(outputs, summary, signals);
-  try {
-    ReadBin(input, converter);
-  } catch (const Failure& failure) {
-    if (summary.Entries() == 0) throw;  // a wrong input; outputs that got nothing leave nothing
-    outputs.NoteError(failure.what());
-    outputs.KeepExisting();
+  const std::string end = ReadInto(outputs, summary, reader, arguments, signals);
+  {
+    const WaitingLine line("completing the outputs", arguments.Progress);
+    outputs.Finish(summary.LostItems());
   }
-  if (converter.Interrupted) outputs.KeepExisting();
-  if (converter.Interrupted)
-    outputs.NoteError(fmt::format("Interrupted: the outputs end after {} of \"{}\"",
-                                  FormatCount(summary.Entries(), "entry", "entries"), arguments.Input));
-  outputs.Finish(summary.LostItems());
-  return Conclude("convert", summary, outputs, arguments.Output.Json, {{"input", arguments.Input}});
+  return Conclude("convert", summary, outputs, arguments.Output, {{"input", arguments.Input}, {"ended_by", end}});
 }
 
 constexpr const char* ConvertHelp =
@@ -132,9 +154,11 @@ constexpr const char* ConvertHelp =
     "  qor-trace convert drive.bin -o drive.asc -o drive.pcapng\n"
     "  qor-trace convert drive.bin -o - --format pcapng | tshark -r -\n"
     "\n"
-    "The outputs hold what a recording into them would have held.\n"
+    "The outputs hold what a recording into them would have held. Of what a recording lost, the overrun marks are in "
+    "its "
+    "records and are told again; the counts of full capture buffers are not.\n"
     "\n"
-    "Exit codes: 0 done, 1 failed, 2 wrong usage, 3 done but an output can't hold everything.";
+    "Exit codes: 0 done, 1 failed, 2 wrong usage, 3 done but some of the input was lost.";
 
 }  // namespace
 
@@ -149,6 +173,8 @@ void AddConvertCommand(CLI::App& app, Action& action) {
       "When the first record's event was, for .mf4 outputs: 2026-11-21T14:30:00[.5][Z] (by the time when "
       "INPUT was last changed)");
   arguments->BitRates.AddTo(*command);
+  command->add_flag("--progress", arguments->Progress,
+                    "Tell how far it has come every few seconds, also without a terminal");
   command->footer(ConvertHelp);
   command->callback(
       [arguments, &action] { action = [arguments](Signals& signals) { return Convert(*arguments, signals); }; });

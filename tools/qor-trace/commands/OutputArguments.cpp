@@ -14,7 +14,7 @@ namespace {
 
 unsigned long SizeOf(const std::string& typed) {
   if (const auto size = ParseSize(typed)) return *size;
-  throw UsageError(fmt::format("\"{}\" is no size; write 500M or 2G", typed));
+  throw UsageError(fmt::format("\"{}\" is no size; write 500M, 500MB or 2GiB", typed));
 }
 
 }  // namespace
@@ -23,8 +23,7 @@ void OutputArguments::AddTo(CLI::App& command) {
   command
       .add_option("-o,--output", Outputs,
                   "Output by extension: .asc text, .pcapng capture of all buses, .mf4 measurement file, .bin raw "
-                  "records; - for "
-                  "standard output")
+                  "records; - for standard output. Repeat it for several")
       ->allow_extra_args(false);
   command.add_option("--asc-split", AscSplit, "Go on in NAME_1.asc, NAME_2.asc, ... beyond this size, e.g. 500M");
   command.add_option("--mdf-split", MdfSplit, "The same for .mf4 outputs, 3M to 4095M");
@@ -34,6 +33,9 @@ void OutputArguments::AddTo(CLI::App& command) {
   command.add_option("--format", StandardFormat, "What - gets: bin (the default), asc or pcapng");
   command.add_flag("--ethernet-only", Capture.EthernetOnly,
                    "Only Ethernet in .pcapng outputs, for readers that refuse several link types");
+  command.add_flag("--strict", Strict,
+                   "Exit code 3 also for what an output's format has no place for; refuse a text recording with a line "
+                   "that can't be read");
   command.add_flag("--json", Json, "Print the summary as JSON on standard output, times in ns");
 }
 
@@ -53,8 +55,9 @@ OutputPlan OutputArguments::Plan() const {
   plan.Outputs = PlanOutputs(Outputs, plan.Asc, std::filesystem::current_path(), Capture, StandardFormat, plan.Mdf);
   if (!UsesStandardOutput(plan.Outputs)) return plan;
   const bool text = StandardFormat == Word(Format::Asc);
-  if (StandardOutputIsTerminal() && !text) throw UsageError("Binary output is not written to a terminal");
-  if (Json) throw UsageError("Standard output can't take both the records and the JSON summary");
+  if (StandardOutputIsTerminal() && !text)
+    throw UsageError("Binary output is not written to a terminal; redirect or pipe it");
+  if (Json) throw UsageError("Standard output can't take both the records and the JSON summary; name a file with -o");
   return plan;
 }
 

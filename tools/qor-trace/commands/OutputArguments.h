@@ -22,6 +22,7 @@ struct OutputArguments {
   CaptureOptions Capture;
   std::string StandardFormat;  // of the output -
   bool Json = false;
+  bool Strict = false;  // what an output can't hold is a loss
 
   /// What every command that writes outputs takes.
   void AddTo(CLI::App& command);

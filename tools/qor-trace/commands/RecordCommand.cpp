@@ -8,7 +8,10 @@
 #include "commands/Conclusion.h"
 #include "commands/OutputArguments.h"
 #include "commands/RecordingArguments.h"
+#include "stream/Reorder.h"
 #include "stream/Tee.h"
+#include "system/Failure.h"
+#include "system/Terminal.h"
 
 namespace client {
 
@@ -18,35 +21,51 @@ struct RecordArguments {
   RecordingArguments Recording;
   BitRateArguments BitRates;
   OutputArguments Output;
+  bool NoOutput = false;
 };
 
+/// A recording that is kept nowhere was hardly meant.
+void CheckOutputs(const RecordArguments& arguments) {
+  const bool any = !arguments.Output.Outputs.empty();
+  if (any && arguments.NoOutput) throw UsageError("--no-output and -o contradict each other; leave one of them out");
+  if (!any && !arguments.NoOutput)
+    throw UsageError("There is no output; name one, as in -o drive.bin, or only count with --no-output");
+}
+
 int Record(const RecordArguments& arguments, Signals& signals) {
+  CheckOutputs(arguments);
   const OutputPlan plan = arguments.Output.Plan();
   RecordingOptions options = arguments.Recording.Options(FolderOf(plan.Outputs, "/var/tmp"));
   options.OutputFolders = FoldersOf(plan.Outputs);
   options.MinFree = plan.MinFree;
-  const std::vector<Source> sources = arguments.Recording.Plan();
+  const std::vector<Source> sources = arguments.Recording.Plan(arguments.Output.Strict);
   Summary summary(arguments.BitRates.Rates());
   for (const Output& output : plan.Outputs) CheckWritable(output);
   CheckRoom(options.OutputFolders, options.MinFree);
   Recorder recorder(options, sources, signals);
   OutputSet outputs(plan);
   Tee sinks(outputs, summary);
-  const End end = recorder.Run(sinks, [&](const std::string& sentence) { outputs.NoteError(sentence); });
+  Reorder ordered(sinks, OrderingWindow(sources.size()));
+  const End end = recorder.Run(ordered, [&](const std::string& sentence) { outputs.NoteError(sentence); });
+  ordered.Finish();
   TakeChannels(recorder, summary);
-  outputs.Finish(summary.LostItems(), [&](const std::string& path) { recorder.Trace().ExportToPcap(path); });
-  return Conclude("record", summary, outputs, arguments.Output.Json, {{"ended_by", Word(end)}});
+  summary.SetLate(ordered.Late());
+  {
+    const WaitingLine line("completing the outputs", arguments.Recording.Progress);
+    outputs.Finish(summary.LostItems(), [&](const std::string& path) { recorder.Trace().ExportToPcap(path); });
+  }
+  return Conclude("record", summary, outputs, arguments.Output, {{"ended_by", Word(end)}});
 }
 
 constexpr const char* RecordHelp =
     "Examples:\n"
     "  qor-trace record vehicle --duration 5s -o drive.asc -o drive.pcapng\n"
     "  qor-trace record drive.log --speed max -o drive.asc -o drive.bin\n"
-    "  qor-trace record 'can?seed=1' 'can?seed=2' -d 1h -o run.asc --asc-live --asc-split 500M\n"
+    "  qor-trace record can 'can?seed=2' -d 1h -o run.asc --asc-split 500M\n"
     "  qor-trace record drive.log --speed max -o - | qor-trace list -\n"
     "  qor-trace record can -o - --format pcapng | wireshark -k -i -\n"
     "\n"
-    "An output is called NAME.part until it is complete; after a failure it stays under that name with what was\n"
+    "An output is called NAME.part until it is complete; after a failure it stays under that name with what was "
     "written, and the others go on. Ctrl-C ends the recording with all outputs complete.\n"
     "\n";
 
@@ -58,6 +77,7 @@ void AddRecordCommand(CLI::App& app, Action& action) {
   arguments->Recording.AddTo(*command);
   arguments->Output.AddTo(*command);
   arguments->Output.AddRecordingTo(*command);
+  command->add_flag("--no-output", arguments->NoOutput, "Only count; without it an output is needed");
   arguments->BitRates.AddTo(*command);
   command->footer(std::string(RecordHelp) + SourceHelp);
   command->callback(

@@ -16,11 +16,15 @@ const char* const SourceHelp =
     "  candump:PATH or PATH.log      replay of candump text: interface=NAME\n"
     "  pcap:PATH or PATH.pcap[ng]    replay of an Ethernet capture\n"
     "  csv:PATH or PATH.csv          replay of LIN and FlexRay: bus=lin|flexray, channel=N, bitrate=N (of LIN, 19200)\n"
-    "  Replays take origin=file|absolute (times) and direction=rx|tx (where the file doesn't say).\n"
-    "  Options go behind '?' and are joined by '&'; all sources take speed=FACTOR|max and buffer=ITEMS.\n"
-    "  A recording of several interfaces becomes one channel for each of them. Channels count from 1.\n"
     "\n"
-    "Exit codes: 0 done, 1 failed, 2 wrong usage, 3 done but something was lost.";
+    "Replays take origin=file|absolute (times) and direction=rx|tx (where the file doesn't say). Options go behind '?' "
+    "and "
+    "are joined by '&'; all sources take speed=FACTOR|max and buffer=ITEMS. A recording of several interfaces becomes "
+    "one "
+    "channel for each of them. Channels count from 1. Lines of a text recording that can't be read are left out and "
+    "named.\n"
+    "\n"
+    "Exit codes: 0 done, 1 failed, 2 wrong usage, 3 done but some of the input was lost.";
 
 void RecordingArguments::AddTo(CLI::App& command) {
   command.add_option("SOURCE", Sources, "What to record; several are recorded together")->required();
@@ -29,22 +33,29 @@ void RecordingArguments::AddTo(CLI::App& command) {
   command.add_option("--memory-limit", MemoryLimit, "Entries held in memory before they go to the swap file (50000)");
   command.add_option("--swap-folder", SwapFolder,
                      "Where the swap file's own folder is made (the folder of the first output, else /var/tmp)");
+  command.add_flag("--progress", Progress, "Tell how far it has come every few seconds, also without a terminal");
 }
 
 RecordingOptions RecordingArguments::Options(const std::string& defaultSwapFolder) const {
   RecordingOptions options;
-  if (!Duration.empty()) {
-    options.Duration = ParseDuration(Duration);
-    if (!options.Duration) throw UsageError(fmt::format("\"{}\" is no duration; write 90s or 1h30m", Duration));
-  }
+  options.Duration = TraceTime();
+  options.Progress = Progress;
   if (MemoryLimit) options.MemoryLimit = *MemoryLimit;
-  if (options.MemoryLimit == 0) throw UsageError("The memory limit is at least 1 entry");
+  if (options.MemoryLimit == 0)
+    throw UsageError("The memory limit is at least 1 entry; write --memory-limit 1 or more");
   options.SwapParent = std::filesystem::absolute(SwapFolder.empty() ? defaultSwapFolder : SwapFolder).string();
   return options;
 }
 
-std::vector<Source> RecordingArguments::Plan() const {
-  return PlanSources(Sources, {Speed, Duration}, std::filesystem::current_path());
+std::optional<unsigned long> RecordingArguments::TraceTime() const {
+  if (Duration.empty()) return std::nullopt;
+  const auto time = ParseDuration(Duration);
+  if (!time) throw UsageError(fmt::format("\"{}\" is no duration; write 90s or 1h30m", Duration));
+  return time;
+}
+
+std::vector<Source> RecordingArguments::Plan(bool strict) const {
+  return PlanSources(Sources, {Speed, Duration, strict ? "refuse" : "skip"}, std::filesystem::current_path());
 }
 
 }  // namespace client

@@ -18,6 +18,7 @@ struct RecordingArguments {
   std::string Duration;
   std::string SwapFolder;
   std::optional<unsigned int> MemoryLimit;
+  bool Progress = false;  // also without a terminal
 
   void AddTo(CLI::App& command);
 
@@ -25,8 +26,13 @@ struct RecordingArguments {
   /// Failure: UsageError.
   RecordingOptions Options(const std::string& defaultSwapFolder) const;
 
+  /// The duration, ns; nothing when none was given.
+  /// Failure: UsageError.
+  std::optional<unsigned long> TraceTime() const;
+
+  /// @param strict  a line of a text recording that can't be read refuses the file, instead of being left out
   /// Failure: as PlanSources.
-  std::vector<Source> Plan() const;
+  std::vector<Source> Plan(bool strict) const;
 };
 
 /// What is to be known about sources, for the end of help texts.

@@ -1,9 +1,5 @@
 #include "outputs/BinFile.h"
 
-#include <fcntl.h>
-#include <fmt/format.h>
-#include <unistd.h>
-
 #include <cerrno>
 #include <cstring>
 #include <utility>
@@ -86,76 +82,5 @@ void BinWriter::Fail(int error, std::size_t writtenOfBuffer) {
 }
 
 bool BinWriter::Finish() { return File.Usable() && Flush() && File.Complete(); }
-
-namespace {
-
-/// Reads blocks of a file and cuts them into records.
-class BinReader {
- public:
-  explicit BinReader(const std::string& path) : Shown(path == "-" ? "standard input" : fmt::format("\"{}\"", path)) {
-    File = path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC);
-    if (File < 0) throw Failure(fmt::format("Cannot open {}: {}", Shown, ErrnoText(errno)));
-  }
-  ~BinReader() {
-    if (File != STDIN_FILENO) close(File);
-  }
-  BinReader(const BinReader&) = delete;
-  BinReader& operator=(const BinReader&) = delete;
-
-  unsigned long ReadAll(EntrySink& sink) {
-    unsigned long records = 0;
-    while (Fill(EntryHeaderSize)) {
-      const unsigned int length = LengthAt(Buffer.data() + Begin);
-      if (length < EntryHeaderSize || length > LongestRecord) throw Damaged();
-      if (!Fill(length)) throw Damaged();
-      ++records;
-      if (!sink.Take(Buffer.data() + Begin, length)) return records;
-      Begin += length;
-    }
-    if (Begin < Buffer.size()) throw Damaged();
-    return records;
-  }
-
- private:
-  // No interface gives longer ones: an item is at most 65535 bytes.
-  static constexpr unsigned int LongestRecord = 28 + 65535;
-
-  /// Makes `length` bytes ready from Begin on. False if the file ends before.
-  bool Fill(std::size_t length) {
-    while (Buffer.size() - Begin < length) {
-      Buffer.erase(Buffer.begin(), Buffer.begin() + static_cast<std::ptrdiff_t>(Begin));
-      Offset += std::exchange(Begin, 0);
-      const std::size_t kept = Buffer.size();
-      Buffer.resize(kept + FlushSize);
-      const ssize_t got = ReadSome(Buffer.data() + kept);
-      Buffer.resize(kept + static_cast<std::size_t>(got));
-      if (got == 0) return false;
-    }
-    return true;
-  }
-
-  ssize_t ReadSome(unsigned char* target) {
-    for (;;) {
-      const ssize_t got = read(File, target, FlushSize);
-      if (got >= 0) return got;
-      if (errno != EINTR) throw Failure(fmt::format("Cannot read {}: {}", Shown, ErrnoText(errno)));
-    }
-  }
-
-  Failure Damaged() const {
-    return Failure(fmt::format("There is no whole record at byte {} of {}: is it a .bin file of this program?",
-                               Offset + Begin, Shown));
-  }
-
-  const std::string Shown;
-  int File = -1;
-  std::vector<unsigned char> Buffer;
-  std::size_t Begin = 0;     // of the next record in the buffer
-  unsigned long Offset = 0;  // of the buffer in the file
-};
-
-}  // namespace
-
-unsigned long ReadBin(const std::string& path, EntrySink& sink) { return BinReader(path).ReadAll(sink); }
 
 }  // namespace client

@@ -55,12 +55,6 @@ class BinWriter : public StreamOutput {
   std::chrono::steady_clock::time_point Flushed;
 };
 
-/// Reads a .bin file ("-": standard input) to its end.
-///
-/// @return number of records
-/// Failure: Failure when it can't be read or does not consist of whole records.
-unsigned long ReadBin(const std::string& path, EntrySink& sink);
-
 }  // namespace client
 
 #endif  // QOR_TRACE_BINFILE_H

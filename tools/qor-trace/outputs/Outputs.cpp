@@ -9,6 +9,7 @@
 
 #include "system/DiskSpace.h"
 #include "system/Failure.h"
+#include "system/Text.h"
 #include "system/Units.h"
 
 namespace client {
@@ -27,31 +28,50 @@ Format StandardFormat(const std::string& typed) {
   throw UsageError(fmt::format("\"{}\" is no format of standard output: it takes bin, asc or pcapng", typed));
 }
 
-Format FormatOf(const std::string& name, const std::filesystem::path& path) {
+/// By the extension, in large or small letters.
+std::optional<Format> KnownFormatOf(const std::string& path) {
+  const std::string extension = ExtensionOf(path);
   for (const Format format : {Format::Bin, Format::Asc, Format::Pcapng, Format::Mdf})
-    if (path.extension() == std::string(".") + Word(format)) return format;
-  throw UsageError(fmt::format("Output \"{}\" ends in none of .asc, .pcapng, .mf4 and .bin", name));
+    if (extension == std::string(".") + Word(format)) return format;
+  return std::nullopt;
+}
+
+/// "a.asc,b.bin" is meant as two outputs, not as a file of that name.
+void RefuseJoinedNames(const std::string& name) {
+  for (std::size_t comma = name.find(','); comma != std::string::npos; comma = name.find(',', comma + 1)) {
+    if (!KnownFormatOf(name.substr(0, comma))) continue;
+    throw UsageError(fmt::format("Output \"{}\" is several names in one; write -o {} -o {}", name,
+                                 name.substr(0, comma), name.substr(comma + 1)));
+  }
+}
+
+Format FormatOf(const std::string& name) {
+  RefuseJoinedNames(name);
+  if (const auto format = KnownFormatOf(name)) return *format;
+  throw UsageError(fmt::format("Output \"{}\" ends in none of .asc, .pcapng, .mf4 and .bin; add one of them", name));
 }
 
 Output PlanOutput(const std::string& name, const std::filesystem::path& folder, Format standard) {
   if (name == "-") return {standard, ""};
-  const std::filesystem::path path = (folder / name).lexically_normal();
-  const Format format = FormatOf(name, path);
+  std::filesystem::path path = (folder / name).lexically_normal();
+  const Format format = FormatOf(name);
+  if (format == Format::Mdf) path.replace_extension(Word(format));  // the only one that the library gives its files
   return {format, path.string()};
 }
 
 void CheckCaptureOptions(const CaptureOptions& capture, bool any) {
-  if (capture.Any() && !any) throw UsageError("--ethernet-only and --as-exported need a .pcapng output");
+  if (capture.Any() && !any)
+    throw UsageError("--ethernet-only and --as-exported need a .pcapng output; add -o NAME.pcapng");
 }
 
 void CheckMdfOptions(const MdfOptions& mdf, bool any) {
-  if (mdf.Split && !any) throw UsageError("--mdf-split needs an output that ends in .mf4");
+  if (mdf.Split && !any) throw UsageError("--mdf-split needs an output that ends in .mf4; add -o NAME.mf4");
   if (mdf.Split && (*mdf.Split < SmallestMdfSplit || *mdf.Split > LargestMdfSplit))
     throw UsageError("--mdf-split takes 3M to 4095M");
 }
 
 void CheckAscOptions(const AscOptions& asc, bool any) {
-  if (asc.Any() && !any) throw UsageError("The --asc options need an output that ends in .asc");
+  if (asc.Any() && !any) throw UsageError("The --asc options need an output that ends in .asc; add -o NAME.asc");
   if (asc.Split && (*asc.Split < SmallestSplit || *asc.Split > LargestSplit))
     throw UsageError(fmt::format("--asc-split takes {} to {} bytes", SmallestSplit, LargestSplit));
 }
@@ -89,7 +109,7 @@ std::vector<Output> PlanOutputs(const std::vector<std::string>& names, const Asc
   for (const std::string& name : names) {
     const Output output = PlanOutput(name, folder, standardFormat);
     if (std::any_of(outputs.begin(), outputs.end(), [&](const Output& other) { return SamePlace(output, other); }))
-      throw UsageError(fmt::format("Output \"{}\" is given twice", name));
+      throw UsageError(fmt::format("Output \"{}\" is given twice; leave one out", name));
     outputs.push_back(output);
   }
   const auto count = [&](Format format) {
@@ -99,8 +119,8 @@ std::vector<Output> PlanOutputs(const std::vector<std::string>& names, const Asc
   CheckCaptureOptions(capture, count(Format::Pcapng) > 0);
   CheckMdfOptions(mdf, count(Format::Mdf) > 0);
   if (asc.Split && UsesStandardOutput(outputs) && standardFormat == Format::Asc)
-    throw UsageError("--asc-split needs files: standard output is one");
-  if (!standard.empty() && !UsesStandardOutput(outputs)) throw UsageError("--format needs the output -");
+    throw UsageError("--asc-split needs files, and standard output is one; name a file with -o");
+  if (!standard.empty() && !UsesStandardOutput(outputs)) throw UsageError("--format needs the output -; add -o -");
   return outputs;
 }
 

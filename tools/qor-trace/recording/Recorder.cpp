@@ -52,12 +52,27 @@ const char* Word(End end) {
 }
 
 Recorder::Recorder(const RecordingOptions& options, const std::vector<Source>& sources, Signals& signals)
-    : Options(options), StopSignals(signals), Swap(options.SwapParent), SlowestSpeed(SlowestOf(sources)) {
+    : Options(options),
+      StopSignals(signals),
+      Swap(options.SwapParent),
+      Progress(options.Progress),
+      SlowestSpeed(SlowestOf(sources)) {
   LeaveAtOnce(Swap, StopSignals);
   for (const Source& source : sources) {
     Ports.emplace_back(source);
+    NoteUnread(source, Ports.back());
     RecordedChannels.push_back({TraceMonitor.AddChannel(Ports.back()), source.Shown});
   }
+}
+
+/// All ports of a file tell the same lines.
+void Recorder::NoteUnread(const Source& source, const Port& port) {
+  const auto known = [&](const UnreadLines& lines) { return lines.File == source.File; };
+  if (std::any_of(UnreadOfFiles.begin(), UnreadOfFiles.end(), known)) return;
+  UnreadLines lines = port.Unread();
+  if (lines.Count == 0) return;
+  lines.File = source.File;
+  UnreadOfFiles.push_back(std::move(lines));
 }
 
 End Recorder::Run(EntrySink& sink, const Complaint& complain) {
@@ -189,7 +204,9 @@ void Recorder::DrainRest(EntrySink& sink) {
   do {
     before = Drained->Delivered();
     Drain(sink);
+    ShowProgress();
   } while (Drained->Delivered() != before && !SinkIsClosed);
+  Progress.Clear();
   const unsigned int total = Drained->EntryCount();
   if (SinkIsClosed || Broken || total == Drained->Delivered()) return;
   Broken = true;
@@ -197,6 +214,8 @@ void Recorder::DrainRest(EntrySink& sink) {
 }
 
 void Recorder::StopMonitor() {
+  // At the greatest speed most of a recording waits in the monitor until now.
+  const WaitingLine line("stopping", Options.Progress);
   try {
     TraceMonitor.Stop();
   } catch (const Failure& failure) {

@@ -22,6 +22,7 @@ struct RecordingOptions {
   std::string SwapParent;                  // folder for the swap folder
   std::vector<std::string> OutputFolders;  // whose disks are watched
   unsigned long MinFree = 0;               // bytes: the recording ends before one of them has less
+  bool Progress = false;                   // is told also without a terminal
 };
 
 /// Told of what goes wrong while a recording goes on, or why it ends; one sentence each.
@@ -64,6 +65,8 @@ class Recorder {
 
   /// In the order of the sources. What they lost is known when Run has ended.
   const std::vector<RecordedChannel>& Channels() const { return RecordedChannels; }
+  /// By file, of those that have any.
+  const std::vector<UnreadLines>& Unread() const { return UnreadOfFiles; }
   Monitor& Trace() { return TraceMonitor; }
 
  private:
@@ -79,6 +82,7 @@ class Recorder {
   bool DurationIsOver() const;
   unsigned long TraceTime() const;
   void StopMonitor();
+  void NoteUnread(const Source& source, const Port& port);
   bool AllFinished() const;
   unsigned long LostSoFar() const;
   void CountLost();
@@ -90,6 +94,7 @@ class Recorder {
   SwapFolder Swap;  // before the monitor, whose files are in it
   std::vector<Port> Ports;
   std::vector<RecordedChannel> RecordedChannels;  // of the ports
+  std::vector<UnreadLines> UnreadOfFiles;
   Monitor TraceMonitor;
   std::optional<TraceDrain> Drained;       // of the trace since it was emptied last
   std::optional<unsigned long> FirstTime;  // the smallest time of the entries so far, ns

@@ -31,6 +31,16 @@ Qor_Sim_Status_t Port::Status() const {
   return status;
 }
 
+UnreadLines Port::Unread() const {
+  constexpr unsigned int told = 10;
+  UnreadLines lines;
+  lines.Count = Qor_Sim_SkippedLineCount(PortHandle);
+  Qor_Sim_SkippedLine_t line{};
+  for (unsigned int index = 0; index < told && Qor_Sim_GetSkippedLine(PortHandle, index, &line) == 0; ++index)
+    lines.First.push_back({line.Number, line.Reason});
+  return lines;
+}
+
 Monitor::Monitor() {
   const std::size_t mark = Reports::Mark();
   Reports::Check(Qor_Trace_Allocate(0, &MonitorHandle), "Cannot make a monitor", mark);

@@ -10,6 +10,7 @@
 #include "recording/Sources.h"
 #include "recording/SwapFolder.h"
 #include "stream/Entry.h"
+#include "stream/UnreadLines.h"
 #include "system/Signals.h"
 
 namespace client {
@@ -25,6 +26,8 @@ class Port {
 
   unsigned int Handle() const { return PortHandle; }
   Qor_Sim_Status_t Status() const;
+  /// Lines of its file that were left out, the first ten of them by number and reason; the file isn't named.
+  UnreadLines Unread() const;
 
  private:
   unsigned int PortHandle = 0;

@@ -1,11 +1,8 @@
 #include "recording/Sources.h"
 
-#include <fcntl.h>
 #include <fmt/format.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <cerrno>
 #include <charconv>
 #include <iterator>
 #include <string_view>
@@ -13,6 +10,8 @@
 
 #include "qor_sim.h"
 #include "system/Failure.h"
+#include "system/InputFile.h"
+#include "system/Text.h"
 
 namespace client {
 
@@ -27,8 +26,9 @@ struct Parts {
 const char* KindOfFile(const std::string& path) {
   constexpr std::pair<const char*, const char*> kinds[] = {
       {".log", "candump"}, {".pcap", "pcap"}, {".pcapng", "pcap"}, {".csv", "csv"}};
+  const std::string own = ExtensionOf(path);
   for (const auto& [extension, kind] : kinds)
-    if (path.ends_with(extension)) return kind;
+    if (own == extension) return kind;
   return nullptr;
 }
 
@@ -37,6 +37,9 @@ bool IsSynthetic(const std::string& kind) {
   constexpr const char* kinds[] = {"can", "lin", "flexray", "ethernet", "vehicle"};
   return std::find(std::begin(kinds), std::end(kinds), kind) != std::end(kinds);
 }
+
+/// Recordings that people can read, line by line.
+bool IsText(const std::string& kind) { return kind == "candump" || kind == "csv"; }
 
 Parts Split(const std::string& text) {
   Parts parts;
@@ -82,6 +85,16 @@ double SpeedOf(const std::string& options) {
   return speed;
 }
 
+/// What the simulator's refusal of a source means: Failure for its file, UsageError for its text.
+Failure Refusal(const Source& source, unsigned int status) {
+  std::string sentence = fmt::format("Source \"{}\": {}", source.Shown, Qor_Sim_ErrorText());
+  if (status == QOR_SIM_ERROR_FILE) return Failure(sentence);
+  std::error_code ignored;
+  if (source.File.empty() && std::filesystem::exists(source.Shown, ignored))
+    sentence += " For a file write candump:PATH, pcap:PATH or csv:PATH.";
+  return UsageError(sentence);
+}
+
 /// One source a line.
 std::string Expand(const Source& source) {
   std::string text(4096, '\0');
@@ -91,7 +104,7 @@ std::string Expand(const Source& source) {
     text.assign(length, '\0');
     status = Qor_Sim_ExpandSource(source.Text.c_str(), text.data(), &length);
   }
-  if (status != 0) throw UsageError(fmt::format("Source \"{}\": {}", source.Shown, Qor_Sim_ErrorText()));
+  if (status != 0) throw Refusal(source, status);
   text.resize(text.find('\0'));
   return text;
 }
@@ -113,7 +126,8 @@ Source PlanSource(const std::string& typed, const SourceDefaults& defaults, cons
   if (!parts.Path.empty()) parts.Path = (folder / parts.Path).lexically_normal().string();
   SetDefault(parts.Options, "speed", defaults.Speed);
   if (IsSynthetic(parts.Kind)) SetDefault(parts.Options, "duration", defaults.Duration);
-  return {Join(parts), typed, SpeedOf(parts.Options)};
+  if (IsText(parts.Kind)) SetDefault(parts.Options, "bad_lines", defaults.BadLines);
+  return {Join(parts), typed, SpeedOf(parts.Options), Split(typed).Path};
 }
 
 std::optional<std::string> FileOf(const std::string& source) {
@@ -122,23 +136,17 @@ std::optional<std::string> FileOf(const std::string& source) {
   return parts.Path;
 }
 
-void CheckReadable(const std::string& path) {
-  const int file = open(path.c_str(), O_RDONLY | O_CLOEXEC);
-  if (file < 0) throw Failure(fmt::format("Cannot open \"{}\": {}", path, ErrnoText(errno)));
-  close(file);
-}
-
 std::vector<Source> PlanSources(const std::vector<std::string>& typed, const SourceDefaults& defaults,
                                 const std::filesystem::path& folder) {
   std::vector<Source> sources;
   for (const std::string& text : typed) {
     const Source whole = PlanSource(text, defaults, folder);
     // The simulator names unreadable files too, but as it would a wrong source text.
-    if (const auto path = FileOf(whole.Text)) CheckReadable(*path);
+    if (const auto path = FileOf(whole.Text)) CheckInputFile(*path);
     const std::string lines = Expand(whole);
     for (std::size_t begin = 0; begin < lines.size();) {
       const std::size_t end = std::min(lines.find('\n', begin), lines.size());
-      Source one{lines.substr(begin, end - begin), whole.Shown, whole.Speed};
+      Source one{lines.substr(begin, end - begin), whole.Shown, whole.Speed, whole.File};
       one.Shown += Difference(Split(text), Split(one.Text));
       sources.push_back(one);
       begin = end + 1;

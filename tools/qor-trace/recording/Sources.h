@@ -11,15 +11,17 @@ namespace client {
 
 /// One bus to be recorded.
 struct Source {
-  std::string Text;   // for Qor_Sim_OpenPort; paths are absolute
-  std::string Shown;  // as typed
-  double Speed = 1;   // trace seconds a second; 0: as fast as it can be drained
+  std::string Text;       // for Qor_Sim_OpenPort; paths are absolute
+  std::string Shown;      // as typed
+  double Speed = 1;       // trace seconds a second; 0: as fast as it can be drained
+  std::string File = {};  // as typed; empty without one
 };
 
 /// Options that go into every source that does not set them itself; empty: not given.
 struct SourceDefaults {
   std::string Speed;
-  std::string Duration;  // made-up buses only
+  std::string Duration = {};  // made-up buses only
+  std::string BadLines = {};  // text recordings only: refuse or skip
 };
 
 /// Completes what was typed: "x.log" becomes "candump:/where/x.log", likewise .pcap, .pcapng and .csv; and the defaults
@@ -29,12 +31,10 @@ Source PlanSource(const std::string& typed, const SourceDefaults& defaults, cons
 /// The file that a source is read from, if any.
 std::optional<std::string> FileOf(const std::string& source);
 
-/// Throws a Failure if a file can't be read.
-void CheckReadable(const std::string& path);
-
 /// Plans all, and makes one source for each bus of a vehicle or of a recording that has several.
 ///
-/// Failure: UsageError for a source that the simulator doesn't understand, Failure for a file that can't be read.
+/// Failure: UsageError for a source that the simulator doesn't understand, Failure for a file that can't be read, or not as
+///          what it should be.
 std::vector<Source> PlanSources(const std::vector<std::string>& typed, const SourceDefaults& defaults,
                                 const std::filesystem::path& folder);
 

@@ -1,14 +1,18 @@
 #include "system/Terminal.h"
 
 #include <fmt/format.h>
+#include <sys/ioctl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 #include "system/Failure.h"
 #include "system/Printable.h"
+#include "system/Text.h"
 
 namespace client {
 
@@ -25,12 +29,23 @@ int WriteAll(int file, std::string_view text) {
   return 0;
 }
 
+constexpr std::size_t NarrowestTerminal = 20;  // what says less tells nothing
+
+std::optional<std::size_t> ColumnsOf(int file) {
+  winsize size{};
+  if (ioctl(file, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return std::nullopt;
+  return std::max<std::size_t>(size.ws_col, NarrowestTerminal);
+}
+
 }  // namespace
 
 std::string ErrnoText(int error) { return std::strerror(error); }
 
 bool StandardOutputIsTerminal() { return isatty(STDOUT_FILENO) == 1; }
 bool StandardErrorIsTerminal() { return isatty(STDERR_FILENO) == 1; }
+
+std::optional<std::size_t> ColumnsOfStandardOutput() { return ColumnsOf(STDOUT_FILENO); }
+std::optional<std::size_t> ColumnsOfStandardError() { return ColumnsOf(STDERR_FILENO); }
 
 bool Print(std::string_view text) {
   const int error = WriteAll(STDOUT_FILENO, text);
@@ -43,25 +58,77 @@ void PrintJson(const nlohmann::json& json) {
   Print(json.dump(2, ' ', true, nlohmann::json::error_handler_t::replace) + "\n");
 }
 
-void Say(std::string_view line) { WriteAll(STDERR_FILENO, Printable(line, "\n") + "\n"); }
+void Say(std::string_view text) {
+  const auto columns = ColumnsOfStandardError();
+  const std::string shown = Printable(text, "\n");
+  WriteAll(STDERR_FILENO, (columns ? Wrapped(shown, *columns) : shown) + "\n");
+}
 
 void SayError(std::string_view sentence) {
   const bool closed = sentence.ends_with('.') || sentence.ends_with('?');
   Say(fmt::format("qor-trace: {}{}", Printable(sentence), closed ? "" : "."));
 }
 
-bool LiveLine::IsDue() const { return Shown && std::chrono::steady_clock::now() >= Next; }
+namespace {
+
+constexpr std::chrono::milliseconds OverwritingInterval{200};
+constexpr std::chrono::seconds AppendingInterval{3};
+
+}  // namespace
+
+LiveLine::LiveLine(bool elsewhere)
+    : Shown(StandardErrorIsTerminal() ? Kind::Overwritten
+            : elsewhere               ? Kind::Appended
+                                      : Kind::None),
+      Next(std::chrono::steady_clock::now()) {
+  // What is over in no time needs no progress.
+  if (Shown == Kind::Appended)
+    Next += AppendingInterval;
+  else
+    Next += OverwritingInterval;
+}
+
+bool LiveLine::IsDue() const { return Shown != Kind::None && std::chrono::steady_clock::now() >= Next; }
 
 void LiveLine::Show(const std::string& text) {
-  if (!Shown) return;
-  WriteAll(STDERR_FILENO, fmt::format("\r{}\033[K", text));
+  if (Shown == Kind::None) return;
+  const auto now = std::chrono::steady_clock::now();
+  if (Shown == Kind::Appended) {
+    WriteAll(STDERR_FILENO, text + "\n");
+    Next = now + AppendingInterval;
+    return;
+  }
+  // A line that wraps can't be overwritten; in the last column some terminals wrap already.
+  const auto columns = ColumnsOfStandardError();
+  WriteAll(STDERR_FILENO, fmt::format("\r{}\033[K", columns ? CutLines(text, *columns - 1) : text));
   Dirty = true;
-  Next = std::chrono::steady_clock::now() + std::chrono::milliseconds(200);
+  Next = now + OverwritingInterval;
 }
 
 void LiveLine::Clear() {
   if (Dirty) WriteAll(STDERR_FILENO, "\r\033[K");
   Dirty = false;
+}
+
+WaitingLine::WaitingLine(std::string phase, bool elsewhere)
+    : Phase(std::move(phase)), Line(elsewhere), Thread([this] { Run(); }) {}
+
+WaitingLine::~WaitingLine() {
+  {
+    const std::lock_guard lock(Mutex);
+    Over = true;
+  }
+  Changed.notify_all();
+  Thread.join();
+}
+
+void WaitingLine::Run() {
+  std::unique_lock lock(Mutex);
+  while (!Changed.wait_for(lock, OverwritingInterval, [this] { return Over; })) {
+    const auto taken = std::chrono::steady_clock::now() - Begun;
+    const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(taken).count();
+    if (Line.IsDue()) Line.Show(fmt::format("{}, {} s", Phase, seconds));
+  }
 }
 
 }  // namespace client

@@ -3,14 +3,23 @@
 #define QOR_TRACE_TERMINAL_H
 
 #include <chrono>
+#include <condition_variable>
+#include <cstddef>
+#include <mutex>
 #include <nlohmann/json_fwd.hpp>
+#include <optional>
 #include <string>
 #include <string_view>
+#include <thread>
 
 namespace client {
 
 bool StandardOutputIsTerminal();
 bool StandardErrorIsTerminal();
+
+/// Characters that fit a line there; nothing unless it is a terminal that tells.
+std::optional<std::size_t> ColumnsOfStandardOutput();
+std::optional<std::size_t> ColumnsOfStandardError();
 
 /// Writes a result to standard output.
 ///
@@ -22,29 +31,56 @@ bool Print(std::string_view text);
 /// Failure: as Print.
 void PrintJson(const nlohmann::json& json);
 
-/// Writes a line, or several, to standard error, control characters in them shown. What can't be written there is let go.
+/// Writes a line, or several, to standard error: control characters in them shown, and broken between words where a terminal
+/// is too narrow. What can't be written there is let go.
 void Say(std::string_view line);
 
 /// Says a sentence as an error of this program; its closing full stop may be left out.
 void SayError(std::string_view sentence);
 
-/// The line that is overwritten while a recording runs; nothing unless standard error is a terminal.
+/// How far a command has come: on a terminal a line that is overwritten five times a second, cut to its width; elsewhere
+/// nothing, or a line every three seconds for those who asked for it. Nothing is said before the first interval is over.
 class LiveLine {
  public:
-  LiveLine() : Shown(StandardErrorIsTerminal()) {}
+  /// @param elsewhere  also without a terminal
+  explicit LiveLine(bool elsewhere = false);
   ~LiveLine() { Clear(); }
   LiveLine(const LiveLine&) = delete;
   LiveLine& operator=(const LiveLine&) = delete;
 
-  /// Whether it is time for the next text: five times a second.
+  /// Whether it is time for the next text.
   bool IsDue() const;
   void Show(const std::string& text);
   void Clear();
 
  private:
-  const bool Shown;
+  enum class Kind { None, Overwritten, Appended };
+
+  const Kind Shown;
   bool Dirty = false;
   std::chrono::steady_clock::time_point Next;
+};
+
+/// Shows a phase that nothing can look into, with the seconds that it has taken: "stopping, 3 s". From a thread of its own;
+/// the line is gone when this is.
+class WaitingLine {
+ public:
+  /// @param elsewhere  as for LiveLine
+  explicit WaitingLine(std::string phase, bool elsewhere = false);
+  ~WaitingLine();
+  WaitingLine(const WaitingLine&) = delete;
+  WaitingLine& operator=(const WaitingLine&) = delete;
+
+ private:
+  void Run();
+
+  const std::string Phase;
+  const std::chrono::steady_clock::time_point Begun = std::chrono::steady_clock::now();
+  LiveLine Line;     // of the thread
+  std::mutex Mutex;  // nests in nothing
+  std::condition_variable Changed;
+  bool Over = false;
+  std::thread Thread;
 };
 
 }  // namespace client

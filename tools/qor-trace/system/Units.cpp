@@ -48,6 +48,20 @@ std::optional<unsigned long> TakeUnit(std::string_view& text) {
   return std::nullopt;
 }
 
+/// Bytes of "", "B", "M", "MiB" (powers of 1024) or "MB" (of 1000).
+std::optional<unsigned long> UnitOfSize(std::string_view text) {
+  std::string unit(text);
+  for (char& c : unit) c = static_cast<char>(std::toupper(static_cast<unsigned char>(c)));
+  if (unit.empty() || unit == "B") return 1;
+  const auto power = std::string_view("KMGT").find(unit.front());
+  if (power == std::string_view::npos) return std::nullopt;
+  const std::string_view rest = std::string_view(unit).substr(1);
+  if (!rest.empty() && rest != "B" && rest != "IB") return std::nullopt;
+  unsigned long bytes = 1;
+  for (std::size_t step = 0; step <= power; ++step) bytes *= rest == "B" ? 1000 : 1024;
+  return bytes;
+}
+
 unsigned long FractionOf(unsigned long unit, std::string_view fraction) {
   unsigned long ns = 0;
   for (const char digit : fraction) {
@@ -61,13 +75,9 @@ unsigned long FractionOf(unsigned long unit, std::string_view fraction) {
 
 std::optional<unsigned long> ParseSize(std::string_view text) {
   const std::optional<unsigned long> number = TakeNumber(text);
-  if (!number) return std::nullopt;
-  if (text.empty()) return number;
-  constexpr std::string_view letters = "KMGT";
-  const auto power = letters.find(static_cast<char>(std::toupper(static_cast<unsigned char>(text.front()))));
-  if (text.size() != 1 || power == std::string_view::npos) return std::nullopt;
+  const auto unit = number ? UnitOfSize(text) : std::nullopt;
   unsigned long bytes = 0;
-  if (__builtin_mul_overflow(*number, 1024ul << (10 * power), &bytes)) return std::nullopt;
+  if (!unit || __builtin_mul_overflow(*number, *unit, &bytes)) return std::nullopt;
   return bytes;
 }
 

@@ -8,7 +8,8 @@
 
 namespace client {
 
-/// "500M" -> 524288000. Digits, then nothing or one of K, M, G, T (powers of 1024; small letters too).
+/// "500M" -> 524288000. Digits, then nothing or a unit in large or small letters: K, M, G, T and KiB, MiB, GiB, TiB are powers
+/// of 1024; KB, MB, GB, TB powers of 1000; B is a byte.
 /// @return bytes, or nothing for another text or more than 64 bits
 std::optional<unsigned long> ParseSize(std::string_view text);
 

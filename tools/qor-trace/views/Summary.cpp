@@ -34,6 +34,7 @@ Counts& Counts::operator+=(const Counts& other) {
   for (std::size_t kind = 0; kind < KindCount; ++kind) OfKind[kind] += other.OfKind[kind];
   Lost += other.Lost;
   Overruns += other.Overruns;
+  Late += other.Late;
   return *this;
 }
 
@@ -42,6 +43,13 @@ void Summary::NameChannel(unsigned int channel, std::string source) { Channels[c
 void Summary::SetLost(unsigned int channel, unsigned long count, TimeSpan times) {
   Channels[channel].Counted.Lost = count;
   Channels[channel].LostTimes = times;
+}
+
+void Summary::SetLate(const std::map<unsigned int, LateEntries>& byChannel) {
+  for (const auto& [number, late] : byChannel) {
+    Channels[number].Counted.Late = late.Count;
+    Channels[number].LateTimes = {late.First, late.Last};
+  }
 }
 
 bool Summary::Take(const unsigned char* record, unsigned int length) {
@@ -80,8 +88,16 @@ std::map<unsigned int, unsigned long> Summary::LostItems() const {
 }
 
 bool Summary::Lossy() const {
+  if (!Unread.empty()) return true;
+  return std::any_of(Channels.begin(), Channels.end(), [](const auto& item) {
+    const Counts& counts = item.second.Counted;
+    return counts.Lost > 0 || counts.Overruns > 0 || counts.Late > 0;
+  });
+}
+
+bool Summary::Has(unsigned char busType) const {
   return std::any_of(Channels.begin(), Channels.end(),
-                     [](const auto& item) { return item.second.Counted.Lost > 0 || item.second.Counted.Overruns > 0; });
+                     [&](const auto& item) { return item.second.BusType == busType; });
 }
 
 std::optional<TimeSpan> Summary::Times() const {
@@ -114,6 +130,7 @@ std::map<unsigned char, Summary::BusSummary> Summary::Buses() const {
 std::string Summary::Text() const {
   std::string text;
   for (const auto& [number, channel] : Channels) text += ChannelText(number, channel, Span());
+  for (const UnreadLines& lines : Unread) text += UnreadText(lines);
   std::string rates;
   for (const auto& [busType, bus] : Buses()) {
     if (bus.Channels > 1) text += BusText(busType, bus.Channels, bus.Counted);
@@ -126,6 +143,12 @@ std::string Summary::Text() const {
 nlohmann::json Summary::ChannelsJson() const {
   nlohmann::json array = nlohmann::json::array();
   for (const auto& [number, channel] : Channels) array.push_back(ChannelJson(number, channel, Span(), Rates));
+  return array;
+}
+
+nlohmann::json Summary::UnreadJson() const {
+  nlohmann::json array = nlohmann::json::array();
+  for (const UnreadLines& lines : Unread) array.push_back(client::UnreadJson(lines));
   return array;
 }
 

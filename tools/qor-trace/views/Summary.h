@@ -7,8 +7,11 @@
 #include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "stream/EntryKind.h"
+#include "stream/Reorder.h"
+#include "stream/UnreadLines.h"
 #include "views/BusLoad.h"
 
 namespace client {
@@ -28,6 +31,7 @@ struct Counts {
   std::array<unsigned long, KindCount> OfKind{};  // entries
   unsigned long Lost = 0;                         // items that found the capture buffer full
   unsigned long Overruns = 0;                     // marks of the hardware: entries after which data were lost
+  unsigned long Late = 0;                         // entries that came too late to be put in order
 
   unsigned long Of(Kind kind) const { return OfKind[static_cast<std::size_t>(kind)]; }
   Counts& operator+=(const Counts& other);
@@ -40,6 +44,7 @@ struct ChannelSummary {
   TimeSpan Times;         // of the entries, if there are any
   TimeSpan LostTimes;     // of the first and the last lost item
   TimeSpan OverrunTimes;  // of the marks
+  TimeSpan LateTimes;     // of the late entries
   BusLoad Load;
 };
 
@@ -51,14 +56,19 @@ class Summary : public EntrySink {
   void NameChannel(unsigned int channel, std::string source);
   void SetLost(unsigned int channel, unsigned long count, TimeSpan times);
 
+  void SetLate(const std::map<unsigned int, LateEntries>& byChannel);
+  void SetUnread(std::vector<UnreadLines> byFile) { Unread = std::move(byFile); }
+
   bool Take(const unsigned char* record, unsigned int length) override;
 
   unsigned long Entries() const;
   unsigned long Lost() const;
   /// By channel.
   std::map<unsigned int, unsigned long> LostItems() const;
-  /// Whether anything is known to be missing.
+  /// Whether any of the input is known to be missing, or out of order.
   bool Lossy() const;
+  /// Whether a bus has entries.
+  bool Has(unsigned char busType) const;
   /// Smallest and greatest time of all entries; nothing without entries.
   std::optional<TimeSpan> Times() const;
 
@@ -69,6 +79,8 @@ class Summary : public EntrySink {
   nlohmann::json ChannelsJson() const;
   /// An array with an object a bus.
   nlohmann::json BusesJson() const;
+  /// An array with an object a file.
+  nlohmann::json UnreadJson() const;
 
  private:
   struct BusSummary {
@@ -81,6 +93,7 @@ class Summary : public EntrySink {
 
   const BitRates Rates;
   std::map<unsigned int, ChannelSummary> Channels;
+  std::vector<UnreadLines> Unread;
   ChannelSummary* Latest = nullptr;  // of the entry before: mostly the next one is of the same channel
   unsigned int LatestChannel = 0;
 };

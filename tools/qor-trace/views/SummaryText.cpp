@@ -79,6 +79,9 @@ std::string LossText(const ChannelSummary& channel) {
     text += fmt::format("  LOST: {}, after which data are missing, {}\n",
                         FormatCount(channel.Counted.Overruns, "overrun mark", "overrun marks"),
                         SpanText(channel.OverrunTimes));
+  if (channel.Counted.Late > 0)
+    text += fmt::format("  OUT OF ORDER: {} came too late to be put in order, {}\n",
+                        FormatCount(channel.Counted.Late, "entry", "entries"), SpanText(channel.LateTimes));
   return text;
 }
 
@@ -169,7 +172,23 @@ nlohmann::json ChannelJson(unsigned int number, const ChannelSummary& channel, u
   AddTimes(json["lost"], channel.LostTimes, counts.Lost > 0);
   json["overruns"] = {{"count", counts.Overruns}};
   AddTimes(json["overruns"], channel.OverrunTimes, counts.Overruns > 0);
+  json["late"] = {{"count", counts.Late}};
+  AddTimes(json["late"], channel.LateTimes, counts.Late > 0);
   return json;
+}
+
+std::string UnreadText(const UnreadLines& lines) {
+  std::string text = fmt::format("{}: LOST: {}\n", lines.File,
+                                 FormatCount(lines.Count, "line that can't be read", "lines that can't be read"));
+  for (const UnreadLine& line : lines.First) text += fmt::format("  {}:{}: {}\n", lines.File, line.Number, line.Reason);
+  if (lines.Count > lines.First.size()) text += fmt::format("  and {} more\n", lines.Count - lines.First.size());
+  return text;
+}
+
+nlohmann::json UnreadJson(const UnreadLines& lines) {
+  nlohmann::json first = nlohmann::json::array();
+  for (const UnreadLine& line : lines.First) first.push_back({{"line", line.Number}, {"reason", line.Reason}});
+  return {{"file", lines.File}, {"count", lines.Count}, {"first", first}};
 }
 
 nlohmann::json BusJson(unsigned char busType, unsigned int channels, const Counts& counts) {
@@ -180,7 +199,8 @@ nlohmann::json BusJson(unsigned char busType, unsigned int channels, const Count
                          {"transmitted", counts.Transmitted},
                          {"counts", CountsJson(busType, counts)},
                          {"lost", counts.Lost},
-                         {"overruns", counts.Overruns}};
+                         {"overruns", counts.Overruns},
+                         {"late", counts.Late}};
   if (busType == BusType_Ethernet) json["frame_bytes"] = counts.FrameBytes;
   return json;
 }

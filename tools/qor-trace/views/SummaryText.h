@@ -19,6 +19,10 @@ std::string BusText(unsigned char busType, unsigned int channels, const Counts& 
 /// ", FlexRay at 10M bit/s"
 std::string BitRateText(unsigned char busType, const BitRates& rates);
 
+/// Lines about lines that could not be read, each closed by a newline: "some.log: LOST: 1 line ...", "  some.log:2: why".
+std::string UnreadText(const UnreadLines& lines);
+nlohmann::json UnreadJson(const UnreadLines& lines);
+
 nlohmann::json ChannelJson(unsigned int number, const ChannelSummary& channel, unsigned long span,
                            const BitRates& rates);
 nlohmann::json BusJson(unsigned char busType, unsigned int channels, const Counts& counts);

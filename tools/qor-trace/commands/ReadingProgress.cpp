@@ -1,0 +1,24 @@
+#include "commands/ReadingProgress.h"
+
+#include <fmt/format.h>
+#include <unistd.h>
+
+#include "system/Failure.h"
+
+namespace client {
+
+std::string ReadingProgress::Text() const {
+  constexpr double mib = 1u << 20;
+  const double read = static_cast<double>(Reader.Position());
+  const std::string entries = fmt::format("{} entries  {:.0f} MiB", Reader.Records(), read / mib);
+  if (Reader.Size() == 0) return entries;
+  const double size = static_cast<double>(Reader.Size());
+  return fmt::format("{:3.0f} %  {} of {:.0f} MiB", 100 * read / size, entries, size / mib);
+}
+
+void RefuseTerminalInput() {
+  if (isatty(STDIN_FILENO) == 1)
+    throw UsageError("Records are not read from a terminal; pipe the contents of a .bin file in, or name one");
+}
+
+}  // namespace client

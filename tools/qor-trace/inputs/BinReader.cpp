@@ -1,0 +1,102 @@
+#include "inputs/BinReader.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+namespace client {
+
+namespace {
+
+constexpr std::size_t BlockSize = 1u << 20;
+constexpr int LongestWait = 50;  // ms between two looks at whether to go on
+
+// No interface gives longer ones: an item is at most 65535 bytes.
+constexpr unsigned int LongestRecord = 28 + 65535;
+
+}  // namespace
+
+BinReader::BinReader(const std::string& path) : Shown(path == "-" ? "standard input" : fmt::format("\"{}\"", path)) {
+  File = path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (File < 0) throw Failure(fmt::format("Cannot open {}: {}", Shown, ErrnoText(errno)));
+  struct stat status {};
+  Waits = fstat(File, &status) != 0 || !S_ISREG(status.st_mode);
+  if (Waits) return;
+  FileSize = static_cast<unsigned long>(status.st_size);
+  if (Fill(EntryHeaderSize, nullptr, {})) NextLength();
+}
+
+BinReader::~BinReader() {
+  if (File != STDIN_FILENO) close(File);
+}
+
+BinReader::End BinReader::ReadAll(EntrySink& sink, const GoOn& goOn) {
+  while (Fill(EntryHeaderSize, &sink, goOn)) {
+    const unsigned int length = NextLength();
+    if (!Fill(length, &sink, goOn)) break;
+    ++Count;
+    if (!sink.Take(Buffer.data() + Begin, length)) return End::Declined;
+    Begin += length;
+  }
+  if (Stopped) return End::Stopped;
+  if (Begin < Buffer.size()) throw Damaged();
+  return End::Whole;
+}
+
+/// Makes `length` bytes ready from Begin on. False if the file ends before, or reading is to end.
+bool BinReader::Fill(std::size_t length, EntrySink* sink, const GoOn& goOn) {
+  while (Buffer.size() - Begin < length) {
+    if (!WaitForBytes(sink, goOn)) return false;
+    Buffer.erase(Buffer.begin(), Buffer.begin() + static_cast<std::ptrdiff_t>(Begin));
+    Offset += std::exchange(Begin, 0);
+    const std::size_t kept = Buffer.size();
+    Buffer.resize(kept + BlockSize);
+    const std::size_t got = ReadSome(Buffer.data() + kept);
+    Buffer.resize(kept + got);
+    if (got == 0) return false;
+  }
+  return true;
+}
+
+bool BinReader::WaitForBytes(EntrySink* sink, const GoOn& goOn) {
+  for (;;) {
+    if (goOn && !goOn()) Stopped = true;
+    if (Stopped) return false;
+    pollfd input{File, POLLIN, 0};
+    if (!Waits || poll(&input, 1, LongestWait) != 0) return true;  // a failure shows at the read
+    if (sink != nullptr) sink->Pause();
+  }
+}
+
+std::size_t BinReader::ReadSome(unsigned char* target) {
+  for (;;) {
+    const ssize_t got = read(File, target, BlockSize);
+    if (got >= 0) return static_cast<std::size_t>(got);
+    if (errno != EINTR) throw Failure(fmt::format("Cannot read {}: {}", Shown, ErrnoText(errno)));
+  }
+}
+
+unsigned int BinReader::NextLength() const {
+  const unsigned int length = ReadHeader(Buffer.data() + Begin).Length;
+  if (length < EntryHeaderSize || length > LongestRecord) throw Damaged();
+  return length;
+}
+
+Failure BinReader::Damaged() const {
+  return Failure(fmt::format("There is no whole record at byte {} of {}: is it a .bin file of this program?",
+                             Offset + Begin, Shown));
+}
+
+unsigned long ReadBin(const std::string& path, EntrySink& sink) {
+  BinReader reader(path);
+  reader.ReadAll(sink);
+  return reader.Records();
+}
+
+}  // namespace client

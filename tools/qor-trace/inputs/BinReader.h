@@ -1,0 +1,71 @@
+// Reads raw record files (.bin): the records of a trace, Length bytes each, one after the other.
+#ifndef QOR_TRACE_BINREADER_H
+#define QOR_TRACE_BINREADER_H
+
+#include <cstddef>
+#include <functional>
+#include <string>
+#include <vector>
+
+#include "stream/Entry.h"
+#include "system/Failure.h"
+
+namespace client {
+
+/// Threads: one. Memory: 1 MiB.
+class BinReader {
+ public:
+  /// Why reading ended.
+  enum class End { Whole, Declined, Stopped };
+
+  /// Asked for each MiB, and several times a second while a pipe has nothing; false ends the reading.
+  using GoOn = std::function<bool()>;
+
+  /// Opens a file ("-": standard input). Of a file that is no pipe the first record is looked at.
+  /// Failure: Failure when it can't be read, or doesn't begin with a record.
+  explicit BinReader(const std::string& path);
+  ~BinReader();
+  BinReader(const BinReader&) = delete;
+  BinReader& operator=(const BinReader&) = delete;
+
+  /// Hands the records to the sink until the file ends, the sink declines or `goOn` says no. The sink is paused while a
+  /// pipe has nothing.
+  ///
+  /// Failure: Failure when the file can't be read or does not consist of whole records. After Stopped the last record may
+  ///          be cut.
+  End ReadAll(
+      EntrySink& sink, const GoOn& goOn = [] { return true; });
+
+  /// Records handed over so far.
+  unsigned long Records() const { return Count; }
+  /// Bytes read so far, and of the whole file; 0 where that isn't known.
+  unsigned long Position() const { return Offset + Buffer.size(); }
+  unsigned long Size() const { return FileSize; }
+
+ private:
+  bool Fill(std::size_t length, EntrySink* sink, const GoOn& goOn);
+  bool WaitForBytes(EntrySink* sink, const GoOn& goOn);
+  std::size_t ReadSome(unsigned char* target);
+  unsigned int NextLength() const;
+  Failure Damaged() const;
+
+  const std::string Shown;
+  int File = -1;
+  bool Waits = false;          // a read may wait: it is no regular file
+  unsigned long FileSize = 0;  // bytes
+  std::vector<unsigned char> Buffer;
+  std::size_t Begin = 0;     // of the next record in the buffer
+  unsigned long Offset = 0;  // of the buffer in the file
+  unsigned long Count = 0;
+  bool Stopped = false;
+};
+
+/// Reads a .bin file ("-": standard input) to its end.
+///
+/// @return number of records
+/// Failure: as BinReader.
+unsigned long ReadBin(const std::string& path, EntrySink& sink);
+
+}  // namespace client
+
+#endif  // QOR_TRACE_BINREADER_H

@@ -1,0 +1,34 @@
+// Ends a stream after some trace time.
+#ifndef QOR_TRACE_DURATIONLIMIT_H
+#define QOR_TRACE_DURATIONLIMIT_H
+
+#include <optional>
+
+#include "stream/Entry.h"
+
+namespace client {
+
+/// Hands on the entries up to a duration, counted from the first one; the first entry beyond it is declined.
+class DurationLimit : public EntrySink {
+ public:
+  /// @param next      outlives this
+  /// @param duration  ns; nothing: no limit
+  DurationLimit(EntrySink& next, std::optional<unsigned long> duration) : Next(next), Duration(duration) {}
+
+  bool Take(const unsigned char* record, unsigned int length) override {
+    const unsigned long time = ReadHeader(record).Timestamp;
+    if (!Begin) Begin = time;
+    if (Duration && time > *Begin && time - *Begin > *Duration) return false;
+    return Next.Take(record, length);
+  }
+  void Pause() override { Next.Pause(); }
+
+ private:
+  EntrySink& Next;
+  const std::optional<unsigned long> Duration;
+  std::optional<unsigned long> Begin;  // ns
+};
+
+}  // namespace client
+
+#endif  // QOR_TRACE_DURATIONLIMIT_H

@@ -1,0 +1,104 @@
+#include "stream/Reorder.h"
+
+#include <algorithm>
+#include <iterator>
+#include <utility>
+
+namespace client {
+
+namespace {
+
+constexpr std::size_t BlockSize = 256u << 10;  // bytes; a block with a longer record is as long as that
+
+}  // namespace
+
+bool Reorder::Take(const unsigned char* record, unsigned int length) {
+  if (Declined) return false;
+  const EntryHeader header = ReadHeader(record);
+  TakenSincePause = true;
+  if (header.Timestamp < HandedOver) return PassLate(header, record, length);
+  Hold(header, record, length);
+  return HandOverDue();
+}
+
+bool Reorder::PassLate(const EntryHeader& header, const unsigned char* record, unsigned int length) {
+  Declined = !Next.Take(record, length);
+  LateEntries& late = LateByChannel[header.ChannelId];
+  late.First = late.Count == 0 ? header.Timestamp : std::min(late.First, header.Timestamp);
+  late.Last = std::max(late.Last, header.Timestamp);
+  ++late.Count;
+  return !Declined;
+}
+
+/// Sees to it that the last block takes a record of this length.
+void Reorder::MakeRoomFor(unsigned int length) {
+  if (!Blocks.empty() && Blocks.back().Bytes.size() + length <= BlockSize) return;
+  Blocks.emplace_back();
+  Blocks.back().Bytes.reserve(std::max<std::size_t>(BlockSize, length));
+}
+
+/// Gives up the bytes of a record. The last block is kept for further ones.
+void Reorder::Free(const Held& held) {
+  HeldBytes -= held.Length;
+  if (--held.Place->Waiting > 0) return;
+  if (held.Place == std::prev(Blocks.end()))
+    held.Place->Bytes.clear();
+  else
+    Blocks.erase(held.Place);
+}
+
+void Reorder::Hold(const EntryHeader& header, const unsigned char* record, unsigned int length) {
+  MakeRoomFor(length);
+  Block& block = Blocks.back();
+  const Held held{header.Timestamp, Taken++, std::prev(Blocks.end()), static_cast<unsigned int>(block.Bytes.size()),
+                  length};
+  block.Bytes.insert(block.Bytes.end(), record, record + length);
+  ++block.Waiting;
+  HeldBytes += length;
+  Newest = std::max(Newest, header.Timestamp);
+  if (InOrder.empty() || header.Timestamp >= InOrder.back().Time)
+    InOrder.push_back(held);
+  else
+    Stragglers.push(held);
+}
+
+bool Reorder::OldestIsStraggler() const {
+  return !Stragglers.empty() && (InOrder.empty() || InOrder.front() > Stragglers.top());
+}
+
+/// False when the next sink declines.
+bool Reorder::HandOverDue() {
+  while (!InOrder.empty() || !Stragglers.empty()) {
+    const unsigned long oldest = OldestIsStraggler() ? Stragglers.top().Time : InOrder.front().Time;
+    if (Newest - oldest < Window && HeldBytes <= Limit) return true;
+    if (!HandOverOldest()) return false;
+  }
+  return true;
+}
+
+bool Reorder::HandOverOldest() {
+  const bool straggler = OldestIsStraggler();
+  const Held held = straggler ? Stragglers.top() : InOrder.front();
+  if (!Next.Take(held.Place->Bytes.data() + held.Offset, held.Length)) Declined = true;
+  if (straggler)
+    Stragglers.pop();
+  else
+    InOrder.pop_front();
+  HandedOver = std::max(HandedOver, held.Time);
+  Free(held);
+  return !Declined;
+}
+
+void Reorder::Pause() {
+  if (std::exchange(TakenSincePause, false))
+    LastTaken = Now();
+  else if (Now() - LastTaken >= LongestSilence)
+    Finish();
+  Next.Pause();
+}
+
+void Reorder::Finish() {
+  while (!InOrder.empty() || !Stragglers.empty()) HandOverOldest();
+}
+
+}  // namespace client

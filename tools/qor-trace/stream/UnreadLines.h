@@ -1,0 +1,23 @@
+// Lines of a text recording that could not be read and were left out.
+#ifndef QOR_TRACE_UNREADLINES_H
+#define QOR_TRACE_UNREADLINES_H
+
+#include <string>
+#include <vector>
+
+namespace client {
+
+struct UnreadLine {
+  unsigned long Number = 0;  // in the file, from 1
+  std::string Reason;        // without a full stop
+};
+
+struct UnreadLines {
+  std::string File;  // as typed
+  unsigned long Count = 0;
+  std::vector<UnreadLine> First;  // a few of them
+};
+
+}  // namespace client
+
+#endif  // QOR_TRACE_UNREADLINES_H

@@ -1,0 +1,17 @@
+// Files that a person names as inputs.
+#ifndef QOR_TRACE_INPUTFILE_H
+#define QOR_TRACE_INPUTFILE_H
+
+#include <string>
+
+namespace client {
+
+/// Refuses a name behind which there is nothing to read, before anything is made: a missing file, a folder, an empty file, one
+/// that may not be read. Pipes and devices are not opened.
+///
+/// Failure: Failure that names it.
+void CheckInputFile(const std::string& path);
+
+}  // namespace client
+
+#endif  // QOR_TRACE_INPUTFILE_H
