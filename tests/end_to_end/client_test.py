@@ -145,6 +145,11 @@ class WrongUsage(ClientTest):
                     commands = [["list", source], ["record", source, "-o", "x.bin"]]
                 for args in commands:
                     self.assertIn(source, self.refused(*args, expect=1))
+        (self.folder / "x.asc").write_text("precious")
+        self.assertIn("/dev/null", self.refused("convert", "/dev/null", "-o", "x.asc", expect=1))
+        self.assertEqual((self.folder / "x.asc").read_text(), "precious")
+        (self.folder / "null.bin").symlink_to("/dev/null")
+        self.assertIn("null.bin", self.refused("list", "null.bin", expect=1))
         (self.folder / "blank.log").write_text("\n\n")
         self.assertIn("holds no frames", self.refused("record", "blank.log", "-o", "x.bin", expect=1))
 

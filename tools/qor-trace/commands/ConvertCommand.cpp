@@ -119,6 +119,7 @@ std::string ReadInto(OutputSet& outputs, Summary& summary, BinReader& reader, co
   auto end = BinReader::End::Whole;
   try {
     end = reader.ReadAll(sinks, progress.GoOn());
+    if (end == BinReader::End::Whole) RefuseWithoutRecords(reader, arguments.Input);
   } catch (const Failure& failure) {
     if (summary.Entries() == 0) throw;  // outputs that got nothing leave nothing
     sentence = failure.what();

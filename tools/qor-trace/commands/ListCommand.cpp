@@ -59,8 +59,9 @@ int ListBin(const ListArguments& arguments, Signals& signals) {
   Tee sinks(table, summary);
   DurationLimit limited(sinks, typed.TraceTime());
   ReadingProgress progress(reader, signals, typed.Progress);
-  reader.ReadAll(limited, progress.GoOn());
+  const auto end = reader.ReadAll(limited, progress.GoOn());
   progress.Clear();
+  if (end == BinReader::End::Whole) RefuseWithoutRecords(reader, input);
   const int code = TellLosses(summary);
   PrintTable(table, arguments.Json);
   return code;

@@ -93,6 +93,10 @@ Failure BinReader::Damaged() const {
                              Offset + Begin, Shown));
 }
 
+void RefuseWithoutRecords(const BinReader& reader, const std::string& path) {
+  if (reader.Records() == 0 && path != "-") throw Failure(fmt::format("There are no records in \"{}\"", path));
+}
+
 unsigned long ReadBin(const std::string& path, EntrySink& sink) {
   BinReader reader(path);
   reader.ReadAll(sink);

@@ -60,6 +60,11 @@ class BinReader {
   bool Stopped = false;
 };
 
+/// After the whole input was read: one without a single record is a mistake, and not worth an existing output, unless it is
+/// standard input.
+/// Failure: Failure that names it.
+void RefuseWithoutRecords(const BinReader& reader, const std::string& path);
+
 /// Reads a .bin file ("-": standard input) to its end.
 ///
 /// @return number of records
