@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "Measure.h"
+#include "Scratch.h"
 #include "mdf/File.h"
 
 namespace {
@@ -76,25 +77,6 @@ class Traffic {
   std::vector<Qor_Trace_Entry_t> Entries{kDistinct};
 };
 
-/// Files in memory if the machine has such a place; removed at the end.
-class Scratch {
- public:
-  Scratch() {
-    const std::filesystem::path shared = "/dev/shm";
-    Folder = std::filesystem::is_directory(shared) ? shared : std::filesystem::temp_directory_path();
-    Folder /= "mdf_file_bench_" + std::to_string(getpid());
-    std::filesystem::create_directory(Folder);
-  }
-  ~Scratch() {
-    std::error_code ignored;
-    std::filesystem::remove_all(Folder, ignored);
-  }
-  Scratch(const Scratch&) = delete;
-  Scratch& operator=(const Scratch&) = delete;
-
-  std::filesystem::path Folder;
-};
-
 double WriteFile(const std::string& path, unsigned char busType, unsigned char dataBytes, size_t frames) {
   Traffic traffic(busType, dataBytes);
   MdfFile file(path, 0);
@@ -146,9 +128,9 @@ double CompressOnly(const std::vector<std::string>& blocks) {
   });
 }
 
-void Compare(const char* name, const Scratch& scratch, unsigned char busType, unsigned char dataBytes, size_t frames,
-             int rounds) {
-  const std::string path = (scratch.Folder / "trace").string();
+void Compare(const char* name, const bench::Scratch& scratch, unsigned char busType, unsigned char dataBytes,
+             size_t frames, int rounds) {
+  const std::string path = scratch.Path("trace");
   WriteFile(path, busType, dataBytes, frames);
   const std::string bytes = Contents(path + ".mf4");
   const std::vector<std::string> blocks = PlainBlocks(bytes);
@@ -172,10 +154,10 @@ size_t Resident() {
 }
 
 /// A long recording as a series of which only the current file is kept.
-void LongRecording(const Scratch& scratch, size_t frames) {
+void LongRecording(const bench::Scratch& scratch, size_t frames) {
   constexpr unsigned int kFileKiB = 64 * 1024;
   Traffic traffic(BusType_Can, 8);
-  MdfFile file((scratch.Folder / "long").string(), 0, kFileKiB);
+  MdfFile file(scratch.Path("long"), 0, kFileKiB);
   Require(file.Bus_Add(1, BusType_Can), "adding the bus");
   size_t early = 0;
   for (size_t frame = 0; frame < frames; ++frame) {
@@ -183,7 +165,7 @@ void LongRecording(const Scratch& scratch, size_t frames) {
     Require(file.Data_Insert(traffic.Next()), "an insert");
     if (frame == frames / 10) early = Resident();
     if (!look) continue;
-    for (const auto& other : std::filesystem::directory_iterator(scratch.Folder)) {
+    for (const auto& other : std::filesystem::directory_iterator(scratch.Folder())) {
       if (other.path() != file.FileName()) std::filesystem::remove(other.path());
     }
   }
@@ -198,7 +180,7 @@ void LongRecording(const Scratch& scratch, size_t frames) {
 int main(int argc, char** argv) {
   const bool quick = bench::Quick(argc, argv);
   const int rounds = quick ? 1 : 7;
-  const Scratch scratch;
+  const bench::Scratch scratch;
   LongRecording(scratch, quick ? 200'000 : 50'000'000);  // first, before others have left memory behind
   bench::PrintHead();
   const size_t frames = quick ? 200'000 : 2'000'000;

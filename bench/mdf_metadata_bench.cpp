@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "Measure.h"
+#include "Scratch.h"
 #include "mdf/File.h"
 
 namespace {
@@ -23,28 +24,6 @@ void Require(bool done, const char* what) {
   std::fprintf(stderr, "mdf_metadata_bench: %s failed\n", what);
   std::exit(1);
 }
-
-/// Files in memory if the machine has such a place; removed at the end.
-class Scratch {
- public:
-  Scratch() {
-    const std::filesystem::path shared = "/dev/shm";
-    Folder = std::filesystem::is_directory(shared) ? shared : std::filesystem::temp_directory_path();
-    Folder /= "mdf_metadata_bench_" + std::to_string(getpid());
-    std::filesystem::create_directory(Folder);
-  }
-  ~Scratch() {
-    std::error_code ignored;
-    std::filesystem::remove_all(Folder, ignored);
-  }
-  Scratch(const Scratch&) = delete;
-  Scratch& operator=(const Scratch&) = delete;
-
-  [[nodiscard]] std::string Path(const char* name) const { return (Folder / name).string(); }
-
- private:
-  std::filesystem::path Folder;
-};
 
 Qor_Trace_Entry_t Frame(unsigned int bus, unsigned long time) {
   Qor_Trace_Entry_t entry{};
@@ -57,7 +36,7 @@ Qor_Trace_Entry_t Frame(unsigned int bus, unsigned long time) {
   return entry;
 }
 
-double WithEvents(const Scratch& scratch, unsigned long count) {
+double WithEvents(const bench::Scratch& scratch, unsigned long count) {
   MdfFile file(scratch.Path("trace"), 0);
   Require(file.Bus_Add(1, BusType_Can), "adding the bus");
   return bench::Cost([&] {
@@ -70,7 +49,7 @@ double WithEvents(const Scratch& scratch, unsigned long count) {
   });
 }
 
-double WithBuses(const Scratch& scratch, unsigned long count) {
+double WithBuses(const bench::Scratch& scratch, unsigned long count) {
   MdfFile file(scratch.Path("trace"), 0);
   return bench::Cost([&] {
     for (unsigned int bus = 1; bus <= count; ++bus) {
@@ -114,10 +93,10 @@ double WriteOnly(const std::string& path, const std::string& bytes, const std::v
   });
 }
 
-using Work = double (*)(const Scratch& scratch, unsigned long count);
+using Work = double (*)(const bench::Scratch& scratch, unsigned long count);
 
 void Compare(const char* name, const char* unit, Work work, unsigned long count, int rounds) {
-  const Scratch scratch;
+  const bench::Scratch scratch;
   work(scratch, count);
   std::ifstream file(scratch.Path("trace.mf4"), std::ios::binary);
   const std::string bytes{std::istreambuf_iterator<char>(file), {}};

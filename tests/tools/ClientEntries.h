@@ -22,6 +22,21 @@ inline bool Put(EntrySink& sink, const Bytes& record) {
   return sink.Take(record.data(), static_cast<unsigned int>(record.size()));
 }
 
+/// 64 records with 0 to 63 data bytes.
+inline std::vector<Bytes> OddRecords() {
+  std::vector<Bytes> records;
+  for (unsigned char size = 0; size < 64; ++size)
+    records.push_back(RecordOf(test::CanItem().At(size * 1000).Fd().Data(Bytes(size, size))));
+  return records;
+}
+
+/// Records back to back, as raw record files have them.
+inline Bytes Joined(const std::vector<Bytes>& records) {
+  Bytes all;
+  for (const Bytes& record : records) all.insert(all.end(), record.begin(), record.end());
+  return all;
+}
+
 /// Keeps what it takes.
 class Collector : public EntrySink {
  public:

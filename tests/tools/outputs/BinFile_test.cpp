@@ -23,19 +23,6 @@ class BinFileTest : public testing::Test {
   std::string Path = (Folder / "x.bin").string();
 };
 
-Bytes Joined(const std::vector<Bytes>& records) {
-  Bytes all;
-  for (const Bytes& record : records) all.insert(all.end(), record.begin(), record.end());
-  return all;
-}
-
-std::vector<Bytes> OddRecords() {
-  std::vector<Bytes> records;
-  for (unsigned char size = 0; size < 64; ++size)
-    records.push_back(RecordOf(test::CanItem().At(size * 1000).Fd().Data(Bytes(size, size))));
-  return records;
-}
-
 TEST_F(BinFileTest, RecordsFollowOneAnotherWithoutPadding) {
   BinWriter writer(Path);
   for (const Bytes& record : OddRecords()) EXPECT_TRUE(Put(writer, record));

@@ -26,14 +26,7 @@ OutputFile::~OutputFile() {
 }
 
 std::size_t OutputFile::Write(const unsigned char* bytes, std::size_t size) {
-  std::size_t done = 0;
-  while (done < size) {
-    const ssize_t written = write(File, bytes + done, size - done);
-    if (written < 0 && errno == EINTR) continue;
-    if (written == 0) errno = ENOSPC;  // a file that takes nothing more
-    if (written <= 0) break;
-    done += static_cast<std::size_t>(written);
-  }
+  const std::size_t done = WriteAll(File, bytes, size);
   Worth = Worth || done > 0;
   return done;
 }

@@ -1,11 +1,11 @@
 #include "outputs/PcapngWriter.h"
 
-#include <unistd.h>
-
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
 #include <tuple>
+
+#include "system/Descriptor.h"
 
 namespace client {
 
@@ -108,17 +108,7 @@ unsigned int NumberAt(const unsigned char* place) {
 
 }  // namespace
 
-std::size_t DescriptorSink::Write(const unsigned char* bytes, std::size_t size) {
-  std::size_t done = 0;
-  while (done < size) {
-    const ssize_t written = write(File, bytes + done, size - done);
-    if (written < 0 && errno == EINTR) continue;
-    if (written == 0) errno = ENOSPC;  // a file that takes nothing more
-    if (written <= 0) break;
-    done += static_cast<std::size_t>(written);
-  }
-  return done;
-}
+std::size_t DescriptorSink::Write(const unsigned char* bytes, std::size_t size) { return WriteAll(File, bytes, size); }
 
 PcapngWriter::PcapngWriter(ByteSink& sink, const PcapngOptions& options)
     : Sink(sink), EthernetOnly(options.EthernetOnly), Latest(Interfaces.end()), Buffer(new unsigned char[Capacity]) {

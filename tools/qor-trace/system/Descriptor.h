@@ -1,9 +1,11 @@
-// An owner of a file descriptor.
+// An owner of a file descriptor, and whole writes to one.
 #ifndef QOR_TRACE_DESCRIPTOR_H
 #define QOR_TRACE_DESCRIPTOR_H
 
 #include <unistd.h>
 
+#include <cerrno>
+#include <cstddef>
 #include <utility>
 
 namespace client {
@@ -29,6 +31,21 @@ class Descriptor {
  private:
   int File = -1;
 };
+
+/// Writes bytes, all if it can.
+/// @return how many were written; fewer than `size` is a failure, whose reason is in errno
+inline std::size_t WriteAll(int file, const void* bytes, std::size_t size) {
+  const auto* from = static_cast<const unsigned char*>(bytes);
+  std::size_t done = 0;
+  while (done < size) {
+    const ssize_t written = write(file, from + done, size - done);
+    if (written < 0 && errno == EINTR) continue;
+    if (written == 0) errno = ENOSPC;  // a file that takes nothing more
+    if (written <= 0) break;
+    done += static_cast<std::size_t>(written);
+  }
+  return done;
+}
 
 }  // namespace client
 

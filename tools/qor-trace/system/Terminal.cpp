@@ -10,6 +10,7 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
+#include "system/Descriptor.h"
 #include "system/Failure.h"
 #include "system/Printable.h"
 #include "system/Text.h"
@@ -19,14 +20,8 @@ namespace client {
 namespace {
 
 /// 0, or the errno that stopped it.
-int WriteAll(int file, std::string_view text) {
-  while (!text.empty()) {
-    const ssize_t written = write(file, text.data(), text.size());
-    if (written < 0 && errno == EINTR) continue;
-    if (written < 0) return errno;
-    text.remove_prefix(static_cast<std::size_t>(written));
-  }
-  return 0;
+int WriteText(int file, std::string_view text) {
+  return WriteAll(file, text.data(), text.size()) < text.size() ? errno : 0;
 }
 
 constexpr std::size_t NarrowestTerminal = 20;  // what says less tells nothing
@@ -48,7 +43,7 @@ std::optional<std::size_t> ColumnsOfStandardOutput() { return ColumnsOf(STDOUT_F
 std::optional<std::size_t> ColumnsOfStandardError() { return ColumnsOf(STDERR_FILENO); }
 
 bool Print(std::string_view text) {
-  const int error = WriteAll(STDOUT_FILENO, text);
+  const int error = WriteText(STDOUT_FILENO, text);
   if (error == EPIPE) return false;
   if (error != 0) throw Failure(fmt::format("Cannot write to standard output: {}", ErrnoText(error)));
   return true;
@@ -61,7 +56,7 @@ void PrintJson(const nlohmann::json& json) {
 void Say(std::string_view text) {
   const auto columns = ColumnsOfStandardError();
   const std::string shown = Printable(text, "\n");
-  WriteAll(STDERR_FILENO, (columns ? Wrapped(shown, *columns) : shown) + "\n");
+  WriteText(STDERR_FILENO, (columns ? Wrapped(shown, *columns) : shown) + "\n");
 }
 
 void SayError(std::string_view sentence) {
@@ -94,19 +89,19 @@ void LiveLine::Show(const std::string& text) {
   if (Shown == Kind::None) return;
   const auto now = std::chrono::steady_clock::now();
   if (Shown == Kind::Appended) {
-    WriteAll(STDERR_FILENO, text + "\n");
+    WriteText(STDERR_FILENO, text + "\n");
     Next = now + AppendingInterval;
     return;
   }
   // A line that wraps can't be overwritten; in the last column some terminals wrap already.
   const auto columns = ColumnsOfStandardError();
-  WriteAll(STDERR_FILENO, fmt::format("\r{}\033[K", columns ? CutLines(text, *columns - 1) : text));
+  WriteText(STDERR_FILENO, fmt::format("\r{}\033[K", columns ? CutLines(text, *columns - 1) : text));
   Dirty = true;
   Next = now + OverwritingInterval;
 }
 
 void LiveLine::Clear() {
-  if (Dirty) WriteAll(STDERR_FILENO, "\r\033[K");
+  if (Dirty) WriteText(STDERR_FILENO, "\r\033[K");
   Dirty = false;
 }
 
