@@ -1,10 +1,10 @@
-// The metadata blocks of an MDF file. This one header gives all blocks; here are those that describe the file: text,
-// comment, header, file history, event and attachment.
+// The metadata blocks of an MDF file that describe the file: header, file history, event and attachment. Includes the
+// headers of all other blocks.
 //
-// What they have in common: names and comments that are given and not empty become text blocks that the constructor
-// makes and links (and that the block doesn't own, see MDF::Block). Write puts out the data section as its table shows
-// it when it changed or the block is new in the file, and returns the offset behind it, or 0 when there was nothing to
-// do or it couldn't be done. Counts are brought up to date when the block is written.
+// What they have in common: names and comments that aren't empty become text blocks, which the constructor makes and
+// links. The block doesn't own them (see MDF::Block). Write stores the data section as its table shows it, when it
+// changed or the block is new in the file. It returns the offset after the data section; 0 when there was nothing to
+// write or the write failed. Write also brings the counts up to date.
 #pragma once
 
 #include <cstddef>
@@ -155,11 +155,11 @@ static_assert(kEvLinkCount == 5);
 //  offset size field            value or unit
 //       0    1 EventType
 //       1    1 SyncType         1 time
-//       2    1 RangeType        0 point, 1 range begin, 2 range end
+//       2    1 RangeType        0 point, 1 start of a range, 2 end of a range
 //       3    1 Cause
 //       4    1 Flags
 //       5    3 Reserved         0
-//       8    4 ScopeCount       links behind the fixed ones
+//       8    4 ScopeCount       links after the fixed ones
 //      12    2 AttachmentCount
 //      14    2 CreatorIndex
 //      16    8 SyncBase         ns
@@ -188,12 +188,12 @@ static_assert(offsetof(EvData, SyncFactor) == 24);
 
 class QOR_EXPORT EVBLOCK : public Block {
  public:
-  /// An event of its own, or the begin of a range (type 0). Only types 0, 5 and 6 take the name. `time`: ns.
+  /// An event of its own, or the start of a range (type 0). Only types 0, 5 and 6 take the name. `time`: ns.
   EVBLOCK(const std::string& name, unsigned char eventType, unsigned char cause, unsigned long time);
-  /// An event that belongs to another one: for type 0 the end of the range that `other` began, for types 1 to 4 a child
+  /// An event that belongs to another one: for type 0 the end of the range that `other` starts, for types 1 to 4 a child
   /// of it. Type 1 takes no name. Without `other`, or for other types, data section and links stay zero.
   EVBLOCK(const std::string& name, unsigned char eventType, unsigned char cause, unsigned long time, EVBLOCK* other);
-  /// An event with a parent and the begin of the range that it ends; either may be null. Type 1 takes no name.
+  /// An event with a parent and the start of the range that it ends; either may be null. Type 1 takes no name.
   EVBLOCK(const std::string& name, unsigned char eventType, unsigned char cause, unsigned long time, EVBLOCK* parent,
           EVBLOCK* rangeBegin);
   ~EVBLOCK() override;
@@ -203,7 +203,7 @@ class QOR_EXPORT EVBLOCK : public Block {
   [[nodiscard]] bool WriteRequest() const override;
   long Write(FileStream& stream) override;
 
-  /// Adds what the event is about; null is ignored. For an event that isn't placed yet: it grows by this.
+  /// Adds what the event is about; null is ignored. Only before the event is placed, since the event grows.
   void ScopedBlock_Add(Block* block);
 
  private:
@@ -250,7 +250,7 @@ static_assert(offsetof(AtData, OriginalSize) == 24);
 static_assert(offsetof(AtData, EmbeddedSize) == 32);
 
 /// An attachment with embedded data, filled through Insert or Compressed_Insert of its static data part. Compress before
-/// placing: the block shrinks by it.
+/// placing, since the block shrinks.
 class QOR_EXPORT ATBLOCK : public Block, public DataBlockStatic {
  public:
   /// `originalSize`: bytes that are embedded; 0 for a mere reference to the file.

@@ -59,6 +59,7 @@ void Block::Header_Change(unsigned int links, unsigned long dataBytes) {
   HeaderChanged = true;
 }
 
+// Adds the number of links, not their bytes: part of the interface. The library calls it for blocks without links only.
 void Block::Header_Change(unsigned long bytes) {
   Header.Length = bytes + kHeaderSize + Links.size();
   HeaderChanged = true;
@@ -146,7 +147,7 @@ size_t Block::Links_Placeless() const {
   return static_cast<size_t>(std::count_if(Links.begin(), Links.end(), placeless));
 }
 
-// Asked when it matters, since a block doesn't know who links to it.
+// Worked out when it is asked for, since a block doesn't know who links to it.
 bool Block::Links_Due() const { return LinksChanged || (LinksOpen != 0 && LinksOpen != Links_Placeless()); }
 
 // --- place ---
@@ -196,7 +197,7 @@ bool Block::Links_Follow(Block* target, const BlockSet& visited) const {
   return !visited.contains(target);
 }
 
-// The recursion is kept in a list of its own, since chains of channels or events may be longer than a stack is deep.
+// The recursion has its own stack: chains of channels or events may be longer than the call stack is deep.
 void Block::SubBlocks(BlockSet* list, bool all, long* cursor, BlockSet& visited) const {
   struct Step {
     Block* At;  // null for this block
@@ -297,8 +298,8 @@ void Block::Block_Reset(bool full, BlockSet& done) {
   LinksChanged = true;
   LinksOpen = 0;
   done.insert(this);
-  // Chains may be longer than a stack is deep: only the block that was asked first goes on to others, in a loop. They
-  // find themselves gathered and reset nothing but themselves.
+  // Chains may be longer than the call stack is deep: only the block that was asked first visits the others, in a loop.
+  // Those are part of the gathering already, and reset only themselves.
   if (!full || NextGathered != nullptr) return;
   Gathering reset;
   reset.Take(this);

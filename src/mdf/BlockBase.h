@@ -62,15 +62,15 @@ static_assert(offsetof(BlockHeader, LinkCount) == 16);
 /// dirty until the next Write, which rewrites in place only what changed. Block_Reset makes it new again.
 ///
 /// Ownership: a block does not own what it links to, and destroying it leaves the linked blocks alone; that goes for
-/// the texts and comments that constructors create, too. Linked blocks are destroyed by Links_Clear(true),
+/// the texts and comments that constructors create as well. Linked blocks are destroyed by Links_Clear(true),
 /// Links_Generate on a block with links, and Links_Delete, which all expect blocks made with `new` that nobody else
 /// destroys. Links_Clear(true) and Links_Generate destroy the linked blocks only; Links_Delete destroys everything
 /// that can be reached through the link, data lists included, each block once and never the block itself. The blocks
-/// that a DLBLOCK owns (its header list and data block) may be destroyed this way: the list is told.
+/// that a DLBLOCK owns (its header list and data block) may be destroyed this way: the list is notified.
 ///
 /// A placed block keeps the room that it was given: when it has outgrown it and other bytes follow in the file, Write
-/// refuses (0) and the block stays dirty. Blocks that are placed but not written yet can't be seen behind it, so placing
-/// and writing belong together, without data lists being flushed in between.
+/// refuses (0) and the block stays dirty. It can't see blocks that are placed after it but not written yet. So place and
+/// write in one go, and flush no data list in between.
 ///
 /// Errors: the stream's state says what failed. Nothing is written to a closed or failed stream, and what was not
 /// written stays dirty.
@@ -116,7 +116,7 @@ class QOR_EXPORT Block {
   unsigned long Block_Length();
 
   /// Walks this block and all that it links to, depth first in link order, each block once by position.
-  /// `cursor`, if any: gives each unplaced block the next multiple of 8 and moves behind it.
+  /// `cursor`, if any: each unplaced block is placed at its next multiple of 8, and it moves past the block.
   /// `list`, if any: collects the blocks with a write request, or all of them.
   void Block_PlaceAndList(bool all, long* cursor, BlockSet* list);
   void Block_PlaceAndList(bool all, long* cursor, BlockSet* list, BlockSet& visited);
@@ -128,7 +128,7 @@ class QOR_EXPORT Block {
   void Header_AddLink(unsigned int count);
   /// Length 24 + 8 x links + dataBytes.
   void Header_Change(unsigned int links, unsigned long dataBytes);
-  /// Length 24 + the current number of links (the number, not 8 x the number) + bytes.
+  /// Length 24 + the current number of links + bytes. Not 8 x the number of links: part of the interface.
   void Header_Change(unsigned long bytes);
   /// Writes the header at the stream's position if it changed.
   void Header_Write(FileStream& stream);
@@ -168,7 +168,7 @@ class QOR_EXPORT Block {
   };
 
   /// The Write of a block with a data section: Block::Write, then the parts one after the other if `changed` or if the
-  /// block is new in this file. Clears `changed`. Returns the offset behind the data, or 0 if nothing was to be done.
+  /// block is new in this file. Clears `changed`. Returns the offset after the data; 0 if nothing was due or it failed.
   QOR_HIDDEN long Write_WithData(FileStream& stream, bool& changed, std::initializer_list<Section> data);
 
   /// True when `length` bytes at the block's position overrun nothing.
@@ -193,7 +193,7 @@ class QOR_EXPORT Block {
   [[nodiscard]] QOR_HIDDEN size_t Links_Placeless() const;
   [[nodiscard]] QOR_HIDDEN bool Links_Due() const;
   QOR_HIDDEN void Links_Reset(Gathering& reset, BlockSet& done);
-  /// Where links to this block point to: its position, but for a data list that was continued.
+  /// The position that links to this block store: its own or, for a data list that was continued, that of the first list.
   [[nodiscard]] QOR_HIDDEN long LinkPos() const { return FirstPos != 0 ? FirstPos : FilePos; }
   QOR_HIDDEN long Write_New(FileStream& stream);
   QOR_HIDDEN long Write_Changes(FileStream& stream);

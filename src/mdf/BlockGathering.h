@@ -18,7 +18,7 @@ class Gathering {
     while (Drop_First() != nullptr) continue;
   }
 
-  /// Null, and a block that is part of it, are left out.
+  /// Ignores null, and a block that is already part of it.
   void Take(Block* block) {
     if (block == nullptr || block->NextGathered != nullptr) return;
     (Last != nullptr ? Last->NextGathered : Begin) = block;
@@ -26,11 +26,11 @@ class Gathering {
     Last = block;
   }
   [[nodiscard]] Block* First() const { return Begin; }
-  /// Null behind the last one.
+  /// Null after the last one.
   [[nodiscard]] static Block* Next(const Block* block) {
     return block->NextGathered != block ? block->NextGathered : nullptr;
   }
-  /// The first one, which isn't part of it any more; null when there is none.
+  /// Removes the first one and returns it; null when there is none.
   Block* Drop_First() {
     Block* dropped = Begin;
     if (dropped == nullptr) return nullptr;

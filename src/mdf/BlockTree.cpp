@@ -11,6 +11,7 @@ bool IsList(const Block& block) { return block.Block_Type() == blockType_DL || b
 
 bool Followed(const Block& from, Block* target, DataLists lists) {
   if (target == nullptr) return false;
+  // A data list destroys the data block that it owns; the others it lists are in the file only.
   if (from.Block_Type() == blockType_DL && Block::IgnoreSubBlock(target)) return false;
   return lists == DataLists::kInclude || !IsList(*target);
 }

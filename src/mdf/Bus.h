@@ -14,13 +14,13 @@
 /// One channel of one bus type. Each kind of event has a channel group of its own (see BusGenerator) with a list of
 /// fixed-length records; frames also have a list of variable-length data, which their records point into.
 ///
-/// Records are collected in memory and go to the file in packed blocks of up to 2 MiB. Whenever a block went out, the
+/// Records are collected in memory and go to the file in packed blocks of up to 2 MiB. Whenever a block has gone out, the
 /// group's cycle count in the file is brought up to date: it counts the records that are in the file with their data.
 ///
 /// Failures are false, and the entry may be tried again (a FlexRay frame of both channels may then have the record of its
-/// first channel twice). Only when a block ended in the middle of it and the next one
-/// failed, a part of it is in the file: that tears its group. The records after it would be read at wrong places, so the
-/// group refuses all further ones, and Write() fails, until Reset().
+/// first channel twice). One case is worse: a block ended in the middle of the record and the next block failed. A part
+/// of the record is then in the file, which tears its group: records after it would be read at wrong places. The group
+/// therefore refuses all further ones, and Write() fails, until Reset().
 ///
 /// Ownership: owns its groups and their lists. Blocks and stream are the file's; they must outlive all calls but the
 /// destructor. Destroy the blocks before the bus (see DLBLOCK).
@@ -45,7 +45,7 @@ class QOR_EXPORT Bus {
     bool Flushed_Look(uint64_t complete);
     /// Writes the number of records that are in the file with all of their data. False when the stream has failed.
     bool CycleCount_Write(FileStream& stream) const;
-    /// Puts out what is collected. False when that failed or the group is torn.
+    /// Flushes what is collected. False when that failed or the group is torn.
     [[nodiscard]] bool Flush(FileStream& stream);
     void Reset();
 
@@ -55,7 +55,7 @@ class QOR_EXPORT Bus {
     uint64_t CycleCount = 0;             // records since the last reset
     uint64_t DataBytes = 0;              // bytes of variable-length data since the last reset, with their lengths
     unsigned int RecordSize = 0;         // bytes; 0 for a group without channels
-    uint64_t RecordBytesSeen = 0;        // bytes of records that were in the file when last looked at
+    uint64_t RecordBytesSeen = 0;        // bytes of records that were in the file when last checked
     uint64_t VlsdBytesSeen = 0;          // the same for variable-length data ...
     uint64_t VlsdComplete = 0;           // ... and the number of records whose data were
     bool Torn = false;                   // ends with a part of a record
@@ -112,7 +112,7 @@ class QOR_EXPORT Bus {
   [[nodiscard]] unsigned long DataBytes_Get(unsigned int index) const;
   /// The same without the lengths.
   [[nodiscard]] unsigned long DataBytes_VLSD(unsigned int index = 0) const;
-  /// What the collected bytes of all groups will take in the file, about.
+  /// Roughly the bytes that what is collected in all groups will take in the file.
   [[nodiscard]] unsigned long DataBytes_Est() const;
   /// The group for a kind of event; a number beyond all groups for one that isn't recorded. `kind` is the LIN kind (see
   /// Data_Insert_LIN) or the FlexRay ItemType, and doesn't matter for CAN; `error`, for CAN only, chooses the error frames.
@@ -124,12 +124,12 @@ class QOR_EXPORT Bus {
   [[nodiscard]] bool Data_Waiting() const;
   /// Makes all groups scopes of an event that isn't placed yet.
   void Event_ScopeAdd(MDF::EVBLOCK* event);
-  /// Puts everything that is collected into the file. True when nothing was left to write.
+  /// Flushes everything that is collected to the file. True when nothing was left to write.
   [[nodiscard]] bool Write();
-  /// Cycle counts and data bytes become 0, as the next file of a series needs it. What couldn't be written is dropped.
+  /// Sets cycle counts and data bytes to 0 for the next file of a series. What couldn't be written is dropped.
   void Reset();
 
-  /// Data bytes by CAN data length code: as a map, and as a table for code in a hurry.
+  /// Data bytes by CAN data length code: as a map, and as a table for the code that runs for each frame.
   static const std::map<unsigned char, unsigned char> _canDlcBytes;
   static std::map<unsigned char, unsigned char> CreateMap_CanDlc();
   static constexpr unsigned char kCanDlcBytes[] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 12, 16, 20, 24, 32, 48, 64};

@@ -22,7 +22,7 @@ constexpr unsigned int kBusEventChannel = 0x440;  // bus event, discrete value
 constexpr unsigned char kSyncNone = 0;
 constexpr unsigned char kSyncTime = 1;
 constexpr unsigned char kSourceBus = 2;
-constexpr unsigned char kBusTypeCan = 2;  // for every bus type
+constexpr unsigned char kBusTypeCan = 2;  // stored for every bus, LIN and FlexRay included: part of the interface
 constexpr double kSecondsPerNanosecond = 1e-9;
 
 enum Conversion : unsigned char { kLinear = 1, kValueToText = 7 };
@@ -158,7 +158,7 @@ void Groups_Add(Bus& bus, BusRoot& root, NewGroups& groups, const std::string& b
   }
 }
 
-/// Puts the bus's groups behind the latest block and makes the last of them the latest.
+/// Chains the bus's groups after the latest block and makes the last of them the latest.
 Bus* Bus_Finish(std::unique_ptr<Bus> bus, unsigned int lastGroup, NewGroups& groups, BusRoot& root) {
   if (!groups.Link(root.LatestHierarchieElement())) return nullptr;
   root.LatestHierarchieElement(bus->Block_Get(lastGroup));

@@ -13,10 +13,10 @@ class BusRoot;
 /// its source, the master channel "t", a structure channel named after the event, and the fields below it.
 ///
 /// The blocks are linked to their parent and belong to its tree. A parent is a header block, whose data groups they are
-/// appended to, or a data group, behind which they are appended; with any other parent the result is false or null and
+/// appended to, or a data group, which they are appended after. With any other parent the result is false or null, and
 /// nothing is left behind.
 ///
-/// @throws std::bad_alloc; nothing is left behind, but for record ids that were drawn
+/// @throws std::bad_alloc; nothing is left behind except the record ids that were drawn
 class QOR_EXPORT BusGenerator {
  public:
   /// New buses, with record ids drawn from the root and their groups chained to its latest block. The caller owns the

@@ -83,11 +83,12 @@ unsigned char CanDataLength(const CanView& can) {
   return can.Has(QOR_TRACE_CAN_FD) ? length : std::min<unsigned char>(length, 8);
 }
 
-/// The bit for an extended identifier is that of the flags; the one in the identifier itself isn't believed.
+/// Whether the identifier is extended is taken from the flags; the marker bit in the identifier itself isn't trusted.
 unsigned int CanId(const CanView& can) {
   return can.PlainIdentifier() | (can.Has(QOR_TRACE_CAN_EXTENDED) ? QOR_TRACE_CAN_ID_EXTENDED : 0);
 }
 
+/// The bits are those of the fields within FlagsEx (see kCanData), which begins at bit 96 of the record.
 unsigned int CanFlagsEx(const CanView& can) {
   constexpr unsigned int kDir = 0x0040;
   constexpr unsigned int kR1 = 0x0800;
@@ -106,7 +107,7 @@ unsigned int CanFlagsEx(const CanView& can) {
 using ErrorFlags = std::array<unsigned char, 7>;
 
 ErrorFlags CanErrorFlags(const CanView& can) {
-  // Of received frames, by error code; 0 is any other code.
+  // Of received frames, by error code; row 0 is for every other code. Transmitted ones lack the received bit.
   constexpr unsigned char kReceived[8][3] = {{0xE1, 0xE1, 0x00}, {0xA1, 0xA1, 0x00}, {0x61, 0x61, 0x00},
                                              {0xE1, 0xE1, 0x01}, {0x2D, 0x2D, 0x00}, {0x29, 0x29, 0x00},
                                              {0x30, 0x31, 0x01}, {0x21, 0x21, 0x00}};
@@ -159,7 +160,7 @@ void PutLinData(Record& record, const LinView& lin) {
   StoreHeld(lin.Data(), record.Next(LinView::kMostDataBytes), LinView::kMostDataBytes);
 }
 
-/// Start of frame and baud rate. A bit time below 1 ns gives an infinite rate.
+/// Start of frame and baud rate. A bit time below 1 ns yields an infinite rate.
 void PutLinTiming(Record& record, const LinView& lin, unsigned long startOfFrame) {
   record.Put(startOfFrame);
   record.Put(1.0 / (static_cast<int>(lin.BitTimeInNanoseconds()) * 1e-9));
@@ -167,11 +168,13 @@ void PutLinTiming(Record& record, const LinView& lin, unsigned long startOfFrame
 
 // --- FlexRay ---
 
+/// Cycle in bits 0 to 5, channel in bit 6, direction in bit 7 (see kFlxFrame).
 unsigned char FlxCycleByte(const FlexRayView& frame, unsigned int channel) {
   const unsigned int direction = frame.IsTransmitted() ? 1 : 0;
   return static_cast<unsigned char>((frame.Cycle & 0x3FU) | channel << 6 | direction << 7);
 }
 
+/// The flags named in kFlxFrame, and two without a name: bit 19, always set, and bit 23, a frame of both channels.
 unsigned int FlxFrameFlags(const FlexRayView& frame, bool bothChannels) {
   unsigned int bits = 0x0008'0000;
   if (bothChannels) bits |= 0x0080'0000;
@@ -283,24 +286,25 @@ bool Bus::Data_Insert_LIN(ChannelGroup& group, unsigned int kind, Payload payloa
   const unsigned char checksum = lin.Checksum().value_or(0);
   Record record;
   record.Put(timestamp);
+  // The constants are bit fields: see the table of each kind in BusTables.h.
   switch (kind) {
     case kLinFrame:
       PutLinData(record, lin);
-      record.Put(static_cast<unsigned char>(transmitted ? 0x07 : 0x02));
+      record.Put(static_cast<unsigned char>(transmitted ? 0x07 : 0x02));  // Dir, ChecksumModel 1, IsSimulated
       record.Put(checksum);
       PutLinTiming(record, lin, timestamp);
       break;
     case kLinChecksumError:
       PutLinData(record, lin);
-      record.Put(static_cast<unsigned char>(transmitted ? 0x0F : 0x03));
+      record.Put(static_cast<unsigned char>(transmitted ? 0x0F : 0x03));  // ChecksumModel 3, IsSimulated, Dir
       record.Put(checksum);
       PutLinTiming(record, lin, timestamp);
       break;
     case kLinReceiveError:
       PutLinData(record, lin);
-      record.Put(static_cast<unsigned char>(0x03));
+      record.Put(static_cast<unsigned char>(0x03));  // ChecksumModel 3
       PutLinTiming(record, lin, timestamp);
-      record.Put(static_cast<unsigned char>(0x13));
+      record.Put(static_cast<unsigned char>(0x13));  // State 3, Reason 1
       break;
     case kLinSyncError:
       PutLinTiming(record, lin, timestamp);
@@ -308,13 +312,13 @@ bool Bus::Data_Insert_LIN(ChannelGroup& group, unsigned int kind, Payload payloa
     case kLinTransmissionError:
       record.Put(lin.Identifier);
       record.Put(lin.DataCount());
-      record.Put(static_cast<unsigned char>(0x01));
+      record.Put(static_cast<unsigned char>(0x01));  // ChecksumModel 1
       PutLinTiming(record, lin, timestamp);
       break;
     case kLinWakeup:
       PutLinTiming(record, lin, timestamp);
       record.Put(lin.DataCount());
-      record.Put(static_cast<unsigned char>(transmitted ? 0 : 0x04));
+      record.Put(static_cast<unsigned char>(transmitted ? 0 : 0x04));  // IsExternal
       break;
     default:
       return false;
@@ -389,13 +393,13 @@ bool Bus::Data_Insert_Flexray_State(ChannelGroup& group, Payload payload, unsign
 bool Bus::Data_Insert_Flexray_Symbol(ChannelGroup& group, Payload payload, unsigned long& timestamp) {
   constexpr unsigned char kWakeup = 3;
   const unsigned char channel = FlexRayView::Of(payload).Channel;
-  const unsigned int mask = channel <= 2 ? (channel + 1U) & 3U : 0;
+  const unsigned int mask = channel <= 2 ? (channel + 1U) & 3U : 0;  // 1 A, 2 B, 3 both
   std::array<unsigned char, 17> data{};
-  Store(data, 12, 0xAA28'0000U);
+  Store(data, 12, 0xAA28'0000U);  // fixed: the entry has no data of the symbol
   Record record;
   record.Put(timestamp);
-  record.Put(static_cast<unsigned char>(0));  // cycle
-  record.Put(static_cast<unsigned char>(mask << 6 | kWakeup));
+  record.Put(static_cast<unsigned char>(0));                    // cycle
+  record.Put(static_cast<unsigned char>(mask << 6 | kWakeup));  // FlxChannelMask, SymbolType
   record.Put(data);
   return Insert(group, record, Stream);
 }

@@ -27,8 +27,9 @@ class FieldBuffer {
     return field;
   }
 
-  /// Appends to a list: at once where that fits, else field by field, so that blocks end where they would with single
-  /// inserts, maybe in the middle of a record. What was appended before a refusal is taken back where it still can be.
+  /// Appends to a list: in one piece if that fits, else field by field, so that blocks end where they would if each field
+  /// were inserted alone, even in the middle of a record. After a refusal, the fields appended before it are taken back
+  /// if they are still cached.
   [[nodiscard]] Inserted Insert(DLBLOCK& list) {
     if (list.Data_Fits(Size)) return list.Insert(Bytes, Size) ? Inserted::kAll : Inserted::kNothing;
     unsigned int done = 0;

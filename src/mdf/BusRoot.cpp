@@ -36,7 +36,7 @@ bool BusRoot::Bus_Add(unsigned int busChannel, unsigned char busType) {
   const channelKey_t key(busChannel, busType);
   const Generator generate = GeneratorOf(busType);
   if (generate == nullptr || !BusChannel_Available(key)) return false;
-  decltype(Buses) added;  // has the place for the bus, so that one that was built will be kept
+  decltype(Buses) added;  // takes its memory first: a bus that was built can't be lost
   std::unique_ptr<Bus>& bus = added[key];
   bus.reset(generate(busChannel, *this));
   if (bus == nullptr) return false;
@@ -56,8 +56,8 @@ Bus* BusRoot::Bus_Get(unsigned int busChannel, unsigned char busType) const {
   return found != Buses.end() ? found->second.get() : nullptr;
 }
 
-// A bus is stored under the type it was asked for, which for one is not the type of its entries. The bus that is
-// stored under the entry's own type comes before that one.
+// A bus is stored under the type it was added with. For 'c' that is not the type of its entries, so a bus stored under the
+// entry's own type is preferred.
 Bus* BusRoot::Bus_Find(unsigned int busChannel, unsigned char busType) const {
   if (Bus* bus = Bus_Get(busChannel, busType)) return bus;
   Bus* test = Bus_Get(busChannel, kTest);

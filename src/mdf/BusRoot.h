@@ -62,7 +62,8 @@ class QOR_EXPORT BusRoot {
   /// The latest record id, as the result and in `id`.
   unsigned char Mod_RecId(unsigned char& id) const;
   FileStream& Get_FileStream();
-  /// The block that the next bus's groups are chained to: the header block, later the last data group.
+  /// The block that the next bus's groups are chained to: the header block, later the last data group. ("Hierarchie": sic,
+  /// part of the interface.)
   [[nodiscard]] MDF::Block* LatestHierarchieElement() const;
   void LatestHierarchieElement(MDF::Block* block);
 

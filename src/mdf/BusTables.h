@@ -1,5 +1,7 @@
 // The fields of every kind of bus event, as tables. Positions count bits from the first byte of a record; its first 8
 // bytes are the time. docs/mdf-bus-logging.md shows them in bytes.
+//
+// Fields may overlap: IDE is the top bit of ID, Dir to r1 are bits of FlagsEx, and a length may be read under two names.
 #pragma once
 
 #include <array>
@@ -41,6 +43,7 @@ inline constexpr char kInterfaceTypeComment[] =
 inline constexpr char kControllerIdComment[] =
     "<CNcomment><TX>Identification number of controller that reported this event.</TX>"
     "<names><display>ControllerID</display></names></CNcomment>";
+// Sic, part of the interface.
 inline constexpr char kFlxChannelComment[] =
     "<CNcomment><TX>FlexRay Channel this frame was transmitted.</TX><names><display>FlxChannel</display></names>"
     "</CNcomment>";
@@ -51,6 +54,7 @@ inline constexpr char kSymbolTypeComment[] =
 
 inline constexpr std::array kDirTexts = {"Rx", "Tx"};
 inline constexpr std::array kFlxChannelTexts = {"A", "B"};
+// "Connetion", and "Teset" below: sic, part of the interface.
 inline constexpr std::array kErrorTypeTexts = {"POC Error Mode",        "Sync Frames below min", "Sync Frames overload",
                                                "Clock Connetion Error", "NIT Failure",           "Controller error",
                                                "Error overflow"};

@@ -15,6 +15,7 @@ enum ChannelType : unsigned char { kVirtualMaster = 3, kVirtualData = 6 };
 
 constexpr size_t kMostCounted = std::numeric_limits<uint16_t>::max();
 
+// The blanks around = and in </e > are part of the interface.
 constexpr char kSourceCommentBegin[] = R"(<SIcomment><TX/><common_properties> <e name = "ChannelNo" ro = "true">)";
 constexpr char kSourceCommentEnd[] = "</e > </common_properties></SIcomment>";
 static_assert(sizeof kSourceCommentBegin - 1 == 70);

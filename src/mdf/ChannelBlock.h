@@ -40,7 +40,7 @@ static_assert(sizeof(DgData) == 8);
 
 class QOR_EXPORT DGBLOCK : public Block {
  public:
-  /// With `recordIds` each record begins with one byte that tells its channel group.
+  /// With `recordIds` each record begins with one byte that identifies its channel group.
   explicit DGBLOCK(bool recordIds);
   ~DGBLOCK() override;
 
@@ -49,9 +49,9 @@ class QOR_EXPORT DGBLOCK : public Block {
   [[nodiscard]] bool WriteRequest() const override;
   long Write(FileStream& stream) override;
 
-  /// Appends to the channel groups. False when that can't be done (null, or part of the chain already); so below.
+  /// Appends to the channel groups. False when that can't be done (null, or part of the chain already); likewise below.
   bool Link_CGBLOCK(CGBLOCK* group);
-  /// Appends to the data groups behind this one.
+  /// Appends to the data groups after this one.
   bool Link_DGBLOCK(DGBLOCK* group);
 
  private:
@@ -113,7 +113,7 @@ class QOR_EXPORT CGBLOCK : public Block {
   bool Link_CGBLOCK(CGBLOCK* group);
 
   /// Bytes of a record, its id not counted: up to the end of the last field among the channels and their components,
-  /// but at least what was given.
+  /// but at least what the constructor was given.
   [[nodiscard]] unsigned int RecordsSize() const;
   [[nodiscard]] unsigned long CycleCount_Get() const;
   /// Records so far; written with the next Write.
@@ -146,7 +146,7 @@ static_assert(kCnLinkCount == 8);
 //       1    1 SyncType
 //       2    1 DataType
 //       3    1 BitOffset        bits, 0 to 7
-//       4    4 ByteOffset       bytes behind the record id
+//       4    4 ByteOffset       bytes after the record id
 //       8    4 BitCount         bits
 //      12    4 Flags
 //      16    4 InvalidationBit
@@ -185,7 +185,7 @@ static_assert(offsetof(CnData, ExtendedLimitMax) == 64);
 
 class QOR_EXPORT CNBLOCK : public Block {
  public:
-  /// `bitPosition` counts from the first byte behind the record id; split into byte and bit offset.
+  /// `bitPosition` counts from the first byte after the record id; split into byte and bit offset.
   CNBLOCK(const std::string& name, unsigned char channelType, unsigned char syncType, unsigned char dataType,
           unsigned int bitPosition, unsigned int bitCount);
   ~CNBLOCK() override;
@@ -196,7 +196,7 @@ class QOR_EXPORT CNBLOCK : public Block {
   long Write(FileStream& stream) override;
 
   /// Links a further channel: into the composition or next link (`composition`) when both are empty, else at the end of
-  /// the composition if there is one, else of the channels behind this one.
+  /// the composition if there is one, else of the channels after this one.
   bool Link_CNBLOCK(CNBLOCK* channel, bool composition);
 
   [[nodiscard]] unsigned int Flags_Get() const;
@@ -227,7 +227,7 @@ static_assert(kCcLinkCount == 4);
 //       0    1 ConversionType
 //       1    1 Precision
 //       2    2 Flags
-//       4    2 ReferenceCount   links behind the fixed ones
+//       4    2 ReferenceCount   links after the fixed ones
 //       6    2 ValueCount       doubles that follow
 //       8    8 RangeMin
 //      16    8 RangeMax
@@ -260,8 +260,8 @@ class QOR_EXPORT CCBLOCK : public Block {
   void Block_LengthRefresh() override;
   long Write(FileStream& stream) override;
 
-  /// Appends a conversion value. False when there are 65535 already. For a block that isn't placed yet, as is
-  /// Reference_Add: it grows by this.
+  /// Appends a conversion value. False when there are 65535 already. Only before the block is placed, since it
+  /// grows; so does Reference_Add.
   bool Value_Add(double value);
   /// Appends a reference, which may be null. False when there are 65535 already.
   bool Reference_Add(Block* block);

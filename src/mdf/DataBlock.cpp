@@ -22,9 +22,10 @@ GrowingBlock::GrowingBlock(blockType_t type, char id1, char id2, Block* parent, 
   Header_Change(0, 0);
 }
 
-// In the file the header says what is there; before that, it counts the cache so that enough room is set aside.
 GrowingBlock::~GrowingBlock() = default;
 
+// Once the block is written, the length covers what the file holds. Before that it covers the cache as well, so that enough
+// room is set aside.
 void GrowingBlock::Block_LengthRefresh() {
   const unsigned long bytes = InFile + (IsWritten ? 0 : DataBytes());
   const bool same = Header.LinkCount == Links.size() && Header.Length == kHeaderSize + Links_Length() + bytes;
@@ -71,7 +72,7 @@ bool GrowingBlock::Record_WriteAround(const unsigned char* data, unsigned int le
   return true;
 }
 
-// The recorded index is a data group's; any other block has something else there.
+// LinkedIndex is a data group's; any other block has another link there.
 void GrowingBlock::Link_Parent(FileStream& stream) {
   if (Type != blockType_DT || Linked == nullptr || Linked->Block_Type() != blockType_DG) return;
   Linked->Links_Set(LinkedIndex, this);
@@ -133,7 +134,7 @@ void DZBLOCK::Block_Reset(bool full, BlockSet& done) {
   Block::Block_Reset(full, done);
 }
 
-// Packed bytes are used only if they fit into the maximum; others stand as they are.
+// Packed bytes are stored only if they fit into the maximum; otherwise the bytes are stored as they are.
 void DZBLOCK::Block_LengthRefresh() {
   if (IsWritten) return;
   const unsigned long packed = std::min<unsigned long>(CompressBound(Held), Max);
@@ -189,7 +190,7 @@ long DZBLOCK::PutOut(FileStream& stream) {
   PutBytes(stream, raw ? Cache.get() : packed.Bytes.get(), stored);
   if (!stream.good()) return 0;
   Held = 0;
-  LinksChanged = false;
+  LinksChanged = false;  // the block has no links, and Block::Write, which would clear this, isn't called
   if (!IsWritten && Linked != nullptr) {
     Linked->Links_Set(LinkedIndex, this);
     Linked->Write(stream);

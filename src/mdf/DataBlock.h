@@ -17,8 +17,8 @@ inline constexpr unsigned int kChannelDataLink = 5;
 
 /// What DTBLOCK and SDBLOCK have in common: a block that grows in the file while it is the last one there.
 ///
-/// Inside a data list the list fills and places it. On its own it is placed like any other block, with room for what it
-/// holds by then; it may grow past that room as long as nothing follows it in the file, and refuses otherwise.
+/// Inside a data list, the list fills and places it. On its own it is placed like any other block, with room for what it
+/// holds at that time. It may grow past that room as long as nothing follows it in the file, and refuses otherwise.
 class QOR_EXPORT GrowingBlock : public Block, public DataBlockDynamic {
  public:
   ~GrowingBlock() override;
@@ -51,15 +51,15 @@ class QOR_EXPORT DTBLOCK : public GrowingBlock {
   using Block::Block_Reset;
   /// Empties block and cache.
   void Block_Reset(bool full, BlockSet& done) override;
-  /// Puts header and cached bytes out. Returns the offset behind the data; 0 when that failed.
+  /// Writes header and cached bytes. Returns the offset after the data; 0 on failure.
   long Write(FileStream& stream) override;
   /// Appends to the cache. When the cache is full it goes to the file and the result is false: insert again. What is too
   /// large for an empty cache goes straight to the file.
   [[nodiscard]] bool Insert(unsigned char* data, unsigned int length) override;
 };
 
-/// The variable-length signal data of a channel. As DTBLOCK, but that the parent's link stays with the caller: a channel
-/// has its data link elsewhere than a data group.
+/// The variable-length signal data of a channel. As DTBLOCK, except that setting the parent's link is left to the caller: a
+/// channel's data link has another index than a data group's.
 class QOR_EXPORT SDBLOCK : public GrowingBlock {
  public:
   explicit SDBLOCK(FileStream& stream);
@@ -108,10 +108,10 @@ class QOR_EXPORT DZBLOCK : public Block, public DataBlockDynamic {
   /// Until it is written, the most that the cached bytes may take.
   void Block_LengthRefresh() override;
   /// Packs the cached bytes and puts the block at its place, or at the end of the file when it has none. Returns the
-  /// stream's position, also when there is nothing to write; 0 when the data could not be written, which then stays.
+  /// stream's position, also when there is nothing to write; 0 when the data could not be written: it stays cached.
   long Write(FileStream& stream) override;
 
-  /// Replaces the cached bytes by their packed form. False when that needs more than MaxLength(); nothing changes then.
+  /// Replaces the cached bytes with their packed form. False when that needs more than MaxLength(); nothing changes then.
   [[nodiscard]] bool Compress();
   /// Always false.
   bool Data_Compress();

@@ -14,9 +14,11 @@ namespace {
 constexpr int kLevel = 4;
 constexpr int kWindowBits = 15;  // with the zlib wrapper
 constexpr int kMemoryLevel = 8;
+// Part of the interface, not the version compiled against: zlib compares the first character only.
 constexpr const char* kZlibVersion = "1.2.11";
 
-/// Bytes of the section that holds a text of `length` characters and its zeros.
+/// Bytes of the section that holds a text of `length` characters and its zeros. The terminating zero is added before the
+/// 8 bytes of padding, so 7 characters take 16 bytes although 8 would hold them: the layout of files depends on it.
 size_t TextSize(const char* text, size_t length) {
   const bool terminate = length > 0 && text[length - 1] != '\0';
   return ((length + (terminate ? 1 : 0)) & ~size_t{7}) + 8;

@@ -28,7 +28,7 @@ class QOR_EXPORT DataBlockStatic {
 
   /// Copies `length` bytes to `offset`. False, and nothing copied, when compressed or beyond the size.
   [[nodiscard]] bool Insert(unsigned int offset, unsigned char length, unsigned char* data);
-  /// Zero-fills the buffer, which counts as not compressed then.
+  /// Fills the buffer with zeros; it then counts as uncompressed.
   void Reset();
   /// The same with a buffer of a new size. False when memory is short; the old buffer then stays.
   [[nodiscard]] bool Reset(unsigned int size);
@@ -64,7 +64,7 @@ class QOR_EXPORT DataBlockStatic {
   std::unique_ptr<z_stream_s, ZipEnd> Zip;
 };
 
-/// A cache that records are appended to until it is put out. Owns its bytes.
+/// A cache that records are appended to until it is written. Owns its bytes.
 class QOR_EXPORT DataBlockDynamic {
  public:
   /// Bytes of the cache, and of the largest block unless MaxLength says otherwise.
@@ -121,7 +121,7 @@ class QOR_EXPORT DataBlockDynamic {
   unsigned int LinkedIndex = 0;
 
  private:
-  DLBLOCK* List = nullptr;  // the list that owns this block, to be told of its end
+  DLBLOCK* List = nullptr;  // the list that owns this block, notified when the block is destroyed
 };
 
 }  // namespace MDF

@@ -156,7 +156,7 @@ void DLBLOCK::DataBlock_Next(unsigned int bytes, BlockSet& reset) {
   DataBlock->Block_Reset(false, reset);
 }
 
-// What couldn't be put out or listed stays cached, and a list that isn't pointed to yet begins again elsewhere.
+// What couldn't be written or listed stays cached, and a list that nothing points to yet will get another place.
 void DLBLOCK::DataBlock_Keep(unsigned int bytes, BlockSet& reset) {
   DataBlock->Block_Reset(false, reset);
   Cached->Held = bytes;
@@ -181,8 +181,8 @@ bool DLBLOCK::DataBlock_List() {
   return listed;
 }
 
-// The data goes out before the list that tells of it, so that whatever ends the recording in between, no list points to
-// what isn't there.
+// The data goes out before the list that points to it: whatever ends the recording in between, no list points to data that
+// isn't there.
 bool DLBLOCK::DataBlock_ListFirst() {
   IsWritten = List_Begin() && DataBlock_PutOut() && Link_First() && Stream.flush();
   return IsWritten;
@@ -203,7 +203,7 @@ bool DLBLOCK::DataBlock_Add() {
     Extend_List();
     Offsets.push_back(RunningOffset);
     Room = FullRoom();
-    ExtendFile(Stream, FilePos + static_cast<long>(Room));  // so that nobody else takes the place
+    ExtendFile(Stream, FilePos + static_cast<long>(Room));  // so that no other block takes the place
     Stream.seekp(FilePos);
     ListExtended = true;
     return false;
@@ -244,8 +244,8 @@ bool DLBLOCK::Data_TakeBack(unsigned int length) {
 
 bool DLBLOCK::WriteRequest() const { return !ListExtended && Block::WriteRequest(); }
 
-// What is in the file stays true until the list is rewritten with its next block, so that a written list isn't dirty
-// for having grown in memory.
+// The list in the file stays valid until it is rewritten with its next block, so growing in memory doesn't make a written
+// list dirty.
 void DLBLOCK::Block_LengthRefresh() {
   const bool dirty = HeaderChanged || !IsWritten;
   Header_Change(BlockCount + 1, SectionSize());
@@ -282,7 +282,7 @@ bool DLBLOCK::List_Begin() {
   Header_Write(Stream);
   Links_Write(Stream);
   Section_Write();
-  ExtendFile(Stream, dataBlock);
+  ExtendFile(Stream, dataBlock);  // zeros in the room for growth
   return Stream.good();
 }
 
@@ -313,7 +313,7 @@ void DLBLOCK::Section_Write() {
   Put(Stream, std::span<const uint64_t>(Offsets));
 }
 
-// The first list is what the parent points to; any other is chained to the one before.
+// The parent points to the first list; every other list is chained to the one before it.
 bool DLBLOCK::Link_First() {
   if (PreviousLink != 0) {
     Stream.seekp(PreviousLink);

@@ -73,27 +73,27 @@ class QOR_EXPORT HLBLOCK : public Block {
 
   HlData Data{};
   bool Dirty = true;
-  DLBLOCK* Owner = nullptr;  // to be told of this block's end
+  DLBLOCK* Owner = nullptr;  // notified when this block is destroyed
 };
 
 /// Chains the data blocks of one data group (records) or channel (signal data), so that data goes to the file block by
 /// block while it is recorded.
 ///
-/// Insert fills the one data block; Write puts it at the end of the file, lists it and takes it for the next block. The
+/// Insert fills the one data block; Write puts it at the end of the file, lists it and reuses it for the next block. The
 /// list itself is rewritten in place, in room reserved for `maxBlocks` blocks. When that is used up, a new list is
 /// written at the end of the file and chained to the old one; links to this object keep pointing to the first list.
 ///
 /// Ownership: the list owns its data block and its header list and destroys them. Parent and stream are not owned; they
 /// must outlive all calls but the destructor, which touches neither. The parent's data link keeps pointing here: destroy
-/// the tree around it first (without what it links to here), or don't walk the tree any more.
+/// the tree around it first, leaving this list out, or don't walk the tree afterwards.
 ///
-/// Nothing may be placed and not yet written behind the end of the file while a list is flushed: it would take that place.
+/// Before a list is flushed, write every block that is placed past the end of the file: the list would take its place.
 ///
-/// Failures, short memory among them: false; the cached data stays and the call may be repeated once the stream is well
-/// again.
+/// Failures, lack of memory among them: false. The cached data stays, and the call may be repeated once the stream has
+/// recovered.
 class QOR_EXPORT DLBLOCK : public Block {
  public:
-  /// A parent other than a data group is taken for a channel. `maxBlocks` is at least 1.
+  /// A parent that isn't a data group counts as a channel. `maxBlocks` is at least 1.
   /// @throws std::bad_alloc
   DLBLOCK(Block* parent, unsigned short maxBlocks, bool compressed, FileStream& stream);
   ~DLBLOCK() override;
@@ -102,7 +102,7 @@ class QOR_EXPORT DLBLOCK : public Block {
   /// Back to an unplaced list of one block. With `full` ready for another file: offsets begin at 0 again, the parent's
   /// data link is cleared and the header list reset. Data still in the cache stays for the next file.
   void Block_Reset(bool full, BlockSet& done) override;
-  /// Also false while a new list waits for its first block: that is for Write() to do, when nothing else is being placed.
+  /// Also false while a new list waits for its first block: Write() writes that when nothing else is being placed.
   [[nodiscard]] bool WriteRequest() const override;
   void Block_LengthRefresh() override;
   /// Write(), as 0 or 1.
@@ -114,12 +114,12 @@ class QOR_EXPORT DLBLOCK : public Block {
   /// Flushes the data block into the file. False when there is nothing to flush or it can't be done.
   bool Write();
   /// Ends the current data block, full or not, and begins the next: what it holds goes to the file and is listed. True
-  /// while the list has room for another one. Otherwise a new list is begun at the end of the file, to be written with
-  /// the next flush, and the result is false, as it is for a list that was never written.
+  /// while the list has room for another one. Otherwise a new list begins at the end of the file and is written with the
+  /// next flush; the result is then false, as it is for a list that was never written.
   bool DataBlock_Add();
   /// Bytes, counting every earlier block of this list as full.
   [[nodiscard]] unsigned long DataBytes() const;
-  /// Bytes that the current block will take in the file, about.
+  /// Roughly the bytes that the current block will take in the file.
   [[nodiscard]] unsigned long DataBytes_Compressed_Est() const;
   /// Bytes of data that are in the file: those of all blocks flushed.
   [[nodiscard]] unsigned long DataBytes_InFile() const;
@@ -129,13 +129,13 @@ class QOR_EXPORT DLBLOCK : public Block {
   [[nodiscard]] bool Data_Fits(unsigned int length) const;
   /// Drops what is cached.
   void Data_Discard();
-  /// Takes the last `length` bytes out of the cache again. False when they are not all there any more.
+  /// Takes the last `length` bytes out of the cache again. False when some of them are no longer there.
   [[nodiscard]] bool Data_TakeBack(unsigned int length);
   /// Always true.
   bool Data_NewBlock();
   /// Leaves the list as it is in the file and becomes its successor, placed at the end of the file.
   void Extend_List();
-  /// Writes the list for the first time, with the data block placed behind the room for its growth.
+  /// Writes the list for the first time, with the data block placed after the room for its growth.
   bool Write_First();
   /// Adds the data block, placed at the end of the file, to the list in the file. False without data.
   bool Write_Changed();

@@ -52,6 +52,7 @@ struct EventEnd {
 /// Owns an event that isn't linked yet.
 using NewEvent = std::unique_ptr<MDF::EVBLOCK, EventEnd>;
 
+// "Begin of Recording": sic, part of the interface.
 NewEvent Event_Begin(unsigned long time) {
   return NewEvent(new MDF::EVBLOCK("Begin of Recording", kRecording, kCauseUser, time));
 }
@@ -67,7 +68,7 @@ bool MdfFile::BusLinks_sort::operator()(const Bus* left, const Bus* right) const
 
 MdfFile::MdfFile(const std::string& fileName, unsigned long startTime) : MdfFile(fileName, startTime, 0) {}
 
-// What follows a delegated constructor is cleaned up by the destructor, should it throw.
+// Should a constructor that delegates to this one throw, the destructor cleans up.
 MdfFile::MdfFile(const std::string& fileName) : BaseName(fileName) { Written = true; }
 
 MdfFile::MdfFile(const std::string& fileName, unsigned long startTime, unsigned int maxSizeKiB) : MdfFile(fileName) {
@@ -78,7 +79,7 @@ MdfFile::MdfFile(const std::string& fileName, unsigned long startTime, unsigned 
 }
 
 MdfFile::~MdfFile() {
-  exceptions(std::ios_base::goodbit);  // whatever the caller asked for
+  exceptions(std::ios_base::goodbit);  // failures show in the state, even if the caller asked for exceptions
   try {
     if (is_open()) {
       File_FlushData();
@@ -210,7 +211,7 @@ bool MdfFile::File_Close(unsigned long time) {
     Begin = nullptr;
   }
   if (!is_open()) return false;
-  EventInFile = nullptr;  // the last look goes through everything, also through what a failed write has left behind
+  EventInFile = nullptr;  // the last write searches the whole tree: a failed one may have left blocks unwritten
   const bool written = Write();
   if (flushed && written) Id->Finalize(*this);
   const bool sound = flushed && written && good();
@@ -221,6 +222,7 @@ bool MdfFile::File_Close(unsigned long time) {
 // --- series ---
 
 unsigned int MdfFile::File_SetMaxSize(unsigned int kib) {
+  // One byte more than the limit, since a file that reaches MaxSize is full. Limits up to kDataBlock yield kAutomaticSize.
   MaxSize = std::max(kib * 1024U, kDataBlock) - (kDataBlock - 1);
   return kDataBlock;
 }
@@ -269,11 +271,11 @@ bool MdfFile::Write() {
   if (!is_open() || !good()) return false;
   if (!Id->Write(*this)) return false;
   IdWritten = true;
-  // Blocks that have a place and were not written, as memory was short then, keep it.
+  // Blocks that have a place but were not written, because memory was short, keep it.
   Placed = std::max({Placed, MDF::SeekEnd(*this), static_cast<long>(Id->Block_Length())});
   BlockSet changed;
   Blocks_Place(changed);
-  // From the end: what is new is there before a block that was in the file already tells of it.
+  // Last to first: new blocks, placed last, are in the file before an older block links to them.
   std::for_each(changed.rbegin(), changed.rend(), [this](MDF::Block* block) { block->Write(*this); });
   flush();
   Changed = !good();
@@ -284,10 +286,10 @@ bool MdfFile::Write() {
   return true;
 }
 
-/// Groups and events are only ever appended: a file that had everything is looked through from the ends of these chains,
-/// so that each addition costs the same however many came before.
+/// Groups and events are only ever appended: once all of them are in the file, the search begins at the ends of these
+/// chains, so that each addition costs the same however many came before.
 void MdfFile::Blocks_Place(BlockSet& changed) {
-  MDF::Block* lastEvent = std::exchange(EventInFile, nullptr);  // until all of it is written
+  MDF::Block* lastEvent = std::exchange(EventInFile, nullptr);  // set again once everything is written
   if (lastEvent == nullptr) {
     Header->Block_PlaceAndList(false, &Placed, &changed);
     return;
@@ -324,7 +326,7 @@ void MdfFile::UnfinalizedFlags_Custom(unsigned short flags) {
 
 bool MdfFile::Bus_Add(unsigned int busChannel, unsigned char busType) {
   decltype(BusLinks) added{nullptr};
-  auto link = added.extract(added.begin());  // so that a bus that was added is noted
+  auto link = added.extract(added.begin());  // memory first, so that a bus that was added is certain to be noted
   if (!Root->Bus_Add(busChannel, busType)) return false;
   link.value() = Root->Bus_Get(busChannel, busType);
   BusLinks.insert(std::move(link));
@@ -359,14 +361,14 @@ bool MdfFile::Data_Insert(unsigned int busChannel, unsigned char busType, Qor_Tr
 /// Closed, and whatever is added now would be dropped when the next file is begun.
 bool MdfFile::Ended() const { return !is_open() && IdWritten; }
 
-/// What describes the data goes out before the data. False when the recording has ended or a write has failed.
+/// Descriptions go out before the data that they describe. False when the recording has ended or a write has failed.
 bool MdfFile::Describe() {
   if (!is_open()) return !Ended();
   return good() && ((!Changed && BusLinks.empty()) || Write());
 }
 
-/// After each record: on to the next file if this one is large enough. False when it couldn't be brought to its end or the
-/// next one couldn't be begun.
+/// After each record: continues with the next file if this one is large enough. False when this one couldn't be finished or
+/// the next one couldn't be begun.
 bool MdfFile::Recorded(unsigned long time) {
   HasRecords = true;
   Limit_Choose();

@@ -29,23 +29,23 @@ struct QOR_EXPORT FileInfo {
 
 /// Writes trace entries as MDF records.
 ///
-/// Times: an entry's timestamp is recorded as it is, in ns from the file's start time. The times of events are given on
-/// the same clock as the relative base, which is the start time unless StartTime_Reset says otherwise. For entries whose
-/// clock doesn't count from 1970, construct with 0 and then set the wall-clock time of the clock's zero with
-/// StartTime_Reset(wallClock, false); entries, events and the times of File_Close then all are on the entries' clock.
+/// Times: an entry's timestamp is recorded as it is, in ns from the file's start time. Event times are on the clock of the
+/// relative base, which is the start time unless StartTime_Reset says otherwise. For entries whose clock doesn't count
+/// from 1970, construct with 0 and then set the wall-clock time of the clock's zero with
+/// StartTime_Reset(wallClock, false): entries, events and the times of File_Close then all use the entries' clock.
 ///
 /// Sizes: with a size limit, a file that has reached it is closed and the next one of the series begun: `base.mf4`,
-/// `base_1.mf4`, `base_2.mf4` ... Each is complete in itself, with all buses and its own begin and end of recording.
-/// The limit is looked at when data went to the file, in blocks of up to 2 MiB.
+/// `base_1.mf4`, `base_2.mf4` ... Each is complete in itself, with all buses and its own start and end of recording.
+/// The limit is checked after data has gone to the file, in blocks of up to 2 MiB.
 ///
-/// Failures: false; is_open() and the stream's state tell a file that can't be opened from a failed write. Without an
-/// open file entries are collected in memory until a block is full and refused then. After a failed write the file
+/// Failures: false; is_open() and the stream's state distinguish a file that can't be opened from a failed write. Without
+/// an open file, entries are collected in memory until a block is full, and refused from then on. After a failed write the file
 /// stays as it was last flushed, readable and marked unfinalized; entries are refused until the stream is cleared.
 ///
-/// Memory: the calls that write throw std::bad_alloc when what describes the data can't be written for want of memory, and
-/// return false when the data can't. What is in the file stays right, and the call may be repeated. When it was the next
-/// file of a series that couldn't be opened, none is open, and Data_Insert has said so: File_Open tries again, and until
-/// then entries are collected.
+/// Memory: when memory is short, the calls that write throw std::bad_alloc if the descriptions can't be written, and return
+/// false if the data can't. What is in the file stays valid, and the call may be repeated. If it was the next file of a
+/// series that couldn't be opened, no file is open, and Data_Insert has reported that. File_Open tries again; until then
+/// entries are collected.
 ///
 /// The file on the disk is a sound unfinalized one from the constructor on: descriptions are written before the first
 /// data, and each block of data is followed by the counts that belong to it. Only File_Close marks it finalized. The
@@ -79,22 +79,22 @@ class QOR_EXPORT MdfFile : public FileStream {
   /// The name of the current file of the series.
   [[nodiscard]] std::string FileName() const;
 
-  /// Opens the current file, empties it and begins a recording at `time`. True when it is open, also if it was before.
+  /// Opens the current file, empties it and begins a recording at `time`. True when it is open, even if it already was.
   bool File_Open(unsigned long time);
   /// Ends the recording at `time`, writes everything and finalizes the file. False when there is no open file or
-  /// something couldn't be written; the file then stays marked unfinalized. With an unfinalized flag set it does, too.
+  /// something couldn't be written; the file then stays marked unfinalized, as it does with an unfinalized flag set.
   /// False, and the file is still open, when memory was short: call again.
   bool File_Close(unsigned long time);
-  /// Puts everything that is collected into the file. False when that failed.
+  /// Flushes everything that is collected to the file. False when that failed.
   bool File_FlushData();
   /// The limit becomes `kib` KiB (computed in 32 bits) less the size of a data block, 2 MiB. Up to 2 MiB it is chosen at
   /// the first record: four times the size of what describes the data. Returns 2 MiB.
   unsigned int File_SetMaxSize(unsigned int kib);
-  /// Looks at the size, if something was written since the last look, and goes on with the next file if the limit is
-  /// reached. `time`: the end of this file and the begin of the next. False when the next file was begun, or
+  /// Checks the size, if anything was written since the last check, and continues with the next file if the limit is
+  /// reached. `time`: the end of this file and the start of the next. False when the next file was begun, or
   /// when the limit is reached but this file couldn't be written.
   bool FileIterationHandler(unsigned long time);
-  /// Sets the start time; with `relative` it is the base of event times, too. Always true.
+  /// Sets the start time; with `relative` it is the base of event times as well. Always true.
   bool StartTime_Reset(unsigned long startTime, bool relative);
   /// What has to be repaired in the file as long as it isn't finalized; a file with a flag set is never finalized. Each
   /// file of a series begins without flags.
@@ -160,7 +160,7 @@ class QOR_EXPORT MdfFile : public FileStream {
   bool IdWritten = false;
   bool FirstRecordSeen = false;
   bool HasRecords = false;  // the current file, or what is collected for it
-  bool Changed = true;      // there are descriptions to be written
+  bool Changed = true;      // there are descriptions to write
   long Placed = 0;          // bytes of the file up to the end of all blocks that have a place
   std::unique_ptr<MDF::IDBLOCK> Id;
   MDF::HDBLOCK* Header = nullptr;  // the tree's root; all blocks of the tree belong to the file

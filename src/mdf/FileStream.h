@@ -53,7 +53,7 @@ void Put(FileStream& stream, std::span<const T> values) {
   PutBytes(stream, values.data(), values.size_bytes());
 }
 
-/// The offset that is written at next; -1 when the stream is closed or has failed. A stream that can't tell has failed.
+/// The offset of the next write; -1 when the stream is closed or has failed. A stream without a position has failed.
 inline long Position(FileStream& stream) {
   const auto position = static_cast<long>(stream.tellp());
   if (position < 0) stream.setstate(std::ios_base::failbit);

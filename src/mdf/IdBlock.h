@@ -62,8 +62,8 @@ class QOR_EXPORT IDBLOCK {
   void UnfinFlags_Custom(unsigned short flags);
   /// Clears all flags; the block is written again with the next Write.
   void Block_Reset();
-  /// Writes the block at the start of an open file if it changed; the stream then stands where it stood, or behind the
-  /// block if that was the start. False when the file is closed or the write failed.
+  /// Writes the block at the start of an open file if it changed. The stream's position is then as before, or the end of
+  /// the block if it was 0. False when the file is closed or the write failed.
   bool Write(FileStream& stream);
   /// Writes the block and, with no flag set, marks the file finalized. True if it did; false when a flag is set, the
   /// file is closed or the write failed.

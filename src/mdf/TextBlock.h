@@ -8,7 +8,7 @@
 
 namespace MDF {
 
-/// A plain text, stored with at least one zero behind it in a multiple of 8 bytes. Ends at the text's first zero.
+/// A plain text, cut at its first zero and stored with at least one zero after it, padded to a multiple of 8 bytes.
 class QOR_EXPORT TXBLOCK : public Block, public DataBlockStatic {
  public:
   explicit TXBLOCK(const std::string& text);
