@@ -1,7 +1,7 @@
 // What the lines of an ASC log carry from one to the next.
 #pragma once
 
-/// A time or a difference of times; ns, with a sign of its own so that the whole range of the clock fits both ways.
+/// A time or a difference of times in ns. The sign is separate, so that the whole range of the clock fits both ways.
 struct AscTime {
   unsigned long Nanoseconds = 0;
   bool Negative = false;
@@ -18,7 +18,7 @@ struct AscTime {
 
 /// Settings of one export run, and the number formats that its lines leave behind.
 ///
-/// A line changes these formats where it needs another one, and the lines and files after it go on with what it left:
+/// A line changes these formats where it needs another one, and the lines and files after it continue with what it left:
 /// a CAN line leaves hexadecimal numbers even in a "base dec" log, a LIN line with an SOF field leaves six decimals.
 /// Fill and alignment are not among them: every line that changes them sets them back to blank and left.
 struct AscLineState {

@@ -1,8 +1,8 @@
 // One record, one line of an ASC log.
 //
 // A line function writes at `out`, where LineRoom(record) bytes must be free, and returns the new end. A record that is too
-// short for its bus still gets its line: fields that are not there print as 0, and of the data bytes that are announced
-// only those print that are present.
+// short for its bus still gets its line: missing fields print as 0, and of the announced data bytes only those that
+// are present are printed.
 #pragma once
 
 #include <algorithm>
@@ -24,7 +24,7 @@ constexpr size_t kLongestLineRoom = kLineRoom + 2 * size_t{65535};
 char* CanLine(AscLineState& state, RecordView record, char* out);
 /// Nothing for a record that readers skip.
 char* LinLine(AscLineState& state, RecordView record, char* out);
-/// Syntax and content errors, and unknown item types, end in a carriage return without a line feed: the next line goes on
+/// Syntax and content errors, and unknown item types, end in a carriage return without a line feed: the next line continues
 /// there.
 char* FlexRayLine(AscLineState& state, RecordView record, char* out);
 /// Nothing for a record that isn't a frame.

@@ -1,4 +1,4 @@
-// CAN lines. All their numbers are hexadecimal but one, whatever base the header announced.
+// CAN lines. All numbers but one are hexadecimal, whatever base the header announced.
 #include "export/AscLines.h"
 
 namespace asc {
@@ -18,6 +18,7 @@ char* TriggerEvent(const CanView& can, char* out) {
 char* ErrorFrame(unsigned int channelId, const CanView& can, char* out) {
   constexpr unsigned char kReceived = 0x20;
   constexpr unsigned char kUnknownKind = 0xC0;
+  // By error kind; 0 is none of them.
   constexpr unsigned char kEccOfKind[] = {kUnknownKind, 0x80, 0x40, 0xC0, 0x00, 0x00, 0xC0, 0x00};
   const unsigned char kind = can.Code();
   unsigned int ecc = kind < std::size(kEccOfKind) ? kEccOfKind[kind] : kUnknownKind;
@@ -32,7 +33,7 @@ char Digit(bool flag) { return flag ? '1' : '0'; }
 
 /// Direction, identifier, and the two flags after it: " Rx 18fe0102x   0 0 ".
 char* FrameHead(const CanView& can, char* out) {
-  // A marker bit that its flag doesn't back is printed with the identifier.
+  // A marker bit is removed only if its flag is set; without the flag it is printed as part of the identifier.
   unsigned int identifier = can.Identifier;
   if (can.Has(QOR_TRACE_CAN_EXTENDED)) identifier &= ~QOR_TRACE_CAN_ID_EXTENDED;
   if (can.Has(QOR_TRACE_CAN_FD)) identifier &= ~QOR_TRACE_CAN_ID_FD;

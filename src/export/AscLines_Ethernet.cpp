@@ -25,7 +25,7 @@ char* EthernetLine(AscLineState& state, RecordView record, char* out) {
   out = ethernet.Has(QOR_TRACE_ETHERNET_TRANSMITTED) ? Text(out, " Tx ") : Text(out, " Rx ");
   out = Character(LeftAligned(state, out, ethernet.FrameLength, decimal ? 3 : 2), ':');
   for (const unsigned char byte : ethernet.Frame()) out = HexByte(out, byte);
-  if (decimal) state.Hex = false;  // the bytes were hexadecimal; the lines go on in the base of the header
+  if (decimal) state.Hex = false;  // the bytes were hexadecimal; the next lines are in the base of the header
   return Character(out, '\n');
 }
 

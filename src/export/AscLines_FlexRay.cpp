@@ -7,7 +7,7 @@ namespace {
 
 constexpr unsigned int kNoCode = 3;  // stands for "no channel" and for every code that isn't A, B or both
 
-/// A line on its way: where it is written and what from.
+/// A line being composed: where it is written, and what from.
 struct Line {
   AscLineState& State;
   const FlexRayView& FlexRay;
@@ -56,6 +56,7 @@ void AddChannels(Line& line, unsigned int channelId, unsigned int code) {
   line.State.Hex = !line.State.Has(QOR_TRACE_ASC_DECIMAL);
 }
 
+/// Bit 0 or 1: a null frame or any other. Bit 19 is set in every frame.
 unsigned int FrameState(const FlexRayView& frame) {
   unsigned int state = 0x80000;
   state |= frame.Has(QOR_TRACE_FLEXRAY_NULL) ? 0x1u : 0x2u;
@@ -84,7 +85,7 @@ void AddFrameTail(Line& line) {
   }
   line.AddIntegerAndBlank(FrameState(frame));
   line.Add("5 ");
-  line.AddIntegerAndBlank(40);
+  line.AddIntegerAndBlank(40);  // fixed, yet in the base of the header
   line.AddIntegerAndBlank(frame.HeaderCrc);
   line.Add("FlexRay_Frame_[x|x|x] ");
   line.AddIntegerAndBlank(frame.PayloadBytes());
@@ -130,7 +131,7 @@ void AddTail(Line& line, unsigned int code) {
       return AddNitErrorTail(line, {2, 8, 10, 0}, code);
     case FlexRayItemType::SyntaxError:
     case FlexRayItemType::ContentError:
-      return line.Add("\r");  // the next line goes on here
+      return line.Add("\r");  // sic: the next line continues here
     default:                  // status and symbol
       return line.Add("\n");
   }

@@ -40,7 +40,7 @@ constexpr Fields kFrameFields = kDirection | kDataCount | kData | kChecksum | kH
                                 kBreak | kEndOfHeader | kEndOfBytes | kSimulated | kEndOfFrame | kReceiverBaudRate |
                                 kHeaderBaudRate | kHeaderStopOffset | kResponseStopOffset | kChecksumModel;
 
-/// A line on its way: where it is written and what from.
+/// A line being composed: where it is written, and what from.
 struct Line {
   AscLineState& State;
   RecordView Record;
@@ -69,6 +69,7 @@ void AddChannel(Line& line) {
   line.AddInteger(line.Record.ChannelId());
 }
 
+// The doubled blanks in the texts are part of the interface.
 Fields AddReceiveError(Line& line, RecordKind kind) {
   line.Add(" RcvError: ");
   if (kind == RecordKind::LinParityError) {
@@ -145,7 +146,7 @@ void AddStartOfFrame(Line& line) {
 uint32_t BaudRate(const LinView& lin) {
   const uint32_t nanoseconds = lin.BitTimeInNanoseconds();
   if (nanoseconds == 0) return 0;
-  return static_cast<uint32_t>(1 / (nanoseconds / 1e9));
+  return static_cast<uint32_t>(1 / (nanoseconds / 1e9));  // sic: 1e9 / nanoseconds can differ by 1
 }
 
 /// Always decimal, in five columns or more. The numbers after it are in the base of the header.

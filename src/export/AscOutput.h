@@ -11,11 +11,11 @@
 #include "export/Qor_Trace_AscTarget.h"
 #include "internal/FileDescriptor.h"
 
-/// A file that text is composed for in one buffer. Bytes reach the file when the next piece of text might not fit,
-/// with Flush and with Close.
+/// A text file that is composed in one buffer. The buffer is flushed to the file when the next piece of text might not fit,
+/// by Flush and by Close.
 ///
 /// After a failed write nothing more is written: what is in the file is what was composed, from its beginning, without a gap.
-/// The failure is kept until the object's end, over later files too, with its reason and the path of its file.
+/// The failure is kept until the object is destroyed, across later files as well, with its reason and the file's path.
 ///
 /// Threads: one at a time.
 class AscOutput {
@@ -38,13 +38,13 @@ class AscOutput {
     if (kCapacity - Used < bytes) Flush();
     return Buffer.get() + Used;
   }
-  /// Takes the text from the place that Room gave up to `end`.
+  /// Takes the text from the place that Room returned, up to `end`.
   void Commit(const char* end) { Used = static_cast<size_t>(end - Buffer.get()); }
   /// Text of any length.
   void Append(std::string_view text);
 
-  /// Where the file would stand if it had all that was composed for it, in bytes. The system is asked after an opening and
-  /// after each flush; nothing if it can't tell, as of a pipe or without a file. With a target the bytes are counted.
+  /// The file's position in bytes, counting what is still in the buffer. The system is asked after an opening and after
+  /// each flush; nothing if there is no position, as for a pipe or without a file. With a target the bytes are counted.
   [[nodiscard]] std::optional<unsigned long> Position();
 
   /// False if a write has failed, now or earlier, or if no file is open for what was composed.

@@ -39,8 +39,8 @@ char* PaddedByte(const AscLineState& state, char* out, unsigned char byte, int w
   return out + width;
 }
 
-// The double is mantissa * 2^-shift. Its fraction is brought to an integer number of 1e-9 or 1e-6 by a 128-bit product, so
-// that nothing is lost before the one rounding, half to even.
+// The double is mantissa * 2^-shift. A 128-bit product scales its fraction to a whole number of 1e-9 or 1e-6, so that
+// nothing is lost before the one rounding, half to even.
 char* RoundedSeconds(char* out, uint64_t nanoseconds, int decimals) {
   __extension__ using Wide = unsigned __int128;
   const uint64_t scale = decimals == 9 ? 1'000'000'000 : 1'000'000;

@@ -39,14 +39,15 @@ inline char* Character(char* out, char character) {
 
 /// 0x1a2b -> "1a2b".
 inline char* Hex(char* out, uint32_t value) {
-  uint64_t digits = value;  // one nibble a byte, in three steps; then the highest first
+  uint64_t digits = value;  // spread to one nibble per byte in three steps; the swap below puts the highest first
   digits = (digits | digits << 16) & 0x0000FFFF0000FFFF;
   digits = (digits | digits << 8) & 0x00FF00FF00FF00FF;
   digits = (digits | digits << 4) & 0x0F0F0F0F0F0F0F0F;
+  // 1 in each byte above 9, to which the distance from '9' + 1 to 'a' is added.
   const uint64_t letters = (digits + 0x0606060606060606) >> 4 & 0x0101010101010101;
   digits = __builtin_bswap64(digits + 0x3030303030303030 + letters * ('a' - '0' - 10));
   const int count = value < 16 ? 1 : (35 - std::countl_zero(value)) / 4;
-  digits >>= 8 * (8 - count);
+  digits >>= 8 * (8 - count);  // drops the leading zeros, which are in the lowest bytes
   std::memcpy(out, &digits, sizeof digits);
   return out + count;
 }
@@ -56,7 +57,7 @@ inline char* SmallDecimal(char* out, uint32_t value) {
   const int count = 1 + (value >= 10) + (value >= 100) + (value >= 1000);
   uint32_t digits;
   std::memcpy(&digits, kFourDigits[value].data(), sizeof digits);
-  digits >>= 8 * (4 - count);
+  digits >>= 8 * (4 - count);  // drops the leading zeros
   std::memcpy(out, &digits, sizeof digits);
   return out + count;
 }
@@ -100,6 +101,7 @@ inline char* Seconds(char* out, uint64_t nanoseconds, int decimals) {
   const auto fraction = static_cast<uint32_t>(nanoseconds - whole * 1'000'000'000);
   out = whole < 10000 ? SmallDecimal(out, static_cast<uint32_t>(whole)) : Decimal(out, whole);
   out = Character(out, '.');
+  // Nine digits: four, one, four.
   out = FourDigits(out, fraction / 100'000);
   out = Character(out, static_cast<char>('0' + fraction / 10'000 % 10));
   return FourDigits(out, fraction % 10'000);

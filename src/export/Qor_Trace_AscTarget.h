@@ -4,8 +4,8 @@
 #include <string>
 #include <string_view>
 
-/// Takes the text of an ASC log, file by file. What goes wrong there is its own business: the log knows nothing of it, and
-/// goes on.
+/// Takes the text of an ASC log, file by file. Its failures are its own: the log doesn't learn of them and
+/// carries on.
 class Qor_Trace_AscTarget {
  public:
   virtual ~Qor_Trace_AscTarget() = default;

@@ -29,7 +29,7 @@ std::string DateText(std::time_t time) {
   return ctime_r(&time, text.data()) != nullptr ? text.data() : "";
 }
 
-/// A number of seconds as the lines so far have left it: "0" before the first one, then with all decimals.
+/// A number of seconds in the format that the lines so far have left: "0" before the first one, then with all decimals.
 std::string SecondsText(const AscLineState& state) {
   if (!state.Fixed) return "0";
   std::array<char, 64> text;
@@ -62,6 +62,7 @@ void Qor_Trace_Export_ASC::StartNewFile() {
   CurrentFileName = NextFileName();
   if (!File.Open(CurrentFileName.c_str())) {
     const int error = errno;
+    // No closing quote, no blank: part of the interface.
     throw Qor_Trace_Exception(
         kGeneral, QOR_TRACE_STATUS_FILE_ERROR,
         "error opening file '" + CurrentFileName + Qor_Internal_GetWindowsErrorDescription(error));
@@ -69,12 +70,13 @@ void Qor_Trace_Export_ASC::StartNewFile() {
   WriteHeader();
 }
 
-/// The series counts on with every call; its first file has the plain name.
+/// Each call counts the series up; its first file has the plain name.
 std::string Qor_Trace_Export_ASC::NextFileName() {
   if (!State.Has(QOR_TRACE_ASC_SPLIT)) return BaseFileName;
   const unsigned int number = FileCounter++;
   if (number == 0) return CurrentFileName;
-  const size_t dot = std::min(BaseFileName.rfind('.'), BaseFileName.size());  // the last one, in a directory's name too
+  // The last dot, even one in a directory's name.
+  const size_t dot = std::min(BaseFileName.rfind('.'), BaseFileName.size());
   return BaseFileName.substr(0, dot) + "_" + std::to_string(number) + BaseFileName.substr(dot);
 }
 
@@ -182,13 +184,13 @@ void Qor_Trace_Export_ASC::Flush() {
   if (State.Has(QOR_TRACE_ASC_SPLIT)) GiveUp();
 }
 
-/// A series can't go on without the file that can't be written.
+/// A series can't continue without the file that can't be written.
 void Qor_Trace_Export_ASC::GiveUp() {
   File.Close();
   throw Qor_Trace_Exception(kGeneral, QOR_TRACE_STATUS_FILE_ERROR, FailureText());
 }
 
-/// A series can't go on without knowing where its file stands.
+/// A series can't continue without knowing how large its file is.
 void Qor_Trace_Export_ASC::LosePosition() {
   File.Close();
   throw Qor_Trace_Exception(kGeneral, QOR_TRACE_STATUS_FILE_ERROR,

@@ -24,9 +24,9 @@ class QOR_EXPORT Qor_Trace_Export_ASC {
   /// @param fileName   path of the first file; the later ones of a series get _1, _2, ... before the last '.'
   /// @param startTime  ns, clock of the entries
   /// @param maxSize    bytes; with QOR_TRACE_ASC_SPLIT a file is ended after the entry that takes it beyond this
-  /// @throws Qor_Trace_Exception 0x02140007 if the file can't be opened
+  /// @throws Qor_Trace_Exception QOR_TRACE_STATUS_FILE_ERROR if the file can't be opened
   Qor_Trace_Export_ASC(unsigned int flags, const char* fileName, unsigned long startTime, unsigned int maxSize);
-  /// The same text, byte for byte, but for a target in place of files: nothing is opened, and nothing fails but memory.
+  /// The same text, byte for byte, but to a target in place of files: no file is opened, and only memory can fail.
   ///
   /// @param target  outlives this object
   Qor_Trace_Export_ASC(unsigned int flags, const char* fileName, unsigned long startTime, unsigned int maxSize,
@@ -41,30 +41,30 @@ class QOR_EXPORT Qor_Trace_Export_ASC {
   /// @return how many of the `count` records were left out; 0 if it was a write that failed
   /// @throws Qor_Trace_Exception as WriteEntry
   unsigned int Export(const std::string& swapName, unsigned int count, const Qor_Trace_EntryStore& entries);
-  /// The same from a swap file that is open for reading, whatever has become of its name. It stays the caller's, and its
-  /// position where it is; one that isn't open (-1) holds no record.
+  /// The same from a swap file that is open for reading, whatever has become of its name. It stays the caller's and keeps
+  /// its position; one that isn't open (-1) holds no records.
   unsigned int Export(int swapFile, unsigned int count, const Qor_Trace_EntryStore& entries);
 
   /// Ends the open file, if any, without a trailer, opens the next one (an existing one is replaced) and composes its
   /// header.
-  /// @throws Qor_Trace_Exception 0x02140007 if it can't be opened
+  /// @throws Qor_Trace_Exception QOR_TRACE_STATUS_FILE_ERROR if it can't be opened
   void StartNewFile();
 
   /// Composes the header of the current file. A time that has no date text leaves it out, its line feed included.
   void WriteHeader();
 
-  /// Writes one entry, and with QOR_TRACE_ASC_SPLIT goes on in the next file if this one is now beyond its size. Once a write
+  /// Writes one entry, and with QOR_TRACE_ASC_SPLIT continues in the next file if this one is now beyond its size. Once a write
   /// has failed, entries are no longer looked at. Nothing is read past entry.Length.
-  /// @throws Qor_Trace_Exception 0x02140007 if, while splitting, the file can't be written, its position can't be read (a
-  ///         pipe, or no file is open), or the next one can't be opened
+  /// @throws Qor_Trace_Exception QOR_TRACE_STATUS_FILE_ERROR if, while splitting, the file can't be written, its position
+  ///         can't be read (a pipe, or no file is open), or the next one can't be opened
   void WriteEntry(const Qor_Trace_Entry_t& entry);
 
   /// Composes the line of an entry taken as a LIN or a FlexRay one, whatever its bus type. No filter, no split.
   void WriteEntry_Lin(const Qor_Trace_Entry_t& entry);
   void WriteEntry_FlexRay(const Qor_Trace_Entry_t& entry);
 
-  /// Brings all lines composed so far to the file.
-  /// @throws Qor_Trace_Exception 0x02140007 in a series, if that fails
+  /// Flushes all lines composed so far to the file.
+  /// @throws Qor_Trace_Exception QOR_TRACE_STATUS_FILE_ERROR in a series, if that fails
   void Flush();
 
   /// Writes the trailer and closes the file; nothing if none is open. Throws nothing: see Failed.

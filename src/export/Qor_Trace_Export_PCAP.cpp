@@ -40,7 +40,7 @@ struct SectionHeaderBlock {
   unsigned int ByteOrderMagic = 0x1A2B3C4D;
   unsigned short Major = 1;
   unsigned short Minor = 0;
-  unsigned long SectionLength = 44;  // whatever the section's real length
+  unsigned long SectionLength = 44;  // whatever the section's real length is: part of the interface
   unsigned short OptionCode = kOptionUserAppl;
   unsigned short OptionLength = 35;
   char Application[36] = "Norvik electronic Qor-API Trace Dll";
@@ -104,7 +104,7 @@ static_assert(sizeof(CustomHead) == 12);
 
 constexpr size_t kEnhancedPacketFrame = sizeof(EnhancedPacketHead) + sizeof(EnhancedPacketTail);
 constexpr size_t kCustomFrame = sizeof(CustomHead) + sizeof(unsigned int);
-// The block has 36 bytes around the name; it declares 4 more.
+// The block has 36 bytes around the name; it declares 4 more, which is part of the interface.
 constexpr size_t kInterfaceFrame = sizeof(InterfaceDescriptionHead) + sizeof(InterfaceDescriptionTail);
 constexpr size_t kInterfaceExcess = 4;
 
@@ -130,7 +130,7 @@ unsigned int PacketFlags(const EthernetView& ethernet) {
   return direction | (ethernet.Has(QOR_TRACE_ETHERNET_CRC_ERROR) ? kCrcError : 0);
 }
 
-/// A frame that its record doesn't hold whole is as long as what is there.
+/// A frame that its record doesn't hold whole is as long as the bytes that are present.
 unsigned char* PutEnhancedPacketBlock(unsigned char* out, unsigned int interface, unsigned long timestamp,
                                       const EthernetView& ethernet) {
   const RecordPayload frame = ethernet.Frame();
@@ -154,7 +154,7 @@ unsigned char* PutCustomBlock(unsigned char* out, RecordPayload data) {
   return Put(PutPadded(Put(out, head), data.data(), data.size()), head.Length);
 }
 
-/// Asks for the memory of an entry that comes soon: first where its record lies, then the record.
+/// Prefetches an entry that comes soon: first the object that points to its record, some entries later the record.
 void PrefetchAhead(const Qor_Trace_EntryStore& entries, size_t index) {
   constexpr size_t kObjectAhead = 8;
   constexpr size_t kRecordAhead = 4;
@@ -197,14 +197,14 @@ void Qor_Trace_Export_PCAP::WriteEntry(const Qor_Trace_Entry_t& entry) {
   const bool relative = (Flags & QOR_TRACE_PCAP_START_OFFSET) != 0;
   if (relative && record.Timestamp() < StartTime) return;
   if (record.Bus() != BusType_Ethernet) return;
-  const unsigned int interface = InterfaceOf(record.ChannelId());  // also for a record that then gives no block
+  const unsigned int interface = InterfaceOf(record.ChannelId());  // even for a record that yields no block
 
   const EthernetView ethernet = record.Ethernet();
   if (ethernet.Type == EthernetItemType::Frame) {
     PutEnhancedPacketBlock(Room(Padded(ethernet.Frame().size()) + kEnhancedPacketFrame), interface,
                            record.Timestamp() - (relative ? StartTime : 0), ethernet);
   } else if (ethernet.Type == EthernetItemType::Custom) {
-    // Only the low byte of the length counts; this is how these blocks are.
+    // Only the low byte of the length counts: part of the interface.
     const RecordPayload data = ethernet.Held.first(std::min<size_t>(ethernet.FrameLength & 0xFF, ethernet.Held.size()));
     PutCustomBlock(Room(Padded(data.size()) + kCustomFrame), data);
   }

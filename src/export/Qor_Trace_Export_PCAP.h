@@ -15,7 +15,7 @@
 ///
 /// The bytes are a contract of their own, quirks included: the section length is always 44, and the interface
 /// description blocks declare four bytes more than they hold. Readers that go by the declared lengths refuse such a
-/// file; the C interface says how to mend it.
+/// file; the C interface says how to repair it.
 ///
 /// Blocks are built whole in one buffer and reach the file in large writes. Writing is not checked: after a failed
 /// write nothing more is written, so that the file is what was composed up to there.
