@@ -67,7 +67,7 @@ void Qor_Trace_Channel::EndReceiveThread() {
 }
 
 void Qor_Trace_Channel::Receive(const MonitorCommand& poll, ItemWalk walk) {
-  // The longest item is as long as a whole response and may begin at its last byte; the bytes behind are 0 for ever.
+  // The longest item is as long as a whole response and may begin at its last byte. The second half stays 0 forever.
   std::unique_ptr<unsigned char[]> buffer(new (std::nothrow) unsigned char[2 * (PollResponse::End + 1)]());
   if (!buffer) {
     throw Qor_Trace_Exception(QOR_ERROR_LEVEL_GENERAL, QOR_TRACE_STATUS_OUT_OF_MEMORY,
@@ -77,7 +77,7 @@ void Qor_Trace_Channel::Receive(const MonitorCommand& poll, ItemWalk walk) {
   LatestByKey latest;
   while (!StopRequested) {
     std::fill_n(buffer.get(), PollResponse::FirstCountedItem,
-                static_cast<unsigned char>(0));  // no count of an old poll
+                static_cast<unsigned char>(0));  // no count of an earlier poll
     unsigned int length = PollResponse::End;
     if (Qor_CommandWithResponseEx(InterfaceHandle, 0, poll.Code, poll.Mode, poll.Request.data(),
                                   static_cast<unsigned int>(poll.Request.size()), buffer.get(), &length) != 0) {

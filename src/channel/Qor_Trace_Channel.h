@@ -27,7 +27,7 @@ using LatestByKey = std::map<std::pair<unsigned int, unsigned int>, std::shared_
 /// takes no lock of the channel.
 class QOR_EXPORT Qor_Trace_Channel {
  public:
-  /// Called on the receive thread after each poll that brought items; both containers are the thread's and are
+  /// Called on the receive thread after each poll that returned items; both containers are the thread's and are
   /// emptied when the call returns.
   using Callback = std::function<void(EntryBatch&, LatestByKey&)>;
 
@@ -81,8 +81,8 @@ class QOR_EXPORT Qor_Trace_Channel {
     LatestByKey& Latest;
   };
 
-  /// The bytes of a poll response. Lengths inside are believed only as far as the buffer reaches: an item may begin
-  /// anywhere before End and be as long as it says; what lies behind the response reads as old bytes or 0.
+  /// The bytes of a poll response. Lengths inside are trusted only as far as the buffer reaches: an item may begin
+  /// anywhere before End and be as long as it says; what lies past the response reads as old bytes or 0.
   struct PollResponse {
     const unsigned char* Bytes;
     unsigned int Length;                        // bytes that the poll returned
@@ -97,7 +97,7 @@ class QOR_EXPORT Qor_Trace_Channel {
   /// One monitor command: where it goes and what it says.
   struct MonitorCommand {
     unsigned int Code;  // command code of the hardware library
-    unsigned int Mode;  // how the hardware library is to send it
+    unsigned int Mode;  // how the hardware library sends it
     std::span<const unsigned char> Request;
   };
 

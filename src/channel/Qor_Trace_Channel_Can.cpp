@@ -32,8 +32,8 @@ std::array<unsigned char, 4> Request(unsigned char subCommand, unsigned char ins
 constexpr unsigned int kResponseHead = 4;
 constexpr unsigned int kItemHead = 16;
 
-// Items back to back, each beginning at a multiple of 4 behind the head. An item counts if it begins inside the
-// response, also when it runs past its end.
+// Items back to back, each beginning at a multiple of 4 after the head. An item counts if it begins inside the
+// response, even if it runs past its end.
 void WalkItems(const Qor_Trace_Channel::PollResponse& response, Qor_Trace_Channel::Sink& sink) {
   for (unsigned int offset = kResponseHead; offset < response.Length;) {
     const auto* item = reinterpret_cast<const Can_Param_Monitor_Buffer64_LargeItem_t*>(response.Bytes + offset);

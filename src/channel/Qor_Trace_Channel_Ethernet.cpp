@@ -27,8 +27,8 @@ std::array<unsigned char, 4> Request(unsigned char subCommand, unsigned char ins
   return {subCommand, instance, 0, 0};
 }
 
-// Items back to back, without alignment; none has a place in the list. The item count alone bounds the walk, and the
-// buffer: it ends early where an item has no size or would begin behind what a poll can return.
+// Items back to back, without alignment; none has a place in the list. Only the item count and the buffer bound the
+// walk: it ends early where an item has no size or would begin past what a poll can return.
 void WalkItems(const Qor_Trace_Channel::PollResponse& response, Qor_Trace_Channel::Sink& sink) {
   unsigned int offset = response.FirstCountedItem;
   for (unsigned int left = response.ItemCount(); left > 0 && offset < response.End; --left) {

@@ -47,8 +47,8 @@ unsigned int ListKey(const FlexRay_Param_Monitor_Entry_t& item) {
   }
 }
 
-// Items back to back, each beginning at a multiple of 4 behind the head. An item counts if it begins inside the
-// response, also when it runs past its end; one without a size ends the walk.
+// Items back to back, each beginning at a multiple of 4 after the head. An item counts if it begins inside the
+// response, even if it runs past its end; one without a size ends the walk.
 void WalkItems(const Qor_Trace_Channel::PollResponse& response, Qor_Trace_Channel::Sink& sink) {
   for (unsigned int offset = kResponseHead; offset < response.Length;) {
     const auto* item = reinterpret_cast<const FlexRay_Param_Monitor_Entry_t*>(response.Bytes + offset);

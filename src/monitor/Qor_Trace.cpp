@@ -19,7 +19,7 @@ namespace {
 constexpr unsigned int kLastChannelNumber = 0xFFFFFFFF;
 constexpr unsigned long kNsPerMs = 1000000;
 constexpr std::chrono::nanoseconds kMostLate = std::chrono::milliseconds(200);   // for passes of the sort thread
-constexpr unsigned long kEndOfTime = std::numeric_limits<unsigned long>::max();  // ns; an entry may have this time, too
+constexpr unsigned long kEndOfTime = std::numeric_limits<unsigned long>::max();  // ns; a valid time as well
 
 Mutex MutexHandleCounter;
 unsigned int HandleCounter GUARDED_BY(MutexHandleCounter) = 0;
@@ -204,7 +204,7 @@ void Qor_Trace_Monitor::StoreLeftOvers(std::optional<Qor_Trace_Exception>& error
   }
 }
 
-/// Ends the live ASC file. If it can't be written to its end, that is the error; one that failed before was given up and
+/// Ends the live ASC file. If its end can't be written, that is the error; a file that failed earlier was given up and
 /// reported then.
 void Qor_Trace_Monitor::CloseAscRecording(std::optional<Qor_Trace_Exception>& error) {
   MutexLock lock(MutexStore);
@@ -223,7 +223,7 @@ void Qor_Trace_Monitor::CloseAscRecording(std::optional<Qor_Trace_Exception>& er
 void Qor_Trace_Monitor::ReceiveHandler(EntryBatch& entries, LatestByKey& listEntries) {
   if (Sorting) {
     MutexLock lock(MutexSortQueue);
-    SortQueue.merge(entries);  // moves the nodes; equal timestamps come behind those already there
+    SortQueue.merge(entries);  // moves the nodes; equal timestamps go after those already queued
   } else {
     StoreBatch(entries);
   }
@@ -276,11 +276,11 @@ void Qor_Trace_Monitor::UpdateList(const LatestByKey& listEntries) {
 
 // ---- Sort thread
 
-// Without the short sleeps the horizon would fall behind without end, and the queue grow.
+// Without the short sleeps the horizon would fall further and further behind, and the queue would grow.
 void Qor_Trace_Monitor::SortThreadFunction() {
   using Clock = std::chrono::steady_clock;
   const unsigned long step = SortInterval * kNsPerMs;
-  std::optional<unsigned long> horizon;  // set by the first entry; any value is a time, 0 too
+  std::optional<unsigned long> horizon;  // set by the first entry; any value is a time, even 0
   Clock::time_point due;                 // of the last pass, had none come late
   bool late = false;
   while (Running) {
@@ -297,7 +297,7 @@ void Qor_Trace_Monitor::SortThreadFunction() {
   }
 }
 
-/// Whether entries wait that are much newer than the horizon. By the clock alone, the horizon would overtake the entries of
+/// Are entries queued that are much newer than the horizon? By the clock alone, the horizon would overtake the entries of
 /// interfaces whose own clocks are slow.
 bool Qor_Trace_Monitor::IsFarBehind(unsigned long horizon) {
   MutexLock lock(MutexSortQueue);
@@ -329,7 +329,7 @@ void Qor_Trace_Monitor::StoreQueued(unsigned long horizon) try {
                             "could not store received entries");
 }
 
-/// Takes the entries up to `horizon` off the queue, so that receivers don't wait while they are stored.
+/// Removes the entries up to `horizon` from the queue, so that receivers don't wait while they are stored.
 EntryBatch Qor_Trace_Monitor::TakeQueued(unsigned long horizon) {
   EntryBatch due;
   MutexLock lock(MutexSortQueue);
@@ -339,7 +339,7 @@ EntryBatch Qor_Trace_Monitor::TakeQueued(unsigned long horizon) {
   return due;
 }
 
-/// Returns the entries from `next` on to the queue, ahead of those of the same time that came since. Needs no memory.
+/// Puts the entries from `next` on back into the queue, ahead of later ones with the same timestamp. Needs no memory.
 void Qor_Trace_Monitor::PutBack(EntryBatch& due, EntryBatch::const_iterator next) {
   due.erase(due.cbegin(), next);
   MutexLock lock(MutexSortQueue);

@@ -28,7 +28,7 @@ class RecordBuffer;
 /// Threads: every method may be called from any thread. Lock order, outermost first:
 ///   MutexChannels
 ///     MutexStore          sort pass, receive handler, retrieval, snapshot of an export
-///       MutexSortQueue    sort pass, for as long as it takes the due entries out
+///       MutexSortQueue    sort pass, while it removes the due entries
 ///       MutexSwapFile     retrieval, memory guard, snapshot
 ///     MutexSettings       nests nothing
 ///     PortsInUse          its mutex nests nothing
@@ -52,7 +52,7 @@ class QOR_EXPORT Qor_Trace_Monitor {
   void AddChannel(unsigned int portHandle, unsigned int channelId, unsigned int* channelNumber);
   void RemoveChannel(unsigned int channelNumber);
   void ClearChannelList();
-  /// Never waits for what the monitor does: a channel whose interface hangs holds nobody else up.
+  /// Never waits for the monitor's other calls: a channel whose interface hangs holds nobody else up.
   [[nodiscard]] bool IsPortHandleUsed(unsigned int portHandle);
 
   // Run.
@@ -60,9 +60,9 @@ class QOR_EXPORT Qor_Trace_Monitor {
   void Stop();
   /// Body of the sort thread. An exception that leaves it ends the process.
   ///
-  /// A pass every SortInterval takes the horizon as much bus time further. Sleep and pass together last longer than that, so
-  /// once the passes are more than 200 ms late, and the newest entry is as far ahead of the horizon, the sleeps are halved
-  /// until one of the two no longer holds.
+  /// Each pass moves the horizon on by SortInterval of bus time. A sleep of that length and the pass take longer together,
+  /// so passes come late. Once they are more than 200 ms late and the newest entry is more than 200 ms ahead of the horizon,
+  /// the sleeps are halved until one of the two no longer holds.
   void SortThreadFunction();
 
   // Retrieval.
@@ -85,7 +85,7 @@ class QOR_EXPORT Qor_Trace_Monitor {
  private:
   using EntryPtr = std::shared_ptr<Qor_Trace_Entry>;
   struct ChannelOnPort {
-    PortsInUse::Claim Port;  // given up last, when the interface is closed
+    PortsInUse::Claim Port;  // released last, after the interface is closed
     std::unique_ptr<Qor_Trace_Channel> Channel;
   };
 
@@ -110,7 +110,7 @@ class QOR_EXPORT Qor_Trace_Monitor {
       REQUIRES(MutexStore);
   void UpdateList(const LatestByKey& listEntries);
   /// One pass of the sort thread: stores what is queued up to `horizon` (ns, included). When memory runs out, what isn't
-  /// stored is in the queue again.
+  /// stored goes back to the queue.
   void StoreQueued(unsigned long horizon);
   [[nodiscard]] EntryBatch TakeQueued(unsigned long horizon);
   void PutBack(EntryBatch& due, EntryBatch::const_iterator next);
@@ -133,7 +133,7 @@ class QOR_EXPORT Qor_Trace_Monitor {
   std::atomic<bool> Running = false;
   std::atomic<bool> Sorting = false;  // the running channels deliver to the sort queue; set before they start
   bool AscRecording GUARDED_BY(MutexStore) = false;
-  bool Reserved GUARDED_BY(MutexStore) = false;
+  bool Reserved GUARDED_BY(MutexStore) = false;  // cleared with the flags around it; nothing sets it
   bool DiscardOldest GUARDED_BY(MutexStore) = false;
   Mutex MutexChannels;
   Mutex MutexSortQueue;

@@ -8,7 +8,7 @@
 
 namespace {
 
-// Sets of property ids, one bit an id.
+// Sets of property ids, one bit per id.
 constexpr unsigned int kPropertyCount = 13;
 constexpr unsigned int kNumbers = 0x153;                 // 0, 1, 4, 6, 8
 constexpr unsigned int kReadableTexts = 0x1EA0;          // 5, 7, 9 to 12

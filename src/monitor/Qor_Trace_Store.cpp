@@ -16,7 +16,7 @@ void Place(const Qor_Trace_Entry& entry, unsigned long relativeTimestamp, Record
 
 }  // namespace
 
-// A start beyond the swapped entries begins at that index of the store itself, not behind the swapped ones: clients
+// A start beyond the swapped entries begins at that index of the store itself, not after the swapped ones: clients
 // rely on the interface as it is ("Reading it all" in the C header).
 void Qor_Trace_Monitor::GetItems(unsigned int start, unsigned int* count, unsigned int* size, unsigned char* buffer) {
   MutexLock lock(MutexStore);

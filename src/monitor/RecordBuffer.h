@@ -10,7 +10,7 @@ class RecordBuffer {
   RecordBuffer(unsigned int* count, unsigned int* size, unsigned char* buffer);
 
   /// Room for the next record; it counts only once Placed is called.
-  /// @throws Qor_Trace_Exception 0x0214000A if it doesn't fit
+  /// @throws Qor_Trace_Exception QOR_TRACE_STATUS_BUFFER_TOO_SMALL if it doesn't fit
   [[nodiscard]] unsigned char* Room(unsigned int length);
   void Placed(unsigned int length);
 

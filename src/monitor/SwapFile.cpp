@@ -26,7 +26,7 @@ constexpr size_t kWriteBlock = 1024 * 1024;  // bytes
 /// Without O_NONBLOCK, opening a FIFO would wait for its other end.
 constexpr int kNoTraps = O_NOFOLLOW | O_NONBLOCK;
 
-/// Whether a file is as it was left. An empty one always is.
+/// Is the file as it was left? An empty one always is.
 bool Untouched(const struct stat& file, const struct stat& left) {
   if (file.st_size == 0 && left.st_size == 0) return true;
   return file.st_size == left.st_size && file.st_dev == left.st_dev && file.st_ino == left.st_ino &&
@@ -34,7 +34,7 @@ bool Untouched(const struct stat& file, const struct stat& left) {
 }
 
 /// Copies the records of entries from number `first` on into an emptied block until it is full; at least one.
-/// Returns the number behind the last one copied.
+/// Returns the number after the last one copied.
 size_t Gather(const Qor_Trace_EntryStore& entries, size_t first, std::vector<unsigned char>& block) {
   block.clear();
   size_t next = first;
@@ -99,7 +99,7 @@ void SwapFile::Append(const Qor_Trace_EntryStore& entries, unsigned int& written
       ++written;
     }
   }
-  // Should taking a cut record off fail as well, walks over the file end there.
+  // If a record that was cut short can't be removed either, walks over the file end there.
   if (error != 0 && ftruncate(file.Get(), static_cast<off_t>(end)) != 0) Indexed = false;
   if (fstat(file.Get(), &Left) != 0) Indexed = false;
   if (!file.Close() && error == 0) error = errno;

@@ -11,7 +11,7 @@
 #include "record/Qor_Trace_EntryStore.h"
 #include "record/RecordFileReader.h"
 
-/// What a swap file held at one moment, for a reader that goes on after the owner's lock is released: the file only grows,
+/// What a swap file held at one moment, for a reader that continues after the owner's lock is released: the file only grows,
 /// and emptying it begins a new one, so the descriptor keeps the records of that moment whatever becomes of the names.
 struct SwapSnapshot {
   FileDescriptor File;  // open for reading; not open if the swap file couldn't be opened
@@ -28,12 +28,12 @@ struct SwapSnapshot {
 
 /// Records one after the other, Length bytes each, without padding, header or index.
 ///
-/// Beside the file, in memory, the place of every 1024th record is remembered, so that reading from any record on
-/// costs the same. If somebody else has touched the file, reading walks it from its beginning instead.
+/// The place of every 1024th record is kept in memory, so that reading costs the same from any record on. If somebody else
+/// has touched the file, reading walks it from its beginning instead.
 ///
 /// The folder may be shared with other users, and the name can be foreseen: the file is made for its owner alone (0600),
-/// a symbolic link in its place is not followed, and a file there that belongs to another user, or is none (a FIFO), is not
-/// opened.
+/// a symbolic link in its place is not followed, and a file there that belongs to another user, or isn't a regular one (a
+/// FIFO), is not opened.
 ///
 /// Threads: the owner locks.
 class SwapFile {
@@ -46,16 +46,16 @@ class SwapFile {
   /// Appends all entries, oldest first; the file is made if it is missing.
   ///
   /// @param written  counted up by each record that is in the file whole, also when the call fails; a record that was
-  ///                 cut short is taken off the file again
-  /// @throws Qor_Trace_Exception 0x02140007 if the file can't be opened or written; std::bad_alloc
+  ///                 cut short is removed from the file again
+  /// @throws Qor_Trace_Exception QOR_TRACE_STATUS_FILE_ERROR if the file can't be opened or written; std::bad_alloc
   void Append(const Qor_Trace_EntryStore& entries, unsigned int& written);
 
   /// Puts a new, empty file in the place of this one, whose snapshots keep what they have.
   /// @return the old file, for the caller to close where nobody waits: that may have to free a large file
-  /// @throws Qor_Trace_Exception 0x02140007; std::bad_alloc; the old file is then still there
+  /// @throws Qor_Trace_Exception QOR_TRACE_STATUS_FILE_ERROR; std::bad_alloc; the old file is then still there
   [[nodiscard]] FileDescriptor BeginAnew();
 
-  /// Opens the file as it stands. Takes the same short time for any size, writes nothing to the disk, and needs no memory.
+  /// Opens the file as it stands. Takes the same short time whatever the size, writes nothing to disk and needs no memory.
   [[nodiscard]] SwapSnapshot Snapshot() const;
 
   /// Deletes the file; a failure doesn't matter.
@@ -74,7 +74,7 @@ class SwapFile {
   std::vector<unsigned long> Places;  // place of the records 0, 1024, 2048, ..., bytes
   unsigned long Records = 0;          // records that Places stands for
   struct stat Left {};                // the file as the last append left it; all 0 before the first one
-  uid_t Owner = geteuid();            // of the files that we make; NFS gives the superuser's to somebody else
+  uid_t Owner = geteuid();            // of the files that we make; NFS assigns the superuser's to somebody else
   RecordFileReader::Memory ReadMemory;
   bool Indexed = true;  // nobody else has written between the appends
 };
