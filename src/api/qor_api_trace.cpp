@@ -25,7 +25,7 @@ constexpr unsigned int kKnownStartModes =
 
 // Held to look handles up, enter and erase them, and to ask the monitors for their ports: never while a monitor works, so
 // that one whose interface hangs, or that has millions of entries to free, holds no other up. The monitors' PortsInUse nest
-// in it.
+// in it. The interface family gives it this name, underscore included.
 Mutex _MutexMonitorPool;
 // The live monitors; a plain pool of pointers, as clients may still be inside a monitor when the process ends: nothing
 // is destroyed then.
@@ -38,7 +38,7 @@ unsigned int Report(unsigned int level, unsigned int status) { return Qor_ErrorH
 
 unsigned int InvalidArgument() { return Report(QOR_ERROR_LEVEL_GENERAL, QOR_TRACE_STATUS_INVALID_ARGUMENT); }
 
-/// What comes out of a look-up: a monitor, or what the error handler made of its absence.
+/// The result of a look-up: a monitor, or what the error handler made of its absence.
 struct Found {
   Qor_Trace_Monitor* Monitor;
   unsigned int Status;
@@ -69,7 +69,7 @@ unsigned int StatusOf(Call&& call) {
   }
 }
 
-/// The frame of an entry point: finds the monitor, checks the plain arguments, calls, and gives the status. Where the
+/// What entry points share: finds the monitor, checks the plain arguments, calls, and returns the status. Where the
 /// error handler suppresses the report of a missing handle there is no monitor to call, and the status is 0.
 template <class Call>
 unsigned int WithMonitor(unsigned int handle, bool argumentsValid, Call&& call) {
@@ -151,6 +151,7 @@ unsigned int Qor_Trace_AddChannel(unsigned int handle, const Qor_Trace_AddChanne
   if (request == nullptr) return InvalidArgument();
   const auto [reserved, port, channel] = *request;
   if (const auto* user = UserOfPort(port)) {
+    // The text says handle, the number is from the monitor's address: part of the interface.
     return Qor_ErrorHandler(port, QOR_TRACE_STATUS_PORT_IN_USE,
                             "interface already used for monitor trace with handle 0x%x",
                             static_cast<unsigned int>(reinterpret_cast<unsigned long>(user)));
@@ -208,6 +209,7 @@ unsigned int Qor_Trace_Property_SetById(unsigned int handle, unsigned int select
 
 unsigned int Qor_Trace_ExportToASC(unsigned int handle, const Qor_Trace_Export_Request_t* request) {
   return WithMonitor(handle, HasFileName(request), [&](Qor_Trace_Monitor& monitor) {
+    // Despite its name, MaxFileSize holds the start time; the size limit is Extra.
     const bool split = (request->Flags & QOR_TRACE_ASC_SPLIT) != 0;
     monitor.ExportToASC(request->Flags, request->FileName, request->MaxFileSize, split ? request->Extra : 0);
   });
@@ -215,7 +217,7 @@ unsigned int Qor_Trace_ExportToASC(unsigned int handle, const Qor_Trace_Export_R
 
 unsigned int Qor_Trace_ExportToPCAP(unsigned int handle, const Qor_Trace_Export_Request_t* request) {
   return WithMonitor(handle, HasFileName(request), [&](Qor_Trace_Monitor& monitor) {
-    monitor.ExportToPCAP(request->Flags, request->FileName, request->MaxFileSize);  // here the start time
+    monitor.ExportToPCAP(request->Flags, request->FileName, request->MaxFileSize);  // the start time
   });
 }
 

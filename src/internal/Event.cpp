@@ -21,6 +21,7 @@ int Lock(pthread_mutex_t& mutex) {
 
 int Signal(const char* caller, pthread_cond_t& condition, pthread_mutex_t& mutex, unsigned int& signalled) {
   const int error = Lock(mutex);
+  // The text, odd blanks included, is part of the interface.
   if (error != 0) LogError("%s :error %d from pthread_mutex_lock", caller, error);
   signalled = 1;
   pthread_cond_broadcast(&condition);

@@ -10,7 +10,7 @@
 #include <string>
 #include <utility>
 
-/// Owns a file descriptor. Not open when opening failed (errno tells why).
+/// Owns a file descriptor. Not open when opening failed (errno says why).
 class FileDescriptor {
  public:
   FileDescriptor() = default;
@@ -40,7 +40,7 @@ class FileDescriptor {
   int Descriptor = -1;
 };
 
-/// Writes `size` bytes. Returns how many reached the file; fewer than `size` is a failure that errno tells.
+/// Writes `size` bytes. Returns how many reached the file; fewer than `size` is a failure, with the reason in errno.
 [[nodiscard]] inline size_t WriteAll(int file, const unsigned char* bytes, size_t size) {
   size_t done = 0;
   while (done < size) {

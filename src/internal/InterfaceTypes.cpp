@@ -62,7 +62,7 @@ constexpr bool EachTypeOnce() {
   return true;
 }
 
-// A variant has what the model inside has; that one is a model of its own.
+// A variant has the controllers and the communication of the model inside, which is not a variant itself.
 constexpr bool VariantsAreLikeTheModelInside() {
   return std::all_of(std::begin(kHostModels), std::end(kHostModels), [](const HostModel& variant) {
     return std::any_of(std::begin(kHostModels), std::end(kHostModels), [&](const HostModel& inner) {
@@ -83,7 +83,7 @@ static_assert(EachTypeOnce());
 static_assert(VariantsAreLikeTheModelInside());
 static_assert(ValuesAreInRange());
 
-// The entry of a table, `otherwise` for a number behind its end.
+// The entry of a table, `otherwise` for a number past its end.
 template <class Value, std::size_t Size>
 unsigned int Entry(const std::array<Value, Size>& table, unsigned int number, unsigned int otherwise) {
   return number < Size ? table[number] : otherwise;

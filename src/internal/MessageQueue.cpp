@@ -26,7 +26,7 @@ constexpr std::size_t kMaxReceived = 512;
 constexpr mode_t kForEveryone = 0666;
 constexpr mode_t kForEveryoneButTheGroup = 0606;
 
-// The calls of the C library look into the name before the system does.
+// The C library reads the name before the system could refuse it, so null is caught here.
 
 mqd_t OpenQueue(const char* name, int flags, mode_t mode, mq_attr* attributes) {
   if (name != nullptr) return System.QueueOpen(name, flags, mode, attributes);
@@ -57,7 +57,9 @@ mqd_t CreateQueue(const char* name, int flags, mode_t mode, unsigned int message
   return queue;
 }
 
-// Reports why a queue could not be created. @return whether another attempt is worth while
+// Reports why a queue could not be created. @return whether another attempt is worthwhile
+//
+// The texts of the log, odd blanks included, are part of the interface here and below.
 bool IsWorthRetrying(const char* caller, const char* name, unsigned int messageSize) {
   switch (errno) {
     case ENOSPC:
@@ -95,6 +97,7 @@ bool Receive(const char* caller, unsigned int queue, void* reply, unsigned int m
   }
   const auto length = static_cast<std::size_t>(received);
   if (length > maxLength) {
+    // "to big": sic, part of the interface.
     LogError("%s   Error : bytes received(%d) to big.\n", caller, static_cast<int>(received));
     return false;
   }

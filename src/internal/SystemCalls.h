@@ -1,5 +1,4 @@
-// The system log, and the few calls of the system that tests can't make fail, or can't watch, for real, behind one
-// table.
+// The system log and a few system calls, in one table: those that tests couldn't otherwise make fail or observe.
 //
 // Tests put functions of their own in its place, before they start threads; nothing else writes to it.
 #pragma once
@@ -25,5 +24,5 @@ extern SystemCalls System;
 /// Writes one line to the system log, priority 3 (error).
 ///
 /// @param format  as for printf; %m is the text of errno
-/// errno is as before afterwards.
+/// errno is left as it was.
 [[gnu::format(printf, 1, 2)]] void LogError(const char* format, ...);

@@ -18,7 +18,7 @@ void SleepFor(std::chrono::nanoseconds time) {
   timespec now{};
   System.ClockGetTime(CLOCK_MONOTONIC, &now);
   const timespec end = ns_to_timespec(now.tv_sec * std::nano::den + now.tv_nsec + time.count());
-  // To a point in time: what is left of an interrupted sleep needs no reckoning, and its rounding can't add up.
+  // Until a point in time: the rest of an interrupted sleep need not be worked out, and rounding errors can't add up.
   while (System.ClockSleep(CLOCK_MONOTONIC, TIMER_ABSTIME, &end, nullptr) == EINTR) {
   }
 }

@@ -18,7 +18,7 @@ class SignalsBlocked {
   sigset_t Before;
 };
 
-/// Starts a thread that takes no signals: they are for the application's threads, whose handlers may take long.
+/// Starts a thread that takes no signals: those go to the application's threads, whose handlers may take long.
 ///
 /// Those that a thread causes itself are blocked as well: a write beyond the limit of a file's size, or to a pipe without a
 /// reader, fails with its error number instead of ending the process. A fault (SIGSEGV and its like) ends the process

@@ -18,6 +18,7 @@ pthread_t Qor_Internal_Thread_Start(void* (*start)(void*), void* /*unused*/, voi
 
   pthread_t thread{};
   const int createError = System.ThreadCreate(&thread, &attributes, start, argument);
+  // The texts, odd blanks and carriage returns included, are part of the interface.
   if (createError == EINVAL) LogError("%s : The value specified by attr is invalid.\r\n", __func__);
 
   const int destroyError = System.ThreadAttributesDestroy(&attributes);

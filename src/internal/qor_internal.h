@@ -42,7 +42,7 @@ typedef struct Qor_Internal_Event_t {
   unsigned int Signalled;    /* 16: 0 or 1 */
 } Qor_Internal_Event_t;
 
-/** An event that brings its condition variable and mutex along, for memory that processes share. */
+/** An event that contains its condition variable and mutex, for memory that processes share. */
 typedef struct Qor_External_Event_t {
   pthread_cond_t Condition; /*  0 */
   pthread_mutex_t Mutex;    /* 48: guards Signalled */
@@ -55,7 +55,7 @@ typedef struct Qor_External_Event_t {
  * If the mutex can't be locked, logs that and carries on all the same, the unlock included: a caller that
  * already held an error-checking mutex has lost it afterwards. A robust mutex whose owner died is taken over.
  *
- * @return 0 or the error number of pthread_mutex_unlock; EINVAL for a null pointer, in the event too (nothing is done)
+ * @return 0 or the error number of pthread_mutex_unlock; EINVAL for a null pointer, or one inside the event (nothing is done)
  */
 QOR_EXPORT int Qor_Internal_SetEvent(Qor_Internal_Event_t* event);
 
@@ -72,13 +72,16 @@ QOR_EXPORT int Qor_Internal_ResetEvent(Qor_Internal_Event_t* event);
  *
  * @param unused  not looked at
  * @return the thread's pthread_t; the caller joins or detaches it. 0 if it could not be started or `start` is null;
- *         invalid attributes are logged. Attributes that can't be given back are logged too; the thread runs.
+ *         invalid attributes are logged. Attributes that can't be freed are logged as well; the thread runs.
  */
 QOR_EXPORT pthread_t Qor_Internal_Thread_Start(void* (*start)(void*), void* unused, void* argument);
 
 /* ---- Time, numbers, texts, files ----------------------------------------------------------------------- */
 
-/** Milliseconds, with fractions, of the monotonic clock; 0.0 if the clock fails. */
+/**
+ * Milliseconds, with fractions, of the monotonic clock; 0.0 if the clock fails. (The family's other libraries link this
+ * function and itoa by these names.)
+ */
 QOR_EXPORT double GetTickCount(void);
 
 /** Nanoseconds as seconds and nanoseconds; tv_nsec is 0 to 999999999 for negative times too: -1 is {-1, 999999999}. */
@@ -93,9 +96,9 @@ QOR_EXPORT struct timespec ns_to_timespec(long ns);
 QOR_EXPORT char* itoa(long value, char* buffer);
 
 /**
- * The system's text for an error number, as strerror gives it. (The name is kept for the family's other platform.)
+ * The system's text for an error number, as strerror returns it. (The name is kept for the family's other platform.)
  *
- * @param errorNumber  an errno value; an unknown one gives "Unknown error <n>"
+ * @param errorNumber  an errno value; an unknown one yields "Unknown error <n>"
  * @return never null; the library's own, valid until the same thread calls again. errno is left alone.
  * Threads: any; no thread sees another's text.
  */
@@ -113,7 +116,7 @@ QOR_EXPORT unsigned int Qor_Internal_GetFileSize(const char* path, unsigned int*
  * A fraction near x: the first convergent of its continued fraction within 0.00001f (9.999999747378752e-6) of it. No
  * fraction with a denominator as small or smaller lies nearer, and it is in lowest terms. A fraction with a denominator
  * up to 316 is found again exactly; of one with a greater denominator a simpler neighbour may be near enough, and which
- * one can depend on the rounding of x (0.438 gives 166/379 rather than 219/500).
+ * one can depend on the rounding of x (0.438 yields 166/379 rather than 219/500).
  *
  * If the next convergent's numerator or denominator doesn't fit, the last one that does is the result, and may be
  * farther off; that can't happen for |x| up to 20000. The result is 0/1 for |x| up to the tolerance, for numbers whose
@@ -190,13 +193,13 @@ QOR_EXPORT int destroy_message_queues(unsigned int* readDescriptor, unsigned int
  * Sends a message with priority 0 and, if a reply buffer is given, waits for one message in reply. Blocks as long as
  * the queue is full, or no reply comes; a signal handler that ends the wait (EINTR) makes the call fail.
  *
- * @param length           bytes; 0 is a message too, `message` may then be null
+ * @param length           bytes; 0 is a message as well, `message` may then be null
  * @param receive          not used without a reply buffer
- * @param reply            out: the reply, up to `maxReplyLength` bytes; those behind it, and all of them on failure,
+ * @param reply            out: the reply, up to `maxReplyLength` bytes; those past it, and all of them on failure,
  *                         stay as they were. Null: no reply is expected.
  * @param maxReplyLength   bytes that fit into `reply`
  * @return 0, or MESSAGE_FAILED, which is logged: not sent; nothing received, for instance because the queue is made
- *         for messages of more than 512 bytes; reply longer than maxReplyLength (it is taken off the queue and lost).
+ *         for messages of more than 512 bytes; reply longer than maxReplyLength (it is removed from the queue and lost).
  */
 QOR_EXPORT unsigned int MsgSndLinux(unsigned int send, const void* message, unsigned int length, unsigned int receive,
                                     void* reply, unsigned int maxReplyLength);
@@ -227,7 +230,7 @@ QOR_EXPORT unsigned int Qor_Internal_DisconnectMq(unsigned int send, unsigned in
 /* ---- Interface types ----------------------------------------------------------------------------------- */
 /*
  * The firmware numbers interface types (what a bus interface is) and host-interface types (device models) in its own
- * way; these functions give the numbers of the hardware library's interface. internal/HostModels.h lists the models.
+ * way; these functions return the numbers of the hardware library's interface. internal/HostModels.h lists the models.
  */
 
 /** The host-interface type that stands for none. */

@@ -107,8 +107,8 @@ Qor_Trace_Entry::Qor_Trace_Entry(unsigned int channelId, const Lin_Param_Monitor
                                  const Lin_Param_Monitor_Buffer64_Item_Small_t* item)
     : Record(NewRecord(kEntryLinLength, channelId,
                        header->TimestampLow | static_cast<unsigned long>(header->TimestampHigh) << 32, BusType_Lin)) {
-  // Data reaches into the pad byte after it: a DataLength of 9 is the longest that a frame can have. What the item is too
-  // short for reads as 0.
+  // Data reaches into the pad byte after it: a DataLength of 9 is the longest that a frame can have. Bytes that the item
+  // is too short to hold read as 0.
   constexpr size_t kRoom = sizeof(Qor_Trace_Entry_Lin_t::Data) + sizeof(Qor_Trace_Entry_Lin_t::Pad);
   constexpr size_t kItemData = sizeof *header + offsetof(Lin_Param_Monitor_Buffer64_Item_Small_t, Data);
   const size_t held = std::max<size_t>(header->ItemSize, kItemData) - kItemData;

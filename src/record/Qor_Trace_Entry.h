@@ -27,8 +27,8 @@ enum Qor_Trace_EntryOffset : unsigned int {
 /// read and written atomically. Copy records with CopyTo where the list may still change them.
 class QOR_EXPORT Qor_Trace_Entry {
  public:
-  /// Each constructor copies an item of a poll response; all numbers in it are believed, so `item` must be readable for
-  /// as long as it says it is (16 + its byte 15; its first u16; header plus 8 + the small item's byte 1).
+  /// Each constructor copies an item of a poll response; all numbers in it are trusted, so `item` must be readable up to
+  /// the length that it states (16 + its byte 15; its first u16; header plus 8 + the small item's byte 1).
   /// @throws std::bad_alloc
   Qor_Trace_Entry(unsigned int channelId, const Can_Param_Monitor_Buffer64_LargeItem_t* item);
   Qor_Trace_Entry(unsigned int channelId, const Ethernet_Param_Monitor_Item_t* item);

@@ -20,7 +20,7 @@
 
 #include "internal/FileDescriptor.h"
 
-/// Walks a file of records. A Length is believed only as far as the file reaches: a record that the file doesn't hold whole,
+/// Walks a file of records. A Length is trusted only as far as the file reaches: a record that the file doesn't hold whole,
 /// or that is too short to be one, ends the walk.
 ///
 /// Reads in blocks that grow from 64 KiB to 256 KiB, so that a short walk reads little and a long one reads fast.
@@ -47,7 +47,7 @@ class RecordFileReader {
   void Skip(unsigned long count);
   /// Length of the record at the position, bytes; 0 where the walk ends.
   [[nodiscard]] unsigned int NextLength();
-  /// Copies the record at the position, of which NextLength has just told the length, and goes past it.
+  /// Copies the record at the position, whose length NextLength has just returned, and goes past it.
   /// Returns false if the file became shorter meanwhile; `out` is then undefined and the walk has ended.
   [[nodiscard]] bool Read(unsigned char* out, unsigned int length);
 
@@ -58,7 +58,7 @@ class RecordFileReader {
   FileDescriptor Owned;
   int File;  // Owned, or the caller's
   struct stat OpenStatus {};
-  unsigned long Size = 0;      // bytes that the file is believed to hold
+  unsigned long Size = 0;      // bytes that the file held when last checked
   unsigned long Position = 0;  // in the file
   Memory& Block;
   unsigned long BlockStart = 0;  // place of Block in the file

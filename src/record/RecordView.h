@@ -304,7 +304,7 @@ class RecordView {
   /// ns since the previous record of the same message, negative when that one was later; 0 outside the list.
   [[nodiscard]] long RelativeTimestamp() const {
     const unsigned char* field = Record + offsetof(Qor_Trace_Entry_t, RelativeTimestamp);
-    // Records that are shared are aligned; a record at an odd address lies in a buffer of the caller's own.
+    // Records that are shared are aligned; an unaligned record lies in a buffer of the caller's.
     const bool shared = reinterpret_cast<uintptr_t>(field) % alignof(long) == 0;
     return shared ? __atomic_load_n(reinterpret_cast<const long*>(field), __ATOMIC_RELAXED)
                   : record_view::Load<long>(field);
