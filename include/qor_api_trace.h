@@ -26,7 +26,7 @@
  *
  * Threads. All functions may be called from any thread, on the same or on different monitors. The one
  * exception: while Qor_Trace_Delete runs, and after it, nobody may use that handle. Settings written with
- * Qor_Trace_Property_SetById, apart from the memory limit and the two flush commands, are to be written while
+ * Qor_Trace_Property_SetById, apart from the memory limit and the two flush commands, must be written while
  * the monitor is idle.
  *
  * Signals. The library's own threads block every signal, so handlers run on the application's threads only, and a signal
@@ -113,7 +113,7 @@ typedef enum Qor_Trace_BusType {
 #define QOR_TRACE_CAN_BRS 0x20u         /* bit-rate switch */
 #define QOR_TRACE_CAN_ESI 0x40u         /* error-state indicator */
 #define QOR_TRACE_CAN_OVERRUN 0x80u     /* the last entry before data were lost */
-/* Marker bits of a CAN entry's Identifier; to be masked off for the plain identifier. */
+/* Marker bits of a CAN entry's Identifier; mask them off for the plain identifier. */
 #define QOR_TRACE_CAN_ID_EXTENDED 0x80000000u
 #define QOR_TRACE_CAN_ID_FD 0x40000000u
 
@@ -162,7 +162,7 @@ typedef struct Qor_Trace_Entry_Can_t {
 
 /* Payload of a LIN entry. Length = 48. */
 typedef struct Qor_Trace_Entry_Lin_t {
-  unsigned short Reserved1; /* 28: 0; an entry with another value is to be skipped */
+  unsigned short Reserved1; /* 28: 0; skip an entry with another value */
   unsigned short Flags;     /* 30: QOR_TRACE_LIN_* */
   unsigned char DataLength; /* 32: bytes in Data, the checksum included: a frame has DataLength - 1 data bytes */
   unsigned char Identifier; /* 33: bits 0 to 5 are the frame identifier (an event: 0 rising edge, else falling) */
@@ -202,7 +202,7 @@ typedef struct Qor_Trace_Entry_Ethernet_t {
  *
  * A record is as long as its Length says, and no longer: most records are far shorter than this type, so
  * never copy sizeof(Qor_Trace_Entry_t) bytes from one, and check Length before reading a payload field that
- * it might not hold. Records of interfaces with odd firmware may be longer than this type.
+ * it might not hold. Records of interfaces with faulty firmware may be longer than this type.
  */
 typedef struct Qor_Trace_Entry_t {
   unsigned int Length;             /*  0: bytes of this record, this header included */
@@ -251,7 +251,7 @@ typedef struct Qor_Trace_Export_Request_t {
 
 /* ---- Start modes, export flags, properties ------------------------------------------------------------------ */
 
-/** Start: write every stored entry to a live ASC file too (properties ASC_FILE_NAME and ASC_MAX_FILE_SIZE). The file is
+/** Start: write every stored entry to a live ASC file as well (properties ASC_FILE_NAME and ASC_MAX_FILE_SIZE). The file is
  *  brought up to date after each batch of a single channel (every 10 ms) or each pass of the sort stage (every 50 ms):
  *  a process that dies loses the lines of the batch or pass at work, what still waited in the sort stage (100 to
  *  400 ms with interfaces that deliver in time), and the closing line. A file that fails is given up (a pipe fails at once:
@@ -270,8 +270,8 @@ typedef struct Qor_Trace_Export_Request_t {
 #define QOR_TRACE_ASC_RELATIVE 0x2u
 /** ASC export: subtract the start time; without QOR_TRACE_ASC_RELATIVE earlier entries are left out. */
 #define QOR_TRACE_ASC_START_OFFSET 0x4u
-/** ASC export: go on in the next file of a series (name.asc, name_1.asc, ...) once a file exceeds the size limit. A series is
- *  written to files only: a pipe, whose position can't be read, gives FILE_ERROR after its first line. */
+/** ASC export: continue in the next file of a series (name.asc, name_1.asc, ...) once a file exceeds the size limit. A
+ *  series is written to files only: a pipe, whose position can't be read, returns FILE_ERROR after its first line. */
 #define QOR_TRACE_ASC_SPLIT 0x8u
 
 /** PCAPNG export: leave out entries before the start time and subtract it from the others. */
@@ -350,18 +350,18 @@ QOR_TRACE_API unsigned int Qor_Trace_RemoveChannel(unsigned int handle, unsigned
 QOR_TRACE_API unsigned int Qor_Trace_ClearChannelList(unsigned int handle);
 
 /**
- * Starts all channels. The trace goes on where it was; to begin anew, flush first. A monitor that runs already
+ * Starts all channels. The trace continues where it was; to begin anew, flush first. A monitor that runs already
  * is left as it is, whatever the mode.
  *
  * With one channel entries are stored as they come. With more, they pass a sort stage that holds them back
  * for at least 100 ms, as a rule for less than 400 ms, and merges the channels by timestamp; that is exact as long as
  * the interfaces share a clock and each delivers within 50 ms.
  *
- * The sort stage makes a pass every 50 ms, and each pass takes it 50 ms of bus time further. Passes always come a little
- * late. Once that adds up to more than 200 ms, and entries more than 200 ms newer wait, passes come every 25 ms until one of
- * the two no longer holds.
+ * The sort stage makes a pass every 50 ms, and each pass moves it on by 50 ms of bus time. Passes always come a little
+ * late. Once that adds up to more than 200 ms, and entries more than 200 ms newer are waiting, passes come every 25 ms
+ * until one of the two no longer holds.
  *
- * An interface that fails while it runs (a pulled plug) brings nothing more, and nobody is told until the stop: an
+ * An interface that fails while it runs (a pulled plug) delivers nothing more, and nobody is told until the stop: an
  * application that must know at once watches for a channel from which no more entries come.
  *
  * @param mode  QOR_TRACE_START_*, or 0
@@ -387,7 +387,7 @@ QOR_TRACE_API unsigned int Qor_Trace_Stop(unsigned int handle);
  * Copies entries of the trace, by index, into the caller's buffer. Nothing is removed.
  *
  * Records (Qor_Trace_Entry_t, Length bytes each) follow one another, each beginning at the next multiple of 8
- * behind the previous one; the bytes between are left as they were. RelativeTimestamp is 0.
+ * after the previous one; the bytes between are left as they were. RelativeTimestamp is 0.
  *
  * Reading it all. A monitor that reaches its memory limit moves its store to the swap file, and from then on
  * this function starts at the wrong place when `start` lies beyond the entries that were moved. That is part
@@ -395,26 +395,27 @@ QOR_TRACE_API unsigned int Qor_Trace_Stop(unsigned int handle);
  * with N = QOR_TRACE_PROPERTY_MAX_ENTRIES, at least 1, not changed after the start, without
  * QOR_TRACE_START_DISCARD_OLDEST, and next = the number of entries it has read so far:
  *
- *  1. Call with start = next and count = capacity / 1568, so that no call ends in BUFFER_TOO_SMALL.
+ *  1. Call with start = next and count = capacity / 1568 (sizeof(Qor_Trace_Entry_t), which no record of sound hardware
+ *     exceeds), so that no call ends in BUFFER_TOO_SMALL.
  *     Records that come back are the right ones: below N nothing is swapped that isn't
- *     addressed rightly, and from N on a start beyond the swapped entries gives no record, since fewer
+ *     addressed rightly, and from N on a start beyond the swapped entries yields no record, since fewer
  *     than N are in memory. Take them and repeat.
  *  2. No record came back: if QOR_TRACE_PROPERTY_ENTRY_COUNT equals next, there is nothing new. Else
- *     next lies in memory behind swapped entries. Find, by halving the range up to next, the greatest
- *     start (N or more) for which a call with count = 1 gives a record: that is the number of swapped entries.
+ *     next lies in memory, after swapped entries. Find, by halving the range up to next, the greatest
+ *     start (N or more) for which a call with count = 1 yields a record: that is the number of swapped entries.
  *     Call with that start and count = 0 into a buffer for N records, and leave out the first
  *     (next - start) of them.
  *
  * A small N (some ten thousands) keeps that buffer small. tools/qor-trace/recording/TraceDrain.h is this recipe as code.
  *
  * @param reserved  0
- * @param start     index of the first entry wanted, from 0; one beyond the end gives no record and no error
+ * @param start     index of the first entry wanted, from 0; one beyond the end yields no record and no error
  * @param count     in: greatest number of records wanted, 0 for no limit; out: records copied
  * @param size      in: capacity of the buffer, bytes; out: bytes used, up to the end of the last record
  *                  rounded up to 8
  * @param buffer    out: the records
  * @return UNKNOWN_HANDLE, INVALID_ARGUMENT (reserved not 0, a null pointer), BUFFER_TOO_SMALL: the next record does not fit.
- *         The records counted in *count are valid all the same: go on behind them.
+ *         The records counted in *count are valid all the same: continue after them.
  *         Where the swap file can't be read (no file descriptor left, a file that somebody has cut or removed), the
  *         records end there, without a status: never an entry under the index of another one.
  */
@@ -493,11 +494,11 @@ QOR_TRACE_API unsigned int Qor_Trace_ExportToASC(unsigned int handle, const Qor_
  * the channel number in decimal, with times in ns. A frame (QOR_TRACE_ETHERNET_FRAME) is an enhanced packet block with
  * its direction and CRC error in epb_flags; a QOR_TRACE_ETHERNET_CUSTOM record is a custom block of the enterprise
  * number 0 that holds (FrameLength & 0xFF) bytes; entries of other kinds are left out. A frame that announces more
- * bytes than its record holds is written with those that are there.
+ * bytes than its record holds is written with those that are present.
  *
  * Wireshark, tcpdump and scapy refuse the file as soon as it holds an interface: each interface description block
- * (block type 1) declares four bytes more than it has, at its beginning and at its end. That is part of this interface. To mend
- * a file for such readers, walk its blocks and make both length fields of each interface description block
+ * (block type 1) declares four bytes more than it has, at its beginning and at its end. That is part of this interface. To
+ * repair a file for such readers, walk its blocks and make both length fields of each interface description block
  * smaller by 4: the one at the block's offset 4 (length L as it stands there), and the last four bytes of the block, at
  * offset L - 8; the next block begins at offset L - 4. The section length of 44 in the section header block doesn't
  * fit either, but these readers don't use it.
