@@ -167,7 +167,8 @@ unsigned int Qor_CommandWithResponseEx(unsigned int handle, unsigned int, unsign
 
 namespace {
 
-// A sleep ends at a point in time, reckoned from what the clock said last: from the two comes its length.
+// The library sleeps until a point in time that it computes from its last look at the clock; the difference is the length
+// of the sleep.
 thread_local timespec Started{};
 
 int TellTime(clockid_t clock, timespec* now) {
@@ -176,7 +177,7 @@ int TellTime(clockid_t clock, timespec* now) {
   return result;
 }
 
-// The wait between two polls is no work: while a port still has items, it is left out. The sort thread's interval stays.
+// The wait between two polls is not work: it is skipped while a port still has items. The sort thread's interval stays.
 int Sleep(clockid_t clock, int flags, const timespec* end, timespec* rest) {
   const long time = (end->tv_sec - Started.tv_sec) * 1'000'000'000 + end->tv_nsec - Started.tv_nsec;
   if (time == kPollInterval && !bench::PortsDrained()) return 0;

@@ -18,7 +18,7 @@ namespace {
 
 using Buses = std::vector<Qor_Trace_BusType>;
 
-/// Records everything that ports of these buses bring and returns the CPU seconds of that, until the last entry is stored.
+/// Records everything that ports of these buses deliver and returns the CPU seconds of that, until the last entry is stored.
 double Record(Qor_Trace_Monitor& monitor, const Buses& buses, size_t items) {
   bench::LoadPorts(buses, items / buses.size());
   for (unsigned int port = 1; port <= buses.size(); ++port) {

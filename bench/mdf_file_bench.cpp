@@ -19,7 +19,7 @@
 
 namespace {
 
-constexpr size_t kDistinct = 4096;  // entries, which are inserted again and again with new times
+constexpr size_t kDistinct = 4096;  // entries, which are inserted over and over with new times
 
 void Require(bool done, const char* what) {
   if (done) return;

@@ -79,7 +79,7 @@ std::vector<Piece> Blocks(const std::string& bytes) {
   return blocks;
 }
 
-/// Each block in a write of its own.
+/// Each block in its own write.
 double WriteOnly(const std::string& path, const std::string& bytes, const std::vector<Piece>& blocks) {
   return bench::Cost([&] {
     const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC | O_CLOEXEC, 0600);

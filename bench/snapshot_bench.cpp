@@ -110,7 +110,7 @@ void Swap(Qor_Trace_Monitor& monitor) {
   monitor.Stop();
 }
 
-/// Lets the swap file take up so many bytes of the disk. What follows the records is never read here.
+/// Makes the swap file take up that many bytes of the disk. What follows the records is never read here.
 bool Grow(size_t bytes) {
   for (const auto& entry : std::filesystem::directory_iterator(".")) {
     if (entry.path().extension() != ".bin") continue;
