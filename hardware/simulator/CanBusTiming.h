@@ -8,11 +8,11 @@
 namespace qor_sim {
 
 constexpr uint64_t kCanBitTime = 2000;       // ns
-constexpr uint64_t kCanFdBitTime = 500;      // ns, behind a bit-rate switch
+constexpr uint64_t kCanFdBitTime = 500;      // ns, after a bit-rate switch
 constexpr uint64_t kCanErrorDelay = 40000;   // ns from the start of a frame to the error that ends it: 20 bits
 constexpr uint64_t kCanErrorLength = 46000;  // ns of an error frame: flags 12, delimiter 8, intermission 3 bits
 
-/// ns from the start of a data frame to the end of the intermission behind it, with as many stuff bits as there can be.
+/// ns from the start of a data frame to the end of the intermission after it, with as many stuff bits as there can be.
 uint64_t CanFrameLength(const CanItem& item);
 
 }  // namespace qor_sim

@@ -1,4 +1,4 @@
-// The messages of a made-up vehicle bus: which there are, and what each sends next.
+// The messages of a synthetic vehicle bus: which there are, and what each sends next.
 #pragma once
 
 #include <cstdint>

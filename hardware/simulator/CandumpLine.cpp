@@ -18,7 +18,7 @@ std::string_view TrimRight(std::string_view text) {
   return last == std::string_view::npos ? std::string_view() : text.substr(0, last + 1);
 }
 
-/// Takes the text up to the next blank, and the blanks behind it.
+/// Takes the text up to the next blank, and the blanks after it.
 std::string_view TakeWord(std::string_view& text) {
   const size_t end = std::min(text.find_first_of(" \t"), text.size());
   const std::string_view word = text.substr(0, end);

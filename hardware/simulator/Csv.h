@@ -25,7 +25,7 @@ struct CsvPart {
   bool operator<(const CsvPart& other) const { return std::tie(Bus, Channel) < std::tie(other.Bus, other.Channel); }
 };
 
-/// Of the parts of a file those that are wanted; without a wish all of them.
+/// Selects parts of a file; unset fields match all.
 struct CsvChoice {
   std::optional<CsvBus> Bus = {};
   std::optional<uint64_t> LinChannel = {};

@@ -17,7 +17,7 @@ std::string_view Trim(std::string_view text) {
   return text.substr(first, text.find_last_not_of(" \t") + 1 - first);
 }
 
-/// Takes the text up to the next separator, which is taken, too; without one, all of it.
+/// Takes the text up to and including the next separator; without one, all of it.
 std::string_view TakeField(std::string_view& text, char separator) {
   const size_t end = std::min(text.find(separator), text.size());
   const std::string_view field = text.substr(0, end);

@@ -9,7 +9,7 @@
 
 namespace qor_sim {
 
-/// A failed call: the result to return and a sentence that tells more.
+/// A failed call: the result to return, and a sentence that explains it.
 class Error : public std::exception {
  public:
   Error(unsigned int code, std::string text) : ResultCode(code), Text(std::move(text)) {}

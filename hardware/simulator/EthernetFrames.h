@@ -11,7 +11,7 @@ namespace qor_sim {
 
 using FrameBytes = std::vector<unsigned char>;
 
-// Behind what there is, highest byte first.
+// These append, highest byte first.
 void Put8(FrameBytes& bytes, unsigned int value);
 void Put16(FrameBytes& bytes, unsigned int value);
 void Put32(FrameBytes& bytes, uint32_t value);
@@ -56,13 +56,13 @@ constexpr size_t kGreatestTcpPayload = 1500 - 40;  // bytes
 ///
 /// @param identification  of the IPv4 packet
 FrameBytes UdpFrame(const EthernetRoute& route, uint16_t identification, std::span<const unsigned char> payload);
-/// A segment that opens a connection tells the greatest payload.
+/// A segment that opens a connection announces the greatest payload.
 FrameBytes TcpFrame(const EthernetRoute& route, uint16_t identification, const TcpHead& head,
                     std::span<const unsigned char> payload);
 FrameBytes ArpRequest(const EthernetNode& from, uint32_t wanted);
 FrameBytes ArpReply(const EthernetNode& from, const EthernetNode& to);
 
-/// ns that a frame takes on a link of 100 Mbit/s: preamble, CRC and the gap behind it included.
+/// ns that a frame takes on a link of 100 Mbit/s: preamble, CRC and the gap after it included.
 uint64_t EthernetFrameLength(size_t frameBytes);
 
 }  // namespace qor_sim

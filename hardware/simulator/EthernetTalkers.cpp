@@ -43,7 +43,7 @@ class SessionCounter {
 
 // ---- SOME/IP ---------------------------------------------------------------------------------------------------------
 
-/// An event that a node tells in equal distances.
+/// An event that a node sends at equal intervals.
 struct EventRow {
   uint16_t Service;
   uint16_t Event;

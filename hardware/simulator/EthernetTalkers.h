@@ -1,4 +1,4 @@
-// Who speaks on a made-up vehicle network, seen from this interface's link to its switch.
+// Who speaks on a synthetic vehicle network, seen from this interface's link to its switch.
 #pragma once
 
 #include <cstdint>
@@ -26,7 +26,7 @@ struct WaitingFrame {
   FrameBytes Bytes;
 };
 
-/// One purpose of the network, as a row of frames without end.
+/// One purpose of the network, as an endless sequence of frames.
 class EthernetTalker {
  public:
   virtual ~EthernetTalker() = default;
@@ -39,7 +39,7 @@ class EthernetTalker {
  protected:
   explicit EthernetTalker(Random& numbers) : Numbers(numbers), Identification(static_cast<uint16_t>(numbers.Next())) {}
 
-  /// Adds at least one frame behind those that were taken.
+  /// Appends at least one frame to those that were taken.
   virtual void Refill() = 0;
 
   void Add(uint64_t time, const EthernetNode& from, FrameBytes frame);

@@ -79,8 +79,8 @@ FlexRayEvent FlexRayError(uint64_t timestamp, FlexRayKind kind, uint16_t slot, u
 /// The header CRC of a frame, from its sync and startup flags, slot and length.
 uint16_t FlexRayHeaderCrc(const FlexRayFrame& frame);
 
-/// The bytes of an item, without padding: 20 and the payload of a frame, 16 of an event. Reuses what `bytes` holds. An odd
-/// last byte of a payload gets a byte of 0 behind it; bytes beyond the greatest payload are left out.
+/// The bytes of an item, without padding: 20 and the payload of a frame, 16 of an event. Reuses what `bytes` holds. A
+/// payload of odd length is padded with a byte of 0; bytes beyond the greatest payload are left out.
 void EncodeFlexRayFrame(const FlexRayFrame& frame, std::vector<unsigned char>& bytes);
 void EncodeFlexRayEvent(const FlexRayEvent& event, std::vector<unsigned char>& bytes);
 

@@ -1,4 +1,4 @@
-// A made-up FlexRay cluster: how its cycle is divided, and which messages are sent when.
+// A synthetic FlexRay cluster: how its cycle is divided, and which messages are sent when.
 #pragma once
 
 #include <cstdint>

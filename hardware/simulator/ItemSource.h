@@ -1,4 +1,4 @@
-// What brings the traffic of a port: one monitor item after the other, in the layout of the port's bus.
+// Where the traffic of a port comes from: one monitor item after another, in the layout of the port's bus.
 #pragma once
 
 #include <cstdint>
@@ -9,7 +9,7 @@
 namespace qor_sim {
 
 struct Item {
-  uint64_t Due = 0;                  // ns since the source began; the clock decides on it when the item is there
+  uint64_t Due = 0;                  // ns since the source began; the clock decides by it when the item is available
   uint64_t Timestamp = 0;            // ns, as in Bytes
   std::vector<unsigned char> Bytes;  // as in a poll response, without padding
 };
@@ -20,7 +20,7 @@ class ItemSource {
   virtual ~ItemSource() = default;
   /// The next item, or null when the source has ended; valid until Advance. Items come in order of Due.
   virtual const Item* Peek() = 0;
-  /// Goes on behind the item that Peek gives; Peek must have given one.
+  /// Goes on to the item after the one that Peek returns; Peek must have returned one.
   virtual void Advance() = 0;
   /// Lines of its file that were left out. The same from the beginning to the end.
   virtual SkippedLines Skipped() const { return {}; }

@@ -37,14 +37,14 @@ struct LinItem {
 /// The identifier byte on the bus: an identifier, 0 to 63, with its two parity bits above it.
 unsigned char LinProtectedIdentifier(unsigned char id);
 
-/// The checksum of a response: over the data alone for the identifiers 60 to 63, over the identifier byte too for all
-/// others.
+/// The checksum of a response: over the data alone for the identifiers 60 to 63, over the identifier byte as well for
+/// all others.
 unsigned char LinChecksum(unsigned char protectedIdentifier, std::span<const unsigned char> data);
 
 /// The bit time of a bit rate in bit/s (from 2 on), eighths of a ns, rounded down.
 uint32_t LinBitTime(uint32_t bitRate);
 
-/// Fills the data, at most eight bytes, with the checksum behind them.
+/// Fills the data, at most eight bytes, with the checksum appended.
 void SetLinData(LinItem& item, std::span<const unsigned char> data, unsigned char checksum);
 
 /// The bytes of an item, without padding: 20 and DataLength, of which those beyond Data are left out. Reuses what

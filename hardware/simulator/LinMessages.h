@@ -1,4 +1,4 @@
-// The messages of a made-up LIN bus, and the schedule by which its master, this interface, asks for them.
+// The messages of a synthetic LIN bus, and the schedule by which its master, this interface, asks for them.
 #pragma once
 
 #include <cstdint>
@@ -44,7 +44,7 @@ struct LinSlot {
   uint64_t Length;  // ns
 };
 
-/// The table that the master runs through again and again.
+/// The table that the master runs through over and over.
 const std::vector<LinSlot>& LinSchedule();
 std::vector<LinMessage> MakeLinMessages(Random& random);
 

@@ -1,4 +1,4 @@
-// What the messages of made-up buses carry: counters, signals that change slowly, sums.
+// What the messages of synthetic buses carry: counters, signals that change slowly, sums.
 #pragma once
 
 #include <cstddef>
@@ -18,7 +18,7 @@ void WalkSignals(std::span<unsigned char> data, Random& random);
 /// sum in the last byte.
 void UpdateCyclicData(std::span<unsigned char> data, unsigned int counter, Random& random);
 
-/// What an event tells differs every time; its first byte counts the events.
+/// An event has different data every time; its first byte counts the events.
 void FillEventData(std::span<unsigned char> data, unsigned int counter, Random& random);
 
 void FillRandomly(std::span<unsigned char> data, Random& random);

@@ -55,7 +55,7 @@ uint64_t TimeOf(const pcap_pkthdr& packet) {
   return static_cast<uint64_t>(seconds) * kNsPerSecond + static_cast<uint64_t>(ns);
 }
 
-/// Bytes of the frame check sequence behind every frame, as far as the file says.
+/// Bytes of the frame check sequence after every frame, as the file states them.
 size_t CheckSequenceLength(pcap_t* capture) {
   const auto extension = static_cast<unsigned int>(pcap_datalink_ext(capture));
   return LT_FCS_LENGTH_PRESENT(extension) ? 2 * LT_FCS_LENGTH(extension) : 0;

@@ -12,7 +12,7 @@ namespace qor_sim {
 
 struct PcapSettings {
   TimeOrigin Origin = TimeOrigin::File;
-  Direction Way = Direction::Received;  // of all frames: what reads the files can't tell theirs
+  Direction Way = Direction::Received;  // of all frames: libpcap doesn't report their own
 };
 
 /// The frames of a file, in order of their times; those of the same time in the order of the file. Of a frame that was cut

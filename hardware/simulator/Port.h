@@ -23,7 +23,7 @@ struct ResponseBuffer {
 class Port {
  public:
   /// @param interfaceType   QOR_INTERFACE_*, or another that refuses all commands
-  /// @param loggedCommands  commands that are kept; those behind them are counted only
+  /// @param loggedCommands  commands that are kept; those after them are only counted
   Port(unsigned char interfaceType, unsigned char instance, size_t loggedCommands);
   virtual ~Port() = default;
   Port(const Port&) = delete;
@@ -38,7 +38,7 @@ class Port {
   void Connect() SIM_EXCLUDES(Guard);
   /// A connection is closed; the last one takes the monitor back to idle.
   void Disconnect() SIM_EXCLUDES(Guard);
-  /// Ends the port: all that needs it fails from then on with QOR_SIM_ERROR_HANDLE.
+  /// Ends the port: everything that needs it fails from then on with QOR_SIM_ERROR_HANDLE.
   void Close() SIM_EXCLUDES(Guard);
 
   /// Carries out one command and logs it, also when it fails (Error).

@@ -20,7 +20,7 @@ enum class Call : unsigned int {
 };
 constexpr size_t kCallCount = 6;
 
-/// Where the monitor instance id belongs in a request: in the byte behind the sub-command, or nowhere (0 is sent).
+/// Where the monitor instance id belongs in a request: in the byte after the sub-command, or nowhere (0 is sent).
 enum class InstanceByte { Sent, Zero };
 
 /// One exact command.

@@ -34,7 +34,7 @@ std::ifstream OpenRecording(const std::string& path);
 
 /// Hands every line of a text to `visit`, without its end (LF or CR LF), as they come. Blank lines are left out.
 /// @param skipped  notes the lines for which `visit` throws an Error; null: the first of them ends the reading
-/// Failure: Error QOR_SIM_ERROR_FILE that names the file; if it was `visit` that failed, the line and that reason too.
+/// Failure: Error QOR_SIM_ERROR_FILE that names the file; if it was `visit` that failed, also the line and that reason.
 void ReadLines(std::istream& text, const std::string& file, const std::function<void(std::string_view line)>& visit,
                SkippedLines* skipped = nullptr);
 

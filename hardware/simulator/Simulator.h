@@ -36,7 +36,7 @@ class Simulator {
 
   /// Carries out a command on the connection that it names, and keeps its error as the connection's last one.
   void Execute(const CommandCall& call, ResponseBuffer& response);
-  /// What Qor_GetLastErrorByPortHandle is to answer for a connection.
+  /// What Qor_GetLastErrorByPortHandle answers for a connection.
   LastErrorAnswer LastError(unsigned int connection);
 
   Reports ErrorReports;

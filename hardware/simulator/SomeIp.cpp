@@ -39,7 +39,7 @@ FrameBytes EventgroupEntry(EntryType type, unsigned int options, const SomeIpSer
 
 FrameBytes EndpointOption(const SomeIpService& service) {
   FrameBytes option;
-  Put16(option, 9);       // bytes behind the type
+  Put16(option, 9);       // bytes after the type
   Put16(option, 0x0400);  // IPv4 endpoint
   Put32(option, service.Address);
   Put8(option, 0);

@@ -24,7 +24,7 @@ FrameBytes SomeIpMessage(const SomeIpHead& head, std::span<const unsigned char> 
 struct SomeIpService {
   uint16_t Service;
   uint16_t Eventgroup;
-  uint32_t Address;  // where it is offered, or where its events are to go
+  uint32_t Address;  // where it is offered, or where its events are sent
   uint16_t Port;
 };
 
@@ -32,7 +32,7 @@ constexpr uint16_t kServiceDiscoveryPort = 30490;
 
 // Messages of service discovery with one entry.
 //
-// @param session  counts the messages of a sender, from 1; it never is 0
+// @param session  counts the messages of a sender, from 1; never 0
 // @param rebooted  the sender's count has not yet begun anew
 FrameBytes OfferService(const SomeIpService& service, uint16_t session, bool rebooted);
 FrameBytes FindService(uint16_t service, uint16_t session, bool rebooted);

@@ -72,10 +72,10 @@ void RefusePath(const SourceText& source) {
 
 // ---- The kinds: what each reads from its options, the port that it makes, the sources that it stands for ------------
 
-/// A made-up bus.
+/// A synthetic bus.
 struct SyntheticBus {
   unsigned char InterfaceType;
-  std::optional<unsigned int> UsualLoad;  // percent; nothing for a bus whose schedule gives its load
+  std::optional<unsigned int> UsualLoad;  // percent; nothing for a bus whose schedule determines its load
   std::unique_ptr<ItemSource> (*Make)(const SyntheticSettings& settings, unsigned int load);
 };
 constexpr SyntheticBus kCan = {QOR_INTERFACE_CAN, kUsualCanLoad, MakeSyntheticCan};

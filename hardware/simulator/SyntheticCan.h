@@ -1,4 +1,4 @@
-// A CAN and CAN FD bus that is made up: messages of a vehicle, error frames, trigger events.
+// A synthetic CAN and CAN FD bus: messages of a vehicle, error frames, trigger events.
 #pragma once
 
 #include <memory>

@@ -54,7 +54,7 @@ class SyntheticEthernet final : public SyntheticSource {
     LinkFree = start + EthernetFrameLength(frame.Bytes.size());
   }
 
-  /// Turns one of the last 64 bits around.
+  /// Inverts one of the last 64 bits.
   void Spoil(FrameBytes& frame) {
     unsigned char& byte = frame[frame.size() - 1 - Numbers.Below(8)];
     byte = static_cast<unsigned char>(byte ^ 1u << Numbers.Below(8));

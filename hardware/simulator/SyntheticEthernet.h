@@ -1,4 +1,4 @@
-// An Ethernet link that is made up: vehicle traffic between this interface and a switch.
+// A synthetic Ethernet link: vehicle traffic between this interface and a switch.
 #pragma once
 
 #include <memory>
@@ -9,7 +9,7 @@ namespace qor_sim {
 
 constexpr unsigned int kUsualEthernetLoad = 1;  // percent
 
-/// Item timestamps are the starts of the frames; a frame begins only when the one before and the gap behind it are over,
+/// Item timestamps are the starts of the frames; a frame begins only when the one before and the gap after it are over,
 /// whatever their directions.
 ///
 /// @param load  percent of the link of 100 Mbit/s, 1 to 100

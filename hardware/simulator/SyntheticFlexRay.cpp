@@ -29,7 +29,7 @@ constexpr uint64_t kStatusOffset = kFlexRayIdleTime + 100 * kUs;
 /// What the interface's controller is doing.
 enum Phase { Starting, Active, Passive, Halted };
 
-// A phase other than Active is a row of cycles, in some of which the state changes.
+// A phase other than Active is a sequence of cycles, in some of which the state changes.
 struct StateStep {
   Phase During;
   unsigned int Cycle;  // of the phase

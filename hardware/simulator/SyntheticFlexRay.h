@@ -1,4 +1,4 @@
-// A FlexRay cluster that is made up: start, static and dynamic frames on both channels, errors, symbols, changes of state.
+// A synthetic FlexRay cluster: start, static and dynamic frames on both channels, errors, symbols, changes of state.
 #pragma once
 
 #include <memory>

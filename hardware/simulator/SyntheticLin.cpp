@@ -18,7 +18,7 @@ constexpr uint64_t kDiagnosisInterval = 5 * kSecond;
 constexpr uint64_t kSleepInterval = 40 * kSecond;
 constexpr uint64_t kSleepLength = 2 * kSecond;
 constexpr uint64_t kSleepSlot = 10 * kMs;
-constexpr uint64_t kWakeUpTime = 150 * kMs;  // from a wake-up to the first frame behind it
+constexpr uint64_t kWakeUpTime = 150 * kMs;  // from a wake-up to the first frame after it
 constexpr uint32_t kGreatestDrift = 1000;    // eighths of a ns, of the bit time
 
 /// What goes wrong with a frame, in turn.

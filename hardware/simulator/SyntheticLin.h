@@ -1,4 +1,4 @@
-// A LIN bus that is made up: its master's schedule, diagnosis, disturbances, sleep and wake-up, edges at the trigger input.
+// A synthetic LIN bus: its master's schedule, diagnosis, disturbances, sleep and wake-up, edges at the trigger input.
 #pragma once
 
 #include <memory>

@@ -1,4 +1,4 @@
-// What the sources of made-up buses have in common.
+// What the sources of synthetic buses have in common.
 #pragma once
 
 #include <cstdint>

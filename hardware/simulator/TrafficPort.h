@@ -1,4 +1,4 @@
-// A port with traffic on its bus: the items of a source, as the clock brings them.
+// A port with traffic on its bus: the items of a source, as the clock makes them available.
 #pragma once
 
 #include <memory>

@@ -9,14 +9,20 @@
  *   can[?...]             a synthetic CAN and CAN FD bus, deterministic by seed: cyclic and event messages,
  *                         standard and extended identifiers, FD frames with and without bit-rate switch, error
  *                         frames, trigger events, both directions
- *   candump:PATH[?...]    replay of candump text: "(seconds.fraction) interface id#data" a line; ##F data for CAN FD,
- *                         #R for a remote frame, 20000080# for an error frame; docs/simulator.md has the dialect
+ *   lin[?...]             a synthetic LIN bus whose master is this interface
+ *   flexray[?...]         a synthetic FlexRay cluster of 10 Mbit/s, both channels
+ *   ethernet[?...]        a synthetic Ethernet link of 100 Mbit/s between this interface and a switch
+ *   vehicle[?...]         all four of them; not a port by itself: see Qor_Sim_ExpandSource
+ *   candump:PATH[?...]    replay of candump text, one line per frame: "(seconds.fraction) interface id#data";
+ *                         ##F data for CAN FD, #R for a remote frame, 20000080# for an error frame;
+ *                         docs/simulator.md has the dialect
  *   pcap:PATH[?...]       replay of a pcap or pcapng file of Ethernet frames
  *   csv:PATH[?...]        replay of LIN or FlexRay traffic from lines "timestamp_ns,channel,kind,flags,id,cycle,crc,data";
  *                         docs/simulator.md has kinds and flags
  *   script[?...]          a port that does what Qor_Sim_Script_* tells it to; for tests
  *
- *   can:      seed=N (1)  duration=TIME (endless)  load=PERCENT (30; of a 500 kbit/s bus, 1 to 100)
+ *   can, lin, flexray, ethernet, vehicle: seed=N (1)  duration=TIME (endless)
+ *   can, ethernet: load=PERCENT (30 of a 500 kbit/s bus, 1 of the link; 1 to 100)
  *   candump:  interface=NAME (the only one of the file; needed when it has several)  origin=file|absolute (file: time 0
  *             is the earliest frame of the file, whichever its interface; absolute: the times of the file)
  *             direction=rx|tx (rx; lines may carry their own: a closing R or T)
@@ -48,7 +54,7 @@
  *
  * The monitor instance id of a port is the low byte of its handle, unless a script says otherwise.
  *
- * Results are 0 or QOR_SIM_ERROR_*; Qor_Sim_ErrorText tells more. All calls may be made from any thread.
+ * Results are 0 or QOR_SIM_ERROR_*; Qor_Sim_ErrorText has details. All calls may be made from any thread.
  */
 #ifndef QOR_SIM_H
 #define QOR_SIM_H
@@ -91,16 +97,16 @@ const char* Qor_Sim_ErrorText(void);
 unsigned int Qor_Sim_OpenPort(const char* source, unsigned int* portHandle);
 
 /**
- * Closes a port; connections to it fail from then on with QOR_SIM_ERROR_HANDLE. They still are to be closed.
+ * Closes a port; connections to it fail from then on with QOR_SIM_ERROR_HANDLE. They still have to be closed.
  *
  * @return QOR_SIM_ERROR_HANDLE
  */
 unsigned int Qor_Sim_ClosePort(unsigned int portHandle);
 
 /**
- * Splits a source into sources of one bus each, as Qor_Sim_OpenPort wants them: a recording of several interfaces gives
- * one line each, in order of their names, which share the file's time origin; a vehicle gives its four buses with its
- * options; other sources come back as they are.
+ * Splits a source into sources of one bus each, as Qor_Sim_OpenPort wants them: a recording of several interfaces
+ * becomes one source each, in order of their names, which share the file's time origin; a vehicle becomes its four
+ * buses with its options; other sources are returned as they are.
  *
  * @param text    out: the sources, each closed by a newline; zero-terminated
  * @param length  in: capacity of text, bytes; out: bytes needed, zero included (also with QOR_SIM_ERROR_CAPACITY)
@@ -109,7 +115,7 @@ unsigned int Qor_Sim_ExpandSource(const char* source, char* text, unsigned int* 
 
 /** What became of a port's traffic. */
 typedef struct Qor_Sim_Status_t {
-  unsigned long Offered;       /* items that the source brought so far */
+  unsigned long Offered;       /* items that the source has produced so far */
   unsigned long Delivered;     /* items handed out in poll responses */
   unsigned long Lost;          /* items that the full capture buffer dropped */
   unsigned long FirstLostTime; /* ns; timestamp of the first lost item, 0 without one */
@@ -133,8 +139,8 @@ typedef struct Qor_Sim_SkippedLine_t {
 } Qor_Sim_SkippedLine_t;
 
 /**
- * Number of lines that were left out of the file that a port replays, whatever interface they may have been of: all ports
- * of a file tell the same ones. 0 for other ports and unknown ones.
+ * Number of lines that were left out of the file that a port replays, whichever interface they belonged to: all ports
+ * of a file report the same ones. 0 for other ports and unknown ones.
  */
 unsigned long Qor_Sim_SkippedLineCount(unsigned int portHandle);
 /**
@@ -202,7 +208,7 @@ enum {
 unsigned int Qor_Sim_Script_Fail(unsigned int portHandle, unsigned int call, unsigned int code, unsigned int times);
 
 /**
- * What Qor_GetLastErrorByPortHandle answers on the port's connections: its result, and with 0 the code and text.
+ * What Qor_GetLastErrorByPortHandle answers on the port's connections: its result, and if that is 0 the code and text.
  * Without this, as on other ports, it answers with the last command that failed on the connection.
  */
 unsigned int Qor_Sim_Script_LastError(unsigned int portHandle, unsigned int result, unsigned int code,
