@@ -1,4 +1,4 @@
-// What a command says in the end, and its exit code.
+// What a command says at the end, and its exit code.
 #ifndef QOR_TRACE_CONCLUSION_H
 #define QOR_TRACE_CONCLUSION_H
 

@@ -52,7 +52,7 @@ class Ends : public EntrySink {
 };
 
 /// When a recorded file began, ns since 1970: its last record was written when the file was last changed. Nothing for
-/// standard input, without records, and for records that tell wall-clock times themselves.
+/// standard input, without records, and for records that have wall-clock times themselves.
 std::optional<unsigned long> BeginOf(const std::string& input, Signals& signals, bool progressElsewhere) {
   struct stat status {};
   if (input == "-" || stat(input.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
@@ -62,7 +62,7 @@ std::optional<unsigned long> BeginOf(const std::string& input, Signals& signals,
     ReadingProgress progress(reader, signals, progressElsewhere);
     reader.ReadAll(ends, progress.GoOn());
     progress.Clear();
-  } catch (const Failure&) {  // it is told when the file is converted
+  } catch (const Failure&) {  // it is reported when the file is converted
   }
   if (!ends.First || *ends.First >= WallClockFrom) return std::nullopt;
   const auto changed = static_cast<unsigned long>(status.st_mtim.tv_sec) * 1000000000 +
@@ -70,7 +70,7 @@ std::optional<unsigned long> BeginOf(const std::string& input, Signals& signals,
   return changed - std::min(changed, ends.Latest - *ends.First);
 }
 
-/// When the first record's event was, ns since 1970, for outputs that tell it.
+/// When the first record's event was, ns since 1970, for outputs that record it.
 std::optional<unsigned long> FirstTimeOf(const ConvertArguments& arguments, const OutputPlan& plan,
                                          const std::string& input, Signals& signals) {
   if (!Has(plan, Format::Mdf)) {
@@ -125,7 +125,7 @@ std::string ReadInto(OutputSet& outputs, Summary& summary, BinReader& reader, co
     sentence = failure.what();
   }
   progress.Clear();
-  // A pipe has no end that would be missing: what came so far is what there is.
+  // A pipe has no known end that could be missing: what came so far is all there is.
   if (end == BinReader::End::Stopped && arguments.Input != "-")
     sentence = fmt::format("Interrupted: the outputs end after {} of \"{}\"",
                            FormatCount(summary.Entries(), "entry", "entries"), arguments.Input);

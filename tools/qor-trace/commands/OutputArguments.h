@@ -1,4 +1,4 @@
-// The arguments that say what is to be written, and how.
+// The arguments that say what to write, and how.
 #ifndef QOR_TRACE_OUTPUTARGUMENTS_H
 #define QOR_TRACE_OUTPUTARGUMENTS_H
 

@@ -35,7 +35,7 @@ struct RecordingArguments {
   std::vector<Source> Plan(bool strict) const;
 };
 
-/// What is to be known about sources, for the end of help texts.
+/// What a user has to know about sources, for the end of help texts.
 extern const char* const SourceHelp;
 
 }  // namespace client

@@ -9,7 +9,7 @@ namespace client {
 
 namespace {
 
-/// Letters to be inserted, removed or replaced to make one of the other.
+/// Letters to insert, remove or replace to turn one into the other.
 std::size_t Distance(std::string_view one, std::string_view other) {
   std::vector<std::size_t> row(other.size() + 1);
   std::iota(row.begin(), row.end(), std::size_t{0});

@@ -17,7 +17,7 @@ namespace {
 constexpr std::size_t BlockSize = 1u << 20;
 constexpr int LongestWait = 50;  // ms between two looks at whether to go on
 
-// No interface gives longer ones: an item is at most 65535 bytes.
+// No interface delivers longer ones: an item is at most 65535 bytes.
 constexpr unsigned int LongestRecord = 28 + 65535;
 
 }  // namespace

@@ -1,4 +1,4 @@
-// Reads raw record files (.bin): the records of a trace, Length bytes each, one after the other.
+// Reads raw record files (.bin): the records of a trace, Length bytes each, back to back.
 #ifndef QOR_TRACE_BINREADER_H
 #define QOR_TRACE_BINREADER_H
 
@@ -21,7 +21,7 @@ class BinReader {
   /// Asked for each MiB, and several times a second while a pipe has nothing; false ends the reading.
   using GoOn = std::function<bool()>;
 
-  /// Opens a file ("-": standard input). Of a file that is no pipe the first record is looked at.
+  /// Opens a file ("-": standard input). Unless it is a pipe, its first record is checked.
   /// Failure: Failure when it can't be read, or doesn't begin with a record.
   explicit BinReader(const std::string& path);
   ~BinReader();

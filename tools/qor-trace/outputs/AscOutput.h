@@ -22,7 +22,7 @@ namespace client {
 /// Why the library's writer has no line for an entry.
 enum class AscOmission {
   Ethernet,   // no frame
-  Malformed,  // an unknown bus, a LIN entry that readers are to skip
+  Malformed,  // an unknown bus, a LIN entry that readers have to skip
 };
 constexpr std::size_t AscOmissionCount = 2;
 
@@ -43,7 +43,7 @@ class AscFiles : public Qor_Trace_AscTarget {
   void End() override;
   /// The file that is open stays incomplete, as it is.
   void GiveUp() { GivenUp = true; }
-  /// Instead of that, the file that is open goes away: it has a header and nothing else.
+  /// Instead, the open file is removed: it has a header and nothing else.
   void Discard();
   /// From now on, files that exist are kept: see StreamOutput.
   void KeepExisting();
@@ -71,7 +71,7 @@ class AscFiles : public Qor_Trace_AscTarget {
 
 /// Writes NAME.asc, or a series NAME.asc, NAME_1.asc, ... of limited size, with the bytes of the library's own export.
 ///
-/// Relative times are those since the entry of the same message before, computed here: the records don't tell them.
+/// Relative times are those since the entry of the same message before, computed here: the records don't contain them.
 ///
 /// Threads: one. Memory: 256 KiB.
 class AscOutput : public StreamOutput {
@@ -79,13 +79,13 @@ class AscOutput : public StreamOutput {
   /// @param path  of the file; empty: standard output
   /// Failure:     Failure when the file can't be made.
   AscOutput(const std::string& path, const AscOptions& options);
-  /// Brings what was composed to the file, which stays incomplete without Finish.
+  /// Writes what was composed to the file, which stays incomplete without Finish.
   ~AscOutput() override;
   AscOutput(const AscOutput&) = delete;
   AscOutput& operator=(const AscOutput&) = delete;
 
   bool Take(const unsigned char* record, unsigned int length) override;
-  /// Writes what is left, to a file that isn't live once a second at the most. A failure shows at the next entry.
+  /// Writes what is left; to a file that isn't live, at most once a second. A failure shows at the next entry.
   void Pause() override;
   bool Finish() override;
 

@@ -14,7 +14,7 @@ namespace client {
 
 /// Writes a .bin file. It is called NAME.part until it is complete.
 ///
-/// When a write fails the file is cut behind the last whole record that reached the disk and stays as NAME.part, so
+/// When a write fails, the file is cut after the last whole record that reached the disk and stays as NAME.part, so
 /// that what was recorded before remains readable.
 ///
 /// Threads: one. Memory: 1 MiB.
@@ -29,7 +29,7 @@ class BinWriter : public StreamOutput {
 
   /// False after a write failed or the reader of standard output has gone; see Error and ReaderGone.
   bool Take(const unsigned char* record, unsigned int length) override;
-  /// Writes what is left, to a file once a second at the most. A failure shows at the next entry.
+  /// Writes what is left; to a file, at most once a second. A failure shows at the next entry.
   void Pause() override;
 
   /// Writes what is left and gives the file its name. False as for Take.

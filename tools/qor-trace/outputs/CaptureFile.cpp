@@ -77,7 +77,7 @@ namespace {
 constexpr unsigned int InterfaceDescription = 1;
 constexpr unsigned int EnhancedPacket = 6;
 constexpr unsigned int Custom = 0x40000BAD;
-constexpr unsigned int InterfaceExcess = 4;  // bytes that an interface description block declares and doesn't have
+constexpr unsigned int InterfaceExcess = 4;  // bytes that an interface description block declares beyond those it has
 
 /// Both ends of a pipe, open as long as this lives or until they are closed.
 class Pipe {
@@ -142,7 +142,7 @@ bool ExportedCapture::Take(const unsigned char* record, unsigned int length) {
   return true;
 }
 
-/// The library doesn't tell of a failed write. So it writes to a pipe, and the file is written here.
+/// The library doesn't report a failed write. So it writes to a pipe, and the file is written here.
 void ExportedCapture::Export(const LibraryExport& capture) {
   Pipe pipe;
   std::thread copier([&] { Copy(pipe.Reading()); });
@@ -158,7 +158,7 @@ void ExportedCapture::Export(const LibraryExport& capture) {
   Exported = true;
 }
 
-/// Reads to the end in any case, so that nobody waits for a reader.
+/// Reads to the end even after a failed write: otherwise the library would block on a full pipe.
 void ExportedCapture::Copy(int pipe) {
   std::array<unsigned char, 65536> part;
   for (;;) {

@@ -16,7 +16,7 @@
 namespace client {
 
 /// Writes a capture file. It is called NAME.part until it is complete; when a write fails it stays under that name, cut
-/// behind the last whole block, so that what was recorded before remains readable.
+/// after the last whole block, so that what was recorded before remains readable.
 ///
 /// Threads: one. Memory: 256 KiB.
 class CaptureWriter : public StreamOutput {
@@ -30,7 +30,7 @@ class CaptureWriter : public StreamOutput {
 
   /// False after a write failed or the reader of standard output has gone.
   bool Take(const unsigned char* record, unsigned int length) override;
-  /// Writes what is left, to a file once a second at the most. A failure shows at the next entry.
+  /// Writes what is left; to a file, at most once a second. A failure shows at the next entry.
   void Pause() override;
 
   void SetLost(const LostItems& itemsByChannel) override;
@@ -43,7 +43,7 @@ class CaptureWriter : public StreamOutput {
   /// Entries that the file can't hold.
   unsigned long Omitted() const;
   std::string ShortfallText() const override;
-  /// Number by kind, of those that were met.
+  /// Their number by kind; only kinds that occurred.
   void AddJson(nlohmann::json& json) const override;
 
  private:
@@ -79,16 +79,16 @@ class ExportedBlocks {
   void BeginBlock();
 
   std::array<unsigned char, 8> Head{};  // type and length of the block
-  std::size_t HeadSize = 0;             // bytes of it that came
+  std::size_t HeadSize = 0;             // bytes of it so far
   unsigned long Length = 0;             // bytes of the block
-  unsigned long Left = 0;               // bytes of it that are to come
+  unsigned long Left = 0;               // bytes of it still to come
   unsigned int Type = 0;
   unsigned long PacketCount = 0;
   unsigned long Whole = 0;
 };
 
 /// An output with the library's own export, byte for byte: the Ethernet entries that are in memory when the recording has
-/// ended. It takes the entries of the trace, to know how many there should be.
+/// ended. It also takes the entries of the trace, to know how many there should be.
 class ExportedCapture : public StreamOutput {
  public:
   /// @param path  of the file; empty: standard output
@@ -96,7 +96,7 @@ class ExportedCapture : public StreamOutput {
   explicit ExportedCapture(const std::string& path) : File(path) {}
 
   bool Take(const unsigned char* record, unsigned int length) override;
-  /// Writes what the library exports. A failed write is told by Error.
+  /// Writes what the library exports. Error reports a failed write.
   void Export(const LibraryExport& capture) override;
   /// Without a whole export the file keeps its temporary name.
   bool Finish() override { return Exported && File.Complete(); }

@@ -35,7 +35,7 @@ constexpr std::size_t MdfOmissionCount = 6;
 /// @return nothing for an entry that is recorded
 std::optional<MdfOmission> MdfOmissionOf(const unsigned char* record, unsigned int length);
 
-/// A clock of entries that shows more tells wall-clock times, ns since 1970: no interface runs for 20 years.
+/// An entry clock that shows more than this counts ns since 1970: no interface runs for 20 years.
 constexpr unsigned long WallClockFrom = 20ul * 365 * 86400 * 1000000000;
 
 /// The wall-clock time at which the clock of the entries showed 0: what a file's times count from.
@@ -49,8 +49,8 @@ unsigned long ClockZero(unsigned long made, unsigned long now, unsigned long fir
 /// Writes NAME.mf4, or a series NAME.mf4, NAME_1.mf4, ... of limited size. Each file is called NAME.part.mf4 and so on
 /// until it is complete: a readable file that is marked as unfinalized. After a failed write it stays under that name.
 ///
-/// The next file of a series is there from the begin of the one before, empty: the library opens it by its name, at a moment
-/// of its own.
+/// The next file of a series is made, empty, when the one before it is begun: the library opens it by its name, at a
+/// moment of its own choosing.
 ///
 /// Threads: one. Memory: two data blocks of 2 MiB for each bus and kind of event that comes.
 class MdfOutput : public StreamOutput {
@@ -64,7 +64,7 @@ class MdfOutput : public StreamOutput {
   MdfOutput& operator=(const MdfOutput&) = delete;
 
   bool Take(const unsigned char* record, unsigned int length) override;
-  /// Brings the file up to date, every ten seconds at the most. A failure shows at the next entry.
+  /// Brings the file up to date, at most every ten seconds. A failure shows at the next entry.
   void Pause() override;
   bool Finish() override;
   void KeepExisting() override { Previous = Existing::Kept; }

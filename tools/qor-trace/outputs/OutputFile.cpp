@@ -52,7 +52,7 @@ void OutputFile::Fail(int error, unsigned long wholeBytes, unsigned long count, 
 bool OutputFile::Complete() {
   if (!Usable()) return false;
   if (!Part) return true;
-  Worth = true;  // as an empty recording, too
+  Worth = true;  // even as an empty recording
   Sentence = Part->Complete(Previous);
   return Sentence.empty();
 }

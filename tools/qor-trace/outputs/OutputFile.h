@@ -14,8 +14,8 @@
 
 namespace client {
 
-/// A file that is called NAME.part until it is complete, or standard output. Its name is claimed as long as this lives, also
-/// when it is complete: the first file of a series is kept until the last one is.
+/// A file that is called NAME.part until it is complete, or standard output. Its name is claimed as long as this lives,
+/// even once it is complete: the first file of a series stays claimed until the last one is complete.
 ///
 /// Threads: one.
 class OutputFile {
@@ -31,11 +31,11 @@ class OutputFile {
   bool IsStandardOutput() const { return Name.empty(); }
 
   /// Writes bytes, all if it can.
-  /// @return how many were written; fewer than `size` is a failure that errno tells, to be noted with Fail
+  /// @return how many were written; fewer than `size` is a failure to pass to Fail; errno says which
   std::size_t Write(const unsigned char* bytes, std::size_t size);
 
-  /// Notes a failed write. A file is cut behind its first `wholeBytes` bytes, which hold `whole` ("3 entries"). That nobody
-  /// reads standard output any more is no failure: see ReaderGone.
+  /// Notes a failed write. A file is cut after its first `wholeBytes` bytes, which hold `whole` ("3 entries"). It isn't
+  /// a failure that the reader of standard output has gone: see ReaderGone.
   void Fail(int error, unsigned long wholeBytes, unsigned long count, const std::string& whole);
 
   /// Gives a file its name. False if that fails, or something did before.
@@ -43,7 +43,7 @@ class OutputFile {
   /// A file that exists is kept; this one then stays as NAME.part, and Complete fails.
   void KeepExisting() { Previous = Existing::Kept; }
 
-  /// Takes the part file away in the end: what was written is no more than a header.
+  /// Removes the part file at the end: it holds nothing but a header.
   void Discard() { Worth = false; }
 
   bool Usable() const { return !Gone && Sentence.empty(); }
@@ -69,7 +69,7 @@ using LibraryExport = std::function<void(const std::string& path)>;
 /// Number of items by channel.
 using LostItems = std::map<unsigned int, unsigned long>;
 
-/// An output: takes entries as they come, or is written by the library in the end.
+/// An output: takes entries as they come, or is written by the library at the end.
 class StreamOutput : public EntrySink {
  public:
   /// Items that each channel lost before they came into the trace; before Finish.
@@ -77,14 +77,14 @@ class StreamOutput : public EntrySink {
   /// Has the library write what only it can write; before Finish.
   /// Failure: Failure when that fails.
   virtual void Export(const LibraryExport& /*capture*/) {}
-  /// From now on, a file that exists under the output's name is kept, since the entries don't come to their end; before
-  /// Finish, which then fails.
+  /// From now on, a file that exists under the output's name is kept, since the entries are not complete. To be called
+  /// before Finish, which then fails.
   virtual void KeepExisting() {}
   /// Writes what is left and gives the file its name. False if that or an earlier write failed.
   virtual bool Finish() = 0;
   /// The sentence that says what failed; empty if nothing did.
   virtual const std::string& Error() const = 0;
-  /// What the output can't hold, to go on behind "NOT IN IT"; empty if it holds all that was asked for.
+  /// What the output can't hold, to follow "NOT IN IT"; empty if it holds all that was asked for.
   virtual std::string ShortfallText() const { return ""; }
   /// What else a person should know, as a sentence; after Finish. Empty: nothing.
   virtual std::string RemarkText() const { return ""; }

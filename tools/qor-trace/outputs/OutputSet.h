@@ -12,7 +12,7 @@
 
 namespace client {
 
-/// Hands each entry to all outputs. One that fails ends alone, the others go on.
+/// Hands each entry to all outputs. One that fails ends alone; the others go on.
 class OutputSet : public EntrySink {
  public:
   /// Makes the files.
@@ -38,7 +38,7 @@ class OutputSet : public EntrySink {
   std::string ShortfallText() const;
   /// Lines with what else a person should know about outputs; mostly empty.
   std::string RemarkText() const;
-  /// An object an output, in their order.
+  /// One object per output, in their order.
   nlohmann::json Json() const;
   /// "; written: a.asc, standard output": the complete ones. Empty without any.
   std::string WrittenText() const;

@@ -55,7 +55,7 @@ Output PlanOutput(const std::string& name, const std::filesystem::path& folder, 
   if (name == "-") return {standard, ""};
   std::filesystem::path path = (folder / name).lexically_normal();
   const Format format = FormatOf(name);
-  if (format == Format::Mdf) path.replace_extension(Word(format));  // the only one that the library gives its files
+  if (format == Format::Mdf) path.replace_extension(Word(format));  // the only extension that the library uses
   return {format, path.string()};
 }
 

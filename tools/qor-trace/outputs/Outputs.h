@@ -19,7 +19,7 @@ struct Output {
   std::string Path;  // absolute; empty for standard output
 };
 
-/// How ASC outputs are to look.
+/// What ASC outputs look like.
 struct AscOptions {
   bool Live = false;                                  // up to date all the time, and never larger than 4 GiB
   bool Decimal = false;                               // decimal numbers
@@ -29,7 +29,7 @@ struct AscOptions {
   bool Any() const { return Live || Decimal || Relative || Split; }
 };
 
-/// How capture outputs (.pcapng) are to be.
+/// What capture outputs (.pcapng) are like.
 struct CaptureOptions {
   bool EthernetOnly = false;  // other buses are left out
   bool AsExported = false;    // the library's own export instead of the client's writer
@@ -37,19 +37,19 @@ struct CaptureOptions {
   bool Any() const { return EthernetOnly || AsExported; }
 };
 
-/// How measurement files (.mf4) are to be.
+/// What measurement files (.mf4) are like.
 struct MdfOptions {
   std::optional<unsigned long> Split = std::nullopt;      // size limit of one file, bytes
   std::optional<unsigned long> FirstTime = std::nullopt;  // of the first entry, ns since 1970; else when it comes
 };
 
-/// What a command is to write.
+/// What a command has to write.
 struct OutputPlan {
   std::vector<Output> Outputs;
   AscOptions Asc;
   CaptureOptions Capture;
   MdfOptions Mdf;
-  unsigned long MinFree = 0;  // bytes that are to stay free on the disks of the outputs
+  unsigned long MinFree = 0;  // bytes that must stay free on the disks of the outputs
 };
 
 /// Finds out what was asked for before anything is done.
@@ -57,12 +57,13 @@ struct OutputPlan {
 /// @param names     as typed: by extension .bin, .asc, .pcapng or .mf4, or "-" for standard output
 /// @param folder    that relative names are meant in
 /// @param standard  the format of standard output as typed, "bin" or "pcapng"; empty: bin
-/// Failure: UsageError for an unknown extension, two outputs of the same name, options that don't go together.
+/// Failure: UsageError for an unknown extension, two outputs of the same name, options that exclude each other.
 std::vector<Output> PlanOutputs(const std::vector<std::string>& names, const AscOptions& asc,
                                 const std::filesystem::path& folder, const CaptureOptions& capture = {},
                                 const std::string& standard = "", const MdfOptions& mdf = {});
 
-/// Throws a Failure if an output can't be written: its folder is missing, it is a folder itself, or permission lacks.
+/// Throws a Failure if an output can't be written: its folder is missing, it is a folder itself, or permission is
+/// missing.
 void CheckWritable(const Output& output);
 
 /// The folder of the first output that is a file, or else the fallback.

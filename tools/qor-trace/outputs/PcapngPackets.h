@@ -43,15 +43,15 @@ const char* Name(Omission omission);
 struct Packet {
   std::array<unsigned char, 16> Head;  // HeadSize bytes count
   std::size_t HeadSize = 0;
-  const unsigned char* Data = nullptr;  // into the entry, or zeros that live for ever; DataSize bytes
+  const unsigned char* Data = nullptr;  // into the entry, or zeros that live forever; DataSize bytes
   std::size_t DataSize = 0;
   std::size_t OriginalSize = 0;  // bytes on the bus, head included: more than there are when the record was cut short
   bool Outbound = false;
   bool CrcError = false;
-  bool AlsoOnChannelB = false;  // FlexRay: the same frame was on channel B too
+  bool AlsoOnChannelB = false;  // FlexRay: the same frame was on channel B as well
 };
 
-/// Makes the packet of an entry; reads nothing behind entry.Length, which is at least 28.
+/// Makes the packet of an entry; reads nothing past entry.Length, which is at least 28.
 /// @return why there is none
 std::optional<Omission> MakePacket(const Qor_Trace_Entry_t& entry, Packet& packet);
 

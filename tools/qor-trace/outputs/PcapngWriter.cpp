@@ -42,7 +42,7 @@ constexpr unsigned int CrcError = 1u << 24;
 
 constexpr std::size_t Padded(std::size_t size) { return (size + 3) & ~std::size_t{3}; }
 
-constexpr std::size_t BlockFrame = 12;  // type and length in front, length behind
+constexpr std::size_t BlockFrame = 12;  // type and length in front, length at the end
 constexpr std::size_t OptionHead = 4;
 constexpr std::size_t PacketBlock = BlockFrame + 20 + (OptionHead + 4) + OptionHead;  // without the packet
 
@@ -51,7 +51,7 @@ class BlockComposer {
  public:
   BlockComposer(unsigned char* begin, unsigned int type) : Begin(begin), End(begin) {
     Number(type);
-    Number(0u);  // the length, known in the end
+    Number(0u);  // the length, known once the block is complete
   }
 
   template <class Value>
@@ -72,7 +72,7 @@ class BlockComposer {
     return *this;
   }
 
-  /// Zeros up to a multiple of 4 from the block's begin.
+  /// Zeros up to a multiple of 4 from the start of the block.
   BlockComposer& Pad() {
     while ((End - Begin) % 4 != 0) *End++ = 0;
     return *this;

@@ -18,7 +18,7 @@ namespace client {
 class ByteSink {
  public:
   virtual ~ByteSink() = default;
-  /// @return how many of the bytes were taken; fewer than `size` is a failure that errno tells
+  /// @return how many of the bytes were taken; fewer than `size` is a failure; errno says which
   virtual std::size_t Write(const unsigned char* bytes, std::size_t size) = 0;
 };
 
@@ -41,9 +41,9 @@ struct PcapngOptions {
 /// first entry on ("CAN-1", "LIN-2", "FR-3", "ETH-4", times in ns), a packet for each frame, and in the end each
 /// interface's counts.
 ///
-/// CAN error frames and LIN wake-ups are packets too. A FlexRay frame of both channels becomes two packets. A frame that
-/// announces more bytes than its record holds is a packet that was captured in part. Entries that are no packet of their
-/// bus's link type are counted by kind.
+/// CAN error frames and LIN wake-ups are packets as well. A FlexRay frame of both channels becomes two packets. A frame
+/// that announces more bytes than its record holds is a packet that was captured only in part. Entries that are no
+/// packet of their bus's link type are counted by kind.
 ///
 /// Whole blocks are composed in a buffer and handed on in large pieces. After a failed write nothing more is written.
 ///
@@ -56,7 +56,7 @@ class PcapngWriter {
   PcapngWriter(const PcapngWriter&) = delete;
   PcapngWriter& operator=(const PcapngWriter&) = delete;
 
-  /// Takes one entry of at least 28 bytes and reads nothing behind its Length. False, with errno, after a failed write.
+  /// Takes one entry of at least 28 bytes and reads nothing past its Length. False, with errno, after a failed write.
   bool Take(const Qor_Trace_Entry_t& entry);
 
   /// Writes what is composed, so that a reader of a pipe sees it. False, with errno, as for Take.

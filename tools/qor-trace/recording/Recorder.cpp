@@ -65,7 +65,7 @@ Recorder::Recorder(const RecordingOptions& options, const std::vector<Source>& s
   }
 }
 
-/// All ports of a file tell the same lines.
+/// All ports of a file report the same lines.
 void Recorder::NoteUnread(const Source& source, const Port& port) {
   const auto known = [&](const UnreadLines& lines) { return lines.File == source.File; };
   if (std::any_of(UnreadOfFiles.begin(), UnreadOfFiles.end(), known)) return;
@@ -139,7 +139,7 @@ bool Recorder::TraceIsTooLarge() const {
   return Drained->Delivered() >= Options.MemoryLimit && RoomToGrow(Swap.Path()) < RoomForSwapping();
 }
 
-/// The library can't tell swapped entries from others once the limit has been changed; so this is for an empty trace.
+/// Once the limit has changed, TraceDrain can't tell swapped entries from others. So the trace must be empty here.
 void Recorder::ChooseMemoryLimit() {
   const unsigned long room = RoomToGrow(Swap.Path());
   const bool wasInMemory = std::exchange(InMemoryOnly, room < RoomForSwapping());
@@ -151,8 +151,9 @@ void Recorder::ChooseMemoryLimit() {
                   Options.SwapParent, FormatSize(room), Entries + 1, FormatSeconds(LatestTime)));
 }
 
-/// Everything in the trace has been handed on, or is now: it only takes room. The monitor has to be stopped, or what comes
-/// before it is emptied would be lost for certain; most interfaces keep what comes meanwhile.
+/// Hands on what is left of the trace and empties it: from then on it would only take room. The monitor has to be
+/// stopped, or entries that arrive before it is emptied would be lost; most interfaces keep in the meantime what they
+/// receive.
 void Recorder::EmptyTrace(EntrySink& sink) {
   const auto began = std::chrono::steady_clock::now();
   StopMonitor();
@@ -214,7 +215,7 @@ void Recorder::DrainRest(EntrySink& sink) {
 }
 
 void Recorder::StopMonitor() {
-  // At the greatest speed most of a recording waits in the monitor until now.
+  // At speed=max most of a recording waits in the monitor until now.
   const WaitingLine line("stopping", Options.Progress);
   try {
     TraceMonitor.Stop();
@@ -235,8 +236,8 @@ bool Recorder::AllFinished() const {
 
 unsigned long Recorder::TraceTime() const { return FirstTime ? LatestTime - *FirstTime : 0; }
 
-/// Trace time is that of the entries. Where sources go at a known speed it passes on a silent bus, too: then nothing
-/// can be on its way any more.
+/// Trace time is that of the entries. Where sources go at a known speed it passes on a silent bus as well, as soon
+/// as nothing can be on its way any more.
 bool Recorder::DurationIsOver() const {
   if (!Options.Duration) return false;
   if (TraceTime() >= *Options.Duration) return true;

@@ -22,10 +22,10 @@ struct RecordingOptions {
   std::string SwapParent;                  // folder for the swap folder
   std::vector<std::string> OutputFolders;  // whose disks are watched
   unsigned long MinFree = 0;               // bytes: the recording ends before one of them has less
-  bool Progress = false;                   // is told also without a terminal
+  bool Progress = false;                   // also shown without a terminal
 };
 
-/// Told of what goes wrong while a recording goes on, or why it ends; one sentence each.
+/// Called with what goes wrong during a recording, or why it ends; one sentence each.
 using Complaint = std::function<void(const std::string& sentence)>;
 
 /// Why a recording came to its end.
@@ -54,11 +54,11 @@ class Recorder {
   /// over, a stop is requested, the sink declines an entry, or a disk of the outputs is nearly full. The monitor is stopped
   /// afterwards. Once.
   ///
-  /// When the swap folder takes no more, the trace, which was handed on by then, is emptied. If there is still no room,
-  /// entries stay in memory from then on.
+  /// When the swap folder is full, what is left of the trace is handed on and the trace is emptied. If there is still
+  /// no room, entries stay in memory from then on.
   ///
-  /// After RecordingFailed (the swap file could not be written all the same), entries that were not drained until then are
-  /// left out: what the monitor holds may then repeat some.
+  /// After RecordingFailed (the swap file could not be written after all), entries that were not drained by then are
+  /// left out: what the monitor still holds may repeat some.
   ///
   /// Failure: Failure when the monitor can't be started or read.
   End Run(EntrySink& sink, const Complaint& complain);

@@ -78,7 +78,7 @@ void Take(void*, const Qor_Sim_Report_t* report) {
   FileFailed = true;
 }
 
-/// What the exception in flight says.
+/// The text of the exception in flight.
 std::string CurrentError() {
   try {
     if (std::current_exception()) std::rethrow_exception(std::current_exception());

@@ -52,7 +52,7 @@ class Monitor {
   /// Drops all entries, and with them the contents of the swap file.
   void Empty();
 
-  /// Writes the library's own PCAPNG export; it doesn't tell of failed writes.
+  /// Writes the library's own PCAPNG export; it doesn't report failed writes.
   void ExportToPcap(const std::string& path);
 
   /// Hands the newest entry of each message to `sink`, with its cycle time.

@@ -32,7 +32,7 @@ const char* KindOfFile(const std::string& path) {
   return nullptr;
 }
 
-/// Made-up buses, which take a duration.
+/// Synthetic buses, which take a duration.
 bool IsSynthetic(const std::string& kind) {
   constexpr const char* kinds[] = {"can", "lin", "flexray", "ethernet", "vehicle"};
   return std::find(std::begin(kinds), std::end(kinds), kind) != std::end(kinds);
@@ -95,7 +95,7 @@ Failure Refusal(const Source& source, unsigned int status) {
   return UsageError(sentence);
 }
 
-/// One source a line.
+/// One source per line.
 std::string Expand(const Source& source) {
   std::string text(4096, '\0');
   auto length = static_cast<unsigned int>(text.size());
@@ -109,7 +109,7 @@ std::string Expand(const Source& source) {
   return text;
 }
 
-/// What tells one of several buses from the source that they came from: " (can1)", " (lin)"; empty for a single one.
+/// What distinguishes one of several buses of the same source: " (can1)", " (lin)"; empty for a single one.
 std::string Difference(const Parts& whole, const Parts& one) {
   if (one.Kind != whole.Kind) return fmt::format(" ({})", one.Kind);
   for (const char* option : {"interface", "channel", "bus"}) {
@@ -141,7 +141,7 @@ std::vector<Source> PlanSources(const std::vector<std::string>& typed, const Sou
   std::vector<Source> sources;
   for (const std::string& text : typed) {
     const Source whole = PlanSource(text, defaults, folder);
-    // The simulator names unreadable files too, but as it would a wrong source text.
+    // The simulator would name an unreadable file as well, but report it like a wrong source text.
     if (const auto path = FileOf(whole.Text)) CheckInputFile(*path);
     const std::string lines = Expand(whole);
     for (std::size_t begin = 0; begin < lines.size();) {

@@ -20,7 +20,7 @@ struct Source {
 /// Options that go into every source that does not set them itself; empty: not given.
 struct SourceDefaults {
   std::string Speed;
-  std::string Duration = {};  // made-up buses only
+  std::string Duration = {};  // synthetic buses only
   std::string BadLines = {};  // text recordings only: refuse or skip
 };
 

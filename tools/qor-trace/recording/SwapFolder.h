@@ -10,7 +10,7 @@
 
 namespace client {
 
-/// A folder of its own for the swap file, which the monitor puts into the working directory: made, entered, and in the
+/// A folder of its own for the swap file, which the monitor puts into the working directory: made, entered, and at the
 /// end left and removed with everything in it. Nobody else can read it. It is locked, so that a later start knows whether
 /// its process is gone.
 class SwapFolder {

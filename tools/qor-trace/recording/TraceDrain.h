@@ -11,19 +11,19 @@
 // It needs the C interface alone; copy it into your own client if you like.
 //
 // Why there is more to it than counting indices up: N, the memory limit, is the number of entries at which the
-// monitor moves its store to the swap file. Let S be the number of entries in the swap file (no call tells it) and
+// monitor moves its store to the swap file. Let S be the number of entries in the swap file (no call reports it) and
 // M the number in memory, both as a caller finds them when no batch is just being stored. Then M < N, and S is
-// either 0 or at least N. Qor_Trace_GetItems gives the entries from `start` on as long as start <= S. Beyond
+// either 0 or at least N. Qor_Trace_GetItems returns the entries from `start` on while start <= S. Beyond
 // that it looks up number `start` of the store, although the store begins with entry S of the trace. While nothing
 // is swapped that is the same thing. Once S >= N, a start beyond S is also beyond the M < N entries of the store,
-// so the call gives nothing: never a wrong entry, but not the wanted one either. Hence two steps:
+// so the call returns nothing: never a wrong entry, but not the wanted one either. Hence two steps:
 //
 //   1. Ask for entry `next`. What comes is right.
-//   2. Nothing came although the trace is longer: `next` lies in memory behind swapped entries. The greatest start
-//      that gives an entry is S. Find it by halving, read from there, leave out the first next - S entries.
+//   2. Nothing came although the trace is longer: `next` is in memory, after the swapped entries. The greatest start
+//      that returns an entry is S. Find it by bisection, read from there, leave out the first next - S entries.
 //
 // S only grows, and when it does it takes all of the store along, `next` included. So once S was found it holds
-// until step 1 gives entries again, and a number that was S once may be used as a start for ever.
+// until step 1 returns entries again, and a number that was S once may be used as a start forever.
 #ifndef QOR_TRACE_TRACEDRAIN_H
 #define QOR_TRACE_TRACEDRAIN_H
 
@@ -38,7 +38,7 @@
 ///
 /// Threads: one thread at a time; the monitor may run.
 /// Memory:  one buffer of `capacity` bytes. It grows when a single record is larger, and to what the store holds (fewer
-///          than N records) when entries are read from behind swapped ones: a limit of some ten thousands keeps it small.
+///          than N records) when entries after the swapped ones are read: a limit of some ten thousands keeps it small.
 class TraceDrain {
  public:
   explicit TraceDrain(unsigned int monitor, unsigned int capacity = 4u << 20)
@@ -49,8 +49,8 @@ class TraceDrain {
   /// @param take  bool(const unsigned char* record, unsigned int length): called for each entry; `record` is a
   ///              Qor_Trace_Entry_t of `length` bytes, at least its 28-byte header, 8-byte aligned and valid during the
   ///              call. False declines the entry: the pull ends, and the next one begins with it.
-  /// @return      0 or a status of the interface; FILE_ERROR also for a record that contradicts itself, as a damaged
-  ///              swap file gives. Delivered() tells whether anything came.
+  /// @return      QOR_TRACE_STATUS_OK or a status of the interface; QOR_TRACE_STATUS_FILE_ERROR also for a record that
+  ///              contradicts itself, as in a damaged swap file. Delivered() shows whether anything came.
   /// Failure:     std::bad_alloc when the buffer can't grow; what `take` throws. Nothing is skipped or repeated afterwards.
   template <class Take>
   unsigned int Pull(Take&& take) {
@@ -103,7 +103,8 @@ class TraceDrain {
     return true;
   }
 
-  // One call of the interface into the buffer. `Count` and `Size` tell what came, also when it ended in BUFFER_TOO_SMALL.
+  // One call of the interface into the buffer. `Count` and `Size` say what came, also after
+  // QOR_TRACE_STATUS_BUFFER_TOO_SMALL.
   unsigned int Get(unsigned int start, unsigned int wanted) {
     Count = wanted;
     Size = Capacity();
@@ -141,7 +142,7 @@ class TraceDrain {
     return HandOver(known, status, take);
   }
 
-  // The greatest start that gives an entry. Entries that get swapped meanwhile only make the result too small,
+  // The greatest start that returns an entry. Entries that get swapped meanwhile only make the result too small,
   // which is as good a place to start from.
   void FindSwapped(unsigned int limit) {
     unsigned int low = std::max(Swapped, limit), high = Next;
@@ -161,7 +162,7 @@ class TraceDrain {
     return Count == 1 || status == QOR_TRACE_STATUS_BUFFER_TOO_SMALL;
   }
 
-  // Hands over what is in the buffer behind its first `known` records.
+  // Hands over what is in the buffer after its first `known` records.
   template <class Take>
   unsigned int HandOver(unsigned int known, unsigned int status, Take& take) {
     Declined = false;

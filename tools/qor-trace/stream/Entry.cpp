@@ -28,7 +28,7 @@ Value FieldOr0(const unsigned char* record, unsigned int length, std::size_t off
   return length < offset + sizeof(Value) ? Value{0} : At<Value>(record, offset);
 }
 
-/// How many of `announced` bytes at `offset` are there.
+/// How many of the `announced` bytes at `offset` are present.
 unsigned int BytesThere(unsigned int announced, unsigned int length, unsigned int offset) {
   return std::min(announced, length - std::min(length, offset));
 }

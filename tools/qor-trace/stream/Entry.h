@@ -80,7 +80,7 @@ EntryHeader ReadHeader(const unsigned char* record);
 /// @param length  bytes at `record`, at least 28
 /// @return nothing for another bus, or a record too short for its fixed fields
 std::optional<CanEntry> ReadCan(const unsigned char* record, unsigned int length);
-/// @return likewise; nothing for an entry that readers are to skip, too
+/// @return likewise; also nothing for an entry that readers have to skip
 std::optional<LinEntry> ReadLin(const unsigned char* record, unsigned int length);
 
 /// @param length  bytes at `record`, at least 28
@@ -88,14 +88,14 @@ std::optional<LinEntry> ReadLin(const unsigned char* record, unsigned int length
 std::optional<FlexRayEntry> ReadFlexRay(const unsigned char* record, unsigned int length);
 std::optional<EthernetEntry> ReadEthernet(const unsigned char* record, unsigned int length);
 
-/// Takes entries one after the other.
+/// Takes entries one by one.
 class EntrySink {
  public:
   virtual ~EntrySink() = default;
   /// @param record  `length` bytes, at least 28; valid during the call
-  /// @return        false: no more, please
+  /// @return        false: stop
   virtual bool Take(const unsigned char* record, unsigned int length) = 0;
-  /// There is nothing more right now.
+  /// No further entry is available right now.
   virtual void Pause() {}
 };
 

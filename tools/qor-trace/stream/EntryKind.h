@@ -53,7 +53,7 @@ bool IsFrame(Kind kind);
 /// Whether the entry was sent by the interface itself.
 bool IsTransmitted(const unsigned char* record, unsigned int length);
 
-/// Whether the entry is the last one before data were lost, by a mark of the interface.
+/// Whether the entry is the last one before data were lost, according to the interface's mark.
 bool HasOverrunMark(const unsigned char* record, unsigned int length);
 
 /// "CAN", "LIN", "FlexRay", "Ethernet"; "?" for an unknown bus.

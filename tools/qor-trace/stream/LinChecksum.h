@@ -15,7 +15,7 @@ enum class LinChecksumModel {
 /// The identifier, of which bits 0 to 5 count, with its parity bits.
 unsigned char LinProtectedIdentifier(unsigned int identifier);
 
-/// A record doesn't tell which checksum its bus uses: it is the one that fits, if one does.
+/// A record doesn't say which checksum its bus uses: it is the one that fits, if one does.
 /// @param protectedIdentifier  as on the bus
 /// @param size                 bytes of data, the checksum not among them
 LinChecksumModel LinChecksumModelOf(unsigned char checksum, unsigned char protectedIdentifier,

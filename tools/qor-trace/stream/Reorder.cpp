@@ -30,14 +30,14 @@ bool Reorder::PassLate(const EntryHeader& header, const unsigned char* record, u
   return !Declined;
 }
 
-/// Sees to it that the last block takes a record of this length.
+/// Makes sure that the last block has room for a record of this length.
 void Reorder::MakeRoomFor(unsigned int length) {
   if (!Blocks.empty() && Blocks.back().Bytes.size() + length <= BlockSize) return;
   Blocks.emplace_back();
   Blocks.back().Bytes.reserve(std::max<std::size_t>(BlockSize, length));
 }
 
-/// Gives up the bytes of a record. The last block is kept for further ones.
+/// Frees the bytes of a record. The last block is kept for further ones.
 void Reorder::Free(const Held& held) {
   HeldBytes -= held.Length;
   if (--held.Place->Waiting > 0) return;

@@ -58,7 +58,7 @@ class Reorder : public EntrySink {
   const std::map<unsigned int, LateEntries>& Late() const { return LateByChannel; }
 
  private:
-  /// Records one after the other; freed when all of them have been handed over.
+  /// Records back to back; freed when all of them have been handed over.
   struct Block {
     std::vector<unsigned char> Bytes;
     unsigned int Waiting = 0;  // records

@@ -6,7 +6,7 @@
 
 namespace client {
 
-/// Bytes that the file system of a folder has left for this user; the greatest number where that can't be told.
+/// Bytes that the file system of a folder has left for this user; the greatest number where that isn't known.
 unsigned long FreeSpace(const std::string& folder);
 
 /// Bytes by which the largest file of a folder can still grow: what its file system has left, but not beyond the limit on the

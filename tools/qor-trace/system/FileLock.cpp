@@ -34,7 +34,8 @@ LockState TryLock(int file) {
 
 void LockWithName(int file) {
   if (Flock(file, LOCK_EX) != 0) return;
-  // This one goes as soon as the process closes any descriptor of the file, but unlike the other it tells who has it.
+  // This one is released as soon as the process closes any descriptor of the file; but unlike the other, it names its
+  // owner.
   struct flock name = WholeFile();
   fcntl(file, F_SETLK, &name);
 }

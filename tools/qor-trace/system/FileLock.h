@@ -16,14 +16,14 @@ enum class LockState {
 /// Tries to lock an open file or folder; a file must be open for writing.
 LockState TryLock(int file);
 
-/// Locks an open file that others only look at for a moment, waiting for them. A file system without locks is no
-/// failure: the file then looks left behind to others, as it does when its process is gone.
+/// Locks an open file, waiting for others, who only look at it for a moment. A file system without locks is no failure:
+/// to others the file then looks abandoned, as it does when its process is gone.
 void LockWithName(int file);
 
 /// Is an open file locked by anyone else? Takes nothing.
 bool IsLocked(int file);
 
-/// Who holds the lock that LockWithName took: "process 1234", or "another process" where the system doesn't tell.
+/// Who holds the lock that LockWithName took: "process 1234", or "another process" where the system doesn't say.
 std::string HolderOf(int file);
 
 }  // namespace client

@@ -6,8 +6,8 @@
 
 namespace client {
 
-/// Refuses a name behind which there is nothing to read, before anything is made: a missing file, a folder, an empty file, one
-/// that may not be read. Pipes and devices are not opened.
+/// Refuses an input with nothing to read, before anything is made: a missing file, a folder, an empty file, one that
+/// may not be read. Pipes and devices are not opened.
 ///
 /// Failure: Failure that names it.
 void CheckInputFile(const std::string& path);

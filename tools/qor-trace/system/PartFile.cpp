@@ -56,7 +56,7 @@ int RenameWithoutReplacing(const std::string& from, const std::string& to) {
   return unlink(from.c_str());
 }
 
-/// A disk may say only now that it could not keep what it took.
+/// A disk may report only now that it could not keep what it accepted.
 int Synchronize(int file) {
   if (fsync(file) == 0 || errno == EINVAL || errno == EROFS) return 0;
   return errno;
@@ -90,7 +90,7 @@ std::string PartFile::Complete(Existing existing) {
   const int renamed = existing == Existing::Kept ? RenameWithoutReplacing(TemporaryName, CompleteName)
                                                  : std::rename(TemporaryName.c_str(), CompleteName.c_str());
   if (renamed != 0) return WhyNot("name", errno);
-  LockWithName(Part.Get());  // whoever wrote the file through another descriptor and closed that has taken the name off
+  LockWithName(Part.Get());  // a writer that closed its own descriptor of the file has released the lock with the name
   return "";
 }
 

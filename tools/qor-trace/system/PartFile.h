@@ -15,7 +15,7 @@ enum class Existing { Replaced, Kept };
 /// part file until it is complete.
 ///
 /// A claim is the part file itself, made anew, without following links; its lock tells a living claim from one that was
-/// left behind by a crash. The lock stays with the file when it gets its name.
+/// left over from a crash. The lock stays with the file when it gets its name.
 ///
 /// Threads: one.
 class PartFile {

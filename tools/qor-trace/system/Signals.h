@@ -12,8 +12,9 @@
 namespace client {
 
 /// Takes SIGINT, SIGTERM and SIGHUP on a thread of its own; SIGHUP only where it isn't ignored from the start (nohup). Signals
-/// within a second of the first one are the same request: a closed terminal and timeout(1) send several. SIGPIPE and SIGXFSZ are ignored, so that a reader that has gone
-/// and a full disk show as results of write. To be made before any other thread starts; one in a process.
+/// within a second of the first one are the same request: a closed terminal and timeout(1) send several. SIGPIPE and
+/// SIGXFSZ are ignored, so that write reports a reader that has gone and a full disk. Must be made before any other
+/// thread starts; one per process.
 class Signals {
  public:
   Signals();

@@ -24,7 +24,7 @@ int WriteText(int file, std::string_view text) {
   return WriteAll(file, text.data(), text.size()) < text.size() ? errno : 0;
 }
 
-constexpr std::size_t NarrowestTerminal = 20;  // what says less tells nothing
+constexpr std::size_t NarrowestTerminal = 20;  // a smaller width is not believed
 
 std::optional<std::size_t> ColumnsOf(int file) {
   winsize size{};
@@ -76,7 +76,7 @@ LiveLine::LiveLine(bool elsewhere)
             : elsewhere               ? Kind::Appended
                                       : Kind::None),
       Next(std::chrono::steady_clock::now()) {
-  // What is over in no time needs no progress.
+  // What is over at once needs no progress.
   if (Shown == Kind::Appended)
     Next += AppendingInterval;
   else

@@ -17,7 +17,7 @@ namespace client {
 bool StandardOutputIsTerminal();
 bool StandardErrorIsTerminal();
 
-/// Characters that fit a line there; nothing unless it is a terminal that tells.
+/// Characters that fit a line there; nothing unless it is a terminal that reports its width.
 std::optional<std::size_t> ColumnsOfStandardOutput();
 std::optional<std::size_t> ColumnsOfStandardError();
 
@@ -32,14 +32,14 @@ bool Print(std::string_view text);
 void PrintJson(const nlohmann::json& json);
 
 /// Writes a line, or several, to standard error: control characters in them shown, and broken between words where a terminal
-/// is too narrow. What can't be written there is let go.
+/// is too narrow. What can't be written there is dropped.
 void Say(std::string_view line);
 
 /// Says a sentence as an error of this program; its closing full stop may be left out.
 void SayError(std::string_view sentence);
 
-/// How far a command has come: on a terminal a line that is overwritten five times a second, cut to its width; elsewhere
-/// nothing, or a line every three seconds for those who asked for it. Nothing is said before the first interval is over.
+/// Shows how far a command has come: on a terminal, a line that is overwritten five times a second, cut to its width;
+/// elsewhere nothing, or one line every three seconds if asked for. Nothing is shown before the first interval is over.
 class LiveLine {
  public:
   /// @param elsewhere  also without a terminal
@@ -61,8 +61,8 @@ class LiveLine {
   std::chrono::steady_clock::time_point Next;
 };
 
-/// Shows a phase that nothing can look into, with the seconds that it has taken: "stopping, 3 s". From a thread of its own;
-/// the line is gone when this is.
+/// Shows a phase whose progress isn't known, with the seconds that it has taken: "stopping, 3 s". Runs a thread of its
+/// own; the line disappears with this object.
 class WaitingLine {
  public:
   /// @param elsewhere  as for LiveLine

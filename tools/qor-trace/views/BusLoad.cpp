@@ -94,7 +94,7 @@ std::optional<double> BusLoad::Percent(std::size_t lane, unsigned long span) con
   const Busy& busy = Lanes[lane];
   if (span == 0) return std::nullopt;
   if (busy.Frames == 0) return 0;
-  // The last frame goes on behind the end of the span.
+  // The last frame goes on past the end of the span.
   const double observed = static_cast<double>(span) + busy.Time / static_cast<double>(busy.Frames);
   return 100 * busy.Time / observed;
 }

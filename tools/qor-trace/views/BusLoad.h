@@ -15,7 +15,7 @@ namespace client {
 constexpr unsigned long LinBitRate = 19200;
 constexpr unsigned long FlexRayBitRate = 10000000;
 
-/// Bit rates that records don't tell, bit/s. LIN records tell theirs; FlexRay has one.
+/// Bit rates that records don't contain, bit/s. LIN records contain theirs; FlexRay has only one.
 struct BitRates {
   unsigned long CanNominal = 500000;
   unsigned long CanData = 2000000;  // of FD frames with bit-rate switch

@@ -44,7 +44,7 @@ class StuffedBits {
   unsigned int Crc15 = 0;
 };
 
-/// Start of frame, identifier, and the bits around it up to the last one that classic and FD frames have in common.
+/// Start of frame, identifier, and the bits around it, up to the last one that classic and FD frames share.
 /// @param substitute  remote request, or its reserved place in an FD frame
 void PutIdentifier(StuffedBits& bits, const CanEntry& can, unsigned int substitute) {
   const unsigned int identifier = can.PlainIdentifier();

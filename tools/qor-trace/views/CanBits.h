@@ -12,8 +12,9 @@ struct CanBits {
   unsigned int Data = 0;  // between bit-rate switch and CRC delimiter
 };
 
-/// The bits of a frame from its start to the end of the intermission behind it, stuff bits included: exactly those of its
-/// identifier, data and CRC. An error frame counts with the 17 bits that it takes at least, an event with none.
+/// The bits of a frame from its start to the end of the intermission after it, stuff bits included. Stuff bits are
+/// counted exactly for identifier, data and CRC. An error frame counts as the 17 bits that it takes at least, an event
+/// as none.
 CanBits CanBitsOf(const CanEntry& can);
 
 }  // namespace client

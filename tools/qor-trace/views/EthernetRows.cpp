@@ -22,7 +22,7 @@ EthernetEntry Ethernet(const MessageRow& row) {
 struct Front {
   std::span<const unsigned char> Destination, Source;
   std::vector<unsigned int> Vlans;   // identifiers, the outer one first
-  std::optional<unsigned int> Type;  // behind the tags
+  std::optional<unsigned int> Type;  // after the tags
   std::size_t Size = 0;              // bytes up to the payload
 
   explicit Front(const EthernetEntry& ethernet) {
@@ -76,7 +76,7 @@ std::string TypeText(std::optional<unsigned int> type) {
   }
 }
 
-/// Frames differ by their addresses, VLAN tags and type; the rest are one message.
+/// Frames differ by their addresses, VLAN tags and type; all others are one message.
 class Rows : public BusRows {
  public:
   std::string KeyOf(const unsigned char* record, unsigned int length) const override {
@@ -112,7 +112,7 @@ class Rows : public BusRows {
     json["frame_bytes"] = ethernet.OnBus;
   }
 
-  /// What is behind addresses and type.
+  /// The payload: what follows addresses and type.
   std::span<const unsigned char> Data(const MessageRow& row) const override {
     const EthernetEntry ethernet = Ethernet(row);
     return std::span(ethernet.Frame, ethernet.FrameLength).subspan(Front(ethernet).Size);

@@ -46,7 +46,7 @@ class Rows : public BusRows {
   std::string KeyOf(const unsigned char* record, unsigned int length) const override {
     const FlexRayEntry flexRay = ReadFlexRay(record, length).value_or(FlexRayEntry{});
     if (flexRay.IsFrame()) return KeyOfNumber(flexRay.Slot) + KeyOfNumber(flexRay.Channel);
-    return KeyOfNumber(~0u) + KeyOfNumber(flexRay.Kind);  // behind the frames
+    return KeyOfNumber(~0u) + KeyOfNumber(flexRay.Kind);  // after the frames
   }
 
   std::vector<Column> NameColumns() const override { return {{"Slot", true}, {"A/B"}, {"Cycles"}}; }
@@ -80,7 +80,7 @@ class Rows : public BusRows {
     json["header_crc"] = flexRay.HeaderCrc;
   }
 
-  /// A null frame has none that is valid.
+  /// The payload of a null frame isn't valid.
   std::span<const unsigned char> Data(const MessageRow& row) const override {
     const FlexRayEntry flexRay = FlexRay(row);
     if (flexRay.Has(QOR_TRACE_FLEXRAY_NULL)) return {};

@@ -1,4 +1,4 @@
-// A message in the list, and what each bus tells about its messages.
+// A message in the list, and what each bus shows of its messages.
 #ifndef QOR_TRACE_MESSAGEROW_H
 #define QOR_TRACE_MESSAGEROW_H
 
@@ -31,16 +31,16 @@ class BusRows {
  public:
   virtual ~BusRows() = default;
 
-  /// What tells the messages of a channel and kind apart; rows come in its order.
+  /// Distinguishes the messages of a channel and kind; rows are sorted by it.
   virtual std::string KeyOf(const unsigned char* record, unsigned int length) const = 0;
 
-  /// Columns that name a message, and columns that tell more of its newest entry; with the cells of each.
+  /// Columns that name a message, and columns with details of its newest entry; with the cells of each.
   virtual std::vector<Column> NameColumns() const = 0;
   virtual std::vector<std::string> NameCells(const MessageRow& row) const = 0;
   virtual std::vector<Column> MoreColumns() const = 0;
   virtual std::vector<std::string> MoreCells(const MessageRow& row) const = 0;
 
-  /// Adds what the columns tell.
+  /// Adds what the columns show.
   virtual void AddJson(const MessageRow& row, nlohmann::json& json) const = 0;
 
   /// Data of the newest entry.

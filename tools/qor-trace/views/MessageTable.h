@@ -18,12 +18,12 @@ class MessageTable : public EntrySink {
   bool Take(const unsigned char* record, unsigned int length) override;
 
   /// Replaces the newest entry of a message by a row of the monitor's list. Its cycle time is not taken: the list
-  /// compares the newest entries of two polls, which lie further apart when a message comes more than once in a poll.
+  /// compares the newest entries of two polls, which are further apart when a message comes more than once in a poll.
   void SetNewest(const unsigned char* record, unsigned int length);
 
-  /// For people: for each bus a heading and a line a row, with long data cut short; the CAN heading without any row.
+  /// For people: a heading for each bus, one line per row, long data cut short. Without any row, the CAN heading alone.
   std::string Text() const;
-  /// An array with an object a row.
+  /// An array with one object per row.
   nlohmann::json Json() const;
 
  private:

@@ -75,11 +75,11 @@ class Summary : public EntrySink {
   /// A few lines for people, each closed by a newline: the channels, the buses that have several, the bit rates of the
   /// loads.
   std::string Text() const;
-  /// An array with an object a channel.
+  /// An array with one object per channel.
   nlohmann::json ChannelsJson() const;
-  /// An array with an object a bus.
+  /// An array with one object per bus.
   nlohmann::json BusesJson() const;
-  /// An array with an object a file.
+  /// An array with one object per file.
   nlohmann::json UnreadJson() const;
 
  private:

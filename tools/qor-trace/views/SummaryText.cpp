@@ -101,7 +101,7 @@ nlohmann::json LoadJson(unsigned char busType, const BusLoad& load, unsigned lon
   return json;
 }
 
-/// What the load was computed with; LIN records tell theirs.
+/// The bit rates that the load was computed with; LIN records contain theirs.
 nlohmann::json BitRateJson(unsigned char busType, const BitRates& rates) {
   switch (busType) {
     case BusType_Can:

@@ -7,7 +7,7 @@ namespace client {
 
 namespace {
 
-/// Appends a line; `cell` gives the text of a column by its number.
+/// Appends a line; `cell` returns the text of a column by its number.
 template <class Cell>
 void AppendLine(std::string& text, const std::vector<Column>& columns, Cell cell) {
   std::string line;

@@ -1,4 +1,4 @@
-// A table for people: columns as wide as what is in them.
+// A table for people: columns as wide as their contents.
 #ifndef QOR_TRACE_TEXTTABLE_H
 #define QOR_TRACE_TEXTTABLE_H
 
@@ -10,7 +10,7 @@ namespace client {
 
 struct Column {
   std::string Heading;
-  bool Right = false;  // numbers stand at the right
+  bool Right = false;  // right-aligned, for numbers
   std::size_t Width = 0;
 };
 
@@ -21,7 +21,7 @@ class TextTable {
   /// @param cells  one for each column
   void Add(std::vector<std::string> cells);
 
-  /// The headings and a line a row, without blanks at the ends.
+  /// The headings, then one line per row, without trailing blanks.
   std::string Text() const;
 
  private:
