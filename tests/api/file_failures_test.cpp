@@ -1,6 +1,6 @@
 // Files that fail under the C interface: each call of the operating system in its turn, refused or done by half, once or from
-// then on. Every entry point that works with files must give the status that it promises, tell it once, leave nothing
-// open, and go on as if nothing had been when the files work again.
+// then on. Every entry point that works with files must return the status that it promises, report it once, leave
+// nothing open, and go on as if nothing had been when the files work again.
 #include <gtest/gtest.h>
 
 #include <filesystem>
@@ -74,7 +74,7 @@ class FileFailures : public ApiTest, public testing::WithParamInterface<Failure>
     ASSERT_EQ(Number(QOR_TRACE_PROPERTY_ENTRY_COUNT), kSwapped + kInMemory);
     TakeReports();
   }
-  /// The records that a retrieval of everything gives.
+  /// The records that a retrieval of everything returns.
   Items Trace() {
     Bytes buffer(size_t{48} * 1000);
     unsigned int count = 0, size = static_cast<unsigned int>(buffer.size());

@@ -31,7 +31,7 @@ class ApiMemory : public ApiTest, public testing::WithParamInterface<FailingAllo
   }
 
   /// Makes a call with its first allocation failing, then its second, until it needs no more: it must succeed in the end,
-  /// and before that be told as exhausted memory, by a last report with this text. After each call `repair` runs.
+  /// and before that report exhausted memory, last with this text. After each call `repair` runs.
   void ExpectStatusForEveryAllocation(
       const std::function<unsigned int()>& call, const std::string& text, const std::function<void()>& repair = [] {}) {
     for (unsigned long number = 1;; ++number) {
@@ -238,7 +238,7 @@ TEST_P(ApiMemory, DeleteAlwaysGetsRidOfTheHandle) {
 }
 
 TEST_P(ApiMemory, FailingDeleteGetsRidOfTheHandleToo) {
-  // The hardware refuses to stop, and the swap file can't be emptied: both errors want to be told.
+  // The hardware refuses to stop, and the swap file can't be emptied: both errors have to be reported.
   for (unsigned long number = 1; number < 20; ++number) {
     SCOPED_TRACE(number);
     unsigned int handle = 0, length = 100;

@@ -232,7 +232,7 @@ class Twins : public ApiTest {
     ASSERT_TRUE(interface.WaitUntilDelivered());
     ASSERT_EQ(Qor_Trace_Stop(monitor), 0U);
   }
-  /// The times of the records that a retrieval of everything gives.
+  /// The times of the records that a retrieval of everything returns.
   static std::vector<unsigned long> Times(unsigned int monitor) {
     Bytes buffer(100'000);
     unsigned int count = 0, size = static_cast<unsigned int>(buffer.size());

@@ -91,7 +91,7 @@ TEST(CanChannel, BelievesADataLengthUpToTheBuffersEnd) {
   const auto entries = channel.OnlyDelivery().Entries;
   ASSERT_EQ(entries.size(), 1U);
   Bytes expected = Recorded(Frame(0x123).Data({1, 2}).SaysDataLength(255));
-  expected.resize(44 + 255);  // nothing was polled before: what lies behind the response reads as 0
+  expected.resize(44 + 255);  // nothing was polled before: what lies past the response reads as 0
   PutAt(expected, 0, static_cast<unsigned int>(expected.size()));
   EXPECT_EQ(entries[0], expected);
 }

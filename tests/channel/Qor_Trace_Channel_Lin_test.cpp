@@ -89,5 +89,5 @@ TEST(LinChannel, EndsWhereACountLies) {
   ScriptedInterface lin(BusType_Lin);
   lin.NextResponse(response);
   RunningChannel channel(lin);
-  EXPECT_EQ(channel.OnlyDelivery().Entries.size(), 1U);  // behind it there is an item without a size
+  EXPECT_EQ(channel.OnlyDelivery().Entries.size(), 1U);  // after it there is an item without a size
 }

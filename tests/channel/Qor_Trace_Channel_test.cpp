@@ -99,7 +99,7 @@ class EveryChannel : public testing::TestWithParam<BusCommands> {
 INSTANTIATE_TEST_SUITE_P(Bus, EveryChannel, testing::ValuesIn(kBuses),
                          [](const auto& instance) { return instance.param.Name; });
 
-/// The channels whose items tell their own size: all but CAN.
+/// The channels whose items state their own size: all but CAN.
 class EveryChannelOfSizedItems : public EveryChannel {};
 
 INSTANTIATE_TEST_SUITE_P(Bus, EveryChannelOfSizedItems, testing::ValuesIn(std::begin(kBuses) + 1, std::end(kBuses)),
@@ -215,7 +215,7 @@ TEST_P(EveryChannel, ThatCannotStopHasEndedItsThreadAndMayBeStoppedAgain) {
   EXPECT_EQ(CodeOf([&] { channel->Stop(); }), kHardwareError);
   EXPECT_EQ(TakeReports(), ReportOnPort(kHardwareError));
   const unsigned int polls = Interface.PollCount();
-  channel->Stop();  // there is no thread any more, and the command goes out once more
+  channel->Stop();  // there is no thread any more, and the command goes out again
   EXPECT_EQ(Interface.StopCommands(), 2U);
   EXPECT_EQ(Interface.PollCount(), polls);
   EXPECT_TRUE(TakeReports().empty());

@@ -72,7 +72,7 @@ TEST_F(ChannelDeathTest, StartOfAChannelWhoseThreadExistsEndsTheProcess) {
         ScriptedInterface can;
         const auto channel = NewChannel(can);
         channel->Start();
-        StopBehindItsBack(can);  // so that the interface may be started once more
+        StopBehindItsBack(can);  // so that the interface may be started again
         channel->Start();
       },
       "terminate called without an active exception");

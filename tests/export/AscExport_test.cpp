@@ -137,7 +137,7 @@ TEST_F(AscExport, RandomSwapFilesAreReadWithoutHarm) {
     std::ofstream file("swap.bin.bak", std::ios::binary);
     for (int i = 0; i < 400; ++i) {
       seed = seed * 1664525 + 1013904223;
-      // Often a length that leads on, so that the bytes behind it are taken for records.
+      // Often a length that leads on, so that the bytes after it are taken for records.
       const unsigned int word = i % 8 == 0 ? 28 + (seed >> 24) % 64 : seed;
       file.write(reinterpret_cast<const char*>(&word), sizeof word);
     }

@@ -1,4 +1,4 @@
-// The ASC writer once more, slowly: on a std::ostringstream whose formatting state simply persists, with every record
+// A second ASC writer, a slow one: on a std::ostringstream whose formatting state simply persists, with every record
 // read byte by byte. Written apart from the writer, to be compared with it.
 #pragma once
 
@@ -12,7 +12,7 @@
 
 namespace test {
 
-/// Bytes of a record; those behind its end read as 0.
+/// Bytes of a record; those past its end read as 0.
 class Peek {
  public:
   explicit Peek(const Qor_Trace_Entry_t& entry)

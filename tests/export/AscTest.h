@@ -54,7 +54,7 @@ class AscTest : public testing::Test {
            "internal events logged\n// version 8.1.0\n" + previousLine + kBegin;
   }
 
-  /// The file "log.asc" that the entries give.
+  /// The file "log.asc" that the entries become.
   static std::string Written(unsigned int flags, const std::vector<EntryPtr>& entries, unsigned long startTime = 0) {
     {
       Qor_Trace_Export_ASC writer(flags, "log.asc", startTime, 0);
@@ -72,13 +72,13 @@ class AscTest : public testing::Test {
     return text.substr(header.size(), text.size() - header.size() - end.size());
   }
 
-  /// The lines that the entries give.
+  /// The lines that the entries become.
   static std::string Lines(unsigned int flags, const std::vector<EntryPtr>& entries, unsigned long startTime = 0) {
     return Body(Written(flags, entries, startTime), Header(flags));
   }
   static std::string Lines(const std::vector<EntryPtr>& entries) { return Lines(0, entries); }
 
-  /// The lines that a bent record gives.
+  /// The lines that a malformed record becomes.
   static std::string LinesOf(const Record& record, unsigned int flags = 0) {
     {
       Qor_Trace_Export_ASC writer(flags, "log.asc", 0, 0);

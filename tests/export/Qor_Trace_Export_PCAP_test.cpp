@@ -1,4 +1,4 @@
-// The PCAPNG export: the bytes of every block, which entries give one, and what goes wrong.
+// The PCAPNG export: the bytes of every block, which entries have one, and what goes wrong.
 #include "export/Qor_Trace_Export_PCAP.h"
 
 #include <gtest/gtest.h>
@@ -332,7 +332,7 @@ TEST_F(PcapExport, ARecordTooShortForItsKindGivesNoBlock) {
 }
 
 TEST_F(PcapExport, RecordsOfExactlyTheirItemAreReadNoFurther) {
-  // Each lies in a heap block of its own size, so that a sanitizer sees a read behind it.
+  // Each lies in a heap block of its own size, so that a sanitizer sees a read past it.
   Bytes item(14, 0xFF);
   item[2] = 1;  // kind
   item[3] = 0;

@@ -1,4 +1,4 @@
-// A fixed date for the headers of ASC logs, so that the same input gives the same bytes.
+// A fixed date for the headers of ASC logs, so that the same input makes the same bytes.
 #pragma once
 
 #include <cstdlib>

@@ -19,7 +19,7 @@ inline void Require(bool holds, const char* claim) {
   std::abort();
 }
 
-/// An input, taken from its beginning; behind its end all numbers are 0.
+/// An input, taken from its beginning; past its end all numbers are 0.
 class Input {
  public:
   Input(const std::uint8_t* data, std::size_t size) : Next(data), End(data + size) {}

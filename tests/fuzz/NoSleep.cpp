@@ -9,7 +9,7 @@
 
 namespace {
 
-// The tests' helpers expect things by GoogleTest; what they find is to end the process, as there is no test to fail.
+// The tests' helpers expect things by GoogleTest; what they find must end the process, as there is no test to fail.
 [[maybe_unused]] const bool kExpectationsEndTheProcess = (GTEST_FLAG_SET(throw_on_failure, true), true);
 
 const std::thread::id kFuzzer = std::this_thread::get_id();

@@ -13,7 +13,7 @@ struct PcapngBlock {
   test::Bytes Body;  // without type and lengths
 };
 
-/// The blocks of one little-endian section. Ends the process when a block isn't whole or tells two lengths.
+/// The blocks of one little-endian section. Ends the process when a block isn't whole or states two lengths.
 ///
 /// @param excess  bytes that interface descriptions declare more than they hold
 inline std::vector<PcapngBlock> PcapngBlocks(const test::Bytes& file, unsigned int excess = 0) {

@@ -127,7 +127,7 @@ bool Same(const Delivery& a, const Delivery& b) { return a.Entries == b.Entries 
 }  // namespace
 
 void Poll(Qor_Trace_BusType bus, const std::uint8_t* data, std::size_t size) {
-  static auto& channel = *new Channel(bus);  // for ever: its end would be the process's, when the simulator has gone
+  static auto& channel = *new Channel(bus);  // never destroyed: at the process's end the simulator has gone
   Input input(data, std::min(size, kCapacity));
   const auto control = input.Take<std::uint8_t>();
   const bool lengthIsWrong = (control & 4) != 0;

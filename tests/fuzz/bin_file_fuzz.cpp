@@ -1,5 +1,5 @@
-// The client's reader of raw record files: it must give the records that the file holds whole, refuse any rest, and give back
-// the file when they are written again.
+// The client's reader of raw record files: it must return the records that the file holds whole and refuse any rest;
+// written again, they must be the same file.
 #include "Input.h"
 #include "inputs/BinReader.h"
 #include "outputs/BinFile.h"

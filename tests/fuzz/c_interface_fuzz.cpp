@@ -1,5 +1,5 @@
 // The C interface as a random sequence of calls with random arguments, on up to three monitors that share four ports. A model
-// of each monitor says what every call must answer; each failure is reported once; at the end nothing is left behind.
+// of each monitor says what every call must answer; each failure is reported once; at the end nothing is left over.
 //
 // Input: calls, one after the other: which one (1), its arguments.
 #include <array>
@@ -59,7 +59,7 @@ struct Model {
   std::map<unsigned int, size_t> Channels;  // port by number
   std::set<unsigned int> Started;           // numbers of the channels that run
   bool Running = false;
-  bool Sorting = false;       // with two or more channels, whose entries come in an order that is not told here
+  bool Sorting = false;       // with two or more channels, whose entries come in an order that isn't modelled
   bool Discarding = false;    // a run in which entries are dropped
   unsigned int Unsorted = 0;  // entries of that run
   std::array<std::string, 13> Texts;
@@ -268,7 +268,7 @@ class Client {
     CheckLiveFiles(*found);
     if (found->Sorting) EndSortedRun(*found);
   }
-  /// Everything was stored; in what order is not told here, so that the trace begins anew.
+  /// Everything was stored; in what order isn't modelled, so the trace begins anew.
   static void EndSortedRun(Model& model) {
     const unsigned int most = model.Trace.Total() + model.Unsorted;
     const unsigned int stored = NumberOf(model.Handle, QOR_TRACE_PROPERTY_ENTRY_COUNT);
@@ -517,7 +517,7 @@ class Client {
   static std::array<test::ScriptedInterface, 4>& Ports;
 };
 
-// By bus; for ever, as connections to them may outlast everything.
+// By bus; never destroyed, as connections to them may outlast everything.
 std::array<test::ScriptedInterface, 4>& Client::Ports = *new std::array<test::ScriptedInterface, 4>{
     test::ScriptedInterface(BusType_Can), test::ScriptedInterface(BusType_Lin),
     test::ScriptedInterface(BusType_FlexRay), test::ScriptedInterface(BusType_Ethernet)};

@@ -55,7 +55,7 @@ Lines LinesOf(const std::string& text) {
   return all;
 }
 
-/// The frames of the first line's interface, in the order in which they are to be replayed.
+/// The frames of the first line's interface, in the order in which they must be replayed.
 std::vector<CanItem> Expected(const std::vector<Frame>& frames) {
   std::vector<CanItem> expected;
   for (const Frame& frame : frames) {

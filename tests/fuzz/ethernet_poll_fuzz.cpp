@@ -1,4 +1,4 @@
-// Poll responses of a Ethernet interface, as PollFuzz.h has it.
+// Poll responses of an Ethernet interface, as PollFuzz.h has it.
 #include "PollFuzz.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

@@ -1,5 +1,5 @@
-// MDF blocks and data lists under a random sequence of calls: the same calls give the same bytes, a strict reader accepts the
-// file, and the data in it is what went in.
+// MDF blocks and data lists under a random sequence of calls: the same calls make the same bytes, a strict reader
+// accepts the file, and the data in it is what went in.
 //
 // Input: packed or not, blocks of a list (1 each); calls, one after the other: which one (1), its arguments.
 #include <array>

@@ -1,5 +1,5 @@
-// Records of any bytes through MdfFile: the same records give the same file, a strict reader accepts it, and it holds as many
-// records as were taken.
+// Records of any bytes through MdfFile: the same records make the same file, a strict reader accepts it, and it holds
+// as many records as were taken.
 //
 // Input: which buses (2), then records: length (2), bytes; a length above 32767 is a flush.
 #include <array>

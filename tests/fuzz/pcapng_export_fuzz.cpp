@@ -34,7 +34,7 @@ EntryPtr TakeEntry(fuzz::Input& input) {
                                            reinterpret_cast<const FlexRay_Param_Monitor_Entry_t*>(item.data()));
 }
 
-/// A block with what must stand in it: data padded with zeros, and the fields before and behind it.
+/// A block with what must stand in it: data padded with zeros, and the fields before and after it.
 Bytes Body(Bytes head, const Bytes& data, const Bytes& tail) {
   test::Append(head, data);
   while (head.size() % 4 != 0) head.push_back(0);
@@ -42,7 +42,7 @@ Bytes Body(Bytes head, const Bytes& data, const Bytes& tail) {
   return head;
 }
 
-/// The blocks that entries must give, in the order of the file.
+/// The blocks that entries must become, in the order of the file.
 class Model {
  public:
   Model(bool relative, unsigned long start) : Relative(relative), Start(start) {}

@@ -1,5 +1,5 @@
-// Source texts: refused with a sentence, or read into something that gives the same when it is written down again. Texts that
-// name no file make a port, too.
+// Source texts: refused with a sentence, or read into something that reads the same when it is written down again.
+// Texts that name no file also make a port.
 #include "Clock.h"
 #include "Error.h"
 #include "Input.h"

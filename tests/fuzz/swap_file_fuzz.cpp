@@ -1,5 +1,6 @@
 // A swap file that somebody else has written: what the monitor reads from it, and what the ASC export makes of it. The records
-// that the file holds whole, up to the first that is none, must be told as they are, and the loss of the others reported.
+// that the file holds whole, up to the first malformed one, must be returned as they are, and the loss of the others
+// reported.
 #include "AscDate.h"
 #include "Input.h"
 #include "export/AscReference.h"
@@ -93,7 +94,7 @@ void CheckRetrieval(Swapped& swapped, const Items& file, fuzz::Input& input) {
   const Answer shouldBe = Expected(file, swapped.Memory, start, wanted, capacity);
   fuzz::Require(is.Code == shouldBe.Code && is.Count == shouldBe.Count && is.Size == shouldBe.Size,
                 "a retrieval tells what it gave");
-  // Room for a record is told before it is read, so the bytes behind the last one are nobody's.
+  // The room needed for a record is known before it is read, so the bytes past the last one stay untouched.
   fuzz::Require(std::equal(is.Buffer.begin(), is.Buffer.begin() + is.Size, shouldBe.Buffer.begin()),
                 "a retrieval returns the file's records, then, if they are all there, the memory's");
 }
@@ -120,7 +121,7 @@ void CheckExport(Swapped& swapped, const Items& file, const char* date, fuzz::In
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const test::TemporaryDirectory directory;
   static const char* const date = fuzz::FixedAscDate();
-  static auto& swapped = *new Swapped;  // for ever: it would outlive the simulator
+  static auto& swapped = *new Swapped;  // never destroyed: it would outlive the simulator
   fuzz::Input settings(data, size);
   fuzz::Input bytes(data + std::min<std::size_t>(size, 16), size - std::min<std::size_t>(size, 16));
   const Bytes file = bytes.TakeBytes(bytes.Left());

@@ -39,7 +39,7 @@ long double LeastDistance(double x, unsigned int greatest) {
   return least;
 }
 
-// The first convergent within the tolerance, by trying each denominator: those that bring k * x nearer to a whole
+// The first convergent within the tolerance, by trying each denominator: those that take k * x nearer to a whole
 // number than every smaller k are the denominators of the convergents.
 Result FirstConvergent(double x) {
   long double nearest = std::numeric_limits<long double>::infinity();

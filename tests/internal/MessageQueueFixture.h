@@ -1,4 +1,4 @@
-// Tests with message queues of the system's own, which leave nothing behind.
+// Tests with message queues of the system's own, which leave nothing in the system.
 #pragma once
 
 #include <fcntl.h>
@@ -38,7 +38,7 @@ struct MessageQueues : testing::Test {
     umask(UmaskBefore);
   }
 
-  // Whatever a test does, no descriptor stays behind, and the umask is as it was.
+  // Whatever a test does, no descriptor stays open, and the umask is as it was.
   void TearDown() override {
     for (const auto& name : Used) mq_unlink(name.c_str());
     if (IsSkipped()) return;

@@ -120,7 +120,7 @@ TEST_F(MessageQueues, AreCreatedForEveryoneWhateverTheUmask) {
 
 TEST_F(MessageQueues, LeaveTheUmaskAloneWhenManyThreadsCreate) {
   umask(0027);
-  // Each attempt gives the others time to come in too; who changes the umask alone sees nobody.
+  // Each attempt lets the others come in as well; a thread that changes the umask alone sees nobody.
   static std::atomic<int> inside;
   static std::atomic<bool> together;
   inside = 0;

@@ -437,7 +437,7 @@ TEST_F(BlockBase, LinkToABlockWithoutAPlaceIsDueAgainWhenItGetsOneAndNotBefore) 
   EXPECT_EQ(Contents().substr(64 + 32, 8), Bytes("78 00 00 00 00 00 00 00"));
 }
 
-/// One walk places a block behind a block that was looked at before and was written without it.
+/// One walk places a block after one that was looked at before and was written without it.
 TEST_F(BlockBase, WalkThatPlacesABlockListsThoseThatLinkToIt) {
   FileStream stream(NewFile());
   Roots({64});

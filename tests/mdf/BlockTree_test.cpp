@@ -10,7 +10,7 @@ namespace {
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
 
-/// A block that tells of its end.
+/// A block that reports its destruction.
 class Mortal : public MDF::Block {
  public:
   Mortal(int number, std::vector<int>& gone) : Block(MDF::blockType_CN, 'C', 'N', 2), Number(number), Gone(gone) {}

@@ -427,7 +427,7 @@ TEST_F(LoneBus, ReadsEveryEntryByItsOwnType) {
   EXPECT_EQ(Ptr->CycleCount_Get(0), 1U);
 }
 
-// The rows stand in the order of precedence: the first one whose bits are all set tells the group.
+// The rows stand in the order of precedence: the first one whose bits are all set decides the group.
 TEST_F(LoneBus, ChoosesTheGroupOfALinEntryByAllItsFlags) {
   constexpr unsigned int kGroups = 6;
   constexpr unsigned int kNone = kGroups;

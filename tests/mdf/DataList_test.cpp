@@ -104,7 +104,7 @@ TEST_F(DataList, FirstFlushWritesListRoomBlockAndParent) {
   Flush(list, "records!");
   Read();
   EXPECT_EQ(GroupData(), place);
-  // The list, room for two more blocks, the block behind it.
+  // The list, room for two more blocks, the block after it.
   const size_t block = place + 56 + 2 * 32;
   std::string expected = Bytes(
       "23 23 44 4C 00 00 00 00 38 00 00 00 00 00 00 00 02 00 00 00 00 00 00 00"

@@ -65,7 +65,7 @@ class Recording {
     Do([this] { return File->File_Close(kFirstTime + Taken); });
   }
   void Destroy() { File.reset(); }
-  /// Destroys an open file, which nobody can be told of.
+  /// Destroys an open file, which can't report a failure.
   void Abandon() {
     Destroy();
     Abandoned = true;
@@ -204,7 +204,7 @@ inline unsigned long CheckedFrames(bool whole) {
   return frames;
 }
 
-/// What is on the disk agrees with what was told; `failed`: something was refused. Makes room for the next run.
+/// What is on the disk agrees with what was reported; `failed`: something was refused. Makes room for the next run.
 inline void Check(const Recording& recording, bool failed) {
   EXPECT_TRUE(recording.IsWhole() || failed);
   const bool whole = recording.IsWhole() && !(failed && recording.IsAbandoned());

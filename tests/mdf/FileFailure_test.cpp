@@ -30,7 +30,7 @@ MdfDecoder Decoded(const std::string& path) { return MdfDecoder(StrictMdfReader:
 
 class MdfFileFailure : public ::testing::Test {
  protected:
-  /// A frame that tells its number in its identifier, with data that can't be packed.
+  /// A frame with its number as identifier, with data that can't be packed.
   CanItem Frame(unsigned long number) {
     test::Bytes data(48);
     for (auto& byte : data) byte = static_cast<unsigned char>(Random());
@@ -86,7 +86,7 @@ TEST_F(MdfFileFailure, WithoutAFileRecordsAreRefusedWhenABlockIsFull) {
   EXPECT_FALSE(file.File_Close(0));
 }
 
-/// A disk with so much room behind the descriptions, in KiB.
+/// A disk with this much room after the descriptions, in KiB.
 class FullDisk : public MdfFileFailure, public ::testing::WithParamInterface<rlim_t> {};
 
 TEST_P(FullDisk, LeavesAReadableUnfinalizedFileAndIsReported) {

@@ -223,7 +223,7 @@ void ComesBack(const std::vector<Sent>& sent, unsigned int maxSizeKiB, unsigned 
   EXPECT_EQ(found, compared);
 }
 
-// --- made-up entries ---
+// --- synthetic entries ---
 
 class RandomTraffic {
  public:

@@ -1,5 +1,5 @@
 // Files that fail under MdfFile: each call of the operating system in its turn.
-// Whatever happens, a caller is told, and the files of the series can be read.
+// Whatever happens, it is reported to the caller, and the files of the series can be read.
 #include <tuple>
 
 #include "FailingSeries.h"

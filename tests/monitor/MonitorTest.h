@@ -15,7 +15,7 @@
 
 namespace test {
 
-/// What a retrieval gave, for tests that look into it.
+/// What a retrieval returned, for tests that look into it.
 struct Answer : Reply {
   /// The records, found by their lengths as a client does. Fails the test when count, size and lengths don't agree.
   [[nodiscard]] Items Records() const {
@@ -36,7 +36,7 @@ struct Answer : Reply {
   }
 };
 
-/// Runs a call that may throw, and gives its code.
+/// Runs a call that may throw, and returns its code.
 template <class Call>
 unsigned int CodeOf(Call call) {
   try {
@@ -137,12 +137,12 @@ class OneChannelTest : public MonitorTest {
   OneChannelTest() { Add(*Monitor, Can); }
   ~OneChannelTest() override { Monitor.reset(); }  // before its interface goes
 
-  /// Brings items by one poll and waits until the monitor has them.
+  /// Delivers items by one poll and waits until the monitor has them.
   void Deliver(const Items& items) {
     Can.NextItems(items);
     ASSERT_TRUE(Can.WaitUntilDelivered());
   }
-  /// Starts, brings items by one poll, and stops.
+  /// Starts, delivers items by one poll, and stops.
   void Record(const Items& items, unsigned int mode = 0) {
     Monitor->Start(mode);
     Deliver(items);

@@ -37,7 +37,7 @@ class Swapping : public testing::Test {
     if (length == 0 || !reader.Read(record.data(), length)) return ~0UL;
     return ReadAt<unsigned long>(record, 8);
   }
-  /// Gives the file another time of change, as a write by somebody else does.
+  /// Changes the file's time of change, as a write by somebody else does.
   void Touch() {
     const timespec times[] = {{1, 0}, {1, 0}};
     ASSERT_EQ(utimensat(AT_FDCWD, "swap.bin", times, 0), 0);

@@ -13,7 +13,7 @@ namespace {
 class MemoryGuard : public OneChannelTest {
  protected:
   void Limit(unsigned int entries) { SetNumber(*Monitor, QOR_TRACE_PROPERTY_MAX_ENTRIES, entries); }
-  /// Brings a batch that the guard can't deal with, and waits for its report.
+  /// Delivers a batch that the guard can't deal with, and waits for its report.
   void DeliverInVain(const Items& items) {
     Can.NextItems(items);
     ASSERT_TRUE(WaitUntil([] { return Qor_Sim_ReportCount() > 0; }));

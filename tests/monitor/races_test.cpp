@@ -14,7 +14,7 @@ using namespace test;
 
 namespace {
 
-/// Some interfaces that bring frames, each its own identifiers, at the same times.
+/// Some interfaces that deliver frames at the same times, each with identifiers of its own.
 class Races : public MonitorTest {
  protected:
   static constexpr unsigned int kInterfaces = 4;

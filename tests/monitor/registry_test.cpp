@@ -103,7 +103,7 @@ TEST_F(Registry, RefusesInterfacesOfOtherTypes) {
     EXPECT_FALSE(Monitor->IsPortHandleUsed(other.Port()));
     EXPECT_EQ(Qor_Sim_OpenConnections(), 0U);
   }
-  EXPECT_EQ(CodeOf([&] { Monitor->Start(0); }), 0x02140009U);  // no channel was left behind
+  EXPECT_EQ(CodeOf([&] { Monitor->Start(0); }), 0x02140009U);  // no channel was left over
 }
 
 TEST_F(Registry, FailedChannelLeavesEverythingAsBefore) {

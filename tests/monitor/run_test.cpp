@@ -14,13 +14,13 @@ using namespace test;
 namespace {
 
 constexpr unsigned long kStep = 50'000'000;  // ns by which the sort thread advances a pass
-// Passes held up for so long are late by more than the 200 ms from which on they are made up for.
+// Passes held up for this long are more than 200 ms late, which the sort thread makes up for.
 constexpr std::chrono::milliseconds kHoldUp{300};
 
 class OneChannel : public OneChannelTest {};
 
-/// Two CAN interfaces, channels 1 and 2, whose entries pass the sort stage. The sort thread stands still unless it is told
-/// to Tick.
+/// Two CAN interfaces, channels 1 and 2, whose entries pass the sort stage. The sort thread stands still until Tick
+/// is called.
 class TwoChannels : public MonitorTest {
  protected:
   TwoChannels() {
@@ -32,7 +32,7 @@ class TwoChannels : public MonitorTest {
     Monitor.reset();
   }
 
-  /// Brings items of one interface into the sort queue.
+  /// Puts items of one interface into the sort queue.
   static void Deliver(ScriptedInterface& interface, const Items& items) {
     interface.NextItems(items);
     ASSERT_TRUE(interface.WaitUntilDelivered());
@@ -203,7 +203,7 @@ TEST_F(TwoChannels, AreAllStoppedAndTheLastErrorIsTold) {
   EXPECT_EQ(TakeReports(), (std::vector<Report>{{First.Port(), kHardwareError, ""},
                                                 {Second.Port(), kHardwareError + 1, ""}}));  // each once
   EXPECT_EQ(third.StopCommands(), 1U);
-  Monitor->Stop();  // once more: now it can
+  Monitor->Stop();  // again: now it can
   EXPECT_EQ(First.StopCommands(), 2U);
   EXPECT_EQ(Second.StopCommands(), 2U);
   EXPECT_EQ(third.StopCommands(), 1U);

@@ -12,7 +12,7 @@ namespace {
 
 constexpr size_t kSegment = 4096;  // entries that lie together
 
-/// An entry that tells its number by its time.
+/// An entry whose time is its number.
 EntryPtr Numbered(unsigned long number) { return CanItem().At(number).Entry(); }
 
 Qor_Trace_EntryStore StoreOf(size_t count) {

@@ -27,7 +27,7 @@ class Reading : public testing::Test {
     WriteFile("records.bin", bytes);
   }
   RecordFileReader Reader() { return RecordFileReader("records.bin", Memory); }
-  /// All records that a reader gives.
+  /// All records that a reader returns.
   static Items All(RecordFileReader reader) {
     Items records;
     while (const unsigned int length = reader.NextLength()) {

@@ -249,7 +249,7 @@ TEST(RecordView, OfFlexRayAboveTheLastKnownTypeHasNoKind) {
   }
 }
 
-// The rows stand in the order of precedence: the first one whose bits are all set tells the kind.
+// The rows stand in the order of precedence: the first one whose bits are all set decides the kind.
 TEST(RecordView, LinFlagsHaveOneOrderOfPrecedence) {
   struct Row {
     unsigned int Bits;

@@ -16,7 +16,7 @@ CsvItem Parsed(const std::string& line, const CsvDefaults& defaults = {}) {
   return item;
 }
 
-/// What stands behind size, kind and time: the first twelve bytes are the same for all lines at 5 ns.
+/// What follows size, kind and time: the first twelve bytes are the same for all lines at 5 ns.
 Data Tail(const std::string& line, const CsvDefaults& defaults = {}) {
   const Data bytes = Parsed(line, defaults).Bytes;
   return {bytes.begin() + 12, bytes.end()};

@@ -1,4 +1,4 @@
-// What the tests of all made-up buses do with a source.
+// What the tests of all synthetic buses do with a source.
 #pragma once
 
 #include <gtest/gtest.h>

@@ -46,7 +46,7 @@ uint64_t LoadOf(const std::vector<CanItem>& frames, uint64_t duration) {
 }  // namespace
 
 TEST(CanBusTiming, FramesAreAsLongAsTheirBits) {
-  // Standard, 8 bytes: 34 + 64 bits with 24 stuff bits, and 13 behind them: 135 bits of 2 us.
+  // Standard, 8 bytes: 34 + 64 bits with 24 stuff bits, and 13 after them: 135 bits of 2 us.
   CanItem frame{};
   frame.DataLength = 8;
   EXPECT_EQ(CanFrameLength(frame), 270'000u);

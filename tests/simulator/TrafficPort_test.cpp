@@ -62,7 +62,7 @@ class TestPort {
   }
   void Stop() { EXPECT_EQ(Send(1, kCan.Stop), 0u); }
 
-  /// The numbers of the items that a poll brings.
+  /// The numbers of the items that a poll returns.
   std::vector<unsigned int> Poll(size_t capacity = 65535) {
     EXPECT_EQ(Send(2, kCan.Poll, capacity), 0u);
     std::vector<unsigned int> numbers;

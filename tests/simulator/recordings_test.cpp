@@ -9,7 +9,7 @@ namespace {
 
 const std::filesystem::path kFolder = std::filesystem::path(QOR_RECORDINGS_DIR) / "can";
 
-/// Lines of a file by the word behind their time.
+/// Lines of a file by the word after their time.
 std::map<std::string, unsigned long> LinesByInterface(const std::filesystem::path& path) {
   std::map<std::string, unsigned long> counts;
   std::ifstream file(path);

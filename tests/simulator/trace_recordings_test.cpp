@@ -75,7 +75,7 @@ std::vector<std::filesystem::path> FilesOf(const std::string& bus, const std::st
 
 // ---- The readers of this test --------------------------------------------------------------------------------------------
 
-/// Columns of each line behind the header: timestamp_ns,channel,kind,flags,id,cycle,crc,data
+/// Columns of each line after the header: timestamp_ns,channel,kind,flags,id,cycle,crc,data
 std::vector<std::array<std::string, 8>> ReadCsv(const std::filesystem::path& path) {
   std::vector<std::array<std::string, 8>> rows;
   std::ifstream file(path);

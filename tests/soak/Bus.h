@@ -35,7 +35,7 @@ class Bus {
   /// Takes account of the next record of this bus. Its time must not lie before that of the one before.
   void Take(const unsigned char* record, unsigned int length);
 
-  /// Plays the source once more and expects the records that come of its items to be those that were taken. Not while
+  /// Plays the source again and expects its items to become exactly the records that were taken. Not while
   /// anything is recorded: the simulated clock would go on.
   void CompareWithSource(unsigned int channel) const;
 

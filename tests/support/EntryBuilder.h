@@ -2,8 +2,8 @@
 //
 //   auto entry = test::CanItem().Channel(1).At(1'500'000'000).Id(0x123).Data({1, 2, 3}).Entry();
 //
-// Every builder begins as a plain received frame on channel 1 at 0 ns. Records that no item yields (cut short, odd fields)
-// are bent from a copy: test::Record(*entry).CutTo(30).
+// Every builder begins as a plain received frame on channel 1 at 0 ns. Records that no item yields (cut short,
+// malformed) are made from a copy: test::Record(*entry).CutTo(30).
 #pragma once
 
 #include <algorithm>
@@ -261,7 +261,7 @@ class EthernetItem : public ItemBase<EthernetItem> {
   Bytes Payload;
 };
 
-/// A copy of a record, to be bent into what no item gives. It lies in a heap block of exactly its size, so that
+/// A copy of a record, to be changed into what no item yields. It lies in a heap block of exactly its size, so that
 /// AddressSanitizer sees a read past it.
 class Record {
  public:

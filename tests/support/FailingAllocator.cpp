@@ -39,7 +39,7 @@ struct InHardware {
   ~InHardware() { --Hardware; }
 };
 
-/// The function of the same name in the library behind.
+/// The function of the same name in the next library.
 template <class Function>
 Function* Next(Function*, const char* name) {
   return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));

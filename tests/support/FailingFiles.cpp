@@ -37,14 +37,14 @@ bool MustFail(const char* call) {
   return true;
 }
 
-/// Whether this call is to be refused; then errno says why.
+/// Must this call be refused? Then errno says why.
 bool Refuses(const char* call) {
   if (!MustFail(call) || Halved) return false;
   errno = ENOSPC;
   return true;
 }
 
-/// The function of the same name in the library behind.
+/// The function of the same name in the next library.
 template <class Function>
 Function* Next(Function*, const char* name) {
   return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
@@ -86,9 +86,9 @@ bool test::FailingFiles::HasFailed() const { return FirstFailed != nullptr; }
 
 std::string test::FailingFiles::What() const { return HasFailed() ? FirstFailed.load() : ""; }
 
-// ---- What is taken over. Each passes on to the function behind it.
+// ---- What is taken over. Each passes on to the function that it replaces.
 
-#pragma GCC visibility push(default)  // the C++ library is to find them, too
+#pragma GCC visibility push(default)  // the C++ library has to find them as well
 
 extern "C" {
 

@@ -12,7 +12,7 @@ class FailingFiles {
  public:
   enum How {
     Refused,  // the call does nothing and fails with ENOSPC; a close closes all the same
-    Short,    // a read or write does half of what it is to do; the other calls count but work
+    Short,    // a read or write does half of what it should; the other calls count but work
   };
   enum Duration { Once, FromThenOn };
 

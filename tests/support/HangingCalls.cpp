@@ -16,7 +16,7 @@ constexpr unsigned int kPollCapacity = 65535;  // bytes; that of other commands 
 
 std::mutex Guard;
 std::condition_variable Changed;
-int Wanted = -1;  // test::HangingCall::Kind; -1: none is to hang
+int Wanted = -1;  // test::HangingCall::Kind; -1: none has to hang
 bool Hangs = false;
 
 thread_local unsigned long FreesLeft = 0;  // until the one that counts; 0: the thread doesn't count
@@ -35,7 +35,7 @@ void Free(void* memory) {
   std::free(memory);
 }
 
-/// The function of the same name in the library behind.
+/// The function of the same name in the next library.
 template <class Function>
 Function* Next(Function*, const char* name) {
   return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));

@@ -43,11 +43,11 @@ class MdfDecoder {
     uint64_t Count = 0;             // records
     uint64_t RecordSize = 0;        // bytes, the id included
     uint64_t IdSize = 0;            // bytes of the record id
-    std::vector<Channel> Channels;  // components behind the channel that they belong to
+    std::vector<Channel> Channels;  // components after the channel that they belong to
     std::string Data;
 
     [[nodiscard]] bool Has(std::string_view channel) const;
-    /// By its full name, or by the part behind the event's.
+    /// By its full name, or by the part after the event's.
     [[nodiscard]] const Channel& Find(std::string_view channel) const;
     /// The number as it is stored; a virtual channel's is the number of the record.
     [[nodiscard]] uint64_t Raw(uint64_t record, std::string_view channel) const;

@@ -76,7 +76,7 @@ inline std::string Bytes(std::string_view hex) {
 /// The unsigned-char view of a text that the interfaces take.
 inline unsigned char* Data(std::string& text) { return reinterpret_cast<unsigned char*>(text.data()); }
 
-/// Places what isn't placed yet behind the end of the file and writes whatever changed, as a file does it.
+/// Places what isn't placed yet at the end of the file and writes whatever changed, as MdfFile does.
 inline void PlaceAndWrite(MDF::Block& root, FileStream& stream) {
   long cursor = std::max<long>(MDF::SeekEnd(stream), 64);
   BlockSet changed;

@@ -28,7 +28,7 @@ struct Range {
 struct BlockShape {
   std::string_view Id;
   std::vector<LinkShape> Links;
-  LinkShape Further;            // links behind the fixed ones; no targets: none allowed
+  LinkShape Further;            // links after the fixed ones; no targets: none allowed
   uint64_t DataSize;            // bytes of the fixed part
   bool MoreData;                // more may follow it
   std::vector<Range> Reserved;  // bytes of the data section that are zero

@@ -1,4 +1,4 @@
-// Monitor items and poll responses, byte for byte as interfaces bring them, and the records that must come of them.
+// Monitor items and poll responses, byte for byte as interfaces deliver them, and the records that must come of them.
 //
 //   auto item = test::Frame(0x123).At(200).Data({1, 2});            // CAN
 //   auto response = test::Response(BusType_Can, {item});
@@ -31,7 +31,7 @@ Value ReadAt(const Bytes& bytes, size_t offset) {
   return value;
 }
 
-/// Puts bytes behind others.
+/// Appends bytes to others.
 void Append(Bytes& to, const Bytes& bytes);
 
 /// CAN:  0 u64 time | 8 u32 identifier | 12 flags | 13 reserved | 14 DLC | 15 data length n | 16 n bytes
@@ -127,7 +127,7 @@ class EthernetFrame {
 using Items = std::vector<Bytes>;
 
 /// A poll response of a bus with these items: CAN has a head of 4 bytes, the others one of 8, in which LIN and Ethernet
-/// count their items at 4 (u16); CAN and FlexRay items begin at multiples of 4 behind the head.
+/// count their items at 4 (u16); CAN and FlexRay items begin at multiples of 4 after the head.
 Bytes Response(Qor_Trace_BusType bus, const Items& items);
 
 /// Time of an item of a bus, ns.

@@ -1,4 +1,4 @@
-// A simulated bus interface that does what the test tells it.
+// A simulated bus interface that does what the test says.
 //
 //   test::ScriptedInterface can(BusType_Can);
 //   can.NextItems({test::Frame(0x123).At(200), test::Frame(0x124).At(100)});   // one poll
@@ -39,10 +39,10 @@ class ScriptedInterface {
   [[nodiscard]] unsigned int Port() const { return PortHandle; }
   [[nodiscard]] Qor_Trace_BusType Bus() const { return BusType; }
 
-  /// What the polls that come bring, one call a poll; then they bring nothing.
+  /// What the next poll returns, one call per poll; polls beyond that return nothing.
   ScriptedInterface& NextItems(const Items& items);
   ScriptedInterface& NextResponse(const Bytes& response);
-  /// A response whose length is told wrong.
+  /// A response whose stated length is wrong.
   ScriptedInterface& NextResponse(const Bytes& response, size_t reportedLength);
   /// The poll after the queued ones fails.
   ScriptedInterface& ThenFailOnce(unsigned int code = kHardwareError);

@@ -74,7 +74,7 @@ void test::SortClock::Tick() {
 
 namespace {
 
-// A sleep ends at a point in time, reckoned from what the clock said last: from the two comes its length.
+// A sleep ends at a point in time, computed from what the clock said last; the difference is its length.
 thread_local timespec Started{};
 
 int TellTime(clockid_t clock, timespec* now) {

@@ -155,7 +155,7 @@ bool StrictMdfReader::Enter(uint64_t position) {
   return true;
 }
 
-/// Judges one link. True when its target was not visited before and is to be walked now.
+/// Judges one link. True when its target was not visited before and must be walked now.
 bool StrictMdfReader::Follow(uint64_t from, size_t link) {
   const BlockView& block = Found.at(from);
   const BlockShape& shape = *mdf_format::ShapeOf(block.Id);
@@ -301,7 +301,7 @@ std::string StrictMdfReader::DataBehind(uint64_t position) const {
   return all;
 }
 
-/// The blocks of all lists of a chain against the kind of data and the offsets that the lists give.
+/// The blocks of all lists of a chain against the kind of data and the offsets that the lists state.
 void StrictMdfReader::CheckList(uint64_t first, std::string_view plain, bool packed) {
   uint64_t offset = 0;
   std::set<uint64_t> seen;

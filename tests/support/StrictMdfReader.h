@@ -50,7 +50,7 @@ class StrictMdfReader {
   void ReadBlocks(const std::vector<uint64_t>& roots, uint64_t begin = 0);
 
   [[nodiscard]] const std::vector<std::string>& Findings() const { return Problems; }
-  /// All findings, one a line; empty when there are none.
+  /// All findings, one per line; empty when there are none.
   [[nodiscard]] std::string Report() const;
 
   [[nodiscard]] bool Finalized() const { return Marked; }
@@ -60,7 +60,7 @@ class StrictMdfReader {
   [[nodiscard]] const BlockView& At(uint64_t position) const;
   /// The positions of the blocks of a kind ("DT"), ascending.
   [[nodiscard]] std::vector<uint64_t> Of(std::string_view kind) const;
-  /// The data behind a data link (DT, SD, DZ, DL or HL), put together and unpacked.
+  /// The data that a data link leads to (DT, SD, DZ, DL or HL), put together and unpacked.
   [[nodiscard]] std::string DataBehind(uint64_t position) const;
   /// The text of a TX or MD.
   [[nodiscard]] std::string Text(uint64_t position) const;

@@ -1,4 +1,5 @@
-// What a monitor holds and answers, once more: plain vectors, and the rules of the interface written down a second time.
+// A model of what a monitor holds and answers: plain vectors, and the rules of the interface written down a second
+// time.
 #pragma once
 
 #include <algorithm>
@@ -11,7 +12,7 @@ namespace test {
 
 constexpr unsigned char kUntouched = 0xEE;
 
-/// What a retrieval gave.
+/// What a retrieval returned.
 struct Reply {
   unsigned int Code = 0;  // status
   unsigned int Count = 0;
@@ -100,7 +101,7 @@ class TraceModel {
       Memory.clear();
     }
   }
-  /// The records that a retrieval is about. A start behind the swapped entries counts from the first one in memory.
+  /// The records that a retrieval is about. A start past the swapped entries counts from the first one in memory.
   [[nodiscard]] Items Chosen(unsigned int start, unsigned int wanted) const {
     Items chosen;
     if (start <= File.size()) {

@@ -1,4 +1,4 @@
-// A trace in memory behind the two calls of the C interface that reading needs: it retrieves, swaps and counts as a
+// A trace in memory, under the two calls of the C interface that reading needs: it retrieves, swaps and counts as a
 // monitor does, and lets new entries arrive before any call.
 #ifndef TESTS_TOOLS_FAKETRACE_H
 #define TESTS_TOOLS_FAKETRACE_H
@@ -19,7 +19,7 @@ class FakeTrace {
   /// Called before each retrieval and count, outside of it, as another thread would get in between.
   std::function<void()> Between;
 
-  /// As the interface has it. `Calls` counts them, `Copied` the records they gave.
+  /// As the interface has it. `Calls` counts them, `Copied` the records they returned.
   unsigned int GetItems(unsigned int start, unsigned int* count, unsigned int* size, unsigned char* buffer);
   unsigned int EntryCount() const { return static_cast<unsigned int>(SwapFile.size() + Store.size()); }
 

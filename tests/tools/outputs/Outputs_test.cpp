@@ -36,7 +36,7 @@ TEST(Outputs, ExtensionsMayHaveLargeLetters) {
   EXPECT_EQ(outputs[0].Path, "/where/a.ASC");
   EXPECT_EQ(outputs[1].Kind, Format::Bin);
   EXPECT_EQ(outputs[2].Kind, Format::Pcapng);
-  EXPECT_EQ(Planned({"d.MF4"})[0].Path, "/where/d.mf4");  // the library gives its files that extension
+  EXPECT_EQ(Planned({"d.MF4"})[0].Path, "/where/d.mf4");  // the library uses that extension
 }
 
 TEST(Outputs, SeveralNamesInOneAreRefusedWithWhatToWrite) {

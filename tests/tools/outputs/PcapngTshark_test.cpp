@@ -81,7 +81,7 @@ class Capture : public testing::Test {
 /// A packet as it is expected back.
 struct Expected {
   std::string Interface;
-  std::string Protocols;  // begin of the list
+  std::string Protocols;  // start of the list
   bool Outbound;
   std::string Bytes;  // end of the packet, hexadecimal
   std::vector<std::pair<std::string, std::string>> Fields;

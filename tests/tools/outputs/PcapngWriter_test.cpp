@@ -78,7 +78,7 @@ std::string Blocks(const PcapngOptions& options, const Entries&... entries) {
   return Hex(sink.Text.substr(SectionSize));
 }
 
-/// The packet that an entry gives, as it stands in the file, without padding.
+/// The packet that an entry becomes, as it stands in the file, without padding.
 struct Seen {
   unsigned int Captured = 0;
   unsigned int Original = 0;
@@ -120,7 +120,7 @@ Seen PacketOf(const Item& item) {
   return PacketOf(*item.Entry()->GetEntry());
 }
 
-/// The kind that an entry is counted under; it gives no packet.
+/// The kind that an entry is counted under; it becomes no packet.
 std::string OmittedAs(const Qor_Trace_Entry_t& entry) {
   StringSink sink;
   PcapngWriter writer(sink);

@@ -1,5 +1,5 @@
 // Each call on files fails in its turn, under every output: a file that was there is kept or replaced by a whole one, and
-// whatever else happens is told.
+// whatever else happens is reported.
 #include <gtest/gtest.h>
 
 #include <filesystem>

@@ -46,7 +46,7 @@ TEST_F(DrainTest, EmptyTraceGivesNothing) {
 }
 
 TEST_F(DrainTest, FakeAddressesTheStoreByTheStartItselfBehindSwappedEntries) {
-  // The trap that the recipe is for: five entries swapped, three in memory, and entry 6 is not to be had at 6.
+  // The trap that the recipe is for: five entries swapped, three in memory, and entry 6 can't be had at 6.
   Trace.Reset(5);
   Trace.AddBatch(Canlike(5));
   Trace.AddBatch(Canlike(3));
@@ -134,7 +134,7 @@ TEST_F(DrainTest, NoCallOfOrdinaryEntriesIsTooSmallForItsBuffer) {
 }
 
 TEST_F(DrainTest, LongTraceIsCopiedOnlyAFewTimes) {
-  // What is in memory is copied again for each pull behind swapped entries, what is swapped is not.
+  // What is in memory is copied again for each pull past the swapped entries; what is swapped is not.
   Trace.Reset(1000);
   Reader reader;
   TraceDrain drain(Monitor);
@@ -156,7 +156,7 @@ class DrainUnderInterleavings : public DrainTest,
     return std::uniform_int_distribution<unsigned int>(low, high)(Generator);
   }
 
-  /// Mostly CAN and CAN FD entries, now and then one that no well-behaved interface gives.
+  /// Mostly CAN and CAN FD entries, now and then one that no well-behaved interface delivers.
   std::vector<unsigned int> Batch(unsigned int longest) {
     std::vector<unsigned int> lengths(Random(0, longest));
     for (unsigned int& length : lengths) length = Random(0, 99) == 0 ? Random(1569, 9000) : Random(44, 108);

@@ -21,7 +21,7 @@ BusLoad LoadOf(const BitRates& rates, const Item&... items) {
 template <class Item>
 double BusyTime(const Item& item, const BitRates& rates = {}, std::size_t lane = 0) {
   const double share = *LoadOf(rates, item).Percent(lane, 1000000000) / 100;
-  return share * 1e9 / (1 - share);  // the frame's own time is observed, too
+  return share * 1e9 / (1 - share);  // the frame's own time is observed as well
 }
 
 TEST(BusLoad, FramesTakeTheTimeOfTheirBits) {

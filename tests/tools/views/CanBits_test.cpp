@@ -19,7 +19,7 @@ struct BitsCase {
 };
 
 // Counted by a bit-by-bit writing down of each frame in another program. The first one by hand: 34 zeros from the start to the
-// end of the CRC, with a stuff bit behind each five of them that aren't the last, and 13 bits that are never stuffed.
+// end of the CRC, with a stuff bit after each five of them that aren't the last, and 13 bits that are never stuffed.
 TEST(CanBits, CountEveryBitOfAFrameWithItsStuffBits) {
   const BitsCase cases[] = {
       {"nothing but zeros", test::CanItem().Id(0), 34 + 6 + 13, 0},

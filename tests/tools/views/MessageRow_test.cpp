@@ -111,7 +111,7 @@ TEST(FlexRayRows, CycleFilterIsTheGreatestRepetitionThatFits) {
 
 // ---- Ethernet
 
-/// A frame from 02:00:00:00:00:01 to ff:ff:ff:ff:ff:ff with these bytes behind the addresses.
+/// A frame from 02:00:00:00:00:01 to ff:ff:ff:ff:ff:ff with these bytes after the addresses.
 test::EthernetItem Broadcast(const Bytes& rest) {
   Bytes frame = {0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 0xFF, 2, 0, 0, 0, 0, 1};
   frame.insert(frame.end(), rest.begin(), rest.end());
