@@ -16,7 +16,7 @@ namespace client {
 /// Adds to a summary what a recording knows of its channels and sources, and what these lost.
 void TakeChannels(const Recorder& recorder, Summary& summary);
 
-/// How long entries of so many sources are held back to be put in order, ns: those of a single one come in its own order.
+/// ns for which entries of this many sources are held back to be put in order; 0 for one, whose entries are in order.
 unsigned long OrderingWindow(std::size_t sources);
 
 /// Closes a command: says what was done, prints the JSON summary if that was asked for.

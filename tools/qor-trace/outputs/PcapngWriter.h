@@ -38,7 +38,7 @@ struct PcapngOptions {
 };
 
 /// Writes entries as they come to one little-endian section of unknown length: an interface for each channel from its
-/// first entry on ("CAN-1", "LIN-2", "FR-3", "ETH-4", times in ns), a packet for each frame, and in the end each
+/// first entry on ("CAN-1", "LIN-2", "FR-3", "ETH-4", times in ns), a packet for each frame, and at the end each
 /// interface's counts.
 ///
 /// CAN error frames and LIN wake-ups are packets as well. A FlexRay frame of both channels becomes two packets. A frame

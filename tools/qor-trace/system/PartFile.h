@@ -14,8 +14,8 @@ enum class Existing { Replaced, Kept };
 /// A name that is claimed: nobody else writes a file of this name as long as this lives, and what is written goes to a
 /// part file until it is complete.
 ///
-/// A claim is the part file itself, made anew, without following links; its lock tells a living claim from one that was
-/// left over from a crash. The lock stays with the file when it gets its name.
+/// A claim is the part file itself, newly made, without following links; its lock tells a living claim from one that
+/// was left over from a crash. The lock stays with the file when it gets its name.
 ///
 /// Threads: one.
 class PartFile {
