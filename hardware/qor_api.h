@@ -74,7 +74,7 @@ unsigned int Qor_CommandWithResponseEx(unsigned int handle, unsigned int zero, u
 unsigned int Qor_GetLastErrorByPortHandle(unsigned int handle, unsigned int* code, unsigned int* textLength,
                                           char* text);
 
-/* ---- Monitor items, as poll responses bring them. Little-endian, packed. ---------------------------------------- */
+/* ---- Monitor items, as poll responses hold them. Little-endian, packed. ----------------------------------------- */
 
 #pragma pack(push, 1)
 

@@ -16,13 +16,13 @@ class CanMessage {
   /// @param period  ns; of an event message the mean time between two events
   CanMessage(const CanItem& frame, uint64_t period, bool event, Random& random);
 
-  /// ns; the frame of now waits for the bus from then on.
+  /// ns; the current frame waits for the bus from then on.
   uint64_t Ready() const { return ReadyTime; }
   /// The lower value wins the bus.
   uint32_t Priority() const;
-  /// The frame of now, without timestamp.
+  /// The current frame, without timestamp.
   const CanItem& Frame() const { return Current; }
-  /// The frame of now was sent.
+  /// The current frame was sent.
   void Sent(Random& random);
 
  private:

@@ -7,7 +7,7 @@
 
 namespace qor_sim {
 
-/// Where time comes from; tests bring their own.
+/// Where time comes from; tests have their own.
 class TimeSource {
  public:
   virtual ~TimeSource() = default;

@@ -19,7 +19,7 @@ enum EthernetFlag : unsigned char {
   kEthernetCrcError = 0x02
 };
 
-/// Bytes of the longest frame that a poll, of at most 65535 bytes, can bring.
+/// Bytes of the longest frame that a poll, of at most 65535 bytes, can return.
 constexpr size_t kEthernetGreatestFrame = 65535 - 8 - 16;
 constexpr size_t kEthernetTimeOffset = 4;  // in an item
 

@@ -55,7 +55,7 @@ class FlexRayMessage {
   bool HasTurn(unsigned int cycle) const { return cycle % Fixed.Repetition == Fixed.BaseCycle; }
   /// Whether it takes a turn that it has.
   bool TakesTurn(Random& random) const { return Fixed.OneIn == 1 || random.Below(Fixed.OneIn) == 0; }
-  /// The frame of now, without timestamp and cycle; null frames have a payload of zeros.
+  /// The current frame, without timestamp and cycle; null frames have a payload of zeros.
   const FlexRayFrame& Frame() const { return Turns % Fixed.Updated == 0 ? Current : Null; }
   const FlexRayFrame& NullFrame() const { return Null; }
   void Sent(Random& random);

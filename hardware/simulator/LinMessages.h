@@ -24,7 +24,7 @@ class LinMessage {
   LinMessage(unsigned char id, size_t length, LinPublisher publisher, LinChecksumModel model, Random& random);
 
   bool FromMaster() const { return (Current.Flags & kLinTransmitted) != 0; }
-  /// The frame of now, without timestamp and bit time.
+  /// The current frame, without timestamp and bit time.
   const LinItem& Frame() const { return Current; }
   /// The frame's turn is over.
   void GoOn(Random& random);

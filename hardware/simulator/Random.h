@@ -1,4 +1,4 @@
-// A small random number generator of integers alone: the same seed gives the same numbers on every machine.
+// A small random number generator of integers alone: the same seed yields the same numbers on every machine.
 #pragma once
 
 #include <cstdint>

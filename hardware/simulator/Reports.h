@@ -46,7 +46,7 @@ class Reports {
   unsigned int CallsInProgress = 0;
 };
 
-/// The report of one Qor_ErrorHandler call; a text that is too long is cut, a null format gives an empty one.
+/// The report of one Qor_ErrorHandler call; a text that is too long is cut, a null format makes an empty one.
 Qor_Sim_Report_t FormatReport(unsigned int level, unsigned int code, const char* format, va_list arguments)
     __attribute__((format(printf, 3, 0)));
 

@@ -1,4 +1,4 @@
-// A port that does what a test tells it to.
+// A port that does what a test says.
 #pragma once
 
 #include <array>

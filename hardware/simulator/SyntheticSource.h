@@ -10,7 +10,7 @@
 
 namespace qor_sim {
 
-/// The same settings give the same items on every machine.
+/// The same settings yield the same items on every machine.
 struct SyntheticSettings {
   uint64_t Seed = 1;
   std::optional<uint64_t> Duration;  // ns; none: endless

@@ -19,7 +19,7 @@
  *   pcap:PATH[?...]       replay of a pcap or pcapng file of Ethernet frames
  *   csv:PATH[?...]        replay of LIN or FlexRay traffic from lines "timestamp_ns,channel,kind,flags,id,cycle,crc,data";
  *                         docs/simulator.md has kinds and flags
- *   script[?...]          a port that does what Qor_Sim_Script_* tells it to; for tests
+ *   script[?...]          a port that does what the Qor_Sim_Script_* calls say; for tests
  *
  *   can, lin, flexray, ethernet, vehicle: seed=N (1)  duration=TIME (endless)
  *   can, ethernet: load=PERCENT (30 of a 500 kbit/s bus, 1 of the link; 1 to 100)

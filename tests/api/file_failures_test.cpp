@@ -95,8 +95,8 @@ class FileFailures : public ApiTest, public testing::WithParamInterface<Failure>
     return {name, length};
   }
 
-  /// Does something with its first file call failing, then its second, until it needs no more. `check` looks at what came of
-  /// it, told the failed call.
+  /// Does something with its first file call failing, then its second, until it needs no more. `check` gets its status and
+  /// the failed call.
   void ForEveryCall(const std::function<void()>& prepare, const std::function<unsigned int()>& work,
                     const std::function<void(unsigned int status, const std::string& failed)>& check) {
     const size_t open = OpenFiles();

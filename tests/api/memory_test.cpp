@@ -30,7 +30,7 @@ class ApiMemory : public ApiTest, public testing::WithParamInterface<FailingAllo
     ASSERT_EQ(Qor_Trace_Stop(Monitor), 0U);
   }
 
-  /// Makes a call with its first allocation failing, then its second, until it needs no more: it must succeed in the end,
+  /// Makes a call with its first allocation failing, then its second, until it needs no more: it must finally succeed,
   /// and before that report exhausted memory, last with this text. After each call `repair` runs.
   void ExpectStatusForEveryAllocation(
       const std::function<unsigned int()>& call, const std::string& text, const std::function<void()>& repair = [] {}) {

@@ -324,7 +324,7 @@ TEST_P(EveryChannel, LetsGoOfItsEntriesAfterTheCallback) {
   EXPECT_TRUE(entry.expired());
 }
 
-// ---- Responses that lie. The entries may be odd; AddressSanitizer sees to it that nothing is read outside.
+// ---- Responses that lie. The entries may be malformed; AddressSanitizer checks that nothing is read outside.
 
 TEST_P(EveryChannel, SurvivesRandomBytes) {
   std::mt19937 random(20240607);

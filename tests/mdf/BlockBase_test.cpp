@@ -11,7 +11,7 @@ namespace {
 
 using MDF::Block;
 
-/// A block whose fields can be looked at, and that counts its end.
+/// A block whose fields can be read, and whose destruction is counted.
 class Probe : public Block {
  public:
   explicit Probe(unsigned int links, int* ended = nullptr) : Block(MDF::blockType_CC, 'T', 'X', links), Ended(ended) {}

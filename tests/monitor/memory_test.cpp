@@ -94,7 +94,7 @@ struct StopCase {
 };
 
 constexpr unsigned int kNoLimit = 1000000;
-// The store grows by segments of 4096 entries: the queue, stored after so many, needs a new one at its seventh entry.
+// The store grows by segments of 4096 entries: the queue, stored after that many, needs a new one at its seventh entry.
 constexpr unsigned int kStored = 4090;
 constexpr unsigned int kQueued = 20;
 constexpr unsigned long kFarAhead = 50'000'000UL * 1'000'000;  // ns; as many passes of the sort thread

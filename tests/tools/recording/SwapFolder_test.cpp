@@ -25,7 +25,7 @@ class SwapFolderTest : public testing::Test {
     std::sort(names.begin(), names.end());
     return names;
   }
-  /// What a crash leaves: a folder with a swap file of so many bytes.
+  /// What a crash leaves: a folder with a swap file of this many bytes.
   std::string LeaveBehind(const std::string& name, std::size_t bytes) const {
     const fs::path folder = Parent / (".qor-trace-swap-" + name);
     fs::create_directory(folder);
