@@ -80,7 +80,7 @@ std::optional<unsigned char> TakeRawDlc(std::string_view& text) {
 void ParseRemote(std::string_view text, CanItem& item) {
   const auto rawDlc = TakeRawDlc(text);
   if (text.size() > 1 || (!text.empty() && (text[0] < '0' || text[0] > '8'))) {
-    throw SourceError("a remote frame has one digit from 0 to 8 behind its R, or none");
+    throw SourceError("a remote frame has one digit from 0 to 8 after its R, or none");
   }
   item.Dlc = text.empty() ? 0 : static_cast<unsigned char>(text[0] - '0');
   if (rawDlc && item.Dlc != 8) throw SourceError("only a length of 8 has a raw data length code");
@@ -98,7 +98,7 @@ void SetFlag(CanItem& item, CanFlag flag) { item.Flags = static_cast<unsigned ch
 
 void ParseFd(std::string_view text, CanItem& item) {
   const auto flags = text.empty() ? std::nullopt : HexDigit(text.front());
-  if (!flags) throw SourceError("a CAN FD frame has one hexadecimal digit of flags behind ##");
+  if (!flags) throw SourceError("a CAN FD frame has one hexadecimal digit of flags after ##");
   ParseData(text.substr(1), 64, item);
   const auto dlc = CanFdDlc(item.DataLength);
   if (!dlc) throw SourceError("a CAN FD frame can't have " + std::to_string(item.DataLength) + " data bytes");
@@ -143,7 +143,7 @@ void ParseError(std::string_view text, CandumpFrame& frame) {
 
 void ParseFrame(std::string_view word, CandumpFrame& frame) {
   const size_t hash = word.find('#');
-  if (hash == std::string_view::npos) throw SourceError("the frame has no # behind its identifier");
+  if (hash == std::string_view::npos) throw SourceError("the frame has no # after its identifier");
   CanItem& item = frame.Item;
   ParseIdentifier(word.substr(0, hash), item);
   const std::string_view rest = word.substr(hash + 1);
@@ -174,7 +174,7 @@ CandumpFrame ParseCandumpLine(std::string_view line) {
   } else if (rest == "R") {
     frame.OwnDirection = Direction::Received;
   } else if (!rest.empty()) {
-    throw SourceError("there is more than an R or a T behind the frame");
+    throw SourceError("there is more than an R or a T after the frame");
   }
   return frame;
 }

@@ -82,7 +82,7 @@ std::optional<unsigned long> FirstTimeOf(const ConvertArguments& arguments, cons
   const auto time = ParseWallClock(arguments.StartTime);
   if (!time)
     throw UsageError(
-        fmt::format("\"{}\" is no time; write 2026-11-21T14:30:00, or with Z behind it for UTC", arguments.StartTime));
+        fmt::format("\"{}\" is no time; write 2026-11-21T14:30:00, or with Z after it for UTC", arguments.StartTime));
   return time;
 }
 

@@ -11,13 +11,13 @@ namespace client {
 
 const char* const SourceHelp =
     "Sources:\n"
-    "  can, lin, flexray, ethernet   a made-up bus: seed=N, duration=TIME; can and ethernet also load=PERCENT\n"
+    "  can, lin, flexray, ethernet   a synthetic bus: seed=N, duration=TIME; can and ethernet also load=PERCENT\n"
     "  vehicle                       all four of them: seed=N, duration=TIME\n"
     "  candump:PATH or PATH.log      replay of candump text: interface=NAME\n"
     "  pcap:PATH or PATH.pcap[ng]    replay of an Ethernet capture\n"
     "  csv:PATH or PATH.csv          replay of LIN and FlexRay: bus=lin|flexray, channel=N, bitrate=N (of LIN, 19200)\n"
     "\n"
-    "Replays take origin=file|absolute (times) and direction=rx|tx (where the file doesn't say). Options go behind '?' "
+    "Replays take origin=file|absolute (times) and direction=rx|tx (where the file doesn't say). Options go after '?' "
     "and "
     "are joined by '&'; all sources take speed=FACTOR|max and buffer=ITEMS. A recording of several interfaces becomes "
     "one "
