@@ -23,6 +23,7 @@ constexpr std::size_t WidestColumns = 100;  // longer lines are hard to read
 
 std::vector<std::string> NamesOf(const std::vector<const CLI::App*>& commands) {
   std::vector<std::string> names;
+  names.reserve(commands.size());
   for (const CLI::App* command : commands) names.push_back(command->get_name());
   return names;
 }

@@ -10,7 +10,7 @@ namespace client {
 std::string ReadingProgress::Text() const {
   constexpr double mib = 1u << 20;
   const double read = static_cast<double>(Reader.Position());
-  const std::string entries = fmt::format("{} entries  {:.0f} MiB", Reader.Records(), read / mib);
+  std::string entries = fmt::format("{} entries  {:.0f} MiB", Reader.Records(), read / mib);
   if (Reader.Size() == 0) return entries;
   const double size = static_cast<double>(Reader.Size());
   return fmt::format("{:3.0f} %  {} of {:.0f} MiB", 100 * read / size, entries, size / mib);

@@ -26,9 +26,9 @@ enum class AscOmission {
 };
 constexpr std::size_t AscOmissionCount = 2;
 
-/// @param length  bytes at `record`, at least 28
+/// @param length  number of `bytes`, at least 28
 /// @return nothing for an entry that has a line
-std::optional<AscOmission> AscOmissionOf(const unsigned char* record, unsigned int length);
+std::optional<AscOmission> AscOmissionOf(const unsigned char* bytes, unsigned int length);
 
 /// The files of an ASC log. Each is called NAME.part until it is complete; when a write fails it stays under that name, cut
 /// after the last whole line, and nothing more is taken. The first one stays claimed until all are complete, and with it the

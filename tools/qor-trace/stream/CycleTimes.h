@@ -14,9 +14,9 @@ namespace client {
 /// with its marker and parity bits, on FlexRay by slot, events by their own key; Ethernet has none.
 class CycleTimes {
  public:
-  /// @param length  bytes at `record`, at least 28
+  /// @param length  number of `bytes`, at least 28
   /// @return        ns since the entry of the same message before this one, wrapped if that was later; 0 without one
-  unsigned long Next(const unsigned char* record, unsigned int length);
+  unsigned long Next(const unsigned char* bytes, unsigned int length);
 
  private:
   using Key = std::tuple<unsigned int, unsigned char, unsigned int>;  // channel, bus, key of the message

@@ -33,7 +33,7 @@ void PrintJson(const nlohmann::json& json);
 
 /// Writes a line, or several, to standard error: control characters in them shown, and broken between words where a terminal
 /// is too narrow. What can't be written there is dropped.
-void Say(std::string_view line);
+void Say(std::string_view text);
 
 /// Says a sentence as an error of this program; its closing full stop may be left out.
 void SayError(std::string_view sentence);
