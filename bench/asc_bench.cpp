@@ -14,7 +14,7 @@
 #include <vector>
 
 #include "Measure.h"
-#include "export/AscOutput.h"
+#include "export/ExportFile.h"
 #include "export/Qor_Trace_Export_ASC.h"
 #include "support/EntryBuilder.h"
 
@@ -109,7 +109,7 @@ double TimeOfWrite(const std::string& path, const std::string& text) {
   const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
   if (file < 0) Fail(path);
   for (size_t done = 0; done < text.size();) {
-    const size_t piece = std::min(AscOutput::kCapacity, text.size() - done);
+    const size_t piece = std::min(ExportFile::kCapacity, text.size() - done);
     const ssize_t count = write(file, text.data() + done, piece);
     if (count < 0) Fail(path);
     done += static_cast<size_t>(count);

@@ -24,7 +24,7 @@ install(FILES hardware/simulator/qor_sim.h DESTINATION ${CMAKE_INSTALL_INCLUDEDI
 # The C++ interface: the MDF classes, the ASC writer, what their headers lean on, and the platform helpers.
 set(headers ${CMAKE_INSTALL_INCLUDEDIR}/qor_api_trace)
 install(DIRECTORY src/mdf DESTINATION ${headers} FILES_MATCHING PATTERN "*.h")
-install(FILES src/export/AscLineState.h src/export/AscOutput.h src/export/Qor_Trace_AscTarget.h
+install(FILES src/export/AscLineState.h src/export/ExportFile.h src/export/Qor_Trace_AscTarget.h
               src/export/Qor_Trace_Export_ASC.h
         DESTINATION ${headers}/export)
 install(FILES src/internal/FileDescriptor.h src/internal/Visibility.h src/internal/qor_internal.h src/internal/Qor_Trace_Exception.h

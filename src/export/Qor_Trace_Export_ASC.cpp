@@ -18,7 +18,7 @@ namespace {
 
 constexpr unsigned int kGeneral = 255;
 
-static_assert(asc::kLongestLineRoom <= AscOutput::kCapacity);
+static_assert(asc::kLongestLineRoom <= ExportFile::kCapacity);
 
 /// "Sun Nov 15 09:00:19 2026\n", local time; empty for a time that has no such text.
 std::string DateText(std::time_t time) {

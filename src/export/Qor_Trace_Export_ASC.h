@@ -4,7 +4,7 @@
 #include <string>
 
 #include "export/AscLineState.h"
-#include "export/AscOutput.h"
+#include "export/ExportFile.h"
 #include "export/Qor_Trace_AscTarget.h"
 #include "internal/Visibility.h"
 #include "record/Qor_Trace_Entry.h"
@@ -92,5 +92,5 @@ class QOR_EXPORT Qor_Trace_Export_ASC {
   std::string PreviousFileName;  // the one before it
   unsigned int SizeLimit;        // bytes
   unsigned int FileCounter = 0;  // files of a series begun so far
-  AscOutput File;
+  ExportFile File;
 };

@@ -1,15 +1,15 @@
-#include "export/AscOutput.h"
+#include "export/ExportFile.h"
 
 #include <algorithm>
 #include <cstring>
 #include <utility>
 
-AscOutput::AscOutput(Qor_Trace_AscTarget* target)
+ExportFile::ExportFile(Qor_Trace_AscTarget* target)
     : Buffer(std::make_unique_for_overwrite<char[]>(kCapacity)), Target(target) {}
 
-AscOutput::~AscOutput() { Close(); }
+ExportFile::~ExportFile() { Close(); }
 
-bool AscOutput::Open(const char* path) {
+bool ExportFile::Open(const char* path) {
   if (!Failed()) Name = path;
   Start.reset();
   if (Target != nullptr) {
@@ -21,7 +21,7 @@ bool AscOutput::Open(const char* path) {
   return IsOpen();
 }
 
-void AscOutput::Append(std::string_view text) {
+void ExportFile::Append(std::string_view text) {
   while (!text.empty()) {
     const size_t piece = std::min(text.size(), kCapacity);
     char* const place = Room(piece);
@@ -31,7 +31,7 @@ void AscOutput::Append(std::string_view text) {
   }
 }
 
-std::optional<unsigned long> AscOutput::Position() {
+std::optional<unsigned long> ExportFile::Position() {
   if (!Start) {
     const off_t place = lseek(File.Get(), 0, SEEK_CUR);
     if (place < 0) return std::nullopt;
@@ -40,7 +40,7 @@ std::optional<unsigned long> AscOutput::Position() {
   return *Start + Used;
 }
 
-bool AscOutput::Flush() {
+bool ExportFile::Flush() {
   if (Used == 0) return !Failed();
   FirstError = Error();
   if (!Failed() && !WriteUsed()) FirstError = errno;
@@ -48,7 +48,7 @@ bool AscOutput::Flush() {
   return !Failed();
 }
 
-bool AscOutput::WriteUsed() {
+bool ExportFile::WriteUsed() {
   if (Target != nullptr) {
     Target->Write({Buffer.get(), Used});
     *Start += Used;
@@ -58,7 +58,7 @@ bool AscOutput::WriteUsed() {
   return WriteAll(File.Get(), reinterpret_cast<const unsigned char*>(Buffer.get()), Used) == Used;
 }
 
-void AscOutput::Close() {
+void ExportFile::Close() {
   Flush();
   if (std::exchange(TargetOpen, false)) Target->End();
   if (!File.Close() && !Failed()) FirstError = errno;

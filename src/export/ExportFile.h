@@ -18,15 +18,15 @@
 /// The failure is kept until the object is destroyed, across later files as well, with its reason and the file's path.
 ///
 /// Threads: one at a time.
-class AscOutput {
+class ExportFile {
  public:
   /// @param target  takes the text in place of files; it never fails here. Null: files
   /// @throws std::bad_alloc
-  explicit AscOutput(Qor_Trace_AscTarget* target = nullptr);
+  explicit ExportFile(Qor_Trace_AscTarget* target = nullptr);
   /// Closes the file as Close does.
-  ~AscOutput();
-  AscOutput(const AscOutput&) = delete;
-  AscOutput& operator=(const AscOutput&) = delete;
+  ~ExportFile();
+  ExportFile(const ExportFile&) = delete;
+  ExportFile& operator=(const ExportFile&) = delete;
 
   /// Creates or truncates a file; no other may be open. False, with errno set, if that fails.
   [[nodiscard]] bool Open(const char* path);

@@ -1,5 +1,5 @@
 // The buffered file beneath an ASC log.
-#include "export/AscOutput.h"
+#include "export/ExportFile.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -16,17 +16,17 @@
 
 namespace {
 
-class AscOutputTest : public test::AscTest {
+class ExportFileTest : public test::AscTest {
  protected:
-  static void Put(AscOutput& output, const std::string& text) {
+  static void Put(ExportFile& output, const std::string& text) {
     char* const place = output.Room(text.size());
     std::memcpy(place, text.data(), text.size());
     output.Commit(place + text.size());
   }
 };
 
-TEST_F(AscOutputTest, BytesReachTheFileWithFlush) {
-  AscOutput output;
+TEST_F(ExportFileTest, BytesReachTheFileWithFlush) {
+  ExportFile output;
   ASSERT_TRUE(output.Open("out"));
   Put(output, "abc");
   EXPECT_EQ(test::ReadFile("out"), "");
@@ -36,19 +36,19 @@ TEST_F(AscOutputTest, BytesReachTheFileWithFlush) {
   EXPECT_EQ(output.Position(), 3u);
 }
 
-TEST_F(AscOutputTest, BytesReachTheFileWhenTheNextTextMightNotFit) {
-  AscOutput output;
+TEST_F(ExportFileTest, BytesReachTheFileWhenTheNextTextMightNotFit) {
+  ExportFile output;
   ASSERT_TRUE(output.Open("out"));
-  Put(output, std::string(AscOutput::kCapacity, 'a'));
+  Put(output, std::string(ExportFile::kCapacity, 'a'));
   EXPECT_EQ(std::filesystem::file_size("out"), 0u);
   Put(output, "b");
-  EXPECT_EQ(std::filesystem::file_size("out"), AscOutput::kCapacity);
+  EXPECT_EQ(std::filesystem::file_size("out"), ExportFile::kCapacity);
 }
 
-TEST_F(AscOutputTest, AppendedTextMayBeLongerThanTheBuffer) {
+TEST_F(ExportFileTest, AppendedTextMayBeLongerThanTheBuffer) {
   std::string text;
-  for (int i = 0; text.size() < 3 * AscOutput::kCapacity; ++i) text += std::to_string(i);
-  AscOutput output;
+  for (int i = 0; text.size() < 3 * ExportFile::kCapacity; ++i) text += std::to_string(i);
+  ExportFile output;
   ASSERT_TRUE(output.Open("out"));
   output.Append("x");
   output.Append(text);
@@ -58,8 +58,8 @@ TEST_F(AscOutputTest, AppendedTextMayBeLongerThanTheBuffer) {
   EXPECT_FALSE(output.Failed());
 }
 
-TEST_F(AscOutputTest, PositionIsThatOfTheOpenFile) {
-  AscOutput output;
+TEST_F(ExportFileTest, PositionIsThatOfTheOpenFile) {
+  ExportFile output;
   ASSERT_TRUE(output.Open("one"));
   Put(output, "abc");
   output.Close();
@@ -69,8 +69,8 @@ TEST_F(AscOutputTest, PositionIsThatOfTheOpenFile) {
 }
 
 // Whoever has the file open with us may have moved it.
-TEST_F(AscOutputTest, PositionIsWhereTheSystemSaysThatTheFileStands) {
-  AscOutput output;
+TEST_F(ExportFileTest, PositionIsWhereTheSystemSaysThatTheFileStands) {
+  ExportFile output;
   const int next = dup(0);
   close(next);
   ASSERT_TRUE(output.Open("out"));
@@ -83,10 +83,10 @@ TEST_F(AscOutputTest, PositionIsWhereTheSystemSaysThatTheFileStands) {
   EXPECT_EQ(output.Position(), 5000u);
 }
 
-TEST_F(AscOutputTest, PipeHasNoPosition) {
+TEST_F(ExportFileTest, PipeHasNoPosition) {
   ASSERT_EQ(mkfifo("pipe", 0600), 0);
   const int reader = open("pipe", O_RDONLY | O_NONBLOCK);
-  AscOutput output;
+  ExportFile output;
   ASSERT_TRUE(output.Open("pipe"));
   Put(output, "abc");
   EXPECT_EQ(output.Position(), std::nullopt);
@@ -97,8 +97,8 @@ TEST_F(AscOutputTest, PipeHasNoPosition) {
   close(reader);
 }
 
-TEST_F(AscOutputTest, FailureKeepsItsReasonAndItsFile) {
-  AscOutput output;
+TEST_F(ExportFileTest, FailureKeepsItsReasonAndItsFile) {
+  ExportFile output;
   ASSERT_TRUE(output.Open("/dev/full"));
   EXPECT_EQ(output.Error(), 0);
   Put(output, "abc");
@@ -111,8 +111,8 @@ TEST_F(AscOutputTest, FailureKeepsItsReasonAndItsFile) {
   EXPECT_EQ(output.Path(), "/dev/full");
 }
 
-TEST_F(AscOutputTest, TextWithoutAFileIsAFailureAndGoesNowhere) {
-  AscOutput output;
+TEST_F(ExportFileTest, TextWithoutAFileIsAFailureAndGoesNowhere) {
+  ExportFile output;
   Put(output, "abc");
   EXPECT_TRUE(output.Failed());
   EXPECT_EQ(output.Error(), EBADF);
@@ -123,8 +123,8 @@ TEST_F(AscOutputTest, TextWithoutAFileIsAFailureAndGoesNowhere) {
   EXPECT_EQ(test::ReadFile("out"), "");
 }
 
-TEST_F(AscOutputTest, FileIsNotInheritedByPrograms) {
-  AscOutput output;
+TEST_F(ExportFileTest, FileIsNotInheritedByPrograms) {
+  ExportFile output;
   const int next = dup(0);
   close(next);
   ASSERT_TRUE(output.Open("out"));
@@ -134,14 +134,14 @@ TEST_F(AscOutputTest, FileIsNotInheritedByPrograms) {
 std::atomic<int> Interruptions;
 
 // A pipe that is read in small pieces makes a large write wait; a signal then cuts it short, or interrupts it.
-TEST_F(AscOutputTest, InterruptedAndShortWritesLoseNothing) {
+TEST_F(ExportFileTest, InterruptedAndShortWritesLoseNothing) {
   struct sigaction action {};
   struct sigaction before {};
   action.sa_handler = [](int) { ++Interruptions; };  // no SA_RESTART: write() returns
   ASSERT_EQ(sigaction(SIGUSR1, &action, &before), 0);
   ASSERT_EQ(mkfifo("pipe", 0600), 0);
   std::string text;
-  for (int i = 0; text.size() < 4 * AscOutput::kCapacity; ++i) text += std::to_string(i);
+  for (int i = 0; text.size() < 4 * ExportFile::kCapacity; ++i) text += std::to_string(i);
   Interruptions = 0;
 
   const pthread_t writer = pthread_self();
@@ -151,11 +151,11 @@ TEST_F(AscOutputTest, InterruptedAndShortWritesLoseNothing) {
     char piece[4096];
     for (ssize_t count; (count = read(file, piece, sizeof piece)) > 0;) {
       received.append(piece, static_cast<size_t>(count));
-      if (received.size() < 3 * AscOutput::kCapacity) pthread_kill(writer, SIGUSR1);
+      if (received.size() < 3 * ExportFile::kCapacity) pthread_kill(writer, SIGUSR1);
     }
     close(file);
   });
-  AscOutput output;
+  ExportFile output;
   EXPECT_TRUE(output.Open("pipe"));
   output.Append(text);
   output.Close();
