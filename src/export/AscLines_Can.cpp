@@ -60,8 +60,11 @@ char* FrameLength(const CanView& can, char* out) {
 /// Duration, length, flags word, CRC and bit timing, of which only the flags word is known.
 char* FrameTail(const CanView& can, char* out) {
   // The flags word has bits 12, 13 and 14 for FD, BRS and ESI: one hexadecimal digit and three zeros.
-  const unsigned int digit = (can.Has(QOR_TRACE_CAN_FD) ? 1u : 0u) | (can.Has(QOR_TRACE_CAN_BRS) ? 2u : 0u) |
-                             (can.Has(QOR_TRACE_CAN_ESI) ? 4u : 0u);
+  enum : unsigned int { kFd = 1u << 0, kBrs = 1u << 1, kEsi = 1u << 2 };
+  unsigned int digit = 0;
+  if (can.Has(QOR_TRACE_CAN_FD)) digit |= kFd;
+  if (can.Has(QOR_TRACE_CAN_BRS)) digit |= kBrs;
+  if (can.Has(QOR_TRACE_CAN_ESI)) digit |= kEsi;
   if (digit == 0) return Text(out, " 0 0 0 0 0 0 0 0\n");
   out = Character(Text(out, " 0 0 "), static_cast<char>('0' + digit));
   return Text(out, "000 0 0 0 0 0\n");

@@ -56,13 +56,22 @@ void AddChannels(Line& line, unsigned int channelId, unsigned int code) {
   line.State.Hex = !line.State.Has(QOR_TRACE_ASC_DECIMAL);
 }
 
-/// Bit 0 or 1: a null frame or any other. Bit 19 is set in every frame.
-unsigned int FrameState(const FlexRayView& frame) {
-  unsigned int state = 0x80000;
-  state |= frame.Has(QOR_TRACE_FLEXRAY_NULL) ? 0x1u : 0x2u;
-  if (frame.Has(QOR_TRACE_FLEXRAY_INDICATOR)) state |= 0x10u;
-  if (frame.Has(QOR_TRACE_FLEXRAY_SYNC)) state |= 0x4u;
-  if (frame.Has(QOR_TRACE_FLEXRAY_STARTUP)) state |= 0x8u;
+/// The column of a frame's flags.
+enum FrameState : unsigned int {
+  kNullFrame = 1u << 0,
+  kOtherThanNullFrame = 1u << 1,  // one of the two is set
+  kSync = 1u << 2,
+  kStartup = 1u << 3,
+  kPayloadPreamble = 1u << 4,
+  kEveryFrame = 1u << 19,
+};
+
+unsigned int FrameStateOf(const FlexRayView& frame) {
+  unsigned int state = kEveryFrame;
+  state |= frame.Has(QOR_TRACE_FLEXRAY_NULL) ? kNullFrame : kOtherThanNullFrame;
+  if (frame.Has(QOR_TRACE_FLEXRAY_INDICATOR)) state |= kPayloadPreamble;
+  if (frame.Has(QOR_TRACE_FLEXRAY_SYNC)) state |= kSync;
+  if (frame.Has(QOR_TRACE_FLEXRAY_STARTUP)) state |= kStartup;
   return state;
 }
 
@@ -83,7 +92,7 @@ void AddFrameTail(Line& line) {
   } else {
     line.Add("Rx 0 ");
   }
-  line.AddIntegerAndBlank(FrameState(frame));
+  line.AddIntegerAndBlank(FrameStateOf(frame));
   line.Add("5 ");
   line.AddIntegerAndBlank(40);  // fixed, yet in the base of the header
   line.AddIntegerAndBlank(frame.HeaderCrc);

@@ -1,4 +1,4 @@
-// The text file beneath an ASC log: one buffer, large writes.
+// The file beneath an export: one buffer, large writes.
 #pragma once
 
 #include <cerrno>
@@ -11,8 +11,8 @@
 #include "export/Qor_Trace_AscTarget.h"
 #include "internal/FileDescriptor.h"
 
-/// A text file that is composed in one buffer. The buffer is flushed to the file when the next piece of text might not fit,
-/// by Flush and by Close.
+/// A file that is composed in one buffer. The buffer is flushed to the file when the next piece might not fit, by Flush and
+/// by Close.
 ///
 /// After a failed write nothing more is written: what is in the file is what was composed, from its beginning, without a gap.
 /// The failure is kept until the object is destroyed, across later files as well, with its reason and the file's path.
@@ -20,7 +20,7 @@
 /// Threads: one at a time.
 class ExportFile {
  public:
-  /// @param target  takes the text in place of files; it never fails here. Null: files
+  /// @param target  takes the text of an ASC log in place of files; it never fails here. Null: files
   /// @throws std::bad_alloc
   explicit ExportFile(Qor_Trace_AscTarget* target = nullptr);
   /// Closes the file as Close does.
@@ -32,13 +32,13 @@ class ExportFile {
   [[nodiscard]] bool Open(const char* path);
   [[nodiscard]] bool IsOpen() const { return TargetOpen || File.IsOpen(); }
 
-  /// A place for up to `bytes` more bytes (at most kCapacity), until the next call. Text written there counts once it is
+  /// A place for up to `bytes` more bytes (at most kCapacity), until the next call. What is written there counts once it is
   /// taken with Commit.
   [[nodiscard]] char* Room(size_t bytes) {
     if (kCapacity - Used < bytes) Flush();
     return Buffer.get() + Used;
   }
-  /// Takes the text from the place that Room returned, up to `end`.
+  /// Takes what stands from the place that Room returned up to `end`.
   void Commit(const char* end) { Used = static_cast<size_t>(end - Buffer.get()); }
   /// Text of any length.
   void Append(std::string_view text);

@@ -13,8 +13,7 @@ namespace {
 
 static_assert(std::endian::native == std::endian::little, "blocks are stored as they lie in memory");
 
-constexpr unsigned int kGeneral = 255;            // level of an error that concerns no particular interface
-constexpr size_t kCapacity = size_t{256} * 1024;  // of the buffer; a block has at most 64 KiB and some bytes
+constexpr unsigned int kGeneral = 255;  // level of an error that concerns no particular interface
 
 constexpr unsigned short kLinkTypeEthernet = 1;
 constexpr unsigned short kOptionUserAppl = 4;  // shb_userappl
@@ -110,15 +109,15 @@ constexpr size_t kInterfaceExcess = 4;
 
 /// Stores a piece of a block; returns the place after it.
 template <class Piece>
-unsigned char* Put(unsigned char* out, const Piece& piece) {
+char* Put(char* out, const Piece& piece) {
   std::memcpy(out, &piece, sizeof piece);
   return out + sizeof piece;
 }
 
 /// Stores bytes and zeros up to a multiple of 4.
-unsigned char* PutPadded(unsigned char* out, const void* bytes, size_t size) {
+char* PutPadded(char* out, const void* bytes, size_t size) {
   if (size == 0) return out;
-  unsigned char* const end = out + Padded(size);
+  char* const end = out + Padded(size);
   // The last word is zeroed whole; the bytes then overwrite all of it but the padding.
   std::memset(end - 4, 0, 4);
   std::memcpy(out, bytes, size);
@@ -131,8 +130,7 @@ unsigned int PacketFlags(const EthernetView& ethernet) {
 }
 
 /// A frame that its record doesn't hold whole is as long as the bytes that are present.
-unsigned char* PutEnhancedPacketBlock(unsigned char* out, unsigned int interface, unsigned long timestamp,
-                                      const EthernetView& ethernet) {
+char* PutEnhancedPacketBlock(char* out, unsigned int interface, unsigned long timestamp, const EthernetView& ethernet) {
   const RecordPayload frame = ethernet.Frame();
   const auto length = static_cast<unsigned int>(Padded(frame.size()) + kEnhancedPacketFrame);
   EnhancedPacketHead head;
@@ -148,7 +146,7 @@ unsigned char* PutEnhancedPacketBlock(unsigned char* out, unsigned int interface
   return Put(PutPadded(Put(out, head), frame.data(), frame.size()), tail);
 }
 
-unsigned char* PutCustomBlock(unsigned char* out, RecordPayload data) {
+char* PutCustomBlock(char* out, RecordPayload data) {
   CustomHead head;
   head.Length = static_cast<unsigned int>(Padded(data.size()) + kCustomFrame);
   return Put(PutPadded(Put(out, head), data.data(), data.size()), head.Length);
@@ -169,19 +167,17 @@ void PrefetchAhead(const Qor_Trace_EntryStore& entries, size_t index) {
 }  // namespace
 
 Qor_Trace_Export_PCAP::Qor_Trace_Export_PCAP(unsigned int flags, const char* fileName, unsigned long startTime)
-    : Flags(flags),
-      StartTime(startTime),
-      File(fileName, O_WRONLY | O_CREAT | O_TRUNC),
-      LatestInterface(InterfaceIds.end()),
-      Buffer(new unsigned char[kCapacity]) {
-  if (!File.IsOpen()) {
+    : Flags(flags), StartTime(startTime), LatestInterface(InterfaceIds.end()) {
+  if (!File.Open(fileName)) {
     throw Qor_Trace_Exception(kGeneral, QOR_TRACE_STATUS_FILE_ERROR, "error opening file");
   }
 }
 
-Qor_Trace_Export_PCAP::~Qor_Trace_Export_PCAP() { Flush(); }
+Qor_Trace_Export_PCAP::~Qor_Trace_Export_PCAP() = default;
 
-void Qor_Trace_Export_PCAP::WriteSectionHeaderBlock() { Put(Room(sizeof(SectionHeaderBlock)), SectionHeaderBlock()); }
+void Qor_Trace_Export_PCAP::WriteSectionHeaderBlock() {
+  File.Commit(Put(File.Room(sizeof(SectionHeaderBlock)), SectionHeaderBlock()));
+}
 
 void Qor_Trace_Export_PCAP::Export(const Qor_Trace_EntryStore& entries) {
   WriteSectionHeaderBlock();
@@ -189,7 +185,7 @@ void Qor_Trace_Export_PCAP::Export(const Qor_Trace_EntryStore& entries) {
     PrefetchAhead(entries, index);
     WriteEntry(*entries[index]->GetEntry());
   }
-  Flush();
+  File.Flush();
 }
 
 void Qor_Trace_Export_PCAP::WriteEntry(const Qor_Trace_Entry_t& entry) {
@@ -201,12 +197,13 @@ void Qor_Trace_Export_PCAP::WriteEntry(const Qor_Trace_Entry_t& entry) {
 
   const EthernetView ethernet = record.Ethernet();
   if (ethernet.Type == EthernetItemType::Frame) {
-    PutEnhancedPacketBlock(Room(Padded(ethernet.Frame().size()) + kEnhancedPacketFrame), interface,
-                           record.Timestamp() - (relative ? StartTime : 0), ethernet);
+    char* const place = File.Room(Padded(ethernet.Frame().size()) + kEnhancedPacketFrame);
+    const unsigned long time = record.Timestamp() - (relative ? StartTime : 0);
+    File.Commit(PutEnhancedPacketBlock(place, interface, time, ethernet));
   } else if (ethernet.Type == EthernetItemType::Custom) {
     // Only the low byte of the length counts: part of the interface.
     const RecordPayload data = ethernet.Held.first(std::min<size_t>(ethernet.FrameLength & 0xFF, ethernet.Held.size()));
-    PutCustomBlock(Room(Padded(data.size()) + kCustomFrame), data);
+    File.Commit(PutCustomBlock(File.Room(Padded(data.size()) + kCustomFrame), data));
   }
 }
 
@@ -232,17 +229,5 @@ void Qor_Trace_Export_PCAP::WriteInterfaceDescriptionBlock(unsigned int channelI
   head.OptionLength = static_cast<unsigned short>(size);
   InterfaceDescriptionTail tail;
   tail.Length = head.Length;
-  Put(PutPadded(Put(Room(held), head), name.data(), size), tail);
-}
-
-/// Space for a whole block after the last one.
-unsigned char* Qor_Trace_Export_PCAP::Room(size_t size) {
-  if (kCapacity - Used < size) Flush();
-  Used += size;
-  return Buffer.get() + Used - size;
-}
-
-void Qor_Trace_Export_PCAP::Flush() {
-  if (File.IsOpen() && WriteAll(File.Get(), Buffer.get(), Used) < Used) static_cast<void>(File.Close());
-  Used = 0;
+  File.Commit(Put(PutPadded(Put(File.Room(held), head), name.data(), size), tail));
 }

@@ -3,9 +3,8 @@
 
 #include <cstddef>
 #include <map>
-#include <memory>
 
-#include "internal/FileDescriptor.h"
+#include "export/ExportFile.h"
 #include "internal/Visibility.h"
 #include "record/Qor_Trace_Entry.h"
 #include "record/Qor_Trace_EntryStore.h"
@@ -46,16 +45,12 @@ class QOR_EXPORT Qor_Trace_Export_PCAP {
   void WriteEntry(const Qor_Trace_Entry_t& entry);
   [[nodiscard]] unsigned int InterfaceOf(unsigned int channelId);
   void WriteInterfaceDescriptionBlock(unsigned int channelId);
-  [[nodiscard]] unsigned char* Room(size_t size);
-  void Flush();
 
   unsigned int Flags;
   unsigned long StartTime;                            // ns
-  FileDescriptor File;                                // closed by the first failed write
+  ExportFile File;                                    // whole blocks
   std::map<unsigned int, unsigned int> InterfaceIds;  // channel number -> interface of the file
   unsigned int InterfaceCount = 0;                    // interfaces described so far; the next one's number
 
   std::map<unsigned int, unsigned int>::const_iterator LatestInterface;  // of the entry before; end() at first
-  std::unique_ptr<unsigned char[]> Buffer;                               // whole blocks
-  size_t Used = 0;                                                       // bytes of Buffer
 };
