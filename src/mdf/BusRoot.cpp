@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "mdf/BusGenerator.h"
+#include "record/RecordView.h"
 
 namespace {
 
@@ -65,12 +66,12 @@ Bus* BusRoot::Bus_Find(unsigned int busChannel, unsigned char busType) const {
 }
 
 bool BusRoot::Data_Insert(Qor_Trace_Entry_t& entry) {
-  if (entry.Length < offsetof(Qor_Trace_Entry_t, Payload)) return false;
+  if (entry.Length < RecordView::kHeader) return false;
   return Data_Insert(Bus_Find(entry.ChannelId, entry.BusType), entry);
 }
 
 bool BusRoot::Data_Insert(Bus* bus, Qor_Trace_Entry_t& entry) {
-  if (bus == nullptr || entry.Length < offsetof(Qor_Trace_Entry_t, Payload)) return false;
+  if (bus == nullptr || entry.Length < RecordView::kHeader) return false;
   unsigned long timestamp = entry.Timestamp;  // a field of a packed record can't be passed on by reference
   return bus->Data_Insert(entry, timestamp);
 }
