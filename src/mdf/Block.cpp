@@ -27,7 +27,7 @@ bool HDBLOCK::WriteRequest() const { return DataChanged || Block::WriteRequest()
 
 void HDBLOCK::Links_Set(unsigned int index, Block* block) { Block::Links_Set(index, block); }
 
-long HDBLOCK::Write(FileStream& stream) { return Write_WithData(stream, DataChanged, {{&Data, sizeof Data}}); }
+long HDBLOCK::Write(FileStream& stream) { return WriteWithData(stream, DataChanged, {{&Data, sizeof Data}}); }
 
 unsigned long HDBLOCK::RelativeTime(unsigned long time) const { return time - RelativeBase; }
 
@@ -40,9 +40,9 @@ void HDBLOCK::StartTime_Set(unsigned long startTime) {
   DataChanged = true;
 }
 
-bool HDBLOCK::Link_DGBLOCK(DGBLOCK* group) { return Chain_Append(*this, kHdFirstGroup, kDgNext, group); }
+bool HDBLOCK::Link_DGBLOCK(DGBLOCK* group) { return AppendToChain(*this, kHdFirstGroup, kDgNext, group); }
 
-bool HDBLOCK::Link_EVBLOCK(EVBLOCK* event) { return Chain_Append(*this, kHdFirstEvent, kEvNext, event); }
+bool HDBLOCK::Link_EVBLOCK(EVBLOCK* event) { return AppendToChain(*this, kHdFirstEvent, kEvNext, event); }
 
 void HDBLOCK::Event_Unlink() {
   Links[kHdFirstEvent] = nullptr;
@@ -54,7 +54,7 @@ void HDBLOCK::Event_Unlink() {
 FHBLOCK::FHBLOCK(unsigned long time, const char* comment) : Block(blockType_FH, 'F', 'H', kFhLinkCount) {
   DataSize = sizeof Data;
   Data.Time = time;
-  Comment_Link(*this, kFhComment, comment != nullptr ? comment : "");
+  LinkComment(*this, kFhComment, comment != nullptr ? comment : "");
 }
 
 FHBLOCK::~FHBLOCK() = default;
@@ -66,13 +66,13 @@ void FHBLOCK::Block_Reset(bool full, BlockSet& done) {
 
 bool FHBLOCK::WriteRequest() const { return DataChanged || Block::WriteRequest(); }
 
-long FHBLOCK::Write(FileStream& stream) { return Write_WithData(stream, DataChanged, {{&Data, sizeof Data}}); }
+long FHBLOCK::Write(FileStream& stream) { return WriteWithData(stream, DataChanged, {{&Data, sizeof Data}}); }
 
 // --- event ---
 
 EVBLOCK::EVBLOCK() : Block(blockType_EV, 'E', 'V', kEvLinkCount) { DataSize = sizeof Data; }
 
-void EVBLOCK::Data_Fill(unsigned char eventType, unsigned char rangeType, unsigned char cause, unsigned long time) {
+void EVBLOCK::FillData(unsigned char eventType, unsigned char rangeType, unsigned char cause, unsigned long time) {
   Data.EventType = eventType;
   Data.SyncType = kSyncTime;
   Data.RangeType = rangeType;
@@ -83,9 +83,9 @@ void EVBLOCK::Data_Fill(unsigned char eventType, unsigned char rangeType, unsign
 
 EVBLOCK::EVBLOCK(const std::string& name, unsigned char eventType, unsigned char cause, unsigned long time)
     : EVBLOCK() {
-  Data_Fill(eventType, eventType == kRecording ? kRangeBegins : kPoint, cause, time);
+  FillData(eventType, eventType == kRecording ? kRangeBegins : kPoint, cause, time);
   const bool named = eventType == kRecording || eventType == kTrigger || eventType == kMarker;
-  if (named) Text_Link(*this, kEvName, name);
+  if (named) LinkText(*this, kEvName, name);
 }
 
 EVBLOCK::EVBLOCK(const std::string& name, unsigned char eventType, unsigned char cause, unsigned long time,
@@ -93,23 +93,23 @@ EVBLOCK::EVBLOCK(const std::string& name, unsigned char eventType, unsigned char
     : EVBLOCK() {
   if (other == nullptr || eventType > kLastChild) return;
   if (eventType == kRecording) {
-    Data_Fill(eventType, kRangeEnds, cause, time);
+    FillData(eventType, kRangeEnds, cause, time);
     Links_Set(kEvRangeBegin, other);
   } else {
-    Data_Fill(eventType, eventType == kInterruption ? kRangeBegins : kPoint, cause, time);
+    FillData(eventType, eventType == kInterruption ? kRangeBegins : kPoint, cause, time);
     Links_Set(kEvParent, other);
   }
-  if (eventType != kInterruption) Text_Link(*this, kEvName, name);
+  if (eventType != kInterruption) LinkText(*this, kEvName, name);
 }
 
 EVBLOCK::EVBLOCK(const std::string& name, unsigned char eventType, unsigned char cause, unsigned long time,
                  EVBLOCK* parent, EVBLOCK* rangeBegin)
     : EVBLOCK() {
   const unsigned char alone = eventType <= kInterruption ? kRangeBegins : kPoint;
-  Data_Fill(eventType, rangeBegin != nullptr ? static_cast<unsigned char>(kRangeEnds) : alone, cause, time);
+  FillData(eventType, rangeBegin != nullptr ? static_cast<unsigned char>(kRangeEnds) : alone, cause, time);
   Links_Set(kEvParent, parent);
   Links_Set(kEvRangeBegin, rangeBegin);
-  if (eventType != kInterruption) Text_Link(*this, kEvName, name);
+  if (eventType != kInterruption) LinkText(*this, kEvName, name);
 }
 
 EVBLOCK::~EVBLOCK() = default;
@@ -123,7 +123,7 @@ bool EVBLOCK::WriteRequest() const { return DataChanged || Block::WriteRequest()
 
 long EVBLOCK::Write(FileStream& stream) {
   Data.ScopeCount = Links_Count() > kEvLinkCount ? Links_Count() - kEvLinkCount : 0;
-  return Write_WithData(stream, DataChanged, {{&Data, sizeof Data}});
+  return WriteWithData(stream, DataChanged, {{&Data, sizeof Data}});
 }
 
 void EVBLOCK::ScopedBlock_Add(Block* block) {
@@ -143,7 +143,7 @@ ATBLOCK::ATBLOCK(unsigned int originalSize, unsigned short creatorIndex)
 
 ATBLOCK::ATBLOCK(const std::string& fileName, unsigned int originalSize, unsigned short creatorIndex)
     : ATBLOCK(originalSize, creatorIndex) {
-  Text_Link(*this, kAtFileName, fileName);
+  LinkText(*this, kAtFileName, fileName);
 }
 
 ATBLOCK::~ATBLOCK() = default;
@@ -167,7 +167,7 @@ long ATBLOCK::Write(FileStream& stream) {
   Data.EmbeddedSize = Size();
   Data.Flags = Size() == 0 ? uint16_t{0} : uint16_t{kEmbedded};
   if (Size() != 0 && IsCompressed()) Data.Flags = kEmbedded | kCompressed;
-  return Write_WithData(stream, BufferChanged, {{&Data, sizeof Data}, {Bytes(), Size()}});
+  return WriteWithData(stream, BufferChanged, {{&Data, sizeof Data}, {Bytes(), Size()}});
 }
 
 }  // namespace MDF

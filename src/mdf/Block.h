@@ -208,7 +208,7 @@ class QOR_EXPORT EVBLOCK : public Block {
 
  private:
   QOR_HIDDEN EVBLOCK();
-  QOR_HIDDEN void Data_Fill(unsigned char eventType, unsigned char rangeType, unsigned char cause, unsigned long time);
+  QOR_HIDDEN void FillData(unsigned char eventType, unsigned char rangeType, unsigned char cause, unsigned long time);
 
   EvData Data{};
   bool DataChanged = true;

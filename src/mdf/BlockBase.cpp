@@ -122,7 +122,7 @@ void Block::Links_Set(FileStream&, unsigned int index, Block* block) {
 void Block::Links_Delete(unsigned int index) {
   Block* target = Links_Get(index);
   if (target == nullptr) return;
-  Tree_Destroy(target, DataLists::kInclude, this);
+  DestroyTree(target, DataLists::kInclude, this);
   if (index >= Links.size()) return;
   Links[index] = nullptr;
   LinksChanged = true;
@@ -131,7 +131,7 @@ void Block::Links_Delete(unsigned int index) {
 void Block::Links_Clear(bool destroy) {
   const std::vector<Block*> linked = std::move(Links);
   Links.clear();
-  if (destroy) Links_Destroy(linked, this);
+  if (destroy) DestroyLinked(linked, this);
   Header_Change(0, DataSize);
   LinksChanged = true;
 }
@@ -139,16 +139,16 @@ void Block::Links_Clear(bool destroy) {
 void Block::Links_Write(FileStream& stream) {
   for (const Block* target : Links) Put(stream, static_cast<int64_t>(target != nullptr ? target->LinkPos() : 0));
   LinksChanged = !stream.good();
-  LinksOpen = Links_Placeless();
+  LinksOpen = CountPlacelessLinks();
 }
 
-size_t Block::Links_Placeless() const {
+size_t Block::CountPlacelessLinks() const {
   const auto placeless = [](const Block* target) { return target != nullptr && target->LinkPos() == 0; };
   return static_cast<size_t>(std::count_if(Links.begin(), Links.end(), placeless));
 }
 
 // Worked out when it is asked for, since a block doesn't know who links to it.
-bool Block::Links_Due() const { return LinksChanged || (LinksOpen != 0 && LinksOpen != Links_Placeless()); }
+bool Block::AreLinksDue() const { return LinksChanged || (LinksOpen != 0 && LinksOpen != CountPlacelessLinks()); }
 
 // --- place ---
 
@@ -159,7 +159,7 @@ bool Block::ExtendFile(FileStream& stream, long position) {
   return true;
 }
 
-void Block::Block_Place(long& cursor) {
+void Block::Place(long& cursor) {
   Block_LengthRefresh();
   if (FilePos != 0) return;
   FilePos = CalcStartPos(cursor);
@@ -173,11 +173,11 @@ void Block::Block_PlaceAndList(bool all, long* cursor, BlockSet* list) {
 }
 
 void Block::Block_PlaceAndList(bool all, long* cursor, BlockSet* list, BlockSet& visited) {
-  if (cursor != nullptr) Block_Place(*cursor);
+  if (cursor != nullptr) Place(*cursor);
   if (list != nullptr && (all || WriteRequest())) list->insert(this);
   visited.insert(this);
   SubBlocks(list, all, cursor, visited);
-  if (list != nullptr && Links_Due() && WriteRequest()) list->insert(this);  // a linked block may have got its place
+  if (list != nullptr && AreLinksDue() && WriteRequest()) list->insert(this);  // a linked block may have got its place
 }
 
 bool Block::IgnoreSubBlock(Block* block) {
@@ -192,7 +192,7 @@ bool Block::IgnoreSubBlock(Block* block) {
   }
 }
 
-bool Block::Links_Follow(Block* target, const BlockSet& visited) const {
+bool Block::Follows(Block* target, const BlockSet& visited) const {
   if (target == nullptr || (Type == blockType_DL && IgnoreSubBlock(target))) return false;
   return !visited.contains(target);
 }
@@ -208,14 +208,14 @@ void Block::SubBlocks(BlockSet* list, bool all, long* cursor, BlockSet& visited)
     Step& step = path.back();
     const Block* from = step.At != nullptr ? step.At : this;
     if (step.NextLink == from->Links.size()) {
-      const bool due = step.At != nullptr && from->Links_Due() && from->WriteRequest();
+      const bool due = step.At != nullptr && from->AreLinksDue() && from->WriteRequest();
       if (list != nullptr && due) list->insert(step.At);
       path.pop_back();
       continue;
     }
     Block* target = from->Links[step.NextLink++];
-    if (!from->Links_Follow(target, visited)) continue;
-    if (cursor != nullptr) target->Block_Place(*cursor);
+    if (!from->Follows(target, visited)) continue;
+    if (cursor != nullptr) target->Place(*cursor);
     if (list != nullptr && (all || target->WriteRequest())) list->insert(target);
     visited.insert(target);
     path.push_back({target, 0});
@@ -224,9 +224,9 @@ void Block::SubBlocks(BlockSet* list, bool all, long* cursor, BlockSet& visited)
 
 // --- writing ---
 
-bool Block::WriteRequest() const { return !IsWritten || HeaderChanged || Links_Due(); }
+bool Block::WriteRequest() const { return !IsWritten || HeaderChanged || AreLinksDue(); }
 
-bool Block::Room_Fits(FileStream& stream, unsigned long length) {
+bool Block::FitsRoom(FileStream& stream, unsigned long length) {
   if (length <= Room) return true;
   if (SeekEnd(stream) > FilePos + static_cast<long>(Room)) return false;
   Room = length;
@@ -236,11 +236,11 @@ bool Block::Room_Fits(FileStream& stream, unsigned long length) {
 long Block::Write(FileStream& stream) {
   if (FilePos == 0 || !Usable(stream)) return 0;
   if (Header.LinkCount != Links.size()) Block_LengthRefresh();
-  if (!Room_Fits(stream, Header.Length)) return 0;
-  return IsWritten ? Write_Changes(stream) : Write_New(stream);
+  if (!FitsRoom(stream, Header.Length)) return 0;
+  return IsWritten ? WriteChanges(stream) : WriteNew(stream);
 }
 
-long Block::Write_New(FileStream& stream) {
+long Block::WriteNew(FileStream& stream) {
   if (FilePos > SeekEnd(stream)) {
     ExtendFile(stream, FilePos);
   } else {
@@ -253,20 +253,20 @@ long Block::Write_New(FileStream& stream) {
   return Position(stream);
 }
 
-long Block::Write_Changes(FileStream& stream) {
+long Block::WriteChanges(FileStream& stream) {
   if (HeaderChanged) {
     stream.seekp(FilePos);
     Header_Write(stream);
   }
   const long links = FilePos + static_cast<long>(kHeaderSize);
-  if (Links_Due()) {
+  if (AreLinksDue()) {
     stream.seekp(links);
     Links_Write(stream);
   }
   return stream.good() ? links + Links_Length() : 0;
 }
 
-long Block::Write_WithData(FileStream& stream, bool& changed, std::initializer_list<Section> data) {
+long Block::WriteWithData(FileStream& stream, bool& changed, std::initializer_list<Section> data) {
   if (!Usable(stream)) return 0;
   const bool due = changed || !IsWritten || DataLinks != Links.size();
   if (!due && !WriteRequest()) return 0;
@@ -303,10 +303,10 @@ void Block::Block_Reset(bool full, BlockSet& done) {
   if (!full || NextGathered != nullptr) return;
   Gathering reset;
   reset.Take(this);
-  for (Block* from = reset.First(); from != nullptr; from = Gathering::Next(from)) from->Links_Reset(reset, done);
+  for (Block* from = reset.First(); from != nullptr; from = Gathering::Next(from)) from->ResetLinks(reset, done);
 }
 
-void Block::Links_Reset(Gathering& reset, BlockSet& done) {
+void Block::ResetLinks(Gathering& reset, BlockSet& done) {
   for (Block*& link : Links) {  // a list that is reset may null its link here, but adds none
     Block* target = link;
     if (target == nullptr) continue;

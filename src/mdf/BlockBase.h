@@ -169,10 +169,10 @@ class QOR_EXPORT Block {
 
   /// The Write of a block with a data section: Block::Write, then the parts one after the other if `changed` or if the
   /// block is new in this file. Clears `changed`. Returns the offset after the data; 0 if nothing was due or it failed.
-  QOR_HIDDEN long Write_WithData(FileStream& stream, bool& changed, std::initializer_list<Section> data);
+  QOR_HIDDEN long WriteWithData(FileStream& stream, bool& changed, std::initializer_list<Section> data);
 
   /// True when `length` bytes at the block's position overrun nothing.
-  QOR_HIDDEN bool Room_Fits(FileStream& stream, unsigned long length);
+  QOR_HIDDEN bool FitsRoom(FileStream& stream, unsigned long length);
 
   blockType_t Type = blockType_None;
   long FilePos = 0;
@@ -184,19 +184,19 @@ class QOR_EXPORT Block {
   unsigned int DataSize = 0;  // bytes of the data section
 
  private:
-  friend class DLBLOCK;                                                  // places its data blocks and its header list
-  friend class Gathering;                                                // chains blocks
-  friend void Tree_PlaceNew(Block* root, long& cursor, BlockSet& list);  // see BlockTree.h
+  friend class DLBLOCK;                                                   // places its data blocks and its header list
+  friend class Gathering;                                                 // chains blocks
+  friend void PlaceNewInTree(Block* root, long& cursor, BlockSet& list);  // see BlockTree.h
 
-  QOR_HIDDEN void Block_Place(long& cursor);
-  [[nodiscard]] QOR_HIDDEN bool Links_Follow(Block* target, const BlockSet& visited) const;
-  [[nodiscard]] QOR_HIDDEN size_t Links_Placeless() const;
-  [[nodiscard]] QOR_HIDDEN bool Links_Due() const;
-  QOR_HIDDEN void Links_Reset(Gathering& reset, BlockSet& done);
+  QOR_HIDDEN void Place(long& cursor);
+  [[nodiscard]] QOR_HIDDEN bool Follows(Block* target, const BlockSet& visited) const;
+  [[nodiscard]] QOR_HIDDEN size_t CountPlacelessLinks() const;
+  [[nodiscard]] QOR_HIDDEN bool AreLinksDue() const;
+  QOR_HIDDEN void ResetLinks(Gathering& reset, BlockSet& done);
   /// The position that links to this block store: its own or, for a data list that was continued, that of the first list.
   [[nodiscard]] QOR_HIDDEN long LinkPos() const { return FirstPos != 0 ? FirstPos : FilePos; }
-  QOR_HIDDEN long Write_New(FileStream& stream);
-  QOR_HIDDEN long Write_Changes(FileStream& stream);
+  QOR_HIDDEN long WriteNew(FileStream& stream);
+  QOR_HIDDEN long WriteChanges(FileStream& stream);
 
   unsigned long Room = 0;         // bytes set aside for the block at its position
   long FirstPos = 0;              // position of the first list of a chain; 0 otherwise

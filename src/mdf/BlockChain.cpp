@@ -20,7 +20,7 @@ Block* LastOf(Block* first, unsigned int next, const Block* barred) {
 
 }  // namespace
 
-bool Chain_Append(Block& owner, unsigned int head, unsigned int next, Block* block) {
+bool AppendToChain(Block& owner, unsigned int head, unsigned int next, Block* block) {
   if (block == nullptr || LastOf(block, next, &owner) == nullptr) return false;
   Block* first = owner.Links_Get(head);
   if (first == nullptr) {

@@ -15,7 +15,7 @@ class Gathering {
   Gathering(const Gathering&) = delete;
   Gathering& operator=(const Gathering&) = delete;
   ~Gathering() {
-    while (Drop_First() != nullptr) continue;
+    while (DropFirst() != nullptr) continue;
   }
 
   /// Ignores null, and a block that is already part of it.
@@ -31,7 +31,7 @@ class Gathering {
     return block->NextGathered != block ? block->NextGathered : nullptr;
   }
   /// Removes the first one and returns it; null when there is none.
-  Block* Drop_First() {
+  Block* DropFirst() {
     Block* dropped = Begin;
     if (dropped == nullptr) return nullptr;
     Begin = Next(dropped);

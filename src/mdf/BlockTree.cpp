@@ -18,19 +18,19 @@ bool Followed(const Block& from, Block* target, DataLists lists) {
 
 void Destroy(Gathering& blocks) {
   Gathering lists;
-  while (Block* block = blocks.Drop_First()) {
+  while (Block* block = blocks.DropFirst()) {
     if (block->Block_Type() == blockType_DL) {
       lists.Take(block);
     } else {
       delete block;
     }
   }
-  while (Block* list = lists.Drop_First()) delete list;
+  while (Block* list = lists.DropFirst()) delete list;
 }
 
 }  // namespace
 
-void Tree_Destroy(Block* root, DataLists lists, const Block* barrier) {
+void DestroyTree(Block* root, DataLists lists, const Block* barrier) {
   Gathering tree;
   tree.Take(root);
   for (const Block* from = tree.First(); from != nullptr; from = Gathering::Next(from)) {
@@ -42,7 +42,7 @@ void Tree_Destroy(Block* root, DataLists lists, const Block* barrier) {
   Destroy(tree);
 }
 
-void Tree_PlaceNew(Block* root, long& cursor, BlockSet& list) {
+void PlaceNewInTree(Block* root, long& cursor, BlockSet& list) {
   struct Step {
     const Block* At;
     unsigned int NextLink;
@@ -50,7 +50,7 @@ void Tree_PlaceNew(Block* root, long& cursor, BlockSet& list) {
   std::vector<Step> path;
   const auto enter = [&](Block* block) {
     if (block == nullptr || block->FilePos != 0) return;
-    block->Block_Place(cursor);
+    block->Place(cursor);
     list.insert(block);
     path.push_back({block, 0});
   };
@@ -65,7 +65,7 @@ void Tree_PlaceNew(Block* root, long& cursor, BlockSet& list) {
   }
 }
 
-void Links_Destroy(const std::vector<Block*>& links, const Block* barrier) {
+void DestroyLinked(const std::vector<Block*>& links, const Block* barrier) {
   Gathering linked;
   for (Block* block : links) {
     if (block != barrier) linked.Take(block);

@@ -17,11 +17,11 @@ std::unique_ptr<MDF::DLBLOCK> List(MDF::Block* parent, FileStream& stream) {
   return std::make_unique<MDF::DLBLOCK>(parent, kBlocksPerList, true, stream);
 }
 
-bool List_Waiting(const MDF::DLBLOCK* list) { return list != nullptr && list->Data_Waiting(); }
+bool IsListWaiting(const MDF::DLBLOCK* list) { return list != nullptr && list->Data_Waiting(); }
 
-bool List_Flush(MDF::DLBLOCK* list) { return !List_Waiting(list) || list->Write(); }
+bool FlushList(MDF::DLBLOCK* list) { return !IsListWaiting(list) || list->Write(); }
 
-void List_Reset(MDF::DLBLOCK* list) {
+void ResetList(MDF::DLBLOCK* list) {
   if (list == nullptr) return;
   list->Data_Discard();
   if (list->Block_FilePos() != 0) static_cast<MDF::Block*>(list)->Block_Reset(true);
@@ -72,15 +72,15 @@ bool Bus::ChannelGroup::CycleCount_Write(FileStream& stream) const {
 }
 
 bool Bus::ChannelGroup::Flush(FileStream& stream) {
-  const bool records = List_Flush(Records.get());
-  const bool vlsd = List_Flush(Vlsd.get());
+  const bool records = FlushList(Records.get());
+  const bool vlsd = FlushList(Vlsd.get());
   const bool counted = !Flushed_Look(Torn ? CycleCount - 1 : CycleCount) || CycleCount_Write(stream);
   return records && vlsd && counted && !Torn;
 }
 
 void Bus::ChannelGroup::Reset() {
-  List_Reset(Records.get());
-  List_Reset(Vlsd.get());
+  ResetList(Records.get());
+  ResetList(Vlsd.get());
   CycleCount = 0;
   DataBytes = 0;
   RecordBytesSeen = 0;
@@ -168,7 +168,7 @@ bool Bus::Data_NewBlock() {
 
 bool Bus::Data_Waiting() const {
   return std::any_of(Groups.begin(), Groups.end(), [](const ChannelGroup& group) {
-    return List_Waiting(group.Records.get()) || List_Waiting(group.Vlsd.get());
+    return IsListWaiting(group.Records.get()) || IsListWaiting(group.Vlsd.get());
   });
 }
 

@@ -135,9 +135,9 @@ class QOR_EXPORT Bus {
   static constexpr unsigned char kCanDlcBytes[] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 12, 16, 20, 24, 32, 48, 64};
 
  private:
-  [[nodiscard]] QOR_HIDDEN bool Dispatch_Can(Payload payload, unsigned long& timestamp);
-  [[nodiscard]] QOR_HIDDEN bool Dispatch_Lin(Payload payload, unsigned long& timestamp);
-  [[nodiscard]] QOR_HIDDEN bool Dispatch_FlexRay(Payload payload, unsigned long& timestamp);
+  [[nodiscard]] QOR_HIDDEN bool DispatchCan(Payload payload, unsigned long& timestamp);
+  [[nodiscard]] QOR_HIDDEN bool DispatchLin(Payload payload, unsigned long& timestamp);
+  [[nodiscard]] QOR_HIDDEN bool DispatchFlexRay(Payload payload, unsigned long& timestamp);
 
   unsigned int BusChannel;
   Info::busType_t BusType;

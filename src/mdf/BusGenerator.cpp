@@ -51,7 +51,7 @@ MDF::CCBLOCK* Texts(std::span<const char* const> texts) {
   return conversion.release();
 }
 
-bool Link_Group(MDF::Block* parent, DGBLOCK* group) {
+bool LinkGroup(MDF::Block* parent, DGBLOCK* group) {
   switch (parent != nullptr ? parent->Block_Type() : MDF::blockType_None) {
     case MDF::blockType_HD:
       return static_cast<HDBLOCK*>(parent)->Link_DGBLOCK(group);
@@ -74,19 +74,19 @@ CNBLOCK* VirtualChannel(const std::string& name, unsigned int bits, double value
 }
 
 /// The structure channel covers what follows the time.
-void Structure_Span(CNBLOCK& structure, const DGBLOCK& group) {
+void SpanStructure(CNBLOCK& structure, const DGBLOCK& group) {
   structure.BitCount_Set(8 * FirstGroup(group)->RecordsSize() - kTimeBits);
 }
 
-CNBLOCK* Field_Add(const std::string& event, const tables::Field& field, CNBLOCK* structure) {
+CNBLOCK* AddField(const std::string& event, const tables::Field& field, CNBLOCK* structure) {
   CNBLOCK* channel =
       BusGenerator::DataField(event + "." + field.Name, field.Bit, field.Bits, field.Type, field.Data, structure);
   if (!field.Texts.empty()) channel->Links_Set(MDF::kCnConversion, Texts(field.Texts));
-  MDF::Comment_Link(*channel, MDF::kCnComment, field.Comment);
+  MDF::LinkComment(*channel, MDF::kCnComment, field.Comment);
   return channel;
 }
 
-CNBLOCK* Structure_New(const std::string& eventName, unsigned int busChannel) {
+CNBLOCK* NewStructure(const std::string& eventName, unsigned int busChannel) {
   NewTree<CNBLOCK> structure(new CNBLOCK(eventName, tables::kFixed, kSyncNone, tables::kBytes, kTimeBits, 0));
   structure->Flags_Set(kBusEventChannel);
   structure->Links_Set(MDF::kCnComposition, VirtualChannel(eventName + ".BusChannel", 0, busChannel));
@@ -94,38 +94,38 @@ CNBLOCK* Structure_New(const std::string& eventName, unsigned int busChannel) {
 }
 
 /// A group without a parent. `structure` becomes its structure channel.
-NewTree<DGBLOCK> Group_New(CNBLOCK*& structure, const std::string& eventName, unsigned char recordId,
-                           const std::string& busName, unsigned int busChannel) {
+NewTree<DGBLOCK> NewGroup(CNBLOCK*& structure, const std::string& eventName, unsigned char recordId,
+                          const std::string& busName, unsigned int busChannel) {
   NewTree<DGBLOCK> group(new DGBLOCK(false));
   auto* channels = new MDF::CGBLOCK(busName, recordId, kBusEventGroup, 0);
   group->Link_CGBLOCK(channels);
   channels->Links_Set(MDF::kCgSource, new MDF::SIBLOCK(eventName, busChannel, kSourceBus, kBusTypeCan, 0));
   BusGenerator::Channel_Time(channels);
-  structure = Structure_New(eventName, busChannel);
+  structure = NewStructure(eventName, busChannel);
   channels->Link_CNBLOCK(structure);
   return group;
 }
 
 /// Builds the group of an event; `dataBytes`, if given, becomes the channel of that name.
-DGBLOCK* Event_Build(const tables::Event& table, MDF::Block* parent, unsigned char recordId, const std::string& busName,
-                     unsigned int busChannel, CNBLOCK** dataBytes = nullptr) {
+DGBLOCK* BuildEvent(const tables::Event& table, MDF::Block* parent, unsigned char recordId, const std::string& busName,
+                    unsigned int busChannel, CNBLOCK** dataBytes = nullptr) {
   const std::string event = table.Name;
   CNBLOCK* structure = nullptr;
   CNBLOCK* length = nullptr;
   CNBLOCK* bytes = nullptr;
-  NewTree<DGBLOCK> group = Group_New(structure, event, recordId, busName, busChannel);
+  NewTree<DGBLOCK> group = NewGroup(structure, event, recordId, busName, busChannel);
   for (const tables::Constant& constant : table.Constants) {
     BusGenerator::StaticElement_Add(event + "." + constant.Name, structure, constant.Value, constant.Comment);
   }
   for (const tables::Field& field : table.Fields) {
-    CNBLOCK* channel = Field_Add(event, field, structure);
+    CNBLOCK* channel = AddField(event, field, structure);
     if (std::string_view(field.Name) == "DataLength") length = channel;
     if (std::string_view(field.Name) == "DataBytes") bytes = channel;
     // The size channel of a field of maximum length, by which readers cut the padding off.
     if (field.Type == tables::kMaximum) channel->Links_Set(MDF::kCnData, length);
   }
-  Structure_Span(*structure, *group);
-  if (!Link_Group(parent, group.get())) return nullptr;
+  SpanStructure(*structure, *group);
+  if (!LinkGroup(parent, group.get())) return nullptr;
   if (dataBytes != nullptr) *dataBytes = bytes;
   return group.release();
 }
@@ -139,7 +139,7 @@ class NewGroups {
   DGBLOCK* Parent() { return Anchor.get(); }
   /// Chains them to `parent`; false for a block of the wrong kind.
   bool Link(MDF::Block* parent) {
-    if (!Link_Group(parent, static_cast<DGBLOCK*>(Anchor->Links_Get(MDF::kDgNext)))) return false;
+    if (!LinkGroup(parent, static_cast<DGBLOCK*>(Anchor->Links_Get(MDF::kDgNext)))) return false;
     Anchor->Links_Clear(false);
     return true;
   }
@@ -151,21 +151,21 @@ class NewGroups {
 using Generator = DGBLOCK* (*)(MDF::Block*, unsigned char, const std::string&, unsigned int);
 
 /// Adds the groups of further events to a bus, each with a record id of its own.
-void Groups_Add(Bus& bus, BusRoot& root, NewGroups& groups, const std::string& busName,
-                std::initializer_list<Generator> generators) {
+void AddGroups(Bus& bus, BusRoot& root, NewGroups& groups, const std::string& busName,
+               std::initializer_list<Generator> generators) {
   for (const Generator generate : generators) {
     bus.Channel_New(generate(groups.Parent(), root.NextID(), busName, bus.BusChannel_Get()), root.Get_FileStream());
   }
 }
 
 /// Chains the bus's groups after the latest block and makes the last of them the latest.
-Bus* Bus_Finish(std::unique_ptr<Bus> bus, unsigned int lastGroup, NewGroups& groups, BusRoot& root) {
+Bus* FinishBus(std::unique_ptr<Bus> bus, unsigned int lastGroup, NewGroups& groups, BusRoot& root) {
   if (!groups.Link(root.LatestHierarchieElement())) return nullptr;
   root.LatestHierarchieElement(bus->Block_Get(lastGroup));
   return bus.release();
 }
 
-void Stream_SeekEnd(FileStream& stream) {
+void SeekStreamEnd(FileStream& stream) {
   if (stream.is_open()) MDF::SeekEnd(stream);
 }
 
@@ -186,7 +186,7 @@ CNBLOCK* BusGenerator::Channel_Time(MDF::CGBLOCK* group) {
   if (group == nullptr) return nullptr;
   NewTree<CNBLOCK> channel(new CNBLOCK("t", tables::kMaster, kSyncTime, tables::kUnsigned, 0, kTimeBits));
   channel->Links_Set(MDF::kCnConversion, Linear(0, kSecondsPerNanosecond, "s"));
-  MDF::Text_Link(*channel, MDF::kCnUnit, "s");
+  MDF::LinkText(*channel, MDF::kCnUnit, "s");
   group->Link_CNBLOCK(channel.get());
   return channel.release();
 }
@@ -196,8 +196,8 @@ bool BusGenerator::Channel_CommonStructure(DGBLOCK** group, CNBLOCK** structure,
                                            const std::string& busName, unsigned int busChannel) {
   if (group == nullptr || structure == nullptr) return false;
   CNBLOCK* made = nullptr;
-  NewTree<DGBLOCK> built = Group_New(made, eventName, recordId, busName, busChannel);
-  if (!Link_Group(parent, built.get())) return false;
+  NewTree<DGBLOCK> built = NewGroup(made, eventName, recordId, busName, busChannel);
+  if (!LinkGroup(parent, built.get())) return false;
   *group = built.release();
   *structure = made;
   return true;
@@ -207,7 +207,7 @@ CNBLOCK* BusGenerator::StaticElement_Add(const std::string& name, CNBLOCK* paren
                                          const std::string& comment) {
   if (parent == nullptr) return nullptr;
   NewTree<CNBLOCK> channel(VirtualChannel(name, 64, value));
-  MDF::Comment_Link(*channel, MDF::kCnComment, comment);
+  MDF::LinkComment(*channel, MDF::kCnComment, comment);
   parent->Link_CNBLOCK(channel.get(), true);
   return channel.release();
 }
@@ -216,70 +216,70 @@ CNBLOCK* BusGenerator::StaticElement_Add(const std::string& name, CNBLOCK* paren
 
 DGBLOCK* BusGenerator::Channel_CAN_Data(MDF::Block* parent, unsigned char recordId, const std::string& busName,
                                         unsigned int busChannel, CNBLOCK** dataBytes) {
-  return Event_Build({"CAN_DataFrame", {}, tables::kCanData}, parent, recordId, busName, busChannel, dataBytes);
+  return BuildEvent({"CAN_DataFrame", {}, tables::kCanData}, parent, recordId, busName, busChannel, dataBytes);
 }
 
 DGBLOCK* BusGenerator::Channel_CAN_Error(MDF::Block* parent, unsigned char recordId, const std::string& busName,
                                          unsigned int busChannel, CNBLOCK** dataBytes) {
-  return Event_Build({"CAN_ErrorFrame", {}, tables::kCanError}, parent, recordId, busName, busChannel, dataBytes);
+  return BuildEvent({"CAN_ErrorFrame", {}, tables::kCanError}, parent, recordId, busName, busChannel, dataBytes);
 }
 
 DGBLOCK* BusGenerator::Channel_LIN_Data(MDF::Block* parent, unsigned char recordId, const std::string& busName,
                                         unsigned int busChannel) {
-  return Event_Build({"LIN_Frame", {}, tables::kLinFrame}, parent, recordId, busName, busChannel);
+  return BuildEvent({"LIN_Frame", {}, tables::kLinFrame}, parent, recordId, busName, busChannel);
 }
 
 DGBLOCK* BusGenerator::Channel_LIN_ChecksumError(MDF::Block* parent, unsigned char recordId, const std::string& busName,
                                                  unsigned int busChannel) {
-  return Event_Build({"LIN_ChecksumError", {}, tables::kLinChecksumError}, parent, recordId, busName, busChannel);
+  return BuildEvent({"LIN_ChecksumError", {}, tables::kLinChecksumError}, parent, recordId, busName, busChannel);
 }
 
 DGBLOCK* BusGenerator::Channel_LIN_ReceiveError(MDF::Block* parent, unsigned char recordId, const std::string& busName,
                                                 unsigned int busChannel) {
-  return Event_Build({"LIN_ReceiveError", {}, tables::kLinReceiveError}, parent, recordId, busName, busChannel);
+  return BuildEvent({"LIN_ReceiveError", {}, tables::kLinReceiveError}, parent, recordId, busName, busChannel);
 }
 
 DGBLOCK* BusGenerator::Channel_LIN_SyncError(MDF::Block* parent, unsigned char recordId, const std::string& busName,
                                              unsigned int busChannel) {
-  return Event_Build({"LIN_SyncError", {}, tables::kLinSyncError}, parent, recordId, busName, busChannel);
+  return BuildEvent({"LIN_SyncError", {}, tables::kLinSyncError}, parent, recordId, busName, busChannel);
 }
 
 DGBLOCK* BusGenerator::Channel_LIN_TransmissionError(MDF::Block* parent, unsigned char recordId,
                                                      const std::string& busName, unsigned int busChannel) {
-  return Event_Build({"LIN_TransmissionError", {}, tables::kLinTransmissionError}, parent, recordId, busName,
-                     busChannel);
+  return BuildEvent({"LIN_TransmissionError", {}, tables::kLinTransmissionError}, parent, recordId, busName,
+                    busChannel);
 }
 
 DGBLOCK* BusGenerator::Channel_LIN_Wakeup(MDF::Block* parent, unsigned char recordId, const std::string& busName,
                                           unsigned int busChannel) {
-  return Event_Build({"LIN_Wakeup", {}, tables::kLinWakeup}, parent, recordId, busName, busChannel);
+  return BuildEvent({"LIN_Wakeup", {}, tables::kLinWakeup}, parent, recordId, busName, busChannel);
 }
 
 DGBLOCK* BusGenerator::Channel_FlexRay_Data(MDF::Block* parent, unsigned char recordId, const std::string& busName,
                                             unsigned int busChannel, CNBLOCK** dataBytes) {
-  return Event_Build({"FLX_Frame", tables::kFlxFrameConstants, tables::kFlxFrame}, parent, recordId, busName,
-                     busChannel, dataBytes);
+  return BuildEvent({"FLX_Frame", tables::kFlxFrameConstants, tables::kFlxFrame}, parent, recordId, busName, busChannel,
+                    dataBytes);
 }
 
 DGBLOCK* BusGenerator::Channel_FlexRay_Error(MDF::Block* parent, unsigned char recordId, const std::string& busName,
                                              unsigned int busChannel) {
-  return Event_Build({"FLX_Error", tables::kFlxConstants, tables::kFlxError}, parent, recordId, busName, busChannel);
+  return BuildEvent({"FLX_Error", tables::kFlxConstants, tables::kFlxError}, parent, recordId, busName, busChannel);
 }
 
 DGBLOCK* BusGenerator::Channel_FlexRay_StartCycle(MDF::Block* parent, unsigned char recordId,
                                                   const std::string& busName, unsigned int busChannel) {
-  return Event_Build({"FLX_StartCycle", tables::kFlxConstants, tables::kFlxStartCycle}, parent, recordId, busName,
-                     busChannel);
+  return BuildEvent({"FLX_StartCycle", tables::kFlxConstants, tables::kFlxStartCycle}, parent, recordId, busName,
+                    busChannel);
 }
 
 DGBLOCK* BusGenerator::Channel_FlexRay_State(MDF::Block* parent, unsigned char recordId, const std::string& busName,
                                              unsigned int busChannel) {
-  return Event_Build({"FLX_State", tables::kFlxConstants, tables::kFlxState}, parent, recordId, busName, busChannel);
+  return BuildEvent({"FLX_State", tables::kFlxConstants, tables::kFlxState}, parent, recordId, busName, busChannel);
 }
 
 DGBLOCK* BusGenerator::Channel_FlexRay_Symbol(MDF::Block* parent, unsigned char recordId, const std::string& busName,
                                               unsigned int busChannel) {
-  return Event_Build({"FLX_Symbol", tables::kFlxConstants, tables::kFlxSymbol}, parent, recordId, busName, busChannel);
+  return BuildEvent({"FLX_Symbol", tables::kFlxConstants, tables::kFlxSymbol}, parent, recordId, busName, busChannel);
 }
 
 // --- buses ---
@@ -288,48 +288,48 @@ Bus* BusGenerator::Get_CAN(unsigned int busChannel, BusRoot& root) {
   FileStream& stream = root.Get_FileStream();
   const std::string name = "CAN" + std::to_string(busChannel);
   const unsigned char id = root.NextID();  // of both groups
-  Stream_SeekEnd(stream);
+  SeekStreamEnd(stream);
   NewGroups groups;
   CNBLOCK* dataBytes = nullptr;
   DGBLOCK* frames = Channel_CAN_Data(groups.Parent(), id, name, busChannel, &dataBytes);
   auto bus = std::make_unique<Bus>(busChannel, Bus::Info::Can, frames, dataBytes, stream);
   bus->Channel_New(Channel_CAN_Error(groups.Parent(), id, name, busChannel, nullptr), stream);
-  return Bus_Finish(std::move(bus), 1, groups, root);
+  return FinishBus(std::move(bus), 1, groups, root);
 }
 
 Bus* BusGenerator::Get_LIN(unsigned int busChannel, BusRoot& root) {
   FileStream& stream = root.Get_FileStream();
   const std::string name = "LIN" + std::to_string(busChannel);
-  Stream_SeekEnd(stream);
+  SeekStreamEnd(stream);
   NewGroups groups;
   DGBLOCK* frames = Channel_LIN_Data(groups.Parent(), root.NextID(), name, busChannel);
   auto bus = std::make_unique<Bus>(busChannel, Bus::Info::Lin, frames, stream);
-  Groups_Add(*bus, root, groups, name,
-             {Channel_LIN_ChecksumError, Channel_LIN_ReceiveError, Channel_LIN_SyncError, Channel_LIN_TransmissionError,
-              Channel_LIN_Wakeup});
-  return Bus_Finish(std::move(bus), 5, groups, root);
+  AddGroups(*bus, root, groups, name,
+            {Channel_LIN_ChecksumError, Channel_LIN_ReceiveError, Channel_LIN_SyncError, Channel_LIN_TransmissionError,
+             Channel_LIN_Wakeup});
+  return FinishBus(std::move(bus), 5, groups, root);
 }
 
 Bus* BusGenerator::Get_FlexRay(unsigned int busChannel, BusRoot& root) {
   FileStream& stream = root.Get_FileStream();
   const std::string name = "FLEX" + std::to_string(busChannel);
-  Stream_SeekEnd(stream);
+  SeekStreamEnd(stream);
   NewGroups groups;
   CNBLOCK* dataBytes = nullptr;
   DGBLOCK* frames = Channel_FlexRay_Data(groups.Parent(), root.NextID(), name, busChannel, &dataBytes);
   auto bus = std::make_unique<Bus>(busChannel, Bus::Info::FlexRay, frames, dataBytes, stream);
-  Groups_Add(*bus, root, groups, name,
-             {Channel_FlexRay_Error, Channel_FlexRay_StartCycle, Channel_FlexRay_State, Channel_FlexRay_Symbol});
-  return Bus_Finish(std::move(bus), 4, groups, root);
+  AddGroups(*bus, root, groups, name,
+            {Channel_FlexRay_Error, Channel_FlexRay_StartCycle, Channel_FlexRay_State, Channel_FlexRay_Symbol});
+  return FinishBus(std::move(bus), 4, groups, root);
 }
 
 Bus* BusGenerator::Get_Test(unsigned int busChannel, BusRoot& root) {
   FileStream& stream = root.Get_FileStream();
   const std::string name = "CAN" + std::to_string(busChannel);
-  Stream_SeekEnd(stream);
+  SeekStreamEnd(stream);
   NewGroups groups;
   CNBLOCK* dataBytes = nullptr;
   DGBLOCK* frames = Channel_CAN_Data(groups.Parent(), root.NextID(), name, busChannel, &dataBytes);
   auto bus = std::make_unique<Bus>(busChannel, Bus::Info::Can, frames, dataBytes, stream);
-  return Bus_Finish(std::move(bus), 0, groups, root);
+  return FinishBus(std::move(bus), 0, groups, root);
 }

@@ -203,15 +203,15 @@ bool Bus::Data_Insert(Qor_Trace_Entry_t& entry, unsigned long& timestamp) {
   const Payload payload = RecordView(entry).Payload();
   switch (BusType) {
     case Info::Can:
-      return Dispatch_Can(payload, timestamp);
+      return DispatchCan(payload, timestamp);
     case Info::Lin:
-      return Dispatch_Lin(payload, timestamp);
+      return DispatchLin(payload, timestamp);
     default:
-      return Dispatch_FlexRay(payload, timestamp);
+      return DispatchFlexRay(payload, timestamp);
   }
 }
 
-bool Bus::Dispatch_Can(Payload payload, unsigned long& timestamp) {
+bool Bus::DispatchCan(Payload payload, unsigned long& timestamp) {
   // An entry with an overrun mark is recorded as an error frame, so that the loss shows.
   const bool error = CanView::Of(payload).Has(QOR_TRACE_CAN_ERROR | QOR_TRACE_CAN_OVERRUN);
   ChannelGroup& group = Groups.at(ChannelNum_Get(0, error));
@@ -219,7 +219,7 @@ bool Bus::Dispatch_Can(Payload payload, unsigned long& timestamp) {
                : Data_Insert_CAN_DataFrame(group, payload, timestamp);
 }
 
-bool Bus::Dispatch_Lin(Payload payload, unsigned long& timestamp) {
+bool Bus::DispatchLin(Payload payload, unsigned long& timestamp) {
   const LinView lin = LinView::Of(payload);
   if (lin.Reserved != 0) return false;
   const unsigned int kind = LinKind(lin);
@@ -227,7 +227,7 @@ bool Bus::Dispatch_Lin(Payload payload, unsigned long& timestamp) {
   return Data_Insert_LIN(Groups.at(ChannelNum_Get(kind, false)), kind, payload, timestamp);
 }
 
-bool Bus::Dispatch_FlexRay(Payload payload, unsigned long& timestamp) {
+bool Bus::DispatchFlexRay(Payload payload, unsigned long& timestamp) {
   const FlexRayView flexRay = FlexRayView::Of(payload);
   const RecordKind kind = flexRay.Kind();
   if (kind == RecordKind::FlexRayStatus || kind == RecordKind::Unknown) return false;

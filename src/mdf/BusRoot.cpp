@@ -59,7 +59,7 @@ Bus* BusRoot::Bus_Get(unsigned int busChannel, unsigned char busType) const {
 
 // A bus is stored under the type it was added with. For 'c' that is not the type of its entries, so a bus stored under the
 // entry's own type is preferred.
-Bus* BusRoot::Bus_Find(unsigned int busChannel, unsigned char busType) const {
+Bus* BusRoot::FindBus(unsigned int busChannel, unsigned char busType) const {
   if (Bus* bus = Bus_Get(busChannel, busType)) return bus;
   Bus* test = Bus_Get(busChannel, kTest);
   return test != nullptr && test->BusType_Get() == busType ? test : nullptr;
@@ -67,7 +67,7 @@ Bus* BusRoot::Bus_Find(unsigned int busChannel, unsigned char busType) const {
 
 bool BusRoot::Data_Insert(Qor_Trace_Entry_t& entry) {
   if (entry.Length < RecordView::kHeader) return false;
-  return Data_Insert(Bus_Find(entry.ChannelId, entry.BusType), entry);
+  return Data_Insert(FindBus(entry.ChannelId, entry.BusType), entry);
 }
 
 bool BusRoot::Data_Insert(Bus* bus, Qor_Trace_Entry_t& entry) {

@@ -68,7 +68,7 @@ class QOR_EXPORT BusRoot {
   void LatestHierarchieElement(MDF::Block* block);
 
  private:
-  [[nodiscard]] QOR_HIDDEN Bus* Bus_Find(unsigned int busChannel, unsigned char busType) const;
+  [[nodiscard]] QOR_HIDDEN Bus* FindBus(unsigned int busChannel, unsigned char busType) const;
 
   FileStream& Stream;
   std::map<channelKey_t, std::unique_ptr<Bus>> Buses;

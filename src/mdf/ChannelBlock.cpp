@@ -54,11 +54,11 @@ void DGBLOCK::Block_Reset(bool full, BlockSet& done) {
 
 bool DGBLOCK::WriteRequest() const { return DataChanged || Block::WriteRequest(); }
 
-long DGBLOCK::Write(FileStream& stream) { return Write_WithData(stream, DataChanged, {{&Data, sizeof Data}}); }
+long DGBLOCK::Write(FileStream& stream) { return WriteWithData(stream, DataChanged, {{&Data, sizeof Data}}); }
 
-bool DGBLOCK::Link_CGBLOCK(CGBLOCK* group) { return Chain_Append(*this, kDgFirstGroup, kCgNext, group); }
+bool DGBLOCK::Link_CGBLOCK(CGBLOCK* group) { return AppendToChain(*this, kDgFirstGroup, kCgNext, group); }
 
-bool DGBLOCK::Link_DGBLOCK(DGBLOCK* group) { return Chain_Append(*this, kDgNext, kDgNext, group); }
+bool DGBLOCK::Link_DGBLOCK(DGBLOCK* group) { return AppendToChain(*this, kDgNext, kDgNext, group); }
 
 // --- channel group ---
 
@@ -69,7 +69,7 @@ CGBLOCK::CGBLOCK(const std::string& name, unsigned long recordId, unsigned short
   Data.Flags = flags;
   Data.PathSeparator = '.';
   Data.DataBytes = dataBytes;
-  Text_Link(*this, kCgAcqName, name);
+  LinkText(*this, kCgAcqName, name);
 }
 
 CGBLOCK::~CGBLOCK() = default;
@@ -85,12 +85,12 @@ long CGBLOCK::Write(FileStream& stream) {
   const unsigned int size = RecordsSize();
   if (Data.DataBytes != size) DataChanged = true;
   Data.DataBytes = size;
-  return Write_WithData(stream, DataChanged, {{&Data, sizeof Data}});
+  return WriteWithData(stream, DataChanged, {{&Data, sizeof Data}});
 }
 
-bool CGBLOCK::Link_CNBLOCK(CNBLOCK* channel) { return Chain_Append(*this, kCgFirstChannel, kCnNext, channel); }
+bool CGBLOCK::Link_CNBLOCK(CNBLOCK* channel) { return AppendToChain(*this, kCgFirstChannel, kCnNext, channel); }
 
-bool CGBLOCK::Link_CGBLOCK(CGBLOCK* group) { return Chain_Append(*this, kCgNext, kCgNext, group); }
+bool CGBLOCK::Link_CGBLOCK(CGBLOCK* group) { return AppendToChain(*this, kCgNext, kCgNext, group); }
 
 unsigned int CGBLOCK::RecordsSize() const {
   const unsigned long most = std::numeric_limits<unsigned int>::max();
@@ -118,7 +118,7 @@ CNBLOCK::CNBLOCK(const std::string& name, unsigned char channelType, unsigned ch
   Data.BitOffset = bitPosition % 8;
   Data.ByteOffset = bitPosition / 8;
   Data.BitCount = bitCount;
-  Text_Link(*this, kCnName, name);
+  LinkText(*this, kCnName, name);
 }
 
 CNBLOCK::~CNBLOCK() = default;
@@ -130,12 +130,12 @@ void CNBLOCK::Block_Reset(bool full, BlockSet& done) {
 
 bool CNBLOCK::WriteRequest() const { return DataChanged || Block::WriteRequest(); }
 
-long CNBLOCK::Write(FileStream& stream) { return Write_WithData(stream, DataChanged, {{&Data, sizeof Data}}); }
+long CNBLOCK::Write(FileStream& stream) { return WriteWithData(stream, DataChanged, {{&Data, sizeof Data}}); }
 
 bool CNBLOCK::Link_CNBLOCK(CNBLOCK* channel, bool composition) {
   const bool bothEmpty = Links_Get(kCnNext) == nullptr && Links_Get(kCnComposition) == nullptr;
   const bool intoComposition = bothEmpty ? composition : Links_Get(kCnComposition) != nullptr;
-  return Chain_Append(*this, intoComposition ? kCnComposition : kCnNext, kCnNext, channel);
+  return AppendToChain(*this, intoComposition ? kCnComposition : kCnNext, kCnNext, channel);
 }
 
 unsigned int CNBLOCK::Flags_Get() const { return Data.Flags; }
@@ -164,7 +164,7 @@ CCBLOCK::CCBLOCK(unsigned char conversionType, unsigned short flags, const char*
   DataSize = sizeof Data;
   Data.ConversionType = conversionType;
   Data.Flags = flags;
-  Text_Link(*this, kCcUnit, unit != nullptr ? unit : "");
+  LinkText(*this, kCcUnit, unit != nullptr ? unit : "");
 }
 
 CCBLOCK::~CCBLOCK() = default;
@@ -187,7 +187,7 @@ long CCBLOCK::Write(FileStream& stream) {
   if (DataChanged) Block_LengthRefresh();
   Data.ReferenceCount = static_cast<uint16_t>(Links_Count() > kCcLinkCount ? Links_Count() - kCcLinkCount : 0);
   Data.ValueCount = static_cast<uint16_t>(Values.size());
-  return Write_WithData(stream, DataChanged, {{&Data, sizeof Data}, {Values.data(), sizeof(double) * Values.size()}});
+  return WriteWithData(stream, DataChanged, {{&Data, sizeof Data}, {Values.data(), sizeof(double) * Values.size()}});
 }
 
 bool CCBLOCK::Value_Add(double value) {
@@ -214,7 +214,7 @@ SIBLOCK::SIBLOCK(const std::string& name, unsigned int channel, unsigned char so
   Data.BusType = busType;
   Data.Flags = flags;
   auto comment = std::make_unique<MDBLOCK>(kSourceCommentBegin + std::to_string(channel) + kSourceCommentEnd);
-  Text_Link(*this, kSiName, name);
+  LinkText(*this, kSiName, name);
   Links_Set(kSiComment, comment.release());
 }
 
@@ -227,6 +227,6 @@ void SIBLOCK::Block_Reset(bool full, BlockSet& done) {
 
 bool SIBLOCK::WriteRequest() const { return DataChanged || Block::WriteRequest(); }
 
-long SIBLOCK::Write(FileStream& stream) { return Write_WithData(stream, DataChanged, {{&Data, sizeof Data}}); }
+long SIBLOCK::Write(FileStream& stream) { return WriteWithData(stream, DataChanged, {{&Data, sizeof Data}}); }
 
 }  // namespace MDF

@@ -32,18 +32,18 @@ void GrowingBlock::Block_LengthRefresh() {
   if (!same) Header_Change(Links_Count(), bytes);
 }
 
-bool GrowingBlock::Record_Insert(unsigned char* data, unsigned int length) {
+bool GrowingBlock::InsertRecord(unsigned char* data, unsigned int length) {
   if (Append(data, length)) {
     HeaderChanged = true;  // it will be, once the bytes are written
     return true;
   }
   if (data == nullptr || !Usable(Stream)) return false;
-  if (IsEmpty()) return Record_WriteAround(data, length);
-  Record_Write(Stream);
+  if (IsEmpty()) return WriteAroundCache(data, length);
+  WriteRecords(Stream);
   return false;  // the caller inserts again, into an empty cache
 }
 
-long GrowingBlock::Record_Write(FileStream& stream) {
+long GrowingBlock::WriteRecords(FileStream& stream) {
   if (!Usable(stream)) return 0;
   const unsigned int held = DataBytes();
   const bool first = !IsWritten;
@@ -54,11 +54,11 @@ long GrowingBlock::Record_Write(FileStream& stream) {
   DataBlockDynamic::Write(stream);
   if (!IsEmpty()) return 0;
   InFile += held;
-  if (first) Link_Parent(stream);
+  if (first) LinkParent(stream);
   return start + static_cast<long>(InFile);
 }
 
-bool GrowingBlock::Record_WriteAround(const unsigned char* data, unsigned int length) {
+bool GrowingBlock::WriteAroundCache(const unsigned char* data, unsigned int length) {
   const bool first = !IsWritten;
   Header_Change(Links_Count(), InFile + length);
   const long start = Block::Write(Stream);
@@ -68,18 +68,18 @@ bool GrowingBlock::Record_WriteAround(const unsigned char* data, unsigned int le
   if (!Stream.good()) return false;
   InFile += length;
   WrittenAround += length;
-  if (first) Link_Parent(Stream);
+  if (first) LinkParent(Stream);
   return true;
 }
 
 // LinkedIndex is a data group's; any other block has another link there.
-void GrowingBlock::Link_Parent(FileStream& stream) {
+void GrowingBlock::LinkParent(FileStream& stream) {
   if (Type != blockType_DT || Linked == nullptr || Linked->Block_Type() != blockType_DG) return;
   Linked->Links_Set(LinkedIndex, this);
   Linked->Write(stream);
 }
 
-void GrowingBlock::Record_Reset() {
+void GrowingBlock::ResetRecords() {
   Reset();
   InFile = 0;
   DataSize = 0;
@@ -93,13 +93,13 @@ DTBLOCK::DTBLOCK(Block* parent, FileStream& stream) : GrowingBlock(blockType_DT,
 DTBLOCK::~DTBLOCK() = default;
 
 void DTBLOCK::Block_Reset(bool full, BlockSet& done) {
-  Record_Reset();
+  ResetRecords();
   Block::Block_Reset(full, done);
 }
 
-long DTBLOCK::Write(FileStream& stream) { return Record_Write(stream); }
+long DTBLOCK::Write(FileStream& stream) { return WriteRecords(stream); }
 
-bool DTBLOCK::Insert(unsigned char* data, unsigned int length) { return Record_Insert(data, length); }
+bool DTBLOCK::Insert(unsigned char* data, unsigned int length) { return InsertRecord(data, length); }
 
 SDBLOCK::SDBLOCK(FileStream& stream) : SDBLOCK(nullptr, stream) {}
 
@@ -108,13 +108,13 @@ SDBLOCK::SDBLOCK(Block* parent, FileStream& stream) : GrowingBlock(blockType_SD,
 SDBLOCK::~SDBLOCK() = default;
 
 void SDBLOCK::Block_Reset(bool full, BlockSet& done) {
-  Record_Reset();
+  ResetRecords();
   Block::Block_Reset(full, done);
 }
 
-long SDBLOCK::Write(FileStream& stream) { return Record_Write(stream); }
+long SDBLOCK::Write(FileStream& stream) { return WriteRecords(stream); }
 
-bool SDBLOCK::Insert(unsigned char* data, unsigned int length) { return Record_Insert(data, length); }
+bool SDBLOCK::Insert(unsigned char* data, unsigned int length) { return InsertRecord(data, length); }
 
 // --- packed blocks ---
 
@@ -166,9 +166,9 @@ long DZBLOCK::Write(FileStream& stream) {
   return Usable(stream) ? PutOut(stream) : 0;
 }
 
-bool DZBLOCK::Seek_Place(FileStream& stream, unsigned long length) {
+bool DZBLOCK::SeekPlace(FileStream& stream, unsigned long length) {
   if (FilePos == 0 && !IsWritten) FilePos = CalcStartPos(SeekEnd(stream));
-  if (!Room_Fits(stream, length)) return false;
+  if (!FitsRoom(stream, length)) return false;
   if (!IsWritten && SeekEnd(stream) < FilePos) {
     ExtendFile(stream, FilePos);
   } else {
@@ -181,7 +181,7 @@ long DZBLOCK::PutOut(FileStream& stream) {
   const Packed packed = Pack();
   const bool raw = packed.Size == 0;
   const unsigned long stored = raw ? Held : packed.Size;
-  if (!Seek_Place(stream, kHeaderSize + sizeof(DzData) + stored)) return 0;
+  if (!SeekPlace(stream, kHeaderSize + sizeof(DzData) + stored)) return 0;
   Data.OrgLength = Held;
   if (!raw) Data.DataLength = packed.Size;
   Header_Change(sizeof(DzData) + stored);

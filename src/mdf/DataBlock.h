@@ -28,13 +28,13 @@ class QOR_EXPORT GrowingBlock : public Block, public DataBlockDynamic {
  protected:
   QOR_HIDDEN GrowingBlock(blockType_t type, char id1, char id2, Block* parent, FileStream& stream);
 
-  [[nodiscard]] QOR_HIDDEN bool Record_Insert(unsigned char* data, unsigned int length);
-  QOR_HIDDEN long Record_Write(FileStream& stream);
-  QOR_HIDDEN void Record_Reset();
+  [[nodiscard]] QOR_HIDDEN bool InsertRecord(unsigned char* data, unsigned int length);
+  QOR_HIDDEN long WriteRecords(FileStream& stream);
+  QOR_HIDDEN void ResetRecords();
 
  private:
-  [[nodiscard]] QOR_HIDDEN bool Record_WriteAround(const unsigned char* data, unsigned int length);
-  QOR_HIDDEN void Link_Parent(FileStream& stream);
+  [[nodiscard]] QOR_HIDDEN bool WriteAroundCache(const unsigned char* data, unsigned int length);
+  QOR_HIDDEN void LinkParent(FileStream& stream);
 
   FileStream& Stream;
   unsigned long InFile = 0;  // data bytes that are in the file
@@ -128,7 +128,7 @@ class QOR_EXPORT DZBLOCK : public Block, public DataBlockDynamic {
 
   /// The cached bytes packed; size 0 when they can't be.
   [[nodiscard]] QOR_HIDDEN Packed Pack() const;
-  [[nodiscard]] QOR_HIDDEN bool Seek_Place(FileStream& stream, unsigned long length);
+  [[nodiscard]] QOR_HIDDEN bool SeekPlace(FileStream& stream, unsigned long length);
   /// Write, even with nothing to pack.
   QOR_HIDDEN long PutOut(FileStream& stream);
 

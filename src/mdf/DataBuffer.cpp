@@ -97,10 +97,10 @@ bool DataBlockStatic::Compressed_Insert(unsigned char* data, unsigned int length
   const int done = deflate(Zip.get(), last ? Z_FINISH : Z_NO_FLUSH);
   const bool roomLeft = Zip->avail_out > 0 && done != Z_STREAM_ERROR;
   if (!last && roomLeft) return true;
-  return Zip_End() && roomLeft;
+  return EndZip() && roomLeft;
 }
 
-bool DataBlockStatic::Zip_End() {
+bool DataBlockStatic::EndZip() {
   const size_t packed = Zip->total_out;
   Zip.reset();
   try {
@@ -117,7 +117,7 @@ bool DataBlockStatic::Zip_End() {
 DataBlockDynamic::DataBlockDynamic() : Cache(std::make_unique_for_overwrite<unsigned char[]>(kCacheSize)) {}
 
 DataBlockDynamic::~DataBlockDynamic() {
-  if (List != nullptr) List->DataBlock_Forget();
+  if (List != nullptr) List->ForgetDataBlock();
 }
 
 bool DataBlockDynamic::Insert(unsigned char* data, unsigned int length) { return Append(data, length); }

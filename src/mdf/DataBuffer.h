@@ -52,7 +52,7 @@ class QOR_EXPORT DataBlockStatic {
   bool BufferChanged = true;  // since the block that has this section was written
 
  private:
-  [[nodiscard]] QOR_HIDDEN bool Zip_End();
+  [[nodiscard]] QOR_HIDDEN bool EndZip();
 
   struct ZipEnd {
     QOR_HIDDEN void operator()(z_stream_s* zip) const;

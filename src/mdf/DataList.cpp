@@ -16,7 +16,7 @@ constexpr unsigned long kRoomPerBlock = 32;
 
 /// Makes room for one more element, so that adding it takes no memory.
 template <class T>
-void Vector_MakeRoom(std::vector<T>& elements) {
+void MakeRoomForOne(std::vector<T>& elements) {
   elements.emplace_back();
   elements.pop_back();
 }
@@ -55,7 +55,7 @@ void HLBLOCK::Block_Reset(bool full, BlockSet& done) {
 
 bool HLBLOCK::WriteRequest() const { return Dirty || Block::WriteRequest(); }
 
-long HLBLOCK::Write(FileStream& stream) { return Write_WithData(stream, Dirty, {{&Data, sizeof Data}}); }
+long HLBLOCK::Write(FileStream& stream) { return WriteWithData(stream, Dirty, {{&Data, sizeof Data}}); }
 
 // --- data list ---
 
@@ -108,7 +108,7 @@ Block* DLBLOCK::DataBlock_Get(Block* parent, bool compressed, FileStream& stream
   return DataBlock;
 }
 
-void DLBLOCK::DataBlock_Forget() {
+void DLBLOCK::ForgetDataBlock() {
   DataBlock = nullptr;
   Cached = nullptr;
   Zipped = nullptr;
@@ -132,7 +132,7 @@ bool DLBLOCK::Write() {
       Extend_List();
       Offsets.push_back(RunningOffset);
     }
-    if (!DataBlock_List()) return false;
+    if (!ListDataBlock()) return false;
     ListExtended = false;
     return true;
   });
@@ -140,13 +140,13 @@ bool DLBLOCK::Write() {
 
 long DLBLOCK::Write(FileStream&) { return Write() ? 1 : 0; }
 
-bool DLBLOCK::DataBlock_PutOut() {
+bool DLBLOCK::PutOutDataBlock() {
   const long end = Zipped != nullptr ? Zipped->PutOut(Stream) : DataBlock->Write(Stream);
   if (end != 0) Stream.flush();
   return end != 0 && Stream.good();
 }
 
-void DLBLOCK::DataBlock_Next(unsigned int bytes, BlockSet& reset) {
+void DLBLOCK::BeginNextDataBlock(unsigned int bytes, BlockSet& reset) {
   RunningOffset += bytes;
   Offsets.push_back(RunningOffset);
   Listed.push_back(DataBlock->FilePos);
@@ -157,7 +157,7 @@ void DLBLOCK::DataBlock_Next(unsigned int bytes, BlockSet& reset) {
 }
 
 // What couldn't be written or listed stays cached, and a list that nothing points to yet will get another place.
-void DLBLOCK::DataBlock_Keep(unsigned int bytes, BlockSet& reset) {
+void DLBLOCK::KeepDataBlock(unsigned int bytes, BlockSet& reset) {
   DataBlock->Block_Reset(false, reset);
   Cached->Held = bytes;
   if (IsWritten || PreviousLink != 0) return;
@@ -165,40 +165,40 @@ void DLBLOCK::DataBlock_Keep(unsigned int bytes, BlockSet& reset) {
   if (HeaderList != nullptr) HeaderList->Block_Reset(false);
 }
 
-bool DLBLOCK::DataBlock_List() {
+bool DLBLOCK::ListDataBlock() {
   BlockSet reset{DataBlock};  // the memory that is needed once the block is out
-  Vector_MakeRoom(Offsets);
-  Vector_MakeRoom(Listed);
+  MakeRoomForOne(Offsets);
+  MakeRoomForOne(Listed);
   const unsigned int bytes = Cached->DataBytes();
   bool listed = false;
   try {
-    listed = IsWritten ? DataBlock_ListNext() : DataBlock_ListFirst();
+    listed = IsWritten ? ListNextDataBlock() : ListFirstDataBlock();
   } catch (...) {
-    DataBlock_Keep(bytes, reset);
+    KeepDataBlock(bytes, reset);
     throw;
   }
-  listed ? DataBlock_Next(bytes, reset) : DataBlock_Keep(bytes, reset);
+  listed ? BeginNextDataBlock(bytes, reset) : KeepDataBlock(bytes, reset);
   return listed;
 }
 
 // The data goes out before the list that points to it: whatever ends the recording in between, no list points to data that
 // isn't there.
-bool DLBLOCK::DataBlock_ListFirst() {
-  IsWritten = List_Begin() && DataBlock_PutOut() && Link_First() && Stream.flush();
+bool DLBLOCK::ListFirstDataBlock() {
+  IsWritten = BeginList() && PutOutDataBlock() && LinkFirst() && Stream.flush();
   return IsWritten;
 }
 
-bool DLBLOCK::DataBlock_ListNext() {
+bool DLBLOCK::ListNextDataBlock() {
   std::string bytes;
   bytes.reserve(kHeaderSize + kLinkSize * (BlockCount + 1UL) + SectionSize());  // before anything goes out
-  return DataBlock_Place() && DataBlock_PutOut() && List_Rewrite(bytes) && Stream.flush();
+  return PlaceDataBlock() && PutOutDataBlock() && RewriteList(bytes) && Stream.flush();
 }
 
 bool DLBLOCK::DataBlock_Add() {
   return WithMemory([this] {
     if (!IsWritten || DataBlock == nullptr || !Usable()) return false;
     const bool listed = BlockCount < MaxBlocks || (BlockCount == MaxBlocks && !Cached->IsEmpty());
-    if (listed && !DataBlock_List()) return false;
+    if (listed && !ListDataBlock()) return false;
     if (BlockCount <= MaxBlocks && listed) return true;
     Extend_List();
     Offsets.push_back(RunningOffset);
@@ -264,14 +264,14 @@ void DLBLOCK::Extend_List() {
 }
 
 bool DLBLOCK::Write_First() {
-  if (DataBlock == nullptr || !Usable() || !List_Begin() || !Link_First()) return false;
+  if (DataBlock == nullptr || !Usable() || !BeginList() || !LinkFirst()) return false;
   IsWritten = true;
   return true;
 }
 
-bool DLBLOCK::List_Begin() {
+bool DLBLOCK::BeginList() {
   RunningOffset = Offsets.front();
-  Place_First();
+  PlaceFirst();
   ExtendFile(Stream, FilePos);
   HeaderChanged = true;
   Block_LengthRefresh();
@@ -281,20 +281,20 @@ bool DLBLOCK::List_Begin() {
   Stream.seekp(FilePos);
   Header_Write(Stream);
   Links_Write(Stream);
-  Section_Write();
+  WriteSection();
   ExtendFile(Stream, dataBlock);  // zeros in the room for growth
   return Stream.good();
 }
 
-void DLBLOCK::Place_First() {
+void DLBLOCK::PlaceFirst() {
   if (HeaderList != nullptr && HeaderList->FilePos == 0) {
-    Place_BehindHeaderList();
+    PlaceAfterHeaderList();
   } else if (Room < FullRoom() && FilePos < SeekEnd(Stream)) {
     FilePos = CalcStartPos(SeekEnd(Stream));  // only there is room to grow
   }
 }
 
-void DLBLOCK::Place_BehindHeaderList() {
+void DLBLOCK::PlaceAfterHeaderList() {
   long cursor = SeekEnd(Stream);
   HeaderList->Links_Set(kHlFirst, this);
   HeaderList->Block_PlaceAndList(true, &cursor, nullptr);
@@ -308,13 +308,13 @@ unsigned long DLBLOCK::FullRoom() const {
   return kHeaderSize + kLinkSize * kDlLinkCount + sizeof(DlData) + sizeof(uint64_t) + GrowthRoom();
 }
 
-void DLBLOCK::Section_Write() {
+void DLBLOCK::WriteSection() {
   Put(Stream, Data);
   Put(Stream, std::span<const uint64_t>(Offsets));
 }
 
 // The parent points to the first list; every other list is chained to the one before it.
-bool DLBLOCK::Link_First() {
+bool DLBLOCK::LinkFirst() {
   if (PreviousLink != 0) {
     Stream.seekp(PreviousLink);
     Put(Stream, static_cast<int64_t>(FilePos));
@@ -328,16 +328,16 @@ bool DLBLOCK::Link_First() {
 bool DLBLOCK::Write_Changed() {
   if (DataBlock == nullptr || !Usable() || Cached->IsEmpty()) return false;
   std::string bytes;
-  return DataBlock_Place() && List_Rewrite(bytes);
+  return PlaceDataBlock() && RewriteList(bytes);
 }
 
-bool DLBLOCK::DataBlock_Place() {
+bool DLBLOCK::PlaceDataBlock() {
   DataBlock->FilePos = CalcStartPos(SeekEnd(Stream));
   return Stream.good();
 }
 
 // In one piece: a write that fails, or the end of the process, leaves the list as it was.
-bool DLBLOCK::List_Rewrite(std::string& bytes) {
+bool DLBLOCK::RewriteList(std::string& bytes) {
   Header_Change(BlockCount + 1, SectionSize());
   const auto add = [&bytes](const auto& value) { bytes.append(reinterpret_cast<const char*>(&value), sizeof value); };
   add(Header);
@@ -355,7 +355,7 @@ bool DLBLOCK::List_Rewrite(std::string& bytes) {
 
 // --- reset ---
 
-void DLBLOCK::Lists_Restart() {
+void DLBLOCK::RestartLists() {
   BlockCount = 1;
   Data.Count = 1;
   Offsets = {0};
@@ -365,7 +365,7 @@ void DLBLOCK::Lists_Restart() {
 
 void DLBLOCK::Block_Reset(bool full, BlockSet& done) {
   Block::Block_Reset(full, done);
-  Lists_Restart();
+  RestartLists();
   if (!full) return;
   RunningOffset = 0;
   PreviousLink = 0;

@@ -147,25 +147,25 @@ class QOR_EXPORT DLBLOCK : public Block {
   friend class DataBlockDynamic;
   friend class HLBLOCK;
 
-  QOR_HIDDEN void DataBlock_Forget();
+  QOR_HIDDEN void ForgetDataBlock();
   [[nodiscard]] QOR_HIDDEN unsigned int SectionSize() const;
   [[nodiscard]] QOR_HIDDEN unsigned long GrowthRoom() const;
   [[nodiscard]] QOR_HIDDEN unsigned long FullRoom() const;
   [[nodiscard]] QOR_HIDDEN bool Usable() const;
-  QOR_HIDDEN void Lists_Restart();
-  QOR_HIDDEN void Place_First();
-  QOR_HIDDEN void Place_BehindHeaderList();
-  QOR_HIDDEN void Section_Write();
-  [[nodiscard]] QOR_HIDDEN bool Link_First();
-  [[nodiscard]] QOR_HIDDEN bool List_Begin();
-  [[nodiscard]] QOR_HIDDEN bool List_Rewrite(std::string& bytes);
-  [[nodiscard]] QOR_HIDDEN bool DataBlock_Place();
-  [[nodiscard]] QOR_HIDDEN bool DataBlock_PutOut();
-  [[nodiscard]] QOR_HIDDEN bool DataBlock_List();
-  [[nodiscard]] QOR_HIDDEN bool DataBlock_ListFirst();
-  [[nodiscard]] QOR_HIDDEN bool DataBlock_ListNext();
-  QOR_HIDDEN void DataBlock_Next(unsigned int bytes, BlockSet& reset);
-  QOR_HIDDEN void DataBlock_Keep(unsigned int bytes, BlockSet& reset);
+  QOR_HIDDEN void RestartLists();
+  QOR_HIDDEN void PlaceFirst();
+  QOR_HIDDEN void PlaceAfterHeaderList();
+  QOR_HIDDEN void WriteSection();
+  [[nodiscard]] QOR_HIDDEN bool LinkFirst();
+  [[nodiscard]] QOR_HIDDEN bool BeginList();
+  [[nodiscard]] QOR_HIDDEN bool RewriteList(std::string& bytes);
+  [[nodiscard]] QOR_HIDDEN bool PlaceDataBlock();
+  [[nodiscard]] QOR_HIDDEN bool PutOutDataBlock();
+  [[nodiscard]] QOR_HIDDEN bool ListDataBlock();
+  [[nodiscard]] QOR_HIDDEN bool ListFirstDataBlock();
+  [[nodiscard]] QOR_HIDDEN bool ListNextDataBlock();
+  QOR_HIDDEN void BeginNextDataBlock(unsigned int bytes, BlockSet& reset);
+  QOR_HIDDEN void KeepDataBlock(unsigned int bytes, BlockSet& reset);
 
   DlData Data{};
   std::vector<uint64_t> Offsets{0};  // of the listed blocks; the last one is the current block's

@@ -23,7 +23,7 @@ constexpr char kHistory[] =
     "</FHcomment>";
 
 std::string Property(const char* name, const std::string& value) {
-  return std::string("<e name=\"").append(name).append("\">").append(MDF::Xml_Escaped(value)).append("</e>\n");
+  return std::string("<e name=\"").append(name).append("\">").append(MDF::EscapedForXml(value)).append("</e>\n");
 }
 
 /// What an event of a kind is in the file.
@@ -38,7 +38,7 @@ EventShape ShapeOf(unsigned char kind) {
 }
 
 /// The text blocks of an event go with it; what it refers to doesn't.
-void Event_Destroy(MDF::EVBLOCK* event) {
+void DestroyEvent(MDF::EVBLOCK* event) {
   MDF::Block* name = event->Links_Get(MDF::kEvName);
   MDF::Block* comment = event->Links_Get(MDF::kEvComment);
   delete event;
@@ -47,13 +47,13 @@ void Event_Destroy(MDF::EVBLOCK* event) {
 }
 
 struct EventEnd {
-  void operator()(MDF::EVBLOCK* event) const { Event_Destroy(event); }
+  void operator()(MDF::EVBLOCK* event) const { DestroyEvent(event); }
 };
 /// Owns an event that isn't linked yet.
 using NewEvent = std::unique_ptr<MDF::EVBLOCK, EventEnd>;
 
 // "Begin of Recording": sic, part of the interface.
-NewEvent Event_Begin(unsigned long time) {
+NewEvent BeginEvent(unsigned long time) {
   return NewEvent(new MDF::EVBLOCK("Begin of Recording", kRecording, kCauseUser, time));
 }
 
@@ -88,7 +88,7 @@ MdfFile::~MdfFile() {
   } catch (...) {
     setstate(std::ios_base::failbit);  // not finalized, which is what a reader will see
   }
-  Tree_Drop();
+  DropTree();
 }
 
 void MdfFile::Initialization(unsigned long startTime) {
@@ -97,9 +97,9 @@ void MdfFile::Initialization(unsigned long startTime) {
   auto* history = new MDF::FHBLOCK(startTime, kHistory);
   header->Links_Set(MDF::kHdFirstHistory, history);
   auto root = std::make_unique<BusRoot>(header.get(), *this);
-  auto* begin = Event_Begin(0).release();
+  auto* begin = BeginEvent(0).release();
   header->Link_EVBLOCK(begin);
-  Tree_Drop();
+  DropTree();
   Id = std::move(id);
   Header = header.release();
   History = history;
@@ -114,8 +114,8 @@ void MdfFile::Initialization(unsigned long startTime) {
 }
 
 // The buses own the data lists, which the tree only refers to.
-void MdfFile::Tree_Drop() {
-  MDF::Tree_Destroy(Header, MDF::DataLists::kLeave);
+void MdfFile::DropTree() {
+  MDF::DestroyTree(Header, MDF::DataLists::kLeave);
   Header = nullptr;
   History = nullptr;
   Begin = nullptr;
@@ -128,9 +128,9 @@ void MdfFile::Tree_Drop() {
 
 bool MdfFile::FileInformationHeader(const FileInfo& info) {
   for (const std::string* text : {&info.Author, &info.Department, &info.Project, &info.Subject, &info.Text}) {
-    if (!MDF::Text_IsUtf8(*text)) return false;
+    if (!MDF::IsUtf8(*text)) return false;
   }
-  std::string xml = "<HDcomment><TX>" + MDF::Xml_Escaped(info.Text) + "</TX>\n<common_properties>";
+  std::string xml = "<HDcomment><TX>" + MDF::EscapedForXml(info.Text) + "</TX>\n<common_properties>";
   xml += Property("author", info.Author) + Property("department", info.Department);
   xml += Property("project", info.Project) + Property("subject", info.Subject);
   xml += "</common_properties></HDcomment>";
@@ -149,18 +149,18 @@ std::string MdfFile::FileName() const {
 
 bool MdfFile::File_Open(unsigned long time) {
   if (is_open()) return true;
-  if (IdWritten) File_Renew();
-  NewEvent begin = Begin == nullptr ? Event_Begin(Header->RelativeTime(time)) : nullptr;
+  if (IdWritten) RenewFile();
+  NewEvent begin = Begin == nullptr ? BeginEvent(Header->RelativeTime(time)) : nullptr;
   clear();
-  if (!Stream_Open()) return false;
+  if (!OpenStream()) return false;
   Changed = true;
   if (begin == nullptr) return true;
   Begin = begin.release();
-  Event_Append(Begin);
+  AppendEvent(Begin);
   return true;
 }
 
-bool MdfFile::Stream_Open() {
+bool MdfFile::OpenStream() {
   try {
     open(FileName(), std::ios_base::out | std::ios_base::binary | std::ios_base::trunc);
   } catch (const std::bad_alloc&) {
@@ -171,9 +171,9 @@ bool MdfFile::Stream_Open() {
 }
 
 /// Makes the blocks ready for another file: nothing is written, placed or counted, and there are no events yet.
-void MdfFile::File_Renew() {
+void MdfFile::RenewFile() {
   BlockSet done{Header};  // the memory that is needed
-  Events_Drop();
+  DropEvents();
   Id->Block_Reset();
   Header->Block_Reset(true, done);
   Root->Bus_Reset();
@@ -185,12 +185,12 @@ void MdfFile::File_Renew() {
   Changed = true;
 }
 
-void MdfFile::Events_Drop() {
+void MdfFile::DropEvents() {
   MDF::Block* dropped = Header->Links_Get(MDF::kHdFirstEvent);
   Header->Event_Unlink();
   while (dropped != nullptr) {
     MDF::Block* next = dropped->Links_Get(MDF::kEvNext);
-    Event_Destroy(static_cast<MDF::EVBLOCK*>(dropped));
+    DestroyEvent(static_cast<MDF::EVBLOCK*>(dropped));
     dropped = next;
   }
   Begin = nullptr;
@@ -207,7 +207,7 @@ bool MdfFile::File_Close(unsigned long time) {
   if (!flushed && is_open() && good() && Root->Data_Waiting()) return false;  // memory was short
   if (Begin != nullptr) {
     const std::string name = "End of Recording";
-    Event_Append(new MDF::EVBLOCK(name, kRecording, kCauseUser, Header->RelativeTime(time), Begin));
+    AppendEvent(new MDF::EVBLOCK(name, kRecording, kCauseUser, Header->RelativeTime(time), Begin));
     Begin = nullptr;
   }
   if (!is_open()) return false;
@@ -228,13 +228,13 @@ unsigned int MdfFile::File_SetMaxSize(unsigned int kib) {
 }
 
 bool MdfFile::FileIterationHandler(unsigned long time) {
-  if (!Limit_Reached()) return true;
-  (void)Series_Next(time);
+  if (!IsLimitReached()) return true;
+  (void)BeginNextFile(time);
   return false;
 }
 
 /// Only what went to the file can have changed its size.
-bool MdfFile::Limit_Reached() {
+bool MdfFile::IsLimitReached() {
   if (!Written) return false;
   Written = false;
   return MaxSize != 0 && is_open() && good() && static_cast<uint64_t>(MDF::SeekEnd(*this)) >= MaxSize;
@@ -242,14 +242,14 @@ bool MdfFile::Limit_Reached() {
 
 /// Ends this file and begins the next. A file that can't be written stays the current one. True when the records are safe
 /// and there is a file for those that follow.
-bool MdfFile::Series_Next(unsigned long time) {
+bool MdfFile::BeginNextFile(unsigned long time) {
   if (!Root->Write()) {
     Written = true;
     return good() && Root->Data_Waiting();  // memory was short
   }
   const bool closed = File_Close(time);
   ++FileIndex;
-  File_Renew();
+  RenewFile();
   const bool opened = File_Open(time);
   Root->Data_NewBlock();
   const bool described = Write();
@@ -258,7 +258,7 @@ bool MdfFile::Series_Next(unsigned long time) {
 }
 
 /// The automatic limit, at the first record.
-void MdfFile::Limit_Choose() {
+void MdfFile::ChooseLimit() {
   if (!FirstRecordSeen && MaxSize == kAutomaticSize && is_open()) {
     MaxSize = kDescriptionsPerFile * static_cast<uint64_t>(MDF::SeekEnd(*this));
   }
@@ -274,7 +274,7 @@ bool MdfFile::Write() {
   // Blocks that have a place but were not written, because memory was short, keep it.
   Placed = std::max({Placed, MDF::SeekEnd(*this), static_cast<long>(Id->Block_Length())});
   BlockSet changed;
-  Blocks_Place(changed);
+  PlaceBlocks(changed);
   // Last to first: new blocks, placed last, are in the file before an older block links to them.
   std::for_each(changed.rbegin(), changed.rend(), [this](MDF::Block* block) { block->Write(*this); });
   flush();
@@ -288,7 +288,7 @@ bool MdfFile::Write() {
 
 /// Groups and events are only ever appended: once all of them are in the file, the search begins at the ends of these
 /// chains, so that each addition costs the same however many came before.
-void MdfFile::Blocks_Place(BlockSet& changed) {
+void MdfFile::PlaceBlocks(BlockSet& changed) {
   MDF::Block* lastEvent = std::exchange(EventInFile, nullptr);  // set again once everything is written
   if (lastEvent == nullptr) {
     Header->Block_PlaceAndList(false, &Placed, &changed);
@@ -298,7 +298,7 @@ void MdfFile::Blocks_Place(BlockSet& changed) {
     MDF::Block* added = Header->Links_Get(link);
     if (link == MDF::kHdFirstGroup && GroupInFile != Header) added = GroupInFile->Links_Get(MDF::kDgNext);
     if (link == MDF::kHdFirstEvent) added = lastEvent->Links_Get(MDF::kEvNext);
-    MDF::Tree_PlaceNew(added, Placed, changed);
+    MDF::PlaceNewInTree(added, Placed, changed);
   }
   for (MDF::Block* block : {static_cast<MDF::Block*>(Header), GroupInFile, lastEvent}) {
     if (block->WriteRequest()) changed.insert(block);
@@ -371,10 +371,10 @@ bool MdfFile::Describe() {
 /// the next one couldn't be begun.
 bool MdfFile::Recorded(unsigned long time) {
   HasRecords = true;
-  Limit_Choose();
-  if (!Limit_Reached()) return true;
+  ChooseLimit();
+  if (!IsLimitReached()) return true;
   try {
-    return Series_Next(time);
+    return BeginNextFile(time);
   } catch (const std::bad_alloc&) {
     Written = true;  // this record is in the file; the next one tries again, if the file is still there
     return is_open();
@@ -384,29 +384,29 @@ bool MdfFile::Recorded(unsigned long time) {
 // --- events ---
 
 bool MdfFile::Event(const std::string& name, unsigned char kind, unsigned char cause, unsigned long time) {
-  return Event_Link(name, kind, cause, time, nullptr);
+  return LinkEvent(name, kind, cause, time, nullptr);
 }
 
 bool MdfFile::Event(const std::string& name, unsigned char kind, unsigned char cause, unsigned long time,
                     unsigned int busChannel, unsigned char busType) {
   Bus* bus = Root->Bus_Get(busChannel, busType);
-  return bus != nullptr && Event_Link(name, kind, cause, time, bus);
+  return bus != nullptr && LinkEvent(name, kind, cause, time, bus);
 }
 
-bool MdfFile::Event_Link(const std::string& name, unsigned char kind, unsigned char cause, unsigned long time,
-                         Bus* scope) {
+bool MdfFile::LinkEvent(const std::string& name, unsigned char kind, unsigned char cause, unsigned long time,
+                        Bus* scope) {
   const EventShape shape = ShapeOf(kind);
   if (shape.Type == 0 || Ended()) return false;
   const unsigned long relative = Header->RelativeTime(time);
   NewEvent added(shape.OfRecording ? new MDF::EVBLOCK(name, shape.Type, cause, relative, nullptr, Begin)
                                    : new MDF::EVBLOCK(name, shape.Type, cause, relative));
   if (scope != nullptr) scope->Event_ScopeAdd(added.get());
-  Event_Append(added.release());
+  AppendEvent(added.release());
   return true;
 }
 
 /// Takes no memory, and no walk to the end of the chain: nobody else appends to it.
-void MdfFile::Event_Append(MDF::EVBLOCK* added) {
+void MdfFile::AppendEvent(MDF::EVBLOCK* added) {
   if (LastEvent == nullptr) {
     Header->Link_EVBLOCK(added);
   } else {

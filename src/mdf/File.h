@@ -140,19 +140,19 @@ class QOR_EXPORT MdfFile : public FileStream {
  private:
   QOR_HIDDEN explicit MdfFile(const std::string& fileName);
   [[nodiscard]] QOR_HIDDEN bool Ended() const;
-  QOR_HIDDEN bool Event_Link(const std::string& name, unsigned char kind, unsigned char cause, unsigned long time,
-                             Bus* scope);
-  QOR_HIDDEN void Event_Append(MDF::EVBLOCK* added);
-  QOR_HIDDEN void Events_Drop();
-  QOR_HIDDEN void Blocks_Place(BlockSet& changed);
+  QOR_HIDDEN bool LinkEvent(const std::string& name, unsigned char kind, unsigned char cause, unsigned long time,
+                            Bus* scope);
+  QOR_HIDDEN void AppendEvent(MDF::EVBLOCK* added);
+  QOR_HIDDEN void DropEvents();
+  QOR_HIDDEN void PlaceBlocks(BlockSet& changed);
   [[nodiscard]] QOR_HIDDEN bool Describe();
   [[nodiscard]] QOR_HIDDEN bool Recorded(unsigned long time);
-  QOR_HIDDEN void Limit_Choose();
-  QOR_HIDDEN void File_Renew();
-  QOR_HIDDEN void Tree_Drop();
-  [[nodiscard]] QOR_HIDDEN bool Stream_Open();
-  [[nodiscard]] QOR_HIDDEN bool Limit_Reached();
-  [[nodiscard]] QOR_HIDDEN bool Series_Next(unsigned long time);
+  QOR_HIDDEN void ChooseLimit();
+  QOR_HIDDEN void RenewFile();
+  QOR_HIDDEN void DropTree();
+  [[nodiscard]] QOR_HIDDEN bool OpenStream();
+  [[nodiscard]] QOR_HIDDEN bool IsLimitReached();
+  [[nodiscard]] QOR_HIDDEN bool BeginNextFile(unsigned long time);
 
   std::string BaseName;
   uint64_t FileIndex = 0;

@@ -18,7 +18,7 @@ void TXBLOCK::Block_LengthRefresh() {
 
 long TXBLOCK::Write(FileStream& stream) {
   if (BufferChanged) Block_LengthRefresh();
-  return Write_WithData(stream, BufferChanged, {{Bytes(), Size()}});
+  return WriteWithData(stream, BufferChanged, {{Bytes(), Size()}});
 }
 
 MDBLOCK::MDBLOCK(const std::string& text) : Block(blockType_MD, 'M', 'D', 0), DataBlockStatic(text.c_str()) {
@@ -37,14 +37,14 @@ void MDBLOCK::Block_LengthRefresh() {
 
 long MDBLOCK::Write(FileStream& stream) {
   if (BufferChanged) Block_LengthRefresh();
-  return Write_WithData(stream, BufferChanged, {{Bytes(), Size()}});
+  return WriteWithData(stream, BufferChanged, {{Bytes(), Size()}});
 }
 
-void Text_Link(Block& block, unsigned int link, const std::string& text) {
+void LinkText(Block& block, unsigned int link, const std::string& text) {
   if (!text.empty()) block.Links_Set(link, new TXBLOCK(text));
 }
 
-void Comment_Link(Block& block, unsigned int link, const std::string& text) {
+void LinkComment(Block& block, unsigned int link, const std::string& text) {
   if (!text.empty()) block.Links_Set(link, new MDBLOCK(text));
 }
 

@@ -31,8 +31,8 @@ class QOR_EXPORT MDBLOCK : public Block, public DataBlockStatic {
 };
 
 /// Links a new text block, if the text isn't empty.
-void Text_Link(Block& block, unsigned int link, const std::string& text);
+void LinkText(Block& block, unsigned int link, const std::string& text);
 /// Links a new comment block, if the text isn't empty.
-void Comment_Link(Block& block, unsigned int link, const std::string& text);
+void LinkComment(Block& block, unsigned int link, const std::string& text);
 
 }  // namespace MDF

@@ -50,7 +50,7 @@ bool IsXml(uint32_t code) {
 
 }  // namespace
 
-bool Text_IsUtf8(std::string_view text) {
+bool IsUtf8(std::string_view text) {
   while (!text.empty()) {
     const Character at = First(text);
     if (at.Code == kMalformed) return false;
@@ -59,7 +59,7 @@ bool Text_IsUtf8(std::string_view text) {
   return true;
 }
 
-std::string Xml_Escaped(std::string_view text) {
+std::string EscapedForXml(std::string_view text) {
   std::string xml;
   for (Character at; !text.empty(); text.remove_prefix(at.Size)) {
     at = First(text);

@@ -59,7 +59,7 @@ class Recording {
   void Change() {
     File.Header->StartTime_Set(Calls.Take<std::uint16_t>());
     File.Group->Links_Delete(MDF::kDgComment);
-    if (Calls.OneIn(2)) MDF::Comment_Link(*File.Group, MDF::kDgComment, "<DGcomment>" + Text() + "</DGcomment>");
+    if (Calls.OneIn(2)) MDF::LinkComment(*File.Group, MDF::kDgComment, "<DGcomment>" + Text() + "</DGcomment>");
     File.Header->Link_EVBLOCK(
         new MDF::EVBLOCK(Text().c_str(), static_cast<unsigned char>(Calls.Below(7)), 4, Calls.Below(1000)));
   }

@@ -32,7 +32,7 @@ TEST(BlockTree, IsDestroyedByIdentityEvenWhenNothingIsPlaced) {
   root->Links_Set(1, other);
   one->Links_Set(0, other);
   other->Links_Set(0, root);
-  MDF::Tree_Destroy(root, MDF::DataLists::kInclude);
+  MDF::DestroyTree(root, MDF::DataLists::kInclude);
   EXPECT_THAT(gone, ElementsAre(1, 2, 3));
 }
 
@@ -44,7 +44,7 @@ TEST(BlockTree, IsDestroyedUpToTheBarrier) {
   auto* one = new Mortal(2, gone);
   one->Links_Set(0, &barrier);
   one->Links_Set(1, new Mortal(3, gone));
-  MDF::Tree_Destroy(one, MDF::DataLists::kInclude, &barrier);
+  MDF::DestroyTree(one, MDF::DataLists::kInclude, &barrier);
   EXPECT_THAT(gone, ElementsAre(2, 3));
 }
 
@@ -53,11 +53,11 @@ TEST(BlockTree, LinkedBlocksAreDestroyedOnceAndNoneBehindThem) {
   Mortal behind(1, gone);
   auto* one = new Mortal(2, gone);
   one->Links_Set(0, &behind);
-  MDF::Links_Destroy({one, nullptr, one, &behind}, &behind);
+  MDF::DestroyLinked({one, nullptr, one, &behind}, &behind);
   EXPECT_THAT(gone, ElementsAre(2));
 }
 
-TEST(BlockTree, NoTreeIsDestroyedForNull) { MDF::Tree_Destroy(nullptr, MDF::DataLists::kInclude); }
+TEST(BlockTree, NoTreeIsDestroyedForNull) { MDF::DestroyTree(nullptr, MDF::DataLists::kInclude); }
 
 TEST(BlockTree, LeavesDataListsToTheirOwnersWhenAskedTo) {
   FileStream stream;
@@ -66,7 +66,7 @@ TEST(BlockTree, LeavesDataListsToTheirOwnersWhenAskedTo) {
   MDF::DLBLOCK list(group, 4, true, stream);
   list.Links_Set(MDF::kDlNext, new Mortal(1, gone));
   group->Links_Set(MDF::kDgData, &list);
-  MDF::Tree_Destroy(group, MDF::DataLists::kLeave);
+  MDF::DestroyTree(group, MDF::DataLists::kLeave);
   EXPECT_THAT(gone, IsEmpty());
   EXPECT_NE(list.Links_Get(MDF::kDlData), nullptr);
   delete list.Links_Get(MDF::kDlNext);
@@ -78,10 +78,10 @@ TEST(BlockTree, ListsAreDestroyedAfterTheBlocksThatTheyOwn) {
   auto* list = new MDF::DLBLOCK(&parent, 4, false, stream);
   MDF::Block* data = list->Links_Get(MDF::kDlData);
   MDF::DGBLOCK holder(false);
-  MDF::Links_Destroy({list, data}, &holder);  // each once, whatever the order given
+  MDF::DestroyLinked({list, data}, &holder);  // each once, whatever the order given
   auto* packed = new MDF::DLBLOCK(&parent, 4, true, stream);
   parent.Links_Set(MDF::kDgData, packed);
-  MDF::Tree_Destroy(packed, MDF::DataLists::kInclude, &parent);
+  MDF::DestroyTree(packed, MDF::DataLists::kInclude, &parent);
 }
 
 struct Link {
@@ -106,23 +106,23 @@ TEST(BlockTree, NewBlocksArePlacedAsAWalkThroughEverythingWouldPlaceThem) {
   further.Links_Set(0, &placed);
   BlockSet list;
   const long begin = cursor;
-  MDF::Tree_PlaceNew(&added, cursor, list);
+  MDF::PlaceNewInTree(&added, cursor, list);
   EXPECT_THAT(list, ::testing::ElementsAre(&added, &further, &last));
   EXPECT_EQ(added.Block_FilePos(), begin);
   EXPECT_EQ(further.Block_FilePos(), begin + 40);
   EXPECT_EQ(last.Block_FilePos(), begin + 40 + 32);
   EXPECT_EQ(cursor, begin + 40 + 32 + 24);
   EXPECT_EQ(behind.Block_FilePos(), 0);
-  MDF::Tree_PlaceNew(&added, cursor, list);
-  MDF::Tree_PlaceNew(nullptr, cursor, list);
+  MDF::PlaceNewInTree(&added, cursor, list);
+  MDF::PlaceNewInTree(nullptr, cursor, list);
   EXPECT_EQ(cursor, begin + 40 + 32 + 24);
 }
 
 TEST(BlockChain, BlocksAreAppendedInOrder) {
   Link owner, a, b, c;
-  EXPECT_TRUE(MDF::Chain_Append(owner.Block, 1, 0, &a.Block));
-  EXPECT_TRUE(MDF::Chain_Append(owner.Block, 1, 0, &b.Block));
-  EXPECT_TRUE(MDF::Chain_Append(owner.Block, 1, 0, &c.Block));
+  EXPECT_TRUE(MDF::AppendToChain(owner.Block, 1, 0, &a.Block));
+  EXPECT_TRUE(MDF::AppendToChain(owner.Block, 1, 0, &b.Block));
+  EXPECT_TRUE(MDF::AppendToChain(owner.Block, 1, 0, &c.Block));
   EXPECT_EQ(owner.Block.Links_Get(1), &a.Block);
   EXPECT_EQ(a.Block.Links_Get(0), &b.Block);
   EXPECT_EQ(b.Block.Links_Get(0), &c.Block);
@@ -131,14 +131,14 @@ TEST(BlockChain, BlocksAreAppendedInOrder) {
 
 TEST(BlockChain, NullAndWhatWouldCloseACircleAreRefused) {
   Link owner, a, b, c;
-  ASSERT_TRUE(MDF::Chain_Append(owner.Block, 0, 0, &a.Block));
-  ASSERT_TRUE(MDF::Chain_Append(owner.Block, 0, 0, &b.Block));
+  ASSERT_TRUE(MDF::AppendToChain(owner.Block, 0, 0, &a.Block));
+  ASSERT_TRUE(MDF::AppendToChain(owner.Block, 0, 0, &b.Block));
   c.Block.Links_Set(0, &b.Block);
-  EXPECT_FALSE(MDF::Chain_Append(owner.Block, 0, 0, nullptr));
-  EXPECT_FALSE(MDF::Chain_Append(owner.Block, 0, 0, &a.Block));
-  EXPECT_FALSE(MDF::Chain_Append(owner.Block, 0, 0, &b.Block));
-  EXPECT_FALSE(MDF::Chain_Append(owner.Block, 0, 0, &owner.Block));
-  EXPECT_FALSE(MDF::Chain_Append(owner.Block, 0, 0, &c.Block)) << "leads back into the chain";
+  EXPECT_FALSE(MDF::AppendToChain(owner.Block, 0, 0, nullptr));
+  EXPECT_FALSE(MDF::AppendToChain(owner.Block, 0, 0, &a.Block));
+  EXPECT_FALSE(MDF::AppendToChain(owner.Block, 0, 0, &b.Block));
+  EXPECT_FALSE(MDF::AppendToChain(owner.Block, 0, 0, &owner.Block));
+  EXPECT_FALSE(MDF::AppendToChain(owner.Block, 0, 0, &c.Block)) << "leads back into the chain";
   EXPECT_EQ(b.Block.Links_Get(0), nullptr);
 }
 
@@ -148,15 +148,15 @@ TEST(BlockChain, AppendingToACircleEnds) {
   a.Block.Links_Set(0, &b.Block);
   b.Block.Links_Set(0, &c.Block);
   c.Block.Links_Set(0, &b.Block);
-  EXPECT_FALSE(MDF::Chain_Append(owner.Block, 0, 0, &fresh.Block));
-  EXPECT_FALSE(MDF::Chain_Append(fresh.Block, 0, 0, &a.Block));
+  EXPECT_FALSE(MDF::AppendToChain(owner.Block, 0, 0, &fresh.Block));
+  EXPECT_FALSE(MDF::AppendToChain(fresh.Block, 0, 0, &a.Block));
 }
 
 TEST(BlockChain, AWholeChainMayBeAppended) {
   Link owner, a, b, c;
   b.Block.Links_Set(0, &c.Block);
-  ASSERT_TRUE(MDF::Chain_Append(owner.Block, 0, 0, &a.Block));
-  EXPECT_TRUE(MDF::Chain_Append(owner.Block, 0, 0, &b.Block));
+  ASSERT_TRUE(MDF::AppendToChain(owner.Block, 0, 0, &a.Block));
+  EXPECT_TRUE(MDF::AppendToChain(owner.Block, 0, 0, &b.Block));
   EXPECT_EQ(c.Block.Links_Get(0), nullptr);
   EXPECT_EQ(a.Block.Links_Get(0), &b.Block);
 }

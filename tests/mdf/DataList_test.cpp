@@ -41,7 +41,7 @@ class DataList : public MdfFiles {
       if (Stream->good()) PlaceAndWrite(*Header, *Stream);
       Stream->close();
     }
-    if (Header != nullptr) MDF::Tree_Destroy(Header, MDF::DataLists::kLeave);
+    if (Header != nullptr) MDF::DestroyTree(Header, MDF::DataLists::kLeave);
     Lists.clear();
     MdfFiles::TearDown();
   }

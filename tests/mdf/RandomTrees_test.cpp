@@ -26,7 +26,7 @@ class RandomTrees : public MdfFiles, public ::testing::WithParamInterface<unsign
 
   void TearDown() override {
     Stream.close();
-    MDF::Tree_Destroy(Header, MDF::DataLists::kLeave);
+    MDF::DestroyTree(Header, MDF::DataLists::kLeave);
     Recordings.clear();
     MdfFiles::TearDown();
   }

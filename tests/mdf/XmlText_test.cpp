@@ -10,7 +10,7 @@ TEST(XmlText, WellFormedUtf8IsKnown) {
   for (const std::string& text :
        {""s, "plain"s, "a\0b"s, "\x7F"s, "\xC2\x80"s, "\xDF\xBF"s, "\xE0\xA0\x80"s, "\xED\x9F\xBF"s, "\xEE\x80\x80"s,
         "\xEF\xBF\xBF"s, "\xF0\x90\x80\x80"s, "\xF4\x8F\xBF\xBF"s}) {
-    EXPECT_TRUE(MDF::Text_IsUtf8(text)) << text;
+    EXPECT_TRUE(MDF::IsUtf8(text)) << text;
   }
 }
 
@@ -36,14 +36,15 @@ TEST(XmlText, EverythingElseIsNoUtf8) {
       {"five bytes", "\xF8\x88\x80\x80\x80"},
       {"byte that never occurs", "\xFF"},
   };
-  for (const Malformed& malformed : kTexts) EXPECT_FALSE(MDF::Text_IsUtf8(malformed.Text)) << malformed.Why;
+  for (const Malformed& malformed : kTexts) EXPECT_FALSE(MDF::IsUtf8(malformed.Text)) << malformed.Why;
 }
 
 TEST(XmlText, MarkupIsEscapedAndWhatXmlDoesNotHaveIsLeftOut) {
-  EXPECT_EQ(MDF::Xml_Escaped("a<b>&c\t\r\n"), "a&lt;b&gt;&amp;c\t\r\n");
-  EXPECT_EQ(MDF::Xml_Escaped("\x01p\x1Fq\0r"s), "pqr");
-  EXPECT_EQ(MDF::Xml_Escaped("\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x98\x80"), "\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x98\x80");
-  EXPECT_EQ(MDF::Xml_Escaped("x\xEF\xBF\xBEy\xEF\xBF\xBFz\xEF\xBF\xBD"), "xyz\xEF\xBF\xBD");  // U+FFFE, U+FFFF, U+FFFD
+  EXPECT_EQ(MDF::EscapedForXml("a<b>&c\t\r\n"), "a&lt;b&gt;&amp;c\t\r\n");
+  EXPECT_EQ(MDF::EscapedForXml("\x01p\x1Fq\0r"s), "pqr");
+  EXPECT_EQ(MDF::EscapedForXml("\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x98\x80"), "\xC3\xA9 \xE2\x82\xAC \xF0\x9F\x98\x80");
+  EXPECT_EQ(MDF::EscapedForXml("x\xEF\xBF\xBEy\xEF\xBF\xBFz\xEF\xBF\xBD"),
+            "xyz\xEF\xBF\xBD");  // U+FFFE, U+FFFF, U+FFFD
 }
 
 }  // namespace

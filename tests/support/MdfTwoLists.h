@@ -23,7 +23,7 @@ struct MdfTwoLists {
   }
   ~MdfTwoLists() {
     Stream.close();
-    MDF::Tree_Destroy(Header, MDF::DataLists::kLeave);
+    MDF::DestroyTree(Header, MDF::DataLists::kLeave);
   }
   MdfTwoLists(const MdfTwoLists&) = delete;
   MdfTwoLists& operator=(const MdfTwoLists&) = delete;
