@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <new>
 
+#include "mdf/ChannelBlock.h"
 #include "mdf/Compress.h"
 
 namespace MDF {
@@ -18,7 +19,7 @@ bool Usable(FileStream& stream) { return stream.is_open() && stream.good(); }
 
 GrowingBlock::GrowingBlock(blockType_t type, char id1, char id2, Block* parent, FileStream& stream)
     : Block(type, id1, id2, 0), Stream(stream) {
-  LinkedBlock(parent, kGroupDataLink);
+  LinkedBlock(parent, kDgData);
   Header_Change(0, 0);
 }
 
@@ -122,7 +123,7 @@ DZBLOCK::DZBLOCK(Block* parent, bool replacesDT, FileStream&) : Block(blockType_
   Data.OrgType[0] = replacesDT ? 'D' : 'S';
   Data.OrgType[1] = replacesDT ? 'T' : 'D';
   DataSize = sizeof(DzData);
-  LinkedBlock(parent, replacesDT ? kGroupDataLink : kChannelDataLink);
+  LinkedBlock(parent, replacesDT ? static_cast<unsigned int>(kDgData) : kCnData);
 }
 
 DZBLOCK::~DZBLOCK() = default;

@@ -11,10 +11,6 @@
 
 namespace MDF {
 
-/// Link of a data group and of a channel to their data.
-inline constexpr unsigned int kGroupDataLink = 2;
-inline constexpr unsigned int kChannelDataLink = 5;
-
 /// What DTBLOCK and SDBLOCK have in common: a block that grows in the file while it is the last one there.
 ///
 /// Inside a data list, the list fills and places it. On its own it is placed like any other block, with room for what it

@@ -4,6 +4,7 @@
 #include <new>
 #include <string>
 
+#include "mdf/ChannelBlock.h"
 #include "mdf/DataBlock.h"
 
 namespace MDF {
@@ -63,7 +64,7 @@ DLBLOCK::DLBLOCK(Block* parent, unsigned short maxBlocks, bool compressed, FileS
     : Block(blockType_DL, 'D', 'L', kDlLinkCount),
       MaxBlocks(std::max<unsigned int>(maxBlocks, 1)),
       Parent(parent),
-      ParentLink(IsDataGroup(parent) ? kGroupDataLink : kChannelDataLink),
+      ParentLink(IsDataGroup(parent) ? static_cast<unsigned int>(kDgData) : kCnData),
       Stream(stream) {
   Data.Count = 1;
   DataSize = SectionSize();
