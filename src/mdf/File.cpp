@@ -12,8 +12,7 @@
 namespace {
 
 constexpr unsigned int kDataBlock = 0x200000;  // bytes
-constexpr uint64_t kAutomaticSize = 1;
-constexpr uint64_t kDescriptionsPerFile = 4;  // size of an automatically limited file, in sizes of its descriptions
+constexpr uint64_t kDescriptionsPerFile = 4;   // size of an automatically limited file, in sizes of its descriptions
 
 constexpr unsigned char kRecording = 0;
 constexpr unsigned char kCauseUser = 4;
@@ -28,13 +27,24 @@ std::string Property(const char* name, const std::string& value) {
 
 /// What an event of a kind is in the file.
 struct EventShape {
-  unsigned char Type;  // 0 for a kind that doesn't exist
+  unsigned char Kind;  // of the interface
+  unsigned char Type;  // of the block; see MDF's ev_type
   bool OfRecording;    // the range begins with the recording
 };
+constexpr EventShape kEventShapes[] = {
+    // kind, type, of the recording
+    {1, 2, false},  // acquisition interrupted
+    {2, 6, false},  // marker
+    {4, 3, true},   // trigger that started the recording
+    {5, 4, true},   // trigger that stopped the recording
+    {6, 5, false},  // trigger
+};
 
-EventShape ShapeOf(unsigned char kind) {
-  constexpr EventShape kShapes[] = {{0, false}, {2, false}, {6, false}, {0, false}, {3, true}, {4, true}, {5, false}};
-  return kind < std::size(kShapes) ? kShapes[kind] : EventShape{0, false};
+/// Null for a kind that doesn't exist.
+const EventShape* ShapeOf(unsigned char kind) {
+  const auto* found = std::find_if(std::begin(kEventShapes), std::end(kEventShapes),
+                                   [kind](const EventShape& shape) { return shape.Kind == kind; });
+  return found != std::end(kEventShapes) ? found : nullptr;
 }
 
 /// The text blocks of an event go with it; what it refers to doesn't.
@@ -222,8 +232,9 @@ bool MdfFile::File_Close(unsigned long time) {
 // --- series ---
 
 unsigned int MdfFile::File_SetMaxSize(unsigned int kib) {
-  // One byte more than the limit, since a file that reaches MaxSize is full. Limits up to kDataBlock yield kAutomaticSize.
-  MaxSize = std::max(kib * 1024U, kDataBlock) - (kDataBlock - 1);
+  const unsigned int wanted = kib * 1024U;  // wraps: part of the interface
+  Limit = wanted > kDataBlock ? SizeLimit::kKnown : SizeLimit::kToBeChosen;
+  MaxSize = Limit == SizeLimit::kKnown ? wanted - (kDataBlock - 1) : 0;  // a file that has reached it is full
   return kDataBlock;
 }
 
@@ -237,7 +248,7 @@ bool MdfFile::FileIterationHandler(unsigned long time) {
 bool MdfFile::IsLimitReached() {
   if (!Written) return false;
   Written = false;
-  return MaxSize != 0 && is_open() && good() && static_cast<uint64_t>(MDF::SeekEnd(*this)) >= MaxSize;
+  return Limit != SizeLimit::kNone && is_open() && good() && static_cast<uint64_t>(MDF::SeekEnd(*this)) >= MaxSize;
 }
 
 /// Ends this file and begins the next. A file that can't be written stays the current one. True when the records are safe
@@ -259,7 +270,8 @@ bool MdfFile::BeginNextFile(unsigned long time) {
 
 /// The automatic limit, at the first record.
 void MdfFile::ChooseLimit() {
-  if (!FirstRecordSeen && MaxSize == kAutomaticSize && is_open()) {
+  if (!FirstRecordSeen && Limit == SizeLimit::kToBeChosen && is_open()) {
+    Limit = SizeLimit::kKnown;
     MaxSize = kDescriptionsPerFile * static_cast<uint64_t>(MDF::SeekEnd(*this));
   }
   FirstRecordSeen = true;
@@ -395,11 +407,11 @@ bool MdfFile::Event(const std::string& name, unsigned char kind, unsigned char c
 
 bool MdfFile::LinkEvent(const std::string& name, unsigned char kind, unsigned char cause, unsigned long time,
                         Bus* scope) {
-  const EventShape shape = ShapeOf(kind);
-  if (shape.Type == 0 || Ended()) return false;
+  const EventShape* shape = ShapeOf(kind);
+  if (shape == nullptr || Ended()) return false;
   const unsigned long relative = Header->RelativeTime(time);
-  NewEvent added(shape.OfRecording ? new MDF::EVBLOCK(name, shape.Type, cause, relative, nullptr, Begin)
-                                   : new MDF::EVBLOCK(name, shape.Type, cause, relative));
+  NewEvent added(shape->OfRecording ? new MDF::EVBLOCK(name, shape->Type, cause, relative, nullptr, Begin)
+                                    : new MDF::EVBLOCK(name, shape->Type, cause, relative));
   if (scope != nullptr) scope->Event_ScopeAdd(added.get());
   AppendEvent(added.release());
   return true;

@@ -154,9 +154,16 @@ class QOR_EXPORT MdfFile : public FileStream {
   [[nodiscard]] QOR_HIDDEN bool IsLimitReached();
   [[nodiscard]] QOR_HIDDEN bool BeginNextFile(unsigned long time);
 
+  enum class SizeLimit : unsigned char {
+    kNone,
+    kToBeChosen,  // at the first record, see ChooseLimit
+    kKnown
+  };
+
   std::string BaseName;
   uint64_t FileIndex = 0;
-  uint64_t MaxSize = 0;  // bytes; 0 no limit, 1 to be chosen
+  SizeLimit Limit = SizeLimit::kNone;
+  uint64_t MaxSize = 0;  // bytes, once the limit is known
   bool IdWritten = false;
   bool FirstRecordSeen = false;
   bool HasRecords = false;  // the current file, or what is collected for it
