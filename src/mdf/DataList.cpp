@@ -46,7 +46,7 @@ HLBLOCK::HLBLOCK(DLBLOCK* list) : Block(blockType_HL, 'H', 'L', kHlLinkCount) {
 }
 
 HLBLOCK::~HLBLOCK() {
-  if (Owner != nullptr) Owner->HeaderList = nullptr;
+  if (Owner != nullptr) Owner->ForgetHeaderList();
 }
 
 void HLBLOCK::Block_Reset(bool full, BlockSet& done) {
@@ -62,11 +62,10 @@ long HLBLOCK::Write(FileStream& stream) { return WriteWithData(stream, Dirty, {{
 
 DLBLOCK::DLBLOCK(Block* parent, unsigned short maxBlocks, bool compressed, FileStream& stream)
     : Block(blockType_DL, 'D', 'L', kDlLinkCount),
-      MaxBlocks(std::max<unsigned int>(maxBlocks, 1)),
+      Stream(stream),
       Parent(parent),
       ParentLink(IsDataGroup(parent) ? static_cast<unsigned int>(kDgData) : kCnData),
-      Stream(stream) {
-  Data.Count = 1;
+      MaxBlocks(std::max<unsigned int>(maxBlocks, 1)) {
   DataSize = SectionSize();
   if (compressed) {
     HeaderList = new HLBLOCK(this);
@@ -82,56 +81,50 @@ DLBLOCK::DLBLOCK(Block* parent, unsigned short maxBlocks, bool compressed, FileS
 
 DLBLOCK::~DLBLOCK() {
   if (HeaderList != nullptr) HeaderList->Owner = nullptr;
-  if (Cached != nullptr) Cached->List = nullptr;
+  if (Current.Buffer != nullptr) Current.Buffer->List = nullptr;
   delete HeaderList;
-  delete DataBlock;
+  delete Current.Block;
 }
 
 Block* DLBLOCK::DataBlock_Get(Block* parent, bool compressed, FileStream& stream) {
-  if (Cached != nullptr && !Cached->IsEmpty()) return DataBlock;
+  if (Current.Buffer != nullptr && !Current.Buffer->IsEmpty()) return Current.Block;
   const auto adopt = [this](auto* block) {
-    delete DataBlock;  // which makes this list forget it
+    delete Current.Block;  // which makes this list forget it
     block->LinkedBlock_Disable();
-    DataBlock = block;
-    Cached = block;
-    Cached->List = this;
+    Current.Block = block;
+    Current.Buffer = block;
+    Current.Buffer->List = this;
   };
   if (compressed) {
     auto* block = new DZBLOCK(parent, IsDataGroup(parent), stream);
     adopt(block);
-    Zipped = block;
+    Current.Packed = block;
   } else if (IsDataGroup(parent)) {
     adopt(new DTBLOCK(stream));
   } else {
     adopt(new SDBLOCK(stream));
   }
-  Links_Set(kDlData, DataBlock);
-  return DataBlock;
-}
-
-void DLBLOCK::ForgetDataBlock() {
-  DataBlock = nullptr;
-  Cached = nullptr;
-  Zipped = nullptr;
+  Links_Set(kDlData, Current.Block);
+  return Current.Block;
 }
 
 unsigned int DLBLOCK::SectionSize() const {
-  return static_cast<unsigned int>(sizeof(DlData) + sizeof(uint64_t) * Offsets.size());
+  return static_cast<unsigned int>(sizeof(DlData) + sizeof(uint64_t) * Listed.Offsets.size());
 }
 
 bool DLBLOCK::Usable() const { return Stream.is_open() && Stream.good(); }
 
 bool DLBLOCK::Insert(unsigned char* data, unsigned int length) {
-  if (Cached != nullptr && Cached->Append(data, length)) return true;
-  return Write() && Cached->Append(data, length);
+  if (Current.Buffer != nullptr && Current.Buffer->Append(data, length)) return true;
+  return Write() && Current.Buffer->Append(data, length);
 }
 
 bool DLBLOCK::Write() {
   return WithMemory([this] {
-    if (DataBlock == nullptr || !Usable() || (!ListExtended && Cached->IsEmpty())) return false;
-    if (BlockCount > MaxBlocks) {
+    if (Current.Block == nullptr || !Usable() || (!ListExtended && Current.Buffer->IsEmpty())) return false;
+    if (Listed.Count > MaxBlocks) {
       Extend_List();
-      Offsets.push_back(RunningOffset);
+      Listed.Offsets.push_back(RunningOffset);
     }
     if (!ListDataBlock()) return false;
     ListExtended = false;
@@ -142,35 +135,34 @@ bool DLBLOCK::Write() {
 long DLBLOCK::Write(FileStream&) { return Write() ? 1 : 0; }
 
 bool DLBLOCK::PutOutDataBlock() {
-  const long end = Zipped != nullptr ? Zipped->PutOut(Stream) : DataBlock->Write(Stream);
+  const long end = Current.Packed != nullptr ? Current.Packed->PutOut(Stream) : Current.Block->Write(Stream);
   if (end != 0) Stream.flush();
   return end != 0 && Stream.good();
 }
 
 void DLBLOCK::BeginNextDataBlock(unsigned int bytes, BlockSet& reset) {
   RunningOffset += bytes;
-  Offsets.push_back(RunningOffset);
-  Listed.push_back(DataBlock->FilePos);
+  Listed.Offsets.push_back(RunningOffset);
+  Listed.Positions.push_back(Current.Block->FilePos);
   DataSize = SectionSize();
-  ++BlockCount;
-  Data.Count = BlockCount;
-  DataBlock->Block_Reset(false, reset);
+  ++Listed.Count;
+  Current.Block->Block_Reset(false, reset);
 }
 
 // What couldn't be written or listed stays cached, and a list that nothing points to yet will get another place.
 void DLBLOCK::KeepDataBlock(unsigned int bytes, BlockSet& reset) {
-  DataBlock->Block_Reset(false, reset);
-  Cached->Held = bytes;
+  Current.Block->Block_Reset(false, reset);
+  Current.Buffer->Held = bytes;
   if (IsWritten || PreviousLink != 0) return;
   FilePos = 0;
   if (HeaderList != nullptr) HeaderList->Block_Reset(false);
 }
 
 bool DLBLOCK::ListDataBlock() {
-  BlockSet reset{DataBlock};  // the memory that is needed once the block is out
-  MakeRoomForOne(Offsets);
-  MakeRoomForOne(Listed);
-  const unsigned int bytes = Cached->DataBytes();
+  BlockSet reset{Current.Block};  // the memory that is needed once the block is out
+  MakeRoomForOne(Listed.Offsets);
+  MakeRoomForOne(Listed.Positions);
+  const unsigned int bytes = Current.Buffer->DataBytes();
   bool listed = false;
   try {
     listed = IsWritten ? ListNextDataBlock() : ListFirstDataBlock();
@@ -191,18 +183,18 @@ bool DLBLOCK::ListFirstDataBlock() {
 
 bool DLBLOCK::ListNextDataBlock() {
   std::string bytes;
-  bytes.reserve(kHeaderSize + kLinkSize * (BlockCount + 1UL) + SectionSize());  // before anything goes out
+  bytes.reserve(kHeaderSize + kLinkSize * (Listed.Count + 1UL) + SectionSize());  // before anything goes out
   return PlaceDataBlock() && PutOutDataBlock() && RewriteList(bytes) && Stream.flush();
 }
 
 bool DLBLOCK::DataBlock_Add() {
   return WithMemory([this] {
-    if (!IsWritten || DataBlock == nullptr || !Usable()) return false;
-    const bool listed = BlockCount < MaxBlocks || (BlockCount == MaxBlocks && !Cached->IsEmpty());
+    if (!IsWritten || Current.Block == nullptr || !Usable()) return false;
+    const bool listed = Listed.Count < MaxBlocks || (Listed.Count == MaxBlocks && !Current.Buffer->IsEmpty());
     if (listed && !ListDataBlock()) return false;
-    if (BlockCount <= MaxBlocks && listed) return true;
+    if (Listed.Count <= MaxBlocks && listed) return true;
     Extend_List();
-    Offsets.push_back(RunningOffset);
+    Listed.Offsets.push_back(RunningOffset);
     Room = FullRoom();
     ExtendFile(Stream, FilePos + static_cast<long>(Room));  // so that no other block takes the place
     Stream.seekp(FilePos);
@@ -212,32 +204,33 @@ bool DLBLOCK::DataBlock_Add() {
 }
 
 unsigned long DLBLOCK::DataBytes() const {
-  if (Cached == nullptr) return 0;
-  return (BlockCount - 1UL) * Cached->MaxLength() + Cached->DataBytes();
+  if (Current.Buffer == nullptr) return 0;
+  return (Listed.Count - 1UL) * Current.Buffer->MaxLength() + Current.Buffer->DataBytes();
 }
 
 unsigned long DLBLOCK::DataBytes_Compressed_Est() const {
-  if (Cached == nullptr) return 0;
-  return Zipped != nullptr ? Zipped->DataBytes_Compressed_Est() : Cached->DataBytes();
+  if (Current.Buffer == nullptr) return 0;
+  return Current.Packed != nullptr ? Current.Packed->DataBytes_Compressed_Est() : Current.Buffer->DataBytes();
 }
 
 bool DLBLOCK::Data_NewBlock() { return true; }
 
 unsigned long DLBLOCK::DataBytes_InFile() const { return RunningOffset; }
 
-bool DLBLOCK::Data_Waiting() const { return Cached != nullptr && !Cached->IsEmpty(); }
+bool DLBLOCK::Data_Waiting() const { return Current.Buffer != nullptr && !Current.Buffer->IsEmpty(); }
 
 bool DLBLOCK::Data_Fits(unsigned int length) const {
-  return Cached != nullptr && static_cast<unsigned long>(Cached->Held) + length + Cached->kMargin <= Cached->Max;
+  return Current.Buffer != nullptr &&
+         static_cast<unsigned long>(Current.Buffer->Held) + length + Current.Buffer->kMargin <= Current.Buffer->Max;
 }
 
 void DLBLOCK::Data_Discard() {
-  if (Cached != nullptr) Cached->Reset();
+  if (Current.Buffer != nullptr) Current.Buffer->Reset();
 }
 
 bool DLBLOCK::Data_TakeBack(unsigned int length) {
-  if (Cached == nullptr || Cached->Held < length) return false;
-  Cached->Held -= length;
+  if (Current.Buffer == nullptr || Current.Buffer->Held < length) return false;
+  Current.Buffer->Held -= length;
   return true;
 }
 
@@ -249,7 +242,7 @@ bool DLBLOCK::WriteRequest() const { return !ListExtended && Block::WriteRequest
 // list dirty.
 void DLBLOCK::Block_LengthRefresh() {
   const bool dirty = HeaderChanged || !IsWritten;
-  Header_Change(BlockCount + 1, SectionSize());
+  Header_Change(Listed.Count + 1, SectionSize());
   HeaderChanged = dirty;
 }
 
@@ -259,26 +252,26 @@ void DLBLOCK::Extend_List() {
   const long previous = FilePos;
   Block_Reset(false, reset);
   PreviousLink = previous + kHeaderSize + kDlNext * kLinkSize;
-  Offsets.clear();
+  Listed.Offsets.clear();
   FilePos = CalcStartPos(SeekEnd(Stream));
   FirstPos = first;
 }
 
 bool DLBLOCK::Write_First() {
-  if (DataBlock == nullptr || !Usable() || !BeginList() || !LinkFirst()) return false;
+  if (Current.Block == nullptr || !Usable() || !BeginList() || !LinkFirst()) return false;
   IsWritten = true;
   return true;
 }
 
 bool DLBLOCK::BeginList() {
-  RunningOffset = Offsets.front();
+  RunningOffset = Listed.Offsets.front();
   PlaceFirst();
   ExtendFile(Stream, FilePos);
   HeaderChanged = true;
   Block_LengthRefresh();
-  const long behindRoom = FilePos + static_cast<long>(Header.Length + GrowthRoom());
-  const long dataBlock = std::max(behindRoom, CalcStartPos(SeekEnd(Stream)));
-  DataBlock->FilePos = dataBlock;
+  const long afterRoom = FilePos + static_cast<long>(Header.Length + GrowthRoom());
+  const long dataBlock = std::max(afterRoom, CalcStartPos(SeekEnd(Stream)));
+  Current.Block->FilePos = dataBlock;
   Stream.seekp(FilePos);
   Header_Write(Stream);
   Links_Write(Stream);
@@ -310,8 +303,8 @@ unsigned long DLBLOCK::FullRoom() const {
 }
 
 void DLBLOCK::WriteSection() {
-  Put(Stream, Data);
-  Put(Stream, std::span<const uint64_t>(Offsets));
+  Put(Stream, Section());
+  Put(Stream, std::span<const uint64_t>(Listed.Offsets));
 }
 
 // The parent points to the first list; every other list is chained to the one before it.
@@ -327,27 +320,27 @@ bool DLBLOCK::LinkFirst() {
 }
 
 bool DLBLOCK::Write_Changed() {
-  if (DataBlock == nullptr || !Usable() || Cached->IsEmpty()) return false;
+  if (Current.Block == nullptr || !Usable() || Current.Buffer->IsEmpty()) return false;
   std::string bytes;
   return PlaceDataBlock() && RewriteList(bytes);
 }
 
 bool DLBLOCK::PlaceDataBlock() {
-  DataBlock->FilePos = CalcStartPos(SeekEnd(Stream));
+  Current.Block->FilePos = CalcStartPos(SeekEnd(Stream));
   return Stream.good();
 }
 
 // In one piece: a write that fails, or the end of the process, leaves the list as it was.
 bool DLBLOCK::RewriteList(std::string& bytes) {
-  Header_Change(BlockCount + 1, SectionSize());
+  Header_Change(Listed.Count + 1, SectionSize());
   const auto add = [&bytes](const auto& value) { bytes.append(reinterpret_cast<const char*>(&value), sizeof value); };
   add(Header);
   const Block* next = Links_Get(kDlNext);
   add(static_cast<int64_t>(next != nullptr ? next->LinkPos() : 0));
-  for (const int64_t position : Listed) add(position);
-  add(static_cast<int64_t>(DataBlock->FilePos));
-  add(Data);
-  for (const uint64_t offset : Offsets) add(offset);
+  for (const int64_t position : Listed.Positions) add(position);
+  add(static_cast<int64_t>(Current.Block->FilePos));
+  add(Section());
+  for (const uint64_t offset : Listed.Offsets) add(offset);
   Stream.seekp(FilePos);
   PutBytes(Stream, bytes.data(), bytes.size());
   HeaderChanged = !Stream.good();
@@ -356,11 +349,11 @@ bool DLBLOCK::RewriteList(std::string& bytes) {
 
 // --- reset ---
 
+// Takes no memory: the vectors keep what they have.
 void DLBLOCK::RestartLists() {
-  BlockCount = 1;
-  Data.Count = 1;
-  Offsets = {0};
-  Listed.clear();
+  Listed.Count = 1;
+  Listed.Positions.clear();
+  Listed.Offsets = {0};
   DataSize = SectionSize();
 }
 

@@ -143,11 +143,26 @@ class QOR_EXPORT DLBLOCK : public Block {
   /// otherwise. A data block that still holds data is kept. The list stays its owner.
   Block* DataBlock_Get(Block* parent, bool compressed, FileStream& stream);
 
- private:
-  friend class DataBlockDynamic;
-  friend class HLBLOCK;
+  // From the blocks that this list owns, when somebody else destroys them.
 
-  QOR_HIDDEN void ForgetDataBlock();
+  QOR_HIDDEN void ForgetDataBlock() { Current = {}; }
+  QOR_HIDDEN void ForgetHeaderList() { HeaderList = nullptr; }
+
+ private:
+  /// The block that is being filled, under the three types by which it is used.
+  struct CurrentBlock {
+    MDF::Block* Block = nullptr;
+    DataBlockDynamic* Buffer = nullptr;
+    DZBLOCK* Packed = nullptr;  // null for a plain block
+  };
+  /// What this list says in the file, the current block included as if it were there.
+  struct ListedBlocks {
+    unsigned int Count = 1;
+    std::vector<int64_t> Positions;    // of all but the current one
+    std::vector<uint64_t> Offsets{0};  // of all, in the whole data stream
+  };
+
+  [[nodiscard]] QOR_HIDDEN DlData Section() const { return {0, {}, Listed.Count}; }
   [[nodiscard]] QOR_HIDDEN unsigned int SectionSize() const;
   [[nodiscard]] QOR_HIDDEN unsigned long GrowthRoom() const;
   [[nodiscard]] QOR_HIDDEN unsigned long FullRoom() const;
@@ -167,21 +182,17 @@ class QOR_EXPORT DLBLOCK : public Block {
   QOR_HIDDEN void BeginNextDataBlock(unsigned int bytes, BlockSet& reset);
   QOR_HIDDEN void KeepDataBlock(unsigned int bytes, BlockSet& reset);
 
-  DlData Data{};
-  std::vector<uint64_t> Offsets{0};  // of the listed blocks; the last one is the current block's
-  std::vector<int64_t> Listed;       // positions of the listed blocks but the current one
-  unsigned int MaxBlocks;
-  unsigned int BlockCount = 1;  // the current block included
-  HLBLOCK* HeaderList = nullptr;
-  Block* DataBlock = nullptr;          // the current block ...
-  DataBlockDynamic* Cached = nullptr;  // ... as a buffer ...
-  DZBLOCK* Zipped = nullptr;           // ... and as a packed block, if it is one
-  uint64_t RunningOffset = 0;          // data bytes of all blocks flushed
+  FileStream& Stream;
   Block* Parent;
   unsigned int ParentLink;
-  long PreviousLink = 0;  // file position of the link that this list is chained by; 0 for the first list
-  bool ListExtended = false;
-  FileStream& Stream;
+  unsigned int MaxBlocks;
+
+  HLBLOCK* HeaderList = nullptr;
+  CurrentBlock Current;
+  ListedBlocks Listed;
+  uint64_t RunningOffset = 0;  // data bytes of all blocks flushed, those of earlier lists included
+  long PreviousLink = 0;       // file position of the link that this list is chained by; 0 for the first list
+  bool ListExtended = false;   // a new list that waits for its first block
 };
 
 }  // namespace MDF
