@@ -19,10 +19,9 @@ struct Counter {
   unsigned long Entries = 0;
   unsigned long Bytes = 0;
 
-  bool operator()(const unsigned char* record, unsigned int length) {
-    constexpr unsigned int dataLengthOffset = 43;
+  bool operator()(const RecordView& record) {
     ++Entries;
-    if (length > dataLengthOffset) Bytes += record[dataLengthOffset];
+    Bytes += record.Can().Data().size();
     return true;
   }
 };

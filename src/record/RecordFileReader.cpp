@@ -6,11 +6,12 @@
 #include <cerrno>
 #include <cstring>
 
+#include "record/RecordView.h"
+
 namespace {
 
 constexpr unsigned long kFirstBlock = 64 * 1024;
 constexpr unsigned long kLargestBlock = 256 * 1024;
-constexpr unsigned int kShortestRecord = 28;  // an entry's header
 
 }  // namespace
 
@@ -34,11 +35,11 @@ void RecordFileReader::Skip(unsigned long count) {
 }
 
 unsigned int RecordFileReader::NextLength() {
-  unsigned int length = 0;
-  if (Size < Position + sizeof length) return 0;
-  if (Buffered() < sizeof length && (!Fill() || Buffered() < sizeof length)) return 0;
-  std::memcpy(&length, Block.data() + (Position - BlockStart), sizeof length);
-  return length < kShortestRecord || length > Size - Position ? 0 : length;
+  constexpr size_t kLengthField = sizeof(Qor_Trace_Entry_t::Length);
+  if (Size < Position + kLengthField) return 0;
+  if (Buffered() < kLengthField && (!Fill() || Buffered() < kLengthField)) return 0;
+  const unsigned int length = RecordView::LengthAt(Block.data() + (Position - BlockStart));
+  return length < RecordView::kHeader || length > Size - Position ? 0 : length;
 }
 
 bool RecordFileReader::Read(unsigned char* out, unsigned int length) {

@@ -161,10 +161,15 @@ struct LinView {
   /// ns; 0 for less than one.
   [[nodiscard]] unsigned int BitTimeInNanoseconds() const { return BitTime >> 3; }
 
-  /// Flags may be set together. In order of precedence: transmit error (both of its bits), parity error, sync error,
-  /// checksum error, event, wake-up; without any of these a frame, or a header without a response.
+  /// The error bit counts only on what the interface sent itself.
+  [[nodiscard]] bool HasTransmitError() const {
+    return Has(QOR_TRACE_LIN_TRANSMIT_ERROR) && Has(QOR_TRACE_LIN_TRANSMITTED);
+  }
+
+  /// Flags may be set together. In order of precedence: transmit error, parity error, sync error, checksum error, event,
+  /// wake-up; without any of these a frame, or a header without a response.
   [[nodiscard]] RecordKind Kind() const {
-    if (Has(QOR_TRACE_LIN_TRANSMIT_ERROR) && Has(QOR_TRACE_LIN_TRANSMITTED)) return RecordKind::LinTransmitError;
+    if (HasTransmitError()) return RecordKind::LinTransmitError;
     if (Has(QOR_TRACE_LIN_PARITY_ERROR)) return RecordKind::LinParityError;
     if (Has(QOR_TRACE_LIN_SYNC_ERROR)) return RecordKind::LinSyncError;
     if (Has(QOR_TRACE_LIN_CHECKSUM_ERROR)) return RecordKind::LinChecksumError;
@@ -288,6 +293,12 @@ class RecordView {
   /// Bytes of the common header, which every record has.
   static constexpr unsigned int kHeader = offsetof(Qor_Trace_Entry_t, Payload);
 
+  /// The Length field of a record at any address, of which at least these 4 bytes are present. What comes from outside may
+  /// say anything there: check it against kHeader and the bytes present before making a view.
+  [[nodiscard]] static unsigned int LengthAt(const unsigned char* record) {
+    return record_view::Load<unsigned int>(record + offsetof(Qor_Trace_Entry_t, Length));
+  }
+
   /// Believes the record's Length, which must be at least kHeader. Implicit, so that what takes a view takes a record.
   RecordView(const Qor_Trace_Entry_t& record)
       : RecordView(reinterpret_cast<const unsigned char*>(&record), record.Length) {}
@@ -312,6 +323,8 @@ class RecordView {
   /// Bytes, header included.
   [[nodiscard]] unsigned int Length() const { return RecordLength; }
   [[nodiscard]] std::span<const unsigned char> Bytes() const { return {Record, RecordLength}; }
+  /// For calls that take no view. Whatever length the view was given, they will believe the record's own.
+  [[nodiscard]] const Qor_Trace_Entry_t& Entry() const { return *reinterpret_cast<const Qor_Trace_Entry_t*>(Record); }
   [[nodiscard]] RecordPayload Payload() const { return {Record + kHeader, RecordLength - kHeader}; }
 
   // The fields of each bus. They read the payload as that bus has it, whatever Bus() says.

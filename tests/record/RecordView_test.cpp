@@ -63,6 +63,22 @@ TEST(RecordView, ReadsARecordAtAnyAddress) {
   }
 }
 
+TEST(RecordView, FindsARecordsOwnLengthAtAnyAddress) {
+  const auto entry = CanItem().Data({1, 2, 3}).Entry();
+  for (size_t offset = 0; offset < 8; ++offset) {
+    Bytes buffer(offset + entry->GetLength());
+    entry->CopyTo(buffer.data() + offset, 0);
+    EXPECT_EQ(RecordView::LengthAt(buffer.data() + offset), 47U);
+  }
+  const Bytes lengthAlone = {0x78, 0x56, 0x34, 0x12};
+  EXPECT_EQ(RecordView::LengthAt(lengthAlone.data()), 0x12345678U);
+}
+
+TEST(RecordView, IsARecordAgainForCallsThatTakeNoView) {
+  const auto entry = CanItem().Channel(7).Entry();
+  EXPECT_EQ(&RecordView(*entry->GetEntry()).Entry(), entry->GetEntry());
+}
+
 TEST(RecordView, BelievesTheLengthThatItIsGivenRatherThanTheRecordsOwn) {
   const Record whole(*CanItem().Data({1, 2, 3, 4}).Entry());
   const RecordView record(whole.Data(), 46);
@@ -267,6 +283,14 @@ TEST(RecordView, LinFlagsHaveOneOrderOfPrecedence) {
     ASSERT_EQ(record.Kind(), row->Kind) << std::hex << flags;
     ASSERT_EQ(record.IsTransmitted(), flags / 0x40 % 2 == 1) << std::hex << flags;
     ASSERT_EQ(record.HasOverrunMark(), flags / 0x80 % 2 == 1) << std::hex << flags;
+  }
+}
+
+TEST(RecordView, OnlyALinFrameThatWasSentHasATransmitError) {
+  for (unsigned int flags = 0; flags <= 0xFF; ++flags) {
+    const Record bytes = LinWithFlags(flags);
+    EXPECT_EQ(RecordView(bytes.Get()).Lin().HasTransmitError(), flags / 0x40 % 2 == 1 && flags / 0x08 % 2 == 1)
+        << flags;
   }
 }
 

@@ -88,12 +88,10 @@ bool Bus::Stalls(Time now) {
   return true;
 }
 
-void Bus::Take(const unsigned char* record, unsigned int length) {
-  Qor_Trace_Entry_t head;
-  std::memcpy(&head, record, sizeof(unsigned long) * 2);
-  Expect(head.Timestamp >= LastTime, "an entry of " + Source + " lies before the one before it");
-  LastTime = head.Timestamp;
-  Checksum = crc32_z(Checksum, record, length);
+void Bus::Take(const RecordView& record) {
+  Expect(record.Timestamp() >= LastTime, "an entry of " + Source + " lies before the one before it");
+  LastTime = record.Timestamp();
+  Checksum = crc32_z(Checksum, record.Bytes().data(), record.Length());
   ++Taken;
 }
 

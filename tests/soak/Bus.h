@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "qor_sim.h"
+#include "record/RecordView.h"
 
 namespace soak {
 
@@ -33,7 +34,7 @@ class Bus {
   [[nodiscard]] bool Stalls(Time now);
 
   /// Takes account of the next record of this bus. Its time must not lie before that of the one before.
-  void Take(const unsigned char* record, unsigned int length);
+  void Take(const RecordView& record);
 
   /// Plays the source again and expects its items to become exactly the records that were taken. Not while
   /// anything is recorded: the simulated clock would go on.

@@ -86,7 +86,7 @@ class Soak {
   /// Reads the trace while it is recorded, and the rest of it afterwards.
   void Record(std::chrono::seconds duration) {
     TraceDrain drain(Monitor);
-    const auto take = [this](const unsigned char* record, unsigned int length) { return Take(record, length); };
+    const auto take = [this](const RecordView& record) { return Take(record); };
     ExpectOk(Qor_Trace_Start(Monitor, QOR_TRACE_START_ASC_RECORDING), "Qor_Trace_Start");
     for (const auto end = Clock::now() + duration; Clock::now() < end;) {
       std::this_thread::sleep_for(kPullInterval);
@@ -99,16 +99,13 @@ class Soak {
     Stored = drain.EntryCount();
   }
 
-  bool Take(const unsigned char* record, unsigned int length) {
-    Qor_Trace_Entry_t entry;
-    std::memcpy(&entry, record, std::min<size_t>(length, sizeof entry));
-    Expect(entry.ChannelId >= 1 && entry.ChannelId <= Buses.size(), "an entry of no bus");
-    Buses[entry.ChannelId - 1].Take(record, length);
-    if (entry.Timestamp < LastTime) ++OutOfOrder;
-    LastTime = entry.Timestamp;
-    const bool ethernet = entry.BusType == BusType_Ethernet;
-    const bool custom = ethernet && entry.Payload.Ethernet.ItemType == QOR_TRACE_ETHERNET_CUSTOM;
-    Customs += custom ? 1 : 0;
+  bool Take(const RecordView& record) {
+    Expect(record.ChannelId() >= 1 && record.ChannelId() <= Buses.size(), "an entry of no bus");
+    Buses[record.ChannelId() - 1].Take(record);
+    if (record.Timestamp() < LastTime) ++OutOfOrder;
+    LastTime = record.Timestamp();
+    const bool ethernet = record.Bus() == BusType_Ethernet;
+    if (ethernet && record.Ethernet().Type == EthernetItemType::Custom) ++Customs;
     IsPacket[Retrieved % kMemoryLimit] = ethernet;
     ++Retrieved;
     return true;

@@ -4,7 +4,7 @@
 
 #include <vector>
 
-#include "stream/Entry.h"
+#include "stream/RecordSink.h"
 #include "support/EntryBuilder.h"
 
 namespace client {
@@ -18,9 +18,9 @@ Bytes RecordOf(const Item& item) {
   return Bytes(bytes, bytes + entry->GetLength());
 }
 
-inline bool Put(EntrySink& sink, const Bytes& record) {
-  return sink.Take(record.data(), static_cast<unsigned int>(record.size()));
-}
+inline RecordView ViewOf(const Bytes& record) { return {record.data(), static_cast<unsigned int>(record.size())}; }
+
+inline bool Put(RecordSink& sink, const Bytes& record) { return sink.Take(ViewOf(record)); }
 
 /// 64 records with 0 to 63 data bytes.
 inline std::vector<Bytes> OddRecords() {
@@ -38,10 +38,10 @@ inline Bytes Joined(const std::vector<Bytes>& records) {
 }
 
 /// Keeps what it takes.
-class Collector : public EntrySink {
+class Collector : public RecordSink {
  public:
-  bool Take(const unsigned char* record, unsigned int length) override {
-    Records.emplace_back(record, record + length);
+  bool Take(const RecordView& record) override {
+    Records.emplace_back(record.Bytes().begin(), record.Bytes().end());
     return Records.size() < Limit;
   }
   std::vector<Bytes> Records;

@@ -16,10 +16,11 @@ constexpr unsigned int Monitor = 1;
 /// Checks each entry as it comes: the index that stands in it, its length and its bytes.
 class Reader {
  public:
-  bool operator()(const unsigned char* record, unsigned int length) {
-    const std::vector<unsigned char> expected = FakeTrace::Entry(Read, length);
-    if (std::memcmp(record, expected.data(), length) != 0) ++Wrong;
-    if (reinterpret_cast<unsigned long>(record) % 8 != 0) ++Unaligned;
+  bool operator()(const RecordView& record) {
+    const auto bytes = record.Bytes();
+    const std::vector<unsigned char> expected = FakeTrace::Entry(Read, record.Length());
+    if (!std::equal(bytes.begin(), bytes.end(), expected.begin(), expected.end())) ++Wrong;
+    if (reinterpret_cast<unsigned long>(bytes.data()) % 8 != 0) ++Unaligned;
     ++Read;
     return true;
   }
@@ -78,9 +79,7 @@ TEST_F(DrainTest, DeclinedEntryComesAgain) {
   TraceDrain drain(Monitor);
   Reader reader;
   unsigned int offers = 0;
-  const auto everyOther = [&](const unsigned char* record, unsigned int length) {
-    return ++offers % 2 == 0 && reader(record, length);
-  };
+  const auto everyOther = [&](const RecordView& record) { return ++offers % 2 == 0 && reader(record); };
   for (int pull = 0; pull < 20; ++pull) EXPECT_EQ(drain.PullAll(everyOther), QOR_TRACE_STATUS_OK);
   EXPECT_EQ(reader.Read, 5u);
   EXPECT_EQ(reader.Wrong, 0u);

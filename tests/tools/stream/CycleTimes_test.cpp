@@ -12,7 +12,7 @@ class CycleTimesTest : public testing::Test {
   template <class Item>
   unsigned long Next(const Item& item) {
     const Bytes record = RecordOf(item);
-    return Cycles.Next(record.data(), static_cast<unsigned int>(record.size()));
+    return Cycles.Next(ViewOf(record));
   }
 
   CycleTimes Cycles;

@@ -17,10 +17,10 @@ TEST(LinChecksum, ProtectedIdentifierHasBothParityBits) {
 TEST(LinChecksum, ModelIsTheOneThatFits) {
   // LIN 2.1, example of a checksum: 4A 55 93 E5 has E6, classic.
   const std::vector<unsigned char> data = {0x4A, 0x55, 0x93, 0xE5};
-  EXPECT_EQ(LinChecksumModelOf(0xE6, 0x42, data.data(), 4), LinChecksumModel::Classic);
-  EXPECT_EQ(LinChecksumModelOf(0xA4, 0x42, data.data(), 4), LinChecksumModel::Enhanced);  // E6 - 42
-  EXPECT_EQ(LinChecksumModelOf(0xA5, 0x42, data.data(), 4), LinChecksumModel::Unknown);
-  EXPECT_EQ(LinChecksumModelOf(0xFF, 0x42, data.data(), 0), LinChecksumModel::Unknown);
+  EXPECT_EQ(LinChecksumModelOf(0xE6, 0x42, data), LinChecksumModel::Classic);
+  EXPECT_EQ(LinChecksumModelOf(0xA4, 0x42, data), LinChecksumModel::Enhanced);  // E6 - 42
+  EXPECT_EQ(LinChecksumModelOf(0xA5, 0x42, data), LinChecksumModel::Unknown);
+  EXPECT_EQ(LinChecksumModelOf(0xFF, 0x42, {}), LinChecksumModel::Unknown);
 }
 
 }  // namespace

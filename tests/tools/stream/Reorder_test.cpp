@@ -23,7 +23,7 @@ class Sink : public Collector {
 
   std::vector<unsigned long> Times() const {
     std::vector<unsigned long> times;
-    for (const Bytes& record : Records) times.push_back(ReadHeader(record.data()).Timestamp);
+    for (const Bytes& record : Records) times.push_back(ViewOf(record).Timestamp());
     return times;
   }
   unsigned int Pauses = 0;

@@ -10,9 +10,7 @@ namespace {
 template <class... Item>
 BusLoad LoadOf(const BitRates& rates, const Item&... items) {
   BusLoad load;
-  const auto add = [&](const Bytes& record) {
-    load.Add(record.data(), static_cast<unsigned int>(record.size()), rates);
-  };
+  const auto add = [&](const Bytes& record) { load.Add(ViewOf(record), rates); };
   (add(RecordOf(items)), ...);
   return load;
 }

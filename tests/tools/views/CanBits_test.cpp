@@ -9,7 +9,7 @@ namespace {
 
 CanBits BitsOf(const test::CanItem& item) {
   const Bytes record = RecordOf(item);
-  return CanBitsOf(*ReadCan(record.data(), static_cast<unsigned int>(record.size())));
+  return CanBitsOf(ViewOf(record).Can());
 }
 
 struct BitsCase {
@@ -36,6 +36,13 @@ TEST(CanBits, CountEveryBitOfAFrameWithItsStuffBits) {
     EXPECT_EQ(BitsOf(c.Item).Nominal, c.Nominal) << c.What;
     EXPECT_EQ(BitsOf(c.Item).Data, c.Data) << c.What;
   }
+}
+
+// Start, identifier, DLC 1000 and CRC without data: 34 bits, one stuff bit, and the 13 at the end. RTR is 0.
+TEST(CanBits, RecordThatHasLostItsDataIsNoRemoteFrame) {
+  const test::Record whole(*test::CanItem().Id(0x555).Data({0x55}).Dlc(8).Entry());
+  const test::Record cut = test::Record(whole).CutTo(whole.Length() - 1);
+  EXPECT_EQ(CanBitsOf(RecordView(cut.Get()).Can()).Nominal, 48u);
 }
 
 TEST(CanBits, ErrorFramesTakeTheLeastAndEventsNothing) {

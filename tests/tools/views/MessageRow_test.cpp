@@ -84,6 +84,24 @@ TEST(FlexRayRows, EventsAreOneMessageAKind) {
   EXPECT_EQ(table.Json().size(), 5u);
 }
 
+TEST(FlexRayRows, FramesCutShortAnywhereAreShownAsFarAsTheyGo) {
+  const Bytes whole = RecordOf(test::FlexRayItem().Slot(0x123).Code(1).Cycle(5).Data({1, 2, 3, 4}));
+  for (std::size_t size = 28; size < whole.size(); ++size) {
+    SCOPED_TRACE(size);
+    const test::Record record = test::Record(whole).CutTo(size);
+    MessageTable table;
+    EXPECT_TRUE(table.Take(record.Get()));
+    const nlohmann::json json = table.Json();
+    ASSERT_EQ(json.size(), size < 32 ? 0u : 1u);
+    if (size < 32) continue;
+    EXPECT_EQ(json[0]["flexray_channel"], size > 40 ? "B" : "A");
+    EXPECT_EQ(json[0]["slot"], size > 43 ? 0x123 : size > 42 ? 0x23 : 0);
+    EXPECT_EQ(json[0]["cycle"], size > 44 ? 5 : 0);
+    EXPECT_EQ(json[0]["payload_bytes"], size > 45 ? 4 : 0);
+    EXPECT_EQ(json[0]["data"].get<std::string>().size(), size > 48 ? 2 * (size - 48) : 0u);
+  }
+}
+
 struct FilterCase {
   unsigned long Cycles;
   unsigned int Base, Repetition;
@@ -145,7 +163,7 @@ TEST(EthernetRows, FramesCutShortAnywhereAreShownAsFarAsTheyGo) {
     SCOPED_TRACE(size);
     const test::Record record = test::Record(whole).CutTo(size);
     MessageTable table;
-    EXPECT_TRUE(table.Take(record.Data(), static_cast<unsigned int>(size)));
+    EXPECT_TRUE(table.Take(record.Get()));
     const nlohmann::json json = table.Json();
     ASSERT_EQ(json.size(), size < 32 ? 0u : 1u);
     if (size < 32) continue;

@@ -39,10 +39,10 @@ bool Has(const OutputPlan& plan, Format format) {
 }
 
 /// The times of the first record and of the latest one, ns.
-class Ends : public EntrySink {
+class Ends : public RecordSink {
  public:
-  bool Take(const unsigned char* record, unsigned int /*length*/) override {
-    const unsigned long time = ReadHeader(record).Timestamp;
+  bool Take(const RecordView& record) override {
+    const unsigned long time = record.Timestamp();
     if (!First) First = time;
     Latest = std::max(Latest, time);
     return true;

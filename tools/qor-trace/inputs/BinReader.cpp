@@ -18,7 +18,7 @@ constexpr std::size_t BlockSize = 1u << 20;
 constexpr int LongestWait = 50;  // ms between two looks at whether to go on
 
 // No interface delivers longer ones: an item is at most 65535 bytes.
-constexpr unsigned int LongestRecord = 28 + 65535;
+constexpr unsigned int LongestRecord = RecordView::kHeader + 65535;
 
 }  // namespace
 
@@ -29,19 +29,19 @@ BinReader::BinReader(const std::string& path) : Shown(path == "-" ? "standard in
   Waits = fstat(File, &status) != 0 || !S_ISREG(status.st_mode);
   if (Waits) return;
   FileSize = static_cast<unsigned long>(status.st_size);
-  if (Fill(EntryHeaderSize, nullptr, {})) NextLength();
+  if (Fill(RecordView::kHeader, nullptr, {})) NextLength();
 }
 
 BinReader::~BinReader() {
   if (File != STDIN_FILENO) close(File);
 }
 
-BinReader::End BinReader::ReadAll(EntrySink& sink, const GoOn& goOn) {
-  while (Fill(EntryHeaderSize, &sink, goOn)) {
+BinReader::End BinReader::ReadAll(RecordSink& sink, const GoOn& goOn) {
+  while (Fill(RecordView::kHeader, &sink, goOn)) {
     const unsigned int length = NextLength();
     if (!Fill(length, &sink, goOn)) break;
     ++Count;
-    if (!sink.Take(Buffer.data() + Begin, length)) return End::Declined;
+    if (!sink.Take(RecordView(Buffer.data() + Begin, length))) return End::Declined;
     Begin += length;
   }
   if (Stopped) return End::Stopped;
@@ -50,7 +50,7 @@ BinReader::End BinReader::ReadAll(EntrySink& sink, const GoOn& goOn) {
 }
 
 /// Makes `length` bytes ready from Begin on. False if the file ends before, or reading is to end.
-bool BinReader::Fill(std::size_t length, EntrySink* sink, const GoOn& goOn) {
+bool BinReader::Fill(std::size_t length, RecordSink* sink, const GoOn& goOn) {
   while (Buffer.size() - Begin < length) {
     if (!WaitForBytes(sink, goOn)) return false;
     Buffer.erase(Buffer.begin(), Buffer.begin() + static_cast<std::ptrdiff_t>(Begin));
@@ -64,7 +64,7 @@ bool BinReader::Fill(std::size_t length, EntrySink* sink, const GoOn& goOn) {
   return true;
 }
 
-bool BinReader::WaitForBytes(EntrySink* sink, const GoOn& goOn) {
+bool BinReader::WaitForBytes(RecordSink* sink, const GoOn& goOn) {
   for (;;) {
     if (goOn && !goOn()) Stopped = true;
     if (Stopped) return false;
@@ -83,8 +83,8 @@ std::size_t BinReader::ReadSome(unsigned char* target) {
 }
 
 unsigned int BinReader::NextLength() const {
-  const unsigned int length = ReadHeader(Buffer.data() + Begin).Length;
-  if (length < EntryHeaderSize || length > LongestRecord) throw Damaged();
+  const unsigned int length = RecordView::LengthAt(Buffer.data() + Begin);
+  if (length < RecordView::kHeader || length > LongestRecord) throw Damaged();
   return length;
 }
 
@@ -97,7 +97,7 @@ void RefuseWithoutRecords(const BinReader& reader, const std::string& path) {
   if (reader.Records() == 0 && path != "-") throw Failure(fmt::format("There are no records in \"{}\"", path));
 }
 
-unsigned long ReadBin(const std::string& path, EntrySink& sink) {
+unsigned long ReadBin(const std::string& path, RecordSink& sink) {
   BinReader reader(path);
   reader.ReadAll(sink);
   return reader.Records();

@@ -7,7 +7,7 @@
 #include <string>
 #include <vector>
 
-#include "stream/Entry.h"
+#include "stream/RecordSink.h"
 #include "system/Failure.h"
 
 namespace client {
@@ -34,7 +34,7 @@ class BinReader {
   /// Failure: Failure when the file can't be read or does not consist of whole records. After Stopped the last record may
   ///          be cut.
   End ReadAll(
-      EntrySink& sink, const GoOn& goOn = [] { return true; });
+      RecordSink& sink, const GoOn& goOn = [] { return true; });
 
   /// Records handed over so far.
   unsigned long Records() const { return Count; }
@@ -43,8 +43,8 @@ class BinReader {
   unsigned long Size() const { return FileSize; }
 
  private:
-  bool Fill(std::size_t length, EntrySink* sink, const GoOn& goOn);
-  bool WaitForBytes(EntrySink* sink, const GoOn& goOn);
+  bool Fill(std::size_t length, RecordSink* sink, const GoOn& goOn);
+  bool WaitForBytes(RecordSink* sink, const GoOn& goOn);
   std::size_t ReadSome(unsigned char* target);
   unsigned int NextLength() const;
   Failure Damaged() const;
@@ -69,7 +69,7 @@ void RefuseWithoutRecords(const BinReader& reader, const std::string& path);
 ///
 /// @return number of records
 /// Failure: as BinReader.
-unsigned long ReadBin(const std::string& path, EntrySink& sink);
+unsigned long ReadBin(const std::string& path, RecordSink& sink);
 
 }  // namespace client
 

@@ -4,7 +4,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <nlohmann/json.hpp>
 #include <utility>
 
@@ -52,8 +51,7 @@ unsigned long CountLines(std::string_view text) {
 
 }  // namespace
 
-std::optional<AscOmission> AscOmissionOf(const unsigned char* bytes, unsigned int length) {
-  const RecordView record(bytes, length);
+std::optional<AscOmission> AscOmissionOf(const RecordView& record) {
   switch (record.Bus()) {
     case BusType_Can:
     case BusType_FlexRay:
@@ -132,20 +130,19 @@ AscOutput::~AscOutput() {
   }
 }
 
-bool AscOutput::Take(const unsigned char* record, unsigned int length) {
+bool AscOutput::Take(const RecordView& record) {
   if (!Files.Usable()) return false;
-  if (const auto omission = AscOmissionOf(record, length)) ++Omitted[static_cast<std::size_t>(*omission)];
-  if (Relative) record = WithRelativeTime(record, length);
+  if (const auto omission = AscOmissionOf(record)) ++Omitted[static_cast<std::size_t>(*omission)];
   HasEntries = true;
-  Writer.WriteEntry(*reinterpret_cast<const Qor_Trace_Entry_t*>(record));
+  Writer.WriteEntry(Relative ? WithRelativeTime(record) : record.Entry());
   return Files.Usable();
 }
 
-const unsigned char* AscOutput::WithRelativeTime(const unsigned char* record, unsigned int length) {
-  const unsigned long since = Cycles.Next(record, length);
-  Record.assign(record, record + length);
-  std::memcpy(Record.data() + offsetof(Qor_Trace_Entry_t, RelativeTimestamp), &since, sizeof since);
-  return Record.data();
+const Qor_Trace_Entry_t& AscOutput::WithRelativeTime(const RecordView& record) {
+  Record.assign(record.Bytes().begin(), record.Bytes().end());
+  auto& entry = *reinterpret_cast<Qor_Trace_Entry_t*>(Record.data());
+  entry.RelativeTimestamp = Cycles.Next(record);
+  return entry;
 }
 
 void AscOutput::Pause() {

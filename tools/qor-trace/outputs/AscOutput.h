@@ -26,9 +26,8 @@ enum class AscOmission {
 };
 constexpr std::size_t AscOmissionCount = 2;
 
-/// @param length  number of `bytes`, at least 28
 /// @return nothing for an entry that has a line
-std::optional<AscOmission> AscOmissionOf(const unsigned char* bytes, unsigned int length);
+std::optional<AscOmission> AscOmissionOf(const RecordView& record);
 
 /// The files of an ASC log. Each is called NAME.part until it is complete; when a write fails it stays under that name, cut
 /// after the last whole line, and nothing more is taken. The first one stays claimed until all are complete, and with it the
@@ -84,7 +83,7 @@ class AscOutput : public StreamOutput {
   AscOutput(const AscOutput&) = delete;
   AscOutput& operator=(const AscOutput&) = delete;
 
-  bool Take(const unsigned char* record, unsigned int length) override;
+  bool Take(const RecordView& record) override;
   /// Writes what is left; to a file that isn't live, at most once a second. A failure shows at the next entry.
   void Pause() override;
   bool Finish() override;
@@ -97,7 +96,7 @@ class AscOutput : public StreamOutput {
 
  private:
   std::vector<std::string> OlderInSeries() const;
-  const unsigned char* WithRelativeTime(const unsigned char* record, unsigned int length);
+  const Qor_Trace_Entry_t& WithRelativeTime(const RecordView& record);
 
   const bool Relative;
   const bool UpToDate;                     // with every pause
@@ -105,7 +104,7 @@ class AscOutput : public StreamOutput {
   AscFiles Files;
   Qor_Trace_Export_ASC Writer;
   CycleTimes Cycles;
-  std::vector<unsigned char> Record;  // with its relative time
+  std::vector<unsigned char> Record;  // a copy with its relative time
   bool HasEntries = false;
   std::array<unsigned long, AscOmissionCount> Omitted{};
   std::chrono::steady_clock::time_point Flushed;

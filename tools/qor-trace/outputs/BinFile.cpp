@@ -1,7 +1,6 @@
 #include "outputs/BinFile.h"
 
 #include <cerrno>
-#include <cstring>
 #include <utility>
 
 #include "system/Failure.h"
@@ -13,12 +12,6 @@ namespace {
 
 constexpr std::size_t FlushSize = 1u << 20;
 
-unsigned int LengthAt(const unsigned char* record) {
-  unsigned int length = 0;
-  std::memcpy(&length, record, sizeof length);
-  return length;
-}
-
 struct Whole {
   std::size_t Bytes = 0;
   unsigned int Records = 0;
@@ -28,7 +21,7 @@ struct Whole {
 Whole WholeRecords(const std::vector<unsigned char>& buffer, std::size_t limit) {
   Whole whole;
   while (whole.Bytes < buffer.size()) {
-    const std::size_t end = whole.Bytes + LengthAt(buffer.data() + whole.Bytes);
+    const std::size_t end = whole.Bytes + RecordView::LengthAt(buffer.data() + whole.Bytes);
     if (end > limit) break;
     whole.Bytes = end;
     ++whole.Records;
@@ -44,9 +37,9 @@ BinWriter::~BinWriter() {
   if (!File.IsStandardOutput() && File.Usable()) Flush();
 }
 
-bool BinWriter::Take(const unsigned char* record, unsigned int length) {
+bool BinWriter::Take(const RecordView& record) {
   if (!File.Usable()) return false;
-  Buffer.insert(Buffer.end(), record, record + length);
+  Buffer.insert(Buffer.end(), record.Bytes().begin(), record.Bytes().end());
   ++Records;
   ++BufferedRecords;
   return Buffer.size() < FlushSize || Flush();

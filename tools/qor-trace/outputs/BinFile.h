@@ -8,7 +8,7 @@
 #include <vector>
 
 #include "outputs/OutputFile.h"
-#include "stream/Entry.h"
+#include "stream/RecordSink.h"
 
 namespace client {
 
@@ -28,7 +28,7 @@ class BinWriter : public StreamOutput {
   BinWriter& operator=(const BinWriter&) = delete;
 
   /// False after a write failed or the reader of standard output has gone; see Error and ReaderGone.
-  bool Take(const unsigned char* record, unsigned int length) override;
+  bool Take(const RecordView& record) override;
   /// Writes what is left; to a file, at most once a second. A failure shows at the next entry.
   void Pause() override;
 

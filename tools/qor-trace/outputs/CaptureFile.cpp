@@ -22,9 +22,9 @@ CaptureWriter::~CaptureWriter() {
   if (!File.IsStandardOutput() && File.Usable() && Writer.Packets() > 0) Writer.Flush();
 }
 
-bool CaptureWriter::Take(const unsigned char* record, unsigned int /*length*/) {
+bool CaptureWriter::Take(const RecordView& record) {
   if (!File.Usable()) return false;
-  return Checked(Writer.Take(*reinterpret_cast<const Qor_Trace_Entry_t*>(record)));
+  return Checked(Writer.Take(record));
 }
 
 void CaptureWriter::Pause() {
@@ -133,12 +133,10 @@ void ExportedBlocks::BeginBlock() {
   Left = Length - std::min<unsigned long>(Length, Head.size());
 }
 
-bool ExportedCapture::Take(const unsigned char* record, unsigned int length) {
-  constexpr std::size_t KindAt = offsetof(Qor_Trace_Entry_t, Payload.Ethernet.ItemType);
-  unsigned short kind = 0;
-  if (ReadHeader(record).BusType != BusType_Ethernet || length < KindAt + sizeof kind) return true;
-  std::memcpy(&kind, record + KindAt, sizeof kind);
-  if (kind == QOR_TRACE_ETHERNET_FRAME || kind == QOR_TRACE_ETHERNET_CUSTOM) ++Exportable;
+bool ExportedCapture::Take(const RecordView& record) {
+  if (record.Bus() != BusType_Ethernet || !record.IsWellFormed()) return true;
+  const EthernetItemType type = record.Ethernet().Type;
+  if (type == EthernetItemType::Frame || type == EthernetItemType::Custom) ++Exportable;
   return true;
 }
 

@@ -29,7 +29,7 @@ class CaptureWriter : public StreamOutput {
   CaptureWriter& operator=(const CaptureWriter&) = delete;
 
   /// False after a write failed or the reader of standard output has gone.
-  bool Take(const unsigned char* record, unsigned int length) override;
+  bool Take(const RecordView& record) override;
   /// Writes what is left; to a file, at most once a second. A failure shows at the next entry.
   void Pause() override;
 
@@ -95,7 +95,7 @@ class ExportedCapture : public StreamOutput {
   /// Failure:     Failure when the file can't be made.
   explicit ExportedCapture(const std::string& path) : File(path) {}
 
-  bool Take(const unsigned char* record, unsigned int length) override;
+  bool Take(const RecordView& record) override;
   /// Writes what the library exports. Error reports a failed write.
   void Export(const LibraryExport& capture) override;
   /// Without a whole export the file keeps its temporary name.

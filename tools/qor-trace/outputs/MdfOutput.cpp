@@ -4,10 +4,9 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <nlohmann/json.hpp>
 
-#include "stream/EntryKind.h"
+#include "stream/KindText.h"
 #include "system/Failure.h"
 #include "system/Units.h"
 
@@ -51,21 +50,20 @@ unsigned int LimitInKiB(const MdfOptions& options) {
 
 }  // namespace
 
-std::optional<MdfOmission> MdfOmissionOf(const unsigned char* record, unsigned int length) {
-  if (ReadHeader(record).BusType == BusType_Ethernet) return MdfOmission::Ethernet;
-  switch (KindOf(record, length)) {
-    case Kind::CanEvent:
+std::optional<MdfOmission> MdfOmissionOf(const RecordView& record) {
+  if (record.Bus() == BusType_Ethernet) return MdfOmission::Ethernet;
+  switch (record.Kind()) {
+    case RecordKind::CanEvent:
       return MdfOmission::CanEvent;
-    case Kind::LinEvent:
+    case RecordKind::LinEvent:
       return MdfOmission::LinEvent;
-    case Kind::LinFrame:
-    case Kind::LinNoResponse:
-    case Kind::LinWakeUp:
-      if (HasOverrunMark(record, length)) return MdfOmission::LinOverrun;
-      return std::nullopt;
-    case Kind::FlexRayStatus:
+    case RecordKind::LinFrame:
+    case RecordKind::LinNoResponse:
+    case RecordKind::LinWakeUp:
+      return record.HasOverrunMark() ? std::optional(MdfOmission::LinOverrun) : std::nullopt;
+    case RecordKind::FlexRayStatus:
       return MdfOmission::FlexRayStatus;
-    case Kind::Malformed:
+    case RecordKind::Unknown:
       return MdfOmission::Malformed;
     default:
       return std::nullopt;
@@ -98,20 +96,19 @@ MdfOutput::~MdfOutput() {
   if (!Start && !Finished) Series.Discard();
 }
 
-bool MdfOutput::Take(const unsigned char* record, unsigned int length) {
+bool MdfOutput::Take(const RecordView& record) {
   if (!Sentence.empty()) return false;
-  const EntryHeader header = ReadHeader(record);
-  if (!Start) Begin(header.Timestamp);
-  Latest = std::max(Latest, header.Timestamp);
-  if (const auto omission = MdfOmissionOf(record, length)) {
+  if (!Start) Begin(record.Timestamp());
+  Latest = std::max(Latest, record.Timestamp());
+  if (const auto omission = MdfOmissionOf(record)) {
     ++Omitted[static_cast<std::size_t>(*omission)];
     return true;
   }
-  if (Buses.emplace(header.ChannelId, header.BusType).second && !File.Bus_Add(header.ChannelId, header.BusType)) {
+  if (Buses.emplace(record.ChannelId(), record.Bus()).second && !File.Bus_Add(record.ChannelId(), record.Bus())) {
     Fail();
     return false;
   }
-  return Insert(record, length);
+  return Insert(record);
 }
 
 void MdfOutput::Begin(unsigned long firstTime) {
@@ -120,8 +117,8 @@ void MdfOutput::Begin(unsigned long firstTime) {
   File.StartTime_Reset(*Start, false);
 }
 
-bool MdfOutput::Insert(const unsigned char* record, unsigned int length) {
-  Entry.assign(record, record + length);
+bool MdfOutput::Insert(const RecordView& record) {
+  Entry.assign(record.Bytes().begin(), record.Bytes().end());
   errno = 0;
   const bool inserted = File.Data_Insert(*reinterpret_cast<Qor_Trace_Entry_t*>(Entry.data()));
   const int error = errno;

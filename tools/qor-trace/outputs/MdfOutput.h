@@ -31,9 +31,8 @@ enum class MdfOmission {
 };
 constexpr std::size_t MdfOmissionCount = 6;
 
-/// @param length  bytes at `record`, at least 28
 /// @return nothing for an entry that is recorded
-std::optional<MdfOmission> MdfOmissionOf(const unsigned char* record, unsigned int length);
+std::optional<MdfOmission> MdfOmissionOf(const RecordView& record);
 
 /// An entry clock that shows more than this counts ns since 1970: no interface runs for 20 years.
 constexpr unsigned long WallClockFrom = 20ul * 365 * 86400 * 1000000000;
@@ -63,7 +62,7 @@ class MdfOutput : public StreamOutput {
   MdfOutput(const MdfOutput&) = delete;
   MdfOutput& operator=(const MdfOutput&) = delete;
 
-  bool Take(const unsigned char* record, unsigned int length) override;
+  bool Take(const RecordView& record) override;
   /// Brings the file up to date, at most every ten seconds. A failure shows at the next entry.
   void Pause() override;
   bool Finish() override;
@@ -76,7 +75,7 @@ class MdfOutput : public StreamOutput {
 
  private:
   void Begin(unsigned long firstTime);
-  bool Insert(const unsigned char* record, unsigned int length);
+  bool Insert(const RecordView& record);
   void NextFile();
   bool ClaimNext();
   void Fail();

@@ -9,7 +9,7 @@
 #include <optional>
 #include <string>
 
-#include "stream/Entry.h"
+#include "stream/RecordSink.h"
 #include "system/PartFile.h"
 
 namespace client {
@@ -70,7 +70,7 @@ using LibraryExport = std::function<void(const std::string& path)>;
 using LostItems = std::map<unsigned int, unsigned long>;
 
 /// An output: takes entries as they come, or is written by the library at the end.
-class StreamOutput : public EntrySink {
+class StreamOutput : public RecordSink {
  public:
   /// Items that each channel lost before they came into the trace; before Finish.
   virtual void SetLost(const LostItems& /*itemsByChannel*/) {}

@@ -41,12 +41,12 @@ OutputSet::OutputSet(const OutputPlan& plan) {
   for (const Output& output : plan.Outputs) Members.push_back({output, MakeWriter(output, plan)});
 }
 
-bool OutputSet::Take(const unsigned char* record, unsigned int length) {
+bool OutputSet::Take(const RecordView& record) {
   ++Entries;
-  LatestTime = ReadHeader(record).Timestamp;
+  LatestTime = record.Timestamp();
   bool wanted = true;
   for (Member& member : Members) {
-    if (member.Ended || member.Writer->Take(record, length)) continue;
+    if (member.Ended || member.Writer->Take(record)) continue;
     if (member.Writer->Error().empty()) wanted = false;  // its reader has gone
     EndIfFailed(member);
   }

@@ -13,14 +13,14 @@
 namespace client {
 
 /// Hands each entry to all outputs. One that fails ends alone; the others go on.
-class OutputSet : public EntrySink {
+class OutputSet : public RecordSink {
  public:
   /// Makes the files.
   /// Failure: Failure when a file can't be made.
   explicit OutputSet(const OutputPlan& plan);
 
   /// Says what failed. False when all outputs have ended, or when the reader of standard output has gone.
-  bool Take(const unsigned char* record, unsigned int length) override;
+  bool Take(const RecordView& record) override;
   void Pause() override;
 
   /// From now on, files that exist under the outputs' names are kept: see StreamOutput.

@@ -1,7 +1,6 @@
 #include "outputs/PcapngPackets.h"
 
 #include <algorithm>
-#include <cstring>
 
 #include "stream/LinChecksum.h"
 
@@ -9,25 +8,9 @@ namespace client {
 
 namespace {
 
-#define ENTRY_OFFSET(field) offsetof(Qor_Trace_Entry_t, Payload.field)
-
-constexpr std::size_t CanDataOffset = ENTRY_OFFSET(Can.Data);
-constexpr std::size_t LinDataOffset = ENTRY_OFFSET(Lin.Data);
-constexpr std::size_t FlexRayDataOffset = ENTRY_OFFSET(FlexRay.Data);
-constexpr std::size_t EthernetFrameOffset = ENTRY_OFFSET(Ethernet.Frame);
-
-/// A field of a record that is long enough for it.
-template <class Value>
-Value Field(const Qor_Trace_Entry_t& entry, std::size_t offset) {
-  Value value;
-  std::memcpy(&value, reinterpret_cast<const unsigned char*>(&entry) + offset, sizeof value);
-  return value;
-}
-
-/// Gives the packet the bytes of the record from `offset` on, of which the bus had `announced`.
-void SetData(Packet& packet, const Qor_Trace_Entry_t& entry, std::size_t offset, std::size_t announced) {
-  packet.Data = reinterpret_cast<const unsigned char*>(&entry) + offset;
-  packet.DataSize = std::min<std::size_t>(announced, entry.Length - offset);
+/// Gives the packet the bytes of a record that are present, of which the bus had `announced`.
+void SetData(Packet& packet, RecordPayload present, std::size_t announced) {
+  packet.Data = present;
   packet.OriginalSize = packet.HeadSize + announced;
 }
 
@@ -44,6 +27,7 @@ void SetData(Packet& packet, const Qor_Trace_Entry_t& entry, std::size_t offset,
 constexpr unsigned int SocketCanExtended = 0x80000000;
 constexpr unsigned int SocketCanRemote = 0x40000000;
 constexpr unsigned int SocketCanError = 0x20000000;
+constexpr unsigned int SocketCanIdentifierBits = 0x1FFFFFFF;
 constexpr unsigned char SocketCanBrs = 0x01;
 constexpr unsigned char SocketCanEsi = 0x02;
 constexpr unsigned char SocketCanFdf = 0x04;
@@ -90,42 +74,37 @@ constexpr SocketCanErrorKind ErrorKinds[] = {
     {ClassProtocol, 0, 0},                                // 7 other
 };
 
-void MakeErrorFrame(const Qor_Trace_Entry_t& entry, Packet& packet) {
-  const std::size_t kind = entry.Length > CanDataOffset ? Field<unsigned char>(entry, CanDataOffset) : 0;
-  const SocketCanErrorKind& error = ErrorKinds[kind < std::size(ErrorKinds) ? kind : 0];
+void MakeErrorFrame(const CanView& can, Packet& packet) {
+  const SocketCanErrorKind& error = ErrorKinds[can.Code() < std::size(ErrorKinds) ? can.Code() : 0];
   PutSocketCanHead(packet, SocketCanError | error.Class, 8, 0, 0);
   packet.Head[SocketCanHead + 2] = static_cast<unsigned char>(error.Type | (packet.Outbound ? TypeSending : 0));
   packet.Head[SocketCanHead + 3] = error.Place;
   packet.HeadSize = packet.OriginalSize = SocketCanHead + 8;
 }
 
-std::optional<Omission> MakeCanPacket(const Qor_Trace_Entry_t& entry, Packet& packet) {
-  if (entry.Length < CanDataOffset) return Omission::Malformed;
-  const auto flags = Field<unsigned char>(entry, ENTRY_OFFSET(Can.Flags));
-  const auto dlc = Field<unsigned char>(entry, ENTRY_OFFSET(Can.Dlc));
-  const auto length = Field<unsigned char>(entry, ENTRY_OFFSET(Can.DataLength));
-  const auto has = [&](unsigned int flag) { return (flags & flag) != 0; };
-  if (has(QOR_TRACE_CAN_TRIGGER)) return Omission::CanEvent;
-  packet.Outbound = has(QOR_TRACE_CAN_TRANSMITTED);
-  if (has(QOR_TRACE_CAN_ERROR)) {
-    MakeErrorFrame(entry, packet);
-    return std::nullopt;
-  }
-  const bool fd = has(QOR_TRACE_CAN_FD);
-  if (length > (fd ? 64 : 8)) return Omission::Malformed;
-  auto identifier = Field<unsigned int>(entry, ENTRY_OFFSET(Can.Identifier)) & 0x1FFFFFFF;
-  if (has(QOR_TRACE_CAN_EXTENDED)) identifier |= SocketCanExtended;
+unsigned int SocketCanIdentifier(const CanView& can, bool remote) {
+  return (can.Identifier & SocketCanIdentifierBits) | (can.Has(QOR_TRACE_CAN_EXTENDED) ? SocketCanExtended : 0) |
+         (remote ? SocketCanRemote : 0);
+}
+
+bool MakeClassicFrame(const CanView& can, Packet& packet) {
+  if (can.DataLength > 8) return false;
   // A record has no mark for a remote frame: it is a classic frame that has a length on the bus, but no data.
-  const bool remote = !fd && length == 0 && dlc != 0;
-  if (remote) identifier |= SocketCanRemote;
-  const auto shown = remote ? std::min<unsigned char>(dlc, 8) : length;
-  const unsigned int fdFlags =
-      !fd ? 0
-          : SocketCanFdf | (has(QOR_TRACE_CAN_BRS) ? SocketCanBrs : 0u) | (has(QOR_TRACE_CAN_ESI) ? SocketCanEsi : 0u);
-  const unsigned char rawDlc = !fd && shown == 8 && dlc > 8 && dlc <= 15 ? dlc : 0;
-  PutSocketCanHead(packet, identifier, shown, static_cast<unsigned char>(fdFlags), rawDlc);
-  SetData(packet, entry, CanDataOffset, length);
-  return std::nullopt;
+  const bool remote = can.DataLength == 0 && can.Dlc != 0;
+  const auto shown = remote ? std::min<unsigned char>(can.Dlc, 8) : can.DataLength;
+  const unsigned char rawDlc = shown == 8 && can.Dlc > 8 && can.Dlc <= 15 ? can.Dlc : 0;
+  PutSocketCanHead(packet, SocketCanIdentifier(can, remote), shown, 0, rawDlc);
+  SetData(packet, can.Data(), can.DataLength);
+  return true;
+}
+
+bool MakeFdFrame(const CanView& can, Packet& packet) {
+  if (can.DataLength > 64) return false;
+  const unsigned int flags = SocketCanFdf | (can.Has(QOR_TRACE_CAN_BRS) ? SocketCanBrs : 0u) |
+                             (can.Has(QOR_TRACE_CAN_ESI) ? SocketCanEsi : 0u);
+  PutSocketCanHead(packet, SocketCanIdentifier(can, false), can.DataLength, static_cast<unsigned char>(flags), 0);
+  SetData(packet, can.Data(), can.DataLength);
+  return true;
 }
 
 // ---- LIN ------------------------------------------------------------------------------------------------------------
@@ -147,13 +126,12 @@ constexpr unsigned int LinWakeUpSignal = 0xB0B00004;
 /// How the link type numbers the checksum models.
 unsigned int ChecksumType(LinChecksumModel model) { return static_cast<unsigned int>(model); }
 
-unsigned char LinErrors(unsigned int flags) {
-  constexpr unsigned int TransmitError = QOR_TRACE_LIN_TRANSMIT_ERROR | QOR_TRACE_LIN_TRANSMITTED;
+unsigned char LinErrors(const LinView& lin) {
   unsigned int errors = 0;
-  if ((flags & TransmitError) == TransmitError) errors |= 0x01;
-  if ((flags & QOR_TRACE_LIN_SYNC_ERROR) != 0) errors |= 0x02;
-  if ((flags & QOR_TRACE_LIN_PARITY_ERROR) != 0) errors |= 0x04;
-  if ((flags & QOR_TRACE_LIN_CHECKSUM_ERROR) != 0) errors |= 0x08;
+  if (lin.HasTransmitError()) errors |= 0x01;
+  if (lin.Has(QOR_TRACE_LIN_SYNC_ERROR)) errors |= 0x02;
+  if (lin.Has(QOR_TRACE_LIN_PARITY_ERROR)) errors |= 0x04;
+  if (lin.Has(QOR_TRACE_LIN_CHECKSUM_ERROR)) errors |= 0x08;
   return static_cast<unsigned char>(errors);
 }
 
@@ -173,36 +151,17 @@ void MakeWakeUp(Packet& packet) {
   packet.HeadSize = packet.OriginalSize = LinHead + 4;
 }
 
-void MakeLinFrame(const Qor_Trace_Entry_t& entry, unsigned int flags, std::size_t announced, Packet& packet) {
-  const std::size_t size = announced == 0 ? 0 : announced - 1;
-  const auto identifier = Field<unsigned char>(entry, ENTRY_OFFSET(Lin.Identifier));
-  const bool parityError = (flags & QOR_TRACE_LIN_PARITY_ERROR) != 0;
-  const unsigned char onBus = parityError ? identifier : LinProtectedIdentifier(identifier);
+bool MakeLinFrame(const LinView& lin, Packet& packet) {
+  if (lin.DataCount() > LinView::kMostDataBytes) return false;
+  const auto checksum = lin.Checksum();
+  const unsigned char onBus =
+      lin.Has(QOR_TRACE_LIN_PARITY_ERROR) ? lin.Identifier : LinProtectedIdentifier(lin.Identifier);
+  const auto model = checksum ? LinChecksumModelOf(*checksum, onBus, lin.Data()) : LinChecksumModel::Unknown;
+  const auto control = static_cast<unsigned char>(lin.DataCount() << 4 | ChecksumType(model));
+  packet.Head = {1, 0, 0, 0, control, onBus, checksum.value_or(0), LinErrors(lin)};
   packet.HeadSize = LinHead;
-  SetData(packet, entry, LinDataOffset, size);
-  const std::size_t checksumOffset = LinDataOffset + size;
-  const bool hasChecksum = announced != 0 && checksumOffset < entry.Length;
-  const auto checksum = hasChecksum ? Field<unsigned char>(entry, checksumOffset) : static_cast<unsigned char>(0);
-  const auto model = hasChecksum ? LinChecksumModelOf(checksum, onBus, packet.Data, size) : LinChecksumModel::Unknown;
-  const auto control = static_cast<unsigned char>(size << 4 | ChecksumType(model));
-  packet.Head = {1, 0, 0, 0, control, onBus, checksum, LinErrors(flags)};
-}
-
-std::optional<Omission> MakeLinPacket(const Qor_Trace_Entry_t& entry, Packet& packet) {
-  if (entry.Length < LinDataOffset) return Omission::Malformed;
-  if (Field<unsigned short>(entry, ENTRY_OFFSET(Lin.Reserved1)) != 0) return Omission::Malformed;
-  const auto flags = Field<unsigned short>(entry, ENTRY_OFFSET(Lin.Flags));
-  const auto announced = Field<unsigned char>(entry, ENTRY_OFFSET(Lin.DataLength));
-  packet.Outbound = (flags & QOR_TRACE_LIN_TRANSMITTED) != 0;
-  const bool error = LinErrors(flags) != 0;
-  if (!error && (flags & QOR_TRACE_LIN_EVENT) != 0) return Omission::LinEvent;
-  if (!error && (flags & QOR_TRACE_LIN_WAKEUP) != 0) {
-    MakeWakeUp(packet);
-    return std::nullopt;
-  }
-  if (announced > 9) return Omission::Malformed;
-  MakeLinFrame(entry, flags, announced, packet);
-  return std::nullopt;
+  SetData(packet, lin.Data(), lin.DataCount());
+  return true;
 }
 
 // ---- FlexRay --------------------------------------------------------------------------------------------------------
@@ -220,63 +179,43 @@ constexpr std::size_t FlexRayHead = 7;
 constexpr unsigned int GreatestPayload = 127;  // words
 constexpr unsigned char Zeros[2 * GreatestPayload] = {};
 
-std::optional<Omission> OtherFlexRayKind(unsigned short kind) {
-  return kind == QOR_TRACE_FLEXRAY_OVERRUN ? Omission::OverrunMark
-         : kind <= 10                      ? Omission::FlexRayEvent
-                                           : Omission::Malformed;
-}
-
-void PutFlexRayHead(const Qor_Trace_Entry_t& entry, Packet& packet, bool channelB, unsigned int words) {
-  const auto flags = Field<unsigned char>(entry, ENTRY_OFFSET(FlexRay.FrameFlags));
-  const unsigned int slot = Field<unsigned short>(entry, ENTRY_OFFSET(FlexRay.SlotId));
-  const unsigned int crc = Field<unsigned short>(entry, ENTRY_OFFSET(FlexRay.HeaderCrc));
-  const unsigned int cycle = Field<unsigned char>(entry, ENTRY_OFFSET(FlexRay.Cycle));
-  const auto bit = [&](unsigned int flag, unsigned int value) { return (flags & flag) != 0 ? value : 0; };
+void PutFlexRayHead(const FlexRayView& frame, bool channelB, Packet& packet) {
+  const auto bit = [&](unsigned int flag, unsigned int value) { return frame.Has(flag) ? value : 0; };
   const unsigned int indicators = bit(QOR_TRACE_FLEXRAY_INDICATOR, 0x40) | (0x20 ^ bit(QOR_TRACE_FLEXRAY_NULL, 0x20)) |
                                   bit(QOR_TRACE_FLEXRAY_SYNC, 0x10) | bit(QOR_TRACE_FLEXRAY_STARTUP, 0x08);
   packet.Head = {static_cast<unsigned char>(channelB ? FlexRayFrame | FlexRayChannelB : FlexRayFrame),
                  0,
-                 static_cast<unsigned char>(indicators | (slot >> 8 & 0x07)),
-                 static_cast<unsigned char>(slot),
-                 static_cast<unsigned char>(words << 1 | (crc >> 10 & 1)),
-                 static_cast<unsigned char>(crc >> 2),
-                 static_cast<unsigned char>((crc << 6 & 0xC0) | (cycle & 0x3F))};
+                 static_cast<unsigned char>(indicators | (frame.SlotId >> 8 & 0x07)),
+                 static_cast<unsigned char>(frame.SlotId),
+                 static_cast<unsigned char>(frame.PayloadLength << 1 | (frame.HeaderCrc >> 10 & 1)),
+                 static_cast<unsigned char>(frame.HeaderCrc >> 2),
+                 static_cast<unsigned char>((frame.HeaderCrc << 6 & 0xC0) | (frame.Cycle & 0x3F))};
   packet.HeadSize = FlexRayHead;
 }
 
-std::optional<Omission> MakeFlexRayPacket(const Qor_Trace_Entry_t& entry, Packet& packet) {
-  if (entry.Length < ENTRY_OFFSET(FlexRay.ItemTimestamp)) return Omission::Malformed;
-  const auto kind = Field<unsigned short>(entry, ENTRY_OFFSET(FlexRay.ItemType));
-  if (kind != QOR_TRACE_FLEXRAY_RECEIVED && kind != QOR_TRACE_FLEXRAY_TRANSMITTED) return OtherFlexRayKind(kind);
-  if (entry.Length < FlexRayDataOffset) return Omission::Malformed;
-  const auto channel = Field<unsigned char>(entry, ENTRY_OFFSET(FlexRay.Channel));
-  const unsigned int words = Field<unsigned char>(entry, ENTRY_OFFSET(FlexRay.PayloadLength));
-  if (channel > 2 || words > GreatestPayload) return Omission::Malformed;
-  packet.Outbound = kind == QOR_TRACE_FLEXRAY_TRANSMITTED;
-  packet.AlsoOnChannelB = channel == 2;
-  PutFlexRayHead(entry, packet, channel == 1, words);
-  SetData(packet, entry, FlexRayDataOffset, std::size_t{2} * words);
-  if ((Field<unsigned char>(entry, ENTRY_OFFSET(FlexRay.FrameFlags)) & QOR_TRACE_FLEXRAY_NULL) != 0) {
-    packet.Data = Zeros;  // what a null frame has on the bus; the record's payload is not valid
-    packet.DataSize = std::size_t{2} * words;
-  }
-  return std::nullopt;
+bool MakeFlexRayFrame(const RecordView& record, Packet& packet) {
+  const FlexRayView frame = record.FlexRay();
+  const bool whole = record.Payload().size() >= FlexRayView::kFixedFields;
+  if (!whole || frame.Channel > 2 || frame.PayloadLength > GreatestPayload) return false;
+  packet.AlsoOnChannelB = frame.Channel == 2;
+  PutFlexRayHead(frame, frame.Channel == 1, packet);
+  SetData(packet, frame.Data(), frame.PayloadBytes());
+  // What a null frame has on the bus; the record's payload is not valid.
+  if (frame.Has(QOR_TRACE_FLEXRAY_NULL)) packet.Data = RecordPayload(Zeros).first(frame.PayloadBytes());
+  return true;
 }
 
 // ---- Ethernet -------------------------------------------------------------------------------------------------------
 
-std::optional<Omission> MakeEthernetPacket(const Qor_Trace_Entry_t& entry, Packet& packet) {
-  if (entry.Length < ENTRY_OFFSET(Ethernet.ItemTimestamp)) return Omission::Malformed;
-  const auto kind = Field<unsigned short>(entry, ENTRY_OFFSET(Ethernet.ItemType));
-  if (kind == QOR_TRACE_ETHERNET_OVERRUN) return Omission::OverrunMark;
-  if (kind != QOR_TRACE_ETHERNET_FRAME) return Omission::EthernetRecord;
-  if (entry.Length < EthernetFrameOffset) return Omission::Malformed;
-  const auto flags = Field<unsigned char>(entry, ENTRY_OFFSET(Ethernet.Flags));
-  packet.Outbound = (flags & QOR_TRACE_ETHERNET_TRANSMITTED) != 0;
-  packet.CrcError = (flags & QOR_TRACE_ETHERNET_CRC_ERROR) != 0;
-  SetData(packet, entry, EthernetFrameOffset, Field<unsigned short>(entry, ENTRY_OFFSET(Ethernet.FrameLength)));
-  return std::nullopt;
+bool MakeEthernetFrame(const RecordView& record, Packet& packet) {
+  if (record.Payload().size() < EthernetView::kFixedFields) return false;
+  const EthernetView ethernet = record.Ethernet();
+  packet.CrcError = ethernet.Has(QOR_TRACE_ETHERNET_CRC_ERROR);
+  SetData(packet, ethernet.Frame(), ethernet.FrameLength);
+  return true;
 }
+
+std::optional<Omission> MalformedUnless(bool made) { return made ? std::nullopt : std::optional(Omission::Malformed); }
 
 }  // namespace
 
@@ -313,20 +252,51 @@ const char* Name(Omission omission) {
   return "";
 }
 
-std::optional<Omission> MakePacket(const Qor_Trace_Entry_t& entry, Packet& packet) {
+std::optional<Omission> MakePacket(const RecordView& record, Packet& packet) {
   packet = {};
-  switch (entry.BusType) {
-    case BusType_Can:
-      return MakeCanPacket(entry, packet);
-    case BusType_Lin:
-      return MakeLinPacket(entry, packet);
-    case BusType_FlexRay:
-      return MakeFlexRayPacket(entry, packet);
-    case BusType_Ethernet:
-      return MakeEthernetPacket(entry, packet);
-    default:
-      return Omission::Malformed;
+  packet.Outbound = record.IsTransmitted();
+  switch (record.Kind()) {
+    case RecordKind::CanFrame:
+      return MalformedUnless(MakeClassicFrame(record.Can(), packet));
+    case RecordKind::CanFdFrame:
+      return MalformedUnless(MakeFdFrame(record.Can(), packet));
+    case RecordKind::CanErrorFrame:
+      MakeErrorFrame(record.Can(), packet);
+      return std::nullopt;
+    case RecordKind::CanEvent:
+      return Omission::CanEvent;
+    case RecordKind::LinFrame:
+    case RecordKind::LinNoResponse:
+    case RecordKind::LinChecksumError:
+    case RecordKind::LinParityError:
+    case RecordKind::LinSyncError:
+    case RecordKind::LinTransmitError:
+      return MalformedUnless(MakeLinFrame(record.Lin(), packet));
+    case RecordKind::LinWakeUp:
+      MakeWakeUp(packet);
+      return std::nullopt;
+    case RecordKind::LinEvent:
+      return Omission::LinEvent;
+    case RecordKind::FlexRayFrame:
+    case RecordKind::FlexRayNullFrame:
+      return MalformedUnless(MakeFlexRayFrame(record, packet));
+    case RecordKind::FlexRayCycleStart:
+    case RecordKind::FlexRayState:
+    case RecordKind::FlexRaySymbol:
+    case RecordKind::FlexRayError:
+    case RecordKind::FlexRayStatus:
+      return Omission::FlexRayEvent;
+    case RecordKind::EthernetFrame:
+    case RecordKind::EthernetCrcError:
+      return MalformedUnless(MakeEthernetFrame(record, packet));
+    case RecordKind::EthernetRecord:
+      return Omission::EthernetRecord;
+    case RecordKind::OverrunMark:
+      return Omission::OverrunMark;
+    case RecordKind::Unknown:
+      break;
   }
+  return Omission::Malformed;
 }
 
 void MoveToChannelB(Packet& packet) { packet.Head[0] = FlexRayFrame | FlexRayChannelB; }

@@ -6,7 +6,7 @@
 #include <cstddef>
 #include <optional>
 
-#include "qor_api_trace.h"
+#include "record/RecordView.h"
 
 namespace client {
 
@@ -43,17 +43,16 @@ const char* Name(Omission omission);
 struct Packet {
   std::array<unsigned char, 16> Head;  // HeadSize bytes count
   std::size_t HeadSize = 0;
-  const unsigned char* Data = nullptr;  // into the entry, or zeros that live forever; DataSize bytes
-  std::size_t DataSize = 0;
+  RecordPayload Data = {};       // of the record, or zeros that live forever
   std::size_t OriginalSize = 0;  // bytes on the bus, head included: more than there are when the record was cut short
   bool Outbound = false;
   bool CrcError = false;
   bool AlsoOnChannelB = false;  // FlexRay: the same frame was on channel B as well
 };
 
-/// Makes the packet of an entry; reads nothing past entry.Length, which is at least 28.
+/// Makes the packet of an entry; it points into the record.
 /// @return why there is none
-std::optional<Omission> MakePacket(const Qor_Trace_Entry_t& entry, Packet& packet);
+std::optional<Omission> MakePacket(const RecordView& record, Packet& packet);
 
 /// Turns a FlexRay packet of channel A into the same one of channel B.
 void MoveToChannelB(Packet& packet);

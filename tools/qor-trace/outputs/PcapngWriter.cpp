@@ -115,38 +115,37 @@ PcapngWriter::PcapngWriter(ByteSink& sink, const PcapngOptions& options)
   WriteSectionHeader(options.Application.substr(0, 1000));
 }
 
-bool PcapngWriter::Take(const Qor_Trace_Entry_t& entry) {
+bool PcapngWriter::Take(const RecordView& record) {
   if (FailedWith != 0) {
     errno = FailedWith;
     return false;
   }
-  const auto bus = CaptureBusOf(entry.BusType);
-  if (EthernetOnly && bus && entry.BusType != BusType_Ethernet) {
+  const auto bus = CaptureBusOf(record.Bus());
+  if (EthernetOnly && bus && record.Bus() != BusType_Ethernet) {
     ++OtherBuses;
     return true;
   }
   unsigned int interface = 0;
   if (bus) {
-    Interface& of = InterfaceOf(entry, *bus);
+    Interface& of = InterfaceOf(record, *bus);
     ++of.Entries;
     interface = of.Number;
-    LatestTime = std::max(LatestTime, static_cast<unsigned long>(entry.Timestamp));
+    LatestTime = std::max(LatestTime, record.Timestamp());
   }
   Packet packet;
-  if (const auto omission = MakePacket(entry, packet)) {
+  if (const auto omission = MakePacket(record, packet)) {
     ++Omissions[static_cast<std::size_t>(*omission)];
     return FailedWith == 0;
   }
-  if (!WritePacket(interface, entry.Timestamp, packet)) return false;
+  if (!WritePacket(interface, record.Timestamp(), packet)) return false;
   if (!packet.AlsoOnChannelB) return true;
   MoveToChannelB(packet);
-  return WritePacket(interface, entry.Timestamp, packet);
+  return WritePacket(interface, record.Timestamp(), packet);
 }
 
 /// The interface of an entry's channel, which is described first if the file doesn't know it.
-PcapngWriter::Interface& PcapngWriter::InterfaceOf(const Qor_Trace_Entry_t& entry, const CaptureBus& bus) {
-  const unsigned int channel = entry.ChannelId;  // records lie at any address, so nothing may refer to their fields
-  const InterfaceKey key(channel, entry.BusType);
+PcapngWriter::Interface& PcapngWriter::InterfaceOf(const RecordView& record, const CaptureBus& bus) {
+  const InterfaceKey key(record.ChannelId(), record.Bus());
   if (Latest != Interfaces.end() && Latest->first == key) return Latest->second;
   bool isNew = false;
   const auto number = static_cast<unsigned int>(Interfaces.size());
@@ -180,7 +179,7 @@ bool PcapngWriter::WriteInterface(const std::string& name, LinkType link) {
 }
 
 bool PcapngWriter::WritePacket(unsigned int interface, unsigned long time, const Packet& packet) {
-  const std::size_t captured = packet.HeadSize + packet.DataSize;
+  const std::size_t captured = packet.HeadSize + packet.Data.size();
   if (!Reserve(PacketBlock + Padded(captured))) return false;
   Used += BlockComposer(Buffer.get() + Used, EnhancedPacket)
               .Number(interface)
@@ -188,7 +187,7 @@ bool PcapngWriter::WritePacket(unsigned int interface, unsigned long time, const
               .Number(static_cast<unsigned int>(captured))
               .Number(static_cast<unsigned int>(packet.OriginalSize))
               .Bytes(packet.Head.data(), packet.HeadSize)
-              .Bytes(packet.Data, packet.DataSize)
+              .Bytes(packet.Data.data(), packet.Data.size())
               .Pad()
               .Option(PacketFlags, (packet.Outbound ? Outbound : Inbound) | (packet.CrcError ? CrcError : 0))
               .Close();

@@ -10,7 +10,7 @@
 #include <utility>
 
 #include "outputs/PcapngPackets.h"
-#include "qor_api_trace.h"
+#include "record/RecordView.h"
 
 namespace client {
 
@@ -56,8 +56,8 @@ class PcapngWriter {
   PcapngWriter(const PcapngWriter&) = delete;
   PcapngWriter& operator=(const PcapngWriter&) = delete;
 
-  /// Takes one entry of at least 28 bytes and reads nothing past its Length. False, with errno, after a failed write.
-  bool Take(const Qor_Trace_Entry_t& entry);
+  /// Takes one entry. False, with errno, after a failed write.
+  bool Take(const RecordView& record);
 
   /// Writes what is composed, so that a reader of a pipe sees it. False, with errno, as for Take.
   bool Flush();
@@ -87,7 +87,7 @@ class PcapngWriter {
   };
   using InterfaceKey = std::pair<unsigned int, unsigned char>;  // channel, bus
 
-  Interface& InterfaceOf(const Qor_Trace_Entry_t& entry, const CaptureBus& bus);
+  Interface& InterfaceOf(const RecordView& record, const CaptureBus& bus);
   bool WriteSectionHeader(const std::string& application);
   bool WriteInterface(const std::string& name, LinkType link);
   bool WritePacket(unsigned int interface, unsigned long time, const Packet& packet);

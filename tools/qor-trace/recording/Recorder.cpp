@@ -75,7 +75,7 @@ void Recorder::NoteUnread(const Source& source, const Port& port) {
   UnreadOfFiles.push_back(std::move(lines));
 }
 
-End Recorder::Run(EntrySink& sink, const Complaint& complain) {
+End Recorder::Run(RecordSink& sink, const Complaint& complain) {
   Complain = [&](const std::string& sentence) {
     Progress.Clear();
     complain(sentence);
@@ -95,7 +95,7 @@ End Recorder::Run(EntrySink& sink, const Complaint& complain) {
 }
 
 /// One pull, and a pause when there was little to pull.
-std::optional<End> Recorder::Step(EntrySink& sink) {
+std::optional<End> Recorder::Step(RecordSink& sink) {
   const bool finished = AllFinished();  // asked before the pull: what comes after it is fetched by DrainRest
   const bool drained = Drain(sink);
   if (SinkIsClosed) return End::SinkClosed;
@@ -111,7 +111,7 @@ std::optional<End> Recorder::Step(EntrySink& sink) {
   return std::nullopt;
 }
 
-std::optional<End> Recorder::CheckDisks(EntrySink& sink) {
+std::optional<End> Recorder::CheckDisks(RecordSink& sink) {
   const auto now = std::chrono::steady_clock::now();
   if (now - DisksChecked < DiskCheckInterval) return std::nullopt;
   DisksChecked = now;
@@ -154,7 +154,7 @@ void Recorder::ChooseMemoryLimit() {
 /// Hands on what is left of the trace and empties it: from then on it would only take room. The monitor has to be
 /// stopped, or entries that arrive before it is emptied would be lost; most interfaces keep in the meantime what they
 /// receive.
-void Recorder::EmptyTrace(EntrySink& sink) {
+void Recorder::EmptyTrace(RecordSink& sink) {
   const auto began = std::chrono::steady_clock::now();
   StopMonitor();
   DrainRest(sink);
@@ -172,16 +172,16 @@ void Recorder::EmptyTrace(EntrySink& sink) {
 }
 
 /// @return true if there may be more to pull right now
-bool Recorder::Drain(EntrySink& sink) {
+bool Recorder::Drain(RecordSink& sink) {
   const unsigned int before = Drained->Delivered();
-  const auto take = [&](const unsigned char* record, unsigned int length) {
+  const auto take = [&](const RecordView& record) {
     // Entries that were read while a failure was reported may be addressed wrongly.
     if (Reports::RecordingFailed()) return false;
-    if (!sink.Take(record, length)) {
+    if (!sink.Take(record)) {
       SinkIsClosed = true;
       return false;
     }
-    NoteEntry(ReadHeader(record).Timestamp, length);
+    NoteEntry(record);
     return true;
   };
   const std::size_t mark = Reports::Mark();
@@ -191,16 +191,17 @@ bool Recorder::Drain(EntrySink& sink) {
   return Drained->Delivered() - before >= DrainBuffer / 1568;
 }
 
-void Recorder::NoteEntry(unsigned long time, unsigned int length) {
+void Recorder::NoteEntry(const RecordView& record) {
+  const unsigned long time = record.Timestamp();
   FirstTime = std::min(FirstTime.value_or(time), time);
   LatestTime = std::max(LatestTime, time);
   ++Entries;
-  Bytes += length;
-  BytesInTrace += length;
+  Bytes += record.Length();
+  BytesInTrace += record.Length();
 }
 
 /// What arrived before the monitor stopped.
-void Recorder::DrainRest(EntrySink& sink) {
+void Recorder::DrainRest(RecordSink& sink) {
   unsigned int before = 0;
   do {
     before = Drained->Delivered();

@@ -61,7 +61,7 @@ class Recorder {
   /// left out: what the monitor still holds may repeat some.
   ///
   /// Failure: Failure when the monitor can't be started or read.
-  End Run(EntrySink& sink, const Complaint& complain);
+  End Run(RecordSink& sink, const Complaint& complain);
 
   /// In the order of the sources. What they lost is known when Run has ended.
   const std::vector<RecordedChannel>& Channels() const { return RecordedChannels; }
@@ -70,15 +70,15 @@ class Recorder {
   Monitor& Trace() { return TraceMonitor; }
 
  private:
-  std::optional<End> Step(EntrySink& sink);
-  std::optional<End> CheckDisks(EntrySink& sink);
+  std::optional<End> Step(RecordSink& sink);
+  std::optional<End> CheckDisks(RecordSink& sink);
   void ChooseMemoryLimit();
   bool TraceIsTooLarge() const;
   unsigned long RoomForSwapping() const;
-  void EmptyTrace(EntrySink& sink);
-  bool Drain(EntrySink& sink);
-  void NoteEntry(unsigned long time, unsigned int length);
-  void DrainRest(EntrySink& sink);
+  void EmptyTrace(RecordSink& sink);
+  bool Drain(RecordSink& sink);
+  void NoteEntry(const RecordView& record);
+  void DrainRest(RecordSink& sink);
   bool DurationIsOver() const;
   unsigned long TraceTime() const;
   void StopMonitor();

@@ -90,7 +90,7 @@ void Monitor::ExportToPcap(const std::string& path) {
   Reports::Check(Qor_Trace_ExportToPCAP(MonitorHandle, &request), "The PCAPNG export failed", mark);
 }
 
-void Monitor::ReadList(EntrySink& sink) {
+void Monitor::ReadList(RecordSink& sink) {
   std::vector<unsigned char> buffer(1u << 20);
   for (unsigned int start = 0;;) {
     unsigned int count = 0, size = static_cast<unsigned int>(buffer.size());
@@ -99,8 +99,8 @@ void Monitor::ReadList(EntrySink& sink) {
     if (status != QOR_TRACE_STATUS_BUFFER_TOO_SMALL || count == 0)
       Reports::Check(status, "Cannot read the list of messages", mark);
     for (unsigned int row = 0, offset = 0; row < count; ++row) {
-      const unsigned int length = ReadHeader(buffer.data() + offset).Length;
-      if (!sink.Take(buffer.data() + offset, length)) return;
+      const unsigned int length = RecordView::LengthAt(buffer.data() + offset);
+      if (!sink.Take(RecordView(buffer.data() + offset, length))) return;
       offset += (length + 7u) & ~7u;
     }
     if (status == QOR_TRACE_STATUS_OK) return;

@@ -9,7 +9,7 @@
 #include "qor_sim.h"
 #include "recording/Sources.h"
 #include "recording/SwapFolder.h"
-#include "stream/Entry.h"
+#include "stream/RecordSink.h"
 #include "stream/UnreadLines.h"
 #include "system/Signals.h"
 
@@ -56,7 +56,7 @@ class Monitor {
   void ExportToPcap(const std::string& path);
 
   /// Hands the newest entry of each message to `sink`, with its cycle time.
-  void ReadList(EntrySink& sink);
+  void ReadList(RecordSink& sink);
 
  private:
   void SetNumber(unsigned short id, unsigned int value, const char* what);

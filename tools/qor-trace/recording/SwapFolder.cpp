@@ -11,8 +11,8 @@
 #include <filesystem>
 #include <utility>
 
+#include "record/RecordView.h"
 #include "recording/Reports.h"
-#include "stream/Entry.h"
 #include "system/Failure.h"
 #include "system/FileLock.h"
 #include "system/FolderTrust.h"
@@ -89,7 +89,7 @@ void RemoveFolder(const std::string& folder) {
 bool HoldsEntries(const fs::directory_entry& file) {
   std::error_code error;
   const auto size = file.file_size(error);
-  return !error && size >= EntryHeaderSize;
+  return !error && size >= RecordView::kHeader;
 }
 
 }  // namespace

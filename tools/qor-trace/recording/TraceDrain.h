@@ -2,13 +2,13 @@
 //
 //   TraceDrain drain(monitor);
 //   while (recording) {
-//     drain.Pull([](const unsigned char* record, unsigned int length) { ...; return true; });
+//     drain.Pull([](const RecordView& record) { ...; return true; });
 //     wait a little;
 //   }
 //   Qor_Trace_Stop(monitor);
 //   drain.PullAll(the same);
 //
-// It needs the C interface alone; copy it into your own client if you like.
+// It needs the C interface and the installed record/RecordView.h, nothing else; copy it into your own client if you like.
 //
 // Why there is more to it than counting indices up: N, the memory limit, is the number of entries at which the
 // monitor moves its store to the swap file. Let S be the number of entries in the swap file (no call reports it) and
@@ -32,6 +32,7 @@
 #include <vector>
 
 #include "qor_api_trace.h"
+#include "record/RecordView.h"
 
 /// Reads one monitor. The monitor is started without QOR_TRACE_START_DISCARD_OLDEST, its memory limit stays as it is,
 /// and the trace is not flushed meanwhile.
@@ -46,8 +47,7 @@ class TraceDrain {
 
   /// Hands over the entries that arrived since the last pull, as many as one buffer takes.
   ///
-  /// @param take  bool(const unsigned char* record, unsigned int length): called for each entry; `record` is a
-  ///              Qor_Trace_Entry_t of `length` bytes, at least its 28-byte header, 8-byte aligned and valid during the
+  /// @param take  bool(const RecordView& record): called for each entry. Its bytes are 8-byte aligned and valid during the
   ///              call. False declines the entry: the pull ends, and the next one begins with it.
   /// @return      QOR_TRACE_STATUS_OK or a status of the interface; QOR_TRACE_STATUS_FILE_ERROR also for a record that
   ///              contradicts itself, as in a damaged swap file. Delivered() shows whether anything came.
@@ -81,7 +81,6 @@ class TraceDrain {
  private:
   // The largest entry of a well-behaved interface, rounded up to where the next record begins.
   static constexpr unsigned int LargestRecord = 1568;
-  static constexpr unsigned int HeaderSize = 28;
 
   unsigned int Number(Qor_Trace_PropertyId_t id) const {
     unsigned char value[4] = {};
@@ -168,12 +167,11 @@ class TraceDrain {
     Declined = false;
     unsigned int offset = 0;
     for (unsigned int index = 0; index < Count; ++index) {
-      unsigned int length = 0;
-      if (offset > Size || Size - offset < HeaderSize) return QOR_TRACE_STATUS_FILE_ERROR;
-      std::memcpy(&length, Bytes() + offset, sizeof length);
-      if (length < HeaderSize || length > Size - offset) return QOR_TRACE_STATUS_FILE_ERROR;
+      if (offset > Size || Size - offset < RecordView::kHeader) return QOR_TRACE_STATUS_FILE_ERROR;
+      const unsigned int length = RecordView::LengthAt(Bytes() + offset);
+      if (length < RecordView::kHeader || length > Size - offset) return QOR_TRACE_STATUS_FILE_ERROR;
       if (index >= known) {
-        if (!take(static_cast<const unsigned char*>(Bytes() + offset), length)) {
+        if (!take(RecordView(Bytes() + offset, length))) {
           Declined = true;
           return QOR_TRACE_STATUS_OK;
         }

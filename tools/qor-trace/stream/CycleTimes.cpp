@@ -1,7 +1,5 @@
 #include "stream/CycleTimes.h"
 
-#include "record/RecordView.h"
-
 namespace client {
 
 namespace {
@@ -27,8 +25,7 @@ std::optional<unsigned int> MessageOf(const RecordView& record) {
 
 }  // namespace
 
-unsigned long CycleTimes::Next(const unsigned char* bytes, unsigned int length) {
-  const RecordView record(bytes, length);
+unsigned long CycleTimes::Next(const RecordView& record) {
   const auto message = MessageOf(record);
   if (!message) return 0;
   const auto [place, isFirst] = Latest.try_emplace({record.ChannelId(), record.Bus(), *message}, record.Timestamp());

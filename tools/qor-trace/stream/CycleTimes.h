@@ -6,7 +6,7 @@
 #include <optional>
 #include <tuple>
 
-#include "stream/Entry.h"
+#include "record/RecordView.h"
 
 namespace client {
 
@@ -14,9 +14,8 @@ namespace client {
 /// with its marker and parity bits, on FlexRay by slot, events by their own key; Ethernet has none.
 class CycleTimes {
  public:
-  /// @param length  number of `bytes`, at least 28
-  /// @return        ns since the entry of the same message before this one, wrapped if that was later; 0 without one
-  unsigned long Next(const unsigned char* bytes, unsigned int length);
+  /// @return  ns since the entry of the same message before this one, wrapped if that was later; 0 without one
+  unsigned long Next(const RecordView& record);
 
  private:
   using Key = std::tuple<unsigned int, unsigned char, unsigned int>;  // channel, bus, key of the message

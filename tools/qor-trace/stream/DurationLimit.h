@@ -4,27 +4,27 @@
 
 #include <optional>
 
-#include "stream/Entry.h"
+#include "stream/RecordSink.h"
 
 namespace client {
 
 /// Hands on the entries up to a duration, counted from the first one; the first entry beyond it is declined.
-class DurationLimit : public EntrySink {
+class DurationLimit : public RecordSink {
  public:
   /// @param next      outlives this
   /// @param duration  ns; nothing: no limit
-  DurationLimit(EntrySink& next, std::optional<unsigned long> duration) : Next(next), Duration(duration) {}
+  DurationLimit(RecordSink& next, std::optional<unsigned long> duration) : Next(next), Duration(duration) {}
 
-  bool Take(const unsigned char* record, unsigned int length) override {
-    const unsigned long time = ReadHeader(record).Timestamp;
+  bool Take(const RecordView& record) override {
+    const unsigned long time = record.Timestamp();
     if (!Begin) Begin = time;
     if (Duration && time > *Begin && time - *Begin > *Duration) return false;
-    return Next.Take(record, length);
+    return Next.Take(record);
   }
   void Pause() override { Next.Pause(); }
 
  private:
-  EntrySink& Next;
+  RecordSink& Next;
   const std::optional<unsigned long> Duration;
   std::optional<unsigned long> Begin;  // ns
 };

@@ -5,10 +5,10 @@ namespace client {
 namespace {
 
 /// The inverted sum with carry, begun with 0 (classic) or the protected identifier (enhanced).
-unsigned char Checksum(unsigned int begin, const unsigned char* data, std::size_t size) {
+unsigned char Checksum(unsigned int begin, std::span<const unsigned char> data) {
   unsigned int sum = begin;
-  for (std::size_t index = 0; index < size; ++index) {
-    sum += data[index];
+  for (const unsigned char byte : data) {
+    sum += byte;
     if (sum > 0xFF) sum -= 0xFF;
   }
   return static_cast<unsigned char>(~sum);
@@ -24,10 +24,10 @@ unsigned char LinProtectedIdentifier(unsigned int identifier) {
 }
 
 LinChecksumModel LinChecksumModelOf(unsigned char checksum, unsigned char protectedIdentifier,
-                                    const unsigned char* data, std::size_t size) {
-  if (size == 0) return LinChecksumModel::Unknown;
-  if (checksum == Checksum(0, data, size)) return LinChecksumModel::Classic;
-  return checksum == Checksum(protectedIdentifier, data, size) ? LinChecksumModel::Enhanced : LinChecksumModel::Unknown;
+                                    std::span<const unsigned char> data) {
+  if (data.empty()) return LinChecksumModel::Unknown;
+  if (checksum == Checksum(0, data)) return LinChecksumModel::Classic;
+  return checksum == Checksum(protectedIdentifier, data) ? LinChecksumModel::Enhanced : LinChecksumModel::Unknown;
 }
 
 }  // namespace client

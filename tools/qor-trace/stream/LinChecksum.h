@@ -2,7 +2,7 @@
 #ifndef QOR_TRACE_LINCHECKSUM_H
 #define QOR_TRACE_LINCHECKSUM_H
 
-#include <cstddef>
+#include <span>
 
 namespace client {
 
@@ -17,9 +17,9 @@ unsigned char LinProtectedIdentifier(unsigned int identifier);
 
 /// A record doesn't say which checksum its bus uses: it is the one that fits, if one does.
 /// @param protectedIdentifier  as on the bus
-/// @param size                 bytes of data, the checksum not among them
+/// @param data                 without the checksum
 LinChecksumModel LinChecksumModelOf(unsigned char checksum, unsigned char protectedIdentifier,
-                                    const unsigned char* data, std::size_t size);
+                                    std::span<const unsigned char> data);
 
 }  // namespace client
 

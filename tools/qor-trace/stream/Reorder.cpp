@@ -12,20 +12,20 @@ constexpr std::size_t BlockSize = 256u << 10;  // bytes; a block with a longer r
 
 }  // namespace
 
-bool Reorder::Take(const unsigned char* record, unsigned int length) {
+bool Reorder::Take(const RecordView& record) {
   if (Declined) return false;
-  const EntryHeader header = ReadHeader(record);
   TakenSincePause = true;
-  if (header.Timestamp < HandedOver) return PassLate(header, record, length);
-  Hold(header, record, length);
+  if (record.Timestamp() < HandedOver) return PassLate(record);
+  Hold(record);
   return HandOverDue();
 }
 
-bool Reorder::PassLate(const EntryHeader& header, const unsigned char* record, unsigned int length) {
-  Declined = !Next.Take(record, length);
-  LateEntries& late = LateByChannel[header.ChannelId];
-  late.First = late.Count == 0 ? header.Timestamp : std::min(late.First, header.Timestamp);
-  late.Last = std::max(late.Last, header.Timestamp);
+bool Reorder::PassLate(const RecordView& record) {
+  Declined = !Next.Take(record);
+  const unsigned long time = record.Timestamp();
+  LateEntries& late = LateByChannel[record.ChannelId()];
+  late.First = late.Count == 0 ? time : std::min(late.First, time);
+  late.Last = std::max(late.Last, time);
   ++late.Count;
   return !Declined;
 }
@@ -47,16 +47,16 @@ void Reorder::Free(const Held& held) {
     Blocks.erase(held.Place);
 }
 
-void Reorder::Hold(const EntryHeader& header, const unsigned char* record, unsigned int length) {
-  MakeRoomFor(length);
+void Reorder::Hold(const RecordView& record) {
+  MakeRoomFor(record.Length());
   Block& block = Blocks.back();
-  const Held held{header.Timestamp, Taken++, std::prev(Blocks.end()), static_cast<unsigned int>(block.Bytes.size()),
-                  length};
-  block.Bytes.insert(block.Bytes.end(), record, record + length);
+  const Held held{record.Timestamp(), Taken++, std::prev(Blocks.end()), static_cast<unsigned int>(block.Bytes.size()),
+                  record.Length()};
+  block.Bytes.insert(block.Bytes.end(), record.Bytes().begin(), record.Bytes().end());
   ++block.Waiting;
-  HeldBytes += length;
-  Newest = std::max(Newest, header.Timestamp);
-  if (InOrder.empty() || header.Timestamp >= InOrder.back().Time)
+  HeldBytes += held.Length;
+  Newest = std::max(Newest, held.Time);
+  if (InOrder.empty() || held.Time >= InOrder.back().Time)
     InOrder.push_back(held);
   else
     Stragglers.push(held);
@@ -79,7 +79,7 @@ bool Reorder::HandOverDue() {
 bool Reorder::HandOverOldest() {
   const bool straggler = OldestIsStraggler();
   const Held held = straggler ? Stragglers.top() : InOrder.front();
-  if (!Next.Take(held.Place->Bytes.data() + held.Offset, held.Length)) Declined = true;
+  if (!Next.Take(RecordView(held.Place->Bytes.data() + held.Offset, held.Length))) Declined = true;
   if (straggler)
     Stragglers.pop();
   else

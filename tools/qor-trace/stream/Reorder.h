@@ -12,7 +12,7 @@
 #include <utility>
 #include <vector>
 
-#include "stream/Entry.h"
+#include "stream/RecordSink.h"
 
 namespace client {
 
@@ -31,7 +31,7 @@ struct LateEntries {
 /// a second of real time, nothing is on its way either, and Pause hands everything over.
 ///
 /// Threads: one. Memory: the limit, and some 32 bytes for each entry held.
-class Reorder : public EntrySink {
+class Reorder : public RecordSink {
  public:
   using Clock = std::function<std::chrono::steady_clock::time_point()>;
 
@@ -42,13 +42,13 @@ class Reorder : public EntrySink {
   /// @param next    outlives this
   /// @param window  ns of trace time; 0 hands everything over at once, and only counts
   /// @param limit   bytes of entries held
-  explicit Reorder(EntrySink& next, unsigned long window = UsualWindow, std::size_t limit = UsualLimit,
+  explicit Reorder(RecordSink& next, unsigned long window = UsualWindow, std::size_t limit = UsualLimit,
                    Clock now = std::chrono::steady_clock::now)
       : Next(next), Window(window), Limit(limit), Now(std::move(now)) {}
 
   /// False once the next sink has declined an entry, which ends the stream. What is held goes on with Finish all the same:
   /// some of several outputs may still take it.
-  bool Take(const unsigned char* record, unsigned int length) override;
+  bool Take(const RecordView& record) override;
   void Pause() override;
 
   /// Hands over what is held. Nothing is taken afterwards.
@@ -76,13 +76,13 @@ class Reorder : public EntrySink {
 
   void MakeRoomFor(unsigned int length);
   void Free(const Held& held);
-  void Hold(const EntryHeader& header, const unsigned char* record, unsigned int length);
+  void Hold(const RecordView& record);
   bool HandOverDue();
   bool HandOverOldest();
   bool OldestIsStraggler() const;
-  bool PassLate(const EntryHeader& header, const unsigned char* record, unsigned int length);
+  bool PassLate(const RecordView& record);
 
-  EntrySink& Next;
+  RecordSink& Next;
   const unsigned long Window;
   const std::size_t Limit;
   const Clock Now;

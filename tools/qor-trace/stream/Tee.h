@@ -2,26 +2,24 @@
 #ifndef QOR_TRACE_TEE_H
 #define QOR_TRACE_TEE_H
 
-#include "stream/Entry.h"
+#include "stream/RecordSink.h"
 
 namespace client {
 
 /// Hands each entry to two sinks, to the second one only what the first one has taken.
-class Tee : public EntrySink {
+class Tee : public RecordSink {
  public:
-  Tee(EntrySink& first, EntrySink& second) : First(first), Second(second) {}
+  Tee(RecordSink& first, RecordSink& second) : First(first), Second(second) {}
 
-  bool Take(const unsigned char* record, unsigned int length) override {
-    return First.Take(record, length) && Second.Take(record, length);
-  }
+  bool Take(const RecordView& record) override { return First.Take(record) && Second.Take(record); }
   void Pause() override {
     First.Pause();
     Second.Pause();
   }
 
  private:
-  EntrySink& First;
-  EntrySink& Second;
+  RecordSink& First;
+  RecordSink& Second;
 };
 
 }  // namespace client

@@ -7,7 +7,6 @@
 #include <cmath>
 #include <utility>
 
-#include "stream/EntryKind.h"
 #include "views/CanBits.h"
 
 namespace client {
@@ -23,14 +22,19 @@ constexpr unsigned int FlexRayFixedBytes = 5 + 3;       // header, frame CRC
 constexpr unsigned int EthernetEdgeBytes = 8 + 4 + 12;  // preamble, CRC, gap
 constexpr unsigned int EthernetSmallestFrame = 60;
 
-unsigned int LinBits(const LinEntry& lin, Kind kind) {
-  if (kind == Kind::LinEvent) return 0;
-  if (kind == Kind::LinWakeUp) return LinWakeUpBits;
-  return LinHeaderBits + LinByteBits * std::min<unsigned int>(lin.Announced, 9);
+unsigned int LinBits(const LinView& lin) {
+  switch (lin.Kind()) {
+    case RecordKind::LinEvent:
+      return 0;
+    case RecordKind::LinWakeUp:
+      return LinWakeUpBits;
+    default:
+      return LinHeaderBits + LinByteBits * std::min<unsigned int>(lin.DataLength, LinView::kMostDataBytes + 1);
+  }
 }
 
 /// Of a channel code; both channels are two lanes.
-bool IsOnLane(const FlexRayEntry& flexRay, std::size_t lane) { return flexRay.Channel == lane || flexRay.Channel == 2; }
+bool IsOnLane(const FlexRayView& flexRay, std::size_t lane) { return flexRay.Channel == lane || flexRay.Channel == 2; }
 
 }  // namespace
 
@@ -65,23 +69,41 @@ const char* LaneName(unsigned char busType, std::size_t lane) {
   return "bus";
 }
 
-void BusLoad::Add(const unsigned char* record, unsigned int length, const BitRates& rates) {
-  if (const auto can = ReadCan(record, length)) {
-    const CanBits bits = CanBitsOf(*can);
-    if (bits.Nominal == 0) return;
-    const double dataBits = bits.Data * static_cast<double>(rates.CanNominal) / static_cast<double>(rates.CanData);
-    AddTime(0, bits.Nominal + dataBits, static_cast<double>(rates.CanNominal));
-  } else if (const auto lin = ReadLin(record, length)) {
-    const double bitRate = lin->BitTime == 0 ? static_cast<double>(LinBitRate) : 8e9 / lin->BitTime;
-    AddTime(0, LinBits(*lin, KindOf(record, length)), bitRate);
-  } else if (const auto flexRay = ReadFlexRay(record, length); flexRay && flexRay->IsFrame()) {
-    const unsigned int bits = FlexRayEdgeBits + FlexRayByteBits * (FlexRayFixedBytes + 2u * flexRay->Words);
-    for (std::size_t lane = 0; lane < MostLanes; ++lane)
-      if (IsOnLane(*flexRay, lane)) AddTime(lane, bits, static_cast<double>(FlexRayBitRate));
-  } else if (const auto ethernet = ReadEthernet(record, length); ethernet && IsFrame(KindOf(record, length))) {
-    const unsigned int bytes = EthernetEdgeBytes + std::max(ethernet->OnBus, EthernetSmallestFrame);
-    AddTime(ethernet->Has(QOR_TRACE_ETHERNET_TRANSMITTED) ? 1 : 0, 8 * bytes, static_cast<double>(rates.Ethernet));
+void BusLoad::Add(const RecordView& record, const BitRates& rates) {
+  if (!record.IsWellFormed()) return;
+  switch (record.Bus()) {
+    case BusType_Can:
+      return AddCan(record.Can(), rates);
+    case BusType_Lin:
+      return AddLin(record.Lin());
+    case BusType_FlexRay:
+      return AddFlexRay(record.FlexRay());
+    default:
+      return AddEthernet(record.Ethernet(), rates);
   }
+}
+
+void BusLoad::AddCan(const CanView& can, const BitRates& rates) {
+  const CanBits bits = CanBitsOf(can);
+  const double dataBits = bits.Data * static_cast<double>(rates.CanNominal) / static_cast<double>(rates.CanData);
+  AddTime(0, bits.Nominal + dataBits, static_cast<double>(rates.CanNominal));
+}
+
+void BusLoad::AddLin(const LinView& lin) {
+  AddTime(0, LinBits(lin), lin.BitTime == 0 ? static_cast<double>(LinBitRate) : 8e9 / lin.BitTime);
+}
+
+void BusLoad::AddFlexRay(const FlexRayView& flexRay) {
+  if (!flexRay.IsFrame()) return;
+  const unsigned int bits = FlexRayEdgeBits + FlexRayByteBits * (FlexRayFixedBytes + flexRay.PayloadBytes());
+  for (std::size_t lane = 0; lane < MostLanes; ++lane)
+    if (IsOnLane(flexRay, lane)) AddTime(lane, bits, static_cast<double>(FlexRayBitRate));
+}
+
+void BusLoad::AddEthernet(const EthernetView& ethernet, const BitRates& rates) {
+  if (!IsFrame(ethernet.Kind())) return;
+  const unsigned int bytes = EthernetEdgeBytes + std::max<unsigned int>(ethernet.FrameLength, EthernetSmallestFrame);
+  AddTime(ethernet.Has(QOR_TRACE_ETHERNET_TRANSMITTED) ? 1 : 0, 8 * bytes, static_cast<double>(rates.Ethernet));
 }
 
 void BusLoad::AddTime(std::size_t lane, double bits, double bitRate) {

@@ -8,7 +8,7 @@
 #include <string>
 #include <string_view>
 
-#include "stream/Entry.h"
+#include "record/RecordView.h"
 
 namespace client {
 
@@ -42,13 +42,17 @@ const char* LaneName(unsigned char busType, std::size_t lane);
 /// a start sequence of nine bits. Ethernet: with preamble, CRC and gap.
 class BusLoad {
  public:
-  void Add(const unsigned char* record, unsigned int length, const BitRates& rates);
+  void Add(const RecordView& record, const BitRates& rates);
 
   /// @param span  ns, from the start of the first frame to that of the last one
   /// @return      percent; nothing without a frame or for one at a single moment. More than 100 when the bit rate is wrong.
   std::optional<double> Percent(std::size_t lane, unsigned long span) const;
 
  private:
+  void AddCan(const CanView& can, const BitRates& rates);
+  void AddLin(const LinView& lin);
+  void AddFlexRay(const FlexRayView& flexRay);
+  void AddEthernet(const EthernetView& ethernet, const BitRates& rates);
   void AddTime(std::size_t lane, double bits, double bitRate);
 
   struct Busy {

@@ -17,8 +17,8 @@ class StuffedBits {
   void Put(unsigned int value, unsigned int count) {
     while (count-- > 0) PutBit((value >> count & 1) != 0);
   }
-  void PutData(const CanEntry& can) {
-    for (unsigned int index = 0; index < can.DataLength; ++index) Put(can.Data[index], 8);
+  void PutData(const CanView& can) {
+    for (const unsigned char byte : can.Data()) Put(byte, 8);
   }
   unsigned int Crc() const { return Crc15; }
   unsigned int Count() const { return Bits; }
@@ -46,7 +46,7 @@ class StuffedBits {
 
 /// Start of frame, identifier, and the bits around it, up to the last one that classic and FD frames share.
 /// @param substitute  remote request, or its reserved place in an FD frame
-void PutIdentifier(StuffedBits& bits, const CanEntry& can, unsigned int substitute) {
+void PutIdentifier(StuffedBits& bits, const CanView& can, unsigned int substitute) {
   const unsigned int identifier = can.PlainIdentifier();
   bits.Put(0, 1);
   if (!can.Has(QOR_TRACE_CAN_EXTENDED)) {
@@ -60,7 +60,7 @@ void PutIdentifier(StuffedBits& bits, const CanEntry& can, unsigned int substitu
   bits.Put(substitute, 1);
 }
 
-CanBits ClassicBits(const CanEntry& can) {
+CanBits ClassicBits(const CanView& can) {
   StuffedBits bits;
   const bool remote = can.DataLength == 0 && can.Dlc != 0;
   PutIdentifier(bits, can, remote ? 1 : 0);
@@ -71,7 +71,7 @@ CanBits ClassicBits(const CanEntry& can) {
   return {bits.CountToTheEnd() + ClassicTailBits, 0};
 }
 
-CanBits FdBits(const CanEntry& can) {
+CanBits FdBits(const CanView& can) {
   StuffedBits bits;
   const bool switched = can.Has(QOR_TRACE_CAN_BRS);
   PutIdentifier(bits, can, 0);
@@ -88,10 +88,17 @@ CanBits FdBits(const CanEntry& can) {
 
 }  // namespace
 
-CanBits CanBitsOf(const CanEntry& can) {
-  if (can.Has(QOR_TRACE_CAN_TRIGGER)) return {};
-  if (can.Has(QOR_TRACE_CAN_ERROR)) return {ErrorFrameBits, 0};
-  return can.Has(QOR_TRACE_CAN_FD) ? FdBits(can) : ClassicBits(can);
+CanBits CanBitsOf(const CanView& can) {
+  switch (can.Kind()) {
+    case RecordKind::CanFrame:
+      return ClassicBits(can);
+    case RecordKind::CanFdFrame:
+      return FdBits(can);
+    case RecordKind::CanErrorFrame:
+      return {ErrorFrameBits, 0};
+    default:
+      return {};
+  }
 }
 
 }  // namespace client

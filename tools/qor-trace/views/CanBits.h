@@ -2,7 +2,7 @@
 #ifndef QOR_TRACE_CANBITS_H
 #define QOR_TRACE_CANBITS_H
 
-#include "stream/Entry.h"
+#include "record/RecordView.h"
 
 namespace client {
 
@@ -14,8 +14,8 @@ struct CanBits {
 
 /// The bits of a frame from its start to the end of the intermission after it, stuff bits included. Stuff bits are
 /// counted exactly for identifier, data and CRC. An error frame counts as the 17 bits that it takes at least, an event
-/// as none.
-CanBits CanBitsOf(const CanEntry& can);
+/// as none. Data bytes that the record announces and doesn't hold are left out.
+CanBits CanBitsOf(const CanView& can);
 
 }  // namespace client
 

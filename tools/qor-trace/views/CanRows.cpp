@@ -9,41 +9,33 @@ namespace client {
 
 namespace {
 
-/// The library lists only whole entries; so does MessageTable.
-CanEntry Can(const MessageRow& row) { return ReadCan(row.Record(), row.Length()).value_or(CanEntry{}); }
-
 /// Messages differ by their identifier with its marker bits: a standard and an extended frame of the same number are two,
 /// and so are a classic and an FD one.
 class Rows : public BusRows {
  public:
-  std::string KeyOf(const unsigned char* record, unsigned int length) const override {
-    return KeyOfNumber(ReadCan(record, length).value_or(CanEntry{}).Identifier);
-  }
+  std::string KeyOf(const RecordView& record) const override { return KeyOfNumber(record.Can().Identifier); }
 
   std::vector<Column> NameColumns() const override { return {{"Id", true, 9}}; }
   /// "18fe0102x": hexadecimal, x for an extended identifier.
   std::vector<std::string> NameCells(const MessageRow& row) const override {
-    const CanEntry can = Can(row);
+    const CanView can = row.Record().Can();
     return {fmt::format("{:x}{}", can.PlainIdentifier(), can.Has(QOR_TRACE_CAN_EXTENDED) ? "x" : "")};
   }
 
   std::vector<Column> MoreColumns() const override { return {{"DLC", true}}; }
   std::vector<std::string> MoreCells(const MessageRow& row) const override {
-    return {fmt::format("{:x}", Can(row).Dlc)};
+    return {fmt::format("{:x}", row.Record().Can().Dlc)};
   }
 
   void AddJson(const MessageRow& row, nlohmann::json& json) const override {
-    const CanEntry can = Can(row);
+    const CanView can = row.Record().Can();
     json["identifier"] = can.PlainIdentifier();
     json["extended"] = can.Has(QOR_TRACE_CAN_EXTENDED);
     json["fd"] = can.Has(QOR_TRACE_CAN_FD);
     json["dlc"] = can.Dlc;
   }
 
-  std::span<const unsigned char> Data(const MessageRow& row) const override {
-    const CanEntry can = Can(row);
-    return {can.Data, can.DataLength};
-  }
+  std::span<const unsigned char> Data(const MessageRow& row) const override { return row.Record().Can().Data(); }
 };
 
 }  // namespace

@@ -14,10 +14,6 @@ namespace {
 constexpr std::size_t AddressSize = 6;
 constexpr unsigned int SmallestType = 0x600;  // below, the field is a length
 
-EthernetEntry Ethernet(const MessageRow& row) {
-  return ReadEthernet(row.Record(), row.Length()).value_or(EthernetEntry{});
-}
-
 /// What the front of a frame says, as far as there is one.
 struct Front {
   std::span<const unsigned char> Destination, Source;
@@ -25,8 +21,8 @@ struct Front {
   std::optional<unsigned int> Type;  // after the tags
   std::size_t Size = 0;              // bytes up to the payload
 
-  explicit Front(const EthernetEntry& ethernet) {
-    const std::span<const unsigned char> frame(ethernet.Frame, ethernet.FrameLength);
+  explicit Front(const RecordView& record) : Front(record.Ethernet().Frame()) {}
+  explicit Front(std::span<const unsigned char> frame) {
     if (frame.size() < 2 * AddressSize) return;
     Destination = frame.first(AddressSize);
     Source = frame.subspan(AddressSize, AddressSize);
@@ -79,8 +75,8 @@ std::string TypeText(std::optional<unsigned int> type) {
 /// Frames differ by their addresses, VLAN tags and type; all others are one message.
 class Rows : public BusRows {
  public:
-  std::string KeyOf(const unsigned char* record, unsigned int length) const override {
-    const Front front(ReadEthernet(record, length).value_or(EthernetEntry{}));
+  std::string KeyOf(const RecordView& record) const override {
+    const Front front(record);
     std::string key(front.Source.begin(), front.Source.end());
     key.append(front.Destination.begin(), front.Destination.end());
     key += static_cast<char>(front.Vlans.size());  // untagged ones first
@@ -91,31 +87,30 @@ class Rows : public BusRows {
 
   std::vector<Column> NameColumns() const override { return {{"Source"}, {"Destination"}, {"VLAN"}, {"Type"}}; }
   std::vector<std::string> NameCells(const MessageRow& row) const override {
-    const Front front(Ethernet(row));
+    const Front front(row.Record());
     return {AddressText(front.Source), AddressText(front.Destination),
             front.Vlans.empty() ? "-" : fmt::format("{}", fmt::join(front.Vlans, ".")), TypeText(front.Type)};
   }
 
   std::vector<Column> MoreColumns() const override { return {{"Len", true}}; }
   std::vector<std::string> MoreCells(const MessageRow& row) const override {
-    return {fmt::format("{}", Ethernet(row).OnBus)};
+    return {fmt::format("{}", row.Record().Ethernet().FrameLength)};
   }
 
   void AddJson(const MessageRow& row, nlohmann::json& json) const override {
-    const EthernetEntry ethernet = Ethernet(row);
-    const Front front(ethernet);
+    const Front front(row.Record());
     const bool there = !front.Source.empty();
     json["source"] = there ? nlohmann::json(AddressText(front.Source)) : nlohmann::json();
     json["destination"] = there ? nlohmann::json(AddressText(front.Destination)) : nlohmann::json();
     json["vlans"] = front.Vlans;
     json["type"] = front.Type && *front.Type >= SmallestType ? nlohmann::json(*front.Type) : nlohmann::json();
-    json["frame_bytes"] = ethernet.OnBus;
+    json["frame_bytes"] = row.Record().Ethernet().FrameLength;
   }
 
   /// The payload: what follows addresses and type.
   std::span<const unsigned char> Data(const MessageRow& row) const override {
-    const EthernetEntry ethernet = Ethernet(row);
-    return std::span(ethernet.Frame, ethernet.FrameLength).subspan(Front(ethernet).Size);
+    const auto frame = row.Record().Ethernet().Frame();
+    return frame.subspan(Front(frame).Size);
   }
 };
 

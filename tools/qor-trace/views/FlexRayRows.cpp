@@ -26,12 +26,10 @@ const char* FlexRayChannels(unsigned char code) {
 
 namespace {
 
-FlexRayEntry FlexRay(const MessageRow& row) { return ReadFlexRay(row.Record(), row.Length()).value_or(FlexRayEntry{}); }
-
 /// The channel of a frame, a symbol or an error; other events have none.
-const char* Channels(const FlexRayEntry& flexRay) {
-  if (flexRay.IsFrame() || flexRay.Kind == 6) return FlexRayChannels(flexRay.Channel);
-  return flexRay.Kind >= 7 ? FlexRayChannels(flexRay.EventChannel()) : "-";
+const char* Channels(const FlexRayView& flexRay) {
+  const auto code = flexRay.ChannelCode();
+  return code ? FlexRayChannels(*code) : "-";
 }
 
 std::string Cycles(const MessageRow& row) {
@@ -43,37 +41,37 @@ std::string Cycles(const MessageRow& row) {
 /// Frames differ by their slot and channel; of the rest, each kind is one.
 class Rows : public BusRows {
  public:
-  std::string KeyOf(const unsigned char* record, unsigned int length) const override {
-    const FlexRayEntry flexRay = ReadFlexRay(record, length).value_or(FlexRayEntry{});
-    if (flexRay.IsFrame()) return KeyOfNumber(flexRay.Slot) + KeyOfNumber(flexRay.Channel);
-    return KeyOfNumber(~0u) + KeyOfNumber(flexRay.Kind);  // after the frames
+  std::string KeyOf(const RecordView& record) const override {
+    const FlexRayView flexRay = record.FlexRay();
+    if (flexRay.IsFrame()) return KeyOfNumber(flexRay.SlotId) + KeyOfNumber(flexRay.Channel);
+    return KeyOfNumber(~0u) + KeyOfNumber(static_cast<unsigned int>(flexRay.Type));  // after the frames
   }
 
   std::vector<Column> NameColumns() const override { return {{"Slot", true}, {"A/B"}, {"Cycles"}}; }
   std::vector<std::string> NameCells(const MessageRow& row) const override {
-    const FlexRayEntry flexRay = FlexRay(row);
-    return {flexRay.IsFrame() ? fmt::format("{}", flexRay.Slot) : "-", Channels(flexRay), Cycles(row)};
+    const FlexRayView flexRay = row.Record().FlexRay();
+    return {flexRay.IsFrame() ? fmt::format("{}", flexRay.SlotId) : "-", Channels(flexRay), Cycles(row)};
   }
 
   std::vector<Column> MoreColumns() const override { return {{"Len", true}, {"Flags"}}; }
   std::vector<std::string> MoreCells(const MessageRow& row) const override {
-    const FlexRayEntry flexRay = FlexRay(row);
+    const FlexRayView flexRay = row.Record().FlexRay();
     if (!flexRay.IsFrame()) return {"-", "-"};
-    return {fmt::format("{}", 2 * flexRay.Words), FlagText(flexRay)};
+    return {fmt::format("{}", flexRay.PayloadBytes()), FlagText(flexRay)};
   }
 
   void AddJson(const MessageRow& row, nlohmann::json& json) const override {
-    const FlexRayEntry flexRay = FlexRay(row);
+    const FlexRayView flexRay = row.Record().FlexRay();
     const std::string channels = Channels(flexRay);
-    json["item_type"] = flexRay.Kind;
+    json["item_type"] = static_cast<unsigned int>(flexRay.Type);
     json["flexray_channel"] = channels == "-" ? nlohmann::json() : nlohmann::json(channels);
     if (!flexRay.IsFrame()) return;
     const CycleFilter filter = CycleFilterOf(row.BusCycles);
-    json["slot"] = flexRay.Slot;
+    json["slot"] = flexRay.SlotId;
     json["cycle"] = flexRay.Cycle;
     json["base_cycle"] = filter.Base;
     json["cycle_repetition"] = filter.Repetition;
-    json["payload_bytes"] = 2 * flexRay.Words;
+    json["payload_bytes"] = flexRay.PayloadBytes();
     json["sync"] = flexRay.Has(QOR_TRACE_FLEXRAY_SYNC);
     json["startup"] = flexRay.Has(QOR_TRACE_FLEXRAY_STARTUP);
     json["payload_preamble"] = flexRay.Has(QOR_TRACE_FLEXRAY_INDICATOR);
@@ -82,13 +80,13 @@ class Rows : public BusRows {
 
   /// The payload of a null frame isn't valid.
   std::span<const unsigned char> Data(const MessageRow& row) const override {
-    const FlexRayEntry flexRay = FlexRay(row);
+    const FlexRayView flexRay = row.Record().FlexRay();
     if (flexRay.Has(QOR_TRACE_FLEXRAY_NULL)) return {};
-    return {flexRay.Data, flexRay.DataLength};
+    return flexRay.Data();
   }
 
  private:
-  static std::string FlagText(const FlexRayEntry& flexRay) {
+  static std::string FlagText(const FlexRayView& flexRay) {
     std::string text;
     if (flexRay.Has(QOR_TRACE_FLEXRAY_STARTUP)) text += " startup";
     if (flexRay.Has(QOR_TRACE_FLEXRAY_SYNC)) text += " sync";

@@ -10,11 +10,10 @@ namespace client {
 
 namespace {
 
-LinEntry Lin(const MessageRow& row) { return ReadLin(row.Record(), row.Length()).value_or(LinEntry{}); }
-
-const char* ChecksumModel(const LinEntry& lin) {
-  if (!lin.Checksum) return "-";
-  switch (LinChecksumModelOf(*lin.Checksum, LinProtectedIdentifier(lin.Identifier), lin.Data, lin.DataLength)) {
+const char* ChecksumModel(const LinView& lin) {
+  const auto checksum = lin.Checksum();
+  if (!checksum) return "-";
+  switch (LinChecksumModelOf(*checksum, LinProtectedIdentifier(lin.Identifier), lin.Data())) {
     case LinChecksumModel::Classic:
       return "classic";
     case LinChecksumModel::Enhanced:
@@ -27,35 +26,34 @@ const char* ChecksumModel(const LinEntry& lin) {
 /// Messages differ by their identifier byte.
 class Rows : public BusRows {
  public:
-  std::string KeyOf(const unsigned char* record, unsigned int length) const override {
-    const LinEntry lin = ReadLin(record, length).value_or(LinEntry{});
+  std::string KeyOf(const RecordView& record) const override {
+    const LinView lin = record.Lin();
     return KeyOfNumber(lin.PlainIdentifier()) + KeyOfNumber(lin.Identifier);
   }
 
   std::vector<Column> NameColumns() const override { return {{"Id", true}}; }
   std::vector<std::string> NameCells(const MessageRow& row) const override {
-    return {fmt::format("{:02x}", Lin(row).PlainIdentifier())};
+    return {fmt::format("{:02x}", row.Record().Lin().PlainIdentifier())};
   }
 
   std::vector<Column> MoreColumns() const override { return {{"Len", true}, {"Checksum"}}; }
   std::vector<std::string> MoreCells(const MessageRow& row) const override {
-    const LinEntry lin = Lin(row);
-    const std::string sum = lin.Checksum ? fmt::format("{:02x} ", *lin.Checksum) : "";
-    return {fmt::format("{}", lin.DataLength), sum + ChecksumModel(lin)};
+    const LinView lin = row.Record().Lin();
+    const auto checksum = lin.Checksum();
+    const std::string sum = checksum ? fmt::format("{:02x} ", *checksum) : "";
+    return {fmt::format("{}", lin.Data().size()), sum + ChecksumModel(lin)};
   }
 
   void AddJson(const MessageRow& row, nlohmann::json& json) const override {
-    const LinEntry lin = Lin(row);
+    const LinView lin = row.Record().Lin();
     const std::string model = ChecksumModel(lin);
     json["identifier"] = lin.PlainIdentifier();
-    json["checksum"] = lin.Checksum ? nlohmann::json(*lin.Checksum) : nlohmann::json();
+    const auto checksum = lin.Checksum();
+    json["checksum"] = checksum ? nlohmann::json(*checksum) : nlohmann::json();
     json["checksum_model"] = model == "-" ? nlohmann::json() : nlohmann::json(model);
   }
 
-  std::span<const unsigned char> Data(const MessageRow& row) const override {
-    const LinEntry lin = Lin(row);
-    return {lin.Data, lin.DataLength};
-  }
+  std::span<const unsigned char> Data(const MessageRow& row) const override { return row.Record().Lin().Data(); }
 };
 
 }  // namespace

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "stream/EntryKind.h"
+#include "record/RecordView.h"
 #include "views/TextTable.h"
 
 namespace client {
@@ -21,9 +21,8 @@ struct MessageRow {
   unsigned long BusCycles = 0;  // FlexRay frames: bit n for bus cycle n
   std::vector<unsigned char> Newest;
 
-  /// The newest record as the readers of Entry.h take it.
-  const unsigned char* Record() const { return Newest.data(); }
-  unsigned int Length() const { return static_cast<unsigned int>(Newest.size()); }
+  /// The newest entry; only of a row that has taken one.
+  RecordView Record() const { return {Newest.data(), static_cast<unsigned int>(Newest.size())}; }
 };
 
 /// What is particular to the messages of one bus.
@@ -32,7 +31,7 @@ class BusRows {
   virtual ~BusRows() = default;
 
   /// Distinguishes the messages of a channel and kind; rows are sorted by it.
-  virtual std::string KeyOf(const unsigned char* record, unsigned int length) const = 0;
+  virtual std::string KeyOf(const RecordView& record) const = 0;
 
   /// Columns that name a message, and columns with details of its newest entry; with the cells of each.
   virtual std::vector<Column> NameColumns() const = 0;

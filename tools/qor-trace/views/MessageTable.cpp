@@ -7,13 +7,15 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
+#include "stream/KindText.h"
+
 namespace client {
 
 namespace {
 
 constexpr std::size_t MostDataShown = 16;  // bytes of a row for people
 
-const char* DirectionOf(const MessageRow& row) { return IsTransmitted(row.Record(), row.Length()) ? "Tx" : "Rx"; }
+const char* DirectionOf(const MessageRow& row) { return row.Record().IsTransmitted() ? "Tx" : "Rx"; }
 
 std::string CycleText(unsigned long ns, unsigned long count) {
   if (count < 2) return "-";
@@ -39,7 +41,7 @@ TextTable EmptyTable(const BusRows& bus) {
   return TextTable(std::move(columns));
 }
 
-std::vector<std::string> Cells(const BusRows& bus, const char* name, unsigned int channel, Kind kind,
+std::vector<std::string> Cells(const BusRows& bus, const char* name, unsigned int channel, RecordKind kind,
                                const MessageRow& row) {
   std::vector<std::string> cells = {fmt::format("{}", channel), name};
   Append(cells, bus.NameCells(row));
@@ -47,12 +49,6 @@ std::vector<std::string> Cells(const BusRows& bus, const char* name, unsigned in
   Append(cells, bus.MoreCells(row));
   cells.push_back(DataText(bus.Data(row)));
   return cells;
-}
-
-/// Notes in which of its bus's cycles a FlexRay frame came.
-void NoteBusCycle(MessageRow& row, const unsigned char* record, unsigned int length) {
-  const auto flexRay = ReadFlexRay(record, length);
-  if (flexRay && flexRay->IsFrame()) row.BusCycles |= 1ul << (flexRay->Cycle & 63);
 }
 
 }  // namespace
@@ -77,32 +73,31 @@ std::string KeyOfNumber(unsigned int number) {
           static_cast<char>(number)};
 }
 
-MessageRow* MessageTable::RowOf(const EntryHeader& header, const unsigned char* record, unsigned int length) {
-  const BusRows* bus = RowsOf(header.BusType);
-  const Kind kind = KindOf(record, length);
-  if (bus == nullptr || kind == Kind::Malformed) return nullptr;
-  return &Rows[{header.BusType, header.ChannelId, bus->KeyOf(record, length), kind}];
+/// The row of an entry; null for one that has none.
+MessageRow* MessageTable::RowOf(const RecordView& record) {
+  const BusRows* bus = RowsOf(record.Bus());
+  const RecordKind kind = record.Kind();
+  if (bus == nullptr || kind == RecordKind::Unknown) return nullptr;
+  return &Rows[{record.Bus(), record.ChannelId(), bus->KeyOf(record), kind}];
 }
 
-bool MessageTable::Take(const unsigned char* record, unsigned int length) {
-  const EntryHeader header = ReadHeader(record);
-  MessageRow* row = RowOf(header, record, length);
+void MessageTable::Keep(const RecordView& record, MessageRow& row) {
+  row.Timestamp = record.Timestamp();
+  row.Newest.assign(record.Bytes().begin(), record.Bytes().end());
+  if (record.Bus() == BusType_FlexRay && record.IsFrame()) row.BusCycles |= 1ul << (record.FlexRay().Cycle & 63);
+}
+
+bool MessageTable::Take(const RecordView& record) {
+  MessageRow* row = RowOf(record);
   if (row == nullptr) return true;
-  row->Cycle = row->Count > 0 && header.Timestamp > row->Timestamp ? header.Timestamp - row->Timestamp : 0;
+  row->Cycle = row->Count > 0 && record.Timestamp() > row->Timestamp ? record.Timestamp() - row->Timestamp : 0;
   ++row->Count;
-  row->Timestamp = header.Timestamp;
-  row->Newest.assign(record, record + length);
-  NoteBusCycle(*row, record, length);
+  Keep(record, *row);
   return true;
 }
 
-void MessageTable::SetNewest(const unsigned char* record, unsigned int length) {
-  const EntryHeader header = ReadHeader(record);
-  MessageRow* row = RowOf(header, record, length);
-  if (row == nullptr) return;
-  row->Timestamp = header.Timestamp;
-  row->Newest.assign(record, record + length);
-  NoteBusCycle(*row, record, length);
+void MessageTable::SetNewest(const RecordView& record) {
+  if (MessageRow* row = RowOf(record)) Keep(record, *row);
 }
 
 std::string MessageTable::Text() const {
@@ -110,11 +105,11 @@ std::string MessageTable::Text() const {
   for (const unsigned char busType : {BusType_Can, BusType_Lin, BusType_FlexRay, BusType_Ethernet}) {
     const BusRows& bus = *RowsOf(busType);
     TextTable table = EmptyTable(bus);
-    const auto begin = Rows.lower_bound(Key{busType, 0, "", Kind{}});
-    const auto end = Rows.lower_bound(Key{static_cast<unsigned char>(busType + 1), 0, "", Kind{}});
+    const auto begin = Rows.lower_bound(Key{busType, 0, "", RecordKind{}});
+    const auto end = Rows.lower_bound(Key{static_cast<unsigned char>(busType + 1), 0, "", RecordKind{}});
     if (begin == end && !(Rows.empty() && busType == BusType_Can)) continue;
     for (auto row = begin; row != end; ++row)
-      table.Add(Cells(bus, BusName(busType), std::get<1>(row->first), std::get<Kind>(row->first), row->second));
+      table.Add(Cells(bus, BusName(busType), std::get<1>(row->first), std::get<RecordKind>(row->first), row->second));
     if (!text.empty()) text += '\n';
     text += table.Text();
   }

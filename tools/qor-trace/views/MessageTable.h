@@ -7,19 +7,20 @@
 #include <string>
 #include <tuple>
 
+#include "stream/RecordSink.h"
 #include "views/MessageRow.h"
 
 namespace client {
 
 /// Counts the entries of each message and keeps the newest. What a message is, its bus decides (BusRows); entries of
 /// different kinds, such as frames and error frames, are different messages. Malformed entries have no row.
-class MessageTable : public EntrySink {
+class MessageTable : public RecordSink {
  public:
-  bool Take(const unsigned char* record, unsigned int length) override;
+  bool Take(const RecordView& record) override;
 
   /// Replaces the newest entry of a message by a row of the monitor's list. Its cycle time is not taken: the list
   /// compares the newest entries of two polls, which are further apart when a message comes more than once in a poll.
-  void SetNewest(const unsigned char* record, unsigned int length);
+  void SetNewest(const RecordView& record);
 
   /// For people: a heading for each bus, one line per row, long data cut short. Without any row, the CAN heading alone.
   std::string Text() const;
@@ -28,19 +29,20 @@ class MessageTable : public EntrySink {
 
  private:
   // Bus, channel, what the bus says, kind.
-  using Key = std::tuple<unsigned char, unsigned int, std::string, Kind>;
+  using Key = std::tuple<unsigned char, unsigned int, std::string, RecordKind>;
 
-  MessageRow* RowOf(const EntryHeader& header, const unsigned char* record, unsigned int length);
+  MessageRow* RowOf(const RecordView& record);
+  static void Keep(const RecordView& record, MessageRow& row);
 
   std::map<Key, MessageRow> Rows;
 };
 
 /// The rows of a monitor's list, for SetNewest.
-class NewestEntries : public EntrySink {
+class NewestEntries : public RecordSink {
  public:
   explicit NewestEntries(MessageTable& table) : Table(table) {}
-  bool Take(const unsigned char* record, unsigned int length) override {
-    Table.SetNewest(record, length);
+  bool Take(const RecordView& record) override {
+    Table.SetNewest(record);
     return true;
   }
 

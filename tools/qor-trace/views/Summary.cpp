@@ -15,13 +15,13 @@ void Extend(TimeSpan& span, unsigned long time, bool first) {
   span.Last = first ? time : std::max(span.Last, time);
 }
 
-void Count(Counts& counts, const unsigned char* record, unsigned int length) {
-  const Kind kind = KindOf(record, length);
+void Count(Counts& counts, const RecordView& record) {
+  const RecordKind kind = record.Kind();
   ++counts.Entries;
   ++counts.OfKind[static_cast<std::size_t>(kind)];
-  if (IsFrame(kind)) ++(IsTransmitted(record, length) ? counts.Transmitted : counts.Received);
-  if (const auto ethernet = ReadEthernet(record, length); ethernet && IsFrame(kind))
-    counts.FrameBytes += ethernet->OnBus;
+  if (!IsFrame(kind)) return;
+  ++(record.IsTransmitted() ? counts.Transmitted : counts.Received);
+  if (record.Bus() == BusType_Ethernet) counts.FrameBytes += record.Ethernet().FrameLength;
 }
 
 }  // namespace
@@ -31,7 +31,7 @@ Counts& Counts::operator+=(const Counts& other) {
   Received += other.Received;
   Transmitted += other.Transmitted;
   FrameBytes += other.FrameBytes;
-  for (std::size_t kind = 0; kind < KindCount; ++kind) OfKind[kind] += other.OfKind[kind];
+  for (std::size_t kind = 0; kind < kRecordKindCount; ++kind) OfKind[kind] += other.OfKind[kind];
   Lost += other.Lost;
   Overruns += other.Overruns;
   Late += other.Late;
@@ -52,19 +52,18 @@ void Summary::SetLate(const std::map<unsigned int, LateEntries>& byChannel) {
   }
 }
 
-bool Summary::Take(const unsigned char* record, unsigned int length) {
-  const EntryHeader header = ReadHeader(record);
-  if (Latest == nullptr || LatestChannel != header.ChannelId) {
-    Latest = &Channels[header.ChannelId];
-    LatestChannel = header.ChannelId;
+bool Summary::Take(const RecordView& record) {
+  if (Latest == nullptr || LatestChannel != record.ChannelId()) {
+    Latest = &Channels[record.ChannelId()];
+    LatestChannel = record.ChannelId();
   }
   ChannelSummary& channel = *Latest;
-  if (!channel.BusType) channel.BusType = header.BusType;
-  Extend(channel.Times, header.Timestamp, channel.Counted.Entries == 0);
-  Count(channel.Counted, record, length);
-  channel.Load.Add(record, length, Rates);
-  if (!HasOverrunMark(record, length)) return true;
-  Extend(channel.OverrunTimes, header.Timestamp, channel.Counted.Overruns == 0);
+  if (!channel.BusType) channel.BusType = record.Bus();
+  Extend(channel.Times, record.Timestamp(), channel.Counted.Entries == 0);
+  Count(channel.Counted, record);
+  channel.Load.Add(record, Rates);
+  if (!record.HasOverrunMark()) return true;
+  Extend(channel.OverrunTimes, record.Timestamp(), channel.Counted.Overruns == 0);
   ++channel.Counted.Overruns;
   return true;
 }

@@ -9,7 +9,8 @@
 #include <string>
 #include <vector>
 
-#include "stream/EntryKind.h"
+#include "record/RecordKind.h"
+#include "stream/RecordSink.h"
 #include "stream/Reorder.h"
 #include "stream/UnreadLines.h"
 #include "views/BusLoad.h"
@@ -25,15 +26,15 @@ struct TimeSpan {
 /// What is counted of a channel, and of all channels of a bus.
 struct Counts {
   unsigned long Entries = 0;
-  unsigned long Received = 0;                     // frames
-  unsigned long Transmitted = 0;                  // likewise
-  unsigned long FrameBytes = 0;                   // Ethernet: bytes of all frames, without their CRC
-  std::array<unsigned long, KindCount> OfKind{};  // entries
-  unsigned long Lost = 0;                         // items that found the capture buffer full
-  unsigned long Overruns = 0;                     // marks of the hardware: entries after which data were lost
-  unsigned long Late = 0;                         // entries that came too late to be put in order
+  unsigned long Received = 0;                            // frames
+  unsigned long Transmitted = 0;                         // likewise
+  unsigned long FrameBytes = 0;                          // Ethernet: bytes of all frames, without their CRC
+  std::array<unsigned long, kRecordKindCount> OfKind{};  // entries
+  unsigned long Lost = 0;                                // items that found the capture buffer full
+  unsigned long Overruns = 0;                            // marks of the hardware: entries after which data were lost
+  unsigned long Late = 0;                                // entries that came too late to be put in order
 
-  unsigned long Of(Kind kind) const { return OfKind[static_cast<std::size_t>(kind)]; }
+  unsigned long Of(RecordKind kind) const { return OfKind[static_cast<std::size_t>(kind)]; }
   Counts& operator+=(const Counts& other);
 };
 
@@ -48,7 +49,7 @@ struct ChannelSummary {
   BusLoad Load;
 };
 
-class Summary : public EntrySink {
+class Summary : public RecordSink {
  public:
   explicit Summary(const BitRates& rates = {}) : Rates(rates) {}
 
@@ -59,7 +60,7 @@ class Summary : public EntrySink {
   void SetLate(const std::map<unsigned int, LateEntries>& byChannel);
   void SetUnread(std::vector<UnreadLines> byFile) { Unread = std::move(byFile); }
 
-  bool Take(const unsigned char* record, unsigned int length) override;
+  bool Take(const RecordView& record) override;
 
   unsigned long Entries() const;
   unsigned long Lost() const;

@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
+#include "stream/KindText.h"
 #include "system/Printable.h"
 #include "system/Units.h"
 
@@ -14,31 +15,32 @@ namespace client {
 namespace {
 
 /// The kinds of a bus, first to last.
-std::pair<Kind, Kind> KindsOf(unsigned char busType) {
+std::pair<RecordKind, RecordKind> KindsOf(unsigned char busType) {
   switch (busType) {
     case BusType_Can:
-      return {Kind::CanFrame, Kind::CanEvent};
+      return {RecordKind::CanFrame, RecordKind::CanEvent};
     case BusType_Lin:
-      return {Kind::LinFrame, Kind::LinEvent};
+      return {RecordKind::LinFrame, RecordKind::LinEvent};
     case BusType_FlexRay:
-      return {Kind::FlexRayFrame, Kind::FlexRayStatus};
+      return {RecordKind::FlexRayFrame, RecordKind::FlexRayStatus};
     default:
-      return {Kind::EthernetFrame, Kind::EthernetRecord};
+      return {RecordKind::EthernetFrame, RecordKind::EthernetRecord};
   }
 }
 
 /// Whether frames are of this kind unless something is said about them.
-bool IsPlain(Kind kind) {
-  return kind == Kind::CanFrame || kind == Kind::LinFrame || kind == Kind::FlexRayFrame || kind == Kind::EthernetFrame;
+bool IsPlain(RecordKind kind) {
+  return kind == RecordKind::CanFrame || kind == RecordKind::LinFrame || kind == RecordKind::FlexRayFrame ||
+         kind == RecordKind::EthernetFrame;
 }
 
 /// Calls `use` for each kind of a bus, and for those that any bus has.
 template <class Use>
 void ForEachKind(unsigned char busType, Use use) {
   const auto [first, last] = KindsOf(busType);
-  for (auto kind = static_cast<int>(first); kind <= static_cast<int>(last); ++kind) use(static_cast<Kind>(kind));
-  if (busType >= BusType_FlexRay) use(Kind::OverrunMark);
-  use(Kind::Malformed);
+  for (auto kind = static_cast<int>(first); kind <= static_cast<int>(last); ++kind) use(static_cast<RecordKind>(kind));
+  if (busType >= BusType_FlexRay) use(RecordKind::OverrunMark);
+  use(RecordKind::Unknown);
 }
 
 std::string SpanText(const TimeSpan& span) {
@@ -50,9 +52,9 @@ std::string SpanText(const TimeSpan& span) {
 std::string CountsText(unsigned char busType, const Counts& counts) {
   std::string text =
       fmt::format("{} received, {} transmitted", FormatCount(counts.Received, "frame", "frames"), counts.Transmitted);
-  ForEachKind(busType, [&](Kind kind) {
+  ForEachKind(busType, [&](RecordKind kind) {
     const unsigned long count = counts.Of(kind);
-    if (IsPlain(kind) || (count == 0 && kind != Kind::CanError)) return;
+    if (IsPlain(kind) || (count == 0 && kind != RecordKind::CanErrorFrame)) return;
     text += ", " + FormatCount(count, TextOf(kind).One, TextOf(kind).Many);
   });
   if (busType == BusType_Ethernet) text += ", " + FormatCount(counts.FrameBytes, "byte", "bytes");
@@ -87,7 +89,7 @@ std::string LossText(const ChannelSummary& channel) {
 
 nlohmann::json CountsJson(unsigned char busType, const Counts& counts) {
   nlohmann::json json = nlohmann::json::object();
-  ForEachKind(busType, [&](Kind kind) { json[TextOf(kind).Key] = counts.Of(kind); });
+  ForEachKind(busType, [&](RecordKind kind) { json[TextOf(kind).Key] = counts.Of(kind); });
   return json;
 }
 
