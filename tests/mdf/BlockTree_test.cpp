@@ -2,6 +2,9 @@
 
 #include <gmock/gmock.h>
 
+#include <algorithm>
+#include <string>
+
 #include "mdf/BlockChain.h"
 #include "support/MdfFiles.h"
 
@@ -13,7 +16,8 @@ using ::testing::IsEmpty;
 /// A block that reports its destruction.
 class Mortal : public MDF::Block {
  public:
-  Mortal(int number, std::vector<int>& gone) : Block(MDF::blockType_CN, 'C', 'N', 2), Number(number), Gone(gone) {}
+  Mortal(int number, std::vector<int>& gone, MDF::blockType_t type = MDF::blockType_CN)
+      : Block(type, 'C', 'N', 2), Number(number), Gone(gone) {}
   ~Mortal() override { Gone.push_back(Number); }
   Mortal(const Mortal&) = delete;
   Mortal& operator=(const Mortal&) = delete;
@@ -70,6 +74,40 @@ TEST(BlockTree, LeavesDataListsToTheirOwnersWhenAskedTo) {
   EXPECT_THAT(gone, IsEmpty());
   EXPECT_NE(list.Links_Get(MDF::kDlData), nullptr);
   delete list.Links_Get(MDF::kDlNext);
+}
+
+/// A link between two kinds of blocks: does the tree that begins with the first include the second?
+struct FollowedCase {
+  MDF::blockType_t From;
+  MDF::blockType_t To;
+  bool WithLists;
+  bool WithoutLists;
+};
+
+TEST(BlockTree, EndsAtWhatADataListPlacesByItselfAndWithoutListsAtAList) {
+  using namespace MDF;
+  constexpr FollowedCase kCases[] = {
+      {blockType_DG, blockType_CG, true, true},   {blockType_DG, blockType_DT, true, true},
+      {blockType_DG, blockType_DZ, true, true},   {blockType_CN, blockType_SD, true, true},
+      {blockType_DG, blockType_DL, true, false},  {blockType_DG, blockType_HL, true, false},
+      {blockType_HL, blockType_DL, true, false},  {blockType_DL, blockType_CG, true, true},
+      {blockType_DL, blockType_HL, true, false},  {blockType_DL, blockType_DL, false, false},
+      {blockType_DL, blockType_DT, false, false}, {blockType_DL, blockType_DZ, false, false},
+      {blockType_DL, blockType_SD, false, false},
+  };
+  for (const FollowedCase& row : kCases) {
+    for (const DataLists lists : {DataLists::kInclude, DataLists::kLeave}) {
+      SCOPED_TRACE(std::to_string(row.From) + " to " + std::to_string(row.To));
+      std::vector<int> gone;
+      auto* to = new Mortal(2, gone, row.To);
+      auto* from = new Mortal(1, gone, row.From);
+      from->Links_Set(0, to);
+      Tree_Destroy(from, lists);
+      const bool followed = lists == DataLists::kInclude ? row.WithLists : row.WithoutLists;
+      EXPECT_EQ(std::count(gone.begin(), gone.end(), 2), followed ? 1 : 0);
+      if (!followed) delete to;
+    }
+  }
 }
 
 TEST(BlockTree, ListsAreDestroyedAfterTheBlocksThatTheyOwn) {

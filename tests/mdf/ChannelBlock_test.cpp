@@ -147,6 +147,24 @@ TEST_F(ChannelBlock, ChannelFlagsMayBeSet) {
   EXPECT_EQ(Written(channel).substr(24 + 64 + 12, 4), Bytes("40 04 00 00"));
 }
 
+TEST_F(ChannelBlock, ChannelFlagsAndBitCountSetLaterReachTheFile) {
+  FileStream stream(NewFile());
+  Roots({64});
+  MDF::CNBLOCK channel("", 0, 0, 0, 0, 8);
+  PlaceAndWrite(channel, stream);
+  EXPECT_FALSE(channel.WriteRequest());
+  channel.Flags_Set(0x440);
+  EXPECT_TRUE(channel.WriteRequest());
+  PlaceAndWrite(channel, stream);
+  EXPECT_EQ(Contents().substr(64 + 24 + 64 + 8, 8), Bytes("08 00 00 00 40 04 00 00"));
+  EXPECT_FALSE(channel.WriteRequest());
+  channel.BitCount_Set(16);
+  EXPECT_TRUE(channel.WriteRequest());
+  PlaceAndWrite(channel, stream);
+  EXPECT_EQ(channel.BitCount_Get(), 16U);
+  EXPECT_EQ(Contents().substr(64 + 24 + 64 + 8, 8), Bytes("10 00 00 00 40 04 00 00"));
+}
+
 TEST(ChannelLinks, FirstChannelGoesWhereAskedFor) {
   MDF::CNBLOCK next("", 0, 0, 0, 0, 8);
   MDF::CNBLOCK a("", 0, 0, 0, 0, 8);
@@ -210,6 +228,30 @@ TEST_F(ChannelBlock, ReferencesAddedAsPlainLinksAreCountedToo) {
   MDF::TXBLOCK text("x");
   conversion.Links_Set(5, &text);
   EXPECT_EQ(Written(conversion).substr(24 + 48, 8), Bytes("07 00 00 00 02 00 00 00"));
+}
+
+// A conversion that is the last block of the file has room to grow.
+TEST_F(ChannelBlock, ConversionTakesValuesAndReferencesAfterItWasWritten) {
+  FileStream stream(NewFile());
+  Roots({64});
+  MDF::CCBLOCK conversion(7, 0, nullptr);
+  ASSERT_TRUE(conversion.Value_Add(0));
+  PlaceAndWrite(conversion, stream);
+  EXPECT_FALSE(conversion.WriteRequest());
+  ASSERT_TRUE(conversion.Value_Add(1e-9));
+  EXPECT_TRUE(conversion.WriteRequest());
+  PlaceAndWrite(conversion, stream);
+  const std::string noLinks(4 * 8, '\0');
+  EXPECT_EQ(Contents().substr(64), Bytes("23 23 43 43 00 00 00 00 60 00 00 00 00 00 00 00 04 00 00 00 00 00 00 00") +
+                                       noLinks + Bytes("07 00 00 00 00 00 02 00") + std::string(16, '\0') +
+                                       std::string(8, '\0') + Bytes("95 D6 26 E8 0B 2E 11 3E"));
+  EXPECT_FALSE(conversion.WriteRequest());
+  ASSERT_TRUE(conversion.Reference_Add(nullptr));
+  EXPECT_TRUE(conversion.WriteRequest());
+  PlaceAndWrite(conversion, stream);
+  EXPECT_EQ(Contents().substr(64), Bytes("23 23 43 43 00 00 00 00 68 00 00 00 00 00 00 00 05 00 00 00 00 00 00 00") +
+                                       noLinks + std::string(8, '\0') + Bytes("07 00 00 00 01 00 02 00") +
+                                       std::string(16, '\0') + std::string(8, '\0') + Bytes("95 D6 26 E8 0B 2E 11 3E"));
 }
 
 TEST(ConversionBlock, CountsEndAtSixteenBits) {

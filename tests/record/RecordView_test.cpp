@@ -362,6 +362,17 @@ TEST(RecordView, OfACutLinRecordReadsWhatIsThere) {
   }
 }
 
+// The bytes after the record are not zero here: what is read past its end shows without a sanitizer as well.
+TEST(RecordView, LinChecksumIsNoneWhereTheRecordEndsBeforeIt) {
+  for (unsigned int count = 0; count <= 8; ++count) {
+    SCOPED_TRACE(count);
+    const Record whole(*LinItem().Data(Counting(count, 0x81), 0x77).BitTime(0x12345678).Entry());
+    const unsigned int checksum = 35 + count;
+    EXPECT_EQ(RecordView(whole.Data(), checksum).Lin().Checksum(), std::nullopt);
+    EXPECT_EQ(RecordView(whole.Data(), checksum + 1).Lin().Checksum(), 0x77);
+  }
+}
+
 TEST(RecordView, OfACutFlexRayRecordReadsWhatIsThere) {
   const Record whole(
       *FlexRayItem().Tx().Code(2).FrameFlags(0x1A).Slot(0x7FE).Cycle(63).HeaderCrc(0x2A5).Data(Counting(6)).Entry());
