@@ -5,6 +5,7 @@
 
 #include "support/MdfEntries.h"
 #include "support/MdfFiles.h"
+#include "support/TemporaryDirectory.h"
 
 namespace {
 
@@ -410,6 +411,42 @@ TEST_F(LoneBus, CountsRecordsAndDataPerGroup) {
   EXPECT_EQ(Ptr->CycleCount_Get(), 0U);
   EXPECT_EQ(Ptr->DataBytes_Get(0), 0U);
   EXPECT_EQ(Ptr->DataBytes_Est(), 0U);
+}
+
+TEST_F(LoneBus, ResetAfterAFlushTakesTheListsOutOfTheTree) {
+  const test::TemporaryDirectory directory;
+  Stream.open("bus.mf4", std::ios_base::binary | std::ios_base::trunc);
+  Add(0);
+  PlaceAndWrite(*Header, Stream);
+  ASSERT_TRUE(Insert(CanItem().Data({1, 2, 3}).Entry()));
+  ASSERT_TRUE(Root.Write());
+  const MDF::DGBLOCK* group = Ptr->Block_Get(0);
+  EXPECT_NE(group->Links_Get(MDF::kDgData), nullptr);
+  Root.Bus_Reset();
+  EXPECT_EQ(group->Links_Get(MDF::kDgData), nullptr);
+  EXPECT_FALSE(Ptr->Data_Waiting());
+}
+
+// Frames without data fill a block of records long before their lengths fill one.
+TEST_F(LoneBus, RecordsCountInEachFileOnceTheirDataAreInItToo) {
+  constexpr unsigned long kMoreThanABlock = 0x200000 / 26 + 1;
+  const test::TemporaryDirectory directory;
+  Add(0);
+  const auto* channels = static_cast<MDF::CGBLOCK*>(Ptr->Block_Get(0)->Links_Get(MDF::kDgFirstGroup));
+  const test::EntryPtr frame = CanItem().Data({}).Entry();
+  for (const char* name : {"first.mf4", "second.mf4"}) {
+    SCOPED_TRACE(name);
+    Stream.open(name, std::ios_base::binary | std::ios_base::trunc);
+    PlaceAndWrite(*Header, Stream);
+    EXPECT_EQ(channels->CycleCount_Get(), 0U);
+    for (unsigned long i = 0; i < kMoreThanABlock; ++i) ASSERT_TRUE(Insert(frame));
+    EXPECT_EQ(channels->CycleCount_Get(), 0U) << "a block of records is there, none of their lengths";
+    ASSERT_TRUE(Root.Write());
+    EXPECT_EQ(channels->CycleCount_Get(), kMoreThanABlock);
+    Stream.close();
+    Header->Block_Reset(true);
+    Root.Bus_Reset();
+  }
 }
 
 TEST_F(LoneBus, GroupsBeyondTheLastAreOutOfRange) {
