@@ -12,7 +12,7 @@ namespace {
 
 class ApiExport : public ApiTest {};
 
-constexpr unsigned int kInvalid = 0x02140002;
+constexpr unsigned int kInvalid = QOR_TRACE_STATUS_INVALID_ARGUMENT;
 
 }  // namespace
 
@@ -44,8 +44,10 @@ TEST_F(ApiExport, AscExportErrorsAreReported) {
     const char* Text;
   } const kCases[] = {
       {ExportRequest("out.asc", 16), kInvalid, ""},
-      {ExportRequest("out.asc", QOR_TRACE_ASC_SPLIT, 0, 511), 0x02140005, "file size needs to be >= 512 bytes"},
-      {ExportRequest("no/out.asc"), 0x02140007, "error opening file 'no/out.ascNo such file or directory"},
+      {ExportRequest("out.asc", QOR_TRACE_ASC_SPLIT, 0, 511), QOR_TRACE_STATUS_INVALID_VALUE,
+       "file size needs to be >= 512 bytes"},
+      {ExportRequest("no/out.asc"), QOR_TRACE_STATUS_FILE_ERROR,
+       "error opening file 'no/out.ascNo such file or directory"},
   };
   for (const auto& c : kCases) {
     EXPECT_EQ(Qor_Trace_ExportToASC(Monitor, &c.Request), c.Status);
@@ -75,11 +77,12 @@ TEST_F(ApiExport, LongestFileNameIsReadWhole) {
 TEST_F(ApiExport, MdfExportIsNotSupportedWhateverTheArguments) {
   const auto request = ExportRequest("out.mf4");
   for (const unsigned int handle : {0U, Monitor, 0xFFFFFFFFU}) {
-    EXPECT_EQ(Qor_Trace_ExportToMDF(handle, &request), 0x0200020BU);
-    EXPECT_EQ(Qor_Trace_ExportToMDF(handle, nullptr), 0x0200020BU);
-    EXPECT_EQ(TakeReports(), (std::vector<Report>{{255, 0x0200020B, ""}, {255, 0x0200020B, ""}}));
+    EXPECT_EQ(Qor_Trace_ExportToMDF(handle, &request), QOR_TRACE_STATUS_NOT_SUPPORTED);
+    EXPECT_EQ(Qor_Trace_ExportToMDF(handle, nullptr), QOR_TRACE_STATUS_NOT_SUPPORTED);
+    EXPECT_EQ(TakeReports(), (std::vector<Report>{{255, QOR_TRACE_STATUS_NOT_SUPPORTED, ""},
+                                                  {255, QOR_TRACE_STATUS_NOT_SUPPORTED, ""}}));
   }
   EXPECT_TRUE(std::filesystem::is_empty("."));
-  Suppress(0x0200020B);
+  Suppress(QOR_TRACE_STATUS_NOT_SUPPORTED);
   EXPECT_EQ(Qor_Trace_ExportToMDF(Monitor, &request), 0U);  // what the handler makes of it
 }

@@ -17,7 +17,7 @@ namespace {
 
 namespace fs = std::filesystem;
 
-constexpr unsigned int kFileError = 0x02140007;
+constexpr unsigned int kFileError = QOR_TRACE_STATUS_FILE_ERROR;
 constexpr unsigned int kSwapped = 20;
 constexpr unsigned int kInMemory = 5;
 
@@ -339,7 +339,7 @@ TEST_P(FileFailures, DeleteAlwaysGetsRidOfTheHandle) {
       [&] { return Qor_Trace_Delete(handle); },
       [&](unsigned int status, const std::string&) {
         ExpectOkOrFileError(status);
-        EXPECT_EQ(Qor_Trace_Stop(handle), 0x02140008U);
+        EXPECT_EQ(Qor_Trace_Stop(handle), QOR_TRACE_STATUS_UNKNOWN_HANDLE);
         EXPECT_EQ(Qor_Sim_OpenConnections(), 1U);
       });
 }

@@ -14,7 +14,7 @@ using namespace test;
 
 namespace {
 
-constexpr unsigned int kPortInUse = 0x02140003;
+constexpr unsigned int kPortInUse = QOR_TRACE_STATUS_PORT_IN_USE;
 
 /// A call on a thread of its own.
 class Aside {

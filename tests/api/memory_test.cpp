@@ -10,7 +10,7 @@ using namespace test;
 
 namespace {
 
-constexpr unsigned int kExhausted = 0x0214000C;
+constexpr unsigned int kExhausted = QOR_TRACE_STATUS_OUT_OF_MEMORY;
 
 class ApiMemory : public ApiTest, public testing::WithParamInterface<FailingAllocator::Duration> {
  protected:
@@ -103,7 +103,7 @@ TEST_P(ApiMemory, AddChannelWithATakenNumber) {
       const FailingAllocator exhausted(FailingAllocator::ThisThread, number, GetParam());
       status = Qor_Trace_AddChannel(Monitor, &request, &response);
     }
-    EXPECT_TRUE(status == kExhausted || status == 0x02140005) << std::hex << status;
+    EXPECT_TRUE(status == kExhausted || status == QOR_TRACE_STATUS_INVALID_VALUE) << std::hex << status;
     EXPECT_EQ(TakeReports().size(), 1U);
   }
 }
@@ -145,7 +145,7 @@ TEST_P(ApiMemory, GetItemsBeyondTheBuffer) {
       const FailingAllocator exhausted(FailingAllocator::ThisThread, number, GetParam());
       status = Qor_Trace_GetItems(Monitor, 0, 0, &count, &size, buffer.data());
     }
-    EXPECT_EQ(status, 0x0214000AU);  // its report needs no memory
+    EXPECT_EQ(status, QOR_TRACE_STATUS_BUFFER_TOO_SMALL);  // its report needs no memory
     EXPECT_EQ(count, 1U);
     EXPECT_EQ(size, 48U);
   }
@@ -232,7 +232,7 @@ TEST_P(ApiMemory, DeleteAlwaysGetsRidOfTheHandle) {
       const FailingAllocator exhausted(FailingAllocator::ThisThread, number, GetParam());
       EXPECT_EQ(Qor_Trace_Delete(handle), 0U);  // it needs no memory to end what runs
     }
-    EXPECT_EQ(Qor_Trace_Delete(handle), 0x02140008U);
+    EXPECT_EQ(Qor_Trace_Delete(handle), QOR_TRACE_STATUS_UNKNOWN_HANDLE);
     EXPECT_EQ(Qor_Sim_OpenConnections(), 1U);
   }
 }
@@ -259,7 +259,7 @@ TEST_P(ApiMemory, FailingDeleteGetsRidOfTheHandleToo) {
       const FailingAllocator exhausted(FailingAllocator::ThisThread, number, GetParam());
       EXPECT_EQ(Qor_Trace_Delete(handle), kHardwareError);
     }
-    EXPECT_EQ(Qor_Trace_Delete(handle), 0x02140008U);
+    EXPECT_EQ(Qor_Trace_Delete(handle), QOR_TRACE_STATUS_UNKNOWN_HANDLE);
     std::filesystem::remove_all(swap);
     Second.Fail(QOR_SIM_CALL_STOP, 1, 0);
   }

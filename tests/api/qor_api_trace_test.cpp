@@ -50,8 +50,8 @@ std::vector<Report> One(unsigned int level, unsigned int code, const std::string
   return {{level, code, text}};
 }
 
-constexpr unsigned int kInvalid = 0x02140002;
-constexpr unsigned int kUnknownHandle = 0x02140008;
+constexpr unsigned int kInvalid = QOR_TRACE_STATUS_INVALID_ARGUMENT;
+constexpr unsigned int kUnknownHandle = QOR_TRACE_STATUS_UNKNOWN_HANDLE;
 
 }  // namespace
 
@@ -216,8 +216,14 @@ TEST_F(Api, AddChannelAnswersWithZerosWhateverGoesWrong) {
   } const kCases[] = {
       {0, {0, can.Port(), 0}, kUnknownHandle, {255, kUnknownHandle, ""}},
       {Monitor, {1, can.Port(), 0}, kInvalid, {can.Port(), kInvalid, ""}},
-      {Monitor, {0, can.Port(), 5}, 0x02140005, {can.Port(), 0x02140005, "channel id 5 already used"}},
-      {Monitor, {0, odd.Port(), 0}, 0x02140001, {odd.Port(), 0x02140001, ""}},
+      {Monitor,
+       {0, can.Port(), 5},
+       QOR_TRACE_STATUS_INVALID_VALUE,
+       {can.Port(), QOR_TRACE_STATUS_INVALID_VALUE, "channel id 5 already used"}},
+      {Monitor,
+       {0, odd.Port(), 0},
+       QOR_TRACE_STATUS_UNSUPPORTED_INTERFACE,
+       {odd.Port(), QOR_TRACE_STATUS_UNSUPPORTED_INTERFACE, ""}},
       {Monitor, {0, broken.Port(), 0}, kHardwareError, {broken.Port(), kHardwareError, ""}},
   };
   for (const auto& c : kCases) {
@@ -241,12 +247,12 @@ TEST_F(Api, PortIsTracedOnce) {
     // The reserved word is looked at only after the port.
     const Qor_Trace_AddChannel_Request_t request = {1, can.Port(), 0};
     Qor_Trace_AddChannel_Response_t response = {1, 2, 3};
-    EXPECT_EQ(Qor_Trace_AddChannel(handle, &request, &response), 0x02140003U);
+    EXPECT_EQ(Qor_Trace_AddChannel(handle, &request, &response), QOR_TRACE_STATUS_PORT_IN_USE);
     EXPECT_EQ(response.ChannelId, 0U);
     const auto reports = TakeReports();
     ASSERT_EQ(reports.size(), 1U);
     EXPECT_EQ(reports[0].Level, can.Port());
-    EXPECT_EQ(reports[0].Code, 0x02140003U);
+    EXPECT_EQ(reports[0].Code, QOR_TRACE_STATUS_PORT_IN_USE);
   }
   ASSERT_EQ(Qor_Trace_RemoveChannel(Monitor, 1), 0U);
   const Qor_Trace_AddChannel_Request_t request = {0, can.Port(), 0};
@@ -289,7 +295,7 @@ TEST_F(Api, PortInUseIsReportedWithANumberOfItsMonitorThatIsNotTheHandle) {
 TEST_F(Api, PortInUseMayBeSuppressed) {
   ScriptedInterface can;
   Add(can);
-  Suppress(0x02140003);
+  Suppress(QOR_TRACE_STATUS_PORT_IN_USE);
   const Qor_Trace_AddChannel_Request_t request = {0, can.Port(), 0};
   Qor_Trace_AddChannel_Response_t response = {1, 2, 3};
   EXPECT_EQ(Qor_Trace_AddChannel(Monitor, &request, &response), 0U);  // but nothing was added
@@ -325,8 +331,8 @@ TEST_F(Api, StartKnowsThreeModeBits) {
 }
 
 TEST_F(Api, StartWithoutChannelsIsReported) {
-  EXPECT_EQ(Qor_Trace_Start(Monitor, 0), 0x02140009U);
-  EXPECT_EQ(TakeReports(), One(255, 0x02140009, "no bus interfaces selected"));
+  EXPECT_EQ(Qor_Trace_Start(Monitor, 0), QOR_TRACE_STATUS_NO_CHANNEL);
+  EXPECT_EQ(TakeReports(), One(255, QOR_TRACE_STATUS_NO_CHANNEL, "no bus interfaces selected"));
 }
 
 TEST_F(Api, SuppressedArgumentErrorsDoNothingAndReturnZero) {
@@ -343,8 +349,8 @@ TEST_F(Api, SuppressedArgumentErrorsDoNothingAndReturnZero) {
 }
 
 TEST_F(Api, ErrorsInsideAMonitorAreNotSuppressed) {
-  Suppress(0x02140009);
-  EXPECT_EQ(Qor_Trace_Start(Monitor, 0), 0x02140009U);
+  Suppress(QOR_TRACE_STATUS_NO_CHANNEL);
+  EXPECT_EQ(Qor_Trace_Start(Monitor, 0), QOR_TRACE_STATUS_NO_CHANNEL);
 }
 
 TEST_F(Api, RetrievalRefusesAReservedArgument) {
@@ -444,8 +450,8 @@ TEST_F(Api, BufferTooSmallLeavesAUsableResult) {
   for (const auto& call : {Qor_Trace_GetItems, Qor_Trace_GetListItems}) {
     unsigned int count = 0, size = 95;
     Bytes buffer(95);
-    EXPECT_EQ(call(Monitor, 0, 0, &count, &size, buffer.data()), 0x0214000AU);
-    EXPECT_EQ(TakeReports(), One(255, 0x0214000A, text));
+    EXPECT_EQ(call(Monitor, 0, 0, &count, &size, buffer.data()), QOR_TRACE_STATUS_BUFFER_TOO_SMALL);
+    EXPECT_EQ(TakeReports(), One(255, QOR_TRACE_STATUS_BUFFER_TOO_SMALL, text));
     EXPECT_EQ(count, 1U);
     EXPECT_EQ(size, 48U);
   }
@@ -459,15 +465,15 @@ TEST_F(Api, PropertyErrorsAreReported) {
     unsigned int Length, Status;
     const char* Text;
   } const kCases[] = {
-      {false, 13, 8, 0x02140004, ""},
-      {true, 13, 8, 0x02140004, ""},
-      {false, 2, 8, 0x02140006, "this property id is write-only"},
-      {false, 3, 8, 0x02140006, "this property id is write-only"},
-      {true, 0, 8, 0x02140006, "this property id is read-only"},
-      {true, 1, 8, 0x02140006, "this property id is read-only"},
-      {false, 0, 3, 0x02140005, "minimum length is 4 bytes"},
-      {false, 5, 0, 0x02140005, "minimum length is 1 bytes"},
-      {true, 4, 3, 0x02140005, "minimum length is 4 bytes"},
+      {false, 13, 8, QOR_TRACE_STATUS_UNKNOWN_PROPERTY, ""},
+      {true, 13, 8, QOR_TRACE_STATUS_UNKNOWN_PROPERTY, ""},
+      {false, 2, 8, QOR_TRACE_STATUS_PROPERTY_ACCESS, "this property id is write-only"},
+      {false, 3, 8, QOR_TRACE_STATUS_PROPERTY_ACCESS, "this property id is write-only"},
+      {true, 0, 8, QOR_TRACE_STATUS_PROPERTY_ACCESS, "this property id is read-only"},
+      {true, 1, 8, QOR_TRACE_STATUS_PROPERTY_ACCESS, "this property id is read-only"},
+      {false, 0, 3, QOR_TRACE_STATUS_INVALID_VALUE, "minimum length is 4 bytes"},
+      {false, 5, 0, QOR_TRACE_STATUS_INVALID_VALUE, "minimum length is 1 bytes"},
+      {true, 4, 3, QOR_TRACE_STATUS_INVALID_VALUE, "minimum length is 4 bytes"},
   };
   for (const auto& c : kCases) {
     SCOPED_TRACE(testing::Message() << (c.Set ? "set " : "get ") << c.Id);
@@ -496,11 +502,11 @@ TEST_F(Api, FlushErrorIsReported) {
   std::string swap = name;
   swap.replace(swap.size() - 4, 4, ".bin");
   std::filesystem::create_directory(swap);
-  EXPECT_EQ(Qor_Trace_Property_SetById(Monitor, 0, QOR_TRACE_PROPERTY_FLUSH, 0, nullptr), 0x02140007U);
+  EXPECT_EQ(Qor_Trace_Property_SetById(Monitor, 0, QOR_TRACE_PROPERTY_FLUSH, 0, nullptr), QOR_TRACE_STATUS_FILE_ERROR);
   const auto reports = TakeReports();
   ASSERT_EQ(reports.size(), 1U);
   EXPECT_EQ(reports[0].Level, 255U);
-  EXPECT_EQ(reports[0].Code, 0x02140007U);
+  EXPECT_EQ(reports[0].Code, QOR_TRACE_STATUS_FILE_ERROR);
 }
 
 TEST_F(Api, StopTellsTheHardwaresCode) {

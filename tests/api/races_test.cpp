@@ -265,7 +265,7 @@ TEST_F(Twins, LoseTheirSwappedEntriesWhenOneIsFlushedOrDeleted) {
   ASSERT_EQ(Qor_Trace_Property_SetById(Other, 0, QOR_TRACE_PROPERTY_FLUSH, 0, nullptr), 0U);
   EXPECT_TRUE(Times(Monitor).empty());
   const auto request = ExportRequest("out.asc");
-  EXPECT_EQ(Qor_Trace_ExportToASC(Monitor, &request), 0x02140007U);  // not in silence
+  EXPECT_EQ(Qor_Trace_ExportToASC(Monitor, &request), QOR_TRACE_STATUS_FILE_ERROR);  // not in silence
   Swap(Monitor, First, 11, 2);
   EXPECT_EQ(Qor_Trace_Delete(Other), 0U);
   EXPECT_TRUE(Times(Monitor).empty());

@@ -303,14 +303,14 @@ TEST_P(EveryChannel, EndsItsThreadSilentlyWhenAPollFails) {
 TEST_P(EveryChannel, EndsItsThreadWhenTheBatchCannotBeTaken) {
   const auto channel = NewChannel(Interface);
   channel->ConnectReceiveCallback(
-      [](EntryBatch&, LatestByKey&) { throw Qor_Trace_Exception(255, 0x02140007, "full"); });
+      [](EntryBatch&, LatestByKey&) { throw Qor_Trace_Exception(255, QOR_TRACE_STATUS_FILE_ERROR, "full"); });
   Interface.NextItems(OneItem(1)).NextItems(OneItem(2));
   channel->Start();
   ASSERT_TRUE(WaitUntil([&] { return Qor_Sim_ReportCount() > 0; }));
   channel->Stop();
   EXPECT_EQ(Interface.Pending(), 1U);  // the second batch was never polled
   EXPECT_EQ(Interface.StopCommands(), 1U);
-  EXPECT_EQ(TakeReports(), (std::vector<Report>{{255, 0x02140007, "full"}}));
+  EXPECT_EQ(TakeReports(), (std::vector<Report>{{255, QOR_TRACE_STATUS_FILE_ERROR, "full"}}));
 }
 
 TEST_P(EveryChannel, LetsGoOfItsEntriesAfterTheCallback) {

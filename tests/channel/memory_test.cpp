@@ -126,5 +126,6 @@ TEST_P(ReceiveMemory, CallbackWithoutMemoryIsReportedAndEndsTheThread) {
   ASSERT_TRUE(WaitUntil([] { return Qor_Sim_ReportCount() > 0; }));
   channel->Stop();
   EXPECT_EQ(interface.Pending(), 1U);
-  EXPECT_EQ(TakeReports(), (std::vector<Report>{{255, 0x0214000C, "could not store received entries"}}));
+  EXPECT_EQ(TakeReports(),
+            (std::vector<Report>{{255, QOR_TRACE_STATUS_OUT_OF_MEMORY, "could not store received entries"}}));
 }

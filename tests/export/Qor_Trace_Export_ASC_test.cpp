@@ -318,19 +318,20 @@ TEST_F(AscWriter, AllKindsInBothBases) {
 // ---- Failures -------------------------------------------------------------------------------------------------------------
 
 TEST_F(AscWriter, FileThatCannotBeOpenedIsReportedOnceAndInFull) {
-  EXPECT_EQ(ErrorOf([] { Qor_Trace_Export_ASC writer(0, "nowhere/log.asc", 0, 0); }), 0x02140007u);
-  EXPECT_EQ(
-      TakeErrorReports(),
-      (std::vector<ErrorReport>{{255, 0x02140007, "error opening file 'nowhere/log.ascNo such file or directory"}}));
+  EXPECT_EQ(ErrorOf([] { Qor_Trace_Export_ASC writer(0, "nowhere/log.asc", 0, 0); }), QOR_TRACE_STATUS_FILE_ERROR);
+  EXPECT_EQ(TakeErrorReports(),
+            (std::vector<ErrorReport>{
+                {255, QOR_TRACE_STATUS_FILE_ERROR, "error opening file 'nowhere/log.ascNo such file or directory"}}));
   EXPECT_TRUE(FilesHere().empty());
 }
 
 TEST_F(AscWriter, NextFileThatCannotBeOpenedLeavesThePreviousOnesWhole) {
   std::filesystem::create_directory("log_1.asc");
   Qor_Trace_Export_ASC writer(kSplit, "log.asc", 0, 1);
-  EXPECT_EQ(ErrorOf([&] { writer.WriteEntry(*CanAt(0)->GetEntry()); }), 0x02140007u);
-  EXPECT_EQ(TakeErrorReports(),
-            (std::vector<ErrorReport>{{255, 0x02140007, "error opening file 'log_1.ascIs a directory"}}));
+  EXPECT_EQ(ErrorOf([&] { writer.WriteEntry(*CanAt(0)->GetEntry()); }), QOR_TRACE_STATUS_FILE_ERROR);
+  EXPECT_EQ(
+      TakeErrorReports(),
+      (std::vector<ErrorReport>{{255, QOR_TRACE_STATUS_FILE_ERROR, "error opening file 'log_1.ascIs a directory"}}));
   EXPECT_EQ(ReadFile("log.asc"), Header(0) + "0.000000000 CANFD 1 Rx 1   0 0 2  2 01 02 0 0 0 0 0 0 0 0\n" + kEnd);
 }
 
@@ -388,27 +389,30 @@ TEST_F(AscWriter, FullDiskShowsWhenTheFileEnds) {
   EXPECT_TRUE(writer.Failed());
 }
 
-const std::vector<ErrorReport> kPositionLost = {{255, 0x02140007, "coud not get current stream position"}};
+const std::vector<ErrorReport> kPositionLost = {
+    {255, QOR_TRACE_STATUS_FILE_ERROR, "coud not get current stream position"}};
 const std::vector<ErrorReport> kDiskFull = {
-    {255, 0x02140007, "Cannot write ASC file: path=\"/dev/full\", errno=28 (No space left on device)"}};
+    {255, QOR_TRACE_STATUS_FILE_ERROR,
+     "Cannot write ASC file: path=\"/dev/full\", errno=28 (No space left on device)"}};
 
 TEST_F(AscWriter, FullDiskEndsASeriesAtTheSplit) {
   Qor_Trace_Export_ASC writer(kSplit, "/dev/full", 0, 512);
   unsigned int code = 0;
   int entries = 0;
   for (; code == 0 && entries < 1000; ++entries) code = ErrorOf([&] { writer.WriteEntry(*CanAt(0)->GetEntry()); });
-  EXPECT_EQ(code, 0x02140007u);
+  EXPECT_EQ(code, QOR_TRACE_STATUS_FILE_ERROR);
   EXPECT_LT(entries, 20);
   EXPECT_EQ(TakeErrorReports(), kDiskFull);
   EXPECT_TRUE(writer.Failed());
-  EXPECT_EQ(ErrorOf([&] { writer.WriteEntry(*CanAt(0)->GetEntry()); }), 0x02140007u);  // and it stays so
-  EXPECT_EQ(TakeErrorReports(), kPositionLost);                                        // of a file that was given up
+  // It stays so: the file was given up.
+  EXPECT_EQ(ErrorOf([&] { writer.WriteEntry(*CanAt(0)->GetEntry()); }), QOR_TRACE_STATUS_FILE_ERROR);
+  EXPECT_EQ(TakeErrorReports(), kPositionLost);
 }
 
 TEST_F(AscWriter, FullDiskEndsASeriesAtTheFlush) {
   Qor_Trace_Export_ASC writer(kSplit, "/dev/full", 0, 1'000'000);
   writer.WriteEntry(*CanAt(0)->GetEntry());
-  EXPECT_EQ(ErrorOf([&] { writer.Flush(); }), 0x02140007u);
+  EXPECT_EQ(ErrorOf([&] { writer.Flush(); }), QOR_TRACE_STATUS_FILE_ERROR);
   EXPECT_EQ(TakeErrorReports(), kDiskFull);
   EXPECT_TRUE(writer.Failed());
 }
@@ -418,7 +422,7 @@ TEST_F(AscWriter, FullDiskEndsASeriesWhenTheBufferIsFull) {
   unsigned int code = 0;
   int entries = 0;
   for (; code == 0 && entries < 100'000; ++entries) code = ErrorOf([&] { writer.WriteEntry(*CanAt(0)->GetEntry()); });
-  EXPECT_EQ(code, 0x02140007u);
+  EXPECT_EQ(code, QOR_TRACE_STATUS_FILE_ERROR);
   EXPECT_EQ(TakeErrorReports(), kDiskFull);
 }
 
@@ -428,9 +432,9 @@ TEST_F(AscWriter, FailingFileOfASeriesIsNamed) {
   unsigned int code = 0;
   int entries = 0;
   for (; code == 0 && entries < 1000; ++entries) code = ErrorOf([&] { writer.WriteEntry(*CanAt(0)->GetEntry()); });
-  EXPECT_EQ(code, 0x02140007u);
+  EXPECT_EQ(code, QOR_TRACE_STATUS_FILE_ERROR);
   const char* const text = "Cannot write ASC file: path=\"log_1.asc\", errno=28 (No space left on device)";
-  EXPECT_EQ(TakeErrorReports(), (std::vector<ErrorReport>{{255, 0x02140007, text}}));
+  EXPECT_EQ(TakeErrorReports(), (std::vector<ErrorReport>{{255, QOR_TRACE_STATUS_FILE_ERROR, text}}));
   EXPECT_EQ(writer.FailureText(), text);
 }
 
@@ -454,7 +458,7 @@ class PipeReader {
 TEST_F(AscWriter, SeriesOnAPipeEndsAtTheFirstEntryAsItsPositionCannotBeRead) {
   PipeReader pipe("pipe");
   Qor_Trace_Export_ASC writer(kSplit, "pipe", 0, 100'000);
-  EXPECT_EQ(ErrorOf([&] { writer.WriteEntry(*CanAt(0)->GetEntry()); }), 0x02140007u);
+  EXPECT_EQ(ErrorOf([&] { writer.WriteEntry(*CanAt(0)->GetEntry()); }), QOR_TRACE_STATUS_FILE_ERROR);
   EXPECT_EQ(TakeErrorReports(), kPositionLost);
   EXPECT_EQ(pipe.Read(), Header(0) + "0.000000000 CANFD 1 Rx 1   0 0 2  2 01 02 0 0 0 0 0 0 0 0\n");
   EXPECT_FALSE(writer.Failed());
@@ -522,7 +526,7 @@ TEST_F(AscWriter, EntriesAfterTheEndAreNoSilentLoss) {
   EXPECT_TRUE(writer.Failed());
   Qor_Trace_Export_ASC series(kSplit, "series.asc", 0, 512);
   series.EndFile();
-  EXPECT_EQ(ErrorOf([&] { series.WriteEntry(*CanAt(0)->GetEntry()); }), 0x02140007u);
+  EXPECT_EQ(ErrorOf([&] { series.WriteEntry(*CanAt(0)->GetEntry()); }), QOR_TRACE_STATUS_FILE_ERROR);
   EXPECT_EQ(TakeErrorReports(), kPositionLost);
 }
 

@@ -37,15 +37,15 @@ using test::Reply;
 
 enum : unsigned int {
   kOk = 0,
-  kUnsupported = 0x02140001,
-  kInvalid,
-  kPortInUse,
-  kUnknownProperty,
-  kInvalidValue,
-  kAccess,
-  kFileError,
-  kUnknownHandle,
-  kNoChannel
+  kUnsupported = QOR_TRACE_STATUS_UNSUPPORTED_INTERFACE,
+  kInvalid = QOR_TRACE_STATUS_INVALID_ARGUMENT,
+  kPortInUse = QOR_TRACE_STATUS_PORT_IN_USE,
+  kUnknownProperty = QOR_TRACE_STATUS_UNKNOWN_PROPERTY,
+  kInvalidValue = QOR_TRACE_STATUS_INVALID_VALUE,
+  kAccess = QOR_TRACE_STATUS_PROPERTY_ACCESS,
+  kFileError = QOR_TRACE_STATUS_FILE_ERROR,
+  kUnknownHandle = QOR_TRACE_STATUS_UNKNOWN_HANDLE,
+  kNoChannel = QOR_TRACE_STATUS_NO_CHANNEL
 };
 
 constexpr unsigned int kUnknownPort = 9999;

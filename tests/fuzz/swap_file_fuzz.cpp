@@ -15,8 +15,8 @@ using test::ReadAt;
 
 constexpr unsigned int kSwapped = 40;
 constexpr unsigned int kInMemory = 3;
-constexpr unsigned int kTooSmall = 0x0214000A;
-constexpr unsigned int kFileError = 0x02140007;
+constexpr unsigned int kTooSmall = QOR_TRACE_STATUS_BUFFER_TOO_SMALL;
+constexpr unsigned int kFileError = QOR_TRACE_STATUS_FILE_ERROR;
 
 /// A monitor with entries in its swap file and in memory.
 class Swapped {

@@ -17,9 +17,9 @@ class Exception : public testing::Test {
 }  // namespace
 
 TEST_F(Exception, ReportsOnceWhenItIsBuilt) {
-  const Qor_Trace_Exception error(7, 0x02140005, "channel id 7 already used");
-  EXPECT_EQ(TakeReports(), (std::vector<Report>{{7, 0x02140005, "channel id 7 already used"}}));
-  EXPECT_EQ(error.GetErrorCode(), 0x02140005U);
+  const Qor_Trace_Exception error(7, QOR_TRACE_STATUS_INVALID_VALUE, "channel id 7 already used");
+  EXPECT_EQ(TakeReports(), (std::vector<Report>{{7, QOR_TRACE_STATUS_INVALID_VALUE, "channel id 7 already used"}}));
+  EXPECT_EQ(error.GetErrorCode(), QOR_TRACE_STATUS_INVALID_VALUE);
   EXPECT_TRUE(TakeReports().empty());
 }
 

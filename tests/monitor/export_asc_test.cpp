@@ -58,7 +58,8 @@ std::vector<std::string> FilesHere() {
 }
 
 std::vector<Report> DiskFull(const std::string& path) {
-  return {{255, 0x02140007, "Cannot write ASC file: path=\"" + path + "\", errno=28 (No space left on device)"}};
+  return {{255, QOR_TRACE_STATUS_FILE_ERROR,
+           "Cannot write ASC file: path=\"" + path + "\", errno=28 (No space left on device)"}};
 }
 
 }  // namespace
@@ -99,23 +100,24 @@ TEST_F(AscExport, RefusesUnknownFlagsBeforeAnyFileIsTouched) {
   Swap(FramesFrom(1, 2));
   const auto before = FilesHere();
   for (const unsigned int flags : {16U, 17U, 24U, 0x80000000U, 0xFFFFFFFFU}) {
-    EXPECT_EQ(Export(flags, "out.asc"), 0x02140002U);
-    EXPECT_EQ(TakeReports(), (std::vector<Report>{{255, 0x02140002, ""}}));
+    EXPECT_EQ(Export(flags, "out.asc"), QOR_TRACE_STATUS_INVALID_ARGUMENT);
+    EXPECT_EQ(TakeReports(), (std::vector<Report>{{255, QOR_TRACE_STATUS_INVALID_ARGUMENT, ""}}));
   }
   EXPECT_EQ(FilesHere(), before);
 }
 
 TEST_F(AscExport, RefusesSeriesOfFilesBelow512Bytes) {
   for (const unsigned int size : {0U, 1U, 511U}) {
-    EXPECT_EQ(Export(QOR_TRACE_ASC_SPLIT, "out.asc", 0, size), 0x02140005U);
-    EXPECT_EQ(TakeReports(), (std::vector<Report>{{255, 0x02140005, "file size needs to be >= 512 bytes"}}));
+    EXPECT_EQ(Export(QOR_TRACE_ASC_SPLIT, "out.asc", 0, size), QOR_TRACE_STATUS_INVALID_VALUE);
+    EXPECT_EQ(TakeReports(),
+              (std::vector<Report>{{255, QOR_TRACE_STATUS_INVALID_VALUE, "file size needs to be >= 512 bytes"}}));
   }
   EXPECT_TRUE(FilesHere().empty());
   EXPECT_EQ(Export(QOR_TRACE_ASC_SPLIT, "out.asc", 0, 512), 0U);
 }
 
 TEST_F(AscExport, UnknownFlagsComeBeforeTheSize) {
-  EXPECT_EQ(Export(QOR_TRACE_ASC_SPLIT | 16, "out.asc", 0, 0), 0x02140002U);
+  EXPECT_EQ(Export(QOR_TRACE_ASC_SPLIT | 16, "out.asc", 0, 0), QOR_TRACE_STATUS_INVALID_ARGUMENT);
 }
 
 TEST_F(AscExport, SizeDoesNotMatterWithoutASeries) {
@@ -151,9 +153,9 @@ TEST_F(AscExport, SeriesIsNamedBeforeTheLastDot) {
 TEST_F(AscExport, FileThatCannotBeOpenedLeavesTheCopyOfTheSwapFile) {
   Swap(FramesFrom(1, 3));
   const Bytes swapped = FileBytes(SwapName());
-  EXPECT_EQ(Export(0, "missing/out.asc"), 0x02140007U);
-  EXPECT_EQ(TakeReports(),
-            (std::vector<Report>{{255, 0x02140007, "error opening file 'missing/out.ascNo such file or directory"}}));
+  EXPECT_EQ(Export(0, "missing/out.asc"), QOR_TRACE_STATUS_FILE_ERROR);
+  EXPECT_EQ(TakeReports(), (std::vector<Report>{{255, QOR_TRACE_STATUS_FILE_ERROR,
+                                                 "error opening file 'missing/out.ascNo such file or directory"}}));
   EXPECT_EQ(FileBytes(BackupName()), swapped);
   EXPECT_EQ(Export(0, "out.asc"), 0U);  // the next one takes it away
   EXPECT_FALSE(std::filesystem::exists(BackupName()));
@@ -169,7 +171,7 @@ TEST_F(AscExport, DoesNotTakeAnOldCopyForAMissingSwapFile) {
   Swap(FramesFrom(1, 3));
   Record(FramesFrom(4, 1));
   std::filesystem::rename(SwapName(), BackupName());
-  EXPECT_EQ(Export(0, "out.asc"), 0x02140007U);
+  EXPECT_EQ(Export(0, "out.asc"), QOR_TRACE_STATUS_FILE_ERROR);
   EXPECT_EQ(TakeReports().size(), 1U);
   EXPECT_EQ(Body(FileText("out.asc")), LinesFrom(4, 1));  // what could be had is there
 }
@@ -178,7 +180,7 @@ TEST_F(AscExport, SwapFileCutShortGivesItsWholeRecordsAndAnError) {
   Swap(FramesFrom(1, 3));
   Record(FramesFrom(4, 1));
   std::filesystem::resize_file(SwapName(), 2 * 45 + 10);
-  EXPECT_EQ(Export(0, "out.asc"), 0x02140007U);
+  EXPECT_EQ(Export(0, "out.asc"), QOR_TRACE_STATUS_FILE_ERROR);
   EXPECT_EQ(TakeReports().size(), 1U);
   EXPECT_EQ(Body(FileText("out.asc")), LinesFrom(1, 2) + LinesFrom(4, 1));
 }
@@ -191,7 +193,7 @@ TEST_F(AscExport, SwapFileOfRandomBytesIsReadWithinItsBounds) {
     for (auto& byte : bytes) byte = static_cast<unsigned char>((state = state * 1103515245 + 12345) >> 16);
     if (bytes.size() > 4) PutAt(bytes, 0, static_cast<unsigned int>(28 + round * 3));
     WriteFile(SwapName(), bytes);
-    EXPECT_EQ(Export(0, "out.asc"), 0x02140007U);  // there are no twenty records in it
+    EXPECT_EQ(Export(0, "out.asc"), QOR_TRACE_STATUS_FILE_ERROR);  // there are no twenty records in it
     EXPECT_NE(FileText("out.asc").find("End Triggerblock\n"), std::string::npos);
   }
 }
@@ -202,8 +204,8 @@ TEST_F(AscExport, FullDiskIsAnErrorAndLeavesWhatWasWritten) {
   const std::string whole = FileText("whole.asc");
   {
     const FileSizeLimit full(3000);
-    EXPECT_EQ(Export(0, "out.asc"), 0x02140007U);
-    EXPECT_EQ(Export(QOR_TRACE_ASC_SPLIT, "series.asc", 0, 5000), 0x02140007U);
+    EXPECT_EQ(Export(0, "out.asc"), QOR_TRACE_STATUS_FILE_ERROR);
+    EXPECT_EQ(Export(QOR_TRACE_ASC_SPLIT, "series.asc", 0, 5000), QOR_TRACE_STATUS_FILE_ERROR);
   }
   EXPECT_EQ(TakeReports().size(), 2U);
   const std::string text = FileText("out.asc");
@@ -214,14 +216,14 @@ TEST_F(AscExport, FullDiskIsAnErrorAndLeavesWhatWasWritten) {
 
 TEST_F(AscExport, FullDeviceIsAnErrorThatSaysSo) {
   Record(FramesFrom(1, 3));
-  EXPECT_EQ(Export(0, "/dev/full"), 0x02140007U);
+  EXPECT_EQ(Export(0, "/dev/full"), QOR_TRACE_STATUS_FILE_ERROR);
   EXPECT_EQ(TakeReports(), DiskFull("/dev/full"));
 }
 
 TEST_F(AscExport, FileOfASeriesThatFailsAtItsEndIsNamed) {
   std::filesystem::create_symlink("/dev/full", "out_1.asc");
   Record(FramesFrom(0x10, 12));  // the first file takes eight; what is in the second one is written at its end
-  EXPECT_EQ(Export(QOR_TRACE_ASC_SPLIT, "out.asc", 0, 512), 0x02140007U);
+  EXPECT_EQ(Export(QOR_TRACE_ASC_SPLIT, "out.asc", 0, 512), QOR_TRACE_STATUS_FILE_ERROR);
   EXPECT_EQ(TakeReports(), DiskFull("out_1.asc"));
 }
 
@@ -230,9 +232,10 @@ TEST_F(AscExport, SeriesIsNotWrittenToAPipeWhosePositionCannotBeRead) {
   ASSERT_EQ(mkfifo("pipe", 0600), 0);
   std::string text;
   std::thread reader([&] { text = FileText("pipe"); });
-  EXPECT_EQ(Export(QOR_TRACE_ASC_SPLIT, "pipe", 0, 512), 0x02140007U);
+  EXPECT_EQ(Export(QOR_TRACE_ASC_SPLIT, "pipe", 0, 512), QOR_TRACE_STATUS_FILE_ERROR);
   reader.join();
-  EXPECT_EQ(TakeReports(), (std::vector<Report>{{255, 0x02140007, "coud not get current stream position"}}));
+  EXPECT_EQ(TakeReports(),
+            (std::vector<Report>{{255, QOR_TRACE_STATUS_FILE_ERROR, "coud not get current stream position"}}));
   const std::string begun = LineOf(1);
   EXPECT_EQ(text.substr(text.size() - begun.size()), begun);
 }
@@ -241,7 +244,7 @@ TEST_F(AscExport, SwappedEntriesNeedNoSecondPlaceOnTheDisk) {
   Swap(FramesFrom(1, 300));  // 13,500 bytes; the export of as many is longer, so give it a device
   const FileSizeLimit full(10000);
   EXPECT_EQ(Export(0, "/dev/null"), 0U);
-  EXPECT_EQ(Export(0, "missing/out.asc"), 0x02140007U);
+  EXPECT_EQ(Export(0, "missing/out.asc"), QOR_TRACE_STATUS_FILE_ERROR);
   EXPECT_EQ(FileBytes(BackupName()), FileBytes(SwapName()));
 }
 
@@ -285,7 +288,7 @@ TEST_F(AscExport, CopyLeftByAFailedOneOutlivesAFlush) {
   Swap(FramesFrom(1, 3));
   const Bytes swapped = FileBytes(SwapName());
   const std::string name = BackupName();
-  EXPECT_EQ(Export(0, "missing/out.asc"), 0x02140007U);
+  EXPECT_EQ(Export(0, "missing/out.asc"), QOR_TRACE_STATUS_FILE_ERROR);
   Monitor->FlushMonitorBuffer();
   EXPECT_EQ(FileBytes(name), swapped);
   Monitor.reset();

@@ -9,7 +9,7 @@ namespace {
 
 class List : public OneChannelTest {};
 
-constexpr unsigned int kTooSmall = 0x0214000A;
+constexpr unsigned int kTooSmall = QOR_TRACE_STATUS_BUFFER_TOO_SMALL;
 
 Bytes Listed(const Bytes& item, unsigned long cycle, unsigned int channel = 1) {
   return RecordOf(BusType_Can, channel, item, cycle);

@@ -21,7 +21,7 @@ class MemoryGuard : public OneChannelTest {
     const auto reports = TakeReports();
     ASSERT_EQ(reports.size(), 1U);
     EXPECT_EQ(reports[0].Level, 255U);
-    EXPECT_EQ(reports[0].Code, 0x02140007U);
+    EXPECT_EQ(reports[0].Code, QOR_TRACE_STATUS_FILE_ERROR);
   }
 };
 
@@ -204,7 +204,7 @@ TEST_F(MemoryGuard, PlantedLinkIsRefusedWithItsReasonAndCountsNothing) {
   Can.NextItems(FramesFrom(1, 3));
   ASSERT_TRUE(WaitUntil([] { return Qor_Sim_ReportCount() > 0; }));
   Monitor->Stop();
-  EXPECT_EQ(TakeReports(), (std::vector<Report>{{255, 0x02140007,
+  EXPECT_EQ(TakeReports(), (std::vector<Report>{{255, QOR_TRACE_STATUS_FILE_ERROR,
                                                  "Cannot open swap file: path=\"" + SwapName() +
                                                      "\", errno=40 (Too many levels of symbolic links)"}}));
   EXPECT_EQ(EntryCount(*Monitor), 3U);

@@ -17,7 +17,9 @@ class MonitorMemory : public OneChannelTest {};
 void ExpectAtMostOneReport() {
   const auto reports = TakeReports();
   ASSERT_LE(reports.size(), 1U);
-  for (const Report& report : reports) EXPECT_EQ(report, (Report{255, 0x0214000C, "could not store received entries"}));
+  for (const Report& report : reports) {
+    EXPECT_EQ(report, (Report{255, QOR_TRACE_STATUS_OUT_OF_MEMORY, "could not store received entries"}));
+  }
 }
 
 }  // namespace
@@ -166,7 +168,7 @@ TEST_P(StopMemory, ThatIsExhaustedLeavesTheQueueForTheNextStop) {
       code = CodeOf([&] { Monitor->Stop(); });
       failed = exhausted.HasFailed();
     }
-    EXPECT_EQ(code, failed ? 0x0214000CU : 0U);
+    EXPECT_EQ(code, failed ? QOR_TRACE_STATUS_OUT_OF_MEMORY : 0U);
     ExpectAtMostOneReport();
     EXPECT_EQ(CodeOf([&] { Monitor->Stop(); }), 0U);
     EXPECT_EQ(GetItems(*Monitor).Records(), expected);

@@ -67,10 +67,10 @@ TEST_F(Properties, NumberNeedsFourBytes) {
     for (unsigned int capacity = 0; capacity < 4; ++capacity) {
       SCOPED_TRACE(testing::Message() << "id " << id << " capacity " << capacity);
       const auto reading = Get(id, capacity);
-      EXPECT_EQ(reading.Code, 0x02140005U);
+      EXPECT_EQ(reading.Code, QOR_TRACE_STATUS_INVALID_VALUE);
       EXPECT_EQ(reading.Length, capacity);
       EXPECT_EQ(reading.Value, Bytes(capacity, kUntouched));
-      EXPECT_EQ(TakeReports(), One(0x02140005, "minimum length is 4 bytes"));
+      EXPECT_EQ(TakeReports(), One(QOR_TRACE_STATUS_INVALID_VALUE, "minimum length is 4 bytes"));
     }
     EXPECT_EQ(Get(id, 4).Code, 0U);
   }
@@ -79,8 +79,8 @@ TEST_F(Properties, NumberNeedsFourBytes) {
 TEST_F(Properties, TextNeedsOneByte) {
   for (const unsigned int id : kTexts) {
     SCOPED_TRACE(id);
-    EXPECT_EQ(Get(id, 0).Code, 0x02140005U);
-    EXPECT_EQ(TakeReports(), One(0x02140005, "minimum length is 1 bytes"));
+    EXPECT_EQ(Get(id, 0).Code, QOR_TRACE_STATUS_INVALID_VALUE);
+    EXPECT_EQ(TakeReports(), One(QOR_TRACE_STATUS_INVALID_VALUE, "minimum length is 1 bytes"));
     const auto reading = Get(id, 1);
     EXPECT_EQ(reading.Code, 0U);
     EXPECT_EQ(reading.Length, 0U);
@@ -107,10 +107,10 @@ TEST_F(Properties, TextFillsItsBufferExactly) {
 TEST_F(Properties, CommandsCannotBeRead) {
   for (const unsigned int id : {2U, 3U}) {
     const auto reading = Get(id, 100);
-    EXPECT_EQ(reading.Code, 0x02140006U);
+    EXPECT_EQ(reading.Code, QOR_TRACE_STATUS_PROPERTY_ACCESS);
     EXPECT_EQ(reading.Value, Bytes(100, kUntouched));
-    EXPECT_EQ(TakeReports(), One(0x02140006, "this property id is write-only"));
-    EXPECT_EQ(Get(id, 0).Code, 0x02140006U);  // whatever the capacity
+    EXPECT_EQ(TakeReports(), One(QOR_TRACE_STATUS_PROPERTY_ACCESS, "this property id is write-only"));
+    EXPECT_EQ(Get(id, 0).Code, QOR_TRACE_STATUS_PROPERTY_ACCESS);  // whatever the capacity
     TakeReports();
   }
 }
@@ -118,10 +118,10 @@ TEST_F(Properties, CommandsCannotBeRead) {
 TEST_F(Properties, UnknownOnesCannotBeReadOrWritten) {
   for (const unsigned int id : kUnknown) {
     SCOPED_TRACE(id);
-    EXPECT_EQ(Get(id, 100).Code, 0x02140004U);
-    EXPECT_EQ(TakeReports(), One(0x02140004, ""));
-    EXPECT_EQ(Set(id, {1, 2, 3, 4, 0}, 4), 0x02140004U);
-    EXPECT_EQ(TakeReports(), One(0x02140004, ""));
+    EXPECT_EQ(Get(id, 100).Code, QOR_TRACE_STATUS_UNKNOWN_PROPERTY);
+    EXPECT_EQ(TakeReports(), One(QOR_TRACE_STATUS_UNKNOWN_PROPERTY, ""));
+    EXPECT_EQ(Set(id, {1, 2, 3, 4, 0}, 4), QOR_TRACE_STATUS_UNKNOWN_PROPERTY);
+    EXPECT_EQ(TakeReports(), One(QOR_TRACE_STATUS_UNKNOWN_PROPERTY, ""));
   }
 }
 
@@ -148,8 +148,8 @@ TEST_F(Properties, NumberIsNotWrittenFromLessThanFourBytes) {
   for (const unsigned int id : {4U, 6U, 8U}) {
     const unsigned int before = Number(*Monitor, id);
     for (unsigned int length = 0; length < 4; ++length) {
-      EXPECT_EQ(Set(id, Bytes(length), length), 0x02140005U);
-      EXPECT_EQ(TakeReports(), One(0x02140005, "minimum length is 4 bytes"));
+      EXPECT_EQ(Set(id, Bytes(length), length), QOR_TRACE_STATUS_INVALID_VALUE);
+      EXPECT_EQ(TakeReports(), One(QOR_TRACE_STATUS_INVALID_VALUE, "minimum length is 4 bytes"));
     }
     EXPECT_EQ(Number(*Monitor, id), before);
   }
@@ -172,9 +172,9 @@ TEST_F(Properties, TextEndsAtItsZeroWhateverTheLength) {
 
 TEST_F(Properties, CountsCannotBeWritten) {
   for (const unsigned int id : {0U, 1U}) {
-    EXPECT_EQ(Set(id, {1, 2, 3, 4}, 4), 0x02140006U);
-    EXPECT_EQ(TakeReports(), One(0x02140006, "this property id is read-only"));
-    EXPECT_EQ(Set(id, {}, 0), 0x02140006U);
+    EXPECT_EQ(Set(id, {1, 2, 3, 4}, 4), QOR_TRACE_STATUS_PROPERTY_ACCESS);
+    EXPECT_EQ(TakeReports(), One(QOR_TRACE_STATUS_PROPERTY_ACCESS, "this property id is read-only"));
+    EXPECT_EQ(Set(id, {}, 0), QOR_TRACE_STATUS_PROPERTY_ACCESS);
     TakeReports();
   }
 }

@@ -64,9 +64,10 @@ TEST_F(Registry, RefusesANumberThatIsTaken) {
   ScriptedInterface first, second;
   Add(*Monitor, first, 7);
   unsigned int number = 99;
-  EXPECT_EQ(CodeOf([&] { Monitor->AddChannel(second.Port(), 7, &number); }), 0x02140005U);
+  EXPECT_EQ(CodeOf([&] { Monitor->AddChannel(second.Port(), 7, &number); }), QOR_TRACE_STATUS_INVALID_VALUE);
   EXPECT_EQ(number, 99U);
-  EXPECT_EQ(TakeReports(), (std::vector<Report>{{second.Port(), 0x02140005, "channel id 7 already used"}}));
+  EXPECT_EQ(TakeReports(),
+            (std::vector<Report>{{second.Port(), QOR_TRACE_STATUS_INVALID_VALUE, "channel id 7 already used"}}));
   EXPECT_FALSE(Monitor->IsPortHandleUsed(second.Port()));
   EXPECT_EQ(second.Commands().size(), 0U);
 }
@@ -98,12 +99,12 @@ TEST_F(Registry, RefusesInterfacesOfOtherTypes) {
   for (const unsigned int type : {1U, 2U, 3U, 6U, 7U, 8U, 10U, 13U, 15U, 255U}) {
     SCOPED_TRACE(type);
     ScriptedInterface other("script?type=" + std::to_string(type));
-    EXPECT_EQ(CodeOf([&] { Add(*Monitor, other); }), 0x02140001U);
-    EXPECT_EQ(TakeReports(), (std::vector<Report>{{other.Port(), 0x02140001, ""}}));
+    EXPECT_EQ(CodeOf([&] { Add(*Monitor, other); }), QOR_TRACE_STATUS_UNSUPPORTED_INTERFACE);
+    EXPECT_EQ(TakeReports(), (std::vector<Report>{{other.Port(), QOR_TRACE_STATUS_UNSUPPORTED_INTERFACE, ""}}));
     EXPECT_FALSE(Monitor->IsPortHandleUsed(other.Port()));
     EXPECT_EQ(Qor_Sim_OpenConnections(), 0U);
   }
-  EXPECT_EQ(CodeOf([&] { Monitor->Start(0); }), 0x02140009U);  // no channel was left over
+  EXPECT_EQ(CodeOf([&] { Monitor->Start(0); }), QOR_TRACE_STATUS_NO_CHANNEL);  // no channel was left over
 }
 
 TEST_F(Registry, FailedChannelLeavesEverythingAsBefore) {
@@ -252,5 +253,5 @@ TEST_F(Registry, DestructionSwallowsErrors) {
   const auto reports = TakeReports();
   ASSERT_GE(reports.size(), 2U);
   EXPECT_EQ(reports.front(), (Report{can.Port(), kHardwareError, ""}));
-  EXPECT_EQ(reports.back().Code, 0x02140007U);
+  EXPECT_EQ(reports.back().Code, QOR_TRACE_STATUS_FILE_ERROR);
 }

@@ -42,7 +42,7 @@ void ExpectNothing(const Answer& answer) {
   EXPECT_EQ(answer.Buffer, Bytes(answer.Buffer.size(), kUntouched));
 }
 
-constexpr unsigned int kTooSmall = 0x0214000A;
+constexpr unsigned int kTooSmall = QOR_TRACE_STATUS_BUFFER_TOO_SMALL;
 const Report kTooSmallReport = {255, kTooSmall, "the response buffer is too small for all available monitor entries"};
 
 }  // namespace
@@ -279,11 +279,11 @@ TEST_F(Retrieval, FlushMakesASwapFile) {
 TEST_F(Retrieval, FlushThatCannotEmptyTheSwapFileTellsIt) {
   std::filesystem::create_directory(SwapName());
   Record(FramesFrom(1, 2));
-  EXPECT_EQ(CodeOf([&] { Monitor->FlushMonitorBuffer(); }), 0x02140007U);
+  EXPECT_EQ(CodeOf([&] { Monitor->FlushMonitorBuffer(); }), QOR_TRACE_STATUS_FILE_ERROR);
   const auto reports = TakeReports();
   ASSERT_EQ(reports.size(), 1U);
   EXPECT_EQ(reports[0].Level, 255U);
-  EXPECT_EQ(reports[0].Code, 0x02140007U);
+  EXPECT_EQ(reports[0].Code, QOR_TRACE_STATUS_FILE_ERROR);
   EXPECT_NE(reports[0].Text, "");
 }
 

@@ -146,8 +146,8 @@ TEST_F(TwoChannels, LaterOnesDoNotStartWhenAnEarlierOneFails) {
 
 TEST_F(OneChannel, StartWithoutChannelsIsRefused) {
   Qor_Trace_Monitor empty;
-  EXPECT_EQ(CodeOf([&] { empty.Start(1); }), 0x02140009U);
-  EXPECT_EQ(TakeReports(), (std::vector<Report>{{255, 0x02140009, "no bus interfaces selected"}}));
+  EXPECT_EQ(CodeOf([&] { empty.Start(1); }), QOR_TRACE_STATUS_NO_CHANNEL);
+  EXPECT_EQ(TakeReports(), (std::vector<Report>{{255, QOR_TRACE_STATUS_NO_CHANNEL, "no bus interfaces selected"}}));
   EXPECT_TRUE(std::filesystem::is_empty("."));
   ScriptedInterface can;
   Add(empty, can);
@@ -364,7 +364,7 @@ TEST_F(TwoChannels, FailingSwapOfTheLeftOversIsTheStatusOfStop) {
   Monitor->Start(0);
   Deliver(First, FramesAt({1000, 1000 + 200 * kStep, 1000 + 300 * kStep}));
   Clock.Release();
-  EXPECT_EQ(CodeOf([&] { Monitor->Stop(); }), 0x02140007U);
+  EXPECT_EQ(CodeOf([&] { Monitor->Stop(); }), QOR_TRACE_STATUS_FILE_ERROR);
   EXPECT_EQ(TakeReports().size(), 1U);
   EXPECT_EQ(StoredTimes(), (Times{1000, 1000 + 200 * kStep, 1000 + 300 * kStep}));
 }
@@ -454,10 +454,11 @@ TEST_F(TwoChannels, LeftOversReachTheLiveRecordingBeforeItIsClosed) {
 
 TEST_F(OneChannel, StartWithALiveFileThatCannotBeOpenedChangesNothing) {
   SetText(*Monitor, QOR_TRACE_PROPERTY_ASC_FILE_NAME, "missing/live.asc");
-  EXPECT_EQ(CodeOf([&] { Monitor->Start(QOR_TRACE_START_ASC_RECORDING); }), 0x02140007U);
+  EXPECT_EQ(CodeOf([&] { Monitor->Start(QOR_TRACE_START_ASC_RECORDING); }), QOR_TRACE_STATUS_FILE_ERROR);
   const auto reports = TakeReports();
   ASSERT_EQ(reports.size(), 1U);
-  EXPECT_EQ(reports[0], (Report{255, 0x02140007, "error opening file 'missing/live.ascNo such file or directory"}));
+  EXPECT_EQ(reports[0], (Report{255, QOR_TRACE_STATUS_FILE_ERROR,
+                                "error opening file 'missing/live.ascNo such file or directory"}));
   EXPECT_EQ(Can.Commands().size(), 1U);  // configured, not started
   Record(FramesFrom(1, 1));
   EXPECT_EQ(EntryCount(*Monitor), 1U);
@@ -475,7 +476,7 @@ TEST_F(OneChannel, FailingSwapEndsTheThreadAndKeepsTheEntries) {
   const auto reports = TakeReports();
   ASSERT_EQ(reports.size(), 1U);
   EXPECT_EQ(reports[0].Level, 255U);
-  EXPECT_EQ(reports[0].Code, 0x02140007U);
+  EXPECT_EQ(reports[0].Code, QOR_TRACE_STATUS_FILE_ERROR);
   EXPECT_NE(reports[0].Text, "");
   EXPECT_EQ(Can.Pending(), 1U);  // the thread has ended
   EXPECT_EQ(Can.StopCommands(), 1U);
@@ -489,9 +490,9 @@ TEST_F(OneChannel, FailingLiveRecordingEndsTheThreadAndKeepsTheEntries) {
   Can.NextItems(FramesFrom(0x100, 20)).NextItems(FramesFrom(0x200, 3));
   ASSERT_TRUE(WaitUntil([] { return Qor_Sim_ReportCount() > 0; }));
   Monitor->Stop();
-  EXPECT_EQ(
-      TakeReports(),
-      (std::vector<Report>{{255, 0x02140007, "Cannot write ASC file: path=\"live.asc\", errno=27 (File too large)"}}));
+  EXPECT_EQ(TakeReports(),
+            (std::vector<Report>{{255, QOR_TRACE_STATUS_FILE_ERROR,
+                                  "Cannot write ASC file: path=\"live.asc\", errno=27 (File too large)"}}));
   EXPECT_EQ(Can.Pending(), 1U);
   EXPECT_EQ(GetItems(*Monitor).Records(), RecordsOf(1, FramesFrom(0x100, 20)));
   EXPECT_EQ(FileBytes("live.asc").size(), 400U);  // what could be written is there
@@ -507,10 +508,10 @@ TEST_F(TwoChannels, LiveRecordingThatCannotBeClosedWholeIsTheStatusOfStop) {
   const auto size = std::filesystem::file_size("live.asc");
   const FileSizeLimit limit(size + 3);
   Clock.Release();
-  EXPECT_EQ(CodeOf([&] { Monitor->Stop(); }), 0x02140007U);
-  EXPECT_EQ(
-      TakeReports(),
-      (std::vector<Report>{{255, 0x02140007, "Cannot write ASC file: path=\"live.asc\", errno=27 (File too large)"}}));
+  EXPECT_EQ(CodeOf([&] { Monitor->Stop(); }), QOR_TRACE_STATUS_FILE_ERROR);
+  EXPECT_EQ(TakeReports(),
+            (std::vector<Report>{{255, QOR_TRACE_STATUS_FILE_ERROR,
+                                  "Cannot write ASC file: path=\"live.asc\", errno=27 (File too large)"}}));
   EXPECT_EQ(FileText("live.asc").substr(size), "End");
   Monitor->Stop();
   EXPECT_TRUE(TakeReports().empty());

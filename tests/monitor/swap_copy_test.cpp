@@ -34,7 +34,7 @@ size_t Lines(const std::string& text) { return static_cast<size_t>(std::count(te
 
 TEST_F(WithoutLinks, TheCopyHasTheBytesOfTheSwapFile) {
   const mode_t old = umask(0);
-  EXPECT_EQ(Export("missing/out.asc"), 0x02140007U);
+  EXPECT_EQ(Export("missing/out.asc"), QOR_TRACE_STATUS_FILE_ERROR);
   umask(old);
   EXPECT_TRUE(Refused.HasFailed());
   EXPECT_EQ(FileBytes(CopyName), FileBytes(SwapName()));

@@ -83,7 +83,7 @@ class TraceModel {
  private:
   using RowKey = std::pair<unsigned int, unsigned int>;  // channel, message key
 
-  static constexpr unsigned int kTooSmall = 0x0214000A;
+  static constexpr unsigned int kTooSmall = QOR_TRACE_STATUS_BUFFER_TOO_SMALL;
 
   static unsigned long Time(const Bytes& record) { return ReadAt<unsigned long>(record, 8); }
   /// The message key of a frame's record.
