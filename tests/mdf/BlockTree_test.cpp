@@ -102,7 +102,7 @@ TEST(BlockTree, EndsAtWhatADataListPlacesByItselfAndWithoutListsAtAList) {
       auto* to = new Mortal(2, gone, row.To);
       auto* from = new Mortal(1, gone, row.From);
       from->Links_Set(0, to);
-      Tree_Destroy(from, lists);
+      DestroyTree(from, lists);
       const bool followed = lists == DataLists::kInclude ? row.WithLists : row.WithoutLists;
       EXPECT_EQ(std::count(gone.begin(), gone.end(), 2), followed ? 1 : 0);
       if (!followed) delete to;
