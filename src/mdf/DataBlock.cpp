@@ -178,26 +178,50 @@ bool DZBLOCK::SeekPlace(FileStream& stream, unsigned long length) {
   return stream.good();
 }
 
+void DZBLOCK::Plain_Allow() { PlainAllowed = true; }
+
 long DZBLOCK::PutOut(FileStream& stream) {
   const Packed packed = Pack();
+  const bool plain = PlainAllowed && (packed.Size == 0 || sizeof(DzData) + packed.Size >= Held);
+  const unsigned long stored = packed.Size == 0 ? Held : packed.Size;
+  if (!SeekPlace(stream, kHeaderSize + (plain ? Held : sizeof(DzData) + stored))) return 0;
+  if (plain) {
+    PutPlain(stream);
+  } else {
+    PutPacked(stream, packed);
+  }
+  if (!stream.good()) return 0;
+  Held = 0;
+  LinksChanged = false;  // the block has no links, and Block::Write, which would clear this, isn't called
+  LinkOnce(stream);
+  return Position(stream);
+}
+
+/// In place of this block's own header stands that of the block that it would have packed.
+void DZBLOCK::PutPlain(FileStream& stream) {
+  const BlockHeader header{{'#', '#', Data.OrgType[0], Data.OrgType[1]}, 0, kHeaderSize + Held, 0};
+  Put(stream, header);
+  PutBytes(stream, Cache.get(), Held);
+  HeaderChanged = false;
+}
+
+void DZBLOCK::PutPacked(FileStream& stream, const Packed& packed) {
   const bool raw = packed.Size == 0;
   const unsigned long stored = raw ? Held : packed.Size;
-  if (!SeekPlace(stream, kHeaderSize + sizeof(DzData) + stored)) return 0;
   Data.OrgLength = Held;
   if (!raw) Data.DataLength = packed.Size;
   Header_Change(sizeof(DzData) + stored);
   Header_Write(stream);
   Put(stream, Data);
   PutBytes(stream, raw ? Cache.get() : packed.Bytes.get(), stored);
-  if (!stream.good()) return 0;
-  Held = 0;
-  LinksChanged = false;  // the block has no links, and Block::Write, which would clear this, isn't called
+}
+
+void DZBLOCK::LinkOnce(FileStream& stream) {
   if (!IsWritten && Linked != nullptr) {
     Linked->Links_Set(LinkedIndex, this);
     Linked->Write(stream);
   }
   IsWritten = true;
-  return Position(stream);
 }
 
 }  // namespace MDF

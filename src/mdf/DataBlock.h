@@ -111,6 +111,9 @@ class QOR_EXPORT DZBLOCK : public Block, public DataBlockDynamic {
   [[nodiscard]] bool Compress();
   /// Always false.
   bool Data_Compress();
+  /// From now on, data that packing makes no smaller goes out as the plain block that this one stands for (DT or SD). Many
+  /// readers can't read a packed block with a packed length of 0.
+  void Plain_Allow();
   /// A quarter of the cached bytes.
   [[nodiscard]] unsigned int DataBytes_Compressed_Est() const;
 
@@ -127,8 +130,12 @@ class QOR_EXPORT DZBLOCK : public Block, public DataBlockDynamic {
   [[nodiscard]] QOR_HIDDEN bool SeekPlace(FileStream& stream, unsigned long length);
   /// Write, even with nothing to pack.
   QOR_HIDDEN long PutOut(FileStream& stream);
+  QOR_HIDDEN void PutPlain(FileStream& stream);
+  QOR_HIDDEN void PutPacked(FileStream& stream, const Packed& packed);
+  QOR_HIDDEN void LinkOnce(FileStream& stream);
 
   DzData Data{};
+  bool PlainAllowed = false;
 };
 
 }  // namespace MDF

@@ -99,6 +99,7 @@ Block* DLBLOCK::DataBlock_Get(Block* parent, bool compressed, FileStream& stream
     auto* block = new DZBLOCK(parent, IsDataGroup(parent), stream);
     adopt(block);
     Current.Packed = block;
+    if (PlainAllowed) block->Plain_Allow();
   } else if (IsDataGroup(parent)) {
     adopt(new DTBLOCK(stream));
   } else {
@@ -211,6 +212,11 @@ unsigned long DLBLOCK::DataBytes() const {
 unsigned long DLBLOCK::DataBytes_Compressed_Est() const {
   if (Current.Buffer == nullptr) return 0;
   return Current.Packed != nullptr ? Current.Packed->DataBytes_Compressed_Est() : Current.Buffer->DataBytes();
+}
+
+void DLBLOCK::Plain_Allow() {
+  PlainAllowed = true;
+  if (Current.Packed != nullptr) Current.Packed->Plain_Allow();
 }
 
 bool DLBLOCK::Data_NewBlock() { return true; }

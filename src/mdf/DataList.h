@@ -131,6 +131,8 @@ class QOR_EXPORT DLBLOCK : public Block {
   void Data_Discard();
   /// Takes the last `length` bytes out of the cache again. False when some of them are no longer there.
   [[nodiscard]] bool Data_TakeBack(unsigned int length);
+  /// Data that packing makes no smaller goes out in plain blocks from now on; see DZBLOCK.
+  void Plain_Allow();
   /// Always true.
   bool Data_NewBlock();
   /// Leaves the list as it is in the file and becomes its successor, placed at the end of the file.
@@ -192,7 +194,8 @@ class QOR_EXPORT DLBLOCK : public Block {
   ListedBlocks Listed;
   uint64_t RunningOffset = 0;  // data bytes of all blocks flushed, those of earlier lists included
   long PreviousLink = 0;       // file position of the link that this list is chained by; 0 for the first list
-  bool ListExtended = false;   // a new list that waits for its first block
+  bool PlainAllowed = false;
+  bool ListExtended = false;  // a new list that waits for its first block
 };
 
 }  // namespace MDF

@@ -311,9 +311,10 @@ void StrictMdfReader::CheckList(uint64_t first, std::string_view plain, bool pac
       const BlockView& block = At(list.Links[link]);
       const std::string number = "block " + std::to_string(link);
       if (Number(list.Data, 8 * link, 8) != offset) Problem(at, "offset of " + number + " is wrong");
-      const std::string want = packed ? "##DZ" : "##" + std::string(plain);
-      if (block.Id != want) Problem(at, number + " is a " + block.Id);
-      if (packed && block.Data.substr(0, 2) != plain) Problem(at, number + " packs something else");
+      // A list with packed blocks may have plain ones among them.
+      const bool known = block.Id == "##" + std::string(plain) || (packed && block.Id == "##DZ");
+      if (!known) Problem(at, number + " is a " + block.Id);
+      if (block.Id == "##DZ" && block.Data.substr(0, 2) != plain) Problem(at, number + " packs something else");
       offset += block.Id == "##DZ" ? Number(block.Data, 8, 8) : block.Data.size();
     }
   }
