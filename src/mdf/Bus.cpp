@@ -101,7 +101,20 @@ Bus::Bus(unsigned int busChannel, Info::busType_t busType, MDF::DGBLOCK* group, 
 
 Bus::~Bus() = default;
 
-void Bus::Channel_New(MDF::DGBLOCK* group, FileStream& stream) { Groups.emplace_back(group, nullptr, stream); }
+void Bus::Channel_New(MDF::DGBLOCK* group, FileStream& stream) { Channel_New(group, nullptr, stream); }
+
+void Bus::Channel_New(MDF::DGBLOCK* group, MDF::CNBLOCK* vlsdChannel, FileStream& stream) {
+  Groups.emplace_back(group, vlsdChannel, stream);
+}
+
+void Bus::Convention_Set(BusConvention convention) {
+  Convention = convention;
+  if (!IsStandard()) return;
+  for (const ChannelGroup& group : Groups) {
+    group.Records->Plain_Allow();
+    if (group.Vlsd != nullptr) group.Vlsd->Plain_Allow();
+  }
+}
 
 unsigned int Bus::ChannelNum_Get(unsigned int kind, bool error) const {
   // By item type: overrun, the two frames, start of cycle, state, status, symbol, the four errors.
@@ -173,7 +186,9 @@ bool Bus::Data_Waiting() const {
 }
 
 void Bus::Event_ScopeAdd(MDF::EVBLOCK* event) {
-  for (const ChannelGroup& group : Groups) event->ScopedBlock_Add(group.Group);
+  for (const ChannelGroup& group : Groups) {
+    event->ScopedBlock_Add(IsStandard() ? static_cast<MDF::Block*>(Channels(group.Group)) : group.Group);
+  }
 }
 
 bool Bus::Write() {

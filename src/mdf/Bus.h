@@ -8,6 +8,7 @@
 
 #include "internal/Visibility.h"
 #include "mdf/Block.h"
+#include "mdf/RecordingInfo.h"
 #include "qor_api_trace.h"
 #include "record/RecordView.h"
 
@@ -29,7 +30,7 @@
 class QOR_EXPORT Bus {
  public:
   struct QOR_EXPORT Info {
-    enum busType_t : unsigned char { Can = 0, Lin = 1, FlexRay = 2 };
+    enum busType_t : unsigned char { Can = 0, Lin = 1, FlexRay = 2, Ethernet = 3 };
   };
 
   /// One kind of event: its data group and what is collected for it.
@@ -72,8 +73,13 @@ class QOR_EXPORT Bus {
   Bus& operator=(const Bus&) = delete;
   ~Bus();
 
-  /// Appends a group without variable-length data.
+  /// Appends a group, without variable-length data unless they have a channel.
   void Channel_New(MDF::DGBLOCK* group, FileStream& stream);
+  void Channel_New(MDF::DGBLOCK* group, MDF::CNBLOCK* vlsdChannel, FileStream& stream);
+
+  /// By which convention the groups were built, and entries become records. Standard groups have plain data blocks where
+  /// packing saves nothing.
+  QOR_HIDDEN void Convention_Set(BusConvention convention);
 
   /// Writes the record of one entry, which is read by this bus's type. `timestamp`: ns. True also for an entry that needs
   /// no record; false when the entry is of a kind that isn't recorded, is shorter than the common header, or is refused.
@@ -122,7 +128,8 @@ class QOR_EXPORT Bus {
   bool Data_NewBlock();
   /// True when Write has something to put into the file.
   [[nodiscard]] bool Data_Waiting() const;
-  /// Makes all groups scopes of an event that isn't placed yet.
+  /// Makes all groups scopes of an event that isn't placed yet: the data groups or, in the standard convention, their
+  /// channel groups, which are what the format allows.
   void Event_ScopeAdd(MDF::EVBLOCK* event);
   /// Flushes everything that is collected to the file. True when nothing was left to write.
   [[nodiscard]] bool Write();
@@ -138,9 +145,21 @@ class QOR_EXPORT Bus {
   [[nodiscard]] QOR_HIDDEN bool DispatchCan(Payload payload, unsigned long& timestamp);
   [[nodiscard]] QOR_HIDDEN bool DispatchLin(Payload payload, unsigned long& timestamp);
   [[nodiscard]] QOR_HIDDEN bool DispatchFlexRay(Payload payload, unsigned long& timestamp);
+  [[nodiscard]] QOR_HIDDEN unsigned char LinFrameFlags(const LinView& lin) const;
+
+  [[nodiscard]] QOR_HIDDEN bool IsStandard() const { return Convention == BusConvention::kStandard; }
+  [[nodiscard]] QOR_HIDDEN bool InsertStandard(Payload payload, unsigned long& timestamp);
+  [[nodiscard]] QOR_HIDDEN bool InsertStandardCan(Payload payload, unsigned long& timestamp);
+  [[nodiscard]] QOR_HIDDEN bool InsertStandardLin(Payload payload, unsigned long& timestamp);
+  [[nodiscard]] QOR_HIDDEN bool InsertStandardFlexRay(Payload payload, unsigned long& timestamp);
+  [[nodiscard]] QOR_HIDDEN bool InsertStandardEthernet(Payload payload, unsigned long& timestamp);
+  [[nodiscard]] QOR_HIDDEN bool InsertCanRemoteFrame(ChannelGroup& group, const CanView& can, unsigned long timestamp);
+  [[nodiscard]] QOR_HIDDEN bool InsertEthernetFrame(ChannelGroup& group, const EthernetView& ethernet,
+                                                    unsigned long timestamp);
 
   unsigned int BusChannel;
   Info::busType_t BusType;
+  BusConvention Convention = BusConvention::kExported;
   FileStream& Stream;
   std::vector<ChannelGroup> Groups;
 };

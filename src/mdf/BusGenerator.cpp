@@ -1,5 +1,6 @@
 #include "mdf/BusGenerator.h"
 
+#include <algorithm>
 #include <memory>
 #include <string_view>
 
@@ -7,6 +8,7 @@
 #include "mdf/Bus.h"
 #include "mdf/BusRoot.h"
 #include "mdf/BusTables.h"
+#include "mdf/XmlText.h"
 
 namespace {
 
@@ -22,7 +24,7 @@ constexpr unsigned int kBusEventChannel = 0x440;  // bus event, discrete value
 constexpr unsigned char kSyncNone = 0;
 constexpr unsigned char kSyncTime = 1;
 constexpr unsigned char kSourceBus = 2;
-constexpr unsigned char kBusTypeCan = 2;  // stored for every bus, LIN and FlexRay included: part of the interface
+constexpr unsigned char kBusTypeCan = 2;  // exported for every bus, LIN and FlexRay included: part of the interface
 constexpr double kSecondsPerNanosecond = 1e-9;
 
 enum Conversion : unsigned char { kLinear = 1, kValueToText = 7 };
@@ -93,27 +95,46 @@ CNBLOCK* NewStructure(const std::string& eventName, unsigned int busChannel) {
   return structure.release();
 }
 
+/// The bus that a group is of, and what its source block says.
+struct GroupOf {
+  std::string BusName;
+  unsigned int BusChannel;
+  unsigned char RecordId;
+  std::string SourceName;
+  std::string SourcePath;
+  unsigned char SourceBusType;
+};
+
+GroupOf ExportedGroup(const std::string& eventName, unsigned char recordId, const std::string& busName,
+                      unsigned int busChannel) {
+  return {busName, busChannel, recordId, eventName, "", kBusTypeCan};
+}
+
+void AddSource(MDF::CGBLOCK& channels, const GroupOf& of) {
+  auto* source = new MDF::SIBLOCK(of.SourceName, of.BusChannel, kSourceBus, of.SourceBusType, 0);
+  channels.Links_Set(MDF::kCgSource, source);
+  MDF::LinkText(*source, MDF::kSiPath, of.SourcePath);
+}
+
 /// A group without a parent. `structure` becomes its structure channel.
-NewTree<DGBLOCK> NewGroup(CNBLOCK*& structure, const std::string& eventName, unsigned char recordId,
-                          const std::string& busName, unsigned int busChannel) {
+NewTree<DGBLOCK> NewGroup(CNBLOCK*& structure, const std::string& eventName, const GroupOf& of) {
   NewTree<DGBLOCK> group(new DGBLOCK(false));
-  auto* channels = new MDF::CGBLOCK(busName, recordId, kBusEventGroup, 0);
+  auto* channels = new MDF::CGBLOCK(of.BusName, of.RecordId, kBusEventGroup, 0);
   group->Link_CGBLOCK(channels);
-  channels->Links_Set(MDF::kCgSource, new MDF::SIBLOCK(eventName, busChannel, kSourceBus, kBusTypeCan, 0));
+  AddSource(*channels, of);
   BusGenerator::Channel_Time(channels);
-  structure = NewStructure(eventName, busChannel);
+  structure = NewStructure(eventName, of.BusChannel);
   channels->Link_CNBLOCK(structure);
   return group;
 }
 
 /// Builds the group of an event; `dataBytes`, if given, becomes the channel of that name.
-DGBLOCK* BuildEvent(const tables::Event& table, MDF::Block* parent, unsigned char recordId, const std::string& busName,
-                    unsigned int busChannel, CNBLOCK** dataBytes = nullptr) {
+DGBLOCK* BuildEvent(const tables::Event& table, MDF::Block* parent, const GroupOf& of, CNBLOCK** dataBytes = nullptr) {
   const std::string event = table.Name;
   CNBLOCK* structure = nullptr;
   CNBLOCK* length = nullptr;
   CNBLOCK* bytes = nullptr;
-  NewTree<DGBLOCK> group = NewGroup(structure, event, recordId, busName, busChannel);
+  NewTree<DGBLOCK> group = NewGroup(structure, event, of);
   for (const tables::Constant& constant : table.Constants) {
     BusGenerator::StaticElement_Add(event + "." + constant.Name, structure, constant.Value, constant.Comment);
   }
@@ -128,6 +149,11 @@ DGBLOCK* BuildEvent(const tables::Event& table, MDF::Block* parent, unsigned cha
   if (!LinkGroup(parent, group.get())) return nullptr;
   if (dataBytes != nullptr) *dataBytes = bytes;
   return group.release();
+}
+
+DGBLOCK* BuildEvent(const tables::Event& table, MDF::Block* parent, unsigned char recordId, const std::string& busName,
+                    unsigned int busChannel, CNBLOCK** dataBytes = nullptr) {
+  return BuildEvent(table, parent, ExportedGroup(table.Name, recordId, busName, busChannel), dataBytes);
 }
 
 /// The groups of a bus while it is being built. They go to the tree together, or not at all.
@@ -165,6 +191,23 @@ Bus* FinishBus(std::unique_ptr<Bus> bus, unsigned int lastGroup, NewGroups& grou
   return bus.release();
 }
 
+/// What the source blocks of a bus say: the interface's name, or else that of the bus; and what was opened.
+GroupOf StandardGroup(const tables::StandardBus& kind, unsigned int busChannel, unsigned char busType,
+                      const BusRoot& root) {
+  const std::string busName = kind.Name + std::to_string(busChannel);
+  const RecordingInfo::Channel* known = root.ChannelInfo_Get(busChannel, busType);
+  const std::string name = known != nullptr ? MDF::Utf8Only(known->Name) : "";
+  const std::string path = known != nullptr ? MDF::Utf8Only(known->Source) : "";
+  return {busName, busChannel, 0, name.empty() ? busName : name, path.empty() ? busName : path, kind.SourceType};
+}
+
+/// The channel of the data bytes if they are of variable length, for which a bus keeps a list.
+CNBLOCK* VariableOnly(CNBLOCK* dataBytes, const tables::Event& table) {
+  const bool variable = std::any_of(table.Fields.begin(), table.Fields.end(),
+                                    [](const tables::Field& field) { return field.Type == tables::kVariable; });
+  return variable ? dataBytes : nullptr;
+}
+
 void SeekStreamEnd(FileStream& stream) {
   if (stream.is_open()) MDF::SeekEnd(stream);
 }
@@ -196,7 +239,7 @@ bool BusGenerator::Channel_CommonStructure(DGBLOCK** group, CNBLOCK** structure,
                                            const std::string& busName, unsigned int busChannel) {
   if (group == nullptr || structure == nullptr) return false;
   CNBLOCK* made = nullptr;
-  NewTree<DGBLOCK> built = NewGroup(made, eventName, recordId, busName, busChannel);
+  NewTree<DGBLOCK> built = NewGroup(made, eventName, ExportedGroup(eventName, recordId, busName, busChannel));
   if (!LinkGroup(parent, built.get())) return false;
   *group = built.release();
   *structure = made;
@@ -332,4 +375,27 @@ Bus* BusGenerator::Get_Test(unsigned int busChannel, BusRoot& root) {
   DGBLOCK* frames = Channel_CAN_Data(groups.Parent(), root.NextID(), name, busChannel, &dataBytes);
   auto bus = std::make_unique<Bus>(busChannel, Bus::Info::Can, frames, dataBytes, stream);
   return FinishBus(std::move(bus), 0, groups, root);
+}
+
+Bus* BusGenerator::Get_Standard(unsigned int busChannel, unsigned char busType, BusRoot& root) {
+  if (busType >= std::size(tables::kStandardBuses)) return nullptr;
+  const tables::StandardBus& kind = tables::kStandardBuses[busType];
+  FileStream& stream = root.Get_FileStream();
+  SeekStreamEnd(stream);
+  NewGroups groups;
+  GroupOf of = StandardGroup(kind, busChannel, busType, root);
+  std::unique_ptr<Bus> bus;
+  for (const tables::Event& event : kind.Events) {
+    of.RecordId = root.NextID();
+    CNBLOCK* dataBytes = nullptr;
+    DGBLOCK* group = BuildEvent(event, groups.Parent(), of, &dataBytes);
+    dataBytes = VariableOnly(dataBytes, event);
+    if (bus == nullptr) {
+      bus = std::make_unique<Bus>(busChannel, static_cast<Bus::Info::busType_t>(busType), group, dataBytes, stream);
+    } else {
+      bus->Channel_New(group, dataBytes, stream);
+    }
+  }
+  bus->Convention_Set(BusConvention::kStandard);
+  return FinishBus(std::move(bus), static_cast<unsigned int>(kind.Events.size()) - 1, groups, root);
 }

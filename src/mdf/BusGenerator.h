@@ -27,6 +27,9 @@ class QOR_EXPORT BusGenerator {
   /// A CAN bus that has data frames only.
   [[nodiscard]] static Bus* Get_Test(unsigned int busChannel, BusRoot& root);
 
+  /// A bus of any type with the groups of the standard convention, Ethernet among them; null for an unknown type as well.
+  [[nodiscard]] QOR_HIDDEN static Bus* Get_Standard(unsigned int busChannel, unsigned char busType, BusRoot& root);
+
   /// A field of a structure: bit position from the record's first byte. Null without a parent.
   static MDF::CNBLOCK* DataField(const std::string& name, unsigned int bitPosition, unsigned int bitCount,
                                  unsigned char channelType, unsigned char dataType, MDF::CNBLOCK* parent);

@@ -4,70 +4,24 @@
 #include <cstddef>
 #include <cstring>
 #include <iterator>
+#include <span>
 
 #include "mdf/Bus.h"
 #include "mdf/BusRecord.h"
+#include "mdf/BusTables.h"
+#include "mdf/GroupInsert.h"
 #include "record/RecordView.h"
 
 namespace {
 
+using MDF::InsertRecord;
+using MDF::InsertWithData;
 using MDF::Record;
+using MDF::StoreHeld;
 using Payload = Bus::Payload;
 
-constexpr size_t kMostVlsdBytes = 2 * 255;  // of a FlexRay frame
-
-// --- inserting ---
-
-/// Stores `size` bytes: as many as are held, then zeros.
-void StoreHeld(RecordPayload held, unsigned char* out, size_t size) {
-  const RecordPayload kept = held.first(std::min(size, held.size()));
-  std::fill(std::copy(kept.begin(), kept.end(), out), out + size, static_cast<unsigned char>(0));
-}
-
-/// Appends a whole record to its group.
-bool AppendRecord(Bus::ChannelGroup& group, Record& record) {
-  if (group.Torn) return false;
-  const MDF::Inserted inserted = record.Insert(*group.Records);
-  group.Torn = inserted == MDF::Inserted::kPart;
-  if (inserted != MDF::Inserted::kAll) return false;
-  ++group.CycleCount;
-  return true;
-}
-
-/// Appends the data that the group's last record points to: `length` bytes, zeros where fewer are held. Takes the record
-/// back if that fails.
-bool AppendData(Bus::ChannelGroup& group, const Record& record, RecordPayload held, unsigned int length) {
-  MDF::FieldBuffer<sizeof length + kMostVlsdBytes> data;
-  data.Put(length);
-  if (length != 0) StoreHeld(held, data.Next(length), length);
-  const MDF::Inserted inserted = data.Insert(*group.Vlsd);
-  if (inserted == MDF::Inserted::kAll) {
-    group.DataBytes += data.Length();
-    return true;
-  }
-  group.Torn = inserted == MDF::Inserted::kPart || !group.Records->Data_TakeBack(record.Length());
-  if (!group.Torn) --group.CycleCount;
-  return false;
-}
-
-/// After an insert: if it flushed a block, the count in the file follows.
-void UpdateCount(Bus::ChannelGroup& group, FileStream& stream) {
-  // The data of the latest record may have been cut by the end of the block.
-  if (group.Flushed_Look(group.CycleCount - 1)) group.CycleCount_Write(stream);
-}
-
-bool Insert(Bus::ChannelGroup& group, Record& record, FileStream& stream) {
-  if (!AppendRecord(group, record)) return false;
-  UpdateCount(group, stream);
-  return true;
-}
-
-bool InsertWithData(Bus::ChannelGroup& group, Record& record, RecordPayload held, unsigned int length,
-                    FileStream& stream) {
-  if (!AppendRecord(group, record) || !AppendData(group, record, held, length)) return false;
-  UpdateCount(group, stream);
-  return true;
-}
+constexpr size_t kMostCanBytes = 64;
+constexpr size_t kMostFlexRayBytes = 2 * 255;
 
 template <size_t kSize>
 void Store(std::array<unsigned char, kSize>& bytes, size_t offset, unsigned int value) {
@@ -81,6 +35,11 @@ unsigned char CanDataLength(const CanView& can) {
   if (can.Dlc >= std::size(Bus::kCanDlcBytes)) return 0;
   const unsigned char length = Bus::kCanDlcBytes[can.Dlc];
   return can.Has(QOR_TRACE_CAN_FD) ? length : std::min<unsigned char>(length, 8);
+}
+
+/// The data bytes that are there, in place of those that the length code tells of.
+unsigned char CanHeldLength(const CanView& can) {
+  return static_cast<unsigned char>(std::min(can.Data().size(), kMostCanBytes));
 }
 
 /// Whether the identifier is extended is taken from the flags; the marker bit in the identifier itself isn't trusted.
@@ -121,6 +80,13 @@ ErrorFlags CanErrorFlags(const CanView& can) {
   return {0x05, 0, 0, 0, bits(last[0]), bits(last[1]), last[2]};
 }
 
+/// What CAN_ErrorFrame.ErrorType says of an error code.
+unsigned char CanErrorType(const CanView& can) {
+  enum : unsigned char { kOther = 0, kBit = 1, kForm = 2, kStuff = 3, kCrc = 4, kAcknowledge = 5 };
+  constexpr unsigned char kTypes[] = {kOther, kStuff, kForm, kAcknowledge, kBit, kBit, kCrc, kOther};
+  return can.Code() < std::size(kTypes) ? kTypes[can.Code()] : static_cast<unsigned char>(kOther);
+}
+
 // --- LIN ---
 
 enum LinKinds : unsigned int {
@@ -154,8 +120,8 @@ LinKinds LinKind(const LinView& lin) {
   }
 }
 
-void PutLinData(Record& record, const LinView& lin) {
-  record.Put(lin.Identifier);
+void PutLinData(Record& record, const LinView& lin, unsigned char identifier) {
+  record.Put(identifier);
   record.Put(lin.DataCount());
   StoreHeld(lin.Data(), record.Next(LinView::kMostDataBytes), LinView::kMostDataBytes);
 }
@@ -166,6 +132,18 @@ void PutLinTiming(Record& record, const LinView& lin, unsigned long startOfFrame
   record.Put(1.0 / (static_cast<int>(lin.BitTimeInNanoseconds()) * 1e-9));
 }
 
+/// A record doesn't say how its checksum was made: it is the sum of the data alone that fits (0), or else the enhanced one,
+/// which begins with the protected identifier (1).
+unsigned int LinChecksumModel(const LinView& lin) {
+  unsigned int sum = 0;
+  for (const unsigned char byte : lin.Data()) {
+    sum += byte;
+    if (sum > 0xFF) sum -= 0xFF;
+  }
+  const bool classic = !lin.Data().empty() && lin.Checksum() == static_cast<unsigned char>(~sum);
+  return classic ? 0 : 1;
+}
+
 // --- FlexRay ---
 
 /// Cycle in bits 0 to 5, channel in bit 6, direction in bit 7 (see kFlxFrame).
@@ -174,15 +152,35 @@ unsigned char FlxCycleByte(const FlexRayView& frame, unsigned int channel) {
   return static_cast<unsigned char>((frame.Cycle & 0x3FU) | channel << 6 | direction << 7);
 }
 
+constexpr unsigned char kFlxBoth = 2;
+
+/// The channels of a frame, each of which gets a record; none for a code without a meaning.
+std::span<const unsigned char> FlxChannelsOf(const FlexRayView& frame) {
+  static constexpr unsigned char kChannels[] = {0, 1};
+  if (frame.Channel > kFlxBoth) return {};
+  return frame.Channel == kFlxBoth ? std::span(kChannels) : std::span(kChannels).subspan(frame.Channel, 1);
+}
+
 /// The flags named in kFlxFrame, and two without a name: bit 19, always set, and bit 23, a frame of both channels.
-unsigned int FlxFrameFlags(const FlexRayView& frame, bool bothChannels) {
+unsigned int FlxFrameFlags(const FlexRayView& frame) {
   unsigned int bits = 0x0008'0000;
-  if (bothChannels) bits |= 0x0080'0000;
+  if (frame.Channel == kFlxBoth) bits |= 0x0080'0000;
   if (frame.Has(QOR_TRACE_FLEXRAY_NULL)) bits |= 0x01;
   if (frame.Has(QOR_TRACE_FLEXRAY_SYNC)) bits |= 0x04;
   if (frame.Has(QOR_TRACE_FLEXRAY_STARTUP)) bits |= 0x08;
   if (frame.Has(QOR_TRACE_FLEXRAY_INDICATOR)) bits |= 0x10;
   return bits;
+}
+
+/// What a frame and a null frame have in common: all fields of kFlxFrame but the place of the data.
+void PutFlxFrame(Record& record, const FlexRayView& frame, unsigned char channel, unsigned long timestamp) {
+  record.Put(timestamp);
+  record.Put(frame.SlotId);
+  record.Put(FlxCycleByte(frame, channel));
+  record.Put(static_cast<unsigned char>(frame.PayloadBytes()));  // a length above 255 wraps
+  record.Put(FlxFrameFlags(frame));
+  record.Put(frame.HeaderCrc);
+  record.Put(frame.PayloadLength);
 }
 
 /// One byte per channel, A in the third and B in the fourth: 1 syntax error, 2 content error, 4 boundary violation.
@@ -201,6 +199,7 @@ unsigned int FlxErrorCode(const FlexRayView& error) {
 bool Bus::Data_Insert(Qor_Trace_Entry_t& entry, unsigned long& timestamp) {
   if (entry.Length < RecordView::kHeader) return false;
   const Payload payload = RecordView(entry).Payload();
+  if (IsStandard()) return InsertStandard(payload, timestamp);
   switch (BusType) {
     case Info::Can:
       return DispatchCan(payload, timestamp);
@@ -247,12 +246,123 @@ bool Bus::DispatchFlexRay(Payload payload, unsigned long& timestamp) {
   }
 }
 
+// --- the standard convention ---
+
+// Of the entries that get no record here, a trigger event is marked by an event of the file: see MdfFile.
+
+bool Bus::InsertStandard(Payload payload, unsigned long& timestamp) {
+  switch (BusType) {
+    case Info::Can:
+      return InsertStandardCan(payload, timestamp);
+    case Info::Lin:
+      return InsertStandardLin(payload, timestamp);
+    case Info::FlexRay:
+      return InsertStandardFlexRay(payload, timestamp);
+    default:
+      return InsertStandardEthernet(payload, timestamp);
+  }
+}
+
+bool Bus::InsertStandardCan(Payload payload, unsigned long& timestamp) {
+  const CanView can = CanView::Of(payload);
+  switch (can.Kind()) {
+    case RecordKind::CanEvent:
+      return true;
+    case RecordKind::CanErrorFrame:
+      return Data_Insert_CAN_ErrorFrame(Groups.at(MDF::tables::kCanErrorFrame), payload, timestamp);
+    default:
+      return can.IsRemote() ? InsertCanRemoteFrame(Groups.at(MDF::tables::kCanRemoteFrame), can, timestamp)
+                            : Data_Insert_CAN_DataFrame(Groups.at(MDF::tables::kCanDataFrame), payload, timestamp);
+  }
+}
+
+bool Bus::InsertCanRemoteFrame(ChannelGroup& group, const CanView& can, unsigned long timestamp) {
+  Record record;
+  record.Put(timestamp);
+  record.Put(CanId(can));
+  record.Put(static_cast<unsigned char>(can.Has(QOR_TRACE_CAN_TRANSMITTED) ? 1 : 0));
+  record.Put(can.Dlc);
+  record.Put(static_cast<unsigned char>(0));  // DataLength
+  return InsertRecord(group, record, Stream);
+}
+
+bool Bus::InsertStandardLin(Payload payload, unsigned long& timestamp) {
+  const LinView lin = LinView::Of(payload);
+  if (lin.Reserved != 0) return false;
+  const auto insert = [&](LinKinds kind) { return Data_Insert_LIN(Groups.at(kind), kind, payload, timestamp); };
+  switch (lin.Kind()) {
+    case RecordKind::LinEvent:
+      return true;
+    case RecordKind::LinTransmitError:
+    case RecordKind::LinNoResponse:  // as a frame it would have values, all of them zero
+      return insert(kLinTransmissionError);
+    case RecordKind::LinParityError:
+      return insert(kLinReceiveError);
+    case RecordKind::LinSyncError:
+      return insert(kLinSyncError);
+    case RecordKind::LinChecksumError:
+      return insert(kLinChecksumError);
+    case RecordKind::LinWakeUp:
+      return insert(kLinWakeup);
+    default:
+      return insert(kLinFrame);
+  }
+}
+
+bool Bus::InsertStandardFlexRay(Payload payload, unsigned long& timestamp) {
+  const FlexRayView flexRay = FlexRayView::Of(payload);
+  if (flexRay.Kind() != RecordKind::FlexRayNullFrame) return DispatchFlexRay(payload, timestamp);
+  for (const unsigned char channel : FlxChannelsOf(flexRay)) {
+    Record record;
+    PutFlxFrame(record, flexRay, channel, timestamp);
+    if (!InsertRecord(Groups.at(MDF::tables::kFlxNullFrame), record, Stream)) return false;
+  }
+  return true;
+}
+
+bool Bus::InsertStandardEthernet(Payload payload, unsigned long& timestamp) {
+  const EthernetView ethernet = EthernetView::Of(payload);
+  switch (ethernet.Kind()) {
+    case RecordKind::EthernetFrame:
+      return InsertEthernetFrame(Groups.at(MDF::tables::kEthFrame), ethernet, timestamp);
+    case RecordKind::EthernetCrcError:
+      return InsertEthernetFrame(Groups.at(MDF::tables::kEthChecksumError), ethernet, timestamp);
+    case RecordKind::OverrunMark:
+      return true;
+    default:
+      return false;
+  }
+}
+
+bool Bus::InsertEthernetFrame(ChannelGroup& group, const EthernetView& ethernet, unsigned long timestamp) {
+  constexpr size_t kAddress = 6;
+  constexpr size_t kHead = 2 * kAddress + sizeof(unsigned short);
+  constexpr size_t kMostBytes = 0xFFFF - kHead;
+  const RecordPayload frame = ethernet.Frame();
+  const RecordPayload data = record_view::From(frame, kHead);
+  unsigned char head[kHead];
+  StoreHeld(frame, head, kHead);  // a frame that ends in its head has zeros there
+  const size_t announced = std::max<size_t>(ethernet.FrameLength, kHead) - kHead;
+  Record record;
+  record.Put(timestamp);
+  std::copy_n(head + kAddress, kAddress, record.Next(kAddress));      // source
+  std::copy_n(head, kAddress, record.Next(kAddress));                 // destination
+  record.Put(static_cast<unsigned short>(head[12] << 8 | head[13]));  // on the bus the high byte comes first
+  record.Put(static_cast<unsigned short>(announced));
+  record.Put(static_cast<unsigned short>(data.size()));
+  record.Put(0U);  // CRC: an entry doesn't have it
+  record.Put(static_cast<unsigned char>(ethernet.Has(QOR_TRACE_ETHERNET_TRANSMITTED) ? 1 : 0));
+  record.Put(static_cast<unsigned char>(0));  // PadByteCount: padding isn't told from data
+  record.Put(group.DataBytes);
+  return InsertWithData<kMostBytes>(group, record, data, static_cast<unsigned int>(data.size()), Stream);
+}
+
 // --- CAN ---
 
 bool Bus::Data_Insert_CAN_DataFrame(ChannelGroup& group, Payload payload, unsigned long& timestamp) {
   if (group.Vlsd == nullptr) return false;
   const CanView can = CanView::Of(payload);
-  const unsigned char length = CanDataLength(can);
+  const unsigned char length = IsStandard() ? CanHeldLength(can) : CanDataLength(can);
   Record record;
   record.Put(timestamp);
   record.Put(CanId(can));
@@ -260,7 +370,7 @@ bool Bus::Data_Insert_CAN_DataFrame(ChannelGroup& group, Payload payload, unsign
   record.Put(can.Dlc);
   record.Put(length);
   record.Put(group.DataBytes);
-  return InsertWithData(group, record, can.Held, length, Stream);
+  return InsertWithData<kMostCanBytes>(group, record, can.Held, length, Stream);
 }
 
 bool Bus::Data_Insert_CAN_ErrorFrame(ChannelGroup& group, Payload payload, unsigned long& timestamp) {
@@ -269,39 +379,47 @@ bool Bus::Data_Insert_CAN_ErrorFrame(ChannelGroup& group, Payload payload, unsig
   Record record;
   record.Put(timestamp);
   record.Put(CanId(can));
-  record.Put(static_cast<unsigned char>(0));
+  record.Put(IsStandard() ? CanErrorType(can) : static_cast<unsigned char>(0));
   record.Put(static_cast<unsigned char>(can.Has(QOR_TRACE_CAN_TRANSMITTED) ? 0x80 : 0));
   record.Put(static_cast<unsigned char>(0));  // DLC and length
   record.Put(kDataBytes);
   record.Put(0U);
   record.Put(CanErrorFlags(can));
-  return Insert(group, record, Stream);
+  return InsertRecord(group, record, Stream);
 }
 
 // --- LIN ---
+
+/// Dir, ChecksumModel and IsSimulated, which is set for what the interface sent itself.
+unsigned char Bus::LinFrameFlags(const LinView& lin) const {
+  const unsigned int model = IsStandard() ? LinChecksumModel(lin) : 1;
+  const unsigned int sent = lin.Has(QOR_TRACE_LIN_TRANSMITTED) ? 0x05 : 0;
+  return static_cast<unsigned char>(sent | model << 1);
+}
 
 bool Bus::Data_Insert_LIN(ChannelGroup& group, unsigned int kind, Payload payload, unsigned long& timestamp) {
   const LinView lin = LinView::Of(payload);
   const bool transmitted = lin.Has(QOR_TRACE_LIN_TRANSMITTED);
   const unsigned char checksum = lin.Checksum().value_or(0);
+  const unsigned char identifier = IsStandard() ? lin.PlainIdentifier() : lin.Identifier;
   Record record;
   record.Put(timestamp);
   // The constants are bit fields: see the table of each kind in BusTables.h.
   switch (kind) {
     case kLinFrame:
-      PutLinData(record, lin);
-      record.Put(static_cast<unsigned char>(transmitted ? 0x07 : 0x02));  // Dir, ChecksumModel 1, IsSimulated
+      PutLinData(record, lin, identifier);
+      record.Put(LinFrameFlags(lin));
       record.Put(checksum);
       PutLinTiming(record, lin, timestamp);
       break;
     case kLinChecksumError:
-      PutLinData(record, lin);
+      PutLinData(record, lin, identifier);
       record.Put(static_cast<unsigned char>(transmitted ? 0x0F : 0x03));  // ChecksumModel 3, IsSimulated, Dir
       record.Put(checksum);
       PutLinTiming(record, lin, timestamp);
       break;
     case kLinReceiveError:
-      PutLinData(record, lin);
+      PutLinData(record, lin, identifier);
       record.Put(static_cast<unsigned char>(0x03));  // ChecksumModel 3
       PutLinTiming(record, lin, timestamp);
       record.Put(static_cast<unsigned char>(0x13));  // State 3, Reason 1
@@ -310,9 +428,10 @@ bool Bus::Data_Insert_LIN(ChannelGroup& group, unsigned int kind, Payload payloa
       PutLinTiming(record, lin, timestamp);
       break;
     case kLinTransmissionError:
-      record.Put(lin.Identifier);
+      record.Put(identifier);
       record.Put(lin.DataCount());
-      record.Put(static_cast<unsigned char>(0x01));  // ChecksumModel 1
+      // ChecksumModel 1; in the standard groups also Dir, which tells an own failed frame from a header without response
+      record.Put(static_cast<unsigned char>(IsStandard() && transmitted ? 0x05 : 0x01));
       PutLinTiming(record, lin, timestamp);
       break;
     case kLinWakeup:
@@ -323,30 +442,19 @@ bool Bus::Data_Insert_LIN(ChannelGroup& group, unsigned int kind, Payload payloa
     default:
       return false;
   }
-  return Insert(group, record, Stream);
+  return InsertRecord(group, record, Stream);
 }
 
 // --- FlexRay ---
 
 bool Bus::Data_Insert_Flexray_Frame(ChannelGroup& group, Payload payload, unsigned long& timestamp) {
-  constexpr unsigned char kBoth = 2;
   if (group.Vlsd == nullptr) return false;
   const FlexRayView frame = FlexRayView::Of(payload);
-  const bool both = frame.Channel == kBoth;
-  if (frame.Channel > kBoth) return true;
-  const unsigned char first = both ? 0 : frame.Channel;
-  const unsigned char last = both ? 1 : frame.Channel;
-  for (unsigned char channel = first; channel <= last; ++channel) {
+  for (const unsigned char channel : FlxChannelsOf(frame)) {
     Record record;
-    record.Put(timestamp);
-    record.Put(frame.SlotId);
-    record.Put(FlxCycleByte(frame, channel));
-    record.Put(static_cast<unsigned char>(frame.PayloadBytes()));  // a length above 255 wraps
-    record.Put(FlxFrameFlags(frame, both));
-    record.Put(frame.HeaderCrc);
-    record.Put(frame.PayloadLength);
+    PutFlxFrame(record, frame, channel, timestamp);
     record.Put(group.DataBytes);
-    if (!InsertWithData(group, record, frame.Held, frame.PayloadBytes(), Stream)) return false;
+    if (!InsertWithData<kMostFlexRayBytes>(group, record, frame.Held, frame.PayloadBytes(), Stream)) return false;
   }
   return true;
 }
@@ -361,14 +469,14 @@ bool Bus::Data_Insert_Flexray_Error(ChannelGroup& group, Payload payload, unsign
   record.Put(error.ErrorCycle());
   record.Put(error.ErrorChannel());
   record.Put(data);
-  return Insert(group, record, Stream);
+  return InsertRecord(group, record, Stream);
 }
 
 bool Bus::Data_Insert_Flexray_StartCycle(ChannelGroup& group, Payload payload, unsigned long& timestamp) {
   Record record;
   record.Put(timestamp);
   record.Put(FlexRayView::Of(payload).Channel);  // the number of the cycle
-  return Insert(group, record, Stream);
+  return InsertRecord(group, record, Stream);
 }
 
 bool Bus::Data_Insert_Flexray_State(ChannelGroup& group, Payload payload, unsigned long& timestamp) {
@@ -387,7 +495,7 @@ bool Bus::Data_Insert_Flexray_State(ChannelGroup& group, Payload payload, unsign
   record.Put(static_cast<unsigned char>(0));  // cycle
   record.Put(static_cast<unsigned char>(0));  // channel mask
   record.Put(data);
-  return Insert(group, record, Stream);
+  return InsertRecord(group, record, Stream);
 }
 
 bool Bus::Data_Insert_Flexray_Symbol(ChannelGroup& group, Payload payload, unsigned long& timestamp) {
@@ -401,5 +509,5 @@ bool Bus::Data_Insert_Flexray_Symbol(ChannelGroup& group, Payload payload, unsig
   record.Put(static_cast<unsigned char>(0));                    // cycle
   record.Put(static_cast<unsigned char>(mask << 6 | kWakeup));  // FlxChannelMask, SymbolType
   record.Put(data);
-  return Insert(group, record, Stream);
+  return InsertRecord(group, record, Stream);
 }

@@ -33,13 +33,25 @@ BusRoot::BusRoot(MDF::HDBLOCK* header, FileStream& stream) : Stream(stream), Lat
 
 BusRoot::~BusRoot() = default;
 
+Bus* BusRoot::Generate(unsigned int busChannel, unsigned char busType) {
+  if (Convention == BusConvention::kStandard) return BusGenerator::Get_Standard(busChannel, busType, *this);
+  const Generator generate = GeneratorOf(busType);
+  return generate != nullptr ? generate(busChannel, *this) : nullptr;
+}
+
+const RecordingInfo::Channel* BusRoot::ChannelInfo_Get(unsigned int busChannel, unsigned char busType) const {
+  const auto found = std::find_if(Channels.begin(), Channels.end(), [&](const RecordingInfo::Channel& channel) {
+    return channel.BusChannel == busChannel && channel.BusType == busType;
+  });
+  return found != Channels.end() ? &*found : nullptr;
+}
+
 bool BusRoot::Bus_Add(unsigned int busChannel, unsigned char busType) {
   const channelKey_t key(busChannel, busType);
-  const Generator generate = GeneratorOf(busType);
-  if (generate == nullptr || !BusChannel_Available(key)) return false;
+  if (!BusChannel_Available(key)) return false;
   decltype(Buses) added;  // takes its memory first: a bus that was built can't be lost
   std::unique_ptr<Bus>& bus = added[key];
-  bus.reset(generate(busChannel, *this));
+  bus.reset(Generate(busChannel, busType));
   if (bus == nullptr) return false;
   Buses.merge(added);
   return true;

@@ -4,10 +4,13 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <utility>
+#include <vector>
 
 #include "internal/Visibility.h"
 #include "mdf/Block.h"
 #include "mdf/Bus.h"
+#include "mdf/RecordingInfo.h"
 #include "qor_api_trace.h"
 
 /// Keeps the buses by bus channel and bus type.
@@ -36,6 +39,18 @@ class QOR_EXPORT BusRoot {
   [[nodiscard]] bool Bus_Add(unsigned int busChannel, unsigned char busType);
   /// Takes a bus over. False, and it stays the caller's, for null or one whose channel and type are there already.
   [[nodiscard]] bool Bus_Add(Bus* bus);
+  /// What buses added from now on are like.
+  QOR_HIDDEN void Convention_Set(BusConvention convention) { Convention = convention; }
+  [[nodiscard]] QOR_HIDDEN BusConvention Convention_Get() const { return Convention; }
+  /// What is known of the channels; for their source blocks in the standard convention.
+  QOR_HIDDEN void ChannelInfo_Set(std::vector<RecordingInfo::Channel> channels) { Channels = std::move(channels); }
+  /// Null for a channel that nothing is known of.
+  [[nodiscard]] QOR_HIDDEN const RecordingInfo::Channel* ChannelInfo_Get(unsigned int busChannel,
+                                                                         unsigned char busType) const;
+  /// The bus that an entry of this channel and type goes to; null when there is none.
+  [[nodiscard]] QOR_HIDDEN Bus* FindBus(unsigned int busChannel, unsigned char busType) const;
+  [[nodiscard]] QOR_HIDDEN bool Empty() const { return Buses.empty(); }
+
   /// Null when there is none.
   [[nodiscard]] Bus* Bus_Get(unsigned int busChannel, unsigned char busType) const;
   /// True while no bus has this key.
@@ -68,9 +83,11 @@ class QOR_EXPORT BusRoot {
   void LatestHierarchieElement(MDF::Block* block);
 
  private:
-  [[nodiscard]] QOR_HIDDEN Bus* FindBus(unsigned int busChannel, unsigned char busType) const;
+  [[nodiscard]] QOR_HIDDEN Bus* Generate(unsigned int busChannel, unsigned char busType);
 
   FileStream& Stream;
+  BusConvention Convention = BusConvention::kExported;
+  std::vector<RecordingInfo::Channel> Channels;
   std::map<channelKey_t, std::unique_ptr<Bus>> Buses;
   unsigned char RecordId = 0;
   MDF::Block* Latest;

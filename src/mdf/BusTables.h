@@ -182,4 +182,103 @@ inline constexpr Field kFlxSymbol[] = {
     {"SymbolLength", 176, 4},
 };
 
+// --- the standard convention: the groups of a bus in their order ---
+
+// Where a kind of event isn't named here, its fields are those above.
+
+inline constexpr std::array kCanErrorTypeTexts = {"Other error", "Bit error", "Form error",
+                                                  "Stuff error", "CRC error", "Acknowledgement error"};
+
+inline constexpr Field kStandardCanError[] = {
+    {"ID", 64, 32},
+    {"IDE", 95, 1},
+    {"ErrorType", 96, 8, kFixed, kUnsigned, kCanErrorTypeTexts},
+    {"Dir", 111, 1, kFixed, kUnsigned, kDirTexts, kDirComment},
+    {"DLC", 112, 8},
+    {"DataLength", 112, 8},
+    {"DataBytes", 120, 64, kMaximum, kBytes},
+    {"ErrorFlags", 216, 56},
+};
+inline constexpr Field kCanRemote[] = {
+    {"ID", 64, 32},  {"IDE", 95, 1},         {"Dir", 96, 1, kFixed, kUnsigned, kDirTexts, kDirComment},
+    {"DLC", 104, 8}, {"DataLength", 112, 8},
+};
+inline constexpr Field kStandardLinTransmissionError[] = {
+    {"ID", 64, 8},   {"SpecifiedDataByteCount", 72, 8},     {"ChecksumModel", 80, 1}, {"IsETF", 81, 1}, {"Dir", 82, 1},
+    {"SOF", 88, 64}, {"Baudrate", 152, 64, kFixed, kFloat},
+};
+inline constexpr Field kStandardFlxError[] = {
+    {"Cycle", 64, 8},
+    {"FlxChannelMask", 72, 2},
+    {"ErrorData", 80, 144, kFixed, kBytes},
+    {"ErrorType", 80, 3, kFixed, kUnsigned, kErrorTypeTexts, kErrorTypeComment},
+};
+inline constexpr Field kFlxNull[] = {
+    {"ID", 64, 16},
+    {"Cycle", 80, 6},
+    {"FlxChannel", 86, 1, kFixed, kUnsigned, kFlxChannelTexts, kFlxChannelComment},
+    {"Dir", 87, 1},
+    {"DataLength", 88, 8},
+    {"FrameFlags", 96, 32},
+    {"NullFrameFlag", 96, 1},
+    {"SyncFrameFlag", 98, 1},
+    {"StartUpFrameFlag", 99, 1},
+    {"PayloadPreambleFlag", 100, 1},
+    {"HeaderCRC", 128, 16},
+    {"PayloadLength", 144, 8},
+};
+/// Of a frame and of one with a CRC error.
+inline constexpr Field kEthernet[] = {
+    {"Source", 64, 48, kFixed, kBytes},
+    {"Destination", 112, 48, kFixed, kBytes},
+    {"EtherType", 160, 16},
+    {"ReceivedDataByteCount", 176, 16},
+    {"DataLength", 192, 16},
+    {"CRC", 208, 32},
+    {"Dir", 240, 1, kFixed, kUnsigned, kDirTexts, kDirComment},
+    {"PadByteCount", 248, 8},
+    {"DataBytes", 256, 64, kVariable, kBytes},
+};
+
+enum StandardCanGroup : unsigned int { kCanDataFrame, kCanErrorFrame, kCanRemoteFrame };
+inline constexpr Event kStandardCan[] = {
+    {"CAN_DataFrame", {}, kCanData},
+    {"CAN_ErrorFrame", {}, kStandardCanError},
+    {"CAN_RemoteFrame", {}, kCanRemote},
+};
+/// In the order of the kinds that Bus::Data_Insert_LIN has.
+inline constexpr Event kStandardLin[] = {
+    {"LIN_Frame", {}, kLinFrame},
+    {"LIN_ChecksumError", {}, kLinChecksumError},
+    {"LIN_ReceiveError", {}, kLinReceiveError},
+    {"LIN_SyncError", {}, kLinSyncError},
+    {"LIN_TransmissionError", {}, kStandardLinTransmissionError},
+    {"LIN_WakeUp", {}, kLinWakeup},
+};
+/// In the order of Bus::ChannelNum_Get, which null frames follow.
+enum StandardFlexRayGroup : unsigned int { kFlxNullFrame = 5 };
+inline constexpr Event kStandardFlexRay[] = {
+    {"FLX_Frame", kFlxFrameConstants, kFlxFrame},      {"FLX_Error", kFlxConstants, kStandardFlxError},
+    {"FLX_StartCycle", kFlxConstants, kFlxStartCycle}, {"FLX_State", kFlxConstants, kFlxState},
+    {"FLX_Symbol", kFlxConstants, kFlxSymbol},         {"FLX_NullFrame", kFlxFrameConstants, kFlxNull},
+};
+enum StandardEthernetGroup : unsigned int { kEthFrame, kEthChecksumError };
+inline constexpr Event kStandardEthernet[] = {
+    {"ETH_Frame", {}, kEthernet},
+    {"ETH_ChecksumError", {}, kEthernet},
+};
+
+/// A bus by its type in entries, as the standard convention has it.
+struct StandardBus {
+  const char* Name;          // before the channel number
+  unsigned char SourceType;  // si_bus_type
+  std::span<const Event> Events;
+};
+inline constexpr StandardBus kStandardBuses[] = {
+    {"CAN", 2, kStandardCan},
+    {"LIN", 3, kStandardLin},
+    {"FLEX", 5, kStandardFlexRay},
+    {"ETH", 7, kStandardEthernet},
+};
+
 }  // namespace MDF::tables

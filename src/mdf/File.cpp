@@ -2,11 +2,13 @@
 
 #include <algorithm>
 #include <new>
+#include <span>
 #include <string>
 #include <tuple>
 #include <utility>
 
 #include "mdf/BlockTree.h"
+#include "mdf/RecordingComment.h"
 #include "mdf/XmlText.h"
 
 namespace {
@@ -61,6 +63,50 @@ struct EventEnd {
 };
 /// Owns an event that isn't linked yet.
 using NewEvent = std::unique_ptr<MDF::EVBLOCK, EventEnd>;
+
+// --- comments ---
+
+constexpr size_t kCommentRoom = 2048;  // bytes that a comment may grow by, such as by the losses
+
+/// Replaces a comment's text within its room. False, and nothing is changed, when it doesn't fit.
+/// @throws std::bad_alloc; nothing is changed then
+bool StoreText(MDF::MDBLOCK& comment, std::string text) {
+  const unsigned long room = comment.Block_Length() - sizeof(MDF::BlockHeader);
+  if (text.size() >= room) return false;
+  if (!comment.Reset(static_cast<unsigned int>(room))) throw std::bad_alloc();
+  constexpr size_t kMostAtOnce = 255;
+  for (size_t done = 0; done < text.size(); done += kMostAtOnce) {
+    const size_t size = std::min(text.size() - done, kMostAtOnce);
+    auto* bytes = reinterpret_cast<unsigned char*>(text.data() + done);
+    (void)comment.Insert(static_cast<unsigned int>(done), static_cast<unsigned char>(size), bytes);
+  }
+  return true;
+}
+
+// --- marks ---
+
+constexpr unsigned char kMarker = 6;                // ev_type
+constexpr unsigned char kAcquisitionInterrupt = 2;  // likewise
+constexpr unsigned char kCauseOther = 0;
+constexpr unsigned char kCauseError = 1;
+constexpr char kLossText[] = "Data lost after this entry";
+constexpr unsigned long kBetweenLossMarks = 1'000'000'000;  // ns
+
+std::string EdgeText(unsigned char code) { return code == 0 ? "rising edge" : "falling edge"; }
+
+std::string HexText(std::span<const unsigned char> bytes) {
+  constexpr char kDigits[] = "0123456789ABCDEF";
+  std::string text;
+  for (const unsigned char byte : bytes) text.append({' ', kDigits[byte >> 4], kDigits[byte & 15]});
+  return text;
+}
+
+std::string CanEventText(const CanView& can) {
+  if (can.Code() <= 1 && !can.Data().empty()) return "Trigger input: " + EdgeText(can.Code());
+  return "User event:" + HexText(can.Data());
+}
+
+std::string LinEventText(const LinView& lin) { return "Event-triggered frame: " + EdgeText(lin.Identifier); }
 
 // "Begin of Recording": sic, part of the interface.
 NewEvent BeginEvent(unsigned long time) {
@@ -129,9 +175,11 @@ void MdfFile::DropTree() {
   Header = nullptr;
   History = nullptr;
   Begin = nullptr;
+  Comment = nullptr;
   LastEvent = nullptr;
   GroupInFile = nullptr;
   EventInFile = nullptr;
+  LossMarks.clear();
   BusLinks.clear();
   Root.reset();
 }
@@ -147,8 +195,43 @@ bool MdfFile::FileInformationHeader(const FileInfo& info) {
   auto comment = std::make_unique<MDF::MDBLOCK>(xml);
   Header->Links_Delete(MDF::kHdComment);
   Header->Links_Set(MDF::kHdComment, comment.release());
+  Comment = nullptr;
   Changed = true;
   return true;
+}
+
+bool MdfFile::Convention_Set(BusConvention convention) {
+  if (!Root->Empty()) return false;
+  Root->Convention_Set(convention);
+  return true;
+}
+
+void MdfFile::Recording_Set(const RecordingInfo& info) {
+  std::vector<RecordingInfo::Channel> channels = info.Channels;
+  SetComment(MDF::HeaderComment(info));
+  AddHistory(info);
+  Root->ChannelInfo_Set(std::move(channels));
+}
+
+/// In the block that is there already, if the text fits into its room; else in a new one, which leaves the old one's bytes in
+/// the file.
+void MdfFile::SetComment(const std::string& xml) {
+  if (Comment == nullptr || !StoreText(*Comment, xml)) {
+    auto comment = std::make_unique<MDF::MDBLOCK>(xml + std::string(kCommentRoom, ' '));
+    (void)StoreText(*comment, xml);  // the same length, with zeros in place of the blanks
+    Header->Links_Delete(MDF::kHdComment);
+    Header->Links_Set(MDF::kHdComment, comment.get());
+    Comment = comment.release();
+  }
+  EventInFile = nullptr;  // so that the next write looks at all blocks, this one included
+  Changed = true;
+}
+
+/// The library's own entry stays the first one. Once: what is said later is about the same recording.
+void MdfFile::AddHistory(const RecordingInfo& info) {
+  if (info.Tool.empty() || History->Links_Get(MDF::kFhNext) != nullptr) return;
+  const unsigned long time = info.Start != 0 ? info.Start : Header->StartTime_Get();
+  History->Links_Set(MDF::kFhNext, new MDF::FHBLOCK(time, MDF::HistoryComment(info).c_str()));
 }
 
 std::string MdfFile::FileName() const {
@@ -363,11 +446,45 @@ bool MdfFile::Bus_Reset() {
 }
 
 bool MdfFile::Data_Insert(Qor_Trace_Entry_t& entry) {
-  return Describe() && Root->Data_Insert(entry) && Recorded(entry.Timestamp);
+  return Describe() && InsertInto(Root->FindBus(entry.ChannelId, entry.BusType), entry) && Recorded(entry.Timestamp);
 }
 
 bool MdfFile::Data_Insert(unsigned int busChannel, unsigned char busType, Qor_Trace_Entry_t& entry) {
-  return Describe() && Root->Data_Insert(Root->Bus_Get(busChannel, busType), entry) && Recorded(entry.Timestamp);
+  return Describe() && InsertInto(Root->Bus_Get(busChannel, busType), entry) && Recorded(entry.Timestamp);
+}
+
+/// The record and, in the standard convention, the event of the file that the entry asks for. What needs memory comes first.
+bool MdfFile::InsertInto(Bus* bus, Qor_Trace_Entry_t& entry) {
+  if (bus == nullptr || entry.Length < RecordView::kHeader) return false;
+  if (Root->Convention_Get() != BusConvention::kStandard) return Root->Data_Insert(bus, entry);
+  NewEvent mark(NewMark(*bus, entry));
+  if (!Root->Data_Insert(bus, entry)) return false;
+  if (mark != nullptr) AppendEvent(mark.release());
+  return true;
+}
+
+/// Null for an entry that asks for none.
+MDF::EVBLOCK* MdfFile::NewMark(Bus& bus, const RecordView& record) {
+  const unsigned long time = Header->RelativeTime(record.Timestamp());
+  const bool lost = record.HasOverrunMark();
+  std::string text;
+  if (record.Kind() == RecordKind::CanEvent) text = CanEventText(record.Can());
+  if (record.Kind() == RecordKind::LinEvent) text = LinEventText(record.Lin());
+  if (text.empty() && !(lost && IsLossDue(bus, record.Timestamp()))) return nullptr;
+  if (lost) text += text.empty() ? kLossText : std::string("; ") + kLossText;
+  const auto type = lost ? kAcquisitionInterrupt : kMarker;
+  NewEvent mark(new MDF::EVBLOCK("", type, lost ? kCauseError : kCauseOther, time));
+  MDF::LinkText(*mark, MDF::kEvName, text);
+  bus.Event_ScopeAdd(mark.get());
+  return mark.release();
+}
+
+/// A bus that loses data may mark entry after entry.
+bool MdfFile::IsLossDue(const Bus& bus, unsigned long time) {
+  const auto [latest, first] = LossMarks.try_emplace(&bus, time);
+  if (!first && time - latest->second < kBetweenLossMarks) return false;
+  latest->second = time;
+  return true;
 }
 
 /// Closed, and whatever is added now would be dropped when the next file is begun.

@@ -7,6 +7,7 @@
 #pragma once
 
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <set>
 #include <string>
@@ -16,6 +17,7 @@
 #include "mdf/Bus.h"
 #include "mdf/BusGenerator.h"
 #include "mdf/BusRoot.h"
+#include "mdf/RecordingInfo.h"
 #include "qor_api_trace.h"
 
 /// What a file's comment says; plain texts in UTF-8, any of which may be empty.
@@ -76,6 +78,20 @@ class QOR_EXPORT MdfFile : public FileStream {
   /// comment in the file. False, and nothing is changed, when a text isn't valid UTF-8, which readers would refuse.
   /// @throws std::bad_alloc; nothing is changed then
   [[nodiscard]] bool FileInformationHeader(const FileInfo& info);
+  /// How bus events are laid out; kExported unless this is called. Before the first bus: false, and nothing is changed, once
+  /// there is one. With kStandard:
+  /// - there are groups for Ethernet frames, CAN remote frames and FlexRay null frames, and what kinds of events they hold
+  ///   and how is what programs of other makers expect;
+  /// - trigger events of CAN and LIN become events of the file, and so does the mark of an entry after which data were
+  ///   lost: once a second at most for each bus. They refer to the channel groups of their bus;
+  /// - data that can't be packed go out in plain data blocks.
+  [[nodiscard]] bool Convention_Set(BusConvention convention);
+  /// Says in the header's comment, in the file's history and in the source blocks of the buses added from now on (standard
+  /// convention only) what is known of the recording. May be called again, such as before File_Close with the losses:
+  /// the comment is then rewritten in place, as far as there is room for it, in one write. FileInformationHeader sets
+  /// the same comment; the later call counts.
+  /// @throws std::bad_alloc; the file's comment is then as before
+  void Recording_Set(const RecordingInfo& info);
   /// The name of the current file of the series.
   [[nodiscard]] std::string FileName() const;
 
@@ -104,7 +120,7 @@ class QOR_EXPORT MdfFile : public FileStream {
   bool Write();
 
   /// Adds a bus: type 0 CAN, 1 LIN, 2 FlexRay, 'c' a CAN bus with data frames only. False for another type or a bus that
-  /// is there already. Ethernet has no place in the file.
+  /// is there already. Ethernet, type 3, has a place in the standard convention only, and 'c' in the other one.
   /// @throws std::bad_alloc; nothing is changed then
   [[nodiscard]] bool Bus_Add(unsigned int busChannel, unsigned char busType);
   /// Records of the bus in the current file; 0 when there is no such bus.
@@ -130,10 +146,11 @@ class QOR_EXPORT MdfFile : public FileStream {
   /// on the clock of the relative base. False between File_Close and File_Open, where there is no file for it.
   /// @throws std::bad_alloc; nothing is changed then
   bool Event(const std::string& name, unsigned char kind, unsigned char cause, unsigned long time);
-  /// The same for one bus only; false when it isn't there. The event refers to the data groups of the bus.
+  /// The same for one bus only; false when it isn't there. The event refers to the data groups of the bus or, in the
+  /// standard convention, to its channel groups.
   ///
-  /// **Some readers refuse a file with such an event as a whole**, recorded data included. Where it isn't known who will
-  /// read the file, add the event without a bus.
+  /// **Some readers refuse a file with an event that refers to data groups as a whole**, recorded data included. Where it
+  /// isn't known who will read the file, use the standard convention, or add the event without a bus.
   bool Event(const std::string& name, unsigned char kind, unsigned char cause, unsigned long time,
              unsigned int busChannel, unsigned char busType);
 
@@ -143,6 +160,11 @@ class QOR_EXPORT MdfFile : public FileStream {
   QOR_HIDDEN bool LinkEvent(const std::string& name, unsigned char kind, unsigned char cause, unsigned long time,
                             Bus* scope);
   QOR_HIDDEN void AppendEvent(MDF::EVBLOCK* added);
+  [[nodiscard]] QOR_HIDDEN bool InsertInto(Bus* bus, Qor_Trace_Entry_t& entry);
+  [[nodiscard]] QOR_HIDDEN MDF::EVBLOCK* NewMark(Bus& bus, const RecordView& record);
+  [[nodiscard]] QOR_HIDDEN bool IsLossDue(const Bus& bus, unsigned long time);
+  QOR_HIDDEN void SetComment(const std::string& xml);
+  QOR_HIDDEN void AddHistory(const RecordingInfo& info);
   QOR_HIDDEN void DropEvents();
   QOR_HIDDEN void PlaceBlocks(BlockSet& changed);
   [[nodiscard]] QOR_HIDDEN bool Describe();
@@ -172,12 +194,14 @@ class QOR_EXPORT MdfFile : public FileStream {
   std::unique_ptr<MDF::IDBLOCK> Id;
   MDF::HDBLOCK* Header = nullptr;  // the tree's root; all blocks of the tree belong to the file
   MDF::FHBLOCK* History = nullptr;
+  MDF::MDBLOCK* Comment = nullptr;  // of the header, as Recording_Set made it; has room to grow
   std::unique_ptr<BusRoot> Root;
-  MDF::EVBLOCK* Begin = nullptr;           // of the recording that hasn't ended yet
-  MDF::EVBLOCK* LastEvent = nullptr;       // of the header's chain
-  MDF::Block* GroupInFile = nullptr;       // the last data group that the file describes, with all before it ...
-  MDF::Block* EventInFile = nullptr;       // ... and the last event; null when everything must be looked through
-  std::set<Bus*, BusLinks_sort> BusLinks;  // buses that the file doesn't describe yet
+  MDF::EVBLOCK* Begin = nullptr;                  // of the recording that hasn't ended yet
+  MDF::EVBLOCK* LastEvent = nullptr;              // of the header's chain
+  MDF::Block* GroupInFile = nullptr;              // the last data group that the file describes, with all before it ...
+  MDF::Block* EventInFile = nullptr;              // ... and the last event; null when everything must be looked through
+  std::map<const Bus*, unsigned long> LossMarks;  // ns, when the latest mark of a loss was made
+  std::set<Bus*, BusLinks_sort> BusLinks;         // buses that the file doesn't describe yet
 };
 
 namespace MDF {

@@ -59,6 +59,15 @@ bool IsUtf8(std::string_view text) {
   return true;
 }
 
+std::string Utf8Only(std::string_view text) {
+  std::string kept;
+  for (Character at; !text.empty(); text.remove_prefix(at.Size)) {
+    at = First(text);
+    if (at.Code != kMalformed) kept += text.substr(0, at.Size);
+  }
+  return kept;
+}
+
 std::string EscapedForXml(std::string_view text) {
   std::string xml;
   for (Character at; !text.empty(); text.remove_prefix(at.Size)) {

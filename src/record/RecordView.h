@@ -107,6 +107,9 @@ struct CanView {
   /// (1 to 7); of an event, 0 rising edge, 1 falling edge, else a user event.
   [[nodiscard]] unsigned char Code() const { return Held.empty() ? static_cast<unsigned char>(0) : Held.front(); }
 
+  /// A record has no mark for a remote frame: it is a classic frame that has a length on the bus, but no data.
+  [[nodiscard]] bool IsRemote() const { return Kind() == RecordKind::CanFrame && DataLength == 0 && Dlc != 0; }
+
   /// An event comes before an error frame, and that before a frame.
   [[nodiscard]] RecordKind Kind() const {
     if (Has(QOR_TRACE_CAN_TRIGGER)) return RecordKind::CanEvent;

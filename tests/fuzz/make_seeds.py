@@ -342,6 +342,7 @@ def mdf_entries_seeds():
     made = b"".join(with_length(r) for r in records())
     write("mdf_entries", "all-kinds", b"\xFF\x01" + made)
     write("mdf_entries", "no-buses", b"\x00\x00" + made)
+    write("mdf_entries", "standard-all-kinds", b"\xFF\x81" + made)
     for place, bus in enumerate(("can", "lin", "flexray")):  # much faster than with all of them
         of_bus = b"".join(with_length(r) for r in records() if r[24] == place)
         write("mdf_entries", f"{bus}-alone", bytes([1 << place, 0]) + of_bus)

@@ -1,7 +1,7 @@
 // Records of any bytes through MdfFile: the same records make the same file, a strict reader accepts it, and it holds
 // as many records as were taken.
 //
-// Input: which buses (2), then records: length (2), bytes; a length above 32767 is a flush.
+// Input: which buses (2; bit 15: the standard convention), then records: length (2), bytes; a length above 32767 is a flush.
 #include <array>
 
 #include "Input.h"
@@ -15,7 +15,8 @@ using fuzz::Input;
 using fuzz::Require;
 using test::Bytes;
 
-constexpr std::array<unsigned char, 3> kBuses = {BusType_Can, BusType_Lin, BusType_FlexRay};
+constexpr unsigned int kStandard = 0x8000;
+constexpr std::array<unsigned char, 4> kBuses = {BusType_Can, BusType_Lin, BusType_FlexRay, BusType_Ethernet};
 constexpr unsigned int kChannels = 1;  // of each bus; more are slow
 
 /// Takes a record of whatever bytes there are, on one of the channels, as often as not of one of the buses.
@@ -27,8 +28,17 @@ test::Record TakeRecord(Input& input, size_t length) {
   return test::Record(bytes);
 }
 
+/// True for an entry that the standard convention takes without a record.
+bool IsEventAlone(const RecordView& entry) {
+  const unsigned char bus = entry.Bus();
+  if (bus == BusType_Can) return entry.Can().Kind() == RecordKind::CanEvent;
+  if (bus == BusType_Lin) return entry.Lin().Kind() == RecordKind::LinEvent;
+  return bus == BusType_Ethernet && entry.Ethernet().Kind() == RecordKind::OverrunMark;
+}
+
 /// The records that an accepted entry makes: a FlexRay frame one on each of its channels, which may be none.
-unsigned long RecordsOf(const Qor_Trace_Entry_t& entry) {
+unsigned long RecordsOf(const Qor_Trace_Entry_t& entry, bool standard) {
+  if (standard && IsEventAlone(entry)) return 0;
   Qor_Trace_Entry_FlexRay_t flexRay{};
   const size_t header = offsetof(Qor_Trace_Entry_t, Payload);
   if (entry.BusType != BusType_FlexRay) return 1;
@@ -43,9 +53,13 @@ unsigned long RecordsOf(const Qor_Trace_Entry_t& entry) {
 unsigned long Write(const char* name, Input input) {
   MdfFile file(name, 1'700'000'000'000'000'000);
   const auto wanted = input.Take<std::uint16_t>();
+  const bool standard = (wanted & kStandard) != 0;
+  if (standard) Require(file.Convention_Set(BusConvention::kStandard), "the convention is chosen");
   for (unsigned int place = 0; place < kChannels * kBuses.size(); ++place) {
     if ((wanted >> place & 1) == 0) continue;
-    Require(file.Bus_Add(1 + place % kChannels, kBuses[place / kChannels]), "a bus is added");
+    const unsigned char type = kBuses[place / kChannels];
+    const bool known = standard || type != BusType_Ethernet;
+    Require(file.Bus_Add(1 + place % kChannels, type) == known, "a bus is added");
   }
   unsigned long taken = 0, last = 0;
   while (input.Left() > 0) {
@@ -56,7 +70,7 @@ unsigned long Write(const char* name, Input input) {
     }
     test::Record record = TakeRecord(input, length);
     if (!file.Data_Insert(const_cast<Qor_Trace_Entry_t&>(record.Get()))) continue;
-    taken += RecordsOf(record.Get());
+    taken += RecordsOf(record.Get(), standard);
     last = record.Get().Timestamp;
   }
   unsigned long counted = 0;

@@ -41,6 +41,17 @@ class Recording {
   void Comment(const FileInfo& info) {
     Do([&] { return File->FileInformationHeader(info); });
   }
+  void UseStandard() {
+    Do([this] { return File->Convention_Set(BusConvention::kStandard); });
+  }
+  void Describe(const RecordingInfo& info) {
+    Do([&] {
+      File->Recording_Set(info);
+      return true;
+    });
+  }
+  /// Every further frame is the last one before a loss.
+  void LoseAfterEach() { Frame.Put<unsigned char>(kFlags, QOR_TRACE_CAN_FD | QOR_TRACE_CAN_OVERRUN); }
   void Insert(unsigned long count) {
     for (unsigned long i = 0; i < count; ++i) {
       Frame.Put(kTimestamp, kFirstTime + Taken);
@@ -81,6 +92,7 @@ class Recording {
   [[nodiscard]] unsigned long FlushedFrames() const { return Flushed; }
 
  private:
+  static constexpr size_t kFlags = offsetof(Qor_Trace_Entry_t, Payload.Can.Flags);
   static constexpr size_t kTimestamp = offsetof(Qor_Trace_Entry_t, Timestamp);
 
   template <class Call>

@@ -12,7 +12,54 @@ using namespace test::failing_series;
 
 const FileInfo kInfo = {"An author with a long name", "Test bench", "", "", "Longer than a short string"};
 
+RecordingInfo LongInfo(size_t losses) {
+  RecordingInfo info;
+  info.Tool = "A recorder with a long name";
+  info.Channels = {
+      {.BusChannel = 2, .BusType = BusType_Ethernet, .Source = "a source that is longer than a short text"}};
+  info.Losses.assign(losses, {.BusChannel = 2, .Cause = "the capture buffer of the interface was full"});
+  return info;
+}
+
+const RecordingInfo kRunning = LongInfo(0);
+const RecordingInfo kEnded = LongInfo(2);
+const RecordingInfo kLossy = LongInfo(100);
+
+void BeginStandard(Recording& recording) {
+  recording.Open();
+  recording.UseStandard();
+  recording.Add(1, BusType_Can);
+}
+
 const Scene kDescriptions[] = {
+    {"Recording", Begin, [](Recording& recording) { recording.Describe(kEnded); }},
+    {"RecordingInPlace",
+     [](Recording& recording) {
+       Begin(recording);
+       recording.Describe(kRunning);
+       recording.Flush();
+     },
+     [](Recording& recording) {
+       recording.Describe(kEnded);
+       recording.Flush();
+     }},
+    {"RecordingThatOutgrowsItsRoom",
+     [](Recording& recording) {
+       Begin(recording);
+       recording.Describe(kRunning);
+     },
+     [](Recording& recording) {
+       recording.Describe(kLossy);
+       recording.Flush();
+     }},
+    {"StandardLin", BeginStandard, [](Recording& recording) { recording.Add(2, BusType_Lin); }},
+    {"StandardEthernet", BeginStandard, [](Recording& recording) { recording.Add(2, BusType_Ethernet); }},
+    {"MarkOfALoss", BeginStandard,
+     [](Recording& recording) {
+       recording.LoseAfterEach();
+       recording.Insert(2);
+       recording.Flush();
+     }},
     {"Comment", Begin, [](Recording& recording) { recording.Comment(kInfo); }},
     {"Can", Begin, [](Recording& recording) { recording.Add(2, BusType_Can); }},
     {"Lin", Begin, [](Recording& recording) { recording.Add(2, BusType_Lin); }},

@@ -477,6 +477,27 @@ TEST(RecordView, OfACanRecordWithoutDataHasTheCode0) {
   EXPECT_EQ(RecordView(*entry->GetEntry()).Can().Code(), 0U);
 }
 
+TEST(RecordView, RemoteFrameIsAClassicFrameWithALengthCodeButNoData) {
+  using test::CanItem;
+  struct Case {
+    CanItem Item;
+    bool Remote;
+  };
+  const Case cases[] = {
+      {CanItem().Data({}).Dlc(8), true},
+      {CanItem().Extended().Tx().Data({}).Dlc(1), true},
+      {CanItem().Data({}), false},
+      {CanItem().Data({1}), false},
+      {CanItem().Fd().Data({}).Dlc(8), false},
+      {CanItem().Flags(QOR_TRACE_CAN_ERROR).Data({}).Dlc(8), false},
+      {CanItem().Flags(QOR_TRACE_CAN_TRIGGER).Data({}).Dlc(8), false},
+  };
+  for (const Case& one : cases) {
+    const test::Record record(*one.Item.Entry());
+    EXPECT_EQ(RecordView(record.Get()).Can().IsRemote(), one.Remote) << &one - cases;
+  }
+}
+
 TEST(RecordView, FindsTheCodeWhateverLengthIsAnnounced) {
   const Record bytes = Record(*CanItem().ErrorFrame(5).Entry()).Put(43, '\0');
   EXPECT_EQ(RecordView(bytes.Get()).Can().Code(), 5U);

@@ -124,6 +124,11 @@ MdfDecoder::MdfDecoder(std::string bytes) : Bytes(std::move(bytes)) {
   const Block header = At(64, "##HD");
   Start = NumberAt<uint64_t>(header.Data, 0);
   HeaderComment = TextAt(header.Links.at(5));
+  for (uint64_t at = header.Links.at(1); at != 0;) {
+    const Block history = At(at, "##FH");
+    HistoryComments.push_back(TextAt(history.Links.at(1)));
+    at = history.Links.at(0);
+  }
   ReadGroups(header.Links.at(0));
   ReadEvents(header.Links.at(4));
 }
@@ -207,7 +212,13 @@ void MdfDecoder::ReadGroups(uint64_t position) {
 void MdfDecoder::ReadGroup(const Block& data, const Block& group) {
   Group& made = All.emplace_back();
   made.Acquisition = TextAt(group.Links.at(2));
-  if (group.Links.at(3) != 0) made.Source = TextAt(At(group.Links[3], "##SI").Links.at(0));
+  if (group.Links.at(3) != 0) {
+    const Block source = At(group.Links[3], "##SI");
+    made.Source = TextAt(source.Links.at(0));
+    made.SourcePath = TextAt(source.Links.at(1));
+    made.SourceType = NumberAt<uint8_t>(source.Data, 0);
+    made.BusType = NumberAt<uint8_t>(source.Data, 1);
+  }
   made.Count = NumberAt<uint64_t>(group.Data, 8);
   made.IdSize = NumberAt<uint8_t>(data.Data, 0);
   made.RecordSize = made.IdSize + NumberAt<uint32_t>(group.Data, 24) + NumberAt<uint32_t>(group.Data, 28);
@@ -250,6 +261,9 @@ void MdfDecoder::ReadEvents(uint64_t position) {
     mark.Name = TextAt(block.Links.at(3));
     mark.Time = NumberAt<int64_t>(block.Data, 16);
     mark.Scopes = NumberAt<uint32_t>(block.Data, 8);
+    for (size_t scope = 0; scope < mark.Scopes; ++scope) {
+      mark.ScopeIds.emplace_back(At(block.Links.at(5 + scope), "##DG ##CG ##CN").Id);
+    }
     if (block.Links.at(2) != 0) mark.BeginsAt = indexes.at(block.Links[2]);
     Marks.push_back(std::move(mark));
     position = block.Links.at(0);

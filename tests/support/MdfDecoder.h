@@ -37,8 +37,11 @@ class MdfDecoder {
   /// A channel group: one kind of event of one bus.
   class Group {
    public:
-    std::string Acquisition;        // name of the bus
-    std::string Source;             // name of the event's source
+    std::string Acquisition;  // name of the bus
+    std::string Source;       // name of the source
+    std::string SourcePath;
+    uint8_t SourceType = 0;
+    uint8_t BusType = 0;            // of the source
     std::string Event;              // name of the structure channel
     uint64_t Count = 0;             // records
     uint64_t RecordSize = 0;        // bytes, the id included
@@ -71,6 +74,7 @@ class MdfDecoder {
     int64_t Time = 0;                // ns
     std::optional<size_t> BeginsAt;  // index of the event that the range began with
     size_t Scopes = 0;
+    std::vector<std::string> ScopeIds;  // "##CG"
   };
 
   explicit MdfDecoder(std::string bytes);
@@ -79,6 +83,8 @@ class MdfDecoder {
   /// ns since 1970.
   [[nodiscard]] uint64_t StartTime() const { return Start; }
   [[nodiscard]] const std::string& Comment() const { return HeaderComment; }
+  /// The comments of the file's history, oldest first.
+  [[nodiscard]] const std::vector<std::string>& Histories() const { return HistoryComments; }
   /// In file order.
   [[nodiscard]] const std::deque<Group>& Groups() const { return All; }
   [[nodiscard]] const std::vector<Event>& Events() const { return Marks; }
@@ -105,6 +111,7 @@ class MdfDecoder {
   std::string Bytes;
   uint64_t Start = 0;
   std::string HeaderComment;
+  std::vector<std::string> HistoryComments;
   std::deque<Group> All;
   std::vector<Event> Marks;
 };

@@ -1,0 +1,66 @@
+// Appending whole records to a group, and keeping its counts true (not exported).
+#pragma once
+
+#include <algorithm>
+#include <cstddef>
+
+#include "mdf/Bus.h"
+#include "mdf/BusRecord.h"
+#include "record/RecordView.h"
+
+namespace MDF {
+
+/// Stores `size` bytes: as many as are held, then zeros.
+inline void StoreHeld(RecordPayload held, unsigned char* out, size_t size) {
+  const RecordPayload kept = held.first(std::min(size, held.size()));
+  std::fill(std::copy(kept.begin(), kept.end(), out), out + size, static_cast<unsigned char>(0));
+}
+
+/// Appends a whole record to its group.
+inline bool AppendRecord(Bus::ChannelGroup& group, Record& record) {
+  if (group.Torn) return false;
+  const Inserted inserted = record.Insert(*group.Records);
+  group.Torn = inserted == Inserted::kPart;
+  if (inserted != Inserted::kAll) return false;
+  ++group.CycleCount;
+  return true;
+}
+
+/// Appends the data that the group's last record points to: `length` bytes, at most `kMost`, zeros where fewer are held.
+/// Takes the record back if that fails.
+template <size_t kMost>
+bool AppendData(Bus::ChannelGroup& group, const Record& record, RecordPayload held, unsigned int length) {
+  FieldBuffer<sizeof length + kMost> data;
+  data.Put(length);
+  if (length != 0) StoreHeld(held, data.Next(length), length);
+  const Inserted inserted = data.Insert(*group.Vlsd);
+  if (inserted == Inserted::kAll) {
+    group.DataBytes += data.Length();
+    return true;
+  }
+  group.Torn = inserted == Inserted::kPart || !group.Records->Data_TakeBack(record.Length());
+  if (!group.Torn) --group.CycleCount;
+  return false;
+}
+
+/// After an insert: if it flushed a block, the count in the file follows.
+inline void UpdateCount(Bus::ChannelGroup& group, FileStream& stream) {
+  // The data of the latest record may have been cut by the end of the block.
+  if (group.Flushed_Look(group.CycleCount - 1)) group.CycleCount_Write(stream);
+}
+
+inline bool InsertRecord(Bus::ChannelGroup& group, Record& record, FileStream& stream) {
+  if (!AppendRecord(group, record)) return false;
+  UpdateCount(group, stream);
+  return true;
+}
+
+template <size_t kMost>
+bool InsertWithData(Bus::ChannelGroup& group, Record& record, RecordPayload held, unsigned int length,
+                    FileStream& stream) {
+  if (!AppendRecord(group, record) || !AppendData<kMost>(group, record, held, length)) return false;
+  UpdateCount(group, stream);
+  return true;
+}
+
+}  // namespace MDF
