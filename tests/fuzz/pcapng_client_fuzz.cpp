@@ -64,10 +64,7 @@ Result Written(fuzz::Input input, bool flushes) {
   writer.SetLost(1, 7);
   Require(writer.Finish(), "the file is finished");
   result.Packets = writer.Packets();
-  for (size_t i = 0; i < client::OmissionCount; ++i) {
-    result.NotPackets += writer.Omitted(static_cast<client::Omission>(i));
-  }
-  result.NotPackets += writer.LeftOut();
+  result.NotPackets = writer.Omitted().Total() + writer.LeftOut();
   result.File = std::move(memory.File);
   Require(writer.Bytes() == result.File.size(), "the bytes are counted");
   return result;

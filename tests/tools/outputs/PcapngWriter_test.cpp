@@ -126,8 +126,8 @@ std::string OmittedAs(const Qor_Trace_Entry_t& entry) {
   PcapngWriter writer(sink);
   EXPECT_TRUE(writer.Take(entry));
   EXPECT_EQ(writer.Packets(), 0u);
-  for (std::size_t kind = 0; kind < OmissionCount; ++kind)
-    if (writer.Omitted(static_cast<Omission>(kind)) == 1) return Name(static_cast<Omission>(kind));
+  for (const auto& [name, count] : writer.Omitted().ByName())
+    if (count == 1) return name;
   return "";
 }
 template <class Item>
@@ -474,7 +474,7 @@ TEST(PcapngWriter, EthernetOnlyLeavesOutOtherBuses) {
   PcapngWriter writer(sink, options);
   writer.Take(*CanItem().RisingEdge().Entry()->GetEntry());
   EXPECT_EQ(writer.LeftOut(), 1u);
-  EXPECT_EQ(writer.Omitted(Omission::CanEvent), 0u);
+  EXPECT_EQ(writer.Omitted().Of(PcapngOmission::CanEvent), 0u);
 }
 
 TEST(PcapngWriter, RandomRecordsAreReadNoFurtherThanTheyGo) {

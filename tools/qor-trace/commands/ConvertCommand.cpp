@@ -64,7 +64,7 @@ std::optional<unsigned long> BeginOf(const std::string& input, Signals& signals,
     progress.Clear();
   } catch (const Failure&) {  // it is reported when the file is converted
   }
-  if (!ends.First || *ends.First >= WallClockFrom) return std::nullopt;
+  if (!ends.First || *ends.First >= kWallClockFrom) return std::nullopt;
   const auto changed = static_cast<unsigned long>(status.st_mtim.tv_sec) * 1000000000 +
                        static_cast<unsigned long>(status.st_mtim.tv_nsec);
   return changed - std::min(changed, ends.Latest - *ends.First);

@@ -16,7 +16,7 @@ namespace client {
 
 namespace {
 
-constexpr unsigned long LongestLive = 0xFFFFFFFF;  // bytes of a file of a live log
+constexpr unsigned long kLongestLive = 0xFFFFFFFF;  // bytes of a file of a live log
 
 unsigned int FlagsOf(const std::string& path, const AscOptions& options) {
   unsigned int flags = 0;
@@ -35,15 +35,9 @@ std::optional<SeriesName> SeriesOf(const std::string& path, const AscOptions& op
   return series;
 }
 
-const char* NameOf(AscOmission omission) {
-  switch (omission) {
-    case AscOmission::Ethernet:
-      return "Ethernet entries that are no frames";
-    case AscOmission::Malformed:
-      return "malformed entries";
-  }
-  return "";
-}
+// In the order of AscOmission.
+constexpr const char* kOmissions[] = {"Ethernet entries that are no frames", "malformed entries"};
+static_assert(std::size(kOmissions) == static_cast<size_t>(AscOmission::Malformed) + 1);
 
 unsigned long CountLines(std::string_view text) {
   return static_cast<unsigned long>(std::count(text.begin(), text.end(), '\n'));
@@ -79,7 +73,7 @@ void AscFiles::Begin(const std::string& name) {
 
 void AscFiles::Write(std::string_view text) {
   if (GivenUp || !Usable()) return;
-  const std::size_t done = Current()->Write(reinterpret_cast<const unsigned char*>(text.data()), text.size());
+  const size_t done = Current()->Write(reinterpret_cast<const unsigned char*>(text.data()), text.size());
   if (done < text.size()) return Fail(errno, text.substr(0, done));
   Bytes += done;
   Lines += CountLines(text);
@@ -116,8 +110,9 @@ AscOutput::AscOutput(const std::string& path, const AscOptions& options)
       UpToDate(options.Live || path.empty()),
       Series(SeriesOf(path, options)),
       Files(path.empty()),
-      Writer(FlagsOf(path, options), path.c_str(), 0, static_cast<unsigned int>(options.Split.value_or(LongestLive)),
-             Files) {
+      Writer(FlagsOf(path, options), path.c_str(), 0, static_cast<unsigned int>(options.Split.value_or(kLongestLive)),
+             Files),
+      Omitted(kOmissions) {
   if (!Files.Usable()) throw Failure(Files.Error());
 }
 
@@ -132,7 +127,7 @@ AscOutput::~AscOutput() {
 
 bool AscOutput::Take(const RecordView& record) {
   if (!Files.Usable()) return false;
-  if (const auto omission = AscOmissionOf(record)) ++Omitted[static_cast<std::size_t>(*omission)];
+  if (const auto omission = AscOmissionOf(record)) Omitted.Count(*omission);
   HasEntries = true;
   Writer.WriteEntry(Relative ? WithRelativeTime(record) : record.Entry());
   return Files.Usable();
@@ -146,11 +141,7 @@ const Qor_Trace_Entry_t& AscOutput::WithRelativeTime(const RecordView& record) {
 }
 
 void AscOutput::Pause() {
-  if (!Files.Usable()) return;
-  const auto now = std::chrono::steady_clock::now();
-  if (!UpToDate && now - Flushed < std::chrono::seconds(1)) return;
-  Writer.Flush();
-  Flushed = now;
+  if (Files.Usable() && (UpToDate || FlushPace.IsDue())) Writer.Flush();
 }
 
 bool AscOutput::Finish() {
@@ -163,20 +154,10 @@ std::vector<std::string> AscOutput::OlderInSeries() const {
   return Series ? OlderFiles(*Series, Files.Names().size()) : std::vector<std::string>();
 }
 
-std::string AscOutput::ShortfallText() const {
-  std::string kinds;
-  for (std::size_t kind = 0; kind < AscOmissionCount; ++kind) {
-    if (Omitted[kind] == 0) continue;
-    kinds += fmt::format("{}{} {}", kinds.empty() ? ", as the format has no line for them: " : ", ", Omitted[kind],
-                         NameOf(static_cast<AscOmission>(kind)));
-  }
-  return kinds;
-}
+std::string AscOutput::ShortfallText() const { return Omitted.Text("the format has no line for them"); }
 
 void AscOutput::AddJson(nlohmann::json& json) const {
-  nlohmann::json& omitted = json["omitted"] = nlohmann::json::object();
-  for (std::size_t kind = 0; kind < AscOmissionCount; ++kind)
-    if (Omitted[kind] > 0) omitted[NameOf(static_cast<AscOmission>(kind))] = Omitted[kind];
+  json["omitted"] = Omitted.ByName();
   json["files"] = Files.Names();
   if (const auto older = OlderInSeries(); !older.empty()) json["older_files"] = older;
 }

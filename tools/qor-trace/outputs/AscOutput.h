@@ -1,10 +1,7 @@
 // ASC text as an output, written with the library's line writer.
-#ifndef QOR_TRACE_ASCOUTPUT_H
-#define QOR_TRACE_ASCOUTPUT_H
+#pragma once
 
-#include <array>
 #include <chrono>
-#include <cstddef>
 #include <memory>
 #include <optional>
 #include <string>
@@ -12,9 +9,12 @@
 #include <vector>
 
 #include "export/Qor_Trace_Export_ASC.h"
+#include "outputs/Omissions.h"
 #include "outputs/OutputFile.h"
 #include "outputs/Outputs.h"
+#include "outputs/StreamOutput.h"
 #include "stream/CycleTimes.h"
+#include "system/Pace.h"
 #include "system/PartSeries.h"
 
 namespace client {
@@ -24,10 +24,9 @@ enum class AscOmission {
   Ethernet,   // no frame
   Malformed,  // an unknown bus, a LIN entry that readers have to skip
 };
-constexpr std::size_t AscOmissionCount = 2;
 
 /// @return nothing for an entry that has a line
-std::optional<AscOmission> AscOmissionOf(const RecordView& record);
+[[nodiscard]] std::optional<AscOmission> AscOmissionOf(const RecordView& record);
 
 /// The files of an ASC log. Each is called NAME.part until it is complete; when a write fails it stays under that name, cut
 /// after the last whole line, and nothing more is taken. The first one stays claimed until all are complete, and with it the
@@ -47,14 +46,16 @@ class AscFiles : public Qor_Trace_AscTarget {
   /// From now on, files that exist are kept: see StreamOutput.
   void KeepExisting();
 
-  bool Usable() const { return Current() != nullptr && Current()->Usable() && Sentence.empty(); }
+  [[nodiscard]] bool Usable() const { return Current() != nullptr && Current()->Usable() && Sentence.empty(); }
   /// The sentence that says what failed; empty if nothing did.
-  const std::string& Error() const { return Current() != nullptr && Sentence.empty() ? Current()->Error() : Sentence; }
+  [[nodiscard]] const std::string& Error() const {
+    return Current() != nullptr && Sentence.empty() ? Current()->Error() : Sentence;
+  }
   /// Of the complete files.
-  const std::vector<std::string>& Names() const { return CompleteNames; }
+  [[nodiscard]] const std::vector<std::string>& Names() const { return CompleteNames; }
 
  private:
-  OutputFile* Current() const { return Later ? Later.get() : First.get(); }
+  [[nodiscard]] OutputFile* Current() const { return Later ? Later.get() : First.get(); }
   void Fail(int error, std::string_view written);
 
   const bool ToStandardOutput;
@@ -83,20 +84,20 @@ class AscOutput : public StreamOutput {
   AscOutput(const AscOutput&) = delete;
   AscOutput& operator=(const AscOutput&) = delete;
 
-  bool Take(const RecordView& record) override;
+  [[nodiscard]] bool Take(const RecordView& record) override;
   /// Writes what is left; to a file that isn't live, at most once a second. A failure shows at the next entry.
   void Pause() override;
-  bool Finish() override;
+  [[nodiscard]] bool Finish() override;
 
   void KeepExisting() override { Files.KeepExisting(); }
-  const std::string& Error() const override { return Files.Error(); }
-  std::string ShortfallText() const override;
-  std::string RemarkText() const override { return OlderFilesText(OlderInSeries()); }
+  [[nodiscard]] const std::string& Error() const override { return Files.Error(); }
+  [[nodiscard]] std::string ShortfallText() const override;
+  [[nodiscard]] std::string RemarkText() const override { return OlderFilesText(OlderInSeries()); }
   void AddJson(nlohmann::json& json) const override;
 
  private:
-  std::vector<std::string> OlderInSeries() const;
-  const Qor_Trace_Entry_t& WithRelativeTime(const RecordView& record);
+  [[nodiscard]] std::vector<std::string> OlderInSeries() const;
+  [[nodiscard]] const Qor_Trace_Entry_t& WithRelativeTime(const RecordView& record);
 
   const bool Relative;
   const bool UpToDate;                     // with every pause
@@ -106,10 +107,8 @@ class AscOutput : public StreamOutput {
   CycleTimes Cycles;
   std::vector<unsigned char> Record;  // a copy with its relative time
   bool HasEntries = false;
-  std::array<unsigned long, AscOmissionCount> Omitted{};
-  std::chrono::steady_clock::time_point Flushed;
+  Omissions Omitted;
+  Pace FlushPace{std::chrono::seconds(1)};
 };
 
 }  // namespace client
-
-#endif  // QOR_TRACE_ASCOUTPUT_H

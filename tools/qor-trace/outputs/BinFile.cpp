@@ -10,18 +10,18 @@ namespace client {
 
 namespace {
 
-constexpr std::size_t FlushSize = 1u << 20;
+constexpr size_t kFlushSize = 1u << 20;
 
 struct Whole {
-  std::size_t Bytes = 0;
+  size_t Bytes = 0;
   unsigned int Records = 0;
 };
 
 /// The whole records among the first `limit` bytes.
-Whole WholeRecords(const std::vector<unsigned char>& buffer, std::size_t limit) {
+Whole WholeRecords(const std::vector<unsigned char>& buffer, size_t limit) {
   Whole whole;
   while (whole.Bytes < buffer.size()) {
-    const std::size_t end = whole.Bytes + RecordView::LengthAt(buffer.data() + whole.Bytes);
+    const size_t end = whole.Bytes + RecordView::LengthAt(buffer.data() + whole.Bytes);
     if (end > limit) break;
     whole.Bytes = end;
     ++whole.Records;
@@ -31,7 +31,7 @@ Whole WholeRecords(const std::vector<unsigned char>& buffer, std::size_t limit) 
 
 }  // namespace
 
-BinWriter::BinWriter(const std::string& path) : File(path) { Buffer.reserve(FlushSize + 4096); }
+BinWriter::BinWriter(const std::string& path) : File(path) { Buffer.reserve(kFlushSize + 4096); }
 
 BinWriter::~BinWriter() {
   if (!File.IsStandardOutput() && File.Usable()) Flush();
@@ -42,19 +42,16 @@ bool BinWriter::Take(const RecordView& record) {
   Buffer.insert(Buffer.end(), record.Bytes().begin(), record.Bytes().end());
   ++Records;
   ++BufferedRecords;
-  return Buffer.size() < FlushSize || Flush();
+  return Buffer.size() < kFlushSize || Flush();
 }
 
 void BinWriter::Pause() {
   if (!File.Usable() || Buffer.empty()) return;
-  const auto now = std::chrono::steady_clock::now();
-  if (!File.IsStandardOutput() && now - Flushed < std::chrono::seconds(1)) return;
-  Flush();
-  Flushed = now;
+  if (File.IsStandardOutput() || FlushPace.IsDue()) Flush();
 }
 
 bool BinWriter::Flush() {
-  const std::size_t done = File.Write(Buffer.data(), Buffer.size());
+  const size_t done = File.Write(Buffer.data(), Buffer.size());
   if (done < Buffer.size()) {
     Fail(errno, done);
     return false;
@@ -65,7 +62,7 @@ bool BinWriter::Flush() {
   return true;
 }
 
-void BinWriter::Fail(int error, std::size_t writtenOfBuffer) {
+void BinWriter::Fail(int error, size_t writtenOfBuffer) {
   const Whole whole = WholeRecords(Buffer, writtenOfBuffer);
   Records = Records - BufferedRecords + whole.Records;
   Written += whole.Bytes;

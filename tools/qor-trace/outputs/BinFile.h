@@ -1,14 +1,14 @@
 // Raw record files (.bin): the records of a trace as the C interface hands them out, Length bytes each, one after the
 // other, without the bytes between them that align them in a response buffer.
-#ifndef QOR_TRACE_BINFILE_H
-#define QOR_TRACE_BINFILE_H
+#pragma once
 
 #include <chrono>
 #include <string>
 #include <vector>
 
 #include "outputs/OutputFile.h"
-#include "stream/RecordSink.h"
+#include "outputs/StreamOutput.h"
+#include "system/Pace.h"
 
 namespace client {
 
@@ -28,33 +28,31 @@ class BinWriter : public StreamOutput {
   BinWriter& operator=(const BinWriter&) = delete;
 
   /// False after a write failed or the reader of standard output has gone; see Error and ReaderGone.
-  bool Take(const RecordView& record) override;
+  [[nodiscard]] bool Take(const RecordView& record) override;
   /// Writes what is left; to a file, at most once a second. A failure shows at the next entry.
   void Pause() override;
 
   /// Writes what is left and gives the file its name. False as for Take.
-  bool Finish() override;
+  [[nodiscard]] bool Finish() override;
   void KeepExisting() override { File.KeepExisting(); }
 
   /// The sentence that says what failed; empty if nothing did.
-  const std::string& Error() const override { return File.Error(); }
-  bool ReaderGone() const { return File.ReaderGone(); }
-  const std::string& Path() const { return File.Path(); }
-  unsigned long Entries() const { return Records; }
-  unsigned long Bytes() const { return Written; }
+  [[nodiscard]] const std::string& Error() const override { return File.Error(); }
+  [[nodiscard]] bool ReaderGone() const { return File.ReaderGone(); }
+  [[nodiscard]] const std::string& Path() const { return File.Path(); }
+  [[nodiscard]] unsigned long Entries() const { return Records; }
+  [[nodiscard]] unsigned long Bytes() const { return Written; }
 
  private:
   bool Flush();
-  void Fail(int error, std::size_t writtenOfBuffer);
+  void Fail(int error, size_t writtenOfBuffer);
 
   OutputFile File;
   std::vector<unsigned char> Buffer;  // whole records
   unsigned long Records = 0;          // taken; after a failure, those in the file
   unsigned long Written = 0;          // bytes in the file
   unsigned int BufferedRecords = 0;
-  std::chrono::steady_clock::time_point Flushed;
+  Pace FlushPace{std::chrono::seconds(1)};
 };
 
 }  // namespace client
-
-#endif  // QOR_TRACE_BINFILE_H

@@ -29,10 +29,7 @@ bool CaptureWriter::Take(const RecordView& record) {
 
 void CaptureWriter::Pause() {
   if (!File.Usable()) return;
-  const auto now = std::chrono::steady_clock::now();
-  if (!File.IsStandardOutput() && now - Flushed < std::chrono::seconds(1)) return;
-  Checked(Writer.Flush());
-  Flushed = now;
+  if (File.IsStandardOutput() || FlushPace.IsDue()) Checked(Writer.Flush());
 }
 
 void CaptureWriter::SetLost(const LostItems& itemsByChannel) {
@@ -47,37 +44,16 @@ bool CaptureWriter::Checked(bool written) {
   return written;
 }
 
-unsigned long CaptureWriter::Omitted() const {
-  unsigned long entries = 0;
-  for (std::size_t kind = 0; kind < OmissionCount; ++kind) entries += Writer.Omitted(static_cast<Omission>(kind));
-  return entries;
-}
+std::string CaptureWriter::ShortfallText() const { return Writer.Omitted().Text("no packet can hold them"); }
 
-std::string CaptureWriter::ShortfallText() const {
-  std::string kinds;
-  for (std::size_t kind = 0; kind < OmissionCount; ++kind) {
-    const auto omission = static_cast<Omission>(kind);
-    if (Writer.Omitted(omission) == 0) continue;
-    kinds += fmt::format("{}{} {}", kinds.empty() ? ", as no packet can hold them: " : ", ", Writer.Omitted(omission),
-                         Name(omission));
-  }
-  return kinds;
-}
-
-void CaptureWriter::AddJson(nlohmann::json& json) const {
-  nlohmann::json& omitted = json["omitted"] = nlohmann::json::object();
-  for (std::size_t kind = 0; kind < OmissionCount; ++kind) {
-    const auto omission = static_cast<Omission>(kind);
-    if (Writer.Omitted(omission) > 0) omitted[Name(omission)] = Writer.Omitted(omission);
-  }
-}
+void CaptureWriter::AddJson(nlohmann::json& json) const { json["omitted"] = Writer.Omitted().ByName(); }
 
 namespace {
 
-constexpr unsigned int InterfaceDescription = 1;
-constexpr unsigned int EnhancedPacket = 6;
-constexpr unsigned int Custom = 0x40000BAD;
-constexpr unsigned int InterfaceExcess = 4;  // bytes that an interface description block declares beyond those it has
+constexpr unsigned int kInterfaceDescription = 1;
+constexpr unsigned int kEnhancedPacket = 6;
+constexpr unsigned int kCustom = 0x40000BAD;
+constexpr unsigned int kInterfaceExcess = 4;  // bytes that an interface description block declares beyond those it has
 
 /// Both ends of a pipe, open as long as this lives or until they are closed.
 class Pipe {
@@ -105,10 +81,10 @@ class Pipe {
 
 }  // namespace
 
-void ExportedBlocks::Feed(const unsigned char* bytes, std::size_t size) {
+void ExportedBlocks::Feed(const unsigned char* bytes, size_t size) {
   while (size > 0) {
     const bool inHead = HeadSize < Head.size();
-    const std::size_t part = std::min<std::size_t>(size, inHead ? Head.size() - HeadSize : Left);
+    const size_t part = std::min<size_t>(size, inHead ? Head.size() - HeadSize : Left);
     if (inHead) {
       std::memcpy(Head.data() + HeadSize, bytes, part);
       HeadSize += part;
@@ -119,7 +95,7 @@ void ExportedBlocks::Feed(const unsigned char* bytes, std::size_t size) {
     bytes += part;
     size -= part;
     if (HeadSize < Head.size() || Left > 0) continue;
-    if (Type == EnhancedPacket || Type == Custom) ++PacketCount;
+    if (Type == kEnhancedPacket || Type == kCustom) ++PacketCount;
     Whole += Length;
     HeadSize = 0;
   }
@@ -129,7 +105,7 @@ void ExportedBlocks::BeginBlock() {
   unsigned int declared = 0;
   std::memcpy(&Type, Head.data(), sizeof Type);
   std::memcpy(&declared, Head.data() + sizeof Type, sizeof declared);
-  Length = declared - (Type == InterfaceDescription ? InterfaceExcess : 0);
+  Length = declared - (Type == kInterfaceDescription ? kInterfaceExcess : 0);
   Left = Length - std::min<unsigned long>(Length, Head.size());
 }
 
@@ -163,11 +139,11 @@ void ExportedCapture::Copy(int pipe) {
     const ssize_t got = read(pipe, part.data(), part.size());
     if (got < 0 && errno == EINTR) continue;
     if (got <= 0) return;
-    WritePart(part.data(), static_cast<std::size_t>(got));
+    WritePart(part.data(), static_cast<size_t>(got));
   }
 }
 
-void ExportedCapture::WritePart(const unsigned char* bytes, std::size_t size) {
+void ExportedCapture::WritePart(const unsigned char* bytes, size_t size) {
   if (!File.Usable()) return;
   if (File.Write(bytes, size) < size) {
     const unsigned long packets = Blocks.Packets();

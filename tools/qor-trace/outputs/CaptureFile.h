@@ -1,6 +1,5 @@
 // Capture files (.pcapng): every bus of a recording for tools that look at networks.
-#ifndef QOR_TRACE_CAPTUREFILE_H
-#define QOR_TRACE_CAPTUREFILE_H
+#pragma once
 
 #include <algorithm>
 #include <array>
@@ -12,6 +11,8 @@
 
 #include "outputs/OutputFile.h"
 #include "outputs/PcapngWriter.h"
+#include "outputs/StreamOutput.h"
+#include "system/Pace.h"
 
 namespace client {
 
@@ -29,20 +30,20 @@ class CaptureWriter : public StreamOutput {
   CaptureWriter& operator=(const CaptureWriter&) = delete;
 
   /// False after a write failed or the reader of standard output has gone.
-  bool Take(const RecordView& record) override;
+  [[nodiscard]] bool Take(const RecordView& record) override;
   /// Writes what is left; to a file, at most once a second. A failure shows at the next entry.
   void Pause() override;
 
   void SetLost(const LostItems& itemsByChannel) override;
   /// Writes the counts of the channels and what is left, and gives the file its name. False as for Take.
-  bool Finish() override;
+  [[nodiscard]] bool Finish() override;
   void KeepExisting() override { File.KeepExisting(); }
 
-  const std::string& Error() const override { return File.Error(); }
-  const std::string& Path() const { return File.Path(); }
+  [[nodiscard]] const std::string& Error() const override { return File.Error(); }
+  [[nodiscard]] const std::string& Path() const { return File.Path(); }
   /// Entries that the file can't hold.
-  unsigned long Omitted() const;
-  std::string ShortfallText() const override;
+  [[nodiscard]] unsigned long Omitted() const { return Writer.Omitted().Total(); }
+  [[nodiscard]] std::string ShortfallText() const override;
   /// Their number by kind; only kinds that occurred.
   void AddJson(nlohmann::json& json) const override;
 
@@ -50,7 +51,7 @@ class CaptureWriter : public StreamOutput {
   class FileSink : public ByteSink {
    public:
     explicit FileSink(OutputFile& file) : File(file) {}
-    std::size_t Write(const unsigned char* bytes, std::size_t size) override { return File.Write(bytes, size); }
+    [[nodiscard]] size_t Write(const unsigned char* bytes, size_t size) override { return File.Write(bytes, size); }
 
    private:
     OutputFile& File;
@@ -61,7 +62,7 @@ class CaptureWriter : public StreamOutput {
   OutputFile File;
   FileSink Sink;
   PcapngWriter Writer;
-  std::chrono::steady_clock::time_point Flushed;
+  Pace FlushPace{std::chrono::seconds(1)};
 };
 
 /// Counts the packets of the library's own export, whose interface description blocks declare four bytes more than they
@@ -69,17 +70,17 @@ class CaptureWriter : public StreamOutput {
 class ExportedBlocks {
  public:
   /// The next bytes of the file.
-  void Feed(const unsigned char* bytes, std::size_t size);
+  void Feed(const unsigned char* bytes, size_t size);
   /// Ethernet frames and custom records in the whole blocks so far.
-  unsigned long Packets() const { return PacketCount; }
+  [[nodiscard]] unsigned long Packets() const { return PacketCount; }
   /// Bytes of the whole blocks so far.
-  unsigned long WholeBytes() const { return Whole; }
+  [[nodiscard]] unsigned long WholeBytes() const { return Whole; }
 
  private:
   void BeginBlock();
 
   std::array<unsigned char, 8> Head{};  // type and length of the block
-  std::size_t HeadSize = 0;             // bytes of it so far
+  size_t HeadSize = 0;                  // bytes of it so far
   unsigned long Length = 0;             // bytes of the block
   unsigned long Left = 0;               // bytes of it still to come
   unsigned int Type = 0;
@@ -95,22 +96,22 @@ class ExportedCapture : public StreamOutput {
   /// Failure:     Failure when the file can't be made.
   explicit ExportedCapture(const std::string& path) : File(path) {}
 
-  bool Take(const RecordView& record) override;
+  [[nodiscard]] bool Take(const RecordView& record) override;
   /// Writes what the library exports. Error reports a failed write.
   void Export(const LibraryExport& capture) override;
   /// Without a whole export the file keeps its temporary name.
-  bool Finish() override { return Exported && File.Complete(); }
+  [[nodiscard]] bool Finish() override { return Exported && File.Complete(); }
   void KeepExisting() override { File.KeepExisting(); }
 
-  const std::string& Error() const override { return File.Error(); }
+  [[nodiscard]] const std::string& Error() const override { return File.Error(); }
   /// Ethernet entries that are not in the file, since they were moved to the swap file.
-  unsigned long Missing() const { return Exportable - std::min(Exportable, Blocks.Packets()); }
-  std::string ShortfallText() const override;
+  [[nodiscard]] unsigned long Missing() const { return Exportable - std::min(Exportable, Blocks.Packets()); }
+  [[nodiscard]] std::string ShortfallText() const override;
   void AddJson(nlohmann::json& json) const override;
 
  private:
   void Copy(int pipe);
-  void WritePart(const unsigned char* bytes, std::size_t size);
+  void WritePart(const unsigned char* bytes, size_t size);
 
   OutputFile File;
   ExportedBlocks Blocks;
@@ -119,5 +120,3 @@ class ExportedCapture : public StreamOutput {
 };
 
 }  // namespace client
-
-#endif  // QOR_TRACE_CAPTUREFILE_H

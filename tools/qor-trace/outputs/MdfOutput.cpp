@@ -14,34 +14,23 @@ namespace client {
 
 namespace {
 
-const std::string Extension = ".mf4";
-constexpr std::chrono::seconds FlushInterval{10};
-constexpr unsigned long FlushCheck = 4096;  // records between two looks at the clock
+constexpr const char* kExtension = ".mf4";
+constexpr std::chrono::seconds kFlushInterval{10};
+constexpr unsigned long kFlushCheck = 4096;  // records between two looks at the clock
 
 unsigned long Now() {
   const auto now = std::chrono::system_clock::now().time_since_epoch();
   return static_cast<unsigned long>(std::chrono::duration_cast<std::chrono::nanoseconds>(now).count());
 }
 
-const char* NameOf(MdfOmission omission) {
-  switch (omission) {
-    case MdfOmission::Ethernet:
-      return "Ethernet entries";
-    case MdfOmission::CanEvent:
-      return "CAN log-trigger events";
-    case MdfOmission::LinEvent:
-      return "LIN trigger events";
-    case MdfOmission::LinOverrun:
-      return "LIN entries with an overrun mark";
-    case MdfOmission::FlexRayStatus:
-      return "FlexRay status items";
-    case MdfOmission::Malformed:
-      return "malformed entries";
-  }
-  return "";
-}
+// In the order of MdfOmission.
+constexpr const char* kOmissions[] = {
+    "Ethernet entries",     "CAN log-trigger events", "LIN trigger events", "LIN entries with an overrun mark",
+    "FlexRay status items", "malformed entries",
+};
+static_assert(std::size(kOmissions) == static_cast<size_t>(MdfOmission::Malformed) + 1);
 
-std::string Base(const std::string& path) { return path.substr(0, path.size() - Extension.size()); }
+std::string Base(const std::string& path) { return path.substr(0, path.size() - std::string_view(kExtension).size()); }
 std::string PartBase(const std::string& path) { return Base(path) + ".part"; }
 
 unsigned int LimitInKiB(const MdfOptions& options) {
@@ -71,7 +60,7 @@ std::optional<MdfOmission> MdfOmissionOf(const RecordView& record) {
 }
 
 unsigned long ClockZero(unsigned long made, unsigned long now, unsigned long first) {
-  if (first >= WallClockFrom) return 0;
+  if (first >= kWallClockFrom) return 0;
   if (first <= now - made) return made;
   return now - std::min(now, first);
 }
@@ -80,9 +69,11 @@ MdfOutput::MdfOutput(const std::string& path, const MdfOptions& options)
     : Path(path),
       Options(options),
       Made(Now()),
-      Series({Base(path), Extension}, {PartBase(path), Extension},
+      Series({Base(path), kExtension}, {PartBase(path), kExtension},
              options.Split ? PartSeries::Length::Several : PartSeries::Length::One),
-      File(PartBase(path), Made, LimitInKiB(options)) {
+      File(PartBase(path), Made, LimitInKiB(options)),
+      Omitted(kOmissions),
+      FlushPace(kFlushInterval) {
   if (!File.is_open() || (Options.Split && !ClaimNext())) {
     if (Sentence.empty()) Sentence = fmt::format("Cannot write \"{}\": {}", Path, ErrnoText(errno));
     Series.Discard();
@@ -101,7 +92,7 @@ bool MdfOutput::Take(const RecordView& record) {
   if (!Start) Begin(record.Timestamp());
   Latest = std::max(Latest, record.Timestamp());
   if (const auto omission = MdfOmissionOf(record)) {
-    ++Omitted[static_cast<std::size_t>(*omission)];
+    Omitted.Count(*omission);
     return true;
   }
   if (Buses.emplace(record.ChannelId(), record.Bus()).second && !File.Bus_Add(record.ChannelId(), record.Bus())) {
@@ -125,16 +116,14 @@ bool MdfOutput::Insert(const RecordView& record) {
   if (File.FileName() != Series.Current().PartName()) NextFile();
   errno = error;
   if (!inserted && Sentence.empty()) Fail();
-  if (inserted && ++Records % FlushCheck == 0) Pause();
+  if (inserted && ++Records % kFlushCheck == 0) Pause();
   return Sentence.empty();
 }
 
 void MdfOutput::Pause() {
-  const auto now = std::chrono::steady_clock::now();
-  if (!Sentence.empty() || Records == FlushedRecords || now - Flushed < FlushInterval) return;
+  if (!Sentence.empty() || Records == FlushedRecords || !FlushPace.IsDue()) return;
   errno = 0;
   if (!File.File_FlushData()) Fail();
-  Flushed = now;
   FlushedRecords = Records;
 }
 
@@ -170,20 +159,10 @@ void MdfOutput::Fail() {
                   errno != 0 ? ErrnoText(errno) : "the file takes no more", Series.Current().PartName());
 }
 
-std::string MdfOutput::ShortfallText() const {
-  std::string kinds;
-  for (std::size_t kind = 0; kind < MdfOmissionCount; ++kind) {
-    if (Omitted[kind] == 0) continue;
-    kinds += fmt::format("{}{} {}", kinds.empty() ? ", as the format has no place for them: " : ", ", Omitted[kind],
-                         NameOf(static_cast<MdfOmission>(kind)));
-  }
-  return kinds;
-}
+std::string MdfOutput::ShortfallText() const { return Omitted.Text("the format has no place for them"); }
 
 void MdfOutput::AddJson(nlohmann::json& json) const {
-  nlohmann::json& omitted = json["omitted"] = nlohmann::json::object();
-  for (std::size_t kind = 0; kind < MdfOmissionCount; ++kind)
-    if (Omitted[kind] > 0) omitted[NameOf(static_cast<MdfOmission>(kind))] = Omitted[kind];
+  json["omitted"] = Omitted.ByName();
   json["records"] = Records;
   json["files"] = Series.Names();
   if (const auto older = Series.OlderFiles(); !older.empty()) json["older_files"] = older;

@@ -1,11 +1,6 @@
 // Measurement files (.mf4) as an output: CAN, LIN and FlexRay in the bus-logging channel groups of MDF 4.10.
-#ifndef QOR_TRACE_MDFOUTPUT_H
-#define QOR_TRACE_MDFOUTPUT_H
+#pragma once
 
-#include <array>
-#include <chrono>
-#include <cstddef>
-#include <memory>
 #include <optional>
 #include <set>
 #include <string>
@@ -13,9 +8,11 @@
 #include <vector>
 
 #include "mdf/File.h"
-#include "outputs/OutputFile.h"
+#include "outputs/Omissions.h"
 #include "outputs/Outputs.h"
-#include "qor_api_trace.h"
+#include "outputs/StreamOutput.h"
+#include "record/RecordView.h"
+#include "system/Pace.h"
 #include "system/PartSeries.h"
 
 namespace client {
@@ -29,13 +26,12 @@ enum class MdfOmission {
   FlexRayStatus,  // items without a value
   Malformed,      // too short for its fixed fields, an unknown kind or bus
 };
-constexpr std::size_t MdfOmissionCount = 6;
 
 /// @return nothing for an entry that is recorded
-std::optional<MdfOmission> MdfOmissionOf(const RecordView& record);
+[[nodiscard]] std::optional<MdfOmission> MdfOmissionOf(const RecordView& record);
 
 /// An entry clock that shows more than this counts ns since 1970: no interface runs for 20 years.
-constexpr unsigned long WallClockFrom = 20ul * 365 * 86400 * 1000000000;
+inline constexpr unsigned long kWallClockFrom = 20ul * 365 * 86400 * 1000000000;
 
 /// The wall-clock time at which the clock of the entries showed 0: what a file's times count from.
 ///
@@ -43,7 +39,7 @@ constexpr unsigned long WallClockFrom = 20ul * 365 * 86400 * 1000000000;
 /// @param now    when the first entry came, likewise
 /// @param first  its time, ns
 /// @return       ns since 1970. A clock that can have begun with the recording did so.
-unsigned long ClockZero(unsigned long made, unsigned long now, unsigned long first);
+[[nodiscard]] unsigned long ClockZero(unsigned long made, unsigned long now, unsigned long first);
 
 /// Writes NAME.mf4, or a series NAME.mf4, NAME_1.mf4, ... of limited size. Each file is called NAME.part.mf4 and so on
 /// until it is complete: a readable file that is marked as unfinalized. After a failed write it stays under that name.
@@ -62,20 +58,20 @@ class MdfOutput : public StreamOutput {
   MdfOutput(const MdfOutput&) = delete;
   MdfOutput& operator=(const MdfOutput&) = delete;
 
-  bool Take(const RecordView& record) override;
+  [[nodiscard]] bool Take(const RecordView& record) override;
   /// Brings the file up to date, at most every ten seconds. A failure shows at the next entry.
   void Pause() override;
-  bool Finish() override;
+  [[nodiscard]] bool Finish() override;
   void KeepExisting() override { Previous = Existing::Kept; }
 
-  const std::string& Error() const override { return Sentence; }
-  std::string ShortfallText() const override;
-  std::string RemarkText() const override { return OlderFilesText(Series.OlderFiles()); }
+  [[nodiscard]] const std::string& Error() const override { return Sentence; }
+  [[nodiscard]] std::string ShortfallText() const override;
+  [[nodiscard]] std::string RemarkText() const override { return OlderFilesText(Series.OlderFiles()); }
   void AddJson(nlohmann::json& json) const override;
 
  private:
   void Begin(unsigned long firstTime);
-  bool Insert(const RecordView& record);
+  [[nodiscard]] bool Insert(const RecordView& record);
   void NextFile();
   bool ClaimNext();
   void Fail();
@@ -90,8 +86,8 @@ class MdfOutput : public StreamOutput {
   std::optional<unsigned long> Start;  // ns since 1970; from the first entry on
   unsigned long Latest = 0;            // ns, the greatest time so far
   unsigned long Records = 0;
-  std::array<unsigned long, MdfOmissionCount> Omitted{};
-  std::chrono::steady_clock::time_point Flushed;
+  Omissions Omitted;
+  Pace FlushPace;
   unsigned long FlushedRecords = 0;
   Existing Previous = Existing::Replaced;
   bool Finished = false;
@@ -99,5 +95,3 @@ class MdfOutput : public StreamOutput {
 };
 
 }  // namespace client
-
-#endif  // QOR_TRACE_MDFOUTPUT_H

@@ -25,8 +25,8 @@ OutputFile::~OutputFile() {
   if (Part && !Worth) Part->Discard();
 }
 
-std::size_t OutputFile::Write(const unsigned char* bytes, std::size_t size) {
-  const std::size_t done = WriteAll(File, bytes, size);
+size_t OutputFile::Write(const unsigned char* bytes, size_t size) {
+  const size_t done = WriteAll(File, bytes, size);
   Worth = Worth || done > 0;
   return done;
 }

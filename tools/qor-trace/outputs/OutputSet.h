@@ -1,14 +1,13 @@
 // All outputs of a command.
-#ifndef QOR_TRACE_OUTPUTSET_H
-#define QOR_TRACE_OUTPUTSET_H
+#pragma once
 
 #include <memory>
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <vector>
 
-#include "outputs/OutputFile.h"
 #include "outputs/Outputs.h"
+#include "outputs/StreamOutput.h"
 
 namespace client {
 
@@ -20,7 +19,7 @@ class OutputSet : public RecordSink {
   explicit OutputSet(const OutputPlan& plan);
 
   /// Says what failed. False when all outputs have ended, or when the reader of standard output has gone.
-  bool Take(const RecordView& record) override;
+  [[nodiscard]] bool Take(const RecordView& record) override;
   void Pause() override;
 
   /// From now on, files that exist under the outputs' names are kept: see StreamOutput.
@@ -32,16 +31,16 @@ class OutputSet : public RecordSink {
 
   /// Says a sentence as an error and keeps it; nothing for an empty one.
   void NoteError(const std::string& sentence);
-  const std::vector<std::string>& Errors() const { return Sentences; }
+  [[nodiscard]] const std::vector<std::string>& Errors() const { return Sentences; }
 
   /// Lines that say what outputs can't hold; empty if they hold all that was asked for.
-  std::string ShortfallText() const;
+  [[nodiscard]] std::string ShortfallText() const;
   /// Lines with what else a person should know about outputs; mostly empty.
-  std::string RemarkText() const;
+  [[nodiscard]] std::string RemarkText() const;
   /// One object per output, in their order.
-  nlohmann::json Json() const;
+  [[nodiscard]] nlohmann::json Json() const;
   /// "; written: a.asc, standard output": the complete ones. Empty without any.
-  std::string WrittenText() const;
+  [[nodiscard]] std::string WrittenText() const;
 
  private:
   struct Member {
@@ -51,7 +50,7 @@ class OutputSet : public RecordSink {
     bool Complete = false;
   };
 
-  bool AnyLeft() const;
+  [[nodiscard]] bool AnyLeft() const;
   void EndIfFailed(Member& member);
   void Complete(Member& member, const LostItems& lost, const LibraryExport& capture);
 
@@ -62,5 +61,3 @@ class OutputSet : public RecordSink {
 };
 
 }  // namespace client
-
-#endif  // QOR_TRACE_OUTPUTSET_H

@@ -16,10 +16,10 @@ namespace client {
 
 namespace {
 
-constexpr unsigned long SmallestSplit = 512;
-constexpr unsigned long LargestSplit = 0xFFFFFFFF;
-constexpr unsigned long SmallestMdfSplit = 3ul << 20;  // a file may be a data block of 2 MiB larger than its limit
-constexpr unsigned long LargestMdfSplit = 4095ul << 20;
+constexpr unsigned long kSmallestSplit = 512;
+constexpr unsigned long kLargestSplit = 0xFFFFFFFF;
+constexpr unsigned long kSmallestMdfSplit = 3ul << 20;  // a file may be a data block of 2 MiB larger than its limit
+constexpr unsigned long kLargestMdfSplit = 4095ul << 20;
 
 Format StandardFormat(const std::string& typed) {
   if (typed.empty() || typed == Word(Format::Bin)) return Format::Bin;
@@ -38,7 +38,7 @@ std::optional<Format> KnownFormatOf(const std::string& path) {
 
 /// "a.asc,b.bin" is meant as two outputs, not as a file of that name.
 void RefuseJoinedNames(const std::string& name) {
-  for (std::size_t comma = name.find(','); comma != std::string::npos; comma = name.find(',', comma + 1)) {
+  for (size_t comma = name.find(','); comma != std::string::npos; comma = name.find(',', comma + 1)) {
     if (!KnownFormatOf(name.substr(0, comma))) continue;
     throw UsageError(fmt::format("Output \"{}\" is several names in one; write -o {} -o {}", name,
                                  name.substr(0, comma), name.substr(comma + 1)));
@@ -66,14 +66,14 @@ void CheckCaptureOptions(const CaptureOptions& capture, bool any) {
 
 void CheckMdfOptions(const MdfOptions& mdf, bool any) {
   if (mdf.Split && !any) throw UsageError("--mdf-split needs an output that ends in .mf4; add -o NAME.mf4");
-  if (mdf.Split && (*mdf.Split < SmallestMdfSplit || *mdf.Split > LargestMdfSplit))
+  if (mdf.Split && (*mdf.Split < kSmallestMdfSplit || *mdf.Split > kLargestMdfSplit))
     throw UsageError("--mdf-split takes 3M to 4095M");
 }
 
 void CheckAscOptions(const AscOptions& asc, bool any) {
   if (asc.Any() && !any) throw UsageError("The --asc options need an output that ends in .asc; add -o NAME.asc");
-  if (asc.Split && (*asc.Split < SmallestSplit || *asc.Split > LargestSplit))
-    throw UsageError(fmt::format("--asc-split takes {} to {} bytes", SmallestSplit, LargestSplit));
+  if (asc.Split && (*asc.Split < kSmallestSplit || *asc.Split > kLargestSplit))
+    throw UsageError(fmt::format("--asc-split takes {} to {} bytes", kSmallestSplit, kLargestSplit));
 }
 
 /// Whether two names lead to the same place, as far as that can be known before the files exist.

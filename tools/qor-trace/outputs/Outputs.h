@@ -1,6 +1,5 @@
 // The files that a recording is written to.
-#ifndef QOR_TRACE_OUTPUTS_H
-#define QOR_TRACE_OUTPUTS_H
+#pragma once
 
 #include <filesystem>
 #include <optional>
@@ -12,7 +11,7 @@ namespace client {
 enum class Format { Bin, Asc, Pcapng, Mdf };
 
 /// "bin" and so on; also its extension.
-const char* Word(Format format);
+[[nodiscard]] const char* Word(Format format);
 
 struct Output {
   Format Kind;
@@ -26,7 +25,7 @@ struct AscOptions {
   bool Relative = false;                              // relative times
   std::optional<unsigned long> Split = std::nullopt;  // size limit of one file, bytes
 
-  bool Any() const { return Live || Decimal || Relative || Split; }
+  [[nodiscard]] bool Any() const { return Live || Decimal || Relative || Split; }
 };
 
 /// What capture outputs (.pcapng) are like.
@@ -34,7 +33,7 @@ struct CaptureOptions {
   bool EthernetOnly = false;  // other buses are left out
   bool AsExported = false;    // the library's own export instead of the client's writer
 
-  bool Any() const { return EthernetOnly || AsExported; }
+  [[nodiscard]] bool Any() const { return EthernetOnly || AsExported; }
 };
 
 /// What measurement files (.mf4) are like.
@@ -58,25 +57,23 @@ struct OutputPlan {
 /// @param folder    that relative names are meant in
 /// @param standard  the format of standard output as typed, "bin" or "pcapng"; empty: bin
 /// Failure: UsageError for an unknown extension, two outputs of the same name, options that exclude each other.
-std::vector<Output> PlanOutputs(const std::vector<std::string>& names, const AscOptions& asc,
-                                const std::filesystem::path& folder, const CaptureOptions& capture = {},
-                                const std::string& standard = "", const MdfOptions& mdf = {});
+[[nodiscard]] std::vector<Output> PlanOutputs(const std::vector<std::string>& names, const AscOptions& asc,
+                                              const std::filesystem::path& folder, const CaptureOptions& capture = {},
+                                              const std::string& standard = "", const MdfOptions& mdf = {});
 
 /// Throws a Failure if an output can't be written: its folder is missing, it is a folder itself, or permission is
 /// missing.
 void CheckWritable(const Output& output);
 
 /// The folder of the first output that is a file, or else the fallback.
-std::string FolderOf(const std::vector<Output>& outputs, const std::string& fallback);
+[[nodiscard]] std::string FolderOf(const std::vector<Output>& outputs, const std::string& fallback);
 
 /// The folders of all outputs that are files, each once.
-std::vector<std::string> FoldersOf(const std::vector<Output>& outputs);
+[[nodiscard]] std::vector<std::string> FoldersOf(const std::vector<Output>& outputs);
 
 /// Throws a Failure if a folder has less than `minFree` bytes left already.
 void CheckRoom(const std::vector<std::string>& folders, unsigned long minFree);
 
-bool UsesStandardOutput(const std::vector<Output>& outputs);
+[[nodiscard]] bool UsesStandardOutput(const std::vector<Output>& outputs);
 
 }  // namespace client
-
-#endif  // QOR_TRACE_OUTPUTS_H

@@ -8,8 +8,19 @@ namespace client {
 
 namespace {
 
+// In the order of PcapngOmission.
+constexpr const char* kOmissions[] = {
+    "CAN log-trigger events",
+    "LIN trigger events",
+    "FlexRay status events",
+    "Ethernet records that are no frames",
+    "entries whose kind an overrun mark took",
+    "malformed entries",
+};
+static_assert(std::size(kOmissions) == static_cast<size_t>(PcapngOmission::Malformed) + 1);
+
 /// Gives the packet the bytes of a record that are present, of which the bus had `announced`.
-void SetData(Packet& packet, RecordPayload present, std::size_t announced) {
+void SetData(Packet& packet, RecordPayload present, size_t announced) {
   packet.Data = present;
   packet.OriginalSize = packet.HeadSize + announced;
 }
@@ -24,14 +35,14 @@ void SetData(Packet& packet, RecordPayload present, std::size_t announced) {
 //  7  1  raw data length code of a classic frame of 8 bytes, if 9 to 15; else 0
 //  8     data
 
-constexpr unsigned int SocketCanExtended = 0x80000000;
-constexpr unsigned int SocketCanRemote = 0x40000000;
-constexpr unsigned int SocketCanError = 0x20000000;
-constexpr unsigned int SocketCanIdentifierBits = 0x1FFFFFFF;
-constexpr unsigned char SocketCanBrs = 0x01;
-constexpr unsigned char SocketCanEsi = 0x02;
-constexpr unsigned char SocketCanFdf = 0x04;
-constexpr std::size_t SocketCanHead = 8;
+constexpr unsigned int kSocketCanExtended = 0x80000000;
+constexpr unsigned int kSocketCanRemote = 0x40000000;
+constexpr unsigned int kSocketCanError = 0x20000000;
+constexpr unsigned int kSocketCanIdentifierBits = 0x1FFFFFFF;
+constexpr unsigned char kSocketCanBrs = 0x01;
+constexpr unsigned char kSocketCanEsi = 0x02;
+constexpr unsigned char kSocketCanFdf = 0x04;
+constexpr size_t kSocketCanHead = 8;
 
 void PutSocketCanHead(Packet& packet, unsigned int identifier, unsigned char length, unsigned char flags,
                       unsigned char rawDlc) {
@@ -43,19 +54,19 @@ void PutSocketCanHead(Packet& packet, unsigned int identifier, unsigned char len
                  flags,
                  0,
                  rawDlc};
-  packet.HeadSize = SocketCanHead;
+  packet.HeadSize = kSocketCanHead;
 }
 
 // Error frames have 8 data bytes: class bits in the identifier, byte 2 the type of a protocol violation, byte 3 its place.
-constexpr unsigned int ClassProtocol = 0x08;
-constexpr unsigned int ClassAcknowledge = 0x20;
-constexpr unsigned char TypeForm = 0x02;
-constexpr unsigned char TypeStuff = 0x04;
-constexpr unsigned char TypeBit0 = 0x08;
-constexpr unsigned char TypeBit1 = 0x10;
-constexpr unsigned char TypeSending = 0x80;
-constexpr unsigned char PlaceCrcSequence = 0x08;
-constexpr unsigned char PlaceAckSlot = 0x19;
+constexpr unsigned int kClassProtocol = 0x08;
+constexpr unsigned int kClassAcknowledge = 0x20;
+constexpr unsigned char kTypeForm = 0x02;
+constexpr unsigned char kTypeStuff = 0x04;
+constexpr unsigned char kTypeBit0 = 0x08;
+constexpr unsigned char kTypeBit1 = 0x10;
+constexpr unsigned char kTypeSending = 0x80;
+constexpr unsigned char kPlaceCrcSequence = 0x08;
+constexpr unsigned char kPlaceAckSlot = 0x19;
 
 struct SocketCanErrorKind {
   unsigned int Class;
@@ -63,28 +74,28 @@ struct SocketCanErrorKind {
   unsigned char Place;
 };
 
-constexpr SocketCanErrorKind ErrorKinds[] = {
-    {ClassProtocol, 0, 0},                                // 0 and above 7: unspecified
-    {ClassProtocol, TypeStuff, 0},                        // 1 bit stuffing
-    {ClassProtocol, TypeForm, 0},                         // 2 form
-    {ClassProtocol | ClassAcknowledge, 0, PlaceAckSlot},  // 3 no acknowledge
-    {ClassProtocol, TypeBit1, 0},                         // 4 recessive bit not sent
-    {ClassProtocol, TypeBit0, 0},                         // 5 dominant bit not sent
-    {ClassProtocol, 0, PlaceCrcSequence},                 // 6 CRC
-    {ClassProtocol, 0, 0},                                // 7 other
+constexpr SocketCanErrorKind kErrorKinds[] = {
+    {kClassProtocol, 0, 0},                                  // 0 and above 7: unspecified
+    {kClassProtocol, kTypeStuff, 0},                         // 1 bit stuffing
+    {kClassProtocol, kTypeForm, 0},                          // 2 form
+    {kClassProtocol | kClassAcknowledge, 0, kPlaceAckSlot},  // 3 no acknowledge
+    {kClassProtocol, kTypeBit1, 0},                          // 4 recessive bit not sent
+    {kClassProtocol, kTypeBit0, 0},                          // 5 dominant bit not sent
+    {kClassProtocol, 0, kPlaceCrcSequence},                  // 6 CRC
+    {kClassProtocol, 0, 0},                                  // 7 other
 };
 
 void MakeErrorFrame(const CanView& can, Packet& packet) {
-  const SocketCanErrorKind& error = ErrorKinds[can.Code() < std::size(ErrorKinds) ? can.Code() : 0];
-  PutSocketCanHead(packet, SocketCanError | error.Class, 8, 0, 0);
-  packet.Head[SocketCanHead + 2] = static_cast<unsigned char>(error.Type | (packet.Outbound ? TypeSending : 0));
-  packet.Head[SocketCanHead + 3] = error.Place;
-  packet.HeadSize = packet.OriginalSize = SocketCanHead + 8;
+  const SocketCanErrorKind& error = kErrorKinds[can.Code() < std::size(kErrorKinds) ? can.Code() : 0];
+  PutSocketCanHead(packet, kSocketCanError | error.Class, 8, 0, 0);
+  packet.Head[kSocketCanHead + 2] = static_cast<unsigned char>(error.Type | (packet.Outbound ? kTypeSending : 0));
+  packet.Head[kSocketCanHead + 3] = error.Place;
+  packet.HeadSize = packet.OriginalSize = kSocketCanHead + 8;
 }
 
 unsigned int SocketCanIdentifier(const CanView& can, bool remote) {
-  return (can.Identifier & SocketCanIdentifierBits) | (can.Has(QOR_TRACE_CAN_EXTENDED) ? SocketCanExtended : 0) |
-         (remote ? SocketCanRemote : 0);
+  return (can.Identifier & kSocketCanIdentifierBits) | (can.Has(QOR_TRACE_CAN_EXTENDED) ? kSocketCanExtended : 0) |
+         (remote ? kSocketCanRemote : 0);
 }
 
 bool MakeClassicFrame(const CanView& can, Packet& packet) {
@@ -100,8 +111,8 @@ bool MakeClassicFrame(const CanView& can, Packet& packet) {
 
 bool MakeFdFrame(const CanView& can, Packet& packet) {
   if (can.DataLength > 64) return false;
-  const unsigned int flags = SocketCanFdf | (can.Has(QOR_TRACE_CAN_BRS) ? SocketCanBrs : 0u) |
-                             (can.Has(QOR_TRACE_CAN_ESI) ? SocketCanEsi : 0u);
+  const unsigned int flags = kSocketCanFdf | (can.Has(QOR_TRACE_CAN_BRS) ? kSocketCanBrs : 0u) |
+                             (can.Has(QOR_TRACE_CAN_ESI) ? kSocketCanEsi : 0u);
   PutSocketCanHead(packet, SocketCanIdentifier(can, false), can.DataLength, static_cast<unsigned char>(flags), 0);
   SetData(packet, can.Data(), can.DataLength);
   return true;
@@ -119,9 +130,9 @@ bool MakeFdFrame(const CanView& can, Packet& packet) {
 //  7  1  errors: 0x01 no response, 0x02 framing, 0x04 parity, 0x08 checksum
 //  8     data; of an event its code, big-endian
 
-constexpr std::size_t LinHead = 8;
-constexpr unsigned int LinEventType = 3u << 2;
-constexpr unsigned int LinWakeUpSignal = 0xB0B00004;
+constexpr size_t kLinHead = 8;
+constexpr unsigned int kLinEventType = 3u << 2;
+constexpr unsigned int kLinWakeUpSignal = 0xB0B00004;
 
 /// How the link type numbers the checksum models.
 unsigned int ChecksumType(LinChecksumModel model) { return static_cast<unsigned int>(model); }
@@ -140,15 +151,15 @@ void MakeWakeUp(Packet& packet) {
                  0,
                  0,
                  0,
-                 4u << 4 | LinEventType,
+                 4u << 4 | kLinEventType,
                  0,
                  0,
                  0,
-                 LinWakeUpSignal >> 24,
-                 LinWakeUpSignal >> 16 & 0xFF,
-                 LinWakeUpSignal >> 8 & 0xFF,
-                 LinWakeUpSignal & 0xFF};
-  packet.HeadSize = packet.OriginalSize = LinHead + 4;
+                 kLinWakeUpSignal >> 24,
+                 kLinWakeUpSignal >> 16 & 0xFF,
+                 kLinWakeUpSignal >> 8 & 0xFF,
+                 kLinWakeUpSignal & 0xFF};
+  packet.HeadSize = packet.OriginalSize = kLinHead + 4;
 }
 
 bool MakeLinFrame(const LinView& lin, Packet& packet) {
@@ -159,7 +170,7 @@ bool MakeLinFrame(const LinView& lin, Packet& packet) {
   const auto model = checksum ? LinChecksumModelOf(*checksum, onBus, lin.Data()) : LinChecksumModel::Unknown;
   const auto control = static_cast<unsigned char>(lin.DataCount() << 4 | ChecksumType(model));
   packet.Head = {1, 0, 0, 0, control, onBus, checksum.value_or(0), LinErrors(lin)};
-  packet.HeadSize = LinHead;
+  packet.HeadSize = kLinHead;
   SetData(packet, lin.Data(), lin.DataCount());
   return true;
 }
@@ -173,35 +184,35 @@ bool MakeLinFrame(const LinView& lin, Packet& packet) {
 //        payload length in words; 11 bits header CRC; 6 bits cycle
 //  7     payload
 
-constexpr unsigned char FlexRayFrame = 0x01;
-constexpr unsigned char FlexRayChannelB = 0x80;
-constexpr std::size_t FlexRayHead = 7;
-constexpr unsigned int GreatestPayload = 127;  // words
-constexpr unsigned char Zeros[2 * GreatestPayload] = {};
+constexpr unsigned char kFlexRayFrame = 0x01;
+constexpr unsigned char kFlexRayChannelB = 0x80;
+constexpr size_t kFlexRayHead = 7;
+constexpr unsigned int kGreatestPayload = 127;  // words
+constexpr unsigned char kZeros[2 * kGreatestPayload] = {};
 
 void PutFlexRayHead(const FlexRayView& frame, bool channelB, Packet& packet) {
   const auto bit = [&](unsigned int flag, unsigned int value) { return frame.Has(flag) ? value : 0; };
   const unsigned int indicators = bit(QOR_TRACE_FLEXRAY_INDICATOR, 0x40) | (0x20 ^ bit(QOR_TRACE_FLEXRAY_NULL, 0x20)) |
                                   bit(QOR_TRACE_FLEXRAY_SYNC, 0x10) | bit(QOR_TRACE_FLEXRAY_STARTUP, 0x08);
-  packet.Head = {static_cast<unsigned char>(channelB ? FlexRayFrame | FlexRayChannelB : FlexRayFrame),
+  packet.Head = {static_cast<unsigned char>(channelB ? kFlexRayFrame | kFlexRayChannelB : kFlexRayFrame),
                  0,
                  static_cast<unsigned char>(indicators | (frame.SlotId >> 8 & 0x07)),
                  static_cast<unsigned char>(frame.SlotId),
                  static_cast<unsigned char>(frame.PayloadLength << 1 | (frame.HeaderCrc >> 10 & 1)),
                  static_cast<unsigned char>(frame.HeaderCrc >> 2),
                  static_cast<unsigned char>((frame.HeaderCrc << 6 & 0xC0) | (frame.Cycle & 0x3F))};
-  packet.HeadSize = FlexRayHead;
+  packet.HeadSize = kFlexRayHead;
 }
 
 bool MakeFlexRayFrame(const RecordView& record, Packet& packet) {
   const FlexRayView frame = record.FlexRay();
   const bool whole = record.Payload().size() >= FlexRayView::kFixedFields;
-  if (!whole || frame.Channel > 2 || frame.PayloadLength > GreatestPayload) return false;
+  if (!whole || frame.Channel > 2 || frame.PayloadLength > kGreatestPayload) return false;
   packet.AlsoOnChannelB = frame.Channel == 2;
   PutFlexRayHead(frame, frame.Channel == 1, packet);
   SetData(packet, frame.Data(), frame.PayloadBytes());
   // What a null frame has on the bus; the record's payload is not valid.
-  if (frame.Has(QOR_TRACE_FLEXRAY_NULL)) packet.Data = RecordPayload(Zeros).first(frame.PayloadBytes());
+  if (frame.Has(QOR_TRACE_FLEXRAY_NULL)) packet.Data = RecordPayload(kZeros).first(frame.PayloadBytes());
   return true;
 }
 
@@ -215,44 +226,30 @@ bool MakeEthernetFrame(const RecordView& record, Packet& packet) {
   return true;
 }
 
-std::optional<Omission> MalformedUnless(bool made) { return made ? std::nullopt : std::optional(Omission::Malformed); }
+std::optional<PcapngOmission> MalformedUnless(bool made) {
+  return made ? std::nullopt : std::optional(PcapngOmission::Malformed);
+}
 
 }  // namespace
 
 std::optional<CaptureBus> CaptureBusOf(unsigned char busType) {
   switch (busType) {
     case BusType_Can:
-      return CaptureBus{"CAN", LinkCanSocketCan};
+      return CaptureBus{"CAN", LinkType::SocketCan};
     case BusType_Lin:
-      return CaptureBus{"LIN", LinkLin};
+      return CaptureBus{"LIN", LinkType::Lin};
     case BusType_FlexRay:
-      return CaptureBus{"FR", LinkFlexRay};
+      return CaptureBus{"FR", LinkType::FlexRay};
     case BusType_Ethernet:
-      return CaptureBus{"ETH", LinkEthernet};
+      return CaptureBus{"ETH", LinkType::Ethernet};
     default:
       return std::nullopt;
   }
 }
 
-const char* Name(Omission omission) {
-  switch (omission) {
-    case Omission::CanEvent:
-      return "CAN log-trigger events";
-    case Omission::LinEvent:
-      return "LIN trigger events";
-    case Omission::FlexRayEvent:
-      return "FlexRay status events";
-    case Omission::EthernetRecord:
-      return "Ethernet records that are no frames";
-    case Omission::OverrunMark:
-      return "entries whose kind an overrun mark took";
-    case Omission::Malformed:
-      return "malformed entries";
-  }
-  return "";
-}
+const std::span<const char* const> kPcapngOmissions = kOmissions;
 
-std::optional<Omission> MakePacket(const RecordView& record, Packet& packet) {
+std::optional<PcapngOmission> MakePacket(const RecordView& record, Packet& packet) {
   packet = {};
   packet.Outbound = record.IsTransmitted();
   switch (record.Kind()) {
@@ -264,7 +261,7 @@ std::optional<Omission> MakePacket(const RecordView& record, Packet& packet) {
       MakeErrorFrame(record.Can(), packet);
       return std::nullopt;
     case RecordKind::CanEvent:
-      return Omission::CanEvent;
+      return PcapngOmission::CanEvent;
     case RecordKind::LinFrame:
     case RecordKind::LinNoResponse:
     case RecordKind::LinChecksumError:
@@ -276,7 +273,7 @@ std::optional<Omission> MakePacket(const RecordView& record, Packet& packet) {
       MakeWakeUp(packet);
       return std::nullopt;
     case RecordKind::LinEvent:
-      return Omission::LinEvent;
+      return PcapngOmission::LinEvent;
     case RecordKind::FlexRayFrame:
     case RecordKind::FlexRayNullFrame:
       return MalformedUnless(MakeFlexRayFrame(record, packet));
@@ -285,20 +282,20 @@ std::optional<Omission> MakePacket(const RecordView& record, Packet& packet) {
     case RecordKind::FlexRaySymbol:
     case RecordKind::FlexRayError:
     case RecordKind::FlexRayStatus:
-      return Omission::FlexRayEvent;
+      return PcapngOmission::FlexRayEvent;
     case RecordKind::EthernetFrame:
     case RecordKind::EthernetCrcError:
       return MalformedUnless(MakeEthernetFrame(record, packet));
     case RecordKind::EthernetRecord:
-      return Omission::EthernetRecord;
+      return PcapngOmission::EthernetRecord;
     case RecordKind::OverrunMark:
-      return Omission::OverrunMark;
+      return PcapngOmission::OverrunMark;
     case RecordKind::Unknown:
       break;
   }
-  return Omission::Malformed;
+  return PcapngOmission::Malformed;
 }
 
-void MoveToChannelB(Packet& packet) { packet.Head[0] = FlexRayFrame | FlexRayChannelB; }
+void MoveToChannelB(Packet& packet) { packet.Head[0] = kFlexRayFrame | kFlexRayChannelB; }
 
 }  // namespace client

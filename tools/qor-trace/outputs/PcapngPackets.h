@@ -1,21 +1,21 @@
 // Trace entries as packets of the link types that capture files know.
-#ifndef QOR_TRACE_PCAPNGPACKETS_H
-#define QOR_TRACE_PCAPNGPACKETS_H
+#pragma once
 
 #include <array>
 #include <cstddef>
 #include <optional>
+#include <span>
 
 #include "record/RecordView.h"
 
 namespace client {
 
 /// Link types as capture files number them.
-enum LinkType : unsigned short {
-  LinkEthernet = 1,        // LINKTYPE_ETHERNET
-  LinkFlexRay = 210,       // LINKTYPE_FLEXRAY
-  LinkLin = 212,           // LINKTYPE_LIN
-  LinkCanSocketCan = 227,  // LINKTYPE_CAN_SOCKETCAN
+enum class LinkType : unsigned short {
+  Ethernet = 1,     // LINKTYPE_ETHERNET
+  FlexRay = 210,    // LINKTYPE_FLEXRAY
+  Lin = 212,        // LINKTYPE_LIN
+  SocketCan = 227,  // LINKTYPE_CAN_SOCKETCAN
 };
 
 /// What a bus is called in a capture file: "CAN" and so on, and its link type. Nothing for an unknown bus.
@@ -23,10 +23,10 @@ struct CaptureBus {
   const char* Name;
   LinkType Link;
 };
-std::optional<CaptureBus> CaptureBusOf(unsigned char busType);
+[[nodiscard]] std::optional<CaptureBus> CaptureBusOf(unsigned char busType);
 
 /// Why an entry is not in a capture file.
-enum class Omission {
+enum class PcapngOmission {
   CanEvent,        // a log-trigger or user event
   LinEvent,        // event-triggered frame information
   FlexRayEvent,    // a status, error, symbol or start-of-cycle item
@@ -34,17 +34,15 @@ enum class Omission {
   OverrunMark,     // a FlexRay or Ethernet entry whose kind was overwritten by an overrun mark
   Malformed,       // too short for its fixed fields, lengths that no frame has, an unknown bus
 };
-constexpr std::size_t OmissionCount = 6;
-
-/// "log-trigger events" and so on, for any number.
-const char* Name(Omission omission);
+/// Their names, in the same order.
+extern const std::span<const char* const> kPcapngOmissions;
 
 /// One packet: a head that the link type asks for, and data.
 struct Packet {
   std::array<unsigned char, 16> Head;  // HeadSize bytes count
-  std::size_t HeadSize = 0;
-  RecordPayload Data = {};       // of the record, or zeros that live forever
-  std::size_t OriginalSize = 0;  // bytes on the bus, head included: more than there are when the record was cut short
+  size_t HeadSize = 0;
+  RecordPayload Data = {};  // of the record, or zeros that live forever
+  size_t OriginalSize = 0;  // bytes on the bus, head included: more than there are when the record was cut short
   bool Outbound = false;
   bool CrcError = false;
   bool AlsoOnChannelB = false;  // FlexRay: the same frame was on channel B as well
@@ -52,11 +50,9 @@ struct Packet {
 
 /// Makes the packet of an entry; it points into the record.
 /// @return why there is none
-std::optional<Omission> MakePacket(const RecordView& record, Packet& packet);
+[[nodiscard]] std::optional<PcapngOmission> MakePacket(const RecordView& record, Packet& packet);
 
 /// Turns a FlexRay packet of channel A into the same one of channel B.
 void MoveToChannelB(Packet& packet);
 
 }  // namespace client
-
-#endif  // QOR_TRACE_PCAPNGPACKETS_H

@@ -11,7 +11,7 @@ namespace client {
 
 namespace {
 
-constexpr std::size_t Capacity = std::size_t{256} * 1024;  // bytes of the buffer; the longest block has some 64 KiB
+constexpr size_t kCapacity = size_t{256} * 1024;  // bytes of the buffer; the longest block has some 64 KiB
 
 //  block                   type          body
 //  section header          0x0A0D0D0A    magic, version 1.0, section length, options
@@ -20,31 +20,31 @@ constexpr std::size_t Capacity = std::size_t{256} * 1024;  // bytes of the buffe
 //  enhanced packet         6             interface, time (upper, lower half), captured and original length, packet, options
 // Each begins with its type and its length and ends with its length again; an option is its code, its length, and its
 // value padded to a multiple of 4; a code of 0 ends them.
-constexpr unsigned int SectionHeader = 0x0A0D0D0A;
-constexpr unsigned int InterfaceDescription = 1;
-constexpr unsigned int InterfaceStatistics = 5;
-constexpr unsigned int EnhancedPacket = 6;
-constexpr unsigned int ByteOrderMagic = 0x1A2B3C4D;
-constexpr unsigned long UnknownLength = ~0ul;
+constexpr unsigned int kSectionHeader = 0x0A0D0D0A;
+constexpr unsigned int kInterfaceDescription = 1;
+constexpr unsigned int kInterfaceStatistics = 5;
+constexpr unsigned int kEnhancedPacket = 6;
+constexpr unsigned int kByteOrderMagic = 0x1A2B3C4D;
+constexpr unsigned long kUnknownLength = ~0ul;
 
-constexpr unsigned short EndOfOptions = 0;
-constexpr unsigned short UserAppl = 4;        // shb_userappl
-constexpr unsigned short InterfaceName = 2;   // if_name
-constexpr unsigned short TimeResolution = 9;  // if_tsresol
-constexpr unsigned short PacketFlags = 2;     // epb_flags
-constexpr unsigned short Received = 4;        // isb_ifrecv
-constexpr unsigned short Dropped = 5;         // isb_ifdrop
+constexpr unsigned short kEndOfOptions = 0;
+constexpr unsigned short kUserAppl = 4;        // shb_userappl
+constexpr unsigned short kInterfaceName = 2;   // if_name
+constexpr unsigned short kTimeResolution = 9;  // if_tsresol
+constexpr unsigned short kPacketFlags = 2;     // epb_flags
+constexpr unsigned short kReceived = 4;        // isb_ifrecv
+constexpr unsigned short kDropped = 5;         // isb_ifdrop
 
-constexpr unsigned char Nanoseconds = 9;
-constexpr unsigned int Inbound = 1;
-constexpr unsigned int Outbound = 2;
-constexpr unsigned int CrcError = 1u << 24;
+constexpr unsigned char kNanoseconds = 9;
+constexpr unsigned int kInbound = 1;
+constexpr unsigned int kOutbound = 2;
+constexpr unsigned int kCrcError = 1u << 24;
 
-constexpr std::size_t Padded(std::size_t size) { return (size + 3) & ~std::size_t{3}; }
+constexpr size_t Padded(size_t size) { return (size + 3) & ~size_t{3}; }
 
-constexpr std::size_t BlockFrame = 12;  // type and length in front, length at the end
-constexpr std::size_t OptionHead = 4;
-constexpr std::size_t PacketBlock = BlockFrame + 20 + (OptionHead + 4) + OptionHead;  // without the packet
+constexpr size_t kBlockFrame = 12;  // type and length in front, length at the end
+constexpr size_t kOptionHead = 4;
+constexpr size_t kPacketBlock = kBlockFrame + 20 + (kOptionHead + 4) + kOptionHead;  // without the packet
 
 /// Composes one block at a place with room for it. Numbers are stored low byte first.
 class BlockComposer {
@@ -56,7 +56,7 @@ class BlockComposer {
 
   template <class Value>
   BlockComposer& Number(Value value) {
-    for (std::size_t index = 0; index < sizeof value; ++index)
+    for (size_t index = 0; index < sizeof value; ++index)
       *End++ = static_cast<unsigned char>(static_cast<unsigned long>(value) >> 8 * index);
     return *this;
   }
@@ -66,7 +66,7 @@ class BlockComposer {
     return Number(static_cast<unsigned int>(time >> 32)).Number(static_cast<unsigned int>(time));
   }
 
-  BlockComposer& Bytes(const void* bytes, std::size_t size) {
+  BlockComposer& Bytes(const void* bytes, size_t size) {
     if (size != 0) std::memcpy(End, bytes, size);
     End += size;
     return *this;
@@ -87,8 +87,8 @@ class BlockComposer {
   }
 
   /// Ends options and block; returns the block's size.
-  std::size_t Close() {
-    Number(EndOfOptions).Number(static_cast<unsigned short>(0));
+  size_t Close() {
+    Number(kEndOfOptions).Number(static_cast<unsigned short>(0));
     const auto length = static_cast<unsigned int>(End - Begin + 4);
     Number(length);
     End = Begin + 4;
@@ -108,10 +108,10 @@ unsigned int NumberAt(const unsigned char* place) {
 
 }  // namespace
 
-std::size_t DescriptorSink::Write(const unsigned char* bytes, std::size_t size) { return WriteAll(File, bytes, size); }
+size_t DescriptorSink::Write(const unsigned char* bytes, size_t size) { return WriteAll(File, bytes, size); }
 
 PcapngWriter::PcapngWriter(ByteSink& sink, const PcapngOptions& options)
-    : Sink(sink), EthernetOnly(options.EthernetOnly), Latest(Interfaces.end()), Buffer(new unsigned char[Capacity]) {
+    : Sink(sink), EthernetOnly(options.EthernetOnly), Latest(Interfaces.end()), Buffer(new unsigned char[kCapacity]) {
   WriteSectionHeader(options.Application.substr(0, 1000));
 }
 
@@ -134,7 +134,7 @@ bool PcapngWriter::Take(const RecordView& record) {
   }
   Packet packet;
   if (const auto omission = MakePacket(record, packet)) {
-    ++Omissions[static_cast<std::size_t>(*omission)];
+    LeftOutEntries.Count(*omission);
     return FailedWith == 0;
   }
   if (!WritePacket(interface, record.Timestamp(), packet)) return false;
@@ -155,33 +155,33 @@ PcapngWriter::Interface& PcapngWriter::InterfaceOf(const RecordView& record, con
 }
 
 bool PcapngWriter::WriteSectionHeader(const std::string& application) {
-  if (!Reserve(BlockFrame + 16 + OptionHead + Padded(application.size()) + OptionHead)) return false;
-  Used += BlockComposer(Buffer.get() + Used, SectionHeader)
-              .Number(ByteOrderMagic)
+  if (!Reserve(kBlockFrame + 16 + kOptionHead + Padded(application.size()) + kOptionHead)) return false;
+  Used += BlockComposer(Buffer.get() + Used, kSectionHeader)
+              .Number(kByteOrderMagic)
               .Number(static_cast<unsigned short>(1))
               .Number(static_cast<unsigned short>(0))
-              .Number(UnknownLength)
-              .Option(UserAppl, application)
+              .Number(kUnknownLength)
+              .Option(kUserAppl, application)
               .Close();
   return true;
 }
 
 bool PcapngWriter::WriteInterface(const std::string& name, LinkType link) {
-  if (!Reserve(BlockFrame + 8 + OptionHead + Padded(name.size()) + (OptionHead + 4) + OptionHead)) return false;
-  Used += BlockComposer(Buffer.get() + Used, InterfaceDescription)
+  if (!Reserve(kBlockFrame + 8 + kOptionHead + Padded(name.size()) + (kOptionHead + 4) + kOptionHead)) return false;
+  Used += BlockComposer(Buffer.get() + Used, kInterfaceDescription)
               .Number(static_cast<unsigned short>(link))
               .Number(static_cast<unsigned short>(0))
               .Number(0u)
-              .Option(InterfaceName, name)
-              .Option(TimeResolution, Nanoseconds)
+              .Option(kInterfaceName, name)
+              .Option(kTimeResolution, kNanoseconds)
               .Close();
   return true;
 }
 
 bool PcapngWriter::WritePacket(unsigned int interface, unsigned long time, const Packet& packet) {
-  const std::size_t captured = packet.HeadSize + packet.Data.size();
-  if (!Reserve(PacketBlock + Padded(captured))) return false;
-  Used += BlockComposer(Buffer.get() + Used, EnhancedPacket)
+  const size_t captured = packet.HeadSize + packet.Data.size();
+  if (!Reserve(kPacketBlock + Padded(captured))) return false;
+  Used += BlockComposer(Buffer.get() + Used, kEnhancedPacket)
               .Number(interface)
               .Time(time)
               .Number(static_cast<unsigned int>(captured))
@@ -189,7 +189,7 @@ bool PcapngWriter::WritePacket(unsigned int interface, unsigned long time, const
               .Bytes(packet.Head.data(), packet.HeadSize)
               .Bytes(packet.Data.data(), packet.Data.size())
               .Pad()
-              .Option(PacketFlags, (packet.Outbound ? Outbound : Inbound) | (packet.CrcError ? CrcError : 0))
+              .Option(kPacketFlags, (packet.Outbound ? kOutbound : kInbound) | (packet.CrcError ? kCrcError : 0))
               .Close();
   ++PacketCount;
   ++BufferedPackets;
@@ -197,13 +197,13 @@ bool PcapngWriter::WritePacket(unsigned int interface, unsigned long time, const
 }
 
 bool PcapngWriter::WriteStatistics(const InterfaceKey& key, const Interface& interface) {
-  if (!Reserve(BlockFrame + 12 + 2 * (OptionHead + 8) + OptionHead)) return false;
+  if (!Reserve(kBlockFrame + 12 + 2 * (kOptionHead + 8) + kOptionHead)) return false;
   const auto lost = Lost.find(key.first);
-  Used += BlockComposer(Buffer.get() + Used, InterfaceStatistics)
+  Used += BlockComposer(Buffer.get() + Used, kInterfaceStatistics)
               .Number(interface.Number)
               .Time(LatestTime)
-              .Option(Received, interface.Entries)
-              .Option(Dropped, lost == Lost.end() ? 0ul : lost->second)
+              .Option(kReceived, interface.Entries)
+              .Option(kDropped, lost == Lost.end() ? 0ul : lost->second)
               .Close();
   return true;
 }
@@ -215,14 +215,14 @@ bool PcapngWriter::Finish() {
 }
 
 /// Makes room for a block.
-bool PcapngWriter::Reserve(std::size_t size) { return (FailedWith == 0 && Capacity - Used >= size) || Flush(); }
+bool PcapngWriter::Reserve(size_t size) { return (FailedWith == 0 && kCapacity - Used >= size) || Flush(); }
 
 bool PcapngWriter::Flush() {
   if (FailedWith != 0) {
     errno = FailedWith;
     return false;
   }
-  const std::size_t done = Sink.Write(Buffer.get(), Used);
+  const size_t done = Sink.Write(Buffer.get(), Used);
   if (done < Used) {
     FailedWith = errno != 0 ? errno : EIO;
     KeepWholeBlocks(done);
@@ -236,11 +236,11 @@ bool PcapngWriter::Flush() {
 }
 
 /// Counts what a failed write left of the buffer: the whole blocks among its first `limit` bytes.
-void PcapngWriter::KeepWholeBlocks(std::size_t limit) {
+void PcapngWriter::KeepWholeBlocks(size_t limit) {
   PacketCount -= BufferedPackets;
-  std::size_t place = 0;
+  size_t place = 0;
   while (place < Used && place + NumberAt(Buffer.get() + place + 4) <= limit) {
-    if (NumberAt(Buffer.get() + place) == EnhancedPacket) ++PacketCount;
+    if (NumberAt(Buffer.get() + place) == kEnhancedPacket) ++PacketCount;
     place += NumberAt(Buffer.get() + place + 4);
   }
   Written += place;

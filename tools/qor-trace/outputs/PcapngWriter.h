@@ -1,14 +1,13 @@
 // A trace of any buses as a PCAPNG file that capture tools read.
-#ifndef QOR_TRACE_PCAPNGWRITER_H
-#define QOR_TRACE_PCAPNGWRITER_H
+#pragma once
 
-#include <array>
 #include <cstddef>
 #include <map>
 #include <memory>
 #include <string>
 #include <utility>
 
+#include "outputs/Omissions.h"
 #include "outputs/PcapngPackets.h"
 #include "record/RecordView.h"
 
@@ -19,14 +18,14 @@ class ByteSink {
  public:
   virtual ~ByteSink() = default;
   /// @return how many of the bytes were taken; fewer than `size` is a failure; errno says which
-  virtual std::size_t Write(const unsigned char* bytes, std::size_t size) = 0;
+  [[nodiscard]] virtual size_t Write(const unsigned char* bytes, size_t size) = 0;
 };
 
 /// An open file or standard output; it is the caller's, and not closed here.
 class DescriptorSink : public ByteSink {
  public:
   explicit DescriptorSink(int file) : File(file) {}
-  std::size_t Write(const unsigned char* bytes, std::size_t size) override;
+  [[nodiscard]] size_t Write(const unsigned char* bytes, size_t size) override;
 
  private:
   int File;
@@ -70,15 +69,15 @@ class PcapngWriter {
   bool Finish();
 
   /// errno of the failed write, 0 without one.
-  int Error() const { return FailedWith; }
+  [[nodiscard]] int Error() const { return FailedWith; }
   /// Bytes that were written; after a failed write those up to the end of the last whole block.
-  unsigned long Bytes() const { return Written; }
+  [[nodiscard]] unsigned long Bytes() const { return Written; }
   /// Packets taken; after a failed write those in the file.
-  unsigned long Packets() const { return PacketCount; }
-  /// Entries that are no packet, by their kind.
-  unsigned long Omitted(Omission omission) const { return Omissions[static_cast<std::size_t>(omission)]; }
+  [[nodiscard]] unsigned long Packets() const { return PacketCount; }
+  /// Entries that are no packet, by PcapngOmission.
+  [[nodiscard]] const Omissions& Omitted() const { return LeftOutEntries; }
   /// Entries of other buses that EthernetOnly left out.
-  unsigned long LeftOut() const { return OtherBuses; }
+  [[nodiscard]] unsigned long LeftOut() const { return OtherBuses; }
 
  private:
   struct Interface {
@@ -87,20 +86,20 @@ class PcapngWriter {
   };
   using InterfaceKey = std::pair<unsigned int, unsigned char>;  // channel, bus
 
-  Interface& InterfaceOf(const RecordView& record, const CaptureBus& bus);
+  [[nodiscard]] Interface& InterfaceOf(const RecordView& record, const CaptureBus& bus);
   bool WriteSectionHeader(const std::string& application);
   bool WriteInterface(const std::string& name, LinkType link);
-  bool WritePacket(unsigned int interface, unsigned long time, const Packet& packet);
-  bool WriteStatistics(const InterfaceKey& key, const Interface& interface);
-  bool Reserve(std::size_t size);
-  void KeepWholeBlocks(std::size_t limit);
+  [[nodiscard]] bool WritePacket(unsigned int interface, unsigned long time, const Packet& packet);
+  [[nodiscard]] bool WriteStatistics(const InterfaceKey& key, const Interface& interface);
+  [[nodiscard]] bool Reserve(size_t size);
+  void KeepWholeBlocks(size_t limit);
 
   ByteSink& Sink;
   const bool EthernetOnly;
   std::map<InterfaceKey, Interface> Interfaces;
   std::map<InterfaceKey, Interface>::iterator Latest;  // of the entry before; end() at first
   std::map<unsigned int, unsigned long> Lost;          // items by channel
-  std::array<unsigned long, OmissionCount> Omissions{};
+  Omissions LeftOutEntries{kPcapngOmissions};
   unsigned long OtherBuses = 0;
   unsigned long LatestTime = 0;  // ns; the greatest so far
   unsigned long PacketCount = 0;
@@ -108,9 +107,7 @@ class PcapngWriter {
   unsigned int BufferedPackets = 0;
   int FailedWith = 0;
   std::unique_ptr<unsigned char[]> Buffer;  // whole blocks
-  std::size_t Used = 0;                     // bytes of Buffer
+  size_t Used = 0;                          // bytes of Buffer
 };
 
 }  // namespace client
-
-#endif  // QOR_TRACE_PCAPNGWRITER_H

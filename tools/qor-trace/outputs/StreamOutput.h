@@ -1,0 +1,43 @@
+// What all outputs have in common.
+#pragma once
+
+#include <functional>
+#include <map>
+#include <nlohmann/json_fwd.hpp>
+#include <string>
+
+#include "stream/RecordSink.h"
+
+namespace client {
+
+/// Has the library write its own capture file of a stopped recording to a path.
+/// Failure: Failure when that fails.
+using LibraryExport = std::function<void(const std::string& path)>;
+
+/// Number of items by channel.
+using LostItems = std::map<unsigned int, unsigned long>;
+
+/// An output: takes entries as they come, or is written by the library at the end.
+class StreamOutput : public RecordSink {
+ public:
+  /// Items that each channel lost before they came into the trace; before Finish.
+  virtual void SetLost(const LostItems& /*itemsByChannel*/) {}
+  /// Has the library write what only it can write; before Finish.
+  /// Failure: Failure when that fails.
+  virtual void Export(const LibraryExport& /*capture*/) {}
+  /// From now on, a file that exists under the output's name is kept, since the entries are not complete. To be called
+  /// before Finish, which then fails.
+  virtual void KeepExisting() {}
+  /// Writes what is left and gives the file its name. False if that or an earlier write failed.
+  [[nodiscard]] virtual bool Finish() = 0;
+  /// The sentence that says what failed; empty if nothing did.
+  [[nodiscard]] virtual const std::string& Error() const = 0;
+  /// What the output can't hold, to follow "NOT IN IT"; empty if it holds all that was asked for.
+  [[nodiscard]] virtual std::string ShortfallText() const { return ""; }
+  /// What else a person should know, as a sentence; after Finish. Empty: nothing.
+  [[nodiscard]] virtual std::string RemarkText() const { return ""; }
+  /// Adds that, and what else there is to know about the output.
+  virtual void AddJson(nlohmann::json& /*json*/) const {}
+};
+
+}  // namespace client
