@@ -154,6 +154,8 @@ class QOR_EXPORT Bus {
   [[nodiscard]] QOR_HIDDEN bool InsertStandardFlexRay(Payload payload, unsigned long& timestamp);
   [[nodiscard]] QOR_HIDDEN bool InsertStandardEthernet(Payload payload, unsigned long& timestamp);
   [[nodiscard]] QOR_HIDDEN bool InsertCanRemoteFrame(ChannelGroup& group, const CanView& can, unsigned long timestamp);
+  [[nodiscard]] QOR_HIDDEN bool InsertFlxNullFrame(ChannelGroup& group, const FlexRayView& frame,
+                                                   unsigned long timestamp);
   [[nodiscard]] QOR_HIDDEN bool InsertEthernetFrame(ChannelGroup& group, const EthernetView& ethernet,
                                                     unsigned long timestamp);
 

@@ -89,34 +89,26 @@ unsigned char CanErrorType(const CanView& can) {
 
 // --- LIN ---
 
-enum LinKinds : unsigned int {
-  kLinFrame = 0,
-  kLinChecksumError = 1,
-  kLinReceiveError = 2,
-  kLinSyncError = 3,
-  kLinTransmissionError = 4,
-  kLinWakeup = 5,
-  kNotRecorded = ~0U
-};
+constexpr unsigned int kNotRecorded = ~0U;
 
 /// The errors are recorded in any case, frames and wake-ups only without an overrun mark.
-LinKinds LinKind(const LinView& lin) {
+unsigned int LinKindOf(const LinView& lin) {
   const bool overrun = lin.Has(QOR_TRACE_LIN_OVERRUN);
   switch (lin.Kind()) {
     case RecordKind::LinTransmitError:
-      return kLinTransmissionError;
+      return MDF::kLinTransmissionError;
     case RecordKind::LinParityError:
-      return kLinReceiveError;
+      return MDF::kLinReceiveError;
     case RecordKind::LinSyncError:
-      return kLinSyncError;
+      return MDF::kLinSyncError;
     case RecordKind::LinChecksumError:
-      return kLinChecksumError;
+      return MDF::kLinChecksumError;
     case RecordKind::LinEvent:
       return kNotRecorded;
     case RecordKind::LinWakeUp:
-      return overrun ? kNotRecorded : kLinWakeup;
+      return overrun ? kNotRecorded : MDF::kLinWakeup;
     default:
-      return overrun ? kNotRecorded : kLinFrame;
+      return overrun ? kNotRecorded : MDF::kLinFrame;
   }
 }
 
@@ -221,7 +213,7 @@ bool Bus::DispatchCan(Payload payload, unsigned long& timestamp) {
 bool Bus::DispatchLin(Payload payload, unsigned long& timestamp) {
   const LinView lin = LinView::Of(payload);
   if (lin.Reserved != 0) return false;
-  const unsigned int kind = LinKind(lin);
+  const unsigned int kind = LinKindOf(lin);
   if (kind == kNotRecorded) return false;
   return Data_Insert_LIN(Groups.at(ChannelNum_Get(kind, false)), kind, payload, timestamp);
 }
@@ -244,117 +236,6 @@ bool Bus::DispatchFlexRay(Payload payload, unsigned long& timestamp) {
     default:  // errors and overrun marks
       return Data_Insert_Flexray_Error(group, payload, timestamp);
   }
-}
-
-// --- the standard convention ---
-
-// Of the entries that get no record here, a trigger event is marked by an event of the file: see MdfFile.
-
-bool Bus::InsertStandard(Payload payload, unsigned long& timestamp) {
-  switch (BusType) {
-    case Info::Can:
-      return InsertStandardCan(payload, timestamp);
-    case Info::Lin:
-      return InsertStandardLin(payload, timestamp);
-    case Info::FlexRay:
-      return InsertStandardFlexRay(payload, timestamp);
-    default:
-      return InsertStandardEthernet(payload, timestamp);
-  }
-}
-
-bool Bus::InsertStandardCan(Payload payload, unsigned long& timestamp) {
-  const CanView can = CanView::Of(payload);
-  switch (can.Kind()) {
-    case RecordKind::CanEvent:
-      return true;
-    case RecordKind::CanErrorFrame:
-      return Data_Insert_CAN_ErrorFrame(Groups.at(MDF::tables::kCanErrorFrame), payload, timestamp);
-    default:
-      return can.IsRemote() ? InsertCanRemoteFrame(Groups.at(MDF::tables::kCanRemoteFrame), can, timestamp)
-                            : Data_Insert_CAN_DataFrame(Groups.at(MDF::tables::kCanDataFrame), payload, timestamp);
-  }
-}
-
-bool Bus::InsertCanRemoteFrame(ChannelGroup& group, const CanView& can, unsigned long timestamp) {
-  Record record;
-  record.Put(timestamp);
-  record.Put(CanId(can));
-  record.Put(static_cast<unsigned char>(can.Has(QOR_TRACE_CAN_TRANSMITTED) ? 1 : 0));
-  record.Put(can.Dlc);
-  record.Put(static_cast<unsigned char>(0));  // DataLength
-  return InsertRecord(group, record, Stream);
-}
-
-bool Bus::InsertStandardLin(Payload payload, unsigned long& timestamp) {
-  const LinView lin = LinView::Of(payload);
-  if (lin.Reserved != 0) return false;
-  const auto insert = [&](LinKinds kind) { return Data_Insert_LIN(Groups.at(kind), kind, payload, timestamp); };
-  switch (lin.Kind()) {
-    case RecordKind::LinEvent:
-      return true;
-    case RecordKind::LinTransmitError:
-    case RecordKind::LinNoResponse:  // as a frame it would have values, all of them zero
-      return insert(kLinTransmissionError);
-    case RecordKind::LinParityError:
-      return insert(kLinReceiveError);
-    case RecordKind::LinSyncError:
-      return insert(kLinSyncError);
-    case RecordKind::LinChecksumError:
-      return insert(kLinChecksumError);
-    case RecordKind::LinWakeUp:
-      return insert(kLinWakeup);
-    default:
-      return insert(kLinFrame);
-  }
-}
-
-bool Bus::InsertStandardFlexRay(Payload payload, unsigned long& timestamp) {
-  const FlexRayView flexRay = FlexRayView::Of(payload);
-  if (flexRay.Kind() != RecordKind::FlexRayNullFrame) return DispatchFlexRay(payload, timestamp);
-  for (const unsigned char channel : FlxChannelsOf(flexRay)) {
-    Record record;
-    PutFlxFrame(record, flexRay, channel, timestamp);
-    if (!InsertRecord(Groups.at(MDF::tables::kFlxNullFrame), record, Stream)) return false;
-  }
-  return true;
-}
-
-bool Bus::InsertStandardEthernet(Payload payload, unsigned long& timestamp) {
-  const EthernetView ethernet = EthernetView::Of(payload);
-  switch (ethernet.Kind()) {
-    case RecordKind::EthernetFrame:
-      return InsertEthernetFrame(Groups.at(MDF::tables::kEthFrame), ethernet, timestamp);
-    case RecordKind::EthernetCrcError:
-      return InsertEthernetFrame(Groups.at(MDF::tables::kEthChecksumError), ethernet, timestamp);
-    case RecordKind::OverrunMark:
-      return true;
-    default:
-      return false;
-  }
-}
-
-bool Bus::InsertEthernetFrame(ChannelGroup& group, const EthernetView& ethernet, unsigned long timestamp) {
-  constexpr size_t kAddress = 6;
-  constexpr size_t kHead = 2 * kAddress + sizeof(unsigned short);
-  constexpr size_t kMostBytes = 0xFFFF - kHead;
-  const RecordPayload frame = ethernet.Frame();
-  const RecordPayload data = record_view::From(frame, kHead);
-  unsigned char head[kHead];
-  StoreHeld(frame, head, kHead);  // a frame that ends in its head has zeros there
-  const size_t announced = std::max<size_t>(ethernet.FrameLength, kHead) - kHead;
-  Record record;
-  record.Put(timestamp);
-  std::copy_n(head + kAddress, kAddress, record.Next(kAddress));      // source
-  std::copy_n(head, kAddress, record.Next(kAddress));                 // destination
-  record.Put(static_cast<unsigned short>(head[12] << 8 | head[13]));  // on the bus the high byte comes first
-  record.Put(static_cast<unsigned short>(announced));
-  record.Put(static_cast<unsigned short>(data.size()));
-  record.Put(0U);  // CRC: an entry doesn't have it
-  record.Put(static_cast<unsigned char>(ethernet.Has(QOR_TRACE_ETHERNET_TRANSMITTED) ? 1 : 0));
-  record.Put(static_cast<unsigned char>(0));  // PadByteCount: padding isn't told from data
-  record.Put(group.DataBytes);
-  return InsertWithData<kMostBytes>(group, record, data, static_cast<unsigned int>(data.size()), Stream);
 }
 
 // --- CAN ---
@@ -388,6 +269,16 @@ bool Bus::Data_Insert_CAN_ErrorFrame(ChannelGroup& group, Payload payload, unsig
   return InsertRecord(group, record, Stream);
 }
 
+bool Bus::InsertCanRemoteFrame(ChannelGroup& group, const CanView& can, unsigned long timestamp) {
+  Record record;
+  record.Put(timestamp);
+  record.Put(CanId(can));
+  record.Put(static_cast<unsigned char>(can.Has(QOR_TRACE_CAN_TRANSMITTED) ? 1 : 0));
+  record.Put(can.Dlc);
+  record.Put(static_cast<unsigned char>(0));  // DataLength
+  return InsertRecord(group, record, Stream);
+}
+
 // --- LIN ---
 
 /// Dir, ChecksumModel and IsSimulated, which is set for what the interface sent itself.
@@ -406,35 +297,35 @@ bool Bus::Data_Insert_LIN(ChannelGroup& group, unsigned int kind, Payload payloa
   record.Put(timestamp);
   // The constants are bit fields: see the table of each kind in BusTables.h.
   switch (kind) {
-    case kLinFrame:
+    case MDF::kLinFrame:
       PutLinData(record, lin, identifier);
       record.Put(LinFrameFlags(lin));
       record.Put(checksum);
       PutLinTiming(record, lin, timestamp);
       break;
-    case kLinChecksumError:
+    case MDF::kLinChecksumError:
       PutLinData(record, lin, identifier);
       record.Put(static_cast<unsigned char>(transmitted ? 0x0F : 0x03));  // ChecksumModel 3, IsSimulated, Dir
       record.Put(checksum);
       PutLinTiming(record, lin, timestamp);
       break;
-    case kLinReceiveError:
+    case MDF::kLinReceiveError:
       PutLinData(record, lin, identifier);
       record.Put(static_cast<unsigned char>(0x03));  // ChecksumModel 3
       PutLinTiming(record, lin, timestamp);
       record.Put(static_cast<unsigned char>(0x13));  // State 3, Reason 1
       break;
-    case kLinSyncError:
+    case MDF::kLinSyncError:
       PutLinTiming(record, lin, timestamp);
       break;
-    case kLinTransmissionError:
+    case MDF::kLinTransmissionError:
       record.Put(identifier);
       record.Put(lin.DataCount());
       // ChecksumModel 1; in the standard groups also Dir, which tells an own failed frame from a header without response
       record.Put(static_cast<unsigned char>(IsStandard() && transmitted ? 0x05 : 0x01));
       PutLinTiming(record, lin, timestamp);
       break;
-    case kLinWakeup:
+    case MDF::kLinWakeup:
       PutLinTiming(record, lin, timestamp);
       record.Put(lin.DataCount());
       record.Put(static_cast<unsigned char>(transmitted ? 0 : 0x04));  // IsExternal
@@ -455,6 +346,15 @@ bool Bus::Data_Insert_Flexray_Frame(ChannelGroup& group, Payload payload, unsign
     PutFlxFrame(record, frame, channel, timestamp);
     record.Put(group.DataBytes);
     if (!InsertWithData<kMostFlexRayBytes>(group, record, frame.Held, frame.PayloadBytes(), Stream)) return false;
+  }
+  return true;
+}
+
+bool Bus::InsertFlxNullFrame(ChannelGroup& group, const FlexRayView& frame, unsigned long timestamp) {
+  for (const unsigned char channel : FlxChannelsOf(frame)) {
+    Record record;
+    PutFlxFrame(record, frame, channel, timestamp);
+    if (!InsertRecord(group, record, Stream)) return false;
   }
   return true;
 }

@@ -7,6 +7,20 @@
 #include <array>
 #include <span>
 
+namespace MDF {
+
+/// The kinds of LIN events, which are the groups of a LIN bus in their order.
+enum LinKind : unsigned int {
+  kLinFrame = 0,
+  kLinChecksumError = 1,
+  kLinReceiveError = 2,
+  kLinSyncError = 3,
+  kLinTransmissionError = 4,
+  kLinWakeup = 5
+};
+
+}  // namespace MDF
+
 namespace MDF::tables {
 
 enum ChannelType : unsigned char { kFixed = 0, kVariable = 1, kMaster = 2, kMaximum = 5, kVirtual = 6 };

@@ -2,12 +2,12 @@
 
 #include <algorithm>
 #include <new>
-#include <span>
 #include <string>
 #include <tuple>
 #include <utility>
 
 #include "mdf/BlockTree.h"
+#include "mdf/FileEvents.h"
 #include "mdf/RecordingComment.h"
 #include "mdf/XmlText.h"
 
@@ -26,43 +26,6 @@ constexpr char kHistory[] =
 std::string Property(const char* name, const std::string& value) {
   return std::string("<e name=\"").append(name).append("\">").append(MDF::EscapedForXml(value)).append("</e>\n");
 }
-
-/// What an event of a kind is in the file.
-struct EventShape {
-  unsigned char Kind;  // of the interface
-  unsigned char Type;  // of the block; see MDF's ev_type
-  bool OfRecording;    // the range begins with the recording
-};
-constexpr EventShape kEventShapes[] = {
-    // kind, type, of the recording
-    {1, 2, false},  // acquisition interrupted
-    {2, 6, false},  // marker
-    {4, 3, true},   // trigger that started the recording
-    {5, 4, true},   // trigger that stopped the recording
-    {6, 5, false},  // trigger
-};
-
-/// Null for a kind that doesn't exist.
-const EventShape* ShapeOf(unsigned char kind) {
-  const auto* found = std::find_if(std::begin(kEventShapes), std::end(kEventShapes),
-                                   [kind](const EventShape& shape) { return shape.Kind == kind; });
-  return found != std::end(kEventShapes) ? found : nullptr;
-}
-
-/// The text blocks of an event go with it; what it refers to doesn't.
-void DestroyEvent(MDF::EVBLOCK* event) {
-  MDF::Block* name = event->Links_Get(MDF::kEvName);
-  MDF::Block* comment = event->Links_Get(MDF::kEvComment);
-  delete event;
-  delete name;
-  delete comment;
-}
-
-struct EventEnd {
-  void operator()(MDF::EVBLOCK* event) const { DestroyEvent(event); }
-};
-/// Owns an event that isn't linked yet.
-using NewEvent = std::unique_ptr<MDF::EVBLOCK, EventEnd>;
 
 // --- comments ---
 
@@ -83,34 +46,9 @@ bool StoreText(MDF::MDBLOCK& comment, std::string text) {
   return true;
 }
 
-// --- marks ---
-
-constexpr unsigned char kMarker = 6;                // ev_type
-constexpr unsigned char kAcquisitionInterrupt = 2;  // likewise
-constexpr unsigned char kCauseOther = 0;
-constexpr unsigned char kCauseError = 1;
-constexpr char kLossText[] = "Data lost after this entry";
-constexpr unsigned long kBetweenLossMarks = 1'000'000'000;  // ns
-
-std::string EdgeText(unsigned char code) { return code == 0 ? "rising edge" : "falling edge"; }
-
-std::string HexText(std::span<const unsigned char> bytes) {
-  constexpr char kDigits[] = "0123456789ABCDEF";
-  std::string text;
-  for (const unsigned char byte : bytes) text.append({' ', kDigits[byte >> 4], kDigits[byte & 15]});
-  return text;
-}
-
-std::string CanEventText(const CanView& can) {
-  if (can.Code() <= 1 && !can.Data().empty()) return "Trigger input: " + EdgeText(can.Code());
-  return "User event:" + HexText(can.Data());
-}
-
-std::string LinEventText(const LinView& lin) { return "Event-triggered frame: " + EdgeText(lin.Identifier); }
-
 // "Begin of Recording": sic, part of the interface.
-NewEvent BeginEvent(unsigned long time) {
-  return NewEvent(new MDF::EVBLOCK("Begin of Recording", kRecording, kCauseUser, time));
+MDF::NewEvent BeginEvent(unsigned long time) {
+  return MDF::NewEvent(new MDF::EVBLOCK("Begin of Recording", kRecording, kCauseUser, time));
 }
 
 }  // namespace
@@ -243,7 +181,7 @@ std::string MdfFile::FileName() const {
 bool MdfFile::File_Open(unsigned long time) {
   if (is_open()) return true;
   if (IdWritten) RenewFile();
-  NewEvent begin = Begin == nullptr ? BeginEvent(Header->RelativeTime(time)) : nullptr;
+  MDF::NewEvent begin = Begin == nullptr ? BeginEvent(Header->RelativeTime(time)) : nullptr;
   clear();
   if (!OpenStream()) return false;
   Changed = true;
@@ -283,7 +221,7 @@ void MdfFile::DropEvents() {
   Header->Event_Unlink();
   while (dropped != nullptr) {
     MDF::Block* next = dropped->Links_Get(MDF::kEvNext);
-    DestroyEvent(static_cast<MDF::EVBLOCK*>(dropped));
+    MDF::DestroyEvent(static_cast<MDF::EVBLOCK*>(dropped));
     dropped = next;
   }
   Begin = nullptr;
@@ -457,90 +395,8 @@ bool MdfFile::Data_Insert(unsigned int busChannel, unsigned char busType, Qor_Tr
 bool MdfFile::InsertInto(Bus* bus, Qor_Trace_Entry_t& entry) {
   if (bus == nullptr || entry.Length < RecordView::kHeader) return false;
   if (Root->Convention_Get() != BusConvention::kStandard) return Root->Data_Insert(bus, entry);
-  NewEvent mark(NewMark(*bus, entry));
+  MDF::NewEvent mark(NewMark(*bus, entry));
   if (!Root->Data_Insert(bus, entry)) return false;
   if (mark != nullptr) AppendEvent(mark.release());
   return true;
-}
-
-/// Null for an entry that asks for none.
-MDF::EVBLOCK* MdfFile::NewMark(Bus& bus, const RecordView& record) {
-  const unsigned long time = Header->RelativeTime(record.Timestamp());
-  const bool lost = record.HasOverrunMark();
-  std::string text;
-  if (record.Kind() == RecordKind::CanEvent) text = CanEventText(record.Can());
-  if (record.Kind() == RecordKind::LinEvent) text = LinEventText(record.Lin());
-  if (text.empty() && !(lost && IsLossDue(bus, record.Timestamp()))) return nullptr;
-  if (lost) text += text.empty() ? kLossText : std::string("; ") + kLossText;
-  const auto type = lost ? kAcquisitionInterrupt : kMarker;
-  NewEvent mark(new MDF::EVBLOCK("", type, lost ? kCauseError : kCauseOther, time));
-  MDF::LinkText(*mark, MDF::kEvName, text);
-  bus.Event_ScopeAdd(mark.get());
-  return mark.release();
-}
-
-/// A bus that loses data may mark entry after entry.
-bool MdfFile::IsLossDue(const Bus& bus, unsigned long time) {
-  const auto [latest, first] = LossMarks.try_emplace(&bus, time);
-  if (!first && time - latest->second < kBetweenLossMarks) return false;
-  latest->second = time;
-  return true;
-}
-
-/// Closed, and whatever is added now would be dropped when the next file is begun.
-bool MdfFile::Ended() const { return !is_open() && IdWritten; }
-
-/// Descriptions go out before the data that they describe. False when the recording has ended or a write has failed.
-bool MdfFile::Describe() {
-  if (!is_open()) return !Ended();
-  return good() && ((!Changed && BusLinks.empty()) || Write());
-}
-
-/// After each record: continues with the next file if this one is large enough. False when this one couldn't be finished or
-/// the next one couldn't be begun.
-bool MdfFile::Recorded(unsigned long time) {
-  HasRecords = true;
-  ChooseLimit();
-  if (!IsLimitReached()) return true;
-  try {
-    return BeginNextFile(time);
-  } catch (const std::bad_alloc&) {
-    Written = true;  // this record is in the file; the next one tries again, if the file is still there
-    return is_open();
-  }
-}
-
-// --- events ---
-
-bool MdfFile::Event(const std::string& name, unsigned char kind, unsigned char cause, unsigned long time) {
-  return LinkEvent(name, kind, cause, time, nullptr);
-}
-
-bool MdfFile::Event(const std::string& name, unsigned char kind, unsigned char cause, unsigned long time,
-                    unsigned int busChannel, unsigned char busType) {
-  Bus* bus = Root->Bus_Get(busChannel, busType);
-  return bus != nullptr && LinkEvent(name, kind, cause, time, bus);
-}
-
-bool MdfFile::LinkEvent(const std::string& name, unsigned char kind, unsigned char cause, unsigned long time,
-                        Bus* scope) {
-  const EventShape* shape = ShapeOf(kind);
-  if (shape == nullptr || Ended()) return false;
-  const unsigned long relative = Header->RelativeTime(time);
-  NewEvent added(shape->OfRecording ? new MDF::EVBLOCK(name, shape->Type, cause, relative, nullptr, Begin)
-                                    : new MDF::EVBLOCK(name, shape->Type, cause, relative));
-  if (scope != nullptr) scope->Event_ScopeAdd(added.get());
-  AppendEvent(added.release());
-  return true;
-}
-
-/// Takes no memory, and no walk to the end of the chain: nobody else appends to it.
-void MdfFile::AppendEvent(MDF::EVBLOCK* added) {
-  if (LastEvent == nullptr) {
-    Header->Link_EVBLOCK(added);
-  } else {
-    LastEvent->Links_Set(MDF::kEvNext, added);
-  }
-  LastEvent = added;
-  Changed = true;
 }

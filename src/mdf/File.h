@@ -90,7 +90,7 @@ class QOR_EXPORT MdfFile : public FileStream {
   /// convention only) what is known of the recording. May be called again, such as before File_Close with the losses:
   /// the comment is then rewritten in place, as far as there is room for it, in one write. FileInformationHeader sets
   /// the same comment; the later call counts.
-  /// @throws std::bad_alloc; the file's comment is then as before
+  /// @throws std::bad_alloc; what is in the file stays, and the call may be repeated
   void Recording_Set(const RecordingInfo& info);
   /// The name of the current file of the series.
   [[nodiscard]] std::string FileName() const;
