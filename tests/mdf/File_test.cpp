@@ -490,6 +490,18 @@ TEST_F(Series, EntryWithoutABusDoesNotSplit) {
   EXPECT_EQ(file.FileName(), "trace_1.mf4");
 }
 
+// Chosen at the first record and at no later one: until then it is 1 byte, which every flush reaches.
+TEST_F(Series, AutomaticLimitSetAfterTheFirstRecordIsNotChosen) {
+  MdfFile file("trace", 0);
+  ASSERT_TRUE(file.Bus_Add(1, BusType_Can));
+  ASSERT_TRUE(Insert(file, CanItem().Data({1})));
+  file.File_SetMaxSize(1);
+  ASSERT_TRUE(Insert(file, CanItem().Data({1})));
+  ASSERT_TRUE(file.File_FlushData());
+  EXPECT_FALSE(file.FileIterationHandler(10));
+  EXPECT_EQ(file.FileName(), "trace_1.mf4");
+}
+
 TEST_F(Series, HandlerTellsOfANewFile) {
   MdfFile file("trace", 0);
   ASSERT_TRUE(file.Bus_Add(1, BusType_Can));

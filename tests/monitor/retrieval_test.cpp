@@ -164,6 +164,12 @@ TEST_F(SplitTrace, IsReadAsOne) {
   EXPECT_EQ(GetItems(*Monitor).Records(), All);
 }
 
+TEST_F(SplitTrace, CountBeyondEverythingMeansAll) {
+  for (const unsigned int count : {16U, 0xFFFFFFFCU, 0xFFFFFFFFU}) {
+    EXPECT_EQ(GetItems(*Monitor, 0, count).Records(), All) << count;
+  }
+}
+
 TEST_F(SplitTrace, IsReadFromAnySwappedIndexOn) {
   for (unsigned int start = 0; start <= 5; ++start) {
     for (unsigned int count = 0; count <= 16; ++count) {

@@ -201,6 +201,14 @@ TEST(OverrunMark, TakesTheKindOfAnEthernetEntry) {
   EXPECT_EQ(BytesOf(*entry), expected);
 }
 
+TEST(OverrunMark, TakesTheKindOfAnItemThatEndsWithIt) {
+  const auto entry = FlexRayEntry(FlexRayFrame(1).Kind(0x0102).SaysSize(4));
+  EXPECT_EQ(BytesOf(*entry).size(), 32U);
+  entry->SetBufferOverrunFlag();
+  EXPECT_EQ(BytesOf(*entry)[30], 0U);
+  EXPECT_EQ(BytesOf(*entry)[31], 0U);
+}
+
 TEST(OverrunMark, DoesNotWritePastAnItemTooShortToHaveAKind) {
   for (const size_t size : {1U, 2U, 3U}) {
     SCOPED_TRACE(size);
