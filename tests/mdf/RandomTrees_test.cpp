@@ -64,8 +64,8 @@ class RandomTrees : public MdfFiles, public ::testing::WithParamInterface<unsign
     for (const Recording& recording : Recordings) {
       const auto& group = reader.At(static_cast<uint64_t>(recording.Group->Block_FilePos()));
       const auto& signal = reader.At(static_cast<uint64_t>(recording.Signal->Block_FilePos()));
-      EXPECT_TRUE(reader.DataBehind(StrictMdfReader::LinkOf(group, 2)) == recording.Expected[0]);
-      EXPECT_TRUE(reader.DataBehind(StrictMdfReader::LinkOf(signal, 5)) == recording.Expected[1]);
+      EXPECT_TRUE(SameBytes(reader.DataBehind(StrictMdfReader::LinkOf(group, 2)), recording.Expected[0]));
+      EXPECT_TRUE(SameBytes(reader.DataBehind(StrictMdfReader::LinkOf(signal, 5)), recording.Expected[1]));
     }
   }
 

@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <filesystem>
 #include <string>
+#include <string_view>
 #include <vector>
 
 #include "mdf/Block.h"
@@ -71,6 +72,15 @@ inline std::string Bytes(std::string_view hex) {
     }
   }
   return bytes;
+}
+
+/// Are contents of megabytes the same? Says where they differ; EXPECT_EQ would look minutes for the shortest way from one
+/// to the other.
+inline ::testing::AssertionResult SameBytes(std::string_view actual, std::string_view expected) {
+  if (actual == expected) return ::testing::AssertionSuccess();
+  const auto differ = std::mismatch(actual.begin(), actual.end(), expected.begin(), expected.end());
+  return ::testing::AssertionFailure() << actual.size() << " bytes, expected " << expected.size() << "; they differ at "
+                                       << differ.first - actual.begin();
 }
 
 /// The unsigned-char view of a text that the interfaces take.

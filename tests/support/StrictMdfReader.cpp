@@ -5,7 +5,6 @@
 #include <algorithm>
 #include <cstring>
 #include <fstream>
-#include <iterator>
 
 using mdf_format::BlockShape;
 using mdf_format::LinkShape;
@@ -38,8 +37,13 @@ std::string Name(std::string_view id, uint64_t position) { return std::string(id
 StrictMdfReader::StrictMdfReader(std::string bytes, Options options) : Bytes(std::move(bytes)), Wanted(options) {}
 
 std::string StrictMdfReader::Load(const std::string& path) {
-  std::ifstream file(path, std::ios::binary);
-  return {std::istreambuf_iterator<char>(file), {}};
+  std::ifstream file(path, std::ios::binary | std::ios::ate);
+  if (!file) return "";
+  std::string bytes(static_cast<size_t>(file.tellg()), '\0');
+  file.seekg(0);
+  file.read(bytes.data(), static_cast<std::streamsize>(bytes.size()));
+  bytes.resize(static_cast<size_t>(file.gcount()));
+  return bytes;
 }
 
 uint64_t StrictMdfReader::Number(std::string_view data, size_t offset, size_t size) {
