@@ -29,7 +29,7 @@ install(FILES src/export/AscLineState.h src/export/ExportFile.h src/export/Qor_T
         DESTINATION ${headers}/export)
 install(FILES src/internal/FileDescriptor.h src/internal/Visibility.h src/internal/qor_internal.h src/internal/Qor_Trace_Exception.h
         DESTINATION ${headers}/internal)
-install(FILES src/record/Qor_Trace_Entry.h src/record/Qor_Trace_EntryStore.h src/record/RecordKind.h src/record/RecordView.h
+install(FILES src/record/Qor_Trace_Entry.h src/record/Qor_Trace_EntryStore.h src/record/RecordKind.h src/record/RecordSegment.h src/record/RecordView.h
         DESTINATION ${headers}/record)
 
 # The pkg-config files find everything from where they lie, so that the installation can be moved as a whole.

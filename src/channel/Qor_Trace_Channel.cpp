@@ -94,15 +94,18 @@ void Qor_Trace_Channel::Receive(const MonitorCommand& poll, ItemWalk walk) {
 /// Walks a response. Returns whether there is something to deliver. When memory runs out, the newest entry gets the
 /// overrun mark and the thread is asked to end, after delivering what it has.
 bool Qor_Trace_Channel::Collect(const PollResponse& response, ItemWalk walk, EntryBatch& batch, LatestByKey& latest) {
+  bool exhausted = false;
   try {
     Sink sink(ChannelId, batch, latest);
     walk(response, sink);
-    return !batch.empty();
   } catch (const std::bad_alloc&) {
-    if (!batch.empty()) batch.rbegin()->second->SetBufferOverrunFlag();
-    StopRequested = true;
-    return true;
+    exhausted = true;
   }
+  batch.Sort();
+  if (!exhausted) return !batch.empty();
+  if (!batch.empty()) batch.MarkOverrun();
+  StopRequested = true;
+  return true;
 }
 
 /// Hands a batch to the monitor and empties it. What the monitor can't take ends the thread, like a failed poll:

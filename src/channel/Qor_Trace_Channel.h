@@ -3,22 +3,15 @@
 
 #include <atomic>
 #include <functional>
-#include <map>
-#include <memory>
 #include <span>
 #include <thread>
 #include <utility>
 
+#include "channel/LatestByKey.h"
 #include "internal/Mutex.h"
 #include "internal/Qor_Trace_Exception.h"
 #include "internal/Visibility.h"
-#include "record/Qor_Trace_Entry.h"
-
-/// The new entries of one poll by timestamp (ns); equal timestamps keep their order of arrival.
-using EntryBatch = std::multimap<unsigned long, std::shared_ptr<Qor_Trace_Entry>>;
-
-/// The newest entry of one poll for each list key: (channel number, message key of the bus).
-using LatestByKey = std::map<std::pair<unsigned int, unsigned int>, std::shared_ptr<Qor_Trace_Entry>>;
+#include "record/EntryBatch.h"
 
 /// Base of the four channel kinds. It owns everything that they share; a bus adds its commands and the walk
 /// over the items of a poll response.
@@ -27,8 +20,8 @@ using LatestByKey = std::map<std::pair<unsigned int, unsigned int>, std::shared_
 /// takes no lock of the channel.
 class QOR_EXPORT Qor_Trace_Channel {
  public:
-  /// Called on the receive thread after each poll that returned items; both containers are the thread's and are
-  /// emptied when the call returns.
+  /// Called on the receive thread after each poll that returned items, with the entries in the order of their times and the
+  /// newest one of each message; both containers are the thread's and are emptied when the call returns.
   using Callback = std::function<void(EntryBatch&, LatestByKey&)>;
 
   // The first four virtual operations, in this order, are the interface of every channel.
@@ -63,16 +56,15 @@ class QOR_EXPORT Qor_Trace_Channel {
     /// Makes an entry of an item (arguments as the constructors of Qor_Trace_Entry) without a place in the list.
     /// @throws std::bad_alloc
     template <class... Item>
-    const std::shared_ptr<Qor_Trace_Entry>& Add(Item... item) {
-      auto entry = std::make_shared<Qor_Trace_Entry>(ChannelId, item...);
-      const unsigned long timestamp = entry->GetTimestamp();
-      return Batch.emplace_hint(Batch.end(), timestamp, std::move(entry))->second;
+    void Add(Item... item) {
+      Batch.Add(ChannelId, item...);
     }
 
     /// The same, and the entry becomes the newest of its message key.
     template <class... Item>
     void AddListed(unsigned int key, Item... item) {
-      Latest[{ChannelId, key}] = Add(item...);
+      Latest.MakeRoom();
+      Latest.Note(key, Batch.Add(ChannelId, item...));
     }
 
    private:

@@ -103,8 +103,8 @@ unsigned int Qor_Trace_Export_ASC::Export(const std::string& swapName, unsigned 
 
 unsigned int Qor_Trace_Export_ASC::Export(int swapFile, unsigned int count, const Qor_Trace_EntryStore& entries) {
   const unsigned int exported = ExportSwapped(swapFile, count);
-  for (size_t i = 0; i < entries.size(); ++i) {
-    WriteEntry(*entries[i]->GetEntry());
+  for (const Qor_Trace_Entry_t& entry : entries) {
+    WriteEntry(entry);
     if (File.Failed()) break;
   }
   return count - exported;

@@ -152,18 +152,6 @@ char* PutCustomBlock(char* out, RecordPayload data) {
   return Put(PutPadded(Put(out, head), data.data(), data.size()), head.Length);
 }
 
-/// Prefetches an entry that comes soon: first the object that points to its record, some entries later the record.
-void PrefetchAhead(const Qor_Trace_EntryStore& entries, size_t index) {
-  constexpr size_t kObjectAhead = 8;
-  constexpr size_t kRecordAhead = 4;
-  constexpr size_t kCacheLine = 64;
-  constexpr size_t kRecordBytes = 8 * kCacheLine;
-  if (entries.size() - index <= kObjectAhead) return;
-  __builtin_prefetch(entries[index + kObjectAhead].get());
-  const auto* record = reinterpret_cast<const unsigned char*>(entries[index + kRecordAhead]->GetEntry());
-  for (size_t line = 0; line < kRecordBytes; line += kCacheLine) __builtin_prefetch(record + line);
-}
-
 }  // namespace
 
 Qor_Trace_Export_PCAP::Qor_Trace_Export_PCAP(unsigned int flags, const char* fileName, unsigned long startTime)
@@ -181,10 +169,7 @@ void Qor_Trace_Export_PCAP::WriteSectionHeaderBlock() {
 
 void Qor_Trace_Export_PCAP::Export(const Qor_Trace_EntryStore& entries) {
   WriteSectionHeaderBlock();
-  for (size_t index = 0; index < entries.size(); ++index) {
-    PrefetchAhead(entries, index);
-    WriteEntry(*entries[index]->GetEntry());
-  }
+  for (const Qor_Trace_Entry_t& entry : entries) WriteEntry(entry);
   File.Flush();
 }
 

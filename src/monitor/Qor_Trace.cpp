@@ -213,6 +213,7 @@ void Qor_Trace_Monitor::CloseAscRecording(std::optional<Qor_Trace_Exception>& er
   AscRecording = false;
   Reserved = false;
   DiscardOldest = false;
+  Unrecorded = 0;
   if (!exporter) return;
   exporter->EndFile();
   if (recorded && exporter->Failed()) {
@@ -220,58 +221,75 @@ void Qor_Trace_Monitor::CloseAscRecording(std::optional<Qor_Trace_Exception>& er
   }
 }
 
-void Qor_Trace_Monitor::ReceiveHandler(EntryBatch& entries, LatestByKey& listEntries) {
-  if (Sorting) {
-    MutexLock lock(MutexSortQueue);
-    SortQueue.merge(entries);  // moves the nodes; equal timestamps go after those already queued
-  } else {
+// The list comes first: it completes the relative timestamps before the entries are copied.
+void Qor_Trace_Monitor::ReceiveHandler(EntryBatch& entries, const LatestByKey& listEntries) {
+  const bool listed = UpdateList(entries, listEntries);
+  if (!Sorting) {
     StoreBatch(entries);
+  } else if (!entries.empty()) {
+    Enqueue(entries);
   }
-  UpdateList(listEntries);
+  if (!listed) throw std::bad_alloc();
+}
+
+/// Returns false if memory ran out.
+bool Qor_Trace_Monitor::UpdateList(EntryBatch& entries, const LatestByKey& listEntries) try {
+  if (listEntries.empty()) return true;
+  MutexLock lock(MutexList);
+  List.Update(entries, listEntries);
+  ListCount = static_cast<unsigned int>(List.size());
+  return true;
+} catch (const std::bad_alloc&) {
+  return false;
+}
+
+void Qor_Trace_Monitor::Enqueue(const EntryBatch& entries) {
+  SortQueue::Runs run;
+  run.emplace_back(entries);
+  MutexLock lock(MutexSortQueue);
+  Arrived.splice(Arrived.end(), run);
 }
 
 void Qor_Trace_Monitor::StoreBatch(const EntryBatch& entries) {
   Qor_Trace_EntryStore dropped;  // freed after the lock
   MutexLock lock(MutexStore);
-  auto next = entries.begin();
-  dropped = StoreAll(entries, next);
+  dropped = StoreBy([&]() REQUIRES(MutexStore) { entries.AppendTo(Store); });
 }
 
-Qor_Trace_EntryStore Qor_Trace_Monitor::StoreAll(const EntryBatch& entries, EntryBatch::const_iterator& next) {
-  std::optional<Qor_Trace_Exception> failure;
-  const auto giveUpAscRecording = [&](const Qor_Trace_Exception& error) REQUIRES(MutexStore) {
-    AscRecording = false;
-    failure = error;
-  };
-  while (next != entries.end()) {
-    const auto& entry = *next->second;
-    StoreEntry(next->second);
-    ++next;
-    try {
-      if (AscRecording) AscExporter->WriteEntry(*entry.GetEntry());
-    } catch (const Qor_Trace_Exception& error) {
-      giveUpAscRecording(error);
-    }
-  }
+template <class Append>
+Qor_Trace_EntryStore Qor_Trace_Monitor::StoreBy(Append append) {
+  const size_t before = Store.size();
+  bool exhausted = false;
   try {
-    if (AscRecording) AscExporter->Flush();
-  } catch (const Qor_Trace_Exception& error) {
-    giveUpAscRecording(error);
+    append();
+  } catch (const std::bad_alloc&) {
+    exhausted = true;
   }
+  PublishEntryCount();
+  Unrecorded += Store.size() - before;
+  const auto failure = RecordLive();
+  if (exhausted) throw std::bad_alloc();
   auto dropped = CheckMemory();
   if (failure) throw Qor_Trace_Exception(*failure);  // a copy: it was reported when it was built
   return dropped;
 }
 
-void Qor_Trace_Monitor::UpdateList(const LatestByKey& listEntries) {
-  if (listEntries.empty()) return;
-  MutexLock lock(MutexList);
-  for (const auto& [key, entry] : listEntries) {
-    auto& held = ListEntries[key];
-    if (held) entry->SetRelativeTimestamp(entry, held);
-    held = entry;
+/// Brings the live ASC file up to date, if there is one. Returns the error if it had to be given up.
+std::optional<Qor_Trace_Exception> Qor_Trace_Monitor::RecordLive() {
+  if (AscRecording) {
+    try {
+      for (auto entry = Store.From(Store.size() - Unrecorded); entry != Store.end(); ++entry) {
+        --Unrecorded;
+        AscExporter->WriteEntry(*entry);
+      }
+      AscExporter->Flush();
+    } catch (const Qor_Trace_Exception& error) {
+      AscRecording = false;
+      return error;
+    }
   }
-  ListCount = static_cast<unsigned int>(ListEntries.size());
+  Unrecorded = 0;
+  return std::nullopt;
 }
 
 // ---- Sort thread
@@ -300,54 +318,35 @@ void Qor_Trace_Monitor::SortThreadFunction() {
 /// Are entries queued that are much newer than the horizon? By the clock alone, the horizon would overtake the entries of
 /// interfaces whose own clocks are slow.
 bool Qor_Trace_Monitor::IsFarBehind(unsigned long horizon) {
-  MutexLock lock(MutexSortQueue);
-  if (SortQueue.empty()) return false;
-  const unsigned long newest = SortQueue.rbegin()->first;
+  MutexLock lock(MutexStore);
+  if (Queue.empty()) return false;
+  const unsigned long newest = Queue.NewestTime();
   return newest > horizon && newest - horizon > static_cast<unsigned long>(kMostLate.count());
 }
 
 std::optional<unsigned long> Qor_Trace_Monitor::OldestQueued() {
-  MutexLock lock(MutexSortQueue);
-  if (SortQueue.empty()) return std::nullopt;
-  return SortQueue.begin()->first;
+  std::optional<unsigned long> oldest;
+  MutexLock lock(MutexStore);
+  MutexLock queueLock(MutexSortQueue);
+  if (!Queue.empty()) oldest = Queue.OldestTime();
+  for (const SortedRun& run : Arrived) oldest = std::min(oldest.value_or(kEndOfTime), run.Head().Timestamp);
+  return oldest;
 }
 
 void Qor_Trace_Monitor::StoreQueued(unsigned long horizon) try {
-  EntryBatch due;  // both freed after the lock
-  Qor_Trace_EntryStore dropped;
+  Qor_Trace_EntryStore dropped;  // freed after the lock
   MutexLock lock(MutexStore);
-  due = TakeQueued(horizon);
-  EntryBatch::const_iterator next = due.begin();
-  try {
-    dropped = StoreAll(due, next);
-  } catch (const std::bad_alloc&) {
-    PutBack(due, next);
-    throw;
+  {
+    MutexLock queueLock(MutexSortQueue);
+    Queue.Add(Arrived);
   }
+  dropped = StoreBy([&]() REQUIRES(MutexStore) { Queue.MoveTo(Store, horizon); });
 } catch (const std::bad_alloc&) {
   throw Qor_Trace_Exception(QOR_ERROR_LEVEL_GENERAL, QOR_TRACE_STATUS_OUT_OF_MEMORY,
                             "could not store received entries");
 }
 
-/// Removes the entries up to `horizon` from the queue, so that receivers don't wait while they are stored.
-EntryBatch Qor_Trace_Monitor::TakeQueued(unsigned long horizon) {
-  EntryBatch due;
-  MutexLock lock(MutexSortQueue);
-  while (!SortQueue.empty() && SortQueue.begin()->first <= horizon) {
-    due.insert(due.end(), SortQueue.extract(SortQueue.begin()));
-  }
-  return due;
-}
-
-/// Puts the entries from `next` on back into the queue, ahead of later ones with the same timestamp. Needs no memory.
-void Qor_Trace_Monitor::PutBack(EntryBatch& due, EntryBatch::const_iterator next) {
-  due.erase(due.cbegin(), next);
-  MutexLock lock(MutexSortQueue);
-  due.merge(SortQueue);
-  SortQueue.swap(due);
-}
-
-void Qor_Trace_Monitor::StoreEntry(EntryPtr entry) {
-  Store.push_back(std::move(entry));
+void Qor_Trace_Monitor::StoreEntry(std::shared_ptr<Qor_Trace_Entry> entry) {
+  Store.push_back(entry);
   PublishEntryCount();
 }

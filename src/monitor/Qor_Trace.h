@@ -14,7 +14,9 @@
 #include "internal/Mutex.h"
 #include "internal/Qor_Trace_Exception.h"
 #include "internal/Visibility.h"
+#include "monitor/MessageList.h"
 #include "monitor/PortsInUse.h"
+#include "monitor/SortQueue.h"
 #include "monitor/SwapFile.h"
 #include "record/Qor_Trace_EntryStore.h"
 
@@ -28,7 +30,7 @@ class RecordBuffer;
 /// Threads: every method may be called from any thread. Lock order, outermost first:
 ///   MutexChannels
 ///     MutexStore          sort pass, receive handler, retrieval, snapshot of an export
-///       MutexSortQueue    sort pass, while it removes the due entries
+///       MutexSortQueue    sort pass, while it takes over the batches that have arrived
 ///       MutexSwapFile     retrieval, memory guard, snapshot
 ///     MutexSettings       nests nothing
 ///     PortsInUse          its mutex nests nothing
@@ -83,7 +85,6 @@ class QOR_EXPORT Qor_Trace_Monitor {
   void ExportToMDF();
 
  private:
-  using EntryPtr = std::shared_ptr<Qor_Trace_Entry>;
   struct ChannelOnPort {
     PortsInUse::Claim Port;  // released last, after the interface is closed
     std::unique_ptr<Qor_Trace_Channel> Channel;
@@ -101,23 +102,24 @@ class QOR_EXPORT Qor_Trace_Monitor {
   void CloseAscRecording(std::optional<Qor_Trace_Exception>& error);
 
   /// Takes a batch over; on the channel's receive thread.
-  void ReceiveHandler(EntryBatch& entries, LatestByKey& listEntries);
+  void ReceiveHandler(EntryBatch& entries, const LatestByKey& listEntries);
+  [[nodiscard]] bool UpdateList(EntryBatch& entries, const LatestByKey& listEntries);
+  void Enqueue(const EntryBatch& entries);
   void StoreBatch(const EntryBatch& entries);
-  /// Stores all entries from `next` on, writes them to the live ASC file and ends with the memory guard. Returns what that
-  /// removed from the store, to be freed outside the lock. `next` is always the first entry that isn't stored.
-  /// A live ASC file that fails is given up; the entries are stored all the same before its error is thrown.
-  [[nodiscard]] Qor_Trace_EntryStore StoreAll(const EntryBatch& entries, EntryBatch::const_iterator& next)
-      REQUIRES(MutexStore);
-  void UpdateList(const LatestByKey& listEntries);
+  /// Calls `append`, which appends to the store, writes what is new there to the live ASC file and ends with the memory guard.
+  /// Returns what that removed from the store, to be freed outside the lock.
+  /// A live ASC file that fails is given up; its error is thrown at the end.
+  /// @throws std::bad_alloc if `append` does: what it has appended is stored
+  template <class Append>
+  [[nodiscard]] Qor_Trace_EntryStore StoreBy(Append append) REQUIRES(MutexStore);
+  [[nodiscard]] std::optional<Qor_Trace_Exception> RecordLive() REQUIRES(MutexStore);
   /// One pass of the sort thread: stores what is queued up to `horizon` (ns, included). When memory runs out, what isn't
-  /// stored goes back to the queue.
+  /// stored stays in the queue.
   void StoreQueued(unsigned long horizon);
-  [[nodiscard]] EntryBatch TakeQueued(unsigned long horizon);
-  void PutBack(EntryBatch& due, EntryBatch::const_iterator next);
   [[nodiscard]] std::optional<unsigned long> OldestQueued();
   [[nodiscard]] bool IsFarBehind(unsigned long horizon);
-  /// Appends one entry.
-  void StoreEntry(EntryPtr entry) REQUIRES(MutexStore);
+  /// Appends one entry that was made by itself.
+  void StoreEntry(std::shared_ptr<Qor_Trace_Entry> entry) REQUIRES(MutexStore);
 
   // Store (Qor_Trace_Store.cpp).
   [[nodiscard]] Qor_Trace_EntryStore CheckMemory() REQUIRES(MutexStore);
@@ -143,9 +145,11 @@ class QOR_EXPORT Qor_Trace_Monitor {
   Mutex MutexSettings;
   PortsInUse Ports;
   std::map<unsigned int, ChannelOnPort> Channels GUARDED_BY(MutexChannels);
-  EntryBatch SortQueue GUARDED_BY(MutexSortQueue);
-  LatestByKey ListEntries GUARDED_BY(MutexList);
+  SortQueue::Runs Arrived GUARDED_BY(MutexSortQueue);  // on their way to the queue
+  SortQueue Queue GUARDED_BY(MutexStore);
+  MessageList List GUARDED_BY(MutexList);
   Qor_Trace_EntryStore Store GUARDED_BY(MutexStore);
+  size_t Unrecorded GUARDED_BY(MutexStore) = 0;  // newest entries of the store that aren't in the live ASC file yet
   std::thread SortThread GUARDED_BY(MutexChannels);
   const unsigned int SortInterval = 50;              // ms
   std::atomic<unsigned int> MaxEntriesInMemory = 0;  // written under MutexStore

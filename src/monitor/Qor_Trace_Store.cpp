@@ -6,16 +6,6 @@
 #include "monitor/Qor_Trace.h"
 #include "monitor/RecordBuffer.h"
 
-namespace {
-
-void Place(const Qor_Trace_Entry& entry, unsigned long relativeTimestamp, RecordBuffer& out) {
-  const unsigned int length = entry.GetLength();
-  entry.CopyTo(out.Room(length), relativeTimestamp);
-  out.Placed(length);
-}
-
-}  // namespace
-
 // A start beyond the swapped entries begins at that index of the store itself, not after the swapped ones: clients
 // rely on the interface as it is ("Reading it all" in the C header).
 void Qor_Trace_Monitor::GetItems(unsigned int start, unsigned int* count, unsigned int* size, unsigned char* buffer) {
@@ -33,8 +23,11 @@ void Qor_Trace_Monitor::GetItems(unsigned int start, unsigned int* count, unsign
   const unsigned int mostFromMemory = limit - fileRecords;  // may wrap; then the limit decides
   if (fromFile && !CopySwapped(start, fileRecords, limit, out))
     return;  // none from memory under the missing ones' indices
-  for (unsigned int given = 0; given < mostFromMemory && out.Count() < limit && first + given < inMemory; ++given) {
-    Place(*Store[first + given], 0, out);
+  if (first >= inMemory) return;
+  auto entry = Store.From(first);
+  for (unsigned int given = 0; given < mostFromMemory && out.Count() < limit && entry != Store.end();
+       ++given, ++entry) {
+    out.Add(*entry, 0);
   }
 }
 
@@ -58,23 +51,27 @@ void Qor_Trace_Monitor::GetListItems(unsigned int start, unsigned int* count, un
                                      unsigned char* buffer) {
   MutexLock lock(MutexList);
   const unsigned int wanted = *count;
-  const auto rows = static_cast<unsigned int>(ListEntries.size());
+  const auto rows = static_cast<unsigned int>(List.size());
   RecordBuffer out(count, size, buffer);
   if (start > rows) return;
   const unsigned int limit = wanted != 0 && start + wanted <= rows ? wanted : rows - start;
-  for (auto row = std::next(ListEntries.begin(), start); row != ListEntries.end() && out.Count() < limit; ++row) {
-    Place(*row->second, static_cast<unsigned long>(row->second->GetRelativeTimestamp()), out);
+  for (unsigned int row = start; row < rows && out.Count() < limit; ++row) {
+    const Qor_Trace_Entry_t& entry = List[row];
+    out.Add(entry, entry.RelativeTimestamp);
   }
 }
 
 void Qor_Trace_Monitor::FlushMonitorBuffer() {
-  EntryBatch queue;  // all freed after the locks
+  SortQueue::Runs arrived;  // all freed after the locks
+  SortQueue queue;
   Qor_Trace_EntryStore store;
   FileDescriptor swapFile;
   MutexLockBoth lock(MutexSortQueue, MutexStore);
   MutexLock swapLock(MutexSwapFile);
-  queue.swap(SortQueue);
+  arrived.swap(Arrived);
+  std::swap(queue, Queue);
   store = Store.TakeAll();
+  Unrecorded = 0;
   PublishEntryCount();
   swapFile = Swap.BeginAnew();
   SwappedEntryCount = 0;
@@ -82,9 +79,9 @@ void Qor_Trace_Monitor::FlushMonitorBuffer() {
 }
 
 void Qor_Trace_Monitor::FlushListMonitorBuffer() {
-  LatestByKey list;  // freed after the lock
+  MessageList list;  // freed after the lock
   MutexLock lock(MutexList);
-  list.swap(ListEntries);
+  std::swap(list, List);
   ListCount = 0;
 }
 

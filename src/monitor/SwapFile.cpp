@@ -33,20 +33,13 @@ bool Untouched(const struct stat& file, const struct stat& left) {
          file.st_mtim.tv_sec == left.st_mtim.tv_sec && file.st_mtim.tv_nsec == left.st_mtim.tv_nsec;
 }
 
-/// Copies the records of entries from number `first` on into an emptied block until it is full; at least one.
-/// Returns the number after the last one copied.
-size_t Gather(const Qor_Trace_EntryStore& entries, size_t first, std::vector<unsigned char>& block) {
-  block.clear();
-  size_t next = first;
-  while (next < entries.size()) {
-    const auto& entry = *entries[next];
-    const size_t place = block.size();
-    if (place > 0 && place + entry.GetLength() > kWriteBlock) break;
-    block.resize(place + entry.GetLength());
-    entry.CopyTo(block.data() + place, static_cast<unsigned long>(entry.GetRelativeTimestamp()));
-    ++next;
+/// Copies records from `next` on into an emptied block until it is full; at least one. Leaves `next` after the last one.
+void Gather(Qor_Trace_EntryStore::const_iterator& next, const Qor_Trace_EntryStore::const_iterator& end,
+            std::vector<unsigned char>& block) {
+  for (block.clear(); next != end && (block.empty() || block.size() + next->Length <= kWriteBlock); ++next) {
+    const auto* const record = reinterpret_cast<const unsigned char*>(&*next);
+    block.insert(block.end(), record, record + next->Length);
   }
-  return next;
 }
 
 }  // namespace
@@ -86,15 +79,15 @@ void SwapFile::Append(const Qor_Trace_EntryStore& entries, unsigned int& written
 
   auto end = static_cast<unsigned long>(found.st_size);  // of the last whole record
   int error = 0;
-  for (size_t next = 0; next < entries.size() && error == 0;) {
-    const size_t behind = Gather(entries, next, block);
+  for (auto next = entries.begin(); next != entries.end() && error == 0;) {
+    auto counted = next;
+    Gather(next, entries.end(), block);
     size_t reached = WriteAll(file.Get(), block.data(), block.size());
     if (reached < block.size()) error = errno;
-    for (; next < behind && entries[next]->GetLength() <= reached; ++next) {
+    for (; counted != next && counted->Length <= reached; ++counted) {
       if (Records % kRecordsPerPlace == 0) Places.push_back(end);
-      const unsigned int length = entries[next]->GetLength();
-      end += length;
-      reached -= length;
+      end += counted->Length;
+      reached -= counted->Length;
       ++Records;
       ++written;
     }

@@ -1,11 +1,10 @@
 #include "record/Qor_Trace_Entry.h"
 
-#include <algorithm>
-#include <cstdint>
 #include <cstring>
 #include <type_traits>
 
 #include "qor_api.h"
+#include "record/ItemRecord.h"
 #include "record/RecordView.h"
 
 // The record as it crosses the C interface.
@@ -58,70 +57,35 @@ static_assert(offsetof(Ethernet_Param_Monitor_Item_t, Timestamp) == 4);
 
 namespace {
 
-constexpr unsigned int kCanItemHead = 16;
-// A record this long holds the Flags or the ItemType that an overrun mark changes, whatever its bus (CAN and LIN
-// records are longer by construction).
-constexpr unsigned int kMarkEnd = offsetof(Qor_Trace_Entry_t, Payload.FlexRay.ItemType) + sizeof(unsigned short);
 constexpr unsigned int kRelativeEnd = kEntryRelativeTimestamp + sizeof(unsigned long);
 
-Qor_Trace_Entry_t* At(const std::unique_ptr<unsigned char[]>& record) {
-  return reinterpret_cast<Qor_Trace_Entry_t*>(record.get());
+Qor_Trace_Entry_t& At(const std::unique_ptr<unsigned char[]>& record) {
+  return *reinterpret_cast<Qor_Trace_Entry_t*>(record.get());
 }
 
-/// A record of `length` bytes with its header filled in and its payload left to the caller.
-std::unique_ptr<unsigned char[]> NewRecord(unsigned int length, unsigned int channelId, unsigned long timestamp,
-                                           Qor_Trace_BusType bus) {
-  std::unique_ptr<unsigned char[]> record(new unsigned char[length]);
-  auto* header = At(record);
-  header->Length = length;
-  header->ChannelId = channelId;
-  header->Timestamp = timestamp;
-  header->RelativeTimestamp = 0;
-  header->BusType = static_cast<unsigned char>(bus);
-  std::fill(std::begin(header->Reserved), std::end(header->Reserved), static_cast<unsigned char>(0));
-  return record;
-}
-
-/// A record whose payload is the whole item, as it is for FlexRay and Ethernet.
-template <class Item>
-std::unique_ptr<unsigned char[]> NewRecordOfWholeItem(unsigned int channelId, const Item& item, Qor_Trace_BusType bus) {
-  auto record = NewRecord(kEntryPayload + item.ItemSize, channelId, item.Timestamp, bus);
-  std::memcpy(record.get() + kEntryPayload, &item, item.ItemSize);
+template <class... Item>
+std::unique_ptr<unsigned char[]> NewRecord(unsigned int channelId, Item... item) {
+  std::unique_ptr<unsigned char[]> record(new unsigned char[item_record::LengthOf(item...)]);
+  item_record::Put(At(record), channelId, item...);
   return record;
 }
 
 }  // namespace
 
 Qor_Trace_Entry::Qor_Trace_Entry(unsigned int channelId, const Can_Param_Monitor_Buffer64_LargeItem_t* item)
-    : Record(NewRecord(kEntryCanData + item->DataLength, channelId, item->Timestamp, BusType_Can)) {
-  std::memcpy(Record.get() + kEntryPayload, item, kCanItemHead + item->DataLength);
-}
+    : Record(NewRecord(channelId, item)) {}
 
 Qor_Trace_Entry::Qor_Trace_Entry(unsigned int channelId, const Ethernet_Param_Monitor_Item_t* item)
-    : Record(NewRecordOfWholeItem(channelId, *item, BusType_Ethernet)) {}
+    : Record(NewRecord(channelId, item)) {}
 
 Qor_Trace_Entry::Qor_Trace_Entry(unsigned int channelId, const FlexRay_Param_Monitor_Entry_t* item)
-    : Record(NewRecordOfWholeItem(channelId, *item, BusType_FlexRay)) {}
+    : Record(NewRecord(channelId, item)) {}
 
 Qor_Trace_Entry::Qor_Trace_Entry(unsigned int channelId, const Lin_Param_Monitor_Buffer64_ItemHeader_t* header,
                                  const Lin_Param_Monitor_Buffer64_Item_Small_t* item)
-    : Record(NewRecord(kEntryLinLength, channelId,
-                       header->TimestampLow | static_cast<unsigned long>(header->TimestampHigh) << 32, BusType_Lin)) {
-  // Data reaches into the pad byte after it: a DataLength of 9 is the longest that a frame can have. Bytes that the item
-  // is too short to hold read as 0.
-  constexpr size_t kRoom = sizeof(Qor_Trace_Entry_Lin_t::Data) + sizeof(Qor_Trace_Entry_Lin_t::Pad);
-  constexpr size_t kItemData = sizeof *header + offsetof(Lin_Param_Monitor_Buffer64_Item_Small_t, Data);
-  const size_t held = std::max<size_t>(header->ItemSize, kItemData) - kItemData;
-  auto& lin = At(Record)->Payload.Lin;
-  std::memset(&lin, 0, sizeof lin);
-  lin.Flags = item->Flags;
-  lin.DataLength = item->DataLength;
-  lin.Identifier = item->Identifier;
-  std::memcpy(lin.Data, item->Data, std::min({static_cast<size_t>(item->DataLength), kRoom, held}));
-  lin.BitTime = item->BitTime;
-}
+    : Record(NewRecord(channelId, header, item)) {}
 
-const Qor_Trace_Entry_t* Qor_Trace_Entry::GetEntry() const { return At(Record); }
+const Qor_Trace_Entry_t* Qor_Trace_Entry::GetEntry() const { return &At(Record); }
 
 long Qor_Trace_Entry::GetRelativeTimestamp() const { return RecordView(*GetEntry()).RelativeTimestamp(); }
 
@@ -131,26 +95,7 @@ void Qor_Trace_Entry::SetRelativeTimestamp(const std::shared_ptr<Qor_Trace_Entry
   __atomic_store_n(field, current->GetTimestamp() - previous->GetTimestamp(), __ATOMIC_RELAXED);
 }
 
-void Qor_Trace_Entry::SetBufferOverrunFlag() {
-  if (GetLength() < kMarkEnd) return;  // an item cut so short that it has no place for a mark
-  auto& payload = At(Record)->Payload;
-  switch (GetEntry()->BusType) {
-    case BusType_Can:
-      payload.Can.Flags |= QOR_TRACE_CAN_OVERRUN;
-      break;
-    case BusType_Lin:
-      payload.Lin.Flags = static_cast<unsigned short>(payload.Lin.Flags | QOR_TRACE_LIN_OVERRUN);
-      break;
-    case BusType_FlexRay:
-      payload.FlexRay.ItemType = QOR_TRACE_FLEXRAY_OVERRUN;
-      break;
-    case BusType_Ethernet:
-      payload.Ethernet.ItemType = QOR_TRACE_ETHERNET_OVERRUN;
-      break;
-    default:
-      break;
-  }
-}
+void Qor_Trace_Entry::SetBufferOverrunFlag() { item_record::MarkOverrun(At(Record)); }
 
 void Qor_Trace_Entry::CopyTo(unsigned char* out, unsigned long relativeTimestamp) const {
   std::memcpy(out, Record.get(), kEntryRelativeTimestamp);

@@ -21,14 +21,14 @@ enum Qor_Trace_EntryOffset : unsigned int {
   kEntryLinLength = 48,  // length of every LIN entry
 };
 
-/// Owns one record, allocated with exactly Length bytes. Always held through a shared pointer.
+/// Owns one record, allocated with exactly Length bytes, for those who hold entries one by one: the library's own way from a poll
+/// to the trace copies the bytes of records and makes none of these. Always held through a shared pointer.
 ///
-/// Threads: a record doesn't change once it is built and delivered, with one exception: the relative timestamp, which is
-/// read and written atomically. Copy records with CopyTo where the list may still change them.
+/// Threads: a record doesn't change once it is built, with one exception: the relative timestamp, which is read and
+/// written atomically. Copy records with CopyTo where another thread may still change that.
 class QOR_EXPORT Qor_Trace_Entry {
  public:
-  /// Each constructor copies an item of a poll response; all numbers in it are trusted, so `item` must be readable up to
-  /// the length that it states (16 + its byte 15; its first u16; header plus 8 + the small item's byte 1).
+  /// Each constructor copies an item of a poll response; all numbers in it are trusted (ItemRecord.h).
   /// @throws std::bad_alloc
   Qor_Trace_Entry(unsigned int channelId, const Can_Param_Monitor_Buffer64_LargeItem_t* item);
   Qor_Trace_Entry(unsigned int channelId, const Ethernet_Param_Monitor_Item_t* item);
@@ -54,8 +54,7 @@ class QOR_EXPORT Qor_Trace_Entry {
   /// ItemType, so that they no longer read as frames.
   void SetBufferOverrunFlag();
 
-  /// Copies the record to `out` (GetLength() bytes) with the given relative timestamp, reading no bytes that the
-  /// list may be changing.
+  /// Copies the record to `out` (GetLength() bytes) with the given relative timestamp, reading none that may be changing.
   void CopyTo(unsigned char* out, unsigned long relativeTimestamp) const;
 
  private:

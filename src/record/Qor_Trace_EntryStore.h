@@ -1,66 +1,162 @@
-// The trace in memory: shared entries in the order in which they were stored.
+// The trace in memory: a log of records in the order in which they were stored.
 #pragma once
 
-#include <array>
+#include <algorithm>
 #include <cstddef>
+#include <cstring>
+#include <iterator>
 #include <memory>
+#include <span>
 #include <utility>
 #include <vector>
 
-class Qor_Trace_Entry;
+#include "qor_api_trace.h"
+#include "record/Qor_Trace_Entry.h"
+#include "record/RecordSegment.h"
 
-/// A sequence of shared entries that grows at its end and is dropped from its front.
+/// A sequence of records that grows at its end and is dropped from its front.
 ///
-/// It is cut into segments that never move once made, so that growing costs the same at any size, and a copy
-/// (a snapshot for an export) shares the segments instead of the entries: copying five million entries copies about
-/// 1200 pointers. A snapshot doesn't see what is appended to the original later.
+/// The records lie back to back in segments that never move (RecordSegment.h), so that growing costs the same at any size, and
+/// a copy (a snapshot for an export) shares the segments instead of the records: copying five million CAN frames copies
+/// 150 pointers. A snapshot doesn't see what is appended to the original later.
 ///
-/// Entries dropped from the front of the oldest segment are freed together with the rest of it.
+/// Records dropped from the front of the oldest segment are freed together with the rest of it.
 ///
 /// Threads: one writer at a time, under a lock of the owner; a snapshot taken under that lock may then be read by
 /// another thread while the writer appends to the original. Don't append to both.
 class Qor_Trace_EntryStore {
+  struct Piece {
+    std::shared_ptr<RecordSegment> Segment;
+    size_t First;  // number of its first record
+  };
+
  public:
-  using EntryPtr = std::shared_ptr<Qor_Trace_Entry>;
+  /// Walks the records in their order. Valid as long as its sequence isn't changed.
+  class const_iterator {
+   public:
+    using iterator_category = std::forward_iterator_tag;
+    using value_type = Qor_Trace_Entry_t;
+    using difference_type = std::ptrdiff_t;
+    using pointer = const Qor_Trace_Entry_t*;
+    using reference = const Qor_Trace_Entry_t&;
+
+    reference operator*() const { return *reinterpret_cast<pointer>(Place); }
+    pointer operator->() const { return &**this; }
+    const_iterator& operator++() {
+      Place += Padded((*this)->Length);
+      if (++Number == PieceEnd && Number != Sequence->End) *this = Sequence->Find(Number);
+      return *this;
+    }
+    const_iterator operator++(int) {
+      const auto before = *this;
+      ++*this;
+      return before;
+    }
+    bool operator==(const const_iterator& other) const { return Number == other.Number; }
+
+   private:
+    friend class Qor_Trace_EntryStore;
+
+    const Qor_Trace_EntryStore* Sequence = nullptr;
+    size_t Number = 0;
+    size_t PieceEnd = 0;  // number after the last record of the segment
+    const unsigned char* Place = nullptr;
+  };
 
   [[nodiscard]] size_t size() const { return End - Begin; }
   [[nodiscard]] bool empty() const { return Begin == End; }
 
-  /// The entry at `index`, 0 being the oldest; index < size().
-  [[nodiscard]] const EntryPtr& operator[](size_t index) const {
-    const size_t place = Begin + index;
-    return (*Segments[place / kSegment])[place % kSegment];
-  }
+  /// The record at `index`, 0 being the oldest; index < size(). Its address is a multiple of 8.
+  [[nodiscard]] const Qor_Trace_Entry_t& operator[](size_t index) const { return *Find(Begin + index); }
+  /// A walk that begins at `index`, which may be size().
+  [[nodiscard]] const_iterator From(size_t index) const { return Find(Begin + index); }
+  [[nodiscard]] const_iterator begin() const { return From(0); }
+  [[nodiscard]] const_iterator end() const { return From(size()); }
 
+  /// Appends a copy of one record.
   /// @throws std::bad_alloc; the sequence is then as before.
-  void push_back(EntryPtr entry) {
-    if (End == Segments.size() * kSegment) Segments.push_back(std::make_shared<Segment>());
-    (*Segments[End / kSegment])[End % kSegment] = std::move(entry);
-    ++End;
+  void Append(const Qor_Trace_Entry_t& record) {
+    const unsigned int offset = 0;
+    Append({reinterpret_cast<const unsigned char*>(&record), record.Length}, {&offset, 1});
+  }
+  void push_back(const std::shared_ptr<Qor_Trace_Entry>& entry) { Append(*entry->GetEntry()); }
+
+  /// Appends records that lie one after the other, each at a multiple of 8 from the start of `bytes`.
+  /// @param offsets  of the records in `bytes`, ascending
+  /// @throws std::bad_alloc; the sequence then ends with as many of them as there was memory for.
+  void Append(std::span<const unsigned char> bytes, std::span<const unsigned int> offsets) {
+    while (!offsets.empty()) {
+      const size_t count = CountThatFits(bytes.size(), offsets);
+      const size_t end = count < offsets.size() ? offsets[count] : bytes.size();
+      if (count == 0) {
+        AddSegment();
+      } else {
+        CopyIn(bytes.first(end), offsets.first(count));
+        offsets = offsets.subspan(count);
+      }
+    }
   }
 
-  /// Removes the `count` oldest entries; count <= size(). What they held is freed with the returned sequence, which
-  /// lets the caller do that outside a lock.
+  /// Removes the `count` oldest records; count <= size(). The segments that held nothing else are freed with the returned
+  /// sequence, which lets the caller do that outside a lock.
   /// @throws std::bad_alloc; the sequence is then as before.
   [[nodiscard]] Qor_Trace_EntryStore DropOldest(size_t count) {
     Qor_Trace_EntryStore dropped;
-    const auto whole = static_cast<std::ptrdiff_t>((Begin + count) / kSegment);
-    dropped.Segments.assign(Segments.begin(), Segments.begin() + whole);
-    Segments.erase(Segments.begin(), Segments.begin() + whole);
+    const auto whole = PieceOf(Begin + count) - Pieces.begin();
+    dropped.Pieces.assign(Pieces.begin(), Pieces.begin() + whole);
+    Pieces.erase(Pieces.begin(), Pieces.begin() + whole);
     Begin += count;
-    Begin -= static_cast<size_t>(whole) * kSegment;
-    End -= static_cast<size_t>(whole) * kSegment;
     return dropped;
   }
 
   /// Empties the sequence and returns what it held, for the same reason.
   [[nodiscard]] Qor_Trace_EntryStore TakeAll() { return std::exchange(*this, Qor_Trace_EntryStore()); }
 
- private:
-  static constexpr size_t kSegment = 4096;
-  using Segment = std::array<EntryPtr, kSegment>;
+  /// Where the next record begins after one of `length` bytes that begins at 0.
+  [[nodiscard]] static constexpr size_t Padded(size_t length) { return (length + 7) & ~size_t{7}; }
 
-  std::vector<std::shared_ptr<Segment>> Segments;
-  size_t Begin = 0;  // place of the oldest entry, counted from the first segment's first
-  size_t End = 0;    // place after the newest
+ private:
+  /// How many of the records, which end at `end`, have a place in the last segment.
+  [[nodiscard]] size_t CountThatFits(size_t end, std::span<const unsigned int> offsets) const {
+    if (Pieces.empty()) return 0;
+    const size_t before = End - Pieces.back().First;
+    size_t count = offsets.size();
+    while (count > 0 && !RecordSegment::Holds(Used + Padded(end - offsets[0]), before + count)) end = offsets[--count];
+    return count;
+  }
+  void CopyIn(std::span<const unsigned char> bytes, std::span<const unsigned int> offsets) {
+    RecordSegment& segment = *Pieces.back().Segment;
+    const size_t first = offsets.front();
+    std::memcpy(segment.At(Used), bytes.data() + first, bytes.size() - first);
+    size_t number = End - Pieces.back().First;
+    for (const size_t offset : offsets) segment.OffsetOf(number++) = static_cast<unsigned int>(Used + offset - first);
+    Used += Padded(bytes.size() - first);
+    End += offsets.size();
+  }
+  void AddSegment() {
+    const auto pages = Pieces.empty() ? RecordSegment::Pages::Small : RecordSegment::Pages::Huge;
+    Pieces.push_back({std::make_shared<RecordSegment>(pages), End});
+    Used = 0;
+  }
+  /// The segment of a record, or the last one for the number after the last record.
+  [[nodiscard]] std::vector<Piece>::const_iterator PieceOf(size_t number) const {
+    const auto isBefore = [](size_t wanted, const Piece& piece) { return wanted < piece.First; };
+    const auto behind = std::upper_bound(Pieces.begin(), Pieces.end(), number, isBefore);
+    return behind == Pieces.begin() ? behind : std::prev(behind);
+  }
+  [[nodiscard]] const_iterator Find(size_t number) const {
+    const_iterator found;
+    found.Sequence = this;
+    found.Number = number;
+    if (number == End) return found;
+    const auto piece = PieceOf(number);
+    found.PieceEnd = std::next(piece) == Pieces.end() ? End : std::next(piece)->First;
+    found.Place = piece->Segment->At(piece->Segment->OffsetOf(number - piece->First));
+    return found;
+  }
+
+  std::vector<Piece> Pieces;
+  size_t Begin = 0;  // number of the oldest record
+  size_t End = 0;    // number after the newest one; records keep their numbers when older ones are dropped
+  size_t Used = 0;   // bytes of the last segment that hold records
 };

@@ -1,6 +1,6 @@
 // The one place where a record's bytes become fields: a bounded, typed look at a record of any bus.
 //
-//   const RecordView record(*entry->GetEntry());
+//   const RecordView record(entry);
 //   switch (record.Kind()) {
 //     case RecordKind::CanFrame:  Count(record.Can().PlainIdentifier()); break;
 //     case RecordKind::LinWakeUp: Note(record.Timestamp()); break;

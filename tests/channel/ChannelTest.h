@@ -55,11 +55,11 @@ class Collector {
  private:
   void Keep(const EntryBatch& entries, const LatestByKey& latest) {
     Delivery delivery;
-    for (const auto& [time, entry] : entries) {
-      EXPECT_EQ(time, entry->GetTimestamp());
-      delivery.Entries.push_back(BytesOf(*entry));
+    for (size_t i = 0; i < entries.size(); ++i) delivery.Entries.push_back(BytesOf(entries[i]));
+    for (const auto& [key, record] : latest) {
+      const auto& entry = entries.At(record);
+      delivery.Latest[{entry.ChannelId, key}] = BytesOf(entry);
     }
-    for (const auto& [key, entry] : latest) delivery.Latest[key] = BytesOf(*entry);
     const std::lock_guard lock(Guard);
     Kept.push_back(std::move(delivery));
   }

@@ -313,15 +313,15 @@ TEST_P(EveryChannel, EndsItsThreadWhenTheBatchCannotBeTaken) {
   EXPECT_EQ(TakeReports(), (std::vector<Report>{{255, QOR_TRACE_STATUS_FILE_ERROR, "full"}}));
 }
 
-TEST_P(EveryChannel, LetsGoOfItsEntriesAfterTheCallback) {
-  std::weak_ptr<Qor_Trace_Entry> entry;
-  const auto channel = NewChannel(Interface);
-  channel->ConnectReceiveCallback([&](EntryBatch& entries, LatestByKey&) { entry = entries.begin()->second; });
-  Interface.NextItems(OneItem());
-  channel->Start();
-  ASSERT_TRUE(Interface.WaitUntilDelivered());
-  channel->Stop();
-  EXPECT_TRUE(entry.expired());
+TEST_P(EveryChannel, DeliversEachEntryOnce) {
+  Interface.NextItems(OneItem(1)).NextItems(OneItem(2));
+  RunningChannel channel(Interface);
+  const auto deliveries = channel.AllDeliveries();
+  ASSERT_EQ(deliveries.size(), 2U);
+  for (const auto& delivery : deliveries) {
+    EXPECT_EQ(delivery.Entries.size(), 1U);
+    EXPECT_LE(delivery.Latest.size(), 1U);
+  }
 }
 
 // ---- Responses that lie. The entries may be malformed; AddressSanitizer checks that nothing is read outside.

@@ -62,6 +62,48 @@ TEST_F(List, RowsAreOrderedByChannelThenByKey) {
              Listed(Frame(0x80000002).At(1), 0), Listed(Frame(0x001).At(5), 0, 2), Listed(Frame(0x003).At(6), 0, 2)}));
 }
 
+TEST_F(List, RowsHoldTheLongestEntryOfTheirMessage) {
+  Monitor->Start(0);
+  for (const size_t length : {size_t{8}, size_t{64}, size_t{0}, size_t{12}}) {
+    Deliver({Frame(0x123).At(1000 + length).Data(Counting(length))});
+    EXPECT_EQ(GetListItems(*Monitor).Records().at(0).size(), 44 + length);
+  }
+}
+
+TEST_F(List, ThousandsOfMessagesInOnePollHaveARowEach) {
+  constexpr unsigned int kMessages = 3000;
+  Items items;
+  for (unsigned int i = 0; i < kMessages; ++i) items.push_back(Frame(i * 7919 % kMessages).At(i));
+  Monitor->Start(0);
+  Deliver(items);
+  Deliver(items);
+  EXPECT_EQ(ListCount(*Monitor), kMessages);
+  std::vector<Bytes> rows;
+  for (unsigned int start = 0; start < kMessages; start += 100) {
+    for (const Bytes& row : GetListItems(*Monitor, start, 100).Records()) rows.push_back(row);
+  }
+  ASSERT_EQ(rows.size(), kMessages);
+  for (unsigned int i = 0; i < kMessages; ++i) EXPECT_EQ(ReadAt<unsigned int>(rows[i], 36), i);
+}
+
+TEST_F(List, NewRowsTakeTheirPlacesBetweenTheOthers) {
+  Monitor->Start(0);
+  Deliver(FramesFrom(10, 5));
+  EXPECT_EQ(GetListItems(*Monitor).Count, 5U);
+  Deliver(FramesFrom(5, 15));
+  const auto rows = GetListItems(*Monitor).Records();
+  ASSERT_EQ(rows.size(), 15U);
+  for (unsigned int i = 0; i < 15; ++i) EXPECT_EQ(ReadAt<unsigned int>(rows[i], 36), 5 + i);
+}
+
+TEST_F(List, EntriesKeepTheirCycleTimesInAnExport) {
+  Monitor->Start(0);
+  Deliver({Frame(0x123).At(1'000'000'000)});
+  Deliver({Frame(0x123).At(1'700'000'000)});
+  Monitor->ExportToASC(QOR_TRACE_ASC_RELATIVE, "out.asc", 0, 0);
+  EXPECT_NE(FileText("out.asc").find("0.700000000 CANFD 1 Rx 123"), std::string::npos) << FileText("out.asc");
+}
+
 class FiveRows : public OneChannelTest {
  protected:
   FiveRows() { Record(FramesFrom(1, 5)); }

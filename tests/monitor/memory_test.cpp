@@ -96,8 +96,9 @@ struct StopCase {
 };
 
 constexpr unsigned int kNoLimit = 1000000;
-// The store grows by segments of 4096 entries: the queue, stored after that many, needs a new one at its seventh entry.
-constexpr unsigned int kStored = 4090;
+// A segment of the store holds 40,329 of these entries: the queue, stored after that many, needs a new one at its tenth.
+constexpr unsigned int kStored = 40320;
+constexpr unsigned int kPerPoll = kStored / 16;
 constexpr unsigned int kQueued = 20;
 constexpr unsigned long kFarAhead = 50'000'000UL * 1'000'000;  // ns; as many passes of the sort thread
 
@@ -117,7 +118,7 @@ class StopMemory : public MonitorTest, public testing::WithParamInterface<StopCa
     Add(*Monitor, First);
     SetNumber(*Monitor, QOR_TRACE_PROPERTY_MAX_ENTRIES, kNoLimit);
     Monitor->Start(0);
-    for (unsigned int first = 0; first < kStored; first += kStored / 2) Deliver(First, FramesFrom(first, kStored / 2));
+    for (unsigned int first = 0; first < kStored; first += kPerPoll) Deliver(First, FramesFrom(first, kPerPoll));
     Monitor->Stop();
     Add(*Monitor, Second);
     SetNumber(*Monitor, QOR_TRACE_PROPERTY_MAX_ENTRIES, GetParam().Limit);
@@ -171,7 +172,7 @@ TEST_P(StopMemory, ThatIsExhaustedLeavesTheQueueForTheNextStop) {
     EXPECT_EQ(code, failed ? QOR_TRACE_STATUS_OUT_OF_MEMORY : 0U);
     ExpectAtMostOneReport();
     EXPECT_EQ(CodeOf([&] { Monitor->Stop(); }), 0U);
-    EXPECT_EQ(GetItems(*Monitor).Records(), expected);
+    EXPECT_EQ(GetItems(*Monitor, 0, 0, 2 * kLargeCapacity).Records(), expected);
     EXPECT_TRUE(TakeReports().empty());
   }
 }

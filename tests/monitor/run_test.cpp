@@ -89,6 +89,12 @@ TEST_F(OneChannel, StoresInTheOrderOfDeliveryWithoutASortThread) {
   EXPECT_EQ(SleepCount(kSortInterval), sorts);
 }
 
+TEST_F(OneChannel, StoresEachPollInTheOrderOfTime) {
+  const Items items = FramesFrom(1, 5);
+  Record({items[3], items[1], items[4], items[0], items[2]});
+  EXPECT_EQ(GetItems(*Monitor).Records(), RecordsOf(1, items));
+}
+
 TEST_F(OneChannel, StoresEveryBus) {
   struct {
     Qor_Trace_BusType Bus;
@@ -262,6 +268,28 @@ TEST_F(TwoChannels, KeepTheOrderOfArrivalForEqualTimes) {
   Clock.Tick();
   Clock.Tick();
   EXPECT_EQ(StoredChannels(), (std::vector<unsigned int>{2, 2, 1, 2}));
+  Stop();
+}
+
+TEST_F(TwoChannels, AreMergedByTimeEvenWhereAChannelGoesBack) {
+  Monitor->Start(0);
+  Deliver(First, FramesAt({3000, 5000}));
+  Deliver(First, FramesAt({1000, 2000, 3000}));
+  Deliver(Second, FramesAt({1500, 4000}));
+  Deliver(First, FramesAt({500, 6000}));
+  Clock.Tick();
+  Clock.Tick();
+  EXPECT_EQ(StoredTimes(), (Times{500, 1000, 1500, 2000, 3000, 3000, 4000, 5000, 6000}));
+  Stop();
+}
+
+TEST_F(TwoChannels, AreMergedByTimeWithinAPollToo) {
+  Monitor->Start(0);
+  Deliver(First, FramesAt({3000, 1000, 2000}));
+  Deliver(Second, FramesAt({2500, 500}));
+  Clock.Tick();
+  Clock.Tick();
+  EXPECT_EQ(StoredTimes(), (Times{500, 1000, 2000, 2500, 3000}));
   Stop();
 }
 

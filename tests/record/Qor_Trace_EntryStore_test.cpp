@@ -10,10 +10,12 @@ using namespace test;
 
 namespace {
 
-constexpr size_t kSegment = 4096;  // entries that lie together
+// Ethernet records of 1044 bytes are padded to 1048: with 4 bytes for each one's offset, 1993 of them fill a segment.
+constexpr size_t kFrame = 1000;
+constexpr size_t kSegment = 1993;
 
-/// An entry whose time is its number.
-EntryPtr Numbered(unsigned long number) { return CanItem().At(number).Entry(); }
+/// A record whose time is its number.
+EntryPtr Numbered(unsigned long number) { return EthernetItem().At(number).Frame(Bytes(kFrame)).Entry(); }
 
 Qor_Trace_EntryStore StoreOf(size_t count) {
   Qor_Trace_EntryStore store;
@@ -21,12 +23,28 @@ Qor_Trace_EntryStore StoreOf(size_t count) {
   return store;
 }
 
-/// Expects the numbers first, first + 1, ... in a store.
+/// Expects the numbers first, first + 1, ... in a store, by index and in a walk.
 void ExpectNumbers(const Qor_Trace_EntryStore& store, size_t first, size_t count) {
   ASSERT_EQ(store.size(), count);
   EXPECT_EQ(store.empty(), count == 0);
-  for (size_t i = 0; i < count; ++i) ASSERT_EQ(store[i]->GetTimestamp(), first + i) << "at " << i;
+  for (size_t i = 0; i < count; ++i) ASSERT_EQ(store[i].Timestamp, first + i) << "at " << i;
+  size_t next = first;
+  for (const Qor_Trace_Entry_t& record : store) ASSERT_EQ(record.Timestamp, next++);
+  EXPECT_EQ(next, first + count);
 }
+
+/// Records as a batch holds them: back to back, each at a multiple of 8.
+struct Block {
+  explicit Block(const std::vector<EntryPtr>& entries) {
+    for (const auto& entry : entries) {
+      Offsets.push_back(static_cast<unsigned int>(Memory.size()));
+      Memory.resize(Memory.size() + Qor_Trace_EntryStore::Padded(entry->GetLength()));
+      entry->CopyTo(Memory.data() + Offsets.back(), 0);
+    }
+  }
+  Bytes Memory;
+  std::vector<unsigned int> Offsets;
+};
 
 }  // namespace
 
@@ -65,14 +83,57 @@ TEST(EntryStore, CanBeDroppedEmptyAgainAndAgain) {
   }
 }
 
-TEST(EntryStore, LetsDroppedSegmentsGoWithWhatItReturns) {
+TEST(EntryStore, KeepsWhatItHasDroppedUntilTheCallerFreesIt) {
   auto store = StoreOf(kSegment + 1);
-  const std::weak_ptr<Qor_Trace_Entry> oldest = store[0];
-  {
-    const auto dropped = store.DropOldest(kSegment);
-    EXPECT_FALSE(oldest.expired());
+  const Qor_Trace_Entry_t& oldest = store[0];
+  const auto dropped = store.DropOldest(kSegment);
+  EXPECT_EQ(oldest.Timestamp, 0U);  // AddressSanitizer knows
+  EXPECT_EQ(oldest.Length, 1044U);
+}
+
+TEST(EntryStore, RecordsDoNotMoveWhenItGrows) {
+  auto store = StoreOf(1);
+  const Qor_Trace_Entry_t* const first = &store[0];
+  for (size_t i = 1; i < 5 * kSegment; ++i) store.push_back(Numbered(i));
+  EXPECT_EQ(&store[0], first);
+}
+
+TEST(EntryStore, RecordsLieAtMultiplesOfEight) {
+  Qor_Trace_EntryStore store;
+  for (size_t length = 0; length <= 64; ++length) store.push_back(CanItem().At(length).Data(Bytes(length)).Entry());
+  for (size_t i = 0; i < store.size(); ++i) {
+    EXPECT_EQ(reinterpret_cast<uintptr_t>(&store[i]) % 8, 0U);
+    EXPECT_EQ(store[i].Length, 44 + i);
   }
-  EXPECT_TRUE(oldest.expired());
+}
+
+TEST(EntryStore, TakesBlocksOfRecordsWhereverItsSegmentsEnd) {
+  std::vector<EntryPtr> entries;
+  for (size_t i = 0; i < 700; ++i) entries.push_back(Numbered(i));
+  const Block block(entries);
+  for (const size_t before : {size_t{0}, kSegment - 701, kSegment - 700, kSegment - 1, kSegment}) {
+    SCOPED_TRACE(before);
+    Qor_Trace_EntryStore store;
+    for (size_t i = 0; i < before; ++i) store.push_back(Numbered(i));
+    for (int round = 0; round < 3; ++round) store.Append(block.Memory, block.Offsets);
+    ASSERT_EQ(store.size(), before + 2100);
+    for (size_t i = 0; i < 2100; ++i) ASSERT_EQ(store[before + i].Timestamp, i % 700) << i;
+  }
+}
+
+TEST(EntryStore, TakesBlocksLargerThanASegment) {
+  std::vector<EntryPtr> entries;
+  for (size_t i = 0; i < 3 * kSegment + 10; ++i) entries.push_back(Numbered(i));
+  const Block block(entries);
+  Qor_Trace_EntryStore store;
+  store.Append(block.Memory, block.Offsets);
+  ExpectNumbers(store, 0, 3 * kSegment + 10);
+}
+
+TEST(EntryStore, HoldsTheLongestRecords) {
+  Qor_Trace_EntryStore store;
+  for (unsigned long i = 0; i < 100; ++i) store.push_back(EthernetItem().At(i).Frame(Bytes(65'000)).Entry());
+  ExpectNumbers(store, 0, 100);
 }
 
 TEST(EntryStore, GivesAwayAllItHolds) {

@@ -140,10 +140,11 @@ inline unsigned long TimeOf(Qor_Trace_BusType bus, const Bytes& item) {
 Bytes RecordOf(Qor_Trace_BusType bus, unsigned int channel, const Bytes& item, unsigned long relativeTime = 0);
 
 /// A record's bytes.
-inline Bytes BytesOf(const Qor_Trace_Entry& entry) {
-  const auto* record = reinterpret_cast<const unsigned char*>(entry.GetEntry());
-  return {record, record + entry.GetLength()};
+inline Bytes BytesOf(const Qor_Trace_Entry_t& record) {
+  const auto* const bytes = reinterpret_cast<const unsigned char*>(&record);
+  return {bytes, bytes + record.Length};
 }
+inline Bytes BytesOf(const Qor_Trace_Entry& entry) { return BytesOf(*entry.GetEntry()); }
 
 /// The interface type of the hardware library for a bus.
 inline unsigned int InterfaceType(Qor_Trace_BusType bus) {
