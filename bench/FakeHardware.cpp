@@ -1,18 +1,22 @@
 #include "FakeHardware.h"
 
+#include <fcntl.h>
 #include <time.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <cstdio>
 #include <cstring>
+#include <utility>
 
 #include "internal/SystemCalls.h"
 #include "qor_api.h"
 
 namespace {
 
-constexpr unsigned int kMostPorts = 8;
+constexpr unsigned int kMostPorts = 16;
 constexpr size_t kMostResponse = 65535;
 constexpr long kPollInterval = 10'000'000;  // ns
 
@@ -43,23 +47,47 @@ struct Port {
   Qor_Trace_BusType Bus = BusType_Can;
   std::atomic<size_t> Left = 0;
   std::atomic<bool> Drained = true;
-  unsigned long Next = 0;  // µs
+  unsigned long Next = 0;           // number of the next item among those of all ports
+  unsigned int Identifier = 0;      // of the next CAN frame
+  double PollEnd = 0;               // s; 0 before the first poll
+  double WaitedAtPollEnd = 0;       // s
+  std::atomic<double> Longest = 0;  // s; from the end of a poll to the next one
 };
 
 std::array<Port, kMostPorts + 1> AllPorts;
 unsigned long PortCount = 1;
+bench::Traffic Load;
 
-void PutCan(unsigned char* out, unsigned long time, unsigned long number) {
-  Can_Param_Monitor_Buffer64_LargeItem_t item{};
-  item.Timestamp = time;
-  item.Identifier = static_cast<unsigned int>(number % 100);
-  item.Dlc = kCanData;
-  item.DataLength = kCanData;
-  std::memcpy(item.Data, &number, sizeof number);
-  std::memcpy(out, &item, 16 + kCanData);
+double Now() {
+  timespec now{};
+  clock_gettime(CLOCK_MONOTONIC, &now);
+  return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
 }
 
-void PutLin(unsigned char* out, unsigned long time, unsigned long number) {
+/// Notes how long the items of the poll before have taken.
+void EndDelivery(Port& port) {
+  if (port.PollEnd == 0) return;
+  double taken = Now() - std::exchange(port.PollEnd, 0);
+  if (taken <= port.Longest) return;
+  taken -= bench::WaitedForProcessor() - port.WaitedAtPollEnd;
+  if (taken > port.Longest) port.Longest = taken;
+}
+void BeginDelivery(Port& port) {
+  port.WaitedAtPollEnd = bench::WaitedForProcessor();
+  port.PollEnd = Now();
+}
+
+/// Stored field by field: this is measured along with the library.
+void PutCan(Port& port, unsigned char* out, unsigned long time, unsigned long number) {
+  constexpr unsigned int kDlcAndLength = kCanData << 16 | kCanData << 24;
+  std::memcpy(out, &time, sizeof time);
+  std::memcpy(out + 8, &port.Identifier, sizeof port.Identifier);
+  std::memcpy(out + 12, &kDlcAndLength, sizeof kDlcAndLength);
+  std::memcpy(out + 16, &number, sizeof number);
+  if (++port.Identifier == Load.Identifiers) port.Identifier = 0;
+}
+
+void PutLin(Port& /*port*/, unsigned char* out, unsigned long time, unsigned long number) {
   Lin_Param_Monitor_Buffer64_ItemHeader_t header{};
   header.ItemSize = static_cast<unsigned short>(kLayouts[BusType_Lin].Item);
   header.TimestampLow = static_cast<unsigned int>(time);
@@ -73,7 +101,7 @@ void PutLin(unsigned char* out, unsigned long time, unsigned long number) {
   std::memcpy(out + sizeof header, &item, sizeof item);
 }
 
-void PutFlexRay(unsigned char* out, unsigned long time, unsigned long number) {
+void PutFlexRay(Port& /*port*/, unsigned char* out, unsigned long time, unsigned long number) {
   Qor_Trace_Entry_FlexRay_t item{};
   item.ItemSize = static_cast<unsigned short>(kLayouts[BusType_FlexRay].Item);
   item.ItemType = QOR_TRACE_FLEXRAY_RECEIVED;
@@ -84,7 +112,7 @@ void PutFlexRay(unsigned char* out, unsigned long time, unsigned long number) {
   std::memcpy(out, &item, kFlexRayHead + kFlexRayData);
 }
 
-void PutEthernet(unsigned char* out, unsigned long time, unsigned long number) {
+void PutEthernet(Port& /*port*/, unsigned char* out, unsigned long time, unsigned long number) {
   Qor_Trace_Entry_Ethernet_t item{};
   item.ItemSize = static_cast<unsigned short>(kLayouts[BusType_Ethernet].Item);
   item.ItemType = QOR_TRACE_ETHERNET_FRAME;
@@ -94,16 +122,17 @@ void PutEthernet(unsigned char* out, unsigned long time, unsigned long number) {
   std::memcpy(out, &item, kEthernetHead + kEthernetData);
 }
 
-constexpr std::array<void (*)(unsigned char*, unsigned long, unsigned long), 4> kPut = {PutCan, PutLin, PutFlexRay,
-                                                                                        PutEthernet};
+constexpr std::array<void (*)(Port&, unsigned char*, unsigned long, unsigned long), 4> kPut = {PutCan, PutLin,
+                                                                                               PutFlexRay, PutEthernet};
 
 unsigned int Poll(Port& port, unsigned char* response, unsigned int* length) {
   const auto& layout = kLayouts[port.Bus];
+  EndDelivery(port);
   const size_t left = port.Left;
-  const size_t count = std::min(left, (kMostResponse - layout.Head) / layout.Item);
+  const size_t count = std::min({left, (kMostResponse - layout.Head) / layout.Item, size_t{Load.MostInPoll}});
   if (count == 0) port.Drained = true;
   for (size_t i = 0; i < count; ++i) {
-    kPut[port.Bus](response + layout.Head + i * layout.Item, port.Next * 1000, port.Next / PortCount);
+    kPut[port.Bus](port, response + layout.Head + i * layout.Item, port.Next * Load.Spacing, port.Next / PortCount);
     port.Next += PortCount;
   }
   if (layout.Counted) {
@@ -112,6 +141,7 @@ unsigned int Poll(Port& port, unsigned char* response, unsigned int* length) {
   }
   port.Left = left - count;
   *length = static_cast<unsigned int>(layout.Head + count * layout.Item);
+  if (count != 0) BeginDelivery(port);
   return 0;
 }
 
@@ -119,15 +149,33 @@ unsigned int Poll(Port& port, unsigned char* response, unsigned int* length) {
 
 namespace bench {
 
-void LoadPorts(const std::vector<Qor_Trace_BusType>& buses, size_t itemsPerPort) {
+void LoadPorts(const std::vector<Qor_Trace_BusType>& buses, size_t itemsPerPort, const Traffic& traffic) {
   PortCount = buses.size();
+  Load = traffic;
+  for (Port& port : AllPorts) port.Longest = 0;
   for (size_t i = 0; i < buses.size(); ++i) {
     auto& port = AllPorts[i + 1];
     port.Bus = buses[i];
     port.Next = i + 1;
+    port.Identifier = 0;
+    port.PollEnd = 0;
     port.Left = itemsPerPort;
     port.Drained = false;
   }
+}
+
+double LongestDelivery() {
+  double longest = 0;
+  for (const Port& port : AllPorts) longest = std::max(longest, port.Longest.load());
+  return longest;
+}
+
+double WaitedForProcessor() {
+  thread_local const int file = open("/proc/thread-self/schedstat", O_RDONLY | O_CLOEXEC);
+  std::array<char, 100> text{};
+  unsigned long nanoseconds = 0;
+  if (pread(file, text.data(), text.size() - 1, 0) > 0) std::sscanf(text.data(), "%*u %lu", &nanoseconds);
+  return static_cast<double>(nanoseconds) * 1e-9;
 }
 
 bool PortsDrained() {

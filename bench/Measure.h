@@ -39,8 +39,12 @@ inline void BecomeMultiThreaded() {
   std::thread([] {}).join();
 }
 
+inline bool Has(int argc, char** argv, const char* option) {
+  return std::any_of(argv, argv + argc, [&](const char* argument) { return std::strcmp(argument, option) == 0; });
+}
+
 /// True if the arguments ask for a short round only, as the tests do so that a benchmark never rots.
-inline bool Quick(int argc, char** argv) { return argc > 1 && std::strcmp(argv[1], "--quick") == 0; }
+inline bool Quick(int argc, char** argv) { return Has(argc, argv, "--quick"); }
 
 /// One measured work beside its bound.
 struct Row {
@@ -70,5 +74,37 @@ inline void Print(const Row& row) {
   std::printf("%-44s %7.2fx %8.2f ns/%s %8.2f ns/%s\n", row.Name.c_str(), row.WorkSeconds / row.BoundSeconds,
               each(row.WorkSeconds), row.Unit.c_str(), each(row.BoundSeconds), row.Unit.c_str());
 }
+
+/// A figure beside what it should be.
+struct Goal {
+  const char* Work;
+  double Figure;
+  const char* Unit;
+  double Limit;
+  bool AtLeast = false;  // else at most
+};
+
+/// Prints figures with their goals, as a table or, with --json, as one object a line.
+class GoalTable {
+ public:
+  GoalTable(int argc, char** argv) : Json(Has(argc, argv, "--json")) {
+    if (!Json) std::printf("%-64s %10s %12s\n", "work", "figure", "goal");
+  }
+  void Print(const Goal& goal) const {
+    const bool met = goal.AtLeast ? goal.Figure >= goal.Limit : goal.Figure <= goal.Limit;
+    if (Json) {
+      std::printf(
+          "{\"work\": \"%s\", \"figure\": %.4g, \"unit\": \"%s\", \"goal\": %.4g, \"sense\": \"%s\", \"met\": %s}\n",
+          goal.Work, goal.Figure, goal.Unit, goal.Limit, goal.AtLeast ? "at least" : "at most", met ? "true" : "false");
+    } else {
+      std::printf("%-64s %10.3g %s %9.3g %s%s\n", goal.Work, goal.Figure, goal.AtLeast ? ">=" : "<=", goal.Limit,
+                  goal.Unit, met ? "" : "  (missed)");
+    }
+    std::fflush(stdout);
+  }
+
+ private:
+  bool Json;
+};
 
 }  // namespace bench

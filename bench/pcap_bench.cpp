@@ -58,7 +58,7 @@ double Write(const std::filesystem::path& path, const Qor_Trace_EntryStore& entr
     const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
     client::DescriptorSink sink(file);
     client::PcapngWriter writer(sink);
-    for (size_t index = 0; index < entries.size(); ++index) writer.Take(*entries[index]->GetEntry());
+    for (const Qor_Trace_Entry_t& entry : entries) writer.Take(entry);
     if (!writer.Finish()) std::abort();
     close(file);
   });

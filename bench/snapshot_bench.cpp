@@ -8,7 +8,6 @@
 #include <unistd.h>
 
 #include <algorithm>
-#include <array>
 #include <atomic>
 #include <chrono>
 #include <cstdio>
@@ -32,14 +31,7 @@ constexpr unsigned int kLimit = 1;  // of entries in memory, so that every deliv
 
 double Seconds(Clock::duration time) { return std::chrono::duration<double>(time).count(); }
 
-/// How long the calling thread has been ready to run, but without a processor, s. 0 where the system doesn't count it.
-double WaitedForProcessor() {
-  thread_local const int file = open("/proc/thread-self/schedstat", O_RDONLY | O_CLOEXEC);
-  std::array<char, 100> text{};
-  unsigned long nanoseconds = 0;
-  if (pread(file, text.data(), text.size() - 1, 0) > 0) std::sscanf(text.data(), "%*u %lu", &nanoseconds);
-  return static_cast<double>(nanoseconds) * 1e-9;
-}
+using bench::WaitedForProcessor;
 
 void SetLimit(Qor_Trace_Monitor& monitor) {
   monitor.Property_SetById(0, QOR_TRACE_PROPERTY_MAX_ENTRIES, sizeof kLimit,
