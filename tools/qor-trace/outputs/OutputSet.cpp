@@ -5,9 +5,9 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
-#include "outputs/AscOutput.h"
 #include "outputs/BinFile.h"
 #include "outputs/CaptureFile.h"
+#include "outputs/ExportedAsc.h"
 #include "outputs/MdfOutput.h"
 #include "system/Failure.h"
 #include "system/Printable.h"
@@ -23,7 +23,7 @@ std::unique_ptr<StreamOutput> MakeWriter(const Output& output, const OutputPlan&
     case Format::Bin:
       return std::make_unique<BinWriter>(output.Path);
     case Format::Asc:
-      return std::make_unique<AscOutput>(output.Path, plan.Asc);
+      return std::make_unique<ExportedAsc>(output.Path, plan.Asc);
     case Format::Pcapng:
       if (plan.Capture.AsExported) return std::make_unique<ExportedCapture>(output.Path);
       return std::make_unique<CaptureWriter>(output.Path, PcapngOptions{.EthernetOnly = plan.Capture.EthernetOnly});

@@ -1,4 +1,4 @@
-#include "outputs/AscOutput.h"
+#include "outputs/ExportedAsc.h"
 
 #include <gtest/gtest.h>
 
@@ -31,12 +31,12 @@ std::vector<Bytes> FourBuses() {
   return records;
 }
 
-class AscOutputTest : public testing::Test {
+class ExportedAscTest : public testing::Test {
  protected:
-  AscOutputTest() {
+  ExportedAscTest() {
     AscHeaderClock = [] { return std::time_t{1794733219}; };
   }
-  ~AscOutputTest() override {
+  ~ExportedAscTest() override {
     AscHeaderClock = [] { return std::time(nullptr); };
   }
 
@@ -56,8 +56,8 @@ class AscOutputTest : public testing::Test {
   std::string Path = (Folder / "x.asc").string();
 };
 
-TEST_F(AscOutputTest, FileHasItsNameOnlyWhenComplete) {
-  AscOutput output(Path, {});
+TEST_F(ExportedAscTest, FileHasItsNameOnlyWhenComplete) {
+  ExportedAsc output(Path, {});
   EXPECT_TRUE(Put(output, RecordOf(test::CanItem().Data({1}))));
   output.Pause();
   EXPECT_FALSE(fs::exists(Path));
@@ -67,7 +67,7 @@ TEST_F(AscOutputTest, FileHasItsNameOnlyWhenComplete) {
   EXPECT_TRUE(Text("x.asc").ends_with("End Triggerblock\n"));
 }
 
-TEST_F(AscOutputTest, BytesAreThoseOfTheLibrarysOwnExport) {
+TEST_F(ExportedAscTest, BytesAreThoseOfTheLibrarysOwnExport) {
   const std::vector<Bytes> records = FourBuses();
   for (const AscOptions& options : {AscOptions{}, AscOptions{.Decimal = true}, AscOptions{.Split = 20000}}) {
     const unsigned int flags =
@@ -77,7 +77,7 @@ TEST_F(AscOutputTest, BytesAreThoseOfTheLibrarysOwnExport) {
       for (const Bytes& record : records) writer.WriteEntry(*reinterpret_cast<const Qor_Trace_Entry_t*>(record.data()));
     }
     const auto expected = TakeFiles();
-    AscOutput output(Path, options);
+    ExportedAsc output(Path, options);
     for (const Bytes& record : records) {
       EXPECT_TRUE(Put(output, record));
       output.Pause();
@@ -88,8 +88,8 @@ TEST_F(AscOutputTest, BytesAreThoseOfTheLibrarysOwnExport) {
   }
 }
 
-TEST_F(AscOutputTest, FilesOfASeriesAreCompleteOneByOne) {
-  AscOutput output(Path, {.Split = 512});
+TEST_F(ExportedAscTest, FilesOfASeriesAreCompleteOneByOne) {
+  ExportedAsc output(Path, {.Split = 512});
   while (!fs::exists(Folder / "x_1.asc.part")) ASSERT_TRUE(Put(output, RecordOf(test::CanItem().Data({1}))));
   EXPECT_TRUE(Text("x.asc").ends_with("End Triggerblock\n"));
   EXPECT_TRUE(output.Finish());
@@ -99,8 +99,8 @@ TEST_F(AscOutputTest, FilesOfASeriesAreCompleteOneByOne) {
   EXPECT_EQ(json["files"], nlohmann::json({Path, (Folder / "x_1.asc").string()}));
 }
 
-TEST_F(AscOutputTest, RelativeTimesAreThoseOfTheMessage) {
-  AscOutput output(Path, {.Relative = true});
+TEST_F(ExportedAscTest, RelativeTimesAreThoseOfTheMessage) {
+  ExportedAsc output(Path, {.Relative = true});
   for (const unsigned long time : {5000000000ul, 7000000000ul}) {
     Put(output, RecordOf(test::CanItem().At(time).Id(1).Data({1})));
     Put(output, RecordOf(test::CanItem().At(time + 500000000).Id(2).Data({1})));
@@ -115,8 +115,8 @@ TEST_F(AscOutputTest, RelativeTimesAreThoseOfTheMessage) {
             (std::vector<std::string>{"0.000000000", "0.000000000", "2.000000000", "2.000000000", "0.250000000"}));
 }
 
-TEST_F(AscOutputTest, FullDiskLeavesWholeLinesAndSaysSo) {
-  AscOutput output(Path, {});
+TEST_F(ExportedAscTest, FullDiskLeavesWholeLinesAndSaysSo) {
+  ExportedAsc output(Path, {});
   {
     const test::FileSizeLimit limit(1000);
     bool taken = true;
@@ -135,8 +135,8 @@ TEST_F(AscOutputTest, FullDiskLeavesWholeLinesAndSaysSo) {
       << output.Error();
 }
 
-TEST_F(AscOutputTest, NextFileOfASeriesThatCannotBeMadeEndsTheOutput) {
-  AscOutput output(Path, {.Split = 512});
+TEST_F(ExportedAscTest, NextFileOfASeriesThatCannotBeMadeEndsTheOutput) {
+  ExportedAsc output(Path, {.Split = 512});
   fs::create_directory(Folder / "x_1.asc.part");
   bool taken = true;
   for (int index = 0; index < 20; ++index) taken = Put(output, RecordOf(test::CanItem().Data({1, 2})));
@@ -146,38 +146,38 @@ TEST_F(AscOutputTest, NextFileOfASeriesThatCannotBeMadeEndsTheOutput) {
   EXPECT_TRUE(Text("x.asc").ends_with("End Triggerblock\n"));
 }
 
-TEST_F(AscOutputTest, PartFileThatACrashLeftInASeriesIsRefusedAtOnce) {
+TEST_F(ExportedAscTest, PartFileThatACrashLeftInASeriesIsRefusedAtOnce) {
   std::ofstream(Folder / "x_1.asc.part") << "precious";
-  EXPECT_THROW(AscOutput(Path, {.Split = 512}), Failure);
+  EXPECT_THROW(ExportedAsc(Path, {.Split = 512}), Failure);
   EXPECT_EQ(Text("x_1.asc.part"), "precious");
   EXPECT_FALSE(fs::exists(Folder / "x.asc.part"));
 }
 
-TEST_F(AscOutputTest, SeriesStaysClaimedWhileItsLaterFilesAreWritten) {
-  AscOutput output(Path, {.Split = 512});
+TEST_F(ExportedAscTest, SeriesStaysClaimedWhileItsLaterFilesAreWritten) {
+  ExportedAsc output(Path, {.Split = 512});
   for (int index = 0; index < 20; ++index) Put(output, RecordOf(test::CanItem().Data({1, 2})));
   ASSERT_TRUE(fs::exists(Path));
-  EXPECT_THROW(AscOutput(Path, {}), Failure);
+  EXPECT_THROW(ExportedAsc(Path, {}), Failure);
   EXPECT_TRUE(output.Finish());
 }
 
-TEST_F(AscOutputTest, OlderFilesThatFollowAShorterSeriesAreNamed) {
+TEST_F(ExportedAscTest, OlderFilesThatFollowAShorterSeriesAreNamed) {
   std::ofstream(Folder / "x_1.asc") << "older";
-  AscOutput output(Path, {.Split = 100000});
+  ExportedAsc output(Path, {.Split = 100000});
   Put(output, RecordOf(test::CanItem().Data({1})));
   EXPECT_TRUE(output.Finish());
   EXPECT_NE(output.RemarkText().find("x_1.asc"), std::string::npos) << output.RemarkText();
 }
 
-TEST_F(AscOutputTest, LogWithoutEntriesThatIsNotFinishedLeavesNothing) {
-  { const AscOutput output(Path, {}); }
+TEST_F(ExportedAscTest, LogWithoutEntriesThatIsNotFinishedLeavesNothing) {
+  { const ExportedAsc output(Path, {}); }
   EXPECT_TRUE(fs::is_empty(Folder));
 }
 
-TEST_F(AscOutputTest, ExistingFileIsKeptWhereTheEntriesBreakOff) {
+TEST_F(ExportedAscTest, ExistingFileIsKeptWhereTheEntriesBreakOff) {
   std::ofstream(Path) << "whole";
   {
-    AscOutput output(Path, {});
+    ExportedAsc output(Path, {});
     Put(output, RecordOf(test::CanItem().Data({1})));
     output.KeepExisting();
     EXPECT_FALSE(output.Finish());
@@ -186,18 +186,18 @@ TEST_F(AscOutputTest, ExistingFileIsKeptWhereTheEntriesBreakOff) {
   EXPECT_TRUE(fs::exists(Folder / "x.asc.part"));
 }
 
-TEST_F(AscOutputTest, UnfinishedFileKeepsItsLinesUnderTheTemporaryName) {
-  { Put(*std::make_unique<AscOutput>(Path, AscOptions()), RecordOf(test::CanItem().Data({1}))); }
+TEST_F(ExportedAscTest, UnfinishedFileKeepsItsLinesUnderTheTemporaryName) {
+  { Put(*std::make_unique<ExportedAsc>(Path, AscOptions()), RecordOf(test::CanItem().Data({1}))); }
   EXPECT_FALSE(fs::exists(Path));
   EXPECT_NE(Text("x.asc.part").find("CANFD 1"), std::string::npos);
 }
 
-TEST_F(AscOutputTest, FileThatCannotBeMadeIsAFailure) {
-  EXPECT_THROW(AscOutput((Folder / "missing" / "x.asc").string(), {}), Failure);
+TEST_F(ExportedAscTest, FileThatCannotBeMadeIsAFailure) {
+  EXPECT_THROW(ExportedAsc((Folder / "missing" / "x.asc").string(), {}), Failure);
 }
 
-TEST_F(AscOutputTest, WhatHasNoLineIsCountedAndNamed) {
-  AscOutput output(Path, {});
+TEST_F(ExportedAscTest, WhatHasNoLineIsCountedAndNamed) {
+  ExportedAsc output(Path, {});
   Bytes odd = RecordOf(test::LinItem().Data({1}, 2));
   Put(output, odd);
   Put(output, RecordOf(test::EthernetItem().Frame({1})));
