@@ -195,7 +195,7 @@ class Captures(ClientTest):
     def test_options_that_make_no_sense(self):
         for arguments in (
             ["-o", "a.bin", "--ethernet-only"],
-            ["-o", "a.asc", "--as-exported"],
+            ["-o", "a.bin", "--as-exported"],
             ["-o", "a.pcapng", "--format", "pcapng"],
             ["-o", "-", "--format", "mf4"],
             ["-o", "a.pcap"],

@@ -188,10 +188,10 @@ class Recording(ClientTest):
                 "base hex  timestamps absolute",
                 "internal events logged",
                 "// version 8.1.0",
-                "0.000000000 CANFD 1 Rx 123   0 0 2  2 01 02 0 0 0 0 0 0 0 0",
-                "0.100000000 CANFD 1 Rx 18fe0102x   0 0 0  0 0 0 0 0 0 0 0 0",
-                "0.200000000 CANFD 1 Rx 7ff   0 0 1  1 ff 0 0 0 0 0 0 0 0",
-                "End Triggerblock",
+                "0.000000 1  123        Rx d 2 01 02",
+                "0.100000 1  18fe0102x  Rx d 0",
+                "0.200000 1  7ff        Rx d 1 ff",
+                "End TriggerBlock",
             ],
         )
 
@@ -209,7 +209,7 @@ class Recording(ClientTest):
             part = self.folder / "a.asc.part"
             self.wait_until(lambda: part.exists() and part.read_text().count("\n") > 6, "lines are in the file")
             self.assertIsNone(process.poll())
-            self.assertNotIn("End Triggerblock", part.read_text())
+            self.assertNotIn("End TriggerBlock", part.read_text())
             process.send_signal(signal.SIGINT)
             process.communicate(timeout=60)
             self.assertEqual(self.files(), ["a.asc"])
@@ -218,7 +218,12 @@ class Recording(ClientTest):
     def test_asc_options_show_in_the_header(self):
         log = self.write_candump(THREE_FRAMES)
         self.run_client("record", log, "-o", "a.asc", "--asc-dec", "--asc-relative")
-        self.assertEqual((self.folder / "a.asc").read_text().splitlines()[1], "base dec  timestamps relative")
+        lines = (self.folder / "a.asc").read_text().splitlines()
+        self.assertEqual(lines[1], "base dec  timestamps relative")
+        self.assertEqual(lines[5:8], ["0.000000 1  291        Rx d 2 001 002", "0.100000 1  419299586x Rx d 0",
+                                      "0.100000 1  2047       Rx d 1 255"])
+        self.run_client("record", log, "-o", "a.asc", "--asc-decimals", "9")
+        self.assertIn("\n0.100000000 1  18fe0102x  Rx d 0\n", (self.folder / "a.asc").read_text())
 
     def test_live_asc_has_the_same_lines_as_an_export(self):
         source = "can?seed=3&duration=20s&speed=max"
@@ -241,7 +246,7 @@ class Recording(ClientTest):
             lines = []
             for name in parts:
                 text = (self.folder / name).read_text().splitlines()
-                self.assertEqual(text[-1], "End Triggerblock")
+                self.assertEqual(text[-1], "End TriggerBlock")
                 lines += text[6 if name != "part.asc" else 5 : -1]
                 (self.folder / name).unlink()
             self.assertEqual(lines, whole)
@@ -449,7 +454,7 @@ class Ending(ClientTest):
             self.assertEqual(len(frames), json.loads(out)["entries"])
             lines = (self.folder / "a.asc").read_text().splitlines()
             self.assertEqual(len(lines), 5 + len(frames) + 1)
-            self.assertEqual(lines[-1], "End Triggerblock")
+            self.assertEqual(lines[-1], "End TriggerBlock")
 
     def test_signals_of_one_moment_are_one(self):
         for first, second in ((signal.SIGTERM, signal.SIGTERM), (signal.SIGINT, signal.SIGHUP)):

@@ -113,7 +113,7 @@ class FullDisk(ClientTest):
         self.assertEqual(rest, 0)
         lines = self.saved("x.asc").decode().splitlines()
         self.assertEqual(len(lines), 5 + len(found) + 1)
-        self.assertEqual(lines[-1], "End Triggerblock")
+        self.assertEqual(lines[-1], "End TriggerBlock")
         self.assertEqual(sorted(path.name for path in (self.folder / "saved").iterdir()), ["x.asc", "x.bin", "x.mf4"])
 
     def test_disk_that_is_nearly_full_is_refused(self):

@@ -19,7 +19,7 @@ SOURCES = {
     "two channels": ["can?seed=1&load=60", "can?seed=2&load=60"],
 }
 LONGEST = 1.5  # seconds that a recording lives once its files are there
-LINE = re.compile(rb"^(\d+)\.(\d{9}) \S.*$")
+LINE = re.compile(rb"^(\d+)\.(\d{6}) \S.*$")
 
 
 class Settings:
@@ -29,7 +29,7 @@ class Settings:
 
 def nanoseconds(line):
     match = LINE.match(line)
-    return int(match[1]) * 10**9 + int(match[2])
+    return int(match[1]) * 10**9 + int(match[2]) * 1000
 
 
 def whole_records(data):
@@ -69,7 +69,7 @@ def event_lines(text):
     return [line for line in lines if LINE.match(line)], rest
 
 
-CHANNEL = re.compile(rb"^\S+ (?:CANFD )?(\d+) (?:Rx|Tx|ErrorFrame)")
+CHANNEL = re.compile(rb"^\S+ (?:CANFD )?(\d+) +(?:[0-9a-f]+x? +)?(?:Rx|Tx|ErrorFrame)")
 
 
 def channel_of_line(line):

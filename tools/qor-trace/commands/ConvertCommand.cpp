@@ -70,20 +70,24 @@ std::optional<unsigned long> BeginOf(const std::string& input, Signals& signals,
   return changed - std::min(changed, ends.Latest - *ends.First);
 }
 
-/// When the first record's event was, ns since 1970, for outputs that record it.
-std::optional<unsigned long> FirstTimeOf(const ConvertArguments& arguments, const OutputPlan& plan,
-                                         const std::string& input, Signals& signals) {
-  if (!Has(plan, Format::Mdf)) {
-    if (!arguments.StartTime.empty())
-      throw UsageError("--start-time needs an output that ends in .mf4; add -o NAME.mf4");
-    return std::nullopt;
-  }
-  if (arguments.StartTime.empty()) return BeginOf(input, signals, arguments.Progress);
+/// What was typed for the time of the first record, ns since 1970.
+std::optional<unsigned long> TypedFirstTime(const ConvertArguments& arguments, const OutputPlan& plan) {
+  if (arguments.StartTime.empty()) return std::nullopt;
+  if (!Has(plan, Format::Mdf) && (!Has(plan, Format::Asc) || plan.Capture.AsExported))
+    throw UsageError("--start-time needs an output that ends in .mf4 or .asc; add -o NAME.mf4");
   const auto time = ParseWallClock(arguments.StartTime);
   if (!time)
     throw UsageError(
         fmt::format("\"{}\" is no time; write 2026-11-21T14:30:00, or with Z after it for UTC", arguments.StartTime));
   return time;
+}
+
+/// Tells the outputs when the first record's event was, as far as that is known.
+void SetFirstTime(OutputPlan& plan, const ConvertArguments& arguments, const std::string& input, Signals& signals) {
+  const auto typed = TypedFirstTime(arguments, plan);
+  plan.Asc.FirstTime = plan.Mdf.FirstTime = typed;
+  plan.Asc.ClockZero = 0;
+  if (!typed && Has(plan, Format::Mdf)) plan.Mdf.FirstTime = BeginOf(input, signals, arguments.Progress);
 }
 
 /// Nothing is made before the input is known to be there.
@@ -136,10 +140,12 @@ std::string ReadInto(OutputSet& outputs, Summary& summary, BinReader& reader, co
 
 int Convert(const ConvertArguments& arguments, Signals& signals) {
   OutputPlan plan = arguments.Output.Plan();
+  if (plan.Capture.AsExported && Has(plan, Format::Pcapng))
+    throw UsageError("The library exports a .pcapng only of a recording; leave --as-exported or the output out");
   Summary summary(arguments.BitRates.Rates());
   const std::string input = InputPath(arguments.Input);
   BinReader reader(input);  // refuses what is no .bin file before an output is made
-  plan.Mdf.FirstTime = FirstTimeOf(arguments, plan, input, signals);
+  SetFirstTime(plan, arguments, input, signals);
   for (const Output& output : plan.Outputs) CheckWritable(output);
   OutputSet outputs(plan);
   const std::string end = ReadInto(outputs, summary, reader, arguments, signals);
@@ -169,10 +175,10 @@ void AddConvertCommand(CLI::App& app, Action& action) {
   command->add_option("INPUT", arguments->Input, "A .bin file, or - for standard input")->required();
   arguments->Output.AddTo(*command);
   command->get_option("--output")->required();
-  command->add_option(
-      "--start-time", arguments->StartTime,
-      "When the first record's event was, for .mf4 outputs: 2026-11-21T14:30:00[.5][Z] (by the time when "
-      "INPUT was last changed)");
+  command->add_option("--start-time", arguments->StartTime,
+                      "When the first record's event was, for .mf4 and .asc outputs: 2026-11-21T14:30:00[.5][Z] (by "
+                      "the time when INPUT "
+                      "was last changed for .mf4, 1970 for .asc)");
   arguments->BitRates.AddTo(*command);
   command->add_flag("--progress", arguments->Progress,
                     "Tell how far it has come every few seconds, also without a terminal");

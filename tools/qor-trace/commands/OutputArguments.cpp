@@ -28,8 +28,12 @@ void OutputArguments::AddTo(CLI::App& command) {
   command.add_option("--asc-split", AscSplit, "Go on in NAME_1.asc, NAME_2.asc, ... beyond this size, e.g. 500M");
   command.add_option("--mdf-split", MdfSplit, "The same for .mf4 outputs, 3M to 4095M");
   command.add_flag("--asc-dec", AscDecimal, "Decimal base in .asc outputs");
-  command.add_flag("--asc-relative", AscRelative,
-                   "Relative times in .asc outputs: those since the same message before");
+  command.add_flag("--asc-relative", AscRelative, "Relative times in .asc outputs: those since the line before");
+  command.add_option("--asc-decimals", AscDecimals, "Decimals of seconds in .asc outputs: 6 (the default) or 9");
+  command.add_flag(
+      "--as-exported", Capture.AsExported,
+      "The library's own export as .asc and .pcapng outputs; of .pcapng only in a recording: Ethernet, and "
+      "of that what is in memory at the end");
   command.add_option("--format", StandardFormat, "What - gets: bin (the default), asc or pcapng");
   command.add_flag("--ethernet-only", Capture.EthernetOnly,
                    "Only Ethernet in .pcapng outputs, for readers that refuse several link types");
@@ -43,13 +47,11 @@ void OutputArguments::AddRecordingTo(CLI::App& command) {
   command.add_flag("--asc-live", AscLive, "Keep .asc outputs up to date all the time, not once a second");
   command.add_option("--min-free", MinFree,
                      "End the recording when a disk of the outputs has less than this left (64M); 0: never");
-  command.add_flag(
-      "--as-exported", Capture.AsExported,
-      "The library's own export as .pcapng output: Ethernet only, and of that what is in memory at the end");
 }
 
 OutputPlan OutputArguments::Plan() const {
-  OutputPlan plan{{}, {AscLive, AscDecimal, AscRelative, std::nullopt}, Capture, {}, SizeOf(MinFree)};
+  const AscOptions asc{.Live = AscLive, .Decimal = AscDecimal, .Relative = AscRelative, .Decimals = AscDecimals};
+  OutputPlan plan{{}, asc, Capture, {}, SizeOf(MinFree)};
   if (!AscSplit.empty()) plan.Asc.Split = SizeOf(AscSplit);
   if (!MdfSplit.empty()) plan.Mdf.Split = SizeOf(MdfSplit);
   plan.Outputs = PlanOutputs(Outputs, plan.Asc, std::filesystem::current_path(), Capture, StandardFormat, plan.Mdf);

@@ -3,6 +3,7 @@
 #define QOR_TRACE_OUTPUTARGUMENTS_H
 
 #include <CLI/CLI.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -17,6 +18,7 @@ struct OutputArguments {
   bool AscDecimal = false;
   bool AscRelative = false;
   std::string AscSplit;
+  std::optional<int> AscDecimals;
   std::string MdfSplit;
   std::string MinFree = "64M";
   CaptureOptions Capture;

@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
+#include "outputs/AscWriter.h"
 #include "outputs/BinFile.h"
 #include "outputs/CaptureFile.h"
 #include "outputs/ExportedAsc.h"
@@ -23,7 +24,8 @@ std::unique_ptr<StreamOutput> MakeWriter(const Output& output, const OutputPlan&
     case Format::Bin:
       return std::make_unique<BinWriter>(output.Path);
     case Format::Asc:
-      return std::make_unique<ExportedAsc>(output.Path, plan.Asc);
+      if (plan.Capture.AsExported) return std::make_unique<ExportedAsc>(output.Path, plan.Asc);
+      return std::make_unique<AscWriter>(output.Path, plan.Asc);
     case Format::Pcapng:
       if (plan.Capture.AsExported) return std::make_unique<ExportedCapture>(output.Path);
       return std::make_unique<CaptureWriter>(output.Path, PcapngOptions{.EthernetOnly = plan.Capture.EthernetOnly});

@@ -59,9 +59,11 @@ Output PlanOutput(const std::string& name, const std::filesystem::path& folder, 
   return {format, path.string()};
 }
 
-void CheckCaptureOptions(const CaptureOptions& capture, bool any) {
-  if (capture.Any() && !any)
-    throw UsageError("--ethernet-only and --as-exported need a .pcapng output; add -o NAME.pcapng");
+void CheckCaptureOptions(const CaptureOptions& capture, bool anyCapture, bool anyAsc) {
+  if (capture.EthernetOnly && !anyCapture)
+    throw UsageError("--ethernet-only needs a .pcapng output; add -o NAME.pcapng");
+  if (capture.AsExported && !anyCapture && !anyAsc)
+    throw UsageError("--as-exported needs a .pcapng or .asc output; add -o NAME.pcapng or -o NAME.asc");
 }
 
 void CheckMdfOptions(const MdfOptions& mdf, bool any) {
@@ -70,8 +72,11 @@ void CheckMdfOptions(const MdfOptions& mdf, bool any) {
     throw UsageError("--mdf-split takes 3M to 4095M");
 }
 
-void CheckAscOptions(const AscOptions& asc, bool any) {
+void CheckAscOptions(const AscOptions& asc, bool any, bool asExported) {
   if (asc.Any() && !any) throw UsageError("The --asc options need an output that ends in .asc; add -o NAME.asc");
+  if (asc.Decimals && *asc.Decimals != 6 && *asc.Decimals != 9) throw UsageError("--asc-decimals takes 6 or 9");
+  if (asc.Decimals && asExported)
+    throw UsageError("--asc-decimals is for what --as-exported replaces; leave one of them out");
   if (asc.Split && (*asc.Split < kSmallestSplit || *asc.Split > kLargestSplit))
     throw UsageError(fmt::format("--asc-split takes {} to {} bytes", kSmallestSplit, kLargestSplit));
 }
@@ -115,8 +120,8 @@ std::vector<Output> PlanOutputs(const std::vector<std::string>& names, const Asc
   const auto count = [&](Format format) {
     return std::count_if(outputs.begin(), outputs.end(), [&](const Output& output) { return output.Kind == format; });
   };
-  CheckAscOptions(asc, count(Format::Asc) > 0);
-  CheckCaptureOptions(capture, count(Format::Pcapng) > 0);
+  CheckAscOptions(asc, count(Format::Asc) > 0, capture.AsExported);
+  CheckCaptureOptions(capture, count(Format::Pcapng) > 0, count(Format::Asc) > 0);
   CheckMdfOptions(mdf, count(Format::Mdf) > 0);
   if (asc.Split && UsesStandardOutput(outputs) && standardFormat == Format::Asc)
     throw UsageError("--asc-split needs files, and standard output is one; name a file with -o");

@@ -24,14 +24,19 @@ struct AscOptions {
   bool Decimal = false;                               // decimal numbers
   bool Relative = false;                              // relative times
   std::optional<unsigned long> Split = std::nullopt;  // size limit of one file, bytes
+  std::optional<int> Decimals = std::nullopt;         // of seconds, 6 or 9; else 6
 
-  [[nodiscard]] bool Any() const { return Live || Decimal || Relative || Split; }
+  std::optional<unsigned long> FirstTime = std::nullopt;  // of the first entry, ns since 1970; else what its clock says
+  std::optional<unsigned long> ClockZero =
+      std::nullopt;  // when any other clock showed 0, likewise; else by when it comes
+
+  [[nodiscard]] bool Any() const { return Live || Decimal || Relative || Split || Decimals; }
 };
 
 /// What capture outputs (.pcapng) are like.
 struct CaptureOptions {
   bool EthernetOnly = false;  // other buses are left out
-  bool AsExported = false;    // the library's own export instead of the client's writer
+  bool AsExported = false;    // the library's own export instead of the client's writer; of .asc outputs as well
 
   [[nodiscard]] bool Any() const { return EthernetOnly || AsExported; }
 };

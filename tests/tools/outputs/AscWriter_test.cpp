@@ -1,0 +1,345 @@
+#include "outputs/AscWriter.h"
+
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <cstdlib>
+#include <ctime>
+#include <filesystem>
+#include <fstream>
+#include <map>
+#include <nlohmann/json.hpp>
+#include <sstream>
+
+#include "support/FileSizeLimit.h"
+#include "support/TemporaryDirectory.h"
+#include "system/Failure.h"
+#include "tools/ClientEntries.h"
+
+namespace client {
+namespace {
+
+namespace fs = std::filesystem;
+
+/// 15 November 2026, 09:00:19.123456 UTC.
+constexpr unsigned long kBegin = 1'794'733'219'123'456'000;
+
+/// One of each of what the buses have, half a millisecond apart, on a clock that counts since 1970.
+std::vector<Bytes> FourBuses() {
+  unsigned long time = kBegin - 500'000;
+  const auto next = [&time] { return time += 500'000; };
+  std::vector<Bytes> records;
+  records.push_back(RecordOf(test::CanItem().At(next()).Id(0x123).Data(test::Counting(8))));
+  records.push_back(
+      RecordOf(test::CanItem().At(next()).Id(0x18FE0102).Extended().Fd().Brs().Tx().Data(test::Counting(12))));
+  records.push_back(RecordOf(test::LinItem().Channel(2).At(next()).Id(0x10).Data({1, 2}, 0x3C)));
+  records.push_back(RecordOf(test::CanItem().Channel(12).At(next()).Id(0x7FF).Tx()));
+  records.push_back(RecordOf(test::CanItem().At(next()).Id(0x18FE0102).Extended().Dlc(8)));
+  records.push_back(RecordOf(test::FlexRayItem()
+                                 .Channel(3)
+                                 .At(next() + 501)
+                                 .Slot(5)
+                                 .Cycle(3)
+                                 .HeaderCrc(0x2A5)
+                                 .Data({1, 2, 3, 4})));  // rounded up
+  records.push_back(RecordOf(test::FlexRayItem().Channel(3).At(next()).Kind(10).EventCode(1)));
+  records.push_back(RecordOf(test::CanItem().At(next()).ErrorFrame(1)));
+  records.push_back(RecordOf(test::EthernetItem().Channel(4).At(next()).Frame(test::Counting(14))));
+  records.push_back(RecordOf(test::CanItem().At(next()).Id(0x123).Overrun().Data({1})));
+  records.push_back(RecordOf(test::CanItem().At(kBegin + 1'000'000'000).RisingEdge()));
+  return records;
+}
+
+class AscWriterTest : public testing::Test {
+ protected:
+  AscWriterTest() {
+    setenv("TZ", "UTC", 1);
+    tzset();
+  }
+  ~AscWriterTest() override {
+    unsetenv("TZ");
+    tzset();
+  }
+
+  std::string Text(const std::string& name) const { return test::FileText(Folder / name); }
+  static std::string Golden(const std::string& name) { return test::FileText(fs::path(QOR_GOLDEN_DIR) / name); }
+
+  void Write(const std::vector<Bytes>& records, const AscOptions& options) const {
+    AscWriter output(Path, options);
+    for (const Bytes& record : records) {
+      ASSERT_TRUE(Put(output, record));
+      output.Pause();
+    }
+    ASSERT_TRUE(output.Finish());
+  }
+
+  test::TemporaryDirectory Directory;
+  fs::path Folder = fs::current_path();
+  std::string Path = (Folder / "x.asc").string();
+};
+
+TEST_F(AscWriterTest, FourBusesAreTheGoldenFile) {
+  Write(FourBuses(), {});
+  EXPECT_EQ(Text("x.asc"), Golden("client-four-buses.asc"));
+  Write(FourBuses(), {.Decimal = true, .Relative = true});
+  EXPECT_EQ(Text("x.asc"), Golden("client-four-buses-relative-dec.asc"));
+}
+
+TEST_F(AscWriterTest, LogWithoutEntriesHasHeaderAndTrailer) {
+  Write({}, {.ClockZero = 0});
+  EXPECT_EQ(Text("x.asc"),
+            "date Thu Jan 01 12:00:00.000 am 1970\n"
+            "base hex  timestamps absolute\n"
+            "internal events logged\n"
+            "// version 8.1.0\n"
+            "Begin Triggerblock Thu Jan 01 12:00:00.000 am 1970\n"
+            "End TriggerBlock\n");
+}
+
+TEST_F(AscWriterTest, DateIsTheStartAndNotTheMomentOfWriting) {
+  struct {
+    const char* Name;
+    AscOptions Options;
+    unsigned long FirstTime;
+    const char* Date;
+    const char* Column;
+  } const cases[] = {
+      {"clock since 1970", {}, kBegin, "date Sun Nov 15 09:00:19.123 am 2026\n", "\n0.000456 1  "},
+      {"time of the first entry is known",
+       {.FirstTime = kBegin - 456'000},
+       2'000'000'000,
+       "date Sun Nov 15 09:00:17.123 am 2026\n",
+       "\n2.000000 1  "},
+      {"that, rather than the clock",
+       {.FirstTime = kBegin - 456'000, .ClockZero = 0},
+       2'000'000'000,
+       "date Sun Nov 15 09:00:17.123 am 2026\n",
+       "\n2.000000 1  "},
+      {"nothing is known", {.ClockZero = 0}, 2'000'000'000, "date Thu Jan 01 12:00:00.000 am 1970\n", "\n2.000000 1  "},
+  };
+  for (const auto& one : cases) {
+    SCOPED_TRACE(one.Name);
+    Write({RecordOf(test::CanItem().At(one.FirstTime))}, one.Options);
+    EXPECT_TRUE(Text("x.asc").starts_with(one.Date)) << Text("x.asc");
+    EXPECT_NE(Text("x.asc").find(one.Column), std::string::npos) << Text("x.asc");
+  }
+}
+
+TEST_F(AscWriterTest, EntryThatComesWhileRecordingHappensNow) {
+  Write({RecordOf(test::CanItem().At(2'000'000'000))}, {});
+  const std::string text = Text("x.asc");
+  std::tm date{};
+  ASSERT_NE(strptime(text.c_str() + sizeof("date Sun"), "%b %d %I:%M:%S", &date), nullptr) << text;
+  const char* year = text.c_str() + text.find('\n') - 4;
+  date.tm_year = std::atoi(year) - 1900;
+  if (text.find(" pm ") < text.find('\n') && date.tm_hour < 12) date.tm_hour += 12;
+  const auto age = std::time(nullptr) - timegm(&date);
+  EXPECT_GE(age, 2) << text;
+  EXPECT_LT(age, 24 * 3600) << text;
+}
+
+TEST_F(AscWriterTest, LinesAfterALinLineKeepTheirPrecision) {
+  Write({RecordOf(test::CanItem().At(1'000'000'007)), RecordOf(test::LinItem().At(1'000'000'008)),
+         RecordOf(test::CanItem().At(1'000'000'009))},
+        {.Decimals = 9, .ClockZero = 0});
+  const std::string text = Text("x.asc");
+  EXPECT_NE(text.find("\n1.000000007 1 "), std::string::npos) << text;
+  EXPECT_NE(text.find(" SOF = 1.000000008 "), std::string::npos) << text;
+  EXPECT_NE(text.find("\n1.000000009 1 "), std::string::npos) << text;
+}
+
+TEST_F(AscWriterTest, NoLineHasACarriageReturn) {
+  std::vector<Bytes> records;
+  for (unsigned int kind = 0; kind < 14; ++kind) records.push_back(RecordOf(test::FlexRayItem().Kind(kind)));
+  Write(records, {});
+  EXPECT_EQ(Text("x.asc").find('\r'), std::string::npos);
+}
+
+TEST_F(AscWriterTest, FilesOfASeriesNameTheOneBeforeAndHaveTheSameDate) {
+  std::vector<Bytes> records;
+  for (unsigned int index = 0; index < 30; ++index)
+    records.push_back(RecordOf(test::CanItem().At(index * 1'000'000ul).Id(index).Data(test::Counting(8))));
+  Write(records, {.Split = 600, .FirstTime = kBegin - 456'000});
+  const std::string first = Text("x.asc");
+  const std::string second = Text("x_1.asc");
+  const std::string header = first.substr(0, first.find("Begin"));
+  const std::string begin = "Begin Triggerblock Sun Nov 15 09:00:19.123 am 2026\n";
+  // A file ends after the line that takes it beyond its size; each line has 54 bytes.
+  const std::size_t lines = (600 - header.size() - begin.size()) / 54 + 1;
+  EXPECT_EQ(first.size(), header.size() + begin.size() + lines * 54 + sizeof("End TriggerBlock"));
+  char last[16];
+  std::snprintf(last, sizeof last, "0.%06zu", (lines - 1) * 1000);
+  EXPECT_TRUE(second.starts_with(header + "// " + last + " previous log file: " + Path + "\n" + begin)) << second;
+  EXPECT_TRUE(second.ends_with("\nEnd TriggerBlock\n"));
+}
+
+TEST_F(AscWriterTest, SeriesHasAllLinesAndNoFileWithoutAny) {
+  for (const unsigned int count : {1u, 7u, 8u, 9u, 100u}) {
+    SCOPED_TRACE(count);
+    std::vector<Bytes> records;
+    for (unsigned int index = 0; index < count; ++index)
+      records.push_back(RecordOf(test::CanItem().At(index * 1'000'000ul).Id(index).Data(test::Counting(8))));
+    Write(records, {.Split = 512, .ClockZero = 0});
+    unsigned int lines = 0;
+    for (const auto& entry : fs::directory_iterator(Folder)) {
+      const std::string text = Text(entry.path().filename());
+      unsigned int frames = 0;
+      for (std::size_t at = text.find(" Rx d 8 "); at != std::string::npos; at = text.find(" Rx d 8 ", at + 1))
+        ++frames;
+      EXPECT_GT(frames, 0u) << entry.path();
+      lines += frames;
+      fs::remove(entry.path());
+    }
+    EXPECT_EQ(lines, count);
+  }
+}
+
+TEST_F(AscWriterTest, FirstRelativeTimeOfEachFileCountsFromTheDate) {
+  std::vector<Bytes> records;
+  for (unsigned int index = 0; index < 30; ++index)
+    records.push_back(RecordOf(test::CanItem().At(index * 1'000'000ul).Id(1).Data(test::Counting(8))));
+  Write(records, {.Relative = true, .Split = 600, .ClockZero = 0});
+  const std::string second = Text("x_1.asc");
+  const std::size_t comment = second.find("// 0.") + 3;
+  const double before = std::stod(second.substr(comment));
+  const std::size_t line = second.find('\n', second.find("Begin")) + 1;
+  EXPECT_NEAR(std::stod(second.substr(line)), before + 0.001, 1e-9);
+  EXPECT_EQ(second.substr(second.find('\n', line) + 1, 9), "0.001000 ");
+}
+
+TEST_F(AscWriterTest, EntriesBeforeTheStartAreCounted) {
+  AscWriter output(Path, {});
+  Put(output, RecordOf(test::CanItem().At(kBegin)));
+  Put(output, RecordOf(test::CanItem().At(kBegin - 1'000'000)));
+  EXPECT_TRUE(output.Finish());
+  EXPECT_EQ(output.ShortfallText(), ", the times of 1 entries before the start, written as 0");
+  nlohmann::json json;
+  output.AddJson(json);
+  EXPECT_EQ(json["before_start"], 1);
+}
+
+TEST_F(AscWriterTest, WhatHasNoLineIsCountedAndNamed) {
+  AscWriter output(Path, {});
+  Put(output, RecordOf(test::EthernetItem().Kind(2).Frame({1})));
+  Put(output, RecordOf(test::CanItem().Dlc(16)));
+  Put(output, RecordOf(test::EthernetItem().Kind(0)));  // the mark of a loss has a comment
+  EXPECT_TRUE(output.Finish());
+  EXPECT_EQ(output.ShortfallText(),
+            ", as the format has no line for them: 1 Ethernet entries that are no frames, 1 malformed entries");
+  nlohmann::json json;
+  output.AddJson(json);
+  EXPECT_EQ(json["omitted"], nlohmann::json({{"Ethernet entries that are no frames", 1}, {"malformed entries", 1}}));
+}
+
+TEST_F(AscWriterTest, FileHasItsNameOnlyWhenComplete) {
+  AscWriter output(Path, {});
+  EXPECT_TRUE(Put(output, RecordOf(test::CanItem().Data({1}))));
+  output.Pause();
+  EXPECT_FALSE(fs::exists(Path));
+  EXPECT_NE(Text("x.asc.part").find(" Rx d 1 01\n"), std::string::npos);
+  EXPECT_TRUE(output.Finish());
+  EXPECT_FALSE(fs::exists(Path + ".part"));
+}
+
+TEST_F(AscWriterTest, LiveLogIsUpToDateWithEveryPause) {
+  AscWriter output(Path, {.Live = true});
+  for (unsigned int index = 0; index < 10; ++index) {
+    Put(output, RecordOf(test::CanItem().At(index)));
+    output.Pause();
+    const std::string text = Text("x.asc.part");
+    EXPECT_EQ(std::count(text.begin(), text.end(), '\n'), 5 + index + 1);
+  }
+}
+
+TEST_F(AscWriterTest, MoreThanTheBufferHoldsIsWrittenInOrder) {
+  std::vector<Bytes> records;
+  for (unsigned int index = 0; index < 40; ++index)
+    records.push_back(RecordOf(test::EthernetItem().At(index * 1000ul).Frame(test::Counting(60000, index))));
+  Write(records, {.ClockZero = 0});
+  std::istringstream text(Text("x.asc"));
+  std::string line;
+  for (unsigned int skipped = 0; skipped < 5; ++skipped) std::getline(text, line);
+  for (unsigned int index = 0; index < 40; ++index) {
+    std::getline(text, line);
+    char begin[64];
+    std::snprintf(begin, sizeof begin, "0.%06u ETH 1 Rx ea60:%02x", index, index);
+    EXPECT_TRUE(line.starts_with(begin)) << line.substr(0, 60);
+    EXPECT_EQ(line.size(), 23 + 120000u);
+  }
+}
+
+TEST_F(AscWriterTest, FullDiskLeavesWholeLinesAndSaysSo) {
+  AscWriter output(Path, {});
+  {
+    const test::FileSizeLimit limit(1000);
+    bool taken = true;
+    for (int index = 0; index < 100; ++index) taken = Put(output, RecordOf(test::CanItem().Data({1, 2})));
+    EXPECT_TRUE(taken);  // in the buffer
+    output.Pause();
+  }
+  EXPECT_NE(output.Error().find("File too large"), std::string::npos) << output.Error();
+  EXPECT_FALSE(Put(output, RecordOf(test::CanItem())));
+  EXPECT_FALSE(output.Finish());
+  const std::string text = Text("x.asc.part");
+  EXPECT_TRUE(text.ends_with('\n'));
+  EXPECT_GT(text.size(), 900u);
+  const auto lines = std::count(text.begin(), text.end(), '\n');
+  EXPECT_NE(output.Error().find("The " + std::to_string(lines) + " lines before that"), std::string::npos)
+      << output.Error();
+}
+
+TEST_F(AscWriterTest, NextFileOfASeriesThatCannotBeMadeEndsTheOutput) {
+  AscWriter output(Path, {.Split = 512});
+  fs::create_directory(Folder / "x_1.asc.part");
+  bool taken = true;
+  for (int index = 0; index < 40; ++index) taken = Put(output, RecordOf(test::CanItem().Data({1, 2})));
+  EXPECT_FALSE(taken);
+  EXPECT_NE(output.Error().find("x_1.asc"), std::string::npos) << output.Error();
+  EXPECT_FALSE(output.Finish());
+  EXPECT_TRUE(Text("x.asc").ends_with("End TriggerBlock\n"));
+}
+
+TEST_F(AscWriterTest, PartFileThatACrashLeftInASeriesIsRefusedAtOnce) {
+  std::ofstream(Folder / "x_1.asc.part") << "precious";
+  EXPECT_THROW(AscWriter(Path, {.Split = 512}), Failure);
+  EXPECT_EQ(Text("x_1.asc.part"), "precious");
+  EXPECT_FALSE(fs::exists(Folder / "x.asc.part"));
+}
+
+TEST_F(AscWriterTest, OlderFilesThatFollowAShorterSeriesAreNamed) {
+  std::ofstream(Folder / "x_1.asc") << "older";
+  AscWriter output(Path, {.Split = 100000});
+  Put(output, RecordOf(test::CanItem().Data({1})));
+  EXPECT_TRUE(output.Finish());
+  EXPECT_NE(output.RemarkText().find("x_1.asc"), std::string::npos) << output.RemarkText();
+}
+
+TEST_F(AscWriterTest, LogWithoutEntriesThatIsNotFinishedLeavesNothing) {
+  { const AscWriter output(Path, {}); }
+  EXPECT_TRUE(fs::is_empty(Folder));
+}
+
+TEST_F(AscWriterTest, ExistingFileIsKeptWhereTheEntriesBreakOff) {
+  std::ofstream(Path) << "whole";
+  {
+    AscWriter output(Path, {});
+    Put(output, RecordOf(test::CanItem().Data({1})));
+    output.KeepExisting();
+    EXPECT_FALSE(output.Finish());
+  }
+  EXPECT_EQ(Text("x.asc"), "whole");
+  EXPECT_TRUE(fs::exists(Folder / "x.asc.part"));
+}
+
+TEST_F(AscWriterTest, UnfinishedFileKeepsItsLinesUnderTheTemporaryName) {
+  { Put(*std::make_unique<AscWriter>(Path, AscOptions()), RecordOf(test::CanItem().Data({1}))); }
+  EXPECT_FALSE(fs::exists(Path));
+  EXPECT_NE(Text("x.asc.part").find(" Rx d 1 01\n"), std::string::npos);
+}
+
+TEST_F(AscWriterTest, FileThatCannotBeMadeIsAFailure) {
+  EXPECT_THROW(AscWriter((Folder / "missing" / "x.asc").string(), {}), Failure);
+}
+
+}  // namespace
+}  // namespace client
