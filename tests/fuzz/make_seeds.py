@@ -169,6 +169,14 @@ def pcapng_client_seeds():
     write("pcapng_client", "both-flexray-channels", b"\x00" + with_length(bytes(both)))
 
 
+def asc_client_seeds():
+    everything = b"".join(with_length(r) for r in records())
+    for options in range(8):
+        write("asc_client", f"all-kinds-options-{options}", bytes([options]) + everything)
+    write("asc_client", "cut-records", b"\x00" + b"".join(with_length(r[: 28 + 3 * i]) for i, r in enumerate(records())))
+    write("asc_client", "unknown-bus", b"\x00" + with_length(record(4, 1, b"payload")))
+
+
 def source_seeds():
     for name, text in {
         "plain": "can",
@@ -361,6 +369,7 @@ if __name__ == "__main__":
     pcapng_seeds()
     bin_seeds()
     pcapng_client_seeds()
+    asc_client_seeds()
     source_seeds()
     candump_seeds()
     csv_seeds()

@@ -25,7 +25,7 @@ constexpr AscTime kTime{1'500'000, 2'500'000};
 std::string LineOf(const RecordView& record, const AscStyle& style = {}, const AscTime& time = kTime) {
   const std::size_t room = AscRoom(record);
   const std::unique_ptr<char[]> text(new char[room]);
-  const AscLine line = ComposeAscLine(style, record, time, text.get());
+  const ComposedLine line = ComposeAscLine(style, record, time, text.get());
   return {text.get(), line.End};
 }
 

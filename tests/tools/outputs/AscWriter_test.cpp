@@ -212,7 +212,7 @@ TEST_F(AscWriterTest, EntriesBeforeTheStartAreCounted) {
   Put(output, RecordOf(test::CanItem().At(kBegin)));
   Put(output, RecordOf(test::CanItem().At(kBegin - 1'000'000)));
   EXPECT_TRUE(output.Finish());
-  EXPECT_EQ(output.ShortfallText(), ", the times of 1 entries before the start, written as 0");
+  EXPECT_EQ(output.ShortfallText(), ", the times of 1 entry before the start, written as 0");
   nlohmann::json json;
   output.AddJson(json);
   EXPECT_EQ(json["before_start"], 1);

@@ -64,6 +64,21 @@ TEST(Outputs, AscOptionsNeedAnAscOutput) {
   EXPECT_EQ(Planned({"a.asc"}, {.Decimal = true, .Relative = true}).size(), 1u);
 }
 
+TEST(Outputs, AscHasSixOrNineDecimals) {
+  EXPECT_THROW(Planned({"a.asc"}, {.Decimals = 7}), UsageError);
+  EXPECT_THROW(Planned({"a.bin"}, {.Decimals = 9}), UsageError);
+  for (const int decimals : {6, 9}) EXPECT_EQ(Planned({"a.asc"}, {.Decimals = decimals}).size(), 1u);
+}
+
+TEST(Outputs, TextAndCapturesAreExportedByTheLibraryOnRequest) {
+  const CaptureOptions exported{.AsExported = true};
+  EXPECT_EQ(PlanOutputs({"a.asc"}, {.Relative = true}, "/where", exported).size(), 1u);
+  EXPECT_EQ(PlanOutputs({"a.pcapng"}, {}, "/where", exported).size(), 1u);
+  EXPECT_THROW(PlanOutputs({"a.bin"}, {}, "/where", exported), UsageError);
+  EXPECT_THROW(PlanOutputs({"a.asc"}, {.Decimals = 9}, "/where", exported), UsageError);
+  EXPECT_THROW(PlanOutputs({"a.asc"}, {}, "/where", {.EthernetOnly = true}), UsageError);
+}
+
 TEST(Outputs, LiveAscTakesAllOtherOptions) {
   EXPECT_EQ(Planned({"a.asc", "b.asc"}, {.Live = true, .Decimal = true, .Relative = true, .Split = 512}).size(), 2u);
 }

@@ -109,7 +109,7 @@ std::optional<AscOmission> AddRecord(Line& line, const RecordView& record) {
 
 }  // namespace
 
-AscLine ComposeAscLine(const AscStyle& style, const RecordView& record, const AscTime& time, char* out) {
+ComposedLine ComposeAscLine(const AscStyle& style, const RecordView& record, const AscTime& time, char* out) {
   Line line(style, time, out);
   const auto omission = AddRecord(line, record);
   if (omission == AscOmission::Malformed) AddMalformed(line, record);

@@ -26,7 +26,7 @@ struct AscTime {
   unsigned long SinceStart = 0;  // of the log; LIN lines have it in a field as well
 };
 
-struct AscLine {
+struct ComposedLine {
   char* End;
   std::optional<AscOmission> Omission = std::nullopt;
 };
@@ -42,6 +42,6 @@ inline constexpr size_t kMostAscRoom = 4096 + 2 * size_t{65535};
 /// Writes the line of a record at `out`, where AscRoom(record) bytes must be free. A comment line follows it where entries
 /// were lost after this one, or the frame has a CRC error. A malformed record becomes a comment: readers would take whatever
 /// stood in the place of a missing byte for data.
-AscLine ComposeAscLine(const AscStyle& style, const RecordView& record, const AscTime& time, char* out);
+ComposedLine ComposeAscLine(const AscStyle& style, const RecordView& record, const AscTime& time, char* out);
 
 }  // namespace client

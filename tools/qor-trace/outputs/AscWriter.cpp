@@ -8,6 +8,7 @@
 
 #include "outputs/AscText.h"
 #include "system/Failure.h"
+#include "system/Units.h"
 
 namespace client {
 
@@ -66,7 +67,7 @@ bool AscWriter::Take(const RecordView& record) {
   if (!Clock) Begin(record.Timestamp());
   if (FileIsFull()) BeginNextFile();
   const AscTime time = Clock->Next(record.Timestamp());
-  const AscLine line = ComposeAscLine(Style, record, time, Room(AscRoom(record)));
+  const ComposedLine line = ComposeAscLine(Style, record, time, Room(AscRoom(record)));
   Used = static_cast<size_t>(line.End - Buffer.get());
   LatestTime = time.SinceStart;
   FileHasEntries = true;
@@ -147,8 +148,8 @@ std::vector<std::string> AscWriter::OlderInSeries() const {
 std::string AscWriter::ShortfallText() const {
   std::string text = Omitted.Text(kWhyOmittedFromAsc);
   if (const unsigned long early = Clock ? Clock->BeforeDate() : 0; early > 0)
-    text +=
-        fmt::format("{} the times of {} entries before the start, written as 0", text.empty() ? "," : "; also", early);
+    text += fmt::format("{} the times of {} before the start, written as 0", text.empty() ? "," : "; also",
+                        FormatCount(early, "entry", "entries"));
   return text;
 }
 
