@@ -9,8 +9,8 @@
 #include <utility>
 
 #include "commands/Commands.h"
-#include "commands/Suggestion.h"
 #include "system/Failure.h"
+#include "system/Suggestion.h"
 #include "system/Terminal.h"
 #include "system/Text.h"
 

@@ -1,4 +1,4 @@
-#include "commands/Suggestion.h"
+#include "system/Suggestion.h"
 
 #include <algorithm>
 #include <cstddef>
