@@ -362,6 +362,34 @@ def mdf_entries_seeds():
     write("mdf_entries", "flexray-on-both-channels-and-none", b"\xFF\x01" + of_channels)
 
 
+EXPRESSIONS = {
+    "can": ["bus == can and id in 0x100..0x1FF, 0x7DF", "id & 0x7F0 == 0x120 or not extended", "data[0..1] == 0x0102 && dlc > 1"],
+    "lin": ["kind in error, wakeup or len < 3", "(bus != lin || channel == 0b10) and checksum_error"],
+    "flexray": ["slot > 17 and cycle & 3 == 1", "side in a, ab and not null and sync", "data[3..2] == 513"],
+    "ethernet": [
+        "src == 02:00:00:00:00:01 and vlan not in 5..7, 9",
+        "ip == 10.0.0.0/8 or dst_port in (80, 30490)",
+        "ethertype == arp and dst & 01-00-00-00-00-00",
+    ],
+}
+
+
+def filter_seeds():
+    for place, bus in enumerate(EXPRESSIONS):
+        of_bus = [r for r in records() if r[24] == place]
+        for number, expression in enumerate(EXPRESSIONS[bus]):
+            write("filter", f"{bus}-{number}", expression.encode() + b"\0" + of_bus[number % len(of_bus)])
+    for name, expression in {
+        "misspelled": "bus == can and idd == 1",
+        "unclosed": "not (((fd or brs) and dir == tx",
+        "no-utf-8": "fd and \udcff",
+        "steering": "fd\x1b[31m",
+        "too-deep": "(" * 150 + "fd" + ")" * 150,
+        "too-large": "id == 0x1ffffffffffffffff",
+    }.items():
+        write("filter", name, expression.encode(errors="surrogateescape"))
+
+
 if __name__ == "__main__":
     poll_seeds()
     swap_file_seeds()
@@ -377,3 +405,4 @@ if __name__ == "__main__":
     call_seeds()
     mdf_seeds()
     mdf_entries_seeds()
+    filter_seeds()
