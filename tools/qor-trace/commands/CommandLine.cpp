@@ -9,6 +9,7 @@
 #include <utility>
 
 #include "commands/Commands.h"
+#include "stream/FilterError.h"
 #include "system/Failure.h"
 #include "system/Suggestion.h"
 #include "system/Terminal.h"
@@ -128,6 +129,10 @@ int RunCommandLine(std::vector<std::string> arguments, const std::string& versio
       RefuseEmptyValues(*command);
     }
     return Parse(app, action, std::move(arguments), signals);
+  } catch (const FilterError& error) {
+    SayError(error.what());
+    Say(error.Lines(std::min(ColumnsOfStandardError().value_or(UsualColumns), WidestColumns)));
+    return error.Code;
   } catch (const Failure& failure) {
     SayError(failure.what());
     return failure.Code;

@@ -10,10 +10,11 @@
 
 namespace client {
 
-void TakeChannels(const Recorder& recorder, Summary& summary) {
+void TakeChannels(const Recorder& recorder, const ChannelNumbers& numbers, Summary& summary) {
   for (const RecordedChannel& channel : recorder.Channels()) {
-    summary.NameChannel(channel.Number, channel.Source);
-    summary.SetLost(channel.Number, channel.Lost, {channel.FirstLost, channel.LastLost});
+    const unsigned int number = numbers.Of(channel.Number);
+    summary.NameChannel(number, channel.Source);
+    summary.SetLost(number, channel.Lost, {channel.FirstLost, channel.LastLost});
   }
   summary.SetUnread(recorder.Unread());
 }
@@ -30,13 +31,13 @@ std::string MissingEthernetText(const Summary& summary, const OutputArguments& a
 
 }  // namespace
 
-int Conclude(const std::string& command, const Summary& summary, const OutputSet& outputs, const OutputArguments& asked,
-             const nlohmann::json& more) {
+int Conclude(const std::string& command, const Summary& summary, const Selection& selected, const OutputSet& outputs,
+             const OutputArguments& asked, const nlohmann::json& more) {
   const std::string shortfall = outputs.ShortfallText() + MissingEthernetText(summary, asked);
-  const bool lossy = summary.Lossy() || (asked.Strict && !shortfall.empty());
+  const bool lossy = summary.Lossy() || selected.Lossy() || (asked.Strict && !shortfall.empty());
   const int code = !outputs.Errors().empty() ? ExitFailed : lossy ? ExitLossy : ExitDone;
   const auto times = summary.Times();
-  Say(fmt::format("{}{}{}{} in {} s{}", summary.Text(), shortfall, outputs.RemarkText(),
+  Say(fmt::format("{}{}{}{}{} in {} s{}", summary.Text(), selected.Text(), shortfall, outputs.RemarkText(),
                   FormatCount(summary.Entries(), "entry", "entries"),
                   FormatSeconds(times ? times->Last - times->First : 0), outputs.WrittenText()));
   if (!asked.Json) return code;
@@ -47,6 +48,7 @@ int Conclude(const std::string& command, const Summary& summary, const OutputSet
                            {"channels", summary.ChannelsJson()},
                            {"buses", summary.BusesJson()},
                            {"unread_lines", summary.UnreadJson()},
+                           {"left_out", selected.Json()},
                            {"outputs", outputs.Json()},
                            {"errors", outputs.Errors()},
                            {"exit_code", code}};

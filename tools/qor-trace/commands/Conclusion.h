@@ -9,12 +9,14 @@
 #include "commands/OutputArguments.h"
 #include "outputs/OutputSet.h"
 #include "recording/Recorder.h"
+#include "stream/Selection.h"
 #include "views/Summary.h"
 
 namespace client {
 
 /// Adds to a summary what a recording knows of its channels and sources, and what these lost.
-void TakeChannels(const Recorder& recorder, Summary& summary);
+/// @param numbers  that the channels get
+void TakeChannels(const Recorder& recorder, const ChannelNumbers& numbers, Summary& summary);
 
 /// ns for which entries of this many sources are held back to be put in order; 0 for one, whose entries are in order.
 unsigned long OrderingWindow(std::size_t sources);
@@ -24,8 +26,8 @@ unsigned long OrderingWindow(std::size_t sources);
 /// @param more  JSON fields of this command
 /// @return      the exit code: 1 after an error; 3 when some of the input was lost, if strict also when an output can't hold
 ///              something
-int Conclude(const std::string& command, const Summary& summary, const OutputSet& outputs, const OutputArguments& asked,
-             const nlohmann::json& more);
+int Conclude(const std::string& command, const Summary& summary, const Selection& selected, const OutputSet& outputs,
+             const OutputArguments& asked, const nlohmann::json& more);
 
 }  // namespace client
 

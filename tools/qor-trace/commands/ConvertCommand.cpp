@@ -13,8 +13,10 @@
 #include "commands/Conclusion.h"
 #include "commands/OutputArguments.h"
 #include "commands/ReadingProgress.h"
+#include "commands/StreamArguments.h"
 #include "inputs/BinReader.h"
 #include "outputs/MdfOutput.h"
+#include "stream/Selection.h"
 #include "stream/Tee.h"
 #include "system/Failure.h"
 #include "system/InputFile.h"
@@ -30,6 +32,7 @@ struct ConvertArguments {
   std::string StartTime;
   BitRateArguments BitRates;
   OutputArguments Output;
+  StreamArguments Stream;
   bool Progress = false;  // also without a terminal
 };
 
@@ -82,11 +85,30 @@ std::optional<unsigned long> TypedFirstTime(const ConvertArguments& arguments, c
   return time;
 }
 
+/// Takes the time of the first record.
+class FirstEntry : public RecordSink {
+ public:
+  bool Take(const RecordView& record) override {
+    Time = record.Timestamp();
+    return false;
+  }
+  std::optional<unsigned long> Time;  // ns
+};
+
+/// The time of the first record of a file, which needn't be the first one that is selected. Nothing for what can't be read
+/// twice.
+std::optional<unsigned long> FirstEntryOf(const std::string& input) {
+  FirstEntry first;
+  if (std::filesystem::is_regular_file(input)) BinReader(input).ReadAll(first);
+  return first.Time;
+}
+
 /// Tells the outputs when the first record's event was, as far as that is known.
 void SetFirstTime(OutputPlan& plan, const ConvertArguments& arguments, const std::string& input, Signals& signals) {
   const auto typed = TypedFirstTime(arguments, plan);
   plan.Asc.FirstTime = plan.Mdf.FirstTime = typed;
   plan.Asc.ClockZero = 0;
+  plan.Mdf.FirstEntry = FirstEntryOf(input);
   if (!typed && Has(plan, Format::Mdf)) plan.Mdf.FirstTime = BeginOf(input, signals, arguments.Progress);
 }
 
@@ -114,10 +136,9 @@ const char* Word(BinReader::End end) {
   return "";
 }
 
-/// Reads all records into the outputs. A failure is noted with them: what came before it is kept.
-std::string ReadInto(OutputSet& outputs, Summary& summary, BinReader& reader, const ConvertArguments& arguments,
-                     Signals& signals) {
-  Tee sinks(outputs, summary);
+/// Reads all records into the sinks, and these into the outputs. A failure is noted with them: what came before it is kept.
+std::string ReadInto(OutputSet& outputs, Selection& sinks, Summary& summary, BinReader& reader,
+                     const ConvertArguments& arguments, Signals& signals) {
   ReadingProgress progress(reader, signals, arguments.Progress);
   std::string sentence;
   auto end = BinReader::End::Whole;
@@ -135,31 +156,37 @@ std::string ReadInto(OutputSet& outputs, Summary& summary, BinReader& reader, co
                            FormatCount(summary.Entries(), "entry", "entries"), arguments.Input);
   if (!sentence.empty()) outputs.KeepExisting();
   outputs.NoteError(sentence);
-  return sentence.empty() || end == BinReader::End::Stopped ? Word(end) : "failed";
+  if (!sentence.empty() && end != BinReader::End::Stopped) return "failed";
+  return sinks.EndedBy() != nullptr ? sinks.EndedBy() : Word(end);
 }
 
 int Convert(const ConvertArguments& arguments, Signals& signals) {
   OutputPlan plan = arguments.Output.Plan();
   if (plan.Capture.AsExported && Has(plan, Format::Pcapng))
     throw UsageError("The library exports a .pcapng only of a recording; leave --as-exported or the output out");
+  const SelectionPlan wanted = arguments.Stream.Plan();
   Summary summary(arguments.BitRates.Rates());
   const std::string input = InputPath(arguments.Input);
   BinReader reader(input);  // refuses what is no .bin file before an output is made
   SetFirstTime(plan, arguments, input, signals);
   for (const Output& output : plan.Outputs) CheckWritable(output);
   OutputSet outputs(plan);
-  const std::string end = ReadInto(outputs, summary, reader, arguments, signals);
+  Tee sinks(outputs, summary);
+  Selection selected(sinks, wanted);
+  const std::string end = ReadInto(outputs, selected, summary, reader, arguments, signals);
   {
     const WaitingLine line("completing the outputs", arguments.Progress);
     outputs.Finish(summary.LostItems());
   }
-  return Conclude("convert", summary, outputs, arguments.Output, {{"input", arguments.Input}, {"ended_by", end}});
+  return Conclude("convert", summary, selected, outputs, arguments.Output,
+                  {{"input", arguments.Input}, {"ended_by", end}});
 }
 
 constexpr const char* ConvertHelp =
     "Examples:\n"
     "  qor-trace convert drive.bin -o drive.asc -o drive.pcapng\n"
     "  qor-trace convert drive.bin -o - --format pcapng | tshark -r -\n"
+    "  qor-trace convert drive.bin -o part.mf4 --from 1m30s --to 2m --filter \"bus == lin or error\"\n"
     "\n"
     "The outputs hold what a recording into them would have held. Of what a recording lost, the overrun marks are in "
     "its "
@@ -175,6 +202,7 @@ void AddConvertCommand(CLI::App& app, Action& action) {
   command->add_option("INPUT", arguments->Input, "A .bin file, or - for standard input")->required();
   arguments->Output.AddTo(*command);
   command->get_option("--output")->required();
+  arguments->Stream.AddTo(*command);
   command->add_option("--start-time", arguments->StartTime,
                       "When the first record's event was, for .mf4 and .asc outputs: 2026-11-21T14:30:00[.5][Z] (by "
                       "the time when INPUT "
@@ -182,7 +210,7 @@ void AddConvertCommand(CLI::App& app, Action& action) {
   arguments->BitRates.AddTo(*command);
   command->add_flag("--progress", arguments->Progress,
                     "Tell how far it has come every few seconds, also without a terminal");
-  command->footer(ConvertHelp);
+  command->footer(std::string(FilterHelp) + ConvertHelp);
   command->callback(
       [arguments, &action] { action = [arguments](Signals& signals) { return Convert(*arguments, signals); }; });
 }

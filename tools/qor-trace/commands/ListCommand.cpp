@@ -7,9 +7,11 @@
 #include "commands/Conclusion.h"
 #include "commands/ReadingProgress.h"
 #include "commands/RecordingArguments.h"
+#include "commands/StreamArguments.h"
 #include "inputs/BinReader.h"
 #include "stream/DurationLimit.h"
 #include "stream/Reorder.h"
+#include "stream/Selection.h"
 #include "stream/Tee.h"
 #include "system/Failure.h"
 #include "system/InputFile.h"
@@ -23,6 +25,7 @@ namespace {
 
 struct ListArguments {
   RecordingArguments Recording;
+  StreamArguments Stream;
   bool Strict = false;
   bool Json = false;
 };
@@ -35,15 +38,18 @@ void PrintTable(const MessageTable& table, bool json) {
   Print(columns ? CutLines(table.Text(), *columns) : table.Text());
 }
 
-/// Says what was lost. @return the exit code
-int TellLosses(const Summary& summary) {
-  if (!summary.Lossy()) return ExitDone;
-  Say(summary.Text());
-  return ExitLossy;
+/// Says what was lost, and what was left out. @return the exit code
+int TellLosses(const Summary& summary, const Selection& selected) {
+  const bool lossy = summary.Lossy() || selected.Lossy();
+  std::string text = lossy ? summary.Text() + selected.Text() : selected.Text();
+  if (text.ends_with('\n')) text.pop_back();
+  if (!text.empty()) Say(text);
+  return lossy ? ExitLossy : ExitDone;
 }
 
 int ListBin(const ListArguments& arguments, Signals& signals) {
   const RecordingArguments& typed = arguments.Recording;
+  const SelectionPlan wanted = arguments.Stream.Plan();
   if (typed.Sources.size() != 1)
     throw UsageError("A .bin file is listed on its own, as channel numbers of several would mix; list them one by one");
   if (!typed.Speed.empty() || typed.MemoryLimit || !typed.SwapFolder.empty())
@@ -57,35 +63,40 @@ int ListBin(const ListArguments& arguments, Signals& signals) {
   MessageTable table;
   Summary summary;
   Tee sinks(table, summary);
-  DurationLimit limited(sinks, typed.TraceTime());
+  Selection selected(sinks, wanted);
+  DurationLimit limited(selected, typed.TraceTime());
   ReadingProgress progress(reader, signals, typed.Progress);
   const auto end = reader.ReadAll(limited, progress.GoOn());
   progress.Clear();
   if (end == BinReader::End::Whole) RefuseWithoutRecords(reader, input);
-  const int code = TellLosses(summary);
+  const int code = TellLosses(summary, selected);
   PrintTable(table, arguments.Json);
   return code;
 }
 
 int ListRecording(const ListArguments& arguments, Signals& signals) {
-  const RecordingOptions options = arguments.Recording.Options("/var/tmp");
+  const SelectionPlan wanted = arguments.Stream.Plan();
+  RecordingOptions options = arguments.Recording.Options("/var/tmp");
+  EndWithSelection(options, wanted);
   const std::vector<Source> sources = arguments.Recording.Plan(arguments.Strict);
+  CheckChannels(wanted.Channels, sources.size());
   Recorder recorder(options, sources, signals);
   MessageTable table;
   Summary summary;
   Tee sinks(table, summary);
-  Reorder ordered(sinks, OrderingWindow(sources.size()));
+  Selection selected(sinks, wanted);
+  Reorder ordered(selected, OrderingWindow(sources.size()));
   bool failed = false;
   recorder.Run(ordered, [&](const std::string& sentence) {
     SayError(sentence);
     failed = true;
   });
   ordered.Finish();
-  TakeChannels(recorder, summary);
-  summary.SetLate(ordered.Late());
+  TakeChannels(recorder, wanted.Channels, summary);
+  summary.SetLate(Renumbered(ordered.Late(), wanted.Channels));
   NewestEntries newest(table);
-  recorder.Trace().ReadList(newest);
-  const int lossy = TellLosses(summary);
+  if (wanted.IsEverything()) recorder.Trace().ReadList(newest);  // which may be others than the selected ones
+  const int lossy = TellLosses(summary, selected);
   PrintTable(table, arguments.Json);
   return failed ? static_cast<int>(ExitFailed) : lossy;
 }
@@ -101,6 +112,7 @@ constexpr const char* ListHelp =
     "  qor-trace list drive.log --speed max\n"
     "  qor-trace list can --duration 5s --json\n"
     "  qor-trace list run.bin\n"
+    "  qor-trace list run.bin --filter \"bus == can and id in 0x100..0x1FF\"\n"
     "\n"
     "The cycle time is the time between the last two entries of a message. A .bin file (or -, standard input) is "
     "listed "
@@ -113,9 +125,10 @@ void AddListCommand(CLI::App& app, Action& action) {
   CLI::App* command = app.add_subcommand("list", "Record sources and print one row per message");
   const auto arguments = std::make_shared<ListArguments>();
   arguments->Recording.AddTo(*command);
+  arguments->Stream.AddTo(*command);
   command->add_flag("--strict", arguments->Strict, "Refuse a text recording with a line that can't be read");
   command->add_flag("--json", arguments->Json, "Print the rows as JSON, times in ns");
-  command->footer(std::string(ListHelp) + SourceHelp);
+  command->footer(std::string(ListHelp) + FilterHelp + SourceHelp);
   command->callback(
       [arguments, &action] { action = [arguments](Signals& signals) { return List(*arguments, signals); }; });
 }

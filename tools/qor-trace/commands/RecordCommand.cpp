@@ -8,7 +8,9 @@
 #include "commands/Conclusion.h"
 #include "commands/OutputArguments.h"
 #include "commands/RecordingArguments.h"
+#include "commands/StreamArguments.h"
 #include "stream/Reorder.h"
+#include "stream/Selection.h"
 #include "stream/Tee.h"
 #include "system/Failure.h"
 #include "system/Terminal.h"
@@ -21,6 +23,7 @@ struct RecordArguments {
   RecordingArguments Recording;
   BitRateArguments BitRates;
   OutputArguments Output;
+  StreamArguments Stream;
   bool NoOutput = false;
 };
 
@@ -32,29 +35,41 @@ void CheckOutputs(const RecordArguments& arguments) {
     throw UsageError("There is no output; name one, as in -o drive.bin, or only count with --no-output");
 }
 
+/// The library's own export has what is in memory, whatever was selected.
+void CheckSelection(const RecordArguments& arguments, const SelectionPlan& wanted, std::size_t channels) {
+  if (arguments.Output.Capture.AsExported && !wanted.IsEverything())
+    throw UsageError("--as-exported writes everything; leave it out, or --filter, --from, --to, --count and --channel");
+  CheckChannels(wanted.Channels, channels);
+}
+
 int Record(const RecordArguments& arguments, Signals& signals) {
   CheckOutputs(arguments);
   const OutputPlan plan = arguments.Output.Plan();
+  const SelectionPlan wanted = arguments.Stream.Plan();
   RecordingOptions options = arguments.Recording.Options(FolderOf(plan.Outputs, "/var/tmp"));
   options.OutputFolders = FoldersOf(plan.Outputs);
   options.MinFree = plan.MinFree;
+  EndWithSelection(options, wanted);
   const std::vector<Source> sources = arguments.Recording.Plan(arguments.Output.Strict);
+  CheckSelection(arguments, wanted, sources.size());
   Summary summary(arguments.BitRates.Rates());
   for (const Output& output : plan.Outputs) CheckWritable(output);
   CheckRoom(options.OutputFolders, options.MinFree);
   Recorder recorder(options, sources, signals);
   OutputSet outputs(plan);
   Tee sinks(outputs, summary);
-  Reorder ordered(sinks, OrderingWindow(sources.size()));
+  Selection selected(sinks, wanted);
+  Reorder ordered(selected, OrderingWindow(sources.size()));
   const End end = recorder.Run(ordered, [&](const std::string& sentence) { outputs.NoteError(sentence); });
   ordered.Finish();
-  TakeChannels(recorder, summary);
-  summary.SetLate(ordered.Late());
+  TakeChannels(recorder, wanted.Channels, summary);
+  summary.SetLate(Renumbered(ordered.Late(), wanted.Channels));
   {
     const WaitingLine line("completing the outputs", arguments.Recording.Progress);
     outputs.Finish(summary.LostItems(), [&](const std::string& path) { recorder.Trace().ExportToPcap(path); });
   }
-  return Conclude("record", summary, outputs, arguments.Output, {{"ended_by", Word(end)}});
+  const char* const endedBy = selected.EndedBy() != nullptr ? selected.EndedBy() : Word(end);
+  return Conclude("record", summary, selected, outputs, arguments.Output, {{"ended_by", endedBy}});
 }
 
 constexpr const char* RecordHelp =
@@ -63,6 +78,7 @@ constexpr const char* RecordHelp =
     "  qor-trace record drive.log --speed max -o drive.asc -o drive.bin\n"
     "  qor-trace record can 'can?seed=2' -d 1h -o run.asc --asc-split 500M\n"
     "  qor-trace record drive.log --speed max -o - | qor-trace list -\n"
+    "  qor-trace record can lin -o errors.asc --filter error --count 100\n"
     "  qor-trace record can -o - --format pcapng | wireshark -k -i -\n"
     "\n"
     "An output is called NAME.part until it is complete; after a failure it stays under that name with what was "
@@ -78,8 +94,9 @@ void AddRecordCommand(CLI::App& app, Action& action) {
   arguments->Output.AddTo(*command);
   arguments->Output.AddRecordingTo(*command);
   command->add_flag("--no-output", arguments->NoOutput, "Only count; without it an output is needed");
+  arguments->Stream.AddTo(*command);
   arguments->BitRates.AddTo(*command);
-  command->footer(std::string(RecordHelp) + SourceHelp);
+  command->footer(std::string(RecordHelp) + FilterHelp + SourceHelp);
   command->callback(
       [arguments, &action] { action = [arguments](Signals& signals) { return Record(*arguments, signals); }; });
 }

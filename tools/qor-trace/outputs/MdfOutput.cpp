@@ -103,8 +103,9 @@ bool MdfOutput::Take(const RecordView& record) {
 }
 
 void MdfOutput::Begin(unsigned long firstTime) {
-  Start = Options.FirstTime ? *Options.FirstTime - std::min(*Options.FirstTime, firstTime)
-                            : ClockZero(Made, Now(), firstTime);
+  const unsigned long known = Options.FirstEntry.value_or(firstTime);
+  Start =
+      Options.FirstTime ? *Options.FirstTime - std::min(*Options.FirstTime, known) : ClockZero(Made, Now(), firstTime);
   File.StartTime_Reset(*Start, false);
 }
 

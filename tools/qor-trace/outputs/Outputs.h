@@ -43,8 +43,9 @@ struct CaptureOptions {
 
 /// What measurement files (.mf4) are like.
 struct MdfOptions {
-  std::optional<unsigned long> Split = std::nullopt;      // size limit of one file, bytes
-  std::optional<unsigned long> FirstTime = std::nullopt;  // of the first entry, ns since 1970; else when it comes
+  std::optional<unsigned long> Split = std::nullopt;       // size limit of one file, bytes
+  std::optional<unsigned long> FirstTime = std::nullopt;   // of the first entry, ns since 1970; else when it comes
+  std::optional<unsigned long> FirstEntry = std::nullopt;  // that entry's own time, where others may come first; ns
 };
 
 /// What a command has to write.

@@ -1,0 +1,160 @@
+// What of a stream is handed on, and when the stream is ended.
+#include "stream/Selection.h"
+
+#include <gtest/gtest.h>
+
+#include <nlohmann/json.hpp>
+#include <string>
+#include <vector>
+
+#include "system/Failure.h"
+#include "tools/ClientEntries.h"
+
+namespace client {
+namespace {
+
+constexpr unsigned long kSecond = 1'000'000'000;
+constexpr unsigned long kStart = 500 * kSecond;  // of the recordings here
+
+Bytes EntryAt(unsigned long time) { return RecordOf(test::CanItem().At(kStart + time)); }
+
+struct Passed {
+  std::vector<unsigned long> Times;  // of the records that were handed on, since the start
+  bool GoesOn;                       // the last one wasn't declined
+};
+
+Passed Through(const SelectionPlan& plan, const std::vector<unsigned long>& times) {
+  Collector sink;
+  Selection selection(sink, plan);
+  Passed passed{{}, true};
+  for (const unsigned long time : times) passed.GoesOn = Put(selection, EntryAt(time));
+  for (const Bytes& record : sink.Records) passed.Times.push_back(ViewOf(record).Timestamp() - kStart);
+  return passed;
+}
+
+TEST(TimeCut, PassesWhatIsFromTheStartOfTheRangeOnAndBeforeItsEnd) {
+  const std::vector<unsigned long> times = {0, 9, 10, 11, 19, 20, 21};
+  EXPECT_EQ(Through({.Times = {10, 20}}, times).Times, (std::vector<unsigned long>{10, 11, 19}));
+  EXPECT_EQ(Through({.Times = {10, std::nullopt}}, times).Times, (std::vector<unsigned long>{10, 11, 19, 20, 21}));
+  EXPECT_EQ(Through({.Times = {std::nullopt, 10}}, times).Times, (std::vector<unsigned long>{0, 9}));
+  EXPECT_EQ(Through({}, times).Times, times);
+}
+
+TEST(TimeCut, CountsTimesFromTheFirstRecordWhichMayNotBeTheOldest) {
+  EXPECT_EQ(Through({.Times = {0, 10}}, {5, 3, 14, 15}).Times, (std::vector<unsigned long>{5, 3, 14}));
+}
+
+TEST(TimeCut, EndsTheStreamOnlyWhenNothingThatIsInsideCanFollow) {
+  const SelectionPlan plan{.Times = {std::nullopt, kSecond}};
+  EXPECT_TRUE(Through(plan, {0, kSecond}).GoesOn);
+  EXPECT_EQ(Through(plan, {0, 2 * kSecond - 1, kSecond - 1}).Times, (std::vector<unsigned long>{0, kSecond - 1}));
+  EXPECT_FALSE(Through(plan, {0, 2 * kSecond}).GoesOn);
+}
+
+TEST(CountLimit, EndsTheStreamWithTheLastRecordThatIsWanted) {
+  EXPECT_TRUE(Through({.Count = 3}, {1, 2}).GoesOn);
+  const Passed three = Through({.Count = 3}, {1, 2, 3});
+  EXPECT_EQ(three.Times, (std::vector<unsigned long>{1, 2, 3}));
+  EXPECT_FALSE(three.GoesOn);
+  EXPECT_EQ(Through({.Count = 3}, {1, 2, 3, 4, 5}).Times, (std::vector<unsigned long>{1, 2, 3}));
+}
+
+TEST(Selection, CountsWhatPassesTimeAndExpression) {
+  Collector sink;
+  Selection selection(sink, {.Times = {10, std::nullopt}, .Wanted = Filter("id == 7"), .Count = 2});
+  bool goesOn = true;
+  std::vector<unsigned long> times;
+  for (unsigned long time = 0; goesOn; ++time)
+    goesOn = Put(selection, RecordOf(test::CanItem().At(time).Id(time % 2 == 0 ? 7 : 8)));
+  for (const Bytes& record : sink.Records) times.push_back(ViewOf(record).Timestamp());
+  EXPECT_EQ(times, (std::vector<unsigned long>{10, 12}));
+  EXPECT_STREQ(selection.EndedBy(), "count");
+  EXPECT_EQ(selection.Text(), "left out: 10 entries outside --from and --to, 1 entry that --filter doesn't match\n");
+  EXPECT_EQ(selection.Json()["outside_times"], 10);
+  EXPECT_EQ(selection.Json()["unmatched"], 1);
+}
+
+TEST(Selection, SaysWhatEndedIt) {
+  Collector sink;
+  Selection open(sink, {});
+  EXPECT_TRUE(Put(open, EntryAt(0)));
+  EXPECT_EQ(open.EndedBy(), nullptr);
+  EXPECT_EQ(open.Text(), "");
+  Selection cut(sink, {.Times = {std::nullopt, 1}});
+  EXPECT_TRUE(Put(cut, EntryAt(0)));
+  EXPECT_FALSE(Put(cut, EntryAt(2 * kSecond)));
+  EXPECT_STREQ(cut.EndedBy(), "to");
+}
+
+TEST(Selection, DeclinesWhatTheNextSinkDeclines) {
+  Collector sink;
+  sink.Limit = 1;
+  Selection selection(sink, {.Wanted = Filter("bus == can")});
+  EXPECT_FALSE(Put(selection, EntryAt(0)));
+  EXPECT_EQ(selection.EndedBy(), nullptr);
+}
+
+/// What was lost after a record might have been wanted, whatever the record is.
+TEST(Selection, ALossAfterARecordThatIsLeftOutIsALoss) {
+  Collector sink;
+  Selection selection(sink, {.Wanted = Filter("id == 7")});
+  EXPECT_TRUE(Put(selection, RecordOf(test::CanItem().At(kSecond).Id(7).Overrun())));
+  EXPECT_FALSE(selection.Lossy());  // the one that is handed on says so itself
+  EXPECT_TRUE(Put(selection, RecordOf(test::CanItem().At(2 * kSecond).Id(8).Overrun())));
+  EXPECT_TRUE(Put(selection, RecordOf(test::CanItem().At(3 * kSecond).Id(8).Overrun())));
+  EXPECT_TRUE(selection.Lossy());
+  EXPECT_EQ(selection.Text(),
+            "left out: 2 entries that --filter doesn't match\n"
+            "  LOST: 2 overrun marks among them, after which data are missing, 2.000000000 s to 3.000000000 s\n");
+  EXPECT_EQ(selection.Json()["unmatched_overruns"]["count"], 2);
+  EXPECT_EQ(selection.Json()["unmatched_overruns"]["first_time_ns"], 2 * kSecond);
+}
+
+ChannelNumbers Numbers(const std::vector<std::pair<unsigned int, unsigned int>>& pairs) {
+  ChannelNumbers numbers;
+  for (const auto& [channel, number] : pairs) EXPECT_TRUE(numbers.Set(channel, number));
+  return numbers;
+}
+
+TEST(Renumber, OnlyTheChannelOfARecordIsChanged) {
+  Collector sink;
+  Selection selection(sink, {.Wanted = Filter("channel in 1, 2"), .Channels = Numbers({{1, 2}, {2, 1}, {9, 8}})});
+  for (const unsigned int channel : {1, 2, 3})
+    EXPECT_TRUE(Put(selection, RecordOf(test::CanItem().Channel(channel).At(channel).Id(7).Data({1, 2, 3}))));
+  EXPECT_EQ(sink.Records, (std::vector<Bytes>{RecordOf(test::CanItem().Channel(2).At(1).Id(7).Data({1, 2, 3})),
+                                              RecordOf(test::CanItem().Channel(1).At(2).Id(7).Data({1, 2, 3}))}));
+}
+
+TEST(Renumber, TwoChannelsNeverBecomeOne) {
+  for (const auto& order : {std::pair{1u, 2u}, std::pair{2u, 1u}}) {
+    Collector sink;
+    Renumber renumber(sink, Numbers({{1, 2}}));
+    EXPECT_TRUE(Put(renumber, RecordOf(test::CanItem().Channel(order.first))));
+    try {
+      EXPECT_TRUE(Put(renumber, RecordOf(test::CanItem().Channel(order.second))));
+      FAIL() << "a failure is expected";
+    } catch (const Failure& failure) {
+      EXPECT_STREQ(
+          failure.what(),
+          "Channel 1 can't become 2, which is another one; give that one another number as well, as in --channel "
+          "1=2 --channel 2=1");
+    }
+  }
+}
+
+TEST(ChannelNumbers, EachChannelAndEachNewNumberIsGivenOnce) {
+  ChannelNumbers numbers;
+  EXPECT_TRUE(numbers.empty());
+  EXPECT_TRUE(numbers.Set(1, 5));
+  EXPECT_FALSE(numbers.Set(1, 6));
+  EXPECT_FALSE(numbers.Set(2, 5));
+  EXPECT_TRUE(numbers.Set(5, 1));
+  EXPECT_EQ(numbers.Of(1), 5u);
+  EXPECT_EQ(numbers.Of(5), 1u);
+  EXPECT_EQ(numbers.Of(2), 2u);
+  EXPECT_EQ(Renumbered(std::map<unsigned int, int>{{1, 10}, {2, 20}, {5, 50}}, numbers),
+            (std::map<unsigned int, int>{{1, 50}, {2, 20}, {5, 10}}));
+}
+
+}  // namespace
+}  // namespace client

@@ -1,0 +1,98 @@
+#include "commands/StreamArguments.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <charconv>
+#include <string_view>
+
+#include "system/Failure.h"
+#include "system/Units.h"
+
+namespace client {
+
+const char* const FilterHelp =
+    "Filters:\n"
+    "  bus == can and id in 0x100..0x1FF, 0x7DF     kind == error or overrun\n"
+    "  id & 0x7F0 == 0x120 and dir == rx            slot == 17 and side in a, ab\n"
+    "  data[2..3] > 1000 and not extended           vlan == 5 and port == 30490\n"
+    "\n"
+    "Quote them. qor-trace(1) lists the fields; a record without the field passes no comparison with it.\n"
+    "\n";
+
+namespace {
+
+constexpr unsigned int kGreatestNumber = 255;  // of a channel; more is no channel anywhere
+
+std::optional<unsigned long> TimeOf(const char* option, const std::string& typed) {
+  if (typed.empty()) return std::nullopt;
+  const auto time = ParseDuration(typed);
+  if (!time)
+    throw UsageError(
+        fmt::format("{} \"{}\" is no time; write 90s or 1h30m, counted from the first entry", option, typed));
+  return time;
+}
+
+std::optional<unsigned int> NumberOf(std::string_view text) {
+  unsigned int number = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number);
+  const bool whole = error == std::errc() && end == text.data() + text.size();
+  return whole && number >= 1 && number <= kGreatestNumber ? std::optional(number) : std::nullopt;
+}
+
+void AddChannel(const std::string& typed, ChannelNumbers& numbers) {
+  const std::size_t sign = typed.find('=');
+  const std::string_view text = typed;
+  const auto channel = NumberOf(text.substr(0, sign));
+  const auto number = sign == std::string::npos ? std::nullopt : NumberOf(text.substr(sign + 1));
+  if (!channel || !number)
+    throw UsageError(
+        fmt::format("--channel \"{}\" isn't understood; write OLD=NEW with numbers from 1 to {}, as in 3=1", typed,
+                    kGreatestNumber));
+  if (!numbers.Set(*channel, *number))
+    throw UsageError(fmt::format("--channel {}: this channel has a new number already, or another one gets it", typed));
+}
+
+}  // namespace
+
+void StreamArguments::AddTo(CLI::App& command) {
+  command.add_option("--filter", Filter,
+                     "Only entries that this expression matches, e.g. \"bus == can and id == 0x123\"");
+  command.add_option("--from", From, "Only entries from this time on, since the first entry, e.g. 90s or 1h30m");
+  command.add_option("--to", To, "Only entries before this time, likewise");
+  command.add_option("--count", Count, "End after so many entries (of those that the other options select)");
+  command.add_option("--channel", Channels, "OLD=NEW: give a channel another number. Repeat it for several")
+      ->allow_extra_args(false);
+}
+
+SelectionPlan StreamArguments::Plan() const {
+  SelectionPlan plan;
+  plan.Times = {TimeOf("--from", From), TimeOf("--to", To)};
+  if (plan.Times.To && plan.Times.From.value_or(0) >= *plan.Times.To)
+    throw UsageError("--from is not before --to, so nothing would be left; give an earlier one");
+  if (Count == 0ul) throw UsageError("--count is at least 1");
+  plan.Count = Count;
+  if (!Filter.empty()) plan.Wanted.emplace(Filter);
+  for (const std::string& typed : Channels) AddChannel(typed, plan.Channels);
+  return plan;
+}
+
+void EndWithSelection(RecordingOptions& options, const SelectionPlan& wanted) {
+  if (wanted.Times.To) options.Duration = std::min(options.Duration.value_or(*wanted.Times.To), *wanted.Times.To);
+}
+
+void CheckChannels(const ChannelNumbers& numbers, std::size_t channels) {
+  for (const auto& [channel, number] : numbers.All()) {
+    if (channel > channels)
+      throw UsageError(fmt::format("--channel {}={}: there is no channel {}; the sources have {}", channel, number,
+                                   channel, FormatCount(channels, "channel", "channels")));
+    const bool taken = number <= channels && numbers.Of(number) == number && number != channel;
+    if (taken)
+      throw UsageError(
+          fmt::format("--channel {0}={1}: channel {1} is another one; give that one another number as well, "
+                      "as in --channel {1}={0}",
+                      channel, number));
+  }
+}
+
+}  // namespace client

@@ -1,0 +1,39 @@
+// The arguments about what of a stream is wanted, alike in every subcommand.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <cstddef>
+#include <optional>
+#include <string>
+#include <vector>
+
+#include "recording/Recorder.h"
+#include "stream/Selection.h"
+
+namespace client {
+
+/// As typed.
+struct StreamArguments {
+  std::string Filter;
+  std::string From;
+  std::string To;
+  std::optional<unsigned long> Count;
+  std::vector<std::string> Channels;  // "A=B"
+
+  void AddTo(CLI::App& command);
+
+  /// Failure: UsageError, of the expression FilterError.
+  [[nodiscard]] SelectionPlan Plan() const;
+};
+
+/// A recording isn't continued beyond the end of what is selected of it.
+void EndWithSelection(RecordingOptions& options, const SelectionPlan& wanted);
+
+/// Failure: UsageError when a channel's new number is another channel's, or there is no such channel.
+/// @param channels  of a recording: they are numbered from 1
+void CheckChannels(const ChannelNumbers& numbers, std::size_t channels);
+
+/// What a user has to know about expressions, for the end of help texts.
+extern const char* const FilterHelp;
+
+}  // namespace client

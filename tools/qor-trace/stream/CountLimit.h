@@ -1,0 +1,32 @@
+// Ends a stream after some records.
+#pragma once
+
+#include <optional>
+
+#include "stream/RecordSink.h"
+
+namespace client {
+
+/// Hands on so many records, and ends the stream with the last one: nobody waits for a further one that isn't wanted.
+class CountLimit : public RecordSink {
+ public:
+  /// @param next  outlives this
+  /// @param most  records, at least 1; nothing: no limit
+  CountLimit(RecordSink& next, std::optional<unsigned long> most) : Next(next), Most(most) {}
+
+  [[nodiscard]] bool Take(const RecordView& record) override {
+    if (HasEnded() || !Next.Take(record)) return false;
+    ++Passed;
+    return !HasEnded();
+  }
+  void Pause() override { Next.Pause(); }
+
+  [[nodiscard]] bool HasEnded() const { return Most && Passed >= *Most; }
+
+ private:
+  RecordSink& Next;
+  const std::optional<unsigned long> Most;
+  unsigned long Passed = 0;
+};
+
+}  // namespace client
