@@ -5,57 +5,24 @@
 #include <algorithm>
 #include <nlohmann/json.hpp>
 
+#include "stream/EthernetFront.h"
 #include "views/MessageRow.h"
 
 namespace client {
 
 namespace {
 
-constexpr std::size_t AddressSize = 6;
-constexpr unsigned int SmallestType = 0x600;  // below, the field is a length
+constexpr unsigned short kAnyLength = EthernetFront::kLeastType - 1;  // all lengths are one type
 
-/// What the front of a frame says, as far as there is one.
-struct Front {
-  std::span<const unsigned char> Destination, Source;
-  std::vector<unsigned int> Vlans;   // identifiers, the outer one first
-  std::optional<unsigned int> Type;  // after the tags
-  std::size_t Size = 0;              // bytes up to the payload
-
-  explicit Front(const RecordView& record) : Front(record.Ethernet().Frame()) {}
-  explicit Front(std::span<const unsigned char> frame) {
-    if (frame.size() < 2 * AddressSize) return;
-    Destination = frame.first(AddressSize);
-    Source = frame.subspan(AddressSize, AddressSize);
-    Size = 2 * AddressSize;
-    ReadTags(frame);
-  }
-
- private:
-  void ReadTags(std::span<const unsigned char> frame) {
-    const auto number = [&](std::size_t offset) {
-      return static_cast<unsigned int>(frame[offset] << 8 | frame[offset + 1]);
-    };
-    while (frame.size() >= Size + 2) {
-      const unsigned int type = number(Size);
-      const bool tag = type == 0x8100 || type == 0x88A8 || type == 0x9100;
-      if (!tag || frame.size() < Size + 4) {
-        Type = type;
-        Size += 2;
-        return;
-      }
-      Vlans.push_back(number(Size + 2) & 0xFFF);
-      Size += 4;
-    }
-  }
-};
+EthernetFront FrontOf(const RecordView& record) { return EthernetFront::Of(record.Ethernet().Frame()); }
 
 std::string AddressText(std::span<const unsigned char> address) {
   return address.empty() ? "-" : fmt::format("{:02x}", fmt::join(address, ":"));
 }
 
-std::string TypeText(std::optional<unsigned int> type) {
+std::string TypeText(std::optional<unsigned short> type) {
   if (!type) return "-";
-  if (*type < SmallestType) return "LLC";
+  if (*type < EthernetFront::kLeastType) return "LLC";
   switch (*type) {
     case 0x0800:
       return "IPv4";
@@ -76,20 +43,21 @@ std::string TypeText(std::optional<unsigned int> type) {
 class Rows : public BusRows {
  public:
   std::string KeyOf(const RecordView& record) const override {
-    const Front front(record);
+    const EthernetFront front = FrontOf(record);
     std::string key(front.Source.begin(), front.Source.end());
     key.append(front.Destination.begin(), front.Destination.end());
-    key += static_cast<char>(front.Vlans.size());  // untagged ones first
-    for (const unsigned int vlan : front.Vlans) key += KeyOfNumber(vlan);
+    key += static_cast<char>(front.VlanCount);  // untagged ones first
+    for (const unsigned short vlan : front.VlanIds()) key += KeyOfNumber(vlan);
     // All lengths are one type.
-    return key + KeyOfNumber(front.Type ? std::max(*front.Type, SmallestType - 1) : 0);
+    return key + KeyOfNumber(front.TypeOrLength ? std::max(*front.TypeOrLength, kAnyLength) : 0u);
   }
 
   std::vector<Column> NameColumns() const override { return {{"Source"}, {"Destination"}, {"VLAN"}, {"Type"}}; }
   std::vector<std::string> NameCells(const MessageRow& row) const override {
-    const Front front(row.Record());
+    const EthernetFront front = FrontOf(row.Record());
     return {AddressText(front.Source), AddressText(front.Destination),
-            front.Vlans.empty() ? "-" : fmt::format("{}", fmt::join(front.Vlans, ".")), TypeText(front.Type)};
+            front.VlanCount == 0 ? "-" : fmt::format("{}", fmt::join(front.VlanIds(), ".")),
+            TypeText(front.TypeOrLength)};
   }
 
   std::vector<Column> MoreColumns() const override { return {{"Len", true}}; }
@@ -98,19 +66,19 @@ class Rows : public BusRows {
   }
 
   void AddJson(const MessageRow& row, nlohmann::json& json) const override {
-    const Front front(row.Record());
+    const EthernetFront front = FrontOf(row.Record());
     const bool there = !front.Source.empty();
     json["source"] = there ? nlohmann::json(AddressText(front.Source)) : nlohmann::json();
     json["destination"] = there ? nlohmann::json(AddressText(front.Destination)) : nlohmann::json();
-    json["vlans"] = front.Vlans;
-    json["type"] = front.Type && *front.Type >= SmallestType ? nlohmann::json(*front.Type) : nlohmann::json();
+    json["vlans"] = std::vector<unsigned short>(front.VlanIds().begin(), front.VlanIds().end());
+    json["type"] = front.Type() ? nlohmann::json(*front.Type()) : nlohmann::json();
     json["frame_bytes"] = row.Record().Ethernet().FrameLength;
   }
 
   /// The payload: what follows addresses and type.
   std::span<const unsigned char> Data(const MessageRow& row) const override {
     const auto frame = row.Record().Ethernet().Frame();
-    return frame.subspan(Front(frame).Size);
+    return frame.subspan(EthernetFront::Of(frame).Size);
   }
 };
 
