@@ -10,7 +10,7 @@
 #include <nlohmann/json.hpp>
 
 #include "export/Qor_Trace_Export_PCAP.h"
-#include "recording/Session.h"
+#include "recording/TraceHandles.h"
 #include "support/TemporaryDirectory.h"
 #include "system/Failure.h"
 #include "tools/ClientEntries.h"

@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "recording/Session.h"
+#include "recording/TraceHandles.h"
 #include "recording/Sources.h"
 #include "recording/TraceDrain.h"
 #include "system/Signals.h"

@@ -1,6 +1,6 @@
 // Owners of what the C interface and the simulator hand out.
-#ifndef QOR_TRACE_SESSION_H
-#define QOR_TRACE_SESSION_H
+#ifndef QOR_TRACE_TRACEHANDLES_H
+#define QOR_TRACE_TRACEHANDLES_H
 
 #include <optional>
 #include <string>
@@ -66,4 +66,4 @@ class Monitor {
 
 }  // namespace client
 
-#endif  // QOR_TRACE_SESSION_H
+#endif  // QOR_TRACE_TRACEHANDLES_H

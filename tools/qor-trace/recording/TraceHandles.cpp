@@ -1,4 +1,4 @@
-#include "recording/Session.h"
+#include "recording/TraceHandles.h"
 
 #include <fmt/format.h>
 
