@@ -1,11 +1,12 @@
-// An owner of a file descriptor, and whole writes to one.
-#ifndef QOR_TRACE_DESCRIPTOR_H
-#define QOR_TRACE_DESCRIPTOR_H
+// An owner of a file descriptor, whole writes to one, and whether a name still leads to it.
+#pragma once
 
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <cerrno>
 #include <cstddef>
+#include <string>
 #include <utility>
 
 namespace client {
@@ -22,8 +23,8 @@ class Descriptor {
     return *this;
   }
 
-  bool IsOpen() const { return File >= 0; }
-  int Get() const { return File; }
+  [[nodiscard]] bool IsOpen() const { return File >= 0; }
+  [[nodiscard]] int Get() const { return File; }
   void Close() {
     if (IsOpen()) close(std::exchange(File, -1));
   }
@@ -32,21 +33,27 @@ class Descriptor {
   int File = -1;
 };
 
+/// Is an open file still the one that its name leads to? A symbolic link isn't.
+[[nodiscard]] inline bool IsNamed(const std::string& name, int file) {
+  struct stat named {
+  }, opened{};
+  return lstat(name.c_str(), &named) == 0 && fstat(file, &opened) == 0 && named.st_dev == opened.st_dev &&
+         named.st_ino == opened.st_ino;
+}
+
 /// Writes bytes, all if it can.
 /// @return how many were written; fewer than `size` is a failure, whose reason is in errno
-inline std::size_t WriteAll(int file, const void* bytes, std::size_t size) {
+[[nodiscard]] inline size_t WriteAll(int file, const void* bytes, size_t size) {
   const auto* from = static_cast<const unsigned char*>(bytes);
-  std::size_t done = 0;
+  size_t done = 0;
   while (done < size) {
     const ssize_t written = write(file, from + done, size - done);
     if (written < 0 && errno == EINTR) continue;
     if (written == 0) errno = ENOSPC;  // a file that takes nothing more
     if (written <= 0) break;
-    done += static_cast<std::size_t>(written);
+    done += static_cast<size_t>(written);
   }
   return done;
 }
 
 }  // namespace client
-
-#endif  // QOR_TRACE_DESCRIPTOR_H

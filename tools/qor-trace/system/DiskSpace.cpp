@@ -11,7 +11,7 @@ namespace client {
 
 namespace {
 
-constexpr unsigned long Unknown = std::numeric_limits<unsigned long>::max();
+constexpr unsigned long kUnknown = std::numeric_limits<unsigned long>::max();
 
 unsigned long LargestFile(const std::string& folder) {
   unsigned long largest = 0;
@@ -27,7 +27,7 @@ unsigned long LargestFile(const std::string& folder) {
 
 unsigned long FreeSpace(const std::string& folder) {
   struct statvfs status {};
-  if (statvfs(folder.c_str(), &status) != 0) return Unknown;
+  if (statvfs(folder.c_str(), &status) != 0) return kUnknown;
   return static_cast<unsigned long>(status.f_bavail) * status.f_frsize;
 }
 

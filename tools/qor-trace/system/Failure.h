@@ -1,7 +1,7 @@
 // How the program ends, and the exceptions that end it early.
-#ifndef QOR_TRACE_FAILURE_H
-#define QOR_TRACE_FAILURE_H
+#pragma once
 
+#include <cstring>
 #include <stdexcept>
 #include <string>
 
@@ -29,8 +29,6 @@ class UsageError : public Failure {
 };
 
 /// "Permission denied" for EACCES, and so on.
-std::string ErrnoText(int error);
+[[nodiscard]] inline std::string ErrnoText(int error) { return std::strerror(error); }
 
 }  // namespace client
-
-#endif  // QOR_TRACE_FAILURE_H

@@ -1,7 +1,6 @@
 // Locks by which processes see each other's files. The operating system drops them when their process ends, however it
 // ends.
-#ifndef QOR_TRACE_FILELOCK_H
-#define QOR_TRACE_FILELOCK_H
+#pragma once
 
 #include <string>
 
@@ -14,18 +13,16 @@ enum class LockState {
 };
 
 /// Tries to lock an open file or folder; a file must be open for writing.
-LockState TryLock(int file);
+[[nodiscard]] LockState TryLock(int file);
 
 /// Locks an open file, waiting for others, who only look at it for a moment. A file system without locks is no failure:
 /// to others the file then looks abandoned, as it does when its process is gone.
 void LockWithName(int file);
 
 /// Is an open file locked by anyone else? Takes nothing.
-bool IsLocked(int file);
+[[nodiscard]] bool IsLocked(int file);
 
 /// Who holds the lock that LockWithName took: "process 1234", or "another process" where the system doesn't say.
-std::string HolderOf(int file);
+[[nodiscard]] std::string HolderOf(int file);
 
 }  // namespace client
-
-#endif  // QOR_TRACE_FILELOCK_H

@@ -1,6 +1,5 @@
 // Whether other users can meddle with what is put into a folder.
-#ifndef QOR_TRACE_FOLDERTRUST_H
-#define QOR_TRACE_FOLDERTRUST_H
+#pragma once
 
 #include <sys/stat.h>
 
@@ -13,8 +12,6 @@ namespace client {
 ///
 /// @param folder  its status
 /// @param user    who puts files there
-std::string WhyNotTrusted(const struct stat& folder, uid_t user);
+[[nodiscard]] std::string WhyNotTrusted(const struct stat& folder, uid_t user);
 
 }  // namespace client
-
-#endif  // QOR_TRACE_FOLDERTRUST_H

@@ -1,6 +1,5 @@
 // Files that a person names as inputs.
-#ifndef QOR_TRACE_INPUTFILE_H
-#define QOR_TRACE_INPUTFILE_H
+#pragma once
 
 #include <string>
 
@@ -13,5 +12,3 @@ namespace client {
 void CheckInputFile(const std::string& path);
 
 }  // namespace client
-
-#endif  // QOR_TRACE_INPUTFILE_H

@@ -2,7 +2,6 @@
 
 #include <fcntl.h>
 #include <fmt/format.h>
-#include <sys/stat.h>
 
 #include <cerrno>
 #include <cstdio>
@@ -39,13 +38,6 @@ Failure PartExists(const std::string& name, const std::string& partName) {
 void RefuseIfLocked(const std::string& name) {
   const Descriptor file = OpenToLook(name);
   if (file.IsOpen() && IsLocked(file.Get())) throw InUse(name, file.Get());
-}
-
-bool IsSameFile(const std::string& name, int file) {
-  struct stat named {
-  }, opened{};
-  return lstat(name.c_str(), &named) == 0 && fstat(file, &opened) == 0 && named.st_dev == opened.st_dev &&
-         named.st_ino == opened.st_ino;
 }
 
 /// Where the file system can't rename without replacing, a second name does it.
@@ -85,7 +77,7 @@ std::string PartFile::WhyNot(const char* action, int error) const {
 
 std::string PartFile::Complete(Existing existing) {
   if (const int error = Synchronize(Part.Get()); error != 0) return WhyNot("complete", error);
-  if (!IsSameFile(TemporaryName, Part.Get()))
+  if (!IsNamed(TemporaryName, Part.Get()))
     return fmt::format("Cannot name \"{}\": somebody has removed or replaced \"{}\"", CompleteName, TemporaryName);
   const int renamed = existing == Existing::Kept ? RenameWithoutReplacing(TemporaryName, CompleteName)
                                                  : std::rename(TemporaryName.c_str(), CompleteName.c_str());
@@ -95,7 +87,7 @@ std::string PartFile::Complete(Existing existing) {
 }
 
 void PartFile::Discard() {
-  if (Part.IsOpen() && IsSameFile(TemporaryName, Part.Get())) std::remove(TemporaryName.c_str());
+  if (Part.IsOpen() && IsNamed(TemporaryName, Part.Get())) std::remove(TemporaryName.c_str());
   Part.Close();
 }
 

@@ -1,6 +1,5 @@
 // A file on its way: locked, and called NAME.part, until it is complete.
-#ifndef QOR_TRACE_PARTFILE_H
-#define QOR_TRACE_PARTFILE_H
+#pragma once
 
 #include <string>
 
@@ -32,19 +31,19 @@ class PartFile {
   PartFile& operator=(PartFile&&) = default;
 
   /// The part file's descriptor, open for writing; another one of the same file may write it instead.
-  int File() const { return Part.Get(); }
-  const std::string& Name() const { return CompleteName; }
-  const std::string& PartName() const { return TemporaryName; }
+  [[nodiscard]] int File() const { return Part.Get(); }
+  [[nodiscard]] const std::string& Name() const { return CompleteName; }
+  [[nodiscard]] const std::string& PartName() const { return TemporaryName; }
 
   /// Puts the file on the disk and gives it its name. The claim stays.
   /// @return empty, or the sentence that says why the file keeps its part name
-  std::string Complete(Existing existing = Existing::Replaced);
+  [[nodiscard]] std::string Complete(Existing existing = Existing::Replaced);
 
   /// Removes the part file, for one that holds nothing worth keeping. The claim goes with it.
   void Discard();
 
  private:
-  std::string WhyNot(const char* action, int error) const;
+  [[nodiscard]] std::string WhyNot(const char* action, int error) const;
 
   std::string CompleteName;
   std::string TemporaryName;
@@ -52,5 +51,3 @@ class PartFile {
 };
 
 }  // namespace client
-
-#endif  // QOR_TRACE_PARTFILE_H

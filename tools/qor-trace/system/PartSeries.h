@@ -1,6 +1,5 @@
 // The files NAME.asc, NAME_1.asc, NAME_2.asc, ... of one output.
-#ifndef QOR_TRACE_PARTSERIES_H
-#define QOR_TRACE_PARTSERIES_H
+#pragma once
 
 #include <optional>
 #include <string>
@@ -15,7 +14,7 @@ struct SeriesName {
   std::string Stem;
   std::string Ending;
 
-  std::string Of(unsigned long number) const;
+  [[nodiscard]] std::string Of(unsigned long number) const;
 };
 
 /// For a series whose files are claimed one by one: in the middle of it, it would be too late to find a later part file that
@@ -24,9 +23,9 @@ struct SeriesName {
 void RefuseLeftOver(const SeriesName& parts);
 
 /// Files of an earlier, longer series, which follow the first `count` ones without a gap.
-std::vector<std::string> OlderFiles(const SeriesName& names, unsigned long count);
+[[nodiscard]] std::vector<std::string> OlderFiles(const SeriesName& names, unsigned long count);
 /// A sentence about them; empty without any.
-std::string OlderFilesText(const std::vector<std::string>& files);
+[[nodiscard]] std::string OlderFilesText(const std::vector<std::string>& files);
 
 /// A series that is claimed as a whole: its first file stays locked until all are complete, and a file is claimed before
 /// the one in front of it gets its name.
@@ -42,15 +41,15 @@ class PartSeries {
   PartSeries(SeriesName names, SeriesName parts, Length length);
 
   /// The file on its way.
-  PartFile& Current() { return Later ? *Later : First; }
-  const PartFile& Current() const { return Later ? *Later : First; }
+  [[nodiscard]] PartFile& Current() { return Later ? *Later : First; }
+  [[nodiscard]] const PartFile& Current() const { return Later ? *Later : First; }
 
   /// Makes the part file of the next one.
   /// Failure: Failure as PartFile.
   void ClaimNext();
   /// Names the current file; the one that was claimed as the next is the current one then, also if that fails.
   /// @return as PartFile::Complete
-  std::string CompleteCurrent(Existing existing = Existing::Replaced);
+  [[nodiscard]] std::string CompleteCurrent(Existing existing = Existing::Replaced);
 
   /// Removes the part file of the next one, which nothing was written to.
   void DiscardNext();
@@ -58,9 +57,9 @@ class PartSeries {
   void Discard();
 
   /// Of the complete files.
-  const std::vector<std::string>& Names() const { return CompleteNames; }
+  [[nodiscard]] const std::vector<std::string>& Names() const { return CompleteNames; }
   /// Files of an earlier, longer series after the current one of this.
-  std::vector<std::string> OlderFiles() const { return client::OlderFiles(CompleteName, Number + 1); }
+  [[nodiscard]] std::vector<std::string> OlderFiles() const { return client::OlderFiles(CompleteName, Number + 1); }
 
  private:
   const SeriesName CompleteName;
@@ -73,5 +72,3 @@ class PartSeries {
 };
 
 }  // namespace client
-
-#endif  // QOR_TRACE_PARTSERIES_H

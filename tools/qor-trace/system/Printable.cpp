@@ -11,7 +11,7 @@ namespace {
 /// A character at the front of a text; none for bytes that are no UTF-8.
 struct Character {
   char32_t Code = 0;
-  std::size_t Length = 0;  // bytes
+  size_t Length = 0;  // bytes
 };
 
 struct Range {
@@ -27,7 +27,7 @@ Character FrontOf(std::string_view text) {
     char32_t Smallest;
   } forms[] = {{0x80, 0x00, 0x7F, 0}, {0xE0, 0xC0, 0x1F, 0x80}, {0xF0, 0xE0, 0x0F, 0x800}, {0xF8, 0xF0, 0x07, 0x10000}};
   const auto first = static_cast<unsigned char>(text.front());
-  std::size_t length = 1;
+  size_t length = 1;
   for (const auto& form : forms) {
     if ((first & form.Mask) != form.Lead) {
       ++length;
@@ -35,7 +35,7 @@ Character FrontOf(std::string_view text) {
     }
     if (text.size() < length) return {};
     auto code = static_cast<char32_t>(first & form.Bits);
-    for (std::size_t index = 1; index < length; ++index) {
+    for (size_t index = 1; index < length; ++index) {
       if (!IsContinuation(text[index])) return {};
       code = code << 6 | (static_cast<unsigned char>(text[index]) & 0x3F);
     }
@@ -47,14 +47,14 @@ Character FrontOf(std::string_view text) {
 }
 
 bool Steers(char32_t code) {
-  constexpr Range ranges[] = {
+  constexpr Range kRanges[] = {
       {0x00, 0x1F},      // C0
       {0x7F, 0x9F},      // DEL, C1
       {0x200E, 0x200F},  // marks of direction
       {0x2028, 0x202E},  // separators of lines, embeddings and overrides of direction
       {0x2066, 0x2069},  // isolates
   };
-  for (const Range& range : ranges)
+  for (const Range& range : kRanges)
     if (code >= range.First && code <= range.Last) return true;
   return false;
 }
@@ -74,7 +74,7 @@ std::string Printable(std::string_view text, std::string_view kept) {
   shown.reserve(text.size());
   while (!text.empty()) {
     const Character front = FrontOf(text);
-    const std::size_t length = front.Length == 0 ? 1 : front.Length;
+    const size_t length = front.Length == 0 ? 1 : front.Length;
     if (front.Length == 0)
       shown += fmt::format("\\x{:02x}", static_cast<unsigned char>(text.front()));
     else if (Steers(front.Code) && kept.find(text.substr(0, length)) == std::string_view::npos)

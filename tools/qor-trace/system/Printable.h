@@ -1,6 +1,5 @@
 // Text from elsewhere, made fit for a terminal.
-#ifndef QOR_TRACE_PRINTABLE_H
-#define QOR_TRACE_PRINTABLE_H
+#pragma once
 
 #include <string>
 #include <string_view>
@@ -11,8 +10,6 @@ namespace client {
 /// change the direction or the line, and bytes that are not UTF-8 are written as escapes; all else stays.
 ///
 /// @param kept  control characters that are meant
-std::string Printable(std::string_view text, std::string_view kept = "");
+[[nodiscard]] std::string Printable(std::string_view text, std::string_view kept = "");
 
 }  // namespace client
-
-#endif  // QOR_TRACE_PRINTABLE_H

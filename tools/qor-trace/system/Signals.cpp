@@ -9,8 +9,8 @@ namespace client {
 
 namespace {
 
-constexpr int WakeUp = SIGUSR1;  // of the signal thread, at the end
-constexpr std::chrono::seconds OneRequest{1};
+constexpr int kWakeUp = SIGUSR1;  // of the signal thread, at the end
+constexpr std::chrono::seconds kOneRequest{1};
 
 bool IsIgnored(int signal) {
   struct sigaction action {};
@@ -23,7 +23,7 @@ sigset_t WatchedSignals() {
   sigaddset(&set, SIGINT);
   sigaddset(&set, SIGTERM);
   if (!IsIgnored(SIGHUP)) sigaddset(&set, SIGHUP);
-  sigaddset(&set, WakeUp);
+  sigaddset(&set, kWakeUp);
   return set;
 }
 
@@ -47,10 +47,10 @@ Signals::Signals() {
 
 Signals::~Signals() {
   {
-    const std::lock_guard lock(Mutex);
+    const MutexLock lock(Guard);
     Ending = true;
   }
-  pthread_kill(Thread.native_handle(), WakeUp);
+  pthread_kill(Thread.native_handle(), kWakeUp);
   Thread.join();
 }
 
@@ -59,32 +59,39 @@ void Signals::Run() {
   for (;;) {
     int signal = 0;
     if (sigwait(&set, &signal) != 0) continue;
-    std::unique_lock lock(Mutex);
-    if (signal == WakeUp && Ending) return;
-    if (signal == WakeUp) continue;
-    const auto now = std::chrono::steady_clock::now();
-    if (!Requested) {
-      Requested = now;
-      Changed.notify_all();
-    } else if (now - *Requested > OneRequest) {
-      if (LastWish) LastWish();
-      EndBy(signal);
-    }
+    const MutexLock lock(Guard);
+    if (!Heed(signal)) return;
   }
 }
 
+/// False when the thread is to end.
+bool Signals::Heed(int signal) {
+  if (signal == kWakeUp) return !Ending;
+  const auto now = std::chrono::steady_clock::now();
+  if (!Requested) {
+    Requested = now;
+    Changed.NotifyAll();
+  } else if (now - *Requested > kOneRequest) {
+    if (LastWish) LastWish();
+    EndBy(signal);
+  }
+  return true;
+}
+
 bool Signals::StopRequested() const {
-  const std::lock_guard lock(Mutex);
+  const MutexLock lock(Guard);
   return Requested.has_value();
 }
 
 void Signals::Wait(std::chrono::milliseconds time) {
-  std::unique_lock lock(Mutex);
-  Changed.wait_for(lock, time, [this] { return Requested.has_value(); });
+  const auto end = std::chrono::steady_clock::now() + time;
+  const MutexLock lock(Guard);
+  while (!Requested && Changed.WaitUntil(Guard, end)) {
+  }
 }
 
 void Signals::SetLastWish(std::function<void()> wish) {
-  const std::lock_guard lock(Mutex);
+  const MutexLock lock(Guard);
   LastWish = std::move(wish);
 }
 

@@ -1,13 +1,12 @@
 // Ctrl-C, SIGTERM and a closed terminal: the first asks for a clean end, one that comes later ends at once.
-#ifndef QOR_TRACE_SIGNALS_H
-#define QOR_TRACE_SIGNALS_H
+#pragma once
 
 #include <chrono>
-#include <condition_variable>
 #include <functional>
-#include <mutex>
 #include <optional>
 #include <thread>
+
+#include "system/Mutex.h"
 
 namespace client {
 
@@ -22,7 +21,7 @@ class Signals {
   Signals(const Signals&) = delete;
   Signals& operator=(const Signals&) = delete;
 
-  bool StopRequested() const;
+  [[nodiscard]] bool StopRequested() const;
 
   /// Returns after `time`, or earlier when a stop is requested.
   void Wait(std::chrono::milliseconds time);
@@ -33,15 +32,14 @@ class Signals {
 
  private:
   void Run();
+  bool Heed(int signal) REQUIRES(Guard);
 
-  mutable std::mutex Mutex;  // nests in nothing
-  std::condition_variable Changed;
-  std::optional<std::chrono::steady_clock::time_point> Requested;
-  bool Ending = false;
-  std::function<void()> LastWish;
+  mutable Mutex Guard;  // nests in nothing
+  Condition Changed;
+  std::optional<std::chrono::steady_clock::time_point> Requested GUARDED_BY(Guard);
+  bool Ending GUARDED_BY(Guard) = false;
+  std::function<void()> LastWish GUARDED_BY(Guard);
   std::thread Thread;
 };
 
 }  // namespace client
-
-#endif  // QOR_TRACE_SIGNALS_H

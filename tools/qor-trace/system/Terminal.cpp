@@ -6,7 +6,6 @@
 
 #include <algorithm>
 #include <cerrno>
-#include <cstring>
 #include <nlohmann/json.hpp>
 #include <utility>
 
@@ -24,23 +23,21 @@ int WriteText(int file, std::string_view text) {
   return WriteAll(file, text.data(), text.size()) < text.size() ? errno : 0;
 }
 
-constexpr std::size_t NarrowestTerminal = 20;  // a smaller width is not believed
+constexpr size_t kNarrowestTerminal = 20;  // a smaller width is not believed
 
-std::optional<std::size_t> ColumnsOf(int file) {
+std::optional<size_t> ColumnsOf(int file) {
   winsize size{};
   if (ioctl(file, TIOCGWINSZ, &size) != 0 || size.ws_col == 0) return std::nullopt;
-  return std::max<std::size_t>(size.ws_col, NarrowestTerminal);
+  return std::max<size_t>(size.ws_col, kNarrowestTerminal);
 }
 
 }  // namespace
 
-std::string ErrnoText(int error) { return std::strerror(error); }
-
 bool StandardOutputIsTerminal() { return isatty(STDOUT_FILENO) == 1; }
 bool StandardErrorIsTerminal() { return isatty(STDERR_FILENO) == 1; }
 
-std::optional<std::size_t> ColumnsOfStandardOutput() { return ColumnsOf(STDOUT_FILENO); }
-std::optional<std::size_t> ColumnsOfStandardError() { return ColumnsOf(STDERR_FILENO); }
+std::optional<size_t> ColumnsOfStandardOutput() { return ColumnsOf(STDOUT_FILENO); }
+std::optional<size_t> ColumnsOfStandardError() { return ColumnsOf(STDERR_FILENO); }
 
 bool Print(std::string_view text) {
   const int error = WriteText(STDOUT_FILENO, text);
@@ -66,8 +63,8 @@ void SayError(std::string_view sentence) {
 
 namespace {
 
-constexpr std::chrono::milliseconds OverwritingInterval{200};
-constexpr std::chrono::seconds AppendingInterval{3};
+constexpr std::chrono::milliseconds kOverwritingInterval{200};
+constexpr std::chrono::seconds kAppendingInterval{3};
 
 }  // namespace
 
@@ -78,9 +75,9 @@ LiveLine::LiveLine(bool elsewhere)
       Next(std::chrono::steady_clock::now()) {
   // What is over at once needs no progress.
   if (Shown == Kind::Appended)
-    Next += AppendingInterval;
+    Next += kAppendingInterval;
   else
-    Next += OverwritingInterval;
+    Next += kOverwritingInterval;
 }
 
 bool LiveLine::IsDue() const { return Shown != Kind::None && std::chrono::steady_clock::now() >= Next; }
@@ -90,14 +87,14 @@ void LiveLine::Show(const std::string& text) {
   const auto now = std::chrono::steady_clock::now();
   if (Shown == Kind::Appended) {
     WriteText(STDERR_FILENO, text + "\n");
-    Next = now + AppendingInterval;
+    Next = now + kAppendingInterval;
     return;
   }
   // A line that wraps can't be overwritten; in the last column some terminals wrap already.
   const auto columns = ColumnsOfStandardError();
   WriteText(STDERR_FILENO, fmt::format("\r{}\033[K", columns ? CutLines(text, *columns - 1) : text));
   Dirty = true;
-  Next = now + OverwritingInterval;
+  Next = now + kOverwritingInterval;
 }
 
 void LiveLine::Clear() {
@@ -110,16 +107,19 @@ WaitingLine::WaitingLine(std::string phase, bool elsewhere)
 
 WaitingLine::~WaitingLine() {
   {
-    const std::lock_guard lock(Mutex);
+    const MutexLock lock(Guard);
     Over = true;
   }
-  Changed.notify_all();
+  Changed.NotifyAll();
   Thread.join();
 }
 
 void WaitingLine::Run() {
-  std::unique_lock lock(Mutex);
-  while (!Changed.wait_for(lock, OverwritingInterval, [this] { return Over; })) {
+  const MutexLock lock(Guard);
+  for (auto next = Begun + kOverwritingInterval; !Over; next += kOverwritingInterval) {
+    while (!Over && Changed.WaitUntil(Guard, next)) {
+    }
+    if (Over) return;
     const auto taken = std::chrono::steady_clock::now() - Begun;
     const auto seconds = std::chrono::duration_cast<std::chrono::seconds>(taken).count();
     if (Line.IsDue()) Line.Show(fmt::format("{}, {} s", Phase, seconds));

@@ -1,25 +1,24 @@
 // Standard output for results, standard error for talk.
-#ifndef QOR_TRACE_TERMINAL_H
-#define QOR_TRACE_TERMINAL_H
+#pragma once
 
 #include <chrono>
-#include <condition_variable>
 #include <cstddef>
-#include <mutex>
 #include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
 #include <string_view>
 #include <thread>
 
+#include "system/Mutex.h"
+
 namespace client {
 
-bool StandardOutputIsTerminal();
-bool StandardErrorIsTerminal();
+[[nodiscard]] bool StandardOutputIsTerminal();
+[[nodiscard]] bool StandardErrorIsTerminal();
 
 /// Characters that fit a line there; nothing unless it is a terminal that reports its width.
-std::optional<std::size_t> ColumnsOfStandardOutput();
-std::optional<std::size_t> ColumnsOfStandardError();
+[[nodiscard]] std::optional<size_t> ColumnsOfStandardOutput();
+[[nodiscard]] std::optional<size_t> ColumnsOfStandardError();
 
 /// Writes a result to standard output.
 ///
@@ -49,7 +48,7 @@ class LiveLine {
   LiveLine& operator=(const LiveLine&) = delete;
 
   /// Whether it is time for the next text.
-  bool IsDue() const;
+  [[nodiscard]] bool IsDue() const;
   void Show(const std::string& text);
   void Clear();
 
@@ -76,13 +75,11 @@ class WaitingLine {
 
   const std::string Phase;
   const std::chrono::steady_clock::time_point Begun = std::chrono::steady_clock::now();
-  LiveLine Line;     // of the thread
-  std::mutex Mutex;  // nests in nothing
-  std::condition_variable Changed;
-  bool Over = false;
+  LiveLine Line;  // of the thread
+  Mutex Guard;    // nests in nothing
+  Condition Changed;
+  bool Over GUARDED_BY(Guard) = false;
   std::thread Thread;
 };
 
 }  // namespace client
-
-#endif  // QOR_TRACE_TERMINAL_H

@@ -12,7 +12,7 @@ template <class Use>
 std::string ByLine(std::string_view text, Use use) {
   std::string result;
   while (!text.empty()) {
-    const std::size_t end = std::min(text.find('\n'), text.size());
+    const size_t end = std::min(text.find('\n'), text.size());
     use(result, text.substr(0, end));
     if (end < text.size()) result += '\n';
     text.remove_prefix(std::min(end + 1, text.size()));
@@ -21,21 +21,21 @@ std::string ByLine(std::string_view text, Use use) {
 }
 
 struct Layout {
-  std::size_t First;  // where the text that may be broken begins
-  std::size_t Rest;   // where further lines begin
+  size_t First;  // where the text that may be broken begins
+  size_t Rest;   // where further lines begin
 };
 
-Layout LayoutOf(std::string_view line, std::size_t columns) {
-  const std::size_t indent = std::min(line.find_first_not_of(' '), line.size());
-  const std::size_t gap = line.find("  ", indent);
-  const std::size_t second = gap == std::string_view::npos ? gap : line.find_first_not_of(' ', gap);
+Layout LayoutOf(std::string_view line, size_t columns) {
+  const size_t indent = std::min(line.find_first_not_of(' '), line.size());
+  const size_t gap = line.find("  ", indent);
+  const size_t second = gap == std::string_view::npos ? gap : line.find_first_not_of(' ', gap);
   if (second == std::string_view::npos) return {indent, indent + 2};
   return {second, second <= columns / 2 ? second : indent + 4};
 }
 
-void AppendWrapped(std::string& result, std::string_view line, std::size_t columns) {
+void AppendWrapped(std::string& result, std::string_view line, size_t columns) {
   const Layout layout = LayoutOf(line, columns);
-  std::size_t width = layout.First;
+  size_t width = layout.First;
   std::string_view head = line.substr(0, layout.First);
   std::string_view rest = line.substr(layout.First);
   const auto breakLine = [&] {
@@ -46,7 +46,7 @@ void AppendWrapped(std::string& result, std::string_view line, std::size_t colum
   result += head;
   if (layout.First > layout.Rest) breakLine();
   for (bool first = true; !rest.empty(); first = false) {
-    const std::size_t end = std::min(rest.find(' '), rest.size());
+    const size_t end = std::min(rest.find(' '), rest.size());
     const std::string_view word = rest.substr(0, end);
     if (!first && width + 1 + word.size() > columns)
       breakLine();
@@ -60,7 +60,7 @@ void AppendWrapped(std::string& result, std::string_view line, std::size_t colum
 
 }  // namespace
 
-std::string Wrapped(std::string_view text, std::size_t columns) {
+std::string Wrapped(std::string_view text, size_t columns) {
   return ByLine(text, [&](std::string& result, std::string_view line) {
     if (line.size() <= columns)
       result += line;
@@ -69,7 +69,7 @@ std::string Wrapped(std::string_view text, std::size_t columns) {
   });
 }
 
-std::string CutLines(std::string_view text, std::size_t columns) {
+std::string CutLines(std::string_view text, size_t columns) {
   return ByLine(text, [&](std::string& result, std::string_view line) {
     if (line.size() <= columns)
       result += line;
@@ -79,8 +79,8 @@ std::string CutLines(std::string_view text, std::size_t columns) {
 }
 
 std::string ExtensionOf(std::string_view path) {
-  const std::size_t name = path.rfind('/') + 1;  // 0 without a folder
-  const std::size_t dot = path.rfind('.');
+  const size_t name = path.rfind('/') + 1;  // 0 without a folder
+  const size_t dot = path.rfind('.');
   if (dot == std::string_view::npos || dot <= name) return "";
   std::string extension(path.substr(dot));
   for (char& c : extension) c = static_cast<char>(std::tolower(static_cast<unsigned char>(c)));

@@ -28,7 +28,7 @@ std::optional<unsigned long> TakeNumber(std::string_view& text) {
 std::optional<std::string_view> TakeFraction(std::string_view& text) {
   if (text.empty() || text.front() != '.') return std::string_view();
   text.remove_prefix(1);
-  std::size_t digits = 0;
+  size_t digits = 0;
   while (digits < text.size() && IsDigit(text[digits])) ++digits;
   if (digits == 0) return std::nullopt;
   const std::string_view fraction = text.substr(0, digits);
@@ -38,9 +38,9 @@ std::optional<std::string_view> TakeFraction(std::string_view& text) {
 
 /// Takes a unit of time from the front of `text`.
 std::optional<unsigned long> TakeUnit(std::string_view& text) {
-  constexpr std::pair<std::string_view, unsigned long> units[] = {
+  constexpr std::pair<std::string_view, unsigned long> kUnits[] = {
       {"ns", 1}, {"us", 1000}, {"ms", 1000000}, {"s", 1000000000}, {"m", 60000000000}, {"h", 3600000000000}};
-  for (const auto& [name, ns] : units) {
+  for (const auto& [name, ns] : kUnits) {
     if (!text.starts_with(name)) continue;
     text.remove_prefix(name.size());
     return ns;
@@ -58,7 +58,7 @@ std::optional<unsigned long> UnitOfSize(std::string_view text) {
   const std::string_view rest = std::string_view(unit).substr(1);
   if (!rest.empty() && rest != "B" && rest != "IB") return std::nullopt;
   unsigned long bytes = 1;
-  for (std::size_t step = 0; step <= power; ++step) bytes *= rest == "B" ? 1000 : 1024;
+  for (size_t step = 0; step <= power; ++step) bytes *= rest == "B" ? 1000 : 1024;
   return bytes;
 }
 
@@ -126,17 +126,17 @@ std::string FormatCount(unsigned long count, std::string_view one, std::string_v
 }
 
 std::string FormatSize(unsigned long bytes) {
-  constexpr std::string_view units = "KMGT";
+  constexpr std::string_view kUnits = "KMGT";
   unsigned long whole = bytes, rest = 0;  // rest: 1024ths
-  std::size_t unit = 0;
-  for (; unit < units.size() && whole >= 1024; ++unit) {
+  size_t unit = 0;
+  for (; unit < kUnits.size() && whole >= 1024; ++unit) {
     rest = whole % 1024;
     whole /= 1024;
   }
   if (unit == 0) return FormatCount(bytes, "byte", "bytes");
   const unsigned long tenths = rest * 10 / 1024;
   const std::string decimal = tenths == 0 ? "" : fmt::format(".{}", tenths);
-  return fmt::format("{}{}{}", whole, decimal, units[unit - 1]);
+  return fmt::format("{}{}{}", whole, decimal, kUnits[unit - 1]);
 }
 
 }  // namespace client

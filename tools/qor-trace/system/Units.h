@@ -1,6 +1,5 @@
 // Sizes, durations and times as people write and read them.
-#ifndef QOR_TRACE_UNITS_H
-#define QOR_TRACE_UNITS_H
+#pragma once
 
 #include <optional>
 #include <string>
@@ -11,28 +10,26 @@ namespace client {
 /// "500M" -> 524288000. Digits, then nothing or a unit in large or small letters: K, M, G, T and KiB, MiB, GiB, TiB are powers
 /// of 1024; KB, MB, GB, TB powers of 1000; B is a byte.
 /// @return bytes, or nothing for another text or more than 64 bits
-std::optional<unsigned long> ParseSize(std::string_view text);
+[[nodiscard]] std::optional<unsigned long> ParseSize(std::string_view text);
 
 /// 524288000 -> "500M", 1536 -> "1.5K": with the units that ParseSize takes, at most one decimal, which is rounded down.
-std::string FormatSize(unsigned long bytes);
+[[nodiscard]] std::string FormatSize(unsigned long bytes);
 
 /// "90s", "1h30m", "0.5s" -> ns. Numbers, each with its unit: ns, us, ms, s, m or h. A fraction is cut at 1 ns.
 /// @return ns, or nothing for another text or more than 64 bits
-std::optional<unsigned long> ParseDuration(std::string_view text);
+[[nodiscard]] std::optional<unsigned long> ParseDuration(std::string_view text);
 
 /// "2026-11-21T14:30:00" (local time), "2026-11-21T14:30:00.25Z" (UTC) -> ns since 1970. A fraction is cut at 1 ns.
 /// @return ns, or nothing for another text or a time before 1970
-std::optional<unsigned long> ParseWallClock(const std::string& text);
+[[nodiscard]] std::optional<unsigned long> ParseWallClock(const std::string& text);
 
 /// 1500000 -> "0.001500000"
-std::string FormatSeconds(unsigned long ns);
+[[nodiscard]] std::string FormatSeconds(unsigned long ns);
 
 /// "0:05.2", "12:34.5", "1:02:03.4": hours only where there are some.
-std::string FormatElapsed(unsigned long ns);
+[[nodiscard]] std::string FormatElapsed(unsigned long ns);
 
 /// "1 entry", "2 entries": the count, and the word that goes with it.
-std::string FormatCount(unsigned long count, std::string_view one, std::string_view many);
+[[nodiscard]] std::string FormatCount(unsigned long count, std::string_view one, std::string_view many);
 
 }  // namespace client
-
-#endif  // QOR_TRACE_UNITS_H
