@@ -93,7 +93,7 @@ TEST(Reorder, AnyOrderWithinASecondComesOutSortedAndWhole) {
 TEST(Reorder, HoldsNoMoreThanItsLimit) {
   Sink sink;
   const Bytes record = EntryAt(0);
-  Reorder order(sink, Reorder::UsualWindow, 10 * record.size());
+  Reorder order(sink, Reorder::kUsualWindow, 10 * record.size());
   for (unsigned long time = 0; time < 100; ++time) Put(order, EntryAt(time));
   EXPECT_EQ(sink.Records.size(), 90u);
   Put(order, EntryAt(50));
@@ -124,7 +124,7 @@ TEST(Reorder, EntryFarInTheFutureDoesNotHoldUpTheOthers) {
 TEST(Reorder, SilenceOfASecondHandsEverythingOver) {
   Sink sink;
   std::chrono::steady_clock::time_point now;
-  Reorder order(sink, Reorder::UsualWindow, Reorder::UsualLimit, [&] { return now; });
+  Reorder order(sink, Reorder::kUsualWindow, Reorder::kUsualLimit, [&] { return now; });
   Put(order, EntryAt(1));
   order.Pause();
   now += std::chrono::milliseconds(999);

@@ -19,7 +19,7 @@ void TakeChannels(const Recorder& recorder, const ChannelNumbers& numbers, Summa
   summary.SetUnread(recorder.Unread());
 }
 
-unsigned long OrderingWindow(std::size_t sources) { return sources > 1 ? Reorder::UsualWindow : 0; }
+unsigned long OrderingWindow(size_t sources) { return sources > 1 ? Reorder::kUsualWindow : 0; }
 
 namespace {
 

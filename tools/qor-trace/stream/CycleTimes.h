@@ -1,6 +1,5 @@
 // The time between the entries of a message.
-#ifndef QOR_TRACE_CYCLETIMES_H
-#define QOR_TRACE_CYCLETIMES_H
+#pragma once
 
 #include <map>
 #include <optional>
@@ -15,7 +14,7 @@ namespace client {
 class CycleTimes {
  public:
   /// @return  ns since the entry of the same message before this one, wrapped if that was later; 0 without one
-  unsigned long Next(const RecordView& record);
+  [[nodiscard]] unsigned long Next(const RecordView& record);
 
  private:
   using Key = std::tuple<unsigned int, unsigned char, unsigned int>;  // channel, bus, key of the message
@@ -24,5 +23,3 @@ class CycleTimes {
 };
 
 }  // namespace client
-
-#endif  // QOR_TRACE_CYCLETIMES_H

@@ -1,6 +1,5 @@
 // Ends a stream after some trace time.
-#ifndef QOR_TRACE_DURATIONLIMIT_H
-#define QOR_TRACE_DURATIONLIMIT_H
+#pragma once
 
 #include <optional>
 
@@ -15,7 +14,7 @@ class DurationLimit : public RecordSink {
   /// @param duration  ns; nothing: no limit
   DurationLimit(RecordSink& next, std::optional<unsigned long> duration) : Next(next), Duration(duration) {}
 
-  bool Take(const RecordView& record) override {
+  [[nodiscard]] bool Take(const RecordView& record) override {
     const unsigned long time = record.Timestamp();
     if (!Begin) Begin = time;
     if (Duration && time > *Begin && time - *Begin > *Duration) return false;
@@ -30,5 +29,3 @@ class DurationLimit : public RecordSink {
 };
 
 }  // namespace client
-
-#endif  // QOR_TRACE_DURATIONLIMIT_H

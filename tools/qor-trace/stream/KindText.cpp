@@ -39,7 +39,7 @@ static_assert(std::size(kTexts) == kRecordKindCount);
 
 }  // namespace
 
-const KindText& TextOf(RecordKind kind) { return kTexts[static_cast<std::size_t>(kind)]; }
+const KindText& TextOf(RecordKind kind) { return kTexts[static_cast<size_t>(kind)]; }
 
 const char* BusName(unsigned char busType) {
   switch (busType) {

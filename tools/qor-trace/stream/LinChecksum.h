@@ -1,6 +1,5 @@
 // What a LIN frame adds to its identifier and data.
-#ifndef QOR_TRACE_LINCHECKSUM_H
-#define QOR_TRACE_LINCHECKSUM_H
+#pragma once
 
 #include <span>
 
@@ -13,14 +12,12 @@ enum class LinChecksumModel {
 };
 
 /// The identifier, of which bits 0 to 5 count, with its parity bits.
-unsigned char LinProtectedIdentifier(unsigned int identifier);
+[[nodiscard]] unsigned char LinProtectedIdentifier(unsigned int identifier);
 
 /// A record doesn't say which checksum its bus uses: it is the one that fits, if one does.
 /// @param protectedIdentifier  as on the bus
 /// @param data                 without the checksum
-LinChecksumModel LinChecksumModelOf(unsigned char checksum, unsigned char protectedIdentifier,
-                                    std::span<const unsigned char> data);
+[[nodiscard]] LinChecksumModel LinChecksumModelOf(unsigned char checksum, unsigned char protectedIdentifier,
+                                                  std::span<const unsigned char> data);
 
 }  // namespace client
-
-#endif  // QOR_TRACE_LINCHECKSUM_H

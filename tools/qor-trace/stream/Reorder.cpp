@@ -8,7 +8,7 @@ namespace client {
 
 namespace {
 
-constexpr std::size_t BlockSize = 256u << 10;  // bytes; a block with a longer record is as long as that
+constexpr size_t kBlockSize = 256u << 10;  // bytes; a block with a longer record is as long as that
 
 }  // namespace
 
@@ -32,9 +32,9 @@ bool Reorder::PassLate(const RecordView& record) {
 
 /// Makes sure that the last block has room for a record of this length.
 void Reorder::MakeRoomFor(unsigned int length) {
-  if (!Blocks.empty() && Blocks.back().Bytes.size() + length <= BlockSize) return;
+  if (!Blocks.empty() && Blocks.back().Bytes.size() + length <= kBlockSize) return;
   Blocks.emplace_back();
-  Blocks.back().Bytes.reserve(std::max<std::size_t>(BlockSize, length));
+  Blocks.back().Bytes.reserve(std::max<size_t>(kBlockSize, length));
 }
 
 /// Frees the bytes of a record. The last block is kept for further ones.
@@ -92,7 +92,7 @@ bool Reorder::HandOverOldest() {
 void Reorder::Pause() {
   if (std::exchange(TakenSincePause, false))
     LastTaken = Now();
-  else if (Now() - LastTaken >= LongestSilence)
+  else if (Now() - LastTaken >= kLongestSilence)
     Finish();
   Next.Pause();
 }

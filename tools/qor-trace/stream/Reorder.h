@@ -1,6 +1,5 @@
 // Puts entries that come a little out of order in the order of their times.
-#ifndef QOR_TRACE_REORDER_H
-#define QOR_TRACE_REORDER_H
+#pragma once
 
 #include <chrono>
 #include <cstddef>
@@ -35,27 +34,27 @@ class Reorder : public RecordSink {
  public:
   using Clock = std::function<std::chrono::steady_clock::time_point()>;
 
-  static constexpr unsigned long UsualWindow = 1000000000;  // ns of trace time
-  static constexpr std::size_t UsualLimit = 64u << 20;      // bytes
-  static constexpr std::chrono::seconds LongestSilence{1};  // until a pause hands everything over
+  static constexpr unsigned long kUsualWindow = 1000000000;  // ns of trace time
+  static constexpr size_t kUsualLimit = 64u << 20;           // bytes
+  static constexpr std::chrono::seconds kLongestSilence{1};  // until a pause hands everything over
 
   /// @param next    outlives this
   /// @param window  ns of trace time; 0 hands everything over at once, and only counts
   /// @param limit   bytes of entries held
-  explicit Reorder(RecordSink& next, unsigned long window = UsualWindow, std::size_t limit = UsualLimit,
+  explicit Reorder(RecordSink& next, unsigned long window = kUsualWindow, size_t limit = kUsualLimit,
                    Clock now = std::chrono::steady_clock::now)
       : Next(next), Window(window), Limit(limit), Now(std::move(now)) {}
 
   /// False once the next sink has declined an entry, which ends the stream. What is held goes on with Finish all the same:
   /// some of several outputs may still take it.
-  bool Take(const RecordView& record) override;
+  [[nodiscard]] bool Take(const RecordView& record) override;
   void Pause() override;
 
   /// Hands over what is held. Nothing is taken afterwards.
   void Finish();
 
   /// By channel; only those that have any.
-  const std::map<unsigned int, LateEntries>& Late() const { return LateByChannel; }
+  [[nodiscard]] const std::map<unsigned int, LateEntries>& Late() const { return LateByChannel; }
 
  private:
   /// Records back to back; freed when all of them have been handed over.
@@ -77,19 +76,19 @@ class Reorder : public RecordSink {
   void MakeRoomFor(unsigned int length);
   void Free(const Held& held);
   void Hold(const RecordView& record);
-  bool HandOverDue();
+  [[nodiscard]] bool HandOverDue();
   bool HandOverOldest();
-  bool OldestIsStraggler() const;
-  bool PassLate(const RecordView& record);
+  [[nodiscard]] bool OldestIsStraggler() const;
+  [[nodiscard]] bool PassLate(const RecordView& record);
 
   RecordSink& Next;
   const unsigned long Window;
-  const std::size_t Limit;
+  const size_t Limit;
   const Clock Now;
   std::deque<Held> InOrder;                                                     // oldest first; nearly all of them
   std::priority_queue<Held, std::vector<Held>, std::greater<Held>> Stragglers;  // each came after a newer one
   std::list<Block> Blocks;                                                      // the last one is being filled
-  std::size_t HeldBytes = 0;
+  size_t HeldBytes = 0;
   unsigned long Newest = 0;      // ns; of all that came
   unsigned long HandedOver = 0;  // ns; of the newest that was handed over
   unsigned long Taken = 0;       // entries
@@ -100,5 +99,3 @@ class Reorder : public RecordSink {
 };
 
 }  // namespace client
-
-#endif  // QOR_TRACE_REORDER_H

@@ -1,6 +1,5 @@
 // One stream of entries for two sinks.
-#ifndef QOR_TRACE_TEE_H
-#define QOR_TRACE_TEE_H
+#pragma once
 
 #include "stream/RecordSink.h"
 
@@ -11,7 +10,7 @@ class Tee : public RecordSink {
  public:
   Tee(RecordSink& first, RecordSink& second) : First(first), Second(second) {}
 
-  bool Take(const RecordView& record) override { return First.Take(record) && Second.Take(record); }
+  [[nodiscard]] bool Take(const RecordView& record) override { return First.Take(record) && Second.Take(record); }
   void Pause() override {
     First.Pause();
     Second.Pause();
@@ -23,5 +22,3 @@ class Tee : public RecordSink {
 };
 
 }  // namespace client
-
-#endif  // QOR_TRACE_TEE_H

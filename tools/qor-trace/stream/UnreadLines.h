@@ -1,6 +1,5 @@
 // Lines of a text recording that could not be read and were left out.
-#ifndef QOR_TRACE_UNREADLINES_H
-#define QOR_TRACE_UNREADLINES_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -19,5 +18,3 @@ struct UnreadLines {
 };
 
 }  // namespace client
-
-#endif  // QOR_TRACE_UNREADLINES_H
