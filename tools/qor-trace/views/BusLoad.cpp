@@ -13,28 +13,28 @@ namespace client {
 
 namespace {
 
-constexpr unsigned int LinHeaderBits = 14 + 10 + 10;  // break with its delimiter, sync byte, identifier byte
-constexpr unsigned int LinByteBits = 10;
-constexpr unsigned int LinWakeUpBits = 5;            // the shortest, of 250 us
-constexpr unsigned int FlexRayEdgeBits = 9 + 1 + 2;  // transmission start, frame start and frame end sequence
-constexpr unsigned int FlexRayByteBits = 10;
-constexpr unsigned int FlexRayFixedBytes = 5 + 3;       // header, frame CRC
-constexpr unsigned int EthernetEdgeBytes = 8 + 4 + 12;  // preamble, CRC, gap
-constexpr unsigned int EthernetSmallestFrame = 60;
+constexpr unsigned int kLinHeaderBits = 14 + 10 + 10;  // break with its delimiter, sync byte, identifier byte
+constexpr unsigned int kLinByteBits = 10;
+constexpr unsigned int kLinWakeUpBits = 5;            // the shortest, of 250 us
+constexpr unsigned int kFlexRayEdgeBits = 9 + 1 + 2;  // transmission start, frame start and frame end sequence
+constexpr unsigned int kFlexRayByteBits = 10;
+constexpr unsigned int kFlexRayFixedBytes = 5 + 3;       // header, frame CRC
+constexpr unsigned int kEthernetEdgeBytes = 8 + 4 + 12;  // preamble, CRC, gap
+constexpr unsigned int kEthernetSmallestFrame = 60;
 
 unsigned int LinBits(const LinView& lin) {
   switch (lin.Kind()) {
     case RecordKind::LinEvent:
       return 0;
     case RecordKind::LinWakeUp:
-      return LinWakeUpBits;
+      return kLinWakeUpBits;
     default:
-      return LinHeaderBits + LinByteBits * std::min<unsigned int>(lin.DataLength, LinView::kMostDataBytes + 1);
+      return kLinHeaderBits + kLinByteBits * std::min<unsigned int>(lin.DataLength, LinView::kMostDataBytes + 1);
   }
 }
 
 /// Of a channel code; both channels are two lanes.
-bool IsOnLane(const FlexRayView& flexRay, std::size_t lane) { return flexRay.Channel == lane || flexRay.Channel == 2; }
+bool IsOnLane(const FlexRayView& flexRay, size_t lane) { return flexRay.Channel == lane || flexRay.Channel == 2; }
 
 }  // namespace
 
@@ -42,7 +42,7 @@ std::optional<unsigned long> ParseBitRate(std::string_view text) {
   double number = 0;
   const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), number, std::chars_format::fixed);
   if (error != std::errc() || text.front() == '-') return std::nullopt;
-  const std::string_view unit(end, static_cast<std::size_t>(text.data() + text.size() - end));
+  const std::string_view unit(end, static_cast<size_t>(text.data() + text.size() - end));
   for (const auto& [name, factor] : {std::pair<std::string_view, double>{"", 1}, {"k", 1e3}, {"M", 1e6}, {"G", 1e9}}) {
     if (unit != name) continue;
     const double rate = std::round(number * factor);
@@ -59,11 +59,9 @@ std::string FormatBitRate(unsigned long bitRate) {
   return fmt::format("{}", bitRate);
 }
 
-std::size_t LaneCount(unsigned char busType) {
-  return busType == BusType_FlexRay || busType == BusType_Ethernet ? 2 : 1;
-}
+size_t LaneCount(unsigned char busType) { return busType == BusType_FlexRay || busType == BusType_Ethernet ? 2 : 1; }
 
-const char* LaneName(unsigned char busType, std::size_t lane) {
+const char* LaneName(unsigned char busType, size_t lane) {
   if (busType == BusType_FlexRay) return lane == 0 ? "A" : "B";
   if (busType == BusType_Ethernet) return lane == 0 ? "Rx" : "Tx";
   return "bus";
@@ -90,29 +88,29 @@ void BusLoad::AddCan(const CanView& can, const BitRates& rates) {
 }
 
 void BusLoad::AddLin(const LinView& lin) {
-  AddTime(0, LinBits(lin), lin.BitTime == 0 ? static_cast<double>(LinBitRate) : 8e9 / lin.BitTime);
+  AddTime(0, LinBits(lin), lin.BitTime == 0 ? static_cast<double>(kLinBitRate) : 8e9 / lin.BitTime);
 }
 
 void BusLoad::AddFlexRay(const FlexRayView& flexRay) {
   if (!flexRay.IsFrame()) return;
-  const unsigned int bits = FlexRayEdgeBits + FlexRayByteBits * (FlexRayFixedBytes + flexRay.PayloadBytes());
-  for (std::size_t lane = 0; lane < MostLanes; ++lane)
-    if (IsOnLane(flexRay, lane)) AddTime(lane, bits, static_cast<double>(FlexRayBitRate));
+  const unsigned int bits = kFlexRayEdgeBits + kFlexRayByteBits * (kFlexRayFixedBytes + flexRay.PayloadBytes());
+  for (size_t lane = 0; lane < kMostLanes; ++lane)
+    if (IsOnLane(flexRay, lane)) AddTime(lane, bits, static_cast<double>(kFlexRayBitRate));
 }
 
 void BusLoad::AddEthernet(const EthernetView& ethernet, const BitRates& rates) {
   if (!IsFrame(ethernet.Kind())) return;
-  const unsigned int bytes = EthernetEdgeBytes + std::max<unsigned int>(ethernet.FrameLength, EthernetSmallestFrame);
+  const unsigned int bytes = kEthernetEdgeBytes + std::max<unsigned int>(ethernet.FrameLength, kEthernetSmallestFrame);
   AddTime(ethernet.Has(QOR_TRACE_ETHERNET_TRANSMITTED) ? 1 : 0, 8 * bytes, static_cast<double>(rates.Ethernet));
 }
 
-void BusLoad::AddTime(std::size_t lane, double bits, double bitRate) {
+void BusLoad::AddTime(size_t lane, double bits, double bitRate) {
   if (bits <= 0) return;
   Lanes[lane].Time += bits * 1e9 / bitRate;
   ++Lanes[lane].Frames;
 }
 
-std::optional<double> BusLoad::Percent(std::size_t lane, unsigned long span) const {
+std::optional<double> BusLoad::Percent(size_t lane, unsigned long span) const {
   const Busy& busy = Lanes[lane];
   if (span == 0) return std::nullopt;
   if (busy.Frames == 0) return 0;

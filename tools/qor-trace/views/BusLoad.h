@@ -1,6 +1,5 @@
 // How busy a bus was.
-#ifndef QOR_TRACE_BUSLOAD_H
-#define QOR_TRACE_BUSLOAD_H
+#pragma once
 
 #include <array>
 #include <cstddef>
@@ -12,8 +11,8 @@
 
 namespace client {
 
-constexpr unsigned long LinBitRate = 19200;
-constexpr unsigned long FlexRayBitRate = 10000000;
+inline constexpr unsigned long kLinBitRate = 19200;
+inline constexpr unsigned long kFlexRayBitRate = 10000000;
 
 /// Bit rates that records don't contain, bit/s. LIN records contain theirs; FlexRay has only one.
 struct BitRates {
@@ -24,17 +23,17 @@ struct BitRates {
 
 /// "500k" -> 500000. Digits, perhaps a fraction, then nothing or one of k, M, G (powers of 1000).
 /// @return bit/s, at least 1; nothing for another text or more than 64 bits
-std::optional<unsigned long> ParseBitRate(std::string_view text);
+[[nodiscard]] std::optional<unsigned long> ParseBitRate(std::string_view text);
 
 /// 500000 -> "500k", 19200 -> "19.2k"
-std::string FormatBitRate(unsigned long bitRate);
+[[nodiscard]] std::string FormatBitRate(unsigned long bitRate);
 
 /// What can be busy by itself: each of the two channels of FlexRay, each direction of Ethernet.
-constexpr std::size_t MostLanes = 2;
+inline constexpr size_t kMostLanes = 2;
 
-std::size_t LaneCount(unsigned char busType);
+[[nodiscard]] size_t LaneCount(unsigned char busType);
 /// "A", "B", "Rx", "Tx", or "bus" for the only one of a bus.
-const char* LaneName(unsigned char busType, std::size_t lane);
+[[nodiscard]] const char* LaneName(unsigned char busType, size_t lane);
 
 /// Adds up how long the frames of one channel took on their bus, from the start of each to where the next could begin.
 ///
@@ -46,22 +45,20 @@ class BusLoad {
 
   /// @param span  ns, from the start of the first frame to that of the last one
   /// @return      percent; nothing without a frame or for one at a single moment. More than 100 when the bit rate is wrong.
-  std::optional<double> Percent(std::size_t lane, unsigned long span) const;
+  [[nodiscard]] std::optional<double> Percent(size_t lane, unsigned long span) const;
 
  private:
   void AddCan(const CanView& can, const BitRates& rates);
   void AddLin(const LinView& lin);
   void AddFlexRay(const FlexRayView& flexRay);
   void AddEthernet(const EthernetView& ethernet, const BitRates& rates);
-  void AddTime(std::size_t lane, double bits, double bitRate);
+  void AddTime(size_t lane, double bits, double bitRate);
 
   struct Busy {
     double Time = 0;  // ns
     unsigned long Frames = 0;
   };
-  std::array<Busy, MostLanes> Lanes;
+  std::array<Busy, kMostLanes> Lanes;
 };
 
 }  // namespace client
-
-#endif  // QOR_TRACE_BUSLOAD_H

@@ -4,11 +4,11 @@ namespace client {
 
 namespace {
 
-constexpr unsigned int ErrorFrameBits = 6 + 8 + 3;         // flag, delimiter, intermission
-constexpr unsigned int ClassicTailBits = 1 + 2 + 7 + 3;    // CRC delimiter, acknowledge, end of frame, intermission
-constexpr unsigned int FdTailBits = 2 + 7 + 3;             // the same without the CRC delimiter
-constexpr unsigned int FdShortCheckBits = 4 + 17 + 6 + 1;  // stuff count, CRC, fixed stuff bits, CRC delimiter
-constexpr unsigned int FdLongCheckBits = 4 + 21 + 7 + 1;   // the same of more than 16 data bytes
+constexpr unsigned int kErrorFrameBits = 6 + 8 + 3;         // flag, delimiter, intermission
+constexpr unsigned int kClassicTailBits = 1 + 2 + 7 + 3;    // CRC delimiter, acknowledge, end of frame, intermission
+constexpr unsigned int kFdTailBits = 2 + 7 + 3;             // the same without the CRC delimiter
+constexpr unsigned int kFdShortCheckBits = 4 + 17 + 6 + 1;  // stuff count, CRC, fixed stuff bits, CRC delimiter
+constexpr unsigned int kFdLongCheckBits = 4 + 21 + 7 + 1;   // the same of more than 16 data bytes
 
 /// Bits as they are sent: after five equal ones comes a stuff bit, which counts among the next five.
 class StuffedBits {
@@ -68,7 +68,7 @@ CanBits ClassicBits(const CanView& can) {
   bits.Put(can.Dlc, 4);
   bits.PutData(can);
   bits.Put(bits.Crc(), 15);
-  return {bits.CountToTheEnd() + ClassicTailBits, 0};
+  return {bits.CountToTheEnd() + kClassicTailBits, 0};
 }
 
 CanBits FdBits(const CanView& can) {
@@ -81,9 +81,9 @@ CanBits FdBits(const CanView& can) {
   bits.Put(can.Has(QOR_TRACE_CAN_ESI) ? 1 : 0, 1);
   bits.Put(can.Dlc, 4);
   bits.PutData(can);
-  const unsigned int body = bits.Count() - head + (can.DataLength > 16 ? FdLongCheckBits : FdShortCheckBits);
-  if (switched) return {head + FdTailBits, body};
-  return {head + body + FdTailBits, 0};
+  const unsigned int body = bits.Count() - head + (can.DataLength > 16 ? kFdLongCheckBits : kFdShortCheckBits);
+  if (switched) return {head + kFdTailBits, body};
+  return {head + body + kFdTailBits, 0};
 }
 
 }  // namespace
@@ -95,7 +95,7 @@ CanBits CanBitsOf(const CanView& can) {
     case RecordKind::CanFdFrame:
       return FdBits(can);
     case RecordKind::CanErrorFrame:
-      return {ErrorFrameBits, 0};
+      return {kErrorFrameBits, 0};
     default:
       return {};
   }

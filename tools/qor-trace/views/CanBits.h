@@ -1,6 +1,5 @@
 // How long a CAN frame is on its bus.
-#ifndef QOR_TRACE_CANBITS_H
-#define QOR_TRACE_CANBITS_H
+#pragma once
 
 #include "record/RecordView.h"
 
@@ -15,8 +14,6 @@ struct CanBits {
 /// The bits of a frame from its start to the end of the intermission after it, stuff bits included. Stuff bits are
 /// counted exactly for identifier, data and CRC. An error frame counts as the 17 bits that it takes at least, an event
 /// as none. Data bytes that the record announces and doesn't hold are left out.
-CanBits CanBitsOf(const CanView& can);
+[[nodiscard]] CanBits CanBitsOf(const CanView& can);
 
 }  // namespace client
-
-#endif  // QOR_TRACE_CANBITS_H

@@ -20,8 +20,8 @@ CycleFilter CycleFilterOf(unsigned long cycles) {
 }
 
 const char* FlexRayChannels(unsigned char code) {
-  constexpr const char* names[] = {"A", "B", "AB"};
-  return code < std::size(names) ? names[code] : "-";
+  constexpr const char* kNames[] = {"A", "B", "AB"};
+  return code < std::size(kNames) ? kNames[code] : "-";
 }
 
 namespace {

@@ -1,6 +1,5 @@
 // A message in the list, and what each bus shows of its messages.
-#ifndef QOR_TRACE_MESSAGEROW_H
-#define QOR_TRACE_MESSAGEROW_H
+#pragma once
 
 #include <nlohmann/json_fwd.hpp>
 #include <optional>
@@ -22,7 +21,7 @@ struct MessageRow {
   std::vector<unsigned char> Newest;
 
   /// The newest entry; only of a row that has taken one.
-  RecordView Record() const { return {Newest.data(), static_cast<unsigned int>(Newest.size())}; }
+  [[nodiscard]] RecordView Record() const { return {Newest.data(), static_cast<unsigned int>(Newest.size())}; }
 };
 
 /// What is particular to the messages of one bus.
@@ -31,31 +30,31 @@ class BusRows {
   virtual ~BusRows() = default;
 
   /// Distinguishes the messages of a channel and kind; rows are sorted by it.
-  virtual std::string KeyOf(const RecordView& record) const = 0;
+  [[nodiscard]] virtual std::string KeyOf(const RecordView& record) const = 0;
 
   /// Columns that name a message, and columns with details of its newest entry; with the cells of each.
-  virtual std::vector<Column> NameColumns() const = 0;
-  virtual std::vector<std::string> NameCells(const MessageRow& row) const = 0;
-  virtual std::vector<Column> MoreColumns() const = 0;
-  virtual std::vector<std::string> MoreCells(const MessageRow& row) const = 0;
+  [[nodiscard]] virtual std::vector<Column> NameColumns() const = 0;
+  [[nodiscard]] virtual std::vector<std::string> NameCells(const MessageRow& row) const = 0;
+  [[nodiscard]] virtual std::vector<Column> MoreColumns() const = 0;
+  [[nodiscard]] virtual std::vector<std::string> MoreCells(const MessageRow& row) const = 0;
 
   /// Adds what the columns show.
   virtual void AddJson(const MessageRow& row, nlohmann::json& json) const = 0;
 
   /// Data of the newest entry.
-  virtual std::span<const unsigned char> Data(const MessageRow& row) const = 0;
+  [[nodiscard]] virtual std::span<const unsigned char> Data(const MessageRow& row) const = 0;
 };
 
-const BusRows& CanRows();
-const BusRows& LinRows();
-const BusRows& FlexRayRows();
-const BusRows& EthernetRows();
+[[nodiscard]] const BusRows& CanRows();
+[[nodiscard]] const BusRows& LinRows();
+[[nodiscard]] const BusRows& FlexRayRows();
+[[nodiscard]] const BusRows& EthernetRows();
 
 /// Null for an unknown bus.
-const BusRows* RowsOf(unsigned char busType);
+[[nodiscard]] const BusRows* RowsOf(unsigned char busType);
 
 /// A number as bytes whose order is that of the numbers.
-std::string KeyOfNumber(unsigned int number);
+[[nodiscard]] std::string KeyOfNumber(unsigned int number);
 
 /// FlexRay cycles in which a message comes: those that leave `Base` when divided by `Repetition`, which is a power of two
 /// up to 64, the greatest that fits.
@@ -65,11 +64,9 @@ struct CycleFilter {
 };
 
 /// @param cycles  bit n for cycle n; not 0
-CycleFilter CycleFilterOf(unsigned long cycles);
+[[nodiscard]] CycleFilter CycleFilterOf(unsigned long cycles);
 
 /// "B", "AB": how a FlexRay channel code reads; "-" for others.
-const char* FlexRayChannels(unsigned char code);
+[[nodiscard]] const char* FlexRayChannels(unsigned char code);
 
 }  // namespace client
-
-#endif  // QOR_TRACE_MESSAGEROW_H

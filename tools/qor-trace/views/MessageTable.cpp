@@ -13,7 +13,7 @@ namespace client {
 
 namespace {
 
-constexpr std::size_t MostDataShown = 16;  // bytes of a row for people
+constexpr size_t kMostDataShown = 16;  // bytes of a row for people
 
 const char* DirectionOf(const MessageRow& row) { return row.Record().IsTransmitted() ? "Tx" : "Rx"; }
 
@@ -23,7 +23,7 @@ std::string CycleText(unsigned long ns, unsigned long count) {
 }
 
 std::string DataText(std::span<const unsigned char> data) {
-  const auto shown = data.first(std::min(data.size(), MostDataShown));
+  const auto shown = data.first(std::min(data.size(), kMostDataShown));
   return fmt::format("{:02x}{}", fmt::join(shown, " "), shown.size() < data.size() ? " ..." : "");
 }
 

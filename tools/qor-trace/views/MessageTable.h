@@ -1,6 +1,5 @@
 // One row for each message of each channel.
-#ifndef QOR_TRACE_MESSAGETABLE_H
-#define QOR_TRACE_MESSAGETABLE_H
+#pragma once
 
 #include <map>
 #include <nlohmann/json_fwd.hpp>
@@ -16,22 +15,22 @@ namespace client {
 /// different kinds, such as frames and error frames, are different messages. Malformed entries have no row.
 class MessageTable : public RecordSink {
  public:
-  bool Take(const RecordView& record) override;
+  [[nodiscard]] bool Take(const RecordView& record) override;
 
   /// Replaces the newest entry of a message by a row of the monitor's list. Its cycle time is not taken: the list
   /// compares the newest entries of two polls, which are further apart when a message comes more than once in a poll.
   void SetNewest(const RecordView& record);
 
   /// For people: a heading for each bus, one line per row, long data cut short. Without any row, the CAN heading alone.
-  std::string Text() const;
+  [[nodiscard]] std::string Text() const;
   /// An array with one object per row.
-  nlohmann::json Json() const;
+  [[nodiscard]] nlohmann::json Json() const;
 
  private:
   // Bus, channel, what the bus says, kind.
   using Key = std::tuple<unsigned char, unsigned int, std::string, RecordKind>;
 
-  MessageRow* RowOf(const RecordView& record);
+  [[nodiscard]] MessageRow* RowOf(const RecordView& record);
   static void Keep(const RecordView& record, MessageRow& row);
 
   std::map<Key, MessageRow> Rows;
@@ -41,7 +40,7 @@ class MessageTable : public RecordSink {
 class NewestEntries : public RecordSink {
  public:
   explicit NewestEntries(MessageTable& table) : Table(table) {}
-  bool Take(const RecordView& record) override {
+  [[nodiscard]] bool Take(const RecordView& record) override {
     Table.SetNewest(record);
     return true;
   }
@@ -51,5 +50,3 @@ class NewestEntries : public RecordSink {
 };
 
 }  // namespace client
-
-#endif  // QOR_TRACE_MESSAGETABLE_H

@@ -18,7 +18,7 @@ void Extend(TimeSpan& span, unsigned long time, bool first) {
 void Count(Counts& counts, const RecordView& record) {
   const RecordKind kind = record.Kind();
   ++counts.Entries;
-  ++counts.OfKind[static_cast<std::size_t>(kind)];
+  ++counts.OfKind[static_cast<size_t>(kind)];
   if (!IsFrame(kind)) return;
   ++(record.IsTransmitted() ? counts.Transmitted : counts.Received);
   if (record.Bus() == BusType_Ethernet) counts.FrameBytes += record.Ethernet().FrameLength;
@@ -31,7 +31,7 @@ Counts& Counts::operator+=(const Counts& other) {
   Received += other.Received;
   Transmitted += other.Transmitted;
   FrameBytes += other.FrameBytes;
-  for (std::size_t kind = 0; kind < kRecordKindCount; ++kind) OfKind[kind] += other.OfKind[kind];
+  for (size_t kind = 0; kind < kRecordKindCount; ++kind) OfKind[kind] += other.OfKind[kind];
   Lost += other.Lost;
   Overruns += other.Overruns;
   Late += other.Late;

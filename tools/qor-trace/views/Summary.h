@@ -1,6 +1,5 @@
 // What was on each channel and bus, counted from the entries, and what is known to be missing.
-#ifndef QOR_TRACE_SUMMARY_H
-#define QOR_TRACE_SUMMARY_H
+#pragma once
 
 #include <array>
 #include <map>
@@ -34,7 +33,7 @@ struct Counts {
   unsigned long Overruns = 0;                            // marks of the hardware: entries after which data were lost
   unsigned long Late = 0;                                // entries that came too late to be put in order
 
-  unsigned long Of(RecordKind kind) const { return OfKind[static_cast<std::size_t>(kind)]; }
+  [[nodiscard]] unsigned long Of(RecordKind kind) const { return OfKind[static_cast<size_t>(kind)]; }
   Counts& operator+=(const Counts& other);
 };
 
@@ -60,28 +59,28 @@ class Summary : public RecordSink {
   void SetLate(const std::map<unsigned int, LateEntries>& byChannel);
   void SetUnread(std::vector<UnreadLines> byFile) { Unread = std::move(byFile); }
 
-  bool Take(const RecordView& record) override;
+  [[nodiscard]] bool Take(const RecordView& record) override;
 
-  unsigned long Entries() const;
-  unsigned long Lost() const;
+  [[nodiscard]] unsigned long Entries() const;
+  [[nodiscard]] unsigned long Lost() const;
   /// By channel.
-  std::map<unsigned int, unsigned long> LostItems() const;
+  [[nodiscard]] std::map<unsigned int, unsigned long> LostItems() const;
   /// Whether any of the input is known to be missing, or out of order.
-  bool Lossy() const;
+  [[nodiscard]] bool Lossy() const;
   /// Whether a bus has entries.
-  bool Has(unsigned char busType) const;
+  [[nodiscard]] bool Has(unsigned char busType) const;
   /// Smallest and greatest time of all entries; nothing without entries.
-  std::optional<TimeSpan> Times() const;
+  [[nodiscard]] std::optional<TimeSpan> Times() const;
 
   /// A few lines for people, each closed by a newline: the channels, the buses that have several, the bit rates of the
   /// loads.
-  std::string Text() const;
+  [[nodiscard]] std::string Text() const;
   /// An array with one object per channel.
-  nlohmann::json ChannelsJson() const;
+  [[nodiscard]] nlohmann::json ChannelsJson() const;
   /// An array with one object per bus.
-  nlohmann::json BusesJson() const;
+  [[nodiscard]] nlohmann::json BusesJson() const;
   /// An array with one object per file.
-  nlohmann::json UnreadJson() const;
+  [[nodiscard]] nlohmann::json UnreadJson() const;
 
  private:
   struct BusSummary {
@@ -89,8 +88,8 @@ class Summary : public RecordSink {
     Counts Counted;
   };
 
-  unsigned long Span() const;
-  std::map<unsigned char, BusSummary> Buses() const;
+  [[nodiscard]] unsigned long Span() const;
+  [[nodiscard]] std::map<unsigned char, BusSummary> Buses() const;
 
   const BitRates Rates;
   std::map<unsigned int, ChannelSummary> Channels;
@@ -100,5 +99,3 @@ class Summary : public RecordSink {
 };
 
 }  // namespace client
-
-#endif  // QOR_TRACE_SUMMARY_H

@@ -63,7 +63,7 @@ std::string CountsText(unsigned char busType, const Counts& counts) {
 
 std::string LoadText(unsigned char busType, const BusLoad& load, unsigned long span) {
   std::string lanes;
-  for (std::size_t lane = 0; lane < LaneCount(busType); ++lane) {
+  for (size_t lane = 0; lane < LaneCount(busType); ++lane) {
     const auto percent = load.Percent(lane, span);
     if (!percent) return "";
     const std::string name = LaneCount(busType) == 1 ? "" : fmt::format("{} ", LaneName(busType, lane));
@@ -96,7 +96,7 @@ nlohmann::json CountsJson(unsigned char busType, const Counts& counts) {
 /// Percent with two decimals, by lane.
 nlohmann::json LoadJson(unsigned char busType, const BusLoad& load, unsigned long span) {
   nlohmann::json json;
-  for (std::size_t lane = 0; lane < LaneCount(busType); ++lane) {
+  for (size_t lane = 0; lane < LaneCount(busType); ++lane) {
     const auto percent = load.Percent(lane, span);
     json[LaneName(busType, lane)] = percent ? nlohmann::json(std::round(*percent * 100) / 100) : nlohmann::json();
   }
@@ -109,7 +109,7 @@ nlohmann::json BitRateJson(unsigned char busType, const BitRates& rates) {
     case BusType_Can:
       return {{"nominal", rates.CanNominal}, {"data", rates.CanData}};
     case BusType_FlexRay:
-      return FlexRayBitRate;
+      return kFlexRayBitRate;
     case BusType_Ethernet:
       return rates.Ethernet;
     default:
@@ -148,7 +148,7 @@ std::string BitRateText(unsigned char busType, const BitRates& rates) {
     case BusType_Lin:
       return ", LIN at the rate of its frames";
     case BusType_FlexRay:
-      return fmt::format(", FlexRay at {} bit/s", FormatBitRate(FlexRayBitRate));
+      return fmt::format(", FlexRay at {} bit/s", FormatBitRate(kFlexRayBitRate));
     case BusType_Ethernet:
       return fmt::format(", Ethernet taken at {} bit/s (--ethernet-bitrate)", FormatBitRate(rates.Ethernet));
     default:

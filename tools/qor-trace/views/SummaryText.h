@@ -1,6 +1,5 @@
 // The summary's words, for people and for programs.
-#ifndef QOR_TRACE_SUMMARYTEXT_H
-#define QOR_TRACE_SUMMARYTEXT_H
+#pragma once
 
 #include <nlohmann/json_fwd.hpp>
 #include <string>
@@ -11,22 +10,20 @@ namespace client {
 
 /// Lines about a channel, each closed by a newline.
 /// @param span  of the whole recording, ns: what the bus load refers to
-std::string ChannelText(unsigned int number, const ChannelSummary& channel, unsigned long span);
+[[nodiscard]] std::string ChannelText(unsigned int number, const ChannelSummary& channel, unsigned long span);
 
 /// A line about all channels of a bus, closed by a newline.
-std::string BusText(unsigned char busType, unsigned int channels, const Counts& counts);
+[[nodiscard]] std::string BusText(unsigned char busType, unsigned int channels, const Counts& counts);
 
 /// ", FlexRay at 10M bit/s"
-std::string BitRateText(unsigned char busType, const BitRates& rates);
+[[nodiscard]] std::string BitRateText(unsigned char busType, const BitRates& rates);
 
 /// Lines about lines that could not be read, each closed by a newline: "some.log: LOST: 1 line ...", "  some.log:2: why".
-std::string UnreadText(const UnreadLines& lines);
-nlohmann::json UnreadJson(const UnreadLines& lines);
+[[nodiscard]] std::string UnreadText(const UnreadLines& lines);
+[[nodiscard]] nlohmann::json UnreadJson(const UnreadLines& lines);
 
-nlohmann::json ChannelJson(unsigned int number, const ChannelSummary& channel, unsigned long span,
-                           const BitRates& rates);
-nlohmann::json BusJson(unsigned char busType, unsigned int channels, const Counts& counts);
+[[nodiscard]] nlohmann::json ChannelJson(unsigned int number, const ChannelSummary& channel, unsigned long span,
+                                         const BitRates& rates);
+[[nodiscard]] nlohmann::json BusJson(unsigned char busType, unsigned int channels, const Counts& counts);
 
 }  // namespace client
-
-#endif  // QOR_TRACE_SUMMARYTEXT_H

@@ -11,7 +11,7 @@ namespace {
 template <class Cell>
 void AppendLine(std::string& text, const std::vector<Column>& columns, Cell cell) {
   std::string line;
-  for (std::size_t column = 0; column < columns.size(); ++column) {
+  for (size_t column = 0; column < columns.size(); ++column) {
     const std::string& content = cell(column);
     const std::string blanks(columns[column].Width - content.size(), ' ');
     if (column > 0) line += "  ";
@@ -27,16 +27,16 @@ TextTable::TextTable(std::vector<Column> columns) : Columns(std::move(columns)) 
 }
 
 void TextTable::Add(std::vector<std::string> cells) {
-  for (std::size_t column = 0; column < Columns.size(); ++column)
+  for (size_t column = 0; column < Columns.size(); ++column)
     Columns[column].Width = std::max(Columns[column].Width, cells[column].size());
   Rows.push_back(std::move(cells));
 }
 
 std::string TextTable::Text() const {
   std::string text;
-  AppendLine(text, Columns, [&](std::size_t column) -> const std::string& { return Columns[column].Heading; });
+  AppendLine(text, Columns, [&](size_t column) -> const std::string& { return Columns[column].Heading; });
   for (const auto& row : Rows)
-    AppendLine(text, Columns, [&](std::size_t column) -> const std::string& { return row[column]; });
+    AppendLine(text, Columns, [&](size_t column) -> const std::string& { return row[column]; });
   return text;
 }
 

@@ -1,6 +1,5 @@
 // A table for people: columns as wide as their contents.
-#ifndef QOR_TRACE_TEXTTABLE_H
-#define QOR_TRACE_TEXTTABLE_H
+#pragma once
 
 #include <cstddef>
 #include <string>
@@ -11,7 +10,7 @@ namespace client {
 struct Column {
   std::string Heading;
   bool Right = false;  // right-aligned, for numbers
-  std::size_t Width = 0;
+  size_t Width = 0;
 };
 
 class TextTable {
@@ -22,7 +21,7 @@ class TextTable {
   void Add(std::vector<std::string> cells);
 
   /// The headings, then one line per row, without trailing blanks.
-  std::string Text() const;
+  [[nodiscard]] std::string Text() const;
 
  private:
   std::vector<Column> Columns;
@@ -30,5 +29,3 @@ class TextTable {
 };
 
 }  // namespace client
-
-#endif  // QOR_TRACE_TEXTTABLE_H
