@@ -1,11 +1,11 @@
 // The client's reader of raw record files: it must return the records that the file holds whole and refuse any rest;
 // written again, they must be the same file.
 #include "Input.h"
-#include "inputs/BinReader.h"
 #include "outputs/BinFile.h"
 #include "support/TemporaryDirectory.h"
 #include "system/Failure.h"
 #include "tools/ClientEntries.h"
+#include "tools/ReadBin.h"
 
 namespace {
 

@@ -7,10 +7,12 @@
 
 #include <cstring>
 #include <filesystem>
+#include <iterator>
 
 #include "support/TemporaryDirectory.h"
 #include "system/Failure.h"
 #include "tools/ClientEntries.h"
+#include "tools/ReadBin.h"
 
 namespace client {
 namespace {
@@ -79,6 +81,16 @@ TEST_F(BinReaderTest, MissingFileIsAFailure) {
 TEST_F(BinReaderTest, FileThatDoesNotBeginWithARecordIsRefusedBeforeItIsRead) {
   Write(Bytes(100, 0xFF));
   EXPECT_THROW(BinReader{Path}, Failure);
+}
+
+TEST_F(BinReaderTest, FileThatIsRefusedIsClosedAgain) {
+  const auto openFiles = [] {
+    return std::distance(fs::directory_iterator("/proc/self/fd"), fs::directory_iterator());
+  };
+  Write(Bytes(100, 0xFF));
+  const auto before = openFiles();
+  EXPECT_THROW(BinReader{Path}, Failure);
+  EXPECT_EQ(openFiles(), before);
 }
 
 TEST_F(BinReaderTest, ProgressIsThatOfTheFile) {

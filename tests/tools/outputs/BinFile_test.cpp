@@ -5,11 +5,11 @@
 #include <filesystem>
 #include <fstream>
 
-#include "inputs/BinReader.h"
 #include "support/FileSizeLimit.h"
 #include "support/TemporaryDirectory.h"
 #include "system/Failure.h"
 #include "tools/ClientEntries.h"
+#include "tools/ReadBin.h"
 
 namespace client {
 namespace {

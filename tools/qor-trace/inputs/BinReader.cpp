@@ -14,26 +14,23 @@ namespace client {
 
 namespace {
 
-constexpr std::size_t BlockSize = 1u << 20;
-constexpr int LongestWait = 50;  // ms between two looks at whether to go on
+constexpr size_t kBlockSize = 1u << 20;
+constexpr int kLongestWait = 50;  // ms between two looks at whether to go on
 
 // No interface delivers longer ones: an item is at most 65535 bytes.
-constexpr unsigned int LongestRecord = RecordView::kHeader + 65535;
+constexpr unsigned int kLongestRecord = RecordView::kHeader + 65535;
 
 }  // namespace
 
 BinReader::BinReader(const std::string& path) : Shown(path == "-" ? "standard input" : fmt::format("\"{}\"", path)) {
-  File = path == "-" ? STDIN_FILENO : open(path.c_str(), O_RDONLY | O_CLOEXEC);
+  if (path != "-") Opened = Descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  File = path == "-" ? STDIN_FILENO : Opened.Get();
   if (File < 0) throw Failure(fmt::format("Cannot open {}: {}", Shown, ErrnoText(errno)));
   struct stat status {};
   Waits = fstat(File, &status) != 0 || !S_ISREG(status.st_mode);
   if (Waits) return;
   FileSize = static_cast<unsigned long>(status.st_size);
   if (Fill(RecordView::kHeader, nullptr, {})) NextLength();
-}
-
-BinReader::~BinReader() {
-  if (File != STDIN_FILENO) close(File);
 }
 
 BinReader::End BinReader::ReadAll(RecordSink& sink, const GoOn& goOn) {
@@ -50,14 +47,14 @@ BinReader::End BinReader::ReadAll(RecordSink& sink, const GoOn& goOn) {
 }
 
 /// Makes `length` bytes ready from Begin on. False if the file ends before, or reading is to end.
-bool BinReader::Fill(std::size_t length, RecordSink* sink, const GoOn& goOn) {
+bool BinReader::Fill(size_t length, RecordSink* sink, const GoOn& goOn) {
   while (Buffer.size() - Begin < length) {
     if (!WaitForBytes(sink, goOn)) return false;
     Buffer.erase(Buffer.begin(), Buffer.begin() + static_cast<std::ptrdiff_t>(Begin));
     Offset += std::exchange(Begin, 0);
-    const std::size_t kept = Buffer.size();
-    Buffer.resize(kept + BlockSize);
-    const std::size_t got = ReadSome(Buffer.data() + kept);
+    const size_t kept = Buffer.size();
+    Buffer.resize(kept + kBlockSize);
+    const size_t got = ReadSome(Buffer.data() + kept);
     Buffer.resize(kept + got);
     if (got == 0) return false;
   }
@@ -69,22 +66,22 @@ bool BinReader::WaitForBytes(RecordSink* sink, const GoOn& goOn) {
     if (goOn && !goOn()) Stopped = true;
     if (Stopped) return false;
     pollfd input{File, POLLIN, 0};
-    if (!Waits || poll(&input, 1, LongestWait) != 0) return true;  // a failure shows at the read
+    if (!Waits || poll(&input, 1, kLongestWait) != 0) return true;  // a failure shows at the read
     if (sink != nullptr) sink->Pause();
   }
 }
 
-std::size_t BinReader::ReadSome(unsigned char* target) {
+size_t BinReader::ReadSome(unsigned char* target) {
   for (;;) {
-    const ssize_t got = read(File, target, BlockSize);
-    if (got >= 0) return static_cast<std::size_t>(got);
+    const ssize_t got = read(File, target, kBlockSize);
+    if (got >= 0) return static_cast<size_t>(got);
     if (errno != EINTR) throw Failure(fmt::format("Cannot read {}: {}", Shown, ErrnoText(errno)));
   }
 }
 
 unsigned int BinReader::NextLength() const {
   const unsigned int length = RecordView::LengthAt(Buffer.data() + Begin);
-  if (length < RecordView::kHeader || length > LongestRecord) throw Damaged();
+  if (length < RecordView::kHeader || length > kLongestRecord) throw Damaged();
   return length;
 }
 
@@ -95,12 +92,6 @@ Failure BinReader::Damaged() const {
 
 void RefuseWithoutRecords(const BinReader& reader, const std::string& path) {
   if (reader.Records() == 0 && path != "-") throw Failure(fmt::format("There are no records in \"{}\"", path));
-}
-
-unsigned long ReadBin(const std::string& path, RecordSink& sink) {
-  BinReader reader(path);
-  reader.ReadAll(sink);
-  return reader.Records();
 }
 
 }  // namespace client

@@ -1,6 +1,5 @@
 // Reads raw record files (.bin): the records of a trace, Length bytes each, back to back.
-#ifndef QOR_TRACE_BINREADER_H
-#define QOR_TRACE_BINREADER_H
+#pragma once
 
 #include <cstddef>
 #include <functional>
@@ -8,6 +7,7 @@
 #include <vector>
 
 #include "stream/RecordSink.h"
+#include "system/Descriptor.h"
 #include "system/Failure.h"
 
 namespace client {
@@ -24,9 +24,6 @@ class BinReader {
   /// Opens a file ("-": standard input). Unless it is a pipe, its first record is checked.
   /// Failure: Failure when it can't be read, or doesn't begin with a record.
   explicit BinReader(const std::string& path);
-  ~BinReader();
-  BinReader(const BinReader&) = delete;
-  BinReader& operator=(const BinReader&) = delete;
 
   /// Hands the records to the sink until the file ends, the sink declines or `goOn` says no. The sink is paused while a
   /// pipe has nothing.
@@ -37,24 +34,25 @@ class BinReader {
       RecordSink& sink, const GoOn& goOn = [] { return true; });
 
   /// Records handed over so far.
-  unsigned long Records() const { return Count; }
+  [[nodiscard]] unsigned long Records() const { return Count; }
   /// Bytes read so far, and of the whole file; 0 where that isn't known.
-  unsigned long Position() const { return Offset + Buffer.size(); }
-  unsigned long Size() const { return FileSize; }
+  [[nodiscard]] unsigned long Position() const { return Offset + Buffer.size(); }
+  [[nodiscard]] unsigned long Size() const { return FileSize; }
 
  private:
-  bool Fill(std::size_t length, RecordSink* sink, const GoOn& goOn);
-  bool WaitForBytes(RecordSink* sink, const GoOn& goOn);
-  std::size_t ReadSome(unsigned char* target);
+  [[nodiscard]] bool Fill(size_t length, RecordSink* sink, const GoOn& goOn);
+  [[nodiscard]] bool WaitForBytes(RecordSink* sink, const GoOn& goOn);
+  [[nodiscard]] size_t ReadSome(unsigned char* target);
   unsigned int NextLength() const;
-  Failure Damaged() const;
+  [[nodiscard]] Failure Damaged() const;
 
   const std::string Shown;
+  Descriptor Opened;  // nothing for standard input, which stays open
   int File = -1;
   bool Waits = false;          // a read may wait: it is no regular file
   unsigned long FileSize = 0;  // bytes
   std::vector<unsigned char> Buffer;
-  std::size_t Begin = 0;     // of the next record in the buffer
+  size_t Begin = 0;          // of the next record in the buffer
   unsigned long Offset = 0;  // of the buffer in the file
   unsigned long Count = 0;
   bool Stopped = false;
@@ -65,12 +63,4 @@ class BinReader {
 /// Failure: Failure that names it.
 void RefuseWithoutRecords(const BinReader& reader, const std::string& path);
 
-/// Reads a .bin file ("-": standard input) to its end.
-///
-/// @return number of records
-/// Failure: as BinReader.
-unsigned long ReadBin(const std::string& path, RecordSink& sink);
-
 }  // namespace client
-
-#endif  // QOR_TRACE_BINREADER_H
