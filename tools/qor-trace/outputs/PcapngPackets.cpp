@@ -25,6 +25,10 @@ void SetData(Packet& packet, RecordPayload present, size_t announced) {
   packet.OriginalSize = packet.HeadSize + announced;
 }
 
+std::optional<PcapngOmission> MalformedUnless(bool made) {
+  return made ? std::nullopt : std::optional(PcapngOmission::Malformed);
+}
+
 // ---- CAN ------------------------------------------------------------------------------------------------------------
 //
 //  LINKTYPE_CAN_SOCKETCAN
@@ -118,6 +122,21 @@ bool MakeFdFrame(const CanView& can, Packet& packet) {
   return true;
 }
 
+std::optional<PcapngOmission> MakeCanPacket(const CanView& can, Packet& packet) {
+  packet.Outbound = can.Has(QOR_TRACE_CAN_TRANSMITTED);
+  switch (can.Kind()) {
+    case RecordKind::CanEvent:
+      return PcapngOmission::CanEvent;
+    case RecordKind::CanErrorFrame:
+      MakeErrorFrame(can, packet);
+      return std::nullopt;
+    case RecordKind::CanFdFrame:
+      return MalformedUnless(MakeFdFrame(can, packet));
+    default:
+      return MalformedUnless(MakeClassicFrame(can, packet));
+  }
+}
+
 // ---- LIN ------------------------------------------------------------------------------------------------------------
 //
 //  LINKTYPE_LIN
@@ -175,6 +194,19 @@ bool MakeLinFrame(const LinView& lin, Packet& packet) {
   return true;
 }
 
+std::optional<PcapngOmission> MakeLinPacket(const LinView& lin, Packet& packet) {
+  packet.Outbound = lin.Has(QOR_TRACE_LIN_TRANSMITTED);
+  switch (lin.Kind()) {
+    case RecordKind::LinEvent:
+      return PcapngOmission::LinEvent;
+    case RecordKind::LinWakeUp:
+      MakeWakeUp(packet);
+      return std::nullopt;
+    default:
+      return MalformedUnless(MakeLinFrame(lin, packet));
+  }
+}
+
 // ---- FlexRay --------------------------------------------------------------------------------------------------------
 //
 //  LINKTYPE_FLEXRAY
@@ -204,10 +236,9 @@ void PutFlexRayHead(const FlexRayView& frame, bool channelB, Packet& packet) {
   packet.HeadSize = kFlexRayHead;
 }
 
-bool MakeFlexRayFrame(const RecordView& record, Packet& packet) {
-  const FlexRayView frame = record.FlexRay();
-  const bool whole = record.Payload().size() >= FlexRayView::kFixedFields;
-  if (!whole || frame.Channel > 2 || frame.PayloadLength > kGreatestPayload) return false;
+bool MakeFlexRayFrame(const FlexRayView& frame, Packet& packet) {
+  if (frame.Channel > 2 || frame.PayloadLength > kGreatestPayload) return false;
+  packet.Outbound = frame.IsTransmitted();
   packet.AlsoOnChannelB = frame.Channel == 2;
   PutFlexRayHead(frame, frame.Channel == 1, packet);
   SetData(packet, frame.Data(), frame.PayloadBytes());
@@ -216,18 +247,32 @@ bool MakeFlexRayFrame(const RecordView& record, Packet& packet) {
   return true;
 }
 
-// ---- Ethernet -------------------------------------------------------------------------------------------------------
-
-bool MakeEthernetFrame(const RecordView& record, Packet& packet) {
-  if (record.Payload().size() < EthernetView::kFixedFields) return false;
-  const EthernetView ethernet = record.Ethernet();
-  packet.CrcError = ethernet.Has(QOR_TRACE_ETHERNET_CRC_ERROR);
-  SetData(packet, ethernet.Frame(), ethernet.FrameLength);
-  return true;
+std::optional<PcapngOmission> MakeFlexRayPacket(const RecordView& record, Packet& packet) {
+  const FlexRayView flexRay = record.FlexRay();
+  const bool whole = record.Payload().size() >= FlexRayView::kFixedFields;
+  if (flexRay.IsFrame()) return MalformedUnless(whole && MakeFlexRayFrame(flexRay, packet));
+  switch (flexRay.Kind()) {
+    case RecordKind::OverrunMark:
+      return PcapngOmission::OverrunMark;
+    case RecordKind::Unknown:
+      return PcapngOmission::Malformed;
+    default:
+      return PcapngOmission::FlexRayEvent;
+  }
 }
 
-std::optional<PcapngOmission> MalformedUnless(bool made) {
-  return made ? std::nullopt : std::optional(PcapngOmission::Malformed);
+// ---- Ethernet -------------------------------------------------------------------------------------------------------
+
+std::optional<PcapngOmission> MakeEthernetPacket(const RecordView& record, Packet& packet) {
+  const EthernetView ethernet = record.Ethernet();
+  const RecordKind kind = ethernet.Kind();
+  if (kind == RecordKind::OverrunMark) return PcapngOmission::OverrunMark;
+  if (kind == RecordKind::EthernetRecord) return PcapngOmission::EthernetRecord;
+  if (record.Payload().size() < EthernetView::kFixedFields) return PcapngOmission::Malformed;
+  packet.Outbound = ethernet.Has(QOR_TRACE_ETHERNET_TRANSMITTED);
+  packet.CrcError = kind == RecordKind::EthernetCrcError;
+  SetData(packet, ethernet.Frame(), ethernet.FrameLength);
+  return std::nullopt;
 }
 
 }  // namespace
@@ -251,49 +296,17 @@ const std::span<const char* const> kPcapngOmissions = kOmissions;
 
 std::optional<PcapngOmission> MakePacket(const RecordView& record, Packet& packet) {
   packet = {};
-  packet.Outbound = record.IsTransmitted();
-  switch (record.Kind()) {
-    case RecordKind::CanFrame:
-      return MalformedUnless(MakeClassicFrame(record.Can(), packet));
-    case RecordKind::CanFdFrame:
-      return MalformedUnless(MakeFdFrame(record.Can(), packet));
-    case RecordKind::CanErrorFrame:
-      MakeErrorFrame(record.Can(), packet);
-      return std::nullopt;
-    case RecordKind::CanEvent:
-      return PcapngOmission::CanEvent;
-    case RecordKind::LinFrame:
-    case RecordKind::LinNoResponse:
-    case RecordKind::LinChecksumError:
-    case RecordKind::LinParityError:
-    case RecordKind::LinSyncError:
-    case RecordKind::LinTransmitError:
-      return MalformedUnless(MakeLinFrame(record.Lin(), packet));
-    case RecordKind::LinWakeUp:
-      MakeWakeUp(packet);
-      return std::nullopt;
-    case RecordKind::LinEvent:
-      return PcapngOmission::LinEvent;
-    case RecordKind::FlexRayFrame:
-    case RecordKind::FlexRayNullFrame:
-      return MalformedUnless(MakeFlexRayFrame(record, packet));
-    case RecordKind::FlexRayCycleStart:
-    case RecordKind::FlexRayState:
-    case RecordKind::FlexRaySymbol:
-    case RecordKind::FlexRayError:
-    case RecordKind::FlexRayStatus:
-      return PcapngOmission::FlexRayEvent;
-    case RecordKind::EthernetFrame:
-    case RecordKind::EthernetCrcError:
-      return MalformedUnless(MakeEthernetFrame(record, packet));
-    case RecordKind::EthernetRecord:
-      return PcapngOmission::EthernetRecord;
-    case RecordKind::OverrunMark:
-      return PcapngOmission::OverrunMark;
-    case RecordKind::Unknown:
-      break;
+  if (!record.IsWellFormed()) return PcapngOmission::Malformed;
+  switch (record.Bus()) {
+    case BusType_Can:
+      return MakeCanPacket(record.Can(), packet);
+    case BusType_Lin:
+      return MakeLinPacket(record.Lin(), packet);
+    case BusType_FlexRay:
+      return MakeFlexRayPacket(record, packet);
+    default:
+      return MakeEthernetPacket(record, packet);
   }
-  return PcapngOmission::Malformed;
 }
 
 void MoveToChannelB(Packet& packet) { packet.Head[0] = kFlexRayFrame | kFlexRayChannelB; }
