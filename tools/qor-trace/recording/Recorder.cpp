@@ -14,15 +14,15 @@ namespace client {
 
 namespace {
 
-constexpr std::chrono::milliseconds PullInterval{50};
+constexpr std::chrono::milliseconds kPullInterval{50};
 // Entries on their way from the interface into the trace: polls every 10 ms, and a sort stage of 100 ms.
-constexpr std::chrono::milliseconds LongestWay{500};
-constexpr unsigned int DrainBuffer = 8u << 20;
-constexpr std::chrono::milliseconds DiskCheckInterval{100};
-constexpr unsigned long FastestSwap = 8ul << 20;  // bytes that come between two looks at the disks, beside the store
-constexpr unsigned long TypicalRecord = 128;      // bytes, before there are any
-constexpr unsigned long LargestInMemory = 512ul << 20;  // bytes of a trace that can't be swapped
-constexpr unsigned int NoMemoryLimit = 0xFFFFFFFF;
+constexpr std::chrono::milliseconds kLongestWay{500};
+constexpr unsigned int kDrainBuffer = 8u << 20;
+constexpr std::chrono::milliseconds kDiskCheckInterval{100};
+constexpr unsigned long kFastestSwap = 8ul << 20;  // bytes that come between two looks at the disks, beside the store
+constexpr unsigned long kTypicalRecord = 128;      // bytes, before there are any
+constexpr unsigned long kLargestInMemory = 512ul << 20;  // bytes of a trace that can't be swapped
+constexpr unsigned int kNoMemoryLimit = 0xFFFFFFFF;
 
 /// 0 when one of them goes as fast as it can: then wall time says nothing about trace time.
 double SlowestOf(const std::vector<Source>& sources) {
@@ -82,7 +82,7 @@ End Recorder::Run(RecordSink& sink, const Complaint& complain) {
   };
   Started = RateSince = std::chrono::steady_clock::now();
   ChooseMemoryLimit();
-  Drained.emplace(TraceMonitor.Handle(), DrainBuffer);
+  Drained.emplace(TraceMonitor.Handle(), kDrainBuffer);
   TraceMonitor.Start(0);
   std::optional<End> end;
   while (!(end = Step(sink))) ShowProgress();
@@ -106,14 +106,14 @@ std::optional<End> Recorder::Step(RecordSink& sink) {
   if (const auto end = CheckDisks(sink)) return end;
   if (!drained) {
     sink.Pause();
-    StopSignals.Wait(PullInterval);
+    StopSignals.Wait(kPullInterval);
   }
   return std::nullopt;
 }
 
 std::optional<End> Recorder::CheckDisks(RecordSink& sink) {
   const auto now = std::chrono::steady_clock::now();
-  if (now - DisksChecked < DiskCheckInterval) return std::nullopt;
+  if (now - DisksChecked < kDiskCheckInterval) return std::nullopt;
   DisksChecked = now;
   for (const std::string& folder : Options.OutputFolders) {
     const unsigned long free = FreeSpace(folder);
@@ -129,12 +129,12 @@ std::optional<End> Recorder::CheckDisks(RecordSink& sink) {
 
 /// Bytes that the swap folder has to have before a full store may be moved there.
 unsigned long Recorder::RoomForSwapping() const {
-  const unsigned long record = Entries > 0 ? Bytes / Entries : TypicalRecord;
-  return FastestSwap + 2 * record * Options.MemoryLimit;
+  const unsigned long record = Entries > 0 ? Bytes / Entries : kTypicalRecord;
+  return kFastestSwap + 2 * record * Options.MemoryLimit;
 }
 
 bool Recorder::TraceIsTooLarge() const {
-  if (InMemoryOnly) return BytesInTrace > LargestInMemory;
+  if (InMemoryOnly) return BytesInTrace > kLargestInMemory;
   // A trace below the limit has nothing in the swap file that emptying it would free.
   return Drained->Delivered() >= Options.MemoryLimit && RoomToGrow(Swap.Path()) < RoomForSwapping();
 }
@@ -143,7 +143,7 @@ bool Recorder::TraceIsTooLarge() const {
 void Recorder::ChooseMemoryLimit() {
   const unsigned long room = RoomToGrow(Swap.Path());
   const bool wasInMemory = std::exchange(InMemoryOnly, room < RoomForSwapping());
-  TraceMonitor.SetMemoryLimit(InMemoryOnly ? NoMemoryLimit : Options.MemoryLimit);
+  TraceMonitor.SetMemoryLimit(InMemoryOnly ? kNoMemoryLimit : Options.MemoryLimit);
   if (!InMemoryOnly || wasInMemory) return;
   Complain(
       fmt::format("The swap folder \"{}\" takes only {} more: from entry {}, {} s on, entries stay in memory. The "
@@ -160,7 +160,7 @@ void Recorder::EmptyTrace(RecordSink& sink) {
   DrainRest(sink);
   if (Broken || SinkIsClosed) return;
   TraceMonitor.Empty();
-  Drained.emplace(TraceMonitor.Handle(), DrainBuffer);
+  Drained.emplace(TraceMonitor.Handle(), kDrainBuffer);
   BytesInTrace = 0;
   ChooseMemoryLimit();
   TraceMonitor.Start(0);
@@ -184,11 +184,11 @@ bool Recorder::Drain(RecordSink& sink) {
     NoteEntry(record);
     return true;
   };
-  const std::size_t mark = Reports::Mark();
+  const size_t mark = Reports::Mark();
   const unsigned int status = Drained->Pull(take);
   if (status != QOR_TRACE_STATUS_OK && !Reports::RecordingFailed())
     Reports::Check(status, fmt::format("Cannot read the trace from entry {} on", Entries), mark);
-  return Drained->Delivered() - before >= DrainBuffer / 1568;
+  return Drained->Delivered() - before >= kDrainBuffer / TraceDrain::kLargestRecord;
 }
 
 void Recorder::NoteEntry(const RecordView& record) {
@@ -243,7 +243,7 @@ bool Recorder::DurationIsOver() const {
   if (!Options.Duration) return false;
   if (TraceTime() >= *Options.Duration) return true;
   if (SlowestSpeed <= 0) return false;
-  const std::chrono::duration<double, std::nano> passed = std::chrono::steady_clock::now() - Started - LongestWay;
+  const std::chrono::duration<double, std::nano> passed = std::chrono::steady_clock::now() - Started - kLongestWay;
   return passed.count() * SlowestSpeed >= static_cast<double>(*Options.Duration);
 }
 
@@ -254,7 +254,7 @@ unsigned long Recorder::LostSoFar() const {
 }
 
 void Recorder::CountLost() {
-  for (std::size_t index = 0; index < Ports.size(); ++index) {
+  for (size_t index = 0; index < Ports.size(); ++index) {
     const Qor_Sim_Status_t status = Ports[index].Status();
     RecordedChannel& channel = RecordedChannels[index];
     channel.Lost = status.Lost;

@@ -1,6 +1,5 @@
 // One recording: ports, monitor, and the loop that drains it while it runs.
-#ifndef QOR_TRACE_RECORDER_H
-#define QOR_TRACE_RECORDER_H
+#pragma once
 
 #include <chrono>
 #include <functional>
@@ -8,9 +7,9 @@
 #include <string>
 #include <vector>
 
-#include "recording/TraceHandles.h"
 #include "recording/Sources.h"
 #include "recording/TraceDrain.h"
+#include "recording/TraceHandles.h"
 #include "system/Signals.h"
 #include "system/Terminal.h"
 
@@ -32,7 +31,7 @@ using Complaint = std::function<void(const std::string& sentence)>;
 enum class End { SourcesEnded, DurationReached, Interrupted, SinkClosed, DiskFull, RecordingFailed };
 
 /// The word for it in the JSON summary.
-const char* Word(End end);
+[[nodiscard]] const char* Word(End end);
 
 /// A channel of a recording, and its items that found the capture buffer full.
 struct RecordedChannel {
@@ -64,27 +63,27 @@ class Recorder {
   End Run(RecordSink& sink, const Complaint& complain);
 
   /// In the order of the sources. What they lost is known when Run has ended.
-  const std::vector<RecordedChannel>& Channels() const { return RecordedChannels; }
+  [[nodiscard]] const std::vector<RecordedChannel>& Channels() const { return RecordedChannels; }
   /// By file, of those that have any.
-  const std::vector<UnreadLines>& Unread() const { return UnreadOfFiles; }
-  Monitor& Trace() { return TraceMonitor; }
+  [[nodiscard]] const std::vector<UnreadLines>& Unread() const { return UnreadOfFiles; }
+  [[nodiscard]] Monitor& Trace() { return TraceMonitor; }
 
  private:
-  std::optional<End> Step(RecordSink& sink);
-  std::optional<End> CheckDisks(RecordSink& sink);
+  [[nodiscard]] std::optional<End> Step(RecordSink& sink);
+  [[nodiscard]] std::optional<End> CheckDisks(RecordSink& sink);
   void ChooseMemoryLimit();
-  bool TraceIsTooLarge() const;
-  unsigned long RoomForSwapping() const;
+  [[nodiscard]] bool TraceIsTooLarge() const;
+  [[nodiscard]] unsigned long RoomForSwapping() const;
   void EmptyTrace(RecordSink& sink);
   bool Drain(RecordSink& sink);
   void NoteEntry(const RecordView& record);
   void DrainRest(RecordSink& sink);
-  bool DurationIsOver() const;
-  unsigned long TraceTime() const;
+  [[nodiscard]] bool DurationIsOver() const;
+  [[nodiscard]] unsigned long TraceTime() const;
   void StopMonitor();
   void NoteUnread(const Source& source, const Port& port);
-  bool AllFinished() const;
-  unsigned long LostSoFar() const;
+  [[nodiscard]] bool AllFinished() const;
+  [[nodiscard]] unsigned long LostSoFar() const;
   void CountLost();
   void ShowProgress();
 
@@ -115,5 +114,3 @@ class Recorder {
 };
 
 }  // namespace client
-
-#endif  // QOR_TRACE_RECORDER_H

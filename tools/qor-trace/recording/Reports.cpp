@@ -6,12 +6,12 @@
 #include <atomic>
 #include <deque>
 #include <exception>
-#include <mutex>
 #include <utility>
 
 #include "qor_api_trace.h"
 #include "qor_sim.h"
 #include "system/Failure.h"
+#include "system/Mutex.h"
 #include "system/Terminal.h"
 
 namespace client::Reports {
@@ -23,14 +23,14 @@ struct Report {
   std::string Text;
 };
 
-constexpr std::size_t Kept = 100;
+constexpr size_t kKept = 100;
 
-std::mutex Mutex;  // nests in nothing; held for a few lines only
-std::deque<Report> Last;
-std::size_t Count = 0;
-std::string FileFailure;
+Mutex Guard;  // nests in nothing; held for a few lines only
+std::deque<Report> Last GUARDED_BY(Guard);
+size_t Count GUARDED_BY(Guard) = 0;
+std::string FileFailure GUARDED_BY(Guard);
 std::atomic<bool> FileFailed = false;
-std::function<void()> LastWish;
+std::function<void()> LastWish GUARDED_BY(Guard);
 
 /// What a code means, for reports without a text.
 const char* Meaning(unsigned int code) {
@@ -69,9 +69,9 @@ std::string Sentence(unsigned int code, const std::string& text) {
 }
 
 void Take(void*, const Qor_Sim_Report_t* report) {
-  const std::lock_guard lock(Mutex);
+  const MutexLock lock(Guard);
   Last.push_back({report->Code, report->Text});
-  if (Last.size() > Kept) Last.pop_front();
+  if (Last.size() > kKept) Last.pop_front();
   ++Count;
   if (report->Code != QOR_TRACE_STATUS_FILE_ERROR || FileFailed) return;
   FileFailure = Sentence(report->Code, report->Text);
@@ -93,9 +93,10 @@ std::string CurrentError() {
 [[noreturn]] void ExplainAndEnd() {
   std::string reason;
   std::function<void()> wish;
-  if (const std::unique_lock lock(Mutex, std::try_to_lock); lock) {
+  if (Guard.try_lock()) {  // whoever holds it may be the one that is ending
     reason = FileFailure;
     wish = LastWish;
+    Guard.unlock();
   }
   if (reason.empty()) reason = CurrentError();
   Say(fmt::format("\nqor-trace: The recording failed and can't go on: {}. What the outputs hold is in .part files.",
@@ -112,20 +113,20 @@ void Install() {
 }
 
 void SetLastWish(std::function<void()> wish) {
-  const std::lock_guard lock(Mutex);
+  const MutexLock lock(Guard);
   LastWish = std::move(wish);
 }
 
-std::size_t Mark() {
-  const std::lock_guard lock(Mutex);
+size_t Mark() {
+  const MutexLock lock(Guard);
   return Count;
 }
 
-void Check(unsigned int status, const std::string& what, std::size_t mark) {
+void Check(unsigned int status, const std::string& what, size_t mark) {
   if (status == QOR_TRACE_STATUS_OK) return;
-  const std::lock_guard lock(Mutex);
+  const MutexLock lock(Guard);
   std::string text;
-  for (std::size_t age = 0; age < Last.size() && age < Count - mark && text.empty(); ++age) {
+  for (size_t age = 0; age < Last.size() && age < Count - mark && text.empty(); ++age) {
     const Report& report = Last[Last.size() - 1 - age];
     if (report.Code == status) text = report.Text;
   }
@@ -135,7 +136,7 @@ void Check(unsigned int status, const std::string& what, std::size_t mark) {
 bool RecordingFailed() { return FileFailed; }
 
 std::string RecordingFailure() {
-  const std::lock_guard lock(Mutex);
+  const MutexLock lock(Guard);
   return FileFailure;
 }
 

@@ -1,6 +1,5 @@
 // The error reports of the library: what a failing call said, and what happened on its threads meanwhile.
-#ifndef QOR_TRACE_REPORTS_H
-#define QOR_TRACE_REPORTS_H
+#pragma once
 
 #include <cstddef>
 #include <functional>
@@ -16,22 +15,20 @@ void Install();
 void SetLastWish(std::function<void()> wish);
 
 /// Place in the row of reports; those after it belong to what is done next.
-std::size_t Mark();
+[[nodiscard]] size_t Mark();
 
 /// Throws what a failed call means as a Failure: "Cannot start the recording: no bus interfaces selected (0x02140009)".
 ///
 /// @param status  of the call; 0 does nothing
 /// @param what    "Cannot start the recording"
 /// @param mark    taken before the call
-void Check(unsigned int status, const std::string& what, std::size_t mark);
+void Check(unsigned int status, const std::string& what, size_t mark);
 
 /// True once a file of a running recording (swap file, live ASC file) could not be written. It is set before the
 /// library lets anybody see the entries that this concerns.
-bool RecordingFailed();
+[[nodiscard]] bool RecordingFailed();
 
 /// Why, in the library's words and with its code.
-std::string RecordingFailure();
+[[nodiscard]] std::string RecordingFailure();
 
 }  // namespace client::Reports
-
-#endif  // QOR_TRACE_REPORTS_H

@@ -24,18 +24,18 @@ struct Parts {
 
 /// The kind of source that a recorded file is, by its extension; null for another file.
 const char* KindOfFile(const std::string& path) {
-  constexpr std::pair<const char*, const char*> kinds[] = {
+  constexpr std::pair<const char*, const char*> kKinds[] = {
       {".log", "candump"}, {".pcap", "pcap"}, {".pcapng", "pcap"}, {".csv", "csv"}};
   const std::string own = ExtensionOf(path);
-  for (const auto& [extension, kind] : kinds)
+  for (const auto& [extension, kind] : kKinds)
     if (own == extension) return kind;
   return nullptr;
 }
 
 /// Synthetic buses, which take a duration.
 bool IsSynthetic(const std::string& kind) {
-  constexpr const char* kinds[] = {"can", "lin", "flexray", "ethernet", "vehicle"};
-  return std::find(std::begin(kinds), std::end(kinds), kind) != std::end(kinds);
+  constexpr const char* kKinds[] = {"can", "lin", "flexray", "ethernet", "vehicle"};
+  return std::find(std::begin(kKinds), std::end(kKinds), kind) != std::end(kKinds);
 }
 
 /// Recordings that people can read, line by line.
@@ -144,8 +144,8 @@ std::vector<Source> PlanSources(const std::vector<std::string>& typed, const Sou
     // The simulator would name an unreadable file as well, but report it like a wrong source text.
     if (const auto path = FileOf(whole.Text)) CheckInputFile(*path);
     const std::string lines = Expand(whole);
-    for (std::size_t begin = 0; begin < lines.size();) {
-      const std::size_t end = std::min(lines.find('\n', begin), lines.size());
+    for (size_t begin = 0; begin < lines.size();) {
+      const size_t end = std::min(lines.find('\n', begin), lines.size());
       Source one{lines.substr(begin, end - begin), whole.Shown, whole.Speed, whole.File};
       one.Shown += Difference(Split(text), Split(one.Text));
       sources.push_back(one);

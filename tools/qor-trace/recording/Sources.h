@@ -1,6 +1,5 @@
 // What a person types for a source, and what the simulator is given.
-#ifndef QOR_TRACE_SOURCES_H
-#define QOR_TRACE_SOURCES_H
+#pragma once
 
 #include <filesystem>
 #include <optional>
@@ -26,18 +25,17 @@ struct SourceDefaults {
 
 /// Completes what was typed: "x.log" becomes "candump:/where/x.log", likewise .pcap, .pcapng and .csv; and the defaults
 /// are added.
-Source PlanSource(const std::string& typed, const SourceDefaults& defaults, const std::filesystem::path& folder);
+[[nodiscard]] Source PlanSource(const std::string& typed, const SourceDefaults& defaults,
+                                const std::filesystem::path& folder);
 
 /// The file that a source is read from, if any.
-std::optional<std::string> FileOf(const std::string& source);
+[[nodiscard]] std::optional<std::string> FileOf(const std::string& source);
 
 /// Plans all, and makes one source for each bus of a vehicle or of a recording that has several.
 ///
 /// Failure: UsageError for a source that the simulator doesn't understand, Failure for a file that can't be read, or not as
 ///          what it should be.
-std::vector<Source> PlanSources(const std::vector<std::string>& typed, const SourceDefaults& defaults,
-                                const std::filesystem::path& folder);
+[[nodiscard]] std::vector<Source> PlanSources(const std::vector<std::string>& typed, const SourceDefaults& defaults,
+                                              const std::filesystem::path& folder);
 
 }  // namespace client
-
-#endif  // QOR_TRACE_SOURCES_H

@@ -47,13 +47,6 @@ void CheckTrusted(const std::string& parent) {
                   parent, reason));
 }
 
-bool IsStillThere(const std::string& path, int folder) {
-  struct stat named {
-  }, opened{};
-  return lstat(path.c_str(), &named) == 0 && fstat(folder, &opened) == 0 && named.st_dev == opened.st_dev &&
-         named.st_ino == opened.st_ino;
-}
-
 /// Another start may take a new folder for a left-over one, as long as it isn't locked.
 Descriptor MakeLocked(const std::string& parent, std::string& path) {
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
@@ -66,7 +59,7 @@ Descriptor MakeLocked(const std::string& parent, std::string& path) {
       if (error != ENOENT) Refuse(parent, error);
       continue;
     }
-    if (TryLock(folder.Get()) != LockState::Held && IsStillThere(path, folder.Get())) return folder;
+    if (TryLock(folder.Get()) != LockState::Held && IsNamed(path, folder.Get())) return folder;
   }
   Refuse(parent, EBUSY);
 }
@@ -103,7 +96,7 @@ std::vector<std::string> ClearLeftOverSwapFolders(const std::string& parent) {
     struct stat status {};
     if (!folder.IsOpen() || fstat(folder.Get(), &status) != 0 || status.st_uid != geteuid()) continue;
     if (TryLock(folder.Get()) != LockState::Taken) continue;
-    const std::size_t before = kept.size();
+    const size_t before = kept.size();
     for (const auto& file : FilesIn(entry.path()))
       if (file.path().extension() == ".bin" && HoldsEntries(file)) kept.push_back(file.path());
     if (kept.size() == before) RemoveFolder(entry.path());
@@ -131,7 +124,7 @@ SwapFolder::SwapFolder(const std::string& parent) {
 SwapFolder::~SwapFolder() {
   std::error_code ignored;
   fs::current_path(Before, ignored);
-  if (IsStillThere(Folder, Locked.Get())) RemoveFolder(Folder);
+  if (IsNamed(Folder, Locked.Get())) RemoveFolder(Folder);
 }
 
 void LeaveAtOnce(const SwapFolder& folder, Signals& signals) {

@@ -1,6 +1,5 @@
 // Where the swap file of a recording lies.
-#ifndef QOR_TRACE_SWAPFOLDER_H
-#define QOR_TRACE_SWAPFOLDER_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -24,7 +23,7 @@ class SwapFolder {
   SwapFolder(const SwapFolder&) = delete;
   SwapFolder& operator=(const SwapFolder&) = delete;
 
-  const std::string& Path() const { return Folder; }
+  [[nodiscard]] const std::string& Path() const { return Folder; }
 
  private:
   std::string Folder;
@@ -34,12 +33,10 @@ class SwapFolder {
 
 /// Looks for this user's swap folders in `parent` whose processes are gone. Those without entries are removed.
 /// @return the swap files of the others
-std::vector<std::string> ClearLeftOverSwapFolders(const std::string& parent);
+[[nodiscard]] std::vector<std::string> ClearLeftOverSwapFolders(const std::string& parent);
 
 /// When a later signal or an error on a library thread ends the process, the folder stays, and is named, if entries were
 /// swapped: they may be nowhere else.
 void LeaveAtOnce(const SwapFolder& folder, Signals& signals);
 
 }  // namespace client
-
-#endif  // QOR_TRACE_SWAPFOLDER_H

@@ -24,8 +24,7 @@
 //
 // S only grows, and when it does it takes all of the store along, `next` included. So once S was found it holds
 // until step 1 returns entries again, and a number that was S once may be used as a start forever.
-#ifndef QOR_TRACE_TRACEDRAIN_H
-#define QOR_TRACE_TRACEDRAIN_H
+#pragma once
 
 #include <algorithm>
 #include <cstring>
@@ -42,8 +41,11 @@
 ///          than N records) when entries after the swapped ones are read: a limit of some ten thousands keeps it small.
 class TraceDrain {
  public:
+  /// Bytes of the largest entry of a well-behaved interface, rounded up to where the next record begins.
+  static constexpr unsigned int kLargestRecord = 1568;
+
   explicit TraceDrain(unsigned int monitor, unsigned int capacity = 4u << 20)
-      : Monitor(monitor), Buffer(std::max<std::size_t>(capacity / sizeof(unsigned long), 8)) {}
+      : Monitor(monitor), Buffer(std::max<size_t>(capacity / sizeof(unsigned long), 8)) {}
 
   /// Hands over the entries that arrived since the last pull, as many as one buffer takes.
   ///
@@ -53,7 +55,7 @@ class TraceDrain {
   ///              contradicts itself, as in a damaged swap file. Delivered() shows whether anything came.
   /// Failure:     std::bad_alloc when the buffer can't grow; what `take` throws. Nothing is skipped or repeated afterwards.
   template <class Take>
-  unsigned int Pull(Take&& take) {
+  [[nodiscard]] unsigned int Pull(Take&& take) {
     const unsigned int before = Next;
     const unsigned int status = PullByIndex(take);
     if (status != QOR_TRACE_STATUS_OK || Next != before || Declined) return status;
@@ -64,7 +66,7 @@ class TraceDrain {
   /// Pulls until nothing comes any more. Meant for a stopped monitor; on a running one it may go on as long as
   /// entries arrive.
   template <class Take>
-  unsigned int PullAll(Take&& take) {
+  [[nodiscard]] unsigned int PullAll(Take&& take) {
     for (;;) {
       const unsigned int before = Next;
       const unsigned int status = Pull(take);
@@ -73,16 +75,13 @@ class TraceDrain {
   }
 
   /// Entries handed over so far; also the index of the next one.
-  unsigned int Delivered() const { return Next; }
+  [[nodiscard]] unsigned int Delivered() const { return Next; }
 
   /// Entries in the trace; a snapshot that may be off while a batch is being stored. 0 without a monitor.
-  unsigned int EntryCount() const { return Number(QOR_TRACE_PROPERTY_ENTRY_COUNT); }
+  [[nodiscard]] unsigned int EntryCount() const { return Number(QOR_TRACE_PROPERTY_ENTRY_COUNT); }
 
  private:
-  // The largest entry of a well-behaved interface, rounded up to where the next record begins.
-  static constexpr unsigned int LargestRecord = 1568;
-
-  unsigned int Number(Qor_Trace_PropertyId_t id) const {
+  [[nodiscard]] unsigned int Number(Qor_Trace_PropertyId_t id) const {
     unsigned char value[4] = {};
     unsigned int length = sizeof value;
     unsigned int number = 0;
@@ -91,20 +90,22 @@ class TraceDrain {
     return number;
   }
 
-  unsigned int MemoryLimit() const { return std::max(Number(QOR_TRACE_PROPERTY_MAX_ENTRIES), 1u); }
+  [[nodiscard]] unsigned int MemoryLimit() const { return std::max(Number(QOR_TRACE_PROPERTY_MAX_ENTRIES), 1u); }
 
-  unsigned int Capacity() const { return static_cast<unsigned int>(Buffer.size() * sizeof(unsigned long)); }
-  unsigned char* Bytes() { return reinterpret_cast<unsigned char*>(Buffer.data()); }
+  [[nodiscard]] unsigned int Capacity() const {
+    return static_cast<unsigned int>(Buffer.size() * sizeof(unsigned long));
+  }
+  [[nodiscard]] unsigned char* Bytes() { return reinterpret_cast<unsigned char*>(Buffer.data()); }
 
-  bool Grow() {
-    if (Buffer.size() >= LargestBuffer) return false;
-    Buffer.resize(std::min(Buffer.size() * 2, LargestBuffer));
+  [[nodiscard]] bool Grow() {
+    if (Buffer.size() >= kLargestBuffer) return false;
+    Buffer.resize(std::min(Buffer.size() * 2, kLargestBuffer));
     return true;
   }
 
   // One call of the interface into the buffer. `Count` and `Size` say what came, also after
   // QOR_TRACE_STATUS_BUFFER_TOO_SMALL.
-  unsigned int Get(unsigned int start, unsigned int wanted) {
+  [[nodiscard]] unsigned int Get(unsigned int start, unsigned int wanted) {
     Count = wanted;
     Size = Capacity();
     const unsigned int status = Qor_Trace_GetItems(Monitor, 0, start, &Count, &Size, Bytes());
@@ -114,9 +115,9 @@ class TraceDrain {
 
   // Step 1.
   template <class Take>
-  unsigned int PullByIndex(Take& take) {
+  [[nodiscard]] unsigned int PullByIndex(Take& take) {
     const unsigned int start = Next;
-    unsigned int status = Get(start, std::max(Capacity() / LargestRecord, 1u));
+    unsigned int status = Get(start, std::max(Capacity() / kLargestRecord, 1u));
     while (status == QOR_TRACE_STATUS_BUFFER_TOO_SMALL && Count == 0 && Grow()) status = Get(start, 1);
     Declined = false;
     if (Count == 0) return status;
@@ -129,7 +130,7 @@ class TraceDrain {
 
   // Step 2.
   template <class Take>
-  unsigned int PullBehindSwapped(Take& take) {
+  [[nodiscard]] unsigned int PullBehindSwapped(Take& take) {
     const unsigned int limit = MemoryLimit();
     // Nothing is swapped below the limit: the missing entries arrived after step 1. The next pull gets them.
     if (Next < limit) return QOR_TRACE_STATUS_OK;
@@ -156,14 +157,14 @@ class TraceDrain {
     SwappedIsExact = true;
   }
 
-  bool GivesEntry(unsigned int start) {
+  [[nodiscard]] bool GivesEntry(unsigned int start) {
     const unsigned int status = Get(start, 1);
     return Count == 1 || status == QOR_TRACE_STATUS_BUFFER_TOO_SMALL;
   }
 
   // Hands over what is in the buffer after its first `known` records.
   template <class Take>
-  unsigned int HandOver(unsigned int known, unsigned int status, Take& take) {
+  [[nodiscard]] unsigned int HandOver(unsigned int known, unsigned int status, Take& take) {
     Declined = false;
     unsigned int offset = 0;
     for (unsigned int index = 0; index < Count; ++index) {
@@ -183,7 +184,7 @@ class TraceDrain {
     return status == QOR_TRACE_STATUS_BUFFER_TOO_SMALL ? QOR_TRACE_STATUS_OK : status;
   }
 
-  static constexpr std::size_t LargestBuffer = 0xFFFFFFF8u / sizeof(unsigned long);
+  static constexpr size_t kLargestBuffer = 0xFFFFFFF8u / sizeof(unsigned long);
 
   const unsigned int Monitor;
   std::vector<unsigned long> Buffer;  // of longs, so that records lie aligned
@@ -194,5 +195,3 @@ class TraceDrain {
   bool SwappedIsExact = false;  // it is S, unless entries were swapped after the last pull
   bool Declined = false;
 };
-
-#endif  // QOR_TRACE_TRACEDRAIN_H

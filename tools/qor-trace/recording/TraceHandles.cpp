@@ -32,17 +32,17 @@ Qor_Sim_Status_t Port::Status() const {
 }
 
 UnreadLines Port::Unread() const {
-  constexpr unsigned int told = 10;
+  constexpr unsigned int kTold = 10;
   UnreadLines lines;
   lines.Count = Qor_Sim_SkippedLineCount(PortHandle);
   Qor_Sim_SkippedLine_t line{};
-  for (unsigned int index = 0; index < told && Qor_Sim_GetSkippedLine(PortHandle, index, &line) == 0; ++index)
+  for (unsigned int index = 0; index < kTold && Qor_Sim_GetSkippedLine(PortHandle, index, &line) == 0; ++index)
     lines.First.push_back({line.Number, line.Reason});
   return lines;
 }
 
 Monitor::Monitor() {
-  const std::size_t mark = Reports::Mark();
+  const size_t mark = Reports::Mark();
   Reports::Check(Qor_Trace_Allocate(0, &MonitorHandle), "Cannot make a monitor", mark);
 }
 
@@ -51,7 +51,7 @@ Monitor::~Monitor() { Qor_Trace_Delete(MonitorHandle); }
 unsigned int Monitor::AddChannel(const Port& port, unsigned int number) {
   const Qor_Trace_AddChannel_Request_t request{0, port.Handle(), number};
   Qor_Trace_AddChannel_Response_t response{};
-  const std::size_t mark = Reports::Mark();
+  const size_t mark = Reports::Mark();
   Reports::Check(Qor_Trace_AddChannel(MonitorHandle, &request, &response), "Cannot add a channel", mark);
   return response.ChannelId;
 }
@@ -59,7 +59,7 @@ unsigned int Monitor::AddChannel(const Port& port, unsigned int number) {
 void Monitor::SetNumber(unsigned short id, unsigned int value, const char* what) {
   unsigned char bytes[sizeof value];
   std::memcpy(bytes, &value, sizeof value);
-  const std::size_t mark = Reports::Mark();
+  const size_t mark = Reports::Mark();
   Reports::Check(Qor_Trace_Property_SetById(MonitorHandle, 0, id, sizeof bytes, bytes), what, mark);
 }
 
@@ -68,17 +68,17 @@ void Monitor::SetMemoryLimit(unsigned int entries) {
 }
 
 void Monitor::Start(unsigned int mode) {
-  const std::size_t mark = Reports::Mark();
+  const size_t mark = Reports::Mark();
   Reports::Check(Qor_Trace_Start(MonitorHandle, mode), "Cannot start the recording", mark);
 }
 
 void Monitor::Stop() {
-  const std::size_t mark = Reports::Mark();
+  const size_t mark = Reports::Mark();
   Reports::Check(Qor_Trace_Stop(MonitorHandle), "Cannot stop the recording cleanly", mark);
 }
 
 void Monitor::Empty() {
-  const std::size_t mark = Reports::Mark();
+  const size_t mark = Reports::Mark();
   Reports::Check(Qor_Trace_Property_SetById(MonitorHandle, 0, QOR_TRACE_PROPERTY_FLUSH, 0, nullptr),
                  "Cannot empty the trace", mark);
 }
@@ -86,7 +86,7 @@ void Monitor::Empty() {
 void Monitor::ExportToPcap(const std::string& path) {
   Qor_Trace_Export_Request_t request{};
   path.copy(request.FileName, sizeof request.FileName - 1);
-  const std::size_t mark = Reports::Mark();
+  const size_t mark = Reports::Mark();
   Reports::Check(Qor_Trace_ExportToPCAP(MonitorHandle, &request), "The PCAPNG export failed", mark);
 }
 
@@ -94,7 +94,7 @@ void Monitor::ReadList(RecordSink& sink) {
   std::vector<unsigned char> buffer(1u << 20);
   for (unsigned int start = 0;;) {
     unsigned int count = 0, size = static_cast<unsigned int>(buffer.size());
-    const std::size_t mark = Reports::Mark();
+    const size_t mark = Reports::Mark();
     const unsigned int status = Qor_Trace_GetListItems(MonitorHandle, 0, start, &count, &size, buffer.data());
     if (status != QOR_TRACE_STATUS_BUFFER_TOO_SMALL || count == 0)
       Reports::Check(status, "Cannot read the list of messages", mark);

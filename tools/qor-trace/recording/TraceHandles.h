@@ -1,6 +1,5 @@
 // Owners of what the C interface and the simulator hand out.
-#ifndef QOR_TRACE_TRACEHANDLES_H
-#define QOR_TRACE_TRACEHANDLES_H
+#pragma once
 
 #include <optional>
 #include <string>
@@ -24,10 +23,10 @@ class Port {
   Port(Port&& other) noexcept;
   Port& operator=(Port&&) = delete;
 
-  unsigned int Handle() const { return PortHandle; }
-  Qor_Sim_Status_t Status() const;
+  [[nodiscard]] unsigned int Handle() const { return PortHandle; }
+  [[nodiscard]] Qor_Sim_Status_t Status() const;
   /// Lines of its file that were left out, the first ten of them by number and reason; the file isn't named.
-  UnreadLines Unread() const;
+  [[nodiscard]] UnreadLines Unread() const;
 
  private:
   unsigned int PortHandle = 0;
@@ -41,11 +40,11 @@ class Monitor {
   Monitor(const Monitor&) = delete;
   Monitor& operator=(const Monitor&) = delete;
 
-  unsigned int Handle() const { return MonitorHandle; }
+  [[nodiscard]] unsigned int Handle() const { return MonitorHandle; }
 
   /// @param number  wanted; 0: the lowest free one
   /// @return        the channel number
-  unsigned int AddChannel(const Port& port, unsigned int number = 0);
+  [[nodiscard]] unsigned int AddChannel(const Port& port, unsigned int number = 0);
   void SetMemoryLimit(unsigned int entries);
   void Start(unsigned int mode);
   void Stop();
@@ -65,5 +64,3 @@ class Monitor {
 };
 
 }  // namespace client
-
-#endif  // QOR_TRACE_TRACEHANDLES_H
