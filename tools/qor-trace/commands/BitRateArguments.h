@@ -1,6 +1,5 @@
 // The bit rates that a person gives for the bus loads of a summary.
-#ifndef QOR_TRACE_BITRATEARGUMENTS_H
-#define QOR_TRACE_BITRATEARGUMENTS_H
+#pragma once
 
 #include <CLI/CLI.hpp>
 #include <string>
@@ -17,9 +16,7 @@ struct BitRateArguments {
   void AddTo(CLI::App& command);
 
   /// Failure: UsageError.
-  BitRates Rates() const;
+  [[nodiscard]] BitRates Rates() const;
 };
 
 }  // namespace client
-
-#endif  // QOR_TRACE_BITRATEARGUMENTS_H

@@ -19,8 +19,8 @@ namespace client {
 
 namespace {
 
-constexpr std::size_t UsualColumns = 80;    // of help that doesn't go to a terminal
-constexpr std::size_t WidestColumns = 100;  // longer lines are hard to read
+constexpr size_t kUsualColumns = 80;    // of help that doesn't go to a terminal
+constexpr size_t kWidestColumns = 100;  // longer lines are hard to read
 
 std::vector<std::string> NamesOf(const std::vector<const CLI::App*>& commands) {
   std::vector<std::string> names;
@@ -45,7 +45,7 @@ std::string Meant(const std::optional<std::string>& word) { return word ? fmt::f
 void TakeHelpWord(std::vector<std::string>& arguments) {
   if (arguments.empty() || arguments.front() != "help") return;
   arguments.erase(arguments.begin());
-  arguments.resize(std::min<std::size_t>(arguments.size(), 1));
+  arguments.resize(std::min<size_t>(arguments.size(), 1));
   arguments.emplace_back("--help");
 }
 
@@ -88,7 +88,7 @@ void RefuseEmptyValues(CLI::App& command) {
 }
 
 int Help(const CLI::App& app) {
-  const std::size_t columns = std::min(ColumnsOfStandardOutput().value_or(UsualColumns), WidestColumns);
+  const size_t columns = std::min(ColumnsOfStandardOutput().value_or(kUsualColumns), kWidestColumns);
   Print(Wrapped(app.help(), columns));
   return ExitDone;
 }

@@ -1,6 +1,5 @@
 // The command line as a whole: which command, its help, and what is wrong with it.
-#ifndef QOR_TRACE_COMMANDLINE_H
-#define QOR_TRACE_COMMANDLINE_H
+#pragma once
 
 #include <string>
 #include <vector>
@@ -15,8 +14,6 @@ namespace client {
 /// @param arguments  without the program's name
 /// @param version    "qor-trace 1.2.3"
 /// @return           the exit code
-int RunCommandLine(std::vector<std::string> arguments, const std::string& version, Signals& signals);
+[[nodiscard]] int RunCommandLine(std::vector<std::string> arguments, const std::string& version, Signals& signals);
 
 }  // namespace client
-
-#endif  // QOR_TRACE_COMMANDLINE_H

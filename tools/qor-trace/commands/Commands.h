@@ -1,6 +1,5 @@
 // The subcommands: each adds its arguments to the command line and does its work when it was chosen.
-#ifndef QOR_TRACE_COMMANDS_H
-#define QOR_TRACE_COMMANDS_H
+#pragma once
 
 #include <CLI/CLI.hpp>
 #include <functional>
@@ -18,5 +17,3 @@ void AddConvertCommand(CLI::App& app, Action& action);
 void AddListCommand(CLI::App& app, Action& action);
 
 }  // namespace client
-
-#endif  // QOR_TRACE_COMMANDS_H

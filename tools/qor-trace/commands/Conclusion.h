@@ -1,6 +1,5 @@
 // What a command says at the end, and its exit code.
-#ifndef QOR_TRACE_CONCLUSION_H
-#define QOR_TRACE_CONCLUSION_H
+#pragma once
 
 #include <cstddef>
 #include <nlohmann/json_fwd.hpp>
@@ -19,16 +18,14 @@ namespace client {
 void TakeChannels(const Recorder& recorder, const ChannelNumbers& numbers, Summary& summary);
 
 /// ns for which entries of this many sources are held back to be put in order; 0 for one, whose entries are in order.
-unsigned long OrderingWindow(std::size_t sources);
+[[nodiscard]] unsigned long OrderingWindow(size_t sources);
 
 /// Closes a command: says what was done, prints the JSON summary if that was asked for.
 ///
 /// @param more  JSON fields of this command
 /// @return      the exit code: 1 after an error; 3 when some of the input was lost, if strict also when an output can't hold
 ///              something
-int Conclude(const std::string& command, const Summary& summary, const Selection& selected, const OutputSet& outputs,
-             const OutputArguments& asked, const nlohmann::json& more);
+[[nodiscard]] int Conclude(const std::string& command, const Summary& summary, const Selection& selected,
+                           const OutputSet& outputs, const OutputArguments& asked, const nlohmann::json& more);
 
 }  // namespace client
-
-#endif  // QOR_TRACE_CONCLUSION_H

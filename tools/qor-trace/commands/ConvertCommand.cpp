@@ -19,7 +19,6 @@
 #include "stream/Selection.h"
 #include "stream/Tee.h"
 #include "system/Failure.h"
-#include "system/InputFile.h"
 #include "system/Terminal.h"
 #include "system/Units.h"
 
@@ -114,12 +113,8 @@ void SetFirstTime(OutputPlan& plan, const ConvertArguments& arguments, const std
 
 /// Nothing is made before the input is known to be there.
 std::string InputPath(const std::string& typed) {
-  if (typed == "-") {
-    RefuseTerminalInput();
-    return typed;
-  }
-  std::string path = std::filesystem::absolute(typed).string();
-  CheckInputFile(path);
+  std::string path = typed == "-" ? typed : std::filesystem::absolute(typed).string();
+  CheckInput(path);
   return path;
 }
 
@@ -182,7 +177,7 @@ int Convert(const ConvertArguments& arguments, Signals& signals) {
                   {{"input", arguments.Input}, {"ended_by", end}});
 }
 
-constexpr const char* ConvertHelp =
+constexpr const char* kConvertHelp =
     "Examples:\n"
     "  qor-trace convert drive.bin -o drive.asc -o drive.pcapng\n"
     "  qor-trace convert drive.bin -o - --format pcapng | tshark -r -\n"
@@ -210,7 +205,7 @@ void AddConvertCommand(CLI::App& app, Action& action) {
   arguments->BitRates.AddTo(*command);
   command->add_flag("--progress", arguments->Progress,
                     "Tell how far it has come every few seconds, also without a terminal");
-  command->footer(std::string(FilterHelp) + ConvertHelp);
+  command->footer(std::string(kFilterHelp) + kConvertHelp);
   command->callback(
       [arguments, &action] { action = [arguments](Signals& signals) { return Convert(*arguments, signals); }; });
 }

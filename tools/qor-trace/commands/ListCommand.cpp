@@ -14,7 +14,6 @@
 #include "stream/Selection.h"
 #include "stream/Tee.h"
 #include "system/Failure.h"
-#include "system/InputFile.h"
 #include "system/Terminal.h"
 #include "system/Text.h"
 #include "views/MessageTable.h"
@@ -55,10 +54,7 @@ int ListBin(const ListArguments& arguments, Signals& signals) {
   if (!typed.Speed.empty() || typed.MemoryLimit || !typed.SwapFolder.empty())
     throw UsageError("A .bin file is listed without a recording; leave out --speed, --memory-limit and --swap-folder");
   const std::string& input = typed.Sources.front();
-  if (input == "-")
-    RefuseTerminalInput();
-  else
-    CheckInputFile(input);
+  CheckInput(input);
   BinReader reader(input);
   MessageTable table;
   Summary summary;
@@ -107,7 +103,7 @@ int List(const ListArguments& arguments, Signals& signals) {
   return ListRecording(arguments, signals);
 }
 
-constexpr const char* ListHelp =
+constexpr const char* kListHelp =
     "Examples:\n"
     "  qor-trace list drive.log --speed max\n"
     "  qor-trace list can --duration 5s --json\n"
@@ -128,7 +124,7 @@ void AddListCommand(CLI::App& app, Action& action) {
   arguments->Stream.AddTo(*command);
   command->add_flag("--strict", arguments->Strict, "Refuse a text recording with a line that can't be read");
   command->add_flag("--json", arguments->Json, "Print the rows as JSON, times in ns");
-  command->footer(std::string(ListHelp) + FilterHelp + SourceHelp);
+  command->footer(std::string(kListHelp) + kFilterHelp + kSourceHelp);
   command->callback(
       [arguments, &action] { action = [arguments](Signals& signals) { return List(*arguments, signals); }; });
 }

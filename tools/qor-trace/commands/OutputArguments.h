@@ -1,6 +1,5 @@
 // The arguments that say what to write, and how.
-#ifndef QOR_TRACE_OUTPUTARGUMENTS_H
-#define QOR_TRACE_OUTPUTARGUMENTS_H
+#pragma once
 
 #include <CLI/CLI.hpp>
 #include <optional>
@@ -32,9 +31,7 @@ struct OutputArguments {
   void AddRecordingTo(CLI::App& command);
 
   /// Failure: UsageError, as PlanOutputs; also for binary that would go to a terminal, or beside a JSON summary.
-  OutputPlan Plan() const;
+  [[nodiscard]] OutputPlan Plan() const;
 };
 
 }  // namespace client
-
-#endif  // QOR_TRACE_OUTPUTARGUMENTS_H

@@ -4,19 +4,21 @@
 #include <unistd.h>
 
 #include "system/Failure.h"
+#include "system/InputFile.h"
 
 namespace client {
 
 std::string ReadingProgress::Text() const {
-  constexpr double mib = 1u << 20;
+  constexpr double kMib = 1u << 20;
   const double read = static_cast<double>(Reader.Position());
-  std::string entries = fmt::format("{} entries  {:.0f} MiB", Reader.Records(), read / mib);
+  std::string entries = fmt::format("{} entries  {:.0f} MiB", Reader.Records(), read / kMib);
   if (Reader.Size() == 0) return entries;
   const double size = static_cast<double>(Reader.Size());
-  return fmt::format("{:3.0f} %  {} of {:.0f} MiB", 100 * read / size, entries, size / mib);
+  return fmt::format("{:3.0f} %  {} of {:.0f} MiB", 100 * read / size, entries, size / kMib);
 }
 
-void RefuseTerminalInput() {
+void CheckInput(const std::string& input) {
+  if (input != "-") return CheckInputFile(input);
   if (isatty(STDIN_FILENO) == 1)
     throw UsageError("Records are not read from a terminal; pipe the contents of a .bin file in, or name one");
 }

@@ -1,6 +1,5 @@
 // How far a file has been read, and whether to go on.
-#ifndef QOR_TRACE_READINGPROGRESS_H
-#define QOR_TRACE_READINGPROGRESS_H
+#pragma once
 
 #include <string>
 
@@ -17,7 +16,7 @@ class ReadingProgress {
   ReadingProgress(const BinReader& reader, const Signals& signals, bool elsewhere)
       : Reader(reader), StopSignals(signals), Line(elsewhere) {}
 
-  BinReader::GoOn GoOn() {
+  [[nodiscard]] BinReader::GoOn GoOn() {
     return [this] {
       if (Line.IsDue()) Line.Show(Text());
       return !StopSignals.StopRequested();
@@ -26,16 +25,16 @@ class ReadingProgress {
   void Clear() { Line.Clear(); }
 
  private:
-  std::string Text() const;
+  [[nodiscard]] std::string Text() const;
 
   const BinReader& Reader;
   const Signals& StopSignals;
   LiveLine Line;
 };
 
-/// Failure: UsageError when standard input is a terminal.
-void RefuseTerminalInput();
+/// Refuses an input with nothing to read, before anything is made.
+/// @param input  path of a file, or "-" for standard input
+/// Failure: UsageError when standard input is a terminal, else as CheckInputFile.
+void CheckInput(const std::string& input);
 
 }  // namespace client
-
-#endif  // QOR_TRACE_READINGPROGRESS_H

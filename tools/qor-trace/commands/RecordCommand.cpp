@@ -72,7 +72,7 @@ int Record(const RecordArguments& arguments, Signals& signals) {
   return Conclude("record", summary, selected, outputs, arguments.Output, {{"ended_by", endedBy}});
 }
 
-constexpr const char* RecordHelp =
+constexpr const char* kRecordHelp =
     "Examples:\n"
     "  qor-trace record vehicle --duration 5s -o drive.asc -o drive.pcapng\n"
     "  qor-trace record drive.log --speed max -o drive.asc -o drive.bin\n"
@@ -96,7 +96,7 @@ void AddRecordCommand(CLI::App& app, Action& action) {
   command->add_flag("--no-output", arguments->NoOutput, "Only count; without it an output is needed");
   arguments->Stream.AddTo(*command);
   arguments->BitRates.AddTo(*command);
-  command->footer(std::string(RecordHelp) + FilterHelp + SourceHelp);
+  command->footer(std::string(kRecordHelp) + kFilterHelp + kSourceHelp);
   command->callback(
       [arguments, &action] { action = [arguments](Signals& signals) { return Record(*arguments, signals); }; });
 }

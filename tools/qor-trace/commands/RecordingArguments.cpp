@@ -9,7 +9,7 @@
 
 namespace client {
 
-const char* const SourceHelp =
+const char* const kSourceHelp =
     "Sources:\n"
     "  can, lin, flexray, ethernet   a synthetic bus: seed=N, duration=TIME; can and ethernet also load=PERCENT\n"
     "  vehicle                       all four of them: seed=N, duration=TIME\n"

@@ -1,6 +1,5 @@
 // The arguments that every recording subcommand takes.
-#ifndef QOR_TRACE_RECORDINGARGUMENTS_H
-#define QOR_TRACE_RECORDINGARGUMENTS_H
+#pragma once
 
 #include <CLI/CLI.hpp>
 #include <optional>
@@ -24,20 +23,18 @@ struct RecordingArguments {
 
   /// @param defaultSwapFolder  for the swap file, unless another was given
   /// Failure: UsageError.
-  RecordingOptions Options(const std::string& defaultSwapFolder) const;
+  [[nodiscard]] RecordingOptions Options(const std::string& defaultSwapFolder) const;
 
   /// The duration, ns; nothing when none was given.
   /// Failure: UsageError.
-  std::optional<unsigned long> TraceTime() const;
+  [[nodiscard]] std::optional<unsigned long> TraceTime() const;
 
   /// @param strict  a line of a text recording that can't be read refuses the file, instead of being left out
   /// Failure: as PlanSources.
-  std::vector<Source> Plan(bool strict) const;
+  [[nodiscard]] std::vector<Source> Plan(bool strict) const;
 };
 
 /// What a user has to know about sources, for the end of help texts.
-extern const char* const SourceHelp;
+extern const char* const kSourceHelp;
 
 }  // namespace client
-
-#endif  // QOR_TRACE_RECORDINGARGUMENTS_H

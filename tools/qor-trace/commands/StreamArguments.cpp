@@ -11,7 +11,7 @@
 
 namespace client {
 
-const char* const FilterHelp =
+const char* const kFilterHelp =
     "Filters:\n"
     "  bus == can and id in 0x100..0x1FF, 0x7DF     kind == error or overrun\n"
     "  id & 0x7F0 == 0x120 and dir == rx            slot == 17 and side in a, ab\n"

@@ -34,6 +34,6 @@ void EndWithSelection(RecordingOptions& options, const SelectionPlan& wanted);
 void CheckChannels(const ChannelNumbers& numbers, std::size_t channels);
 
 /// What a user has to know about expressions, for the end of help texts.
-extern const char* const FilterHelp;
+extern const char* const kFilterHelp;
 
 }  // namespace client

@@ -10,13 +10,13 @@ namespace client {
 namespace {
 
 /// Letters to insert, remove or replace to turn one into the other.
-std::size_t Distance(std::string_view one, std::string_view other) {
-  std::vector<std::size_t> row(other.size() + 1);
-  std::iota(row.begin(), row.end(), std::size_t{0});
-  for (std::size_t i = 0; i < one.size(); ++i) {
-    std::size_t diagonal = std::exchange(row[0], i + 1);
-    for (std::size_t j = 0; j < other.size(); ++j) {
-      const std::size_t replaced = diagonal + (one[i] == other[j] ? 0 : 1);
+size_t Distance(std::string_view one, std::string_view other) {
+  std::vector<size_t> row(other.size() + 1);
+  std::iota(row.begin(), row.end(), size_t{0});
+  for (size_t i = 0; i < one.size(); ++i) {
+    size_t diagonal = std::exchange(row[0], i + 1);
+    for (size_t j = 0; j < other.size(); ++j) {
+      const size_t replaced = diagonal + (one[i] == other[j] ? 0 : 1);
       diagonal = row[j + 1];
       row[j + 1] = std::min({replaced, row[j] + 1, diagonal + 1});
     }
@@ -28,9 +28,9 @@ std::size_t Distance(std::string_view one, std::string_view other) {
 
 std::optional<std::string> Nearest(std::string_view word, const std::vector<std::string>& candidates) {
   std::optional<std::string> nearest;
-  std::size_t least = std::max<std::size_t>(word.size() / 3, 1) + 1;
+  size_t least = std::max<size_t>(word.size() / 3, 1) + 1;
   for (const std::string& candidate : candidates) {
-    const std::size_t distance = Distance(word, candidate);
+    const size_t distance = Distance(word, candidate);
     if (distance >= least) continue;
     least = distance;
     nearest = candidate;
