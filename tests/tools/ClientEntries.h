@@ -1,6 +1,5 @@
 // Trace entries for the client's tests, as the bytes that the C interface hands out.
-#ifndef TESTS_TOOLS_CLIENTENTRIES_H
-#define TESTS_TOOLS_CLIENTENTRIES_H
+#pragma once
 
 #include <vector>
 
@@ -49,5 +48,3 @@ class Collector : public RecordSink {
 };
 
 }  // namespace client
-
-#endif  // TESTS_TOOLS_CLIENTENTRIES_H

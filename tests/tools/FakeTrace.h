@@ -1,7 +1,6 @@
 // A trace in memory, under the two calls of the C interface that reading needs: it retrieves, swaps and counts as a
 // monitor does, and lets new entries arrive before any call.
-#ifndef TESTS_TOOLS_FAKETRACE_H
-#define TESTS_TOOLS_FAKETRACE_H
+#pragma once
 
 #include <functional>
 #include <vector>
@@ -33,5 +32,3 @@ class FakeTrace {
   std::vector<std::vector<unsigned char>> SwapFile;
   std::vector<std::vector<unsigned char>> Store;
 };
-
-#endif  // TESTS_TOOLS_FAKETRACE_H
