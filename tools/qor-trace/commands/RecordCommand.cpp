@@ -36,7 +36,7 @@ void CheckOutputs(const RecordArguments& arguments) {
 }
 
 /// The library's own export has what is in memory, whatever was selected.
-void CheckSelection(const RecordArguments& arguments, const SelectionPlan& wanted, std::size_t channels) {
+void CheckSelection(const RecordArguments& arguments, const SelectionPlan& wanted, size_t channels) {
   if (arguments.Output.Capture.AsExported && !wanted.IsEverything())
     throw UsageError("--as-exported writes everything; leave it out, or --filter, --from, --to, --count and --channel");
   CheckChannels(wanted.Channels, channels);

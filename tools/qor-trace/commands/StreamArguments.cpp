@@ -41,7 +41,7 @@ std::optional<unsigned int> NumberOf(std::string_view text) {
 }
 
 void AddChannel(const std::string& typed, ChannelNumbers& numbers) {
-  const std::size_t sign = typed.find('=');
+  const size_t sign = typed.find('=');
   const std::string_view text = typed;
   const auto channel = NumberOf(text.substr(0, sign));
   const auto number = sign == std::string::npos ? std::nullopt : NumberOf(text.substr(sign + 1));
@@ -81,7 +81,7 @@ void EndWithSelection(RecordingOptions& options, const SelectionPlan& wanted) {
   if (wanted.Times.To) options.Duration = std::min(options.Duration.value_or(*wanted.Times.To), *wanted.Times.To);
 }
 
-void CheckChannels(const ChannelNumbers& numbers, std::size_t channels) {
+void CheckChannels(const ChannelNumbers& numbers, size_t channels) {
   for (const auto& [channel, number] : numbers.All()) {
     if (channel > channels)
       throw UsageError(fmt::format("--channel {}={}: there is no channel {}; the sources have {}", channel, number,

@@ -31,7 +31,7 @@ void EndWithSelection(RecordingOptions& options, const SelectionPlan& wanted);
 
 /// Failure: UsageError when a channel's new number is another channel's, or there is no such channel.
 /// @param channels  of a recording: they are numbered from 1
-void CheckChannels(const ChannelNumbers& numbers, std::size_t channels);
+void CheckChannels(const ChannelNumbers& numbers, size_t channels);
 
 /// What a user has to know about expressions, for the end of help texts.
 extern const char* const kFilterHelp;
