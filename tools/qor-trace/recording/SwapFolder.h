@@ -33,7 +33,7 @@ class SwapFolder {
 
 /// Looks for this user's swap folders in `parent` whose processes are gone. Those without entries are removed.
 /// @return the swap files of the others
-[[nodiscard]] std::vector<std::string> ClearLeftOverSwapFolders(const std::string& parent);
+std::vector<std::string> ClearLeftOverSwapFolders(const std::string& parent);
 
 /// When a later signal or an error on a library thread ends the process, the folder stays, and is named, if entries were
 /// swapped: they may be nowhere else.
