@@ -2,9 +2,6 @@
 
 #include <fmt/format.h>
 
-#include <cstddef>
-#include <cstring>
-
 #include "system/Failure.h"
 
 namespace client {
@@ -16,7 +13,7 @@ bool Renumber::Take(const RecordView& record) {
   Claim(number, channel);
   if (number == channel) return Next.Take(record);
   Copy.assign(record.Bytes().begin(), record.Bytes().end());
-  std::memcpy(Copy.data() + offsetof(Qor_Trace_Entry_t, ChannelId), &number, sizeof number);
+  reinterpret_cast<Qor_Trace_Entry_t*>(Copy.data())->ChannelId = number;
   return Next.Take(RecordView(Copy.data(), record.Length()));
 }
 
