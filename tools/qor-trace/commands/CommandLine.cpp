@@ -131,7 +131,7 @@ int RunCommandLine(std::vector<std::string> arguments, const std::string& versio
     return Parse(app, action, std::move(arguments), signals);
   } catch (const FilterError& error) {
     SayError(error.what());
-    Say(error.Lines(std::min(ColumnsOfStandardError().value_or(UsualColumns), WidestColumns)));
+    Say(error.Lines(std::min(ColumnsOfStandardError().value_or(kUsualColumns), kWidestColumns)));
     return error.Code;
   } catch (const Failure& failure) {
     SayError(failure.what());
