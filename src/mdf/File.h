@@ -9,6 +9,7 @@
 #include <cstdint>
 #include <map>
 #include <memory>
+#include <optional>
 #include <set>
 #include <string>
 
@@ -162,7 +163,6 @@ class QOR_EXPORT MdfFile : public FileStream {
   QOR_HIDDEN void AppendEvent(MDF::EVBLOCK* added);
   [[nodiscard]] QOR_HIDDEN bool InsertInto(Bus* bus, Qor_Trace_Entry_t& entry);
   [[nodiscard]] QOR_HIDDEN MDF::EVBLOCK* NewMark(Bus& bus, const RecordView& record);
-  [[nodiscard]] QOR_HIDDEN bool IsLossDue(const Bus& bus, unsigned long time);
   QOR_HIDDEN void SetComment(const std::string& xml);
   QOR_HIDDEN void AddHistory(const RecordingInfo& info);
   QOR_HIDDEN void DropEvents();
@@ -196,12 +196,12 @@ class QOR_EXPORT MdfFile : public FileStream {
   MDF::FHBLOCK* History = nullptr;
   MDF::MDBLOCK* Comment = nullptr;  // of the header, as Recording_Set made it; has room to grow
   std::unique_ptr<BusRoot> Root;
-  MDF::EVBLOCK* Begin = nullptr;                  // of the recording that hasn't ended yet
-  MDF::EVBLOCK* LastEvent = nullptr;              // of the header's chain
-  MDF::Block* GroupInFile = nullptr;              // the last data group that the file describes, with all before it ...
-  MDF::Block* EventInFile = nullptr;              // ... and the last event; null when everything must be looked through
-  std::map<const Bus*, unsigned long> LossMarks;  // ns, when the latest mark of a loss was made
-  std::set<Bus*, BusLinks_sort> BusLinks;         // buses that the file doesn't describe yet
+  MDF::EVBLOCK* Begin = nullptr;      // of the recording that hasn't ended yet
+  MDF::EVBLOCK* LastEvent = nullptr;  // of the header's chain
+  MDF::Block* GroupInFile = nullptr;  // the last data group that the file describes, with all before it ...
+  MDF::Block* EventInFile = nullptr;  // ... and the last event; null when everything must be looked through
+  std::map<const Bus*, std::optional<unsigned long>> LossMarks;  // ns, when the latest mark of a loss was made
+  std::set<Bus*, BusLinks_sort> BusLinks;                        // buses that the file doesn't describe yet
 };
 
 namespace MDF {

@@ -2,6 +2,7 @@
 #include "mdf/FileEvents.h"
 
 #include <algorithm>
+#include <optional>
 #include <span>
 #include <string>
 
@@ -57,6 +58,10 @@ std::string CanEventText(const CanView& can) {
 
 std::string LinEventText(const LinView& lin) { return "Event-triggered frame: " + EdgeText(lin.Identifier); }
 
+std::string EventText(const RecordView& event) {
+  return event.Kind() == RecordKind::CanEvent ? CanEventText(event.Can()) : LinEventText(event.Lin());
+}
+
 }  // namespace
 
 // --- events ---
@@ -98,26 +103,21 @@ void MdfFile::AppendEvent(MDF::EVBLOCK* added) {
 
 /// Null for an entry that asks for none.
 MDF::EVBLOCK* MdfFile::NewMark(Bus& bus, const RecordView& record) {
-  const unsigned long time = Header->RelativeTime(record.Timestamp());
   const bool lost = record.HasOverrunMark();
-  std::string text;
-  if (record.Kind() == RecordKind::CanEvent) text = CanEventText(record.Can());
-  if (record.Kind() == RecordKind::LinEvent) text = LinEventText(record.Lin());
-  if (text.empty() && !(lost && IsLossDue(bus, record.Timestamp()))) return nullptr;
-  if (lost) text += text.empty() ? kLossText : std::string("; ") + kLossText;
+  const bool triggered = record.Kind() == RecordKind::CanEvent || record.Kind() == RecordKind::LinEvent;
+  if (!triggered && !lost) return nullptr;
+  std::optional<unsigned long>& latest = LossMarks[&bus];
+  const bool due = !latest || record.Timestamp() - *latest >= kBetweenLossMarks;  // a bus may mark entry after entry
+  if (!triggered && !due) return nullptr;
   const auto type = lost ? kAcquisitionInterrupt : kMarker;
+  const unsigned long time = Header->RelativeTime(record.Timestamp());
   NewEvent mark(new MDF::EVBLOCK("", type, lost ? kCauseError : kCauseOther, time));
-  MDF::LinkText(*mark, MDF::kEvName, text);
+  std::string name = triggered ? EventText(record) : "";
+  if (lost) name += (triggered ? "; " : "") + std::string(kLossText);
+  MDF::LinkText(*mark, MDF::kEvName, name);
   bus.Event_ScopeAdd(mark.get());
+  if (lost) latest = record.Timestamp();
   return mark.release();
-}
-
-/// A bus that loses data may mark entry after entry.
-bool MdfFile::IsLossDue(const Bus& bus, unsigned long time) {
-  const auto [latest, first] = LossMarks.try_emplace(&bus, time);
-  if (!first && time - latest->second < kBetweenLossMarks) return false;
-  latest->second = time;
-  return true;
 }
 
 /// Closed, and whatever is added now would be dropped when the next file is begun.

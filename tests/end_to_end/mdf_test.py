@@ -8,7 +8,7 @@ import time
 import zlib
 from typing import NamedTuple
 
-from buses_test import CAN, FLEXRAY, LIN, event_of, read_csv, read_records
+from buses_test import CAN, ETHERNET, FLEXRAY, LIN, event_of, read_csv, read_pcap, read_records
 from buses_test import recordings as recordings_of
 from support import ClientTest, Frame, main, nanoseconds, read_candump, recordings
 
@@ -25,6 +25,8 @@ class Channel(NamedTuple):
 class Group(NamedTuple):
     name: str  # of the bus
     event: str
+    bus_type: int  # of the source
+    source: tuple  # its name and path
     records: list
     channels: dict
 
@@ -52,7 +54,10 @@ class Reader:
         if contents[8:16] != b"4.10    ":
             raise ValueError("no MDF 4.10 file")
         self.finalized = contents[:8] == b"MDF     "
-        (self.start,) = struct.unpack_from("<Q", self.block(64, b"##HD")[1])
+        links, data = self.block(64, b"##HD")
+        (self.start,) = struct.unpack_from("<Q", data)
+        self.comment = self.text(links[5]) if links[5] else ""
+        self.events = list(self.read_events(links[4]))
         self.groups = list(self.read_groups())
 
     def block(self, position, *kinds):
@@ -65,6 +70,14 @@ class Reader:
 
     def text(self, position):
         return self.block(position, b"##TX", b"##MD")[1].split(b"\0")[0].decode()
+
+    def read_events(self, position):
+        """(type, name, time in ns, kinds of block that it is about) of all events."""
+        while position:
+            links, data = self.block(position, b"##EV")
+            scopes = {self.contents[link : link + 4] for link in links[5:]}
+            yield data[0], self.text(links[3]) if links[3] else "", struct.unpack_from("<q", data, 16)[0], scopes
+            position = links[0]
 
     def data(self, position):
         """What is behind a data link."""
@@ -108,8 +121,11 @@ class Reader:
             if len(records) < count * size or self.finalized and len(records) > count * size:
                 raise ValueError(f"{len(records)} bytes are no {count} records of {size}")
             rows = [records[i * size + data[0] : (i + 1) * size] for i in range(count)]
-            event = self.text(self.block(group[3], b"##SI")[0][0])
-            yield Group(self.text(group[2]), event, rows, self.channels(group[1]))
+            source, kind = self.block(group[3], b"##SI")
+            structure = self.block(group[1], b"##CN")[0][0]  # the channel after the time
+            event = self.text(self.block(structure, b"##CN")[0][2])
+            names = tuple(self.text(link) if link else "" for link in source[:2])
+            yield Group(self.text(group[2]), event, kind[1], names, rows, self.channels(group[1]))
             position = links[0]
 
     def of(self, event):
@@ -127,6 +143,9 @@ def can_frames(reader):
         identifier = value("ID") & 0x1FFFFFFF
         frames.append(Frame(value("t"), int(bus.removeprefix("CAN")), identifier, bool(value("IDE")), bool(value("Dir")),
                             fd=bool(value("EDL")), brs=bool(value("BRS")), esi=bool(value("ESI")), data=value("DataBytes")))
+    for bus, value in reader.of("CAN_RemoteFrame"):
+        identifier = value("ID") & 0x1FFFFFFF
+        frames.append(Frame(value("t"), int(bus.removeprefix("CAN")), identifier, bool(value("IDE")), bool(value("Dir"))))
     for bus, value in reader.of("CAN_ErrorFrame"):
         frames.append(Frame(value("t"), int(bus.removeprefix("CAN")), transmitted=bool(value("Dir")), error=True))
     return sorted(frames)
@@ -142,6 +161,15 @@ class Mdf(ClientTest):
         for recording in recordings():
             with self.subTest(recording.name):
                 self.run_client("record", recording, "--speed", "max", "-o", "a.mf4")
+                self.assertEqual(can_frames(self.read()), sorted(read_candump(recording)))
+                self.assertTrue(self.read().finalized)
+
+    def test_can_recordings_come_back_as_exported(self):
+        if not recordings():
+            self.skipTest("no recordings")
+        for recording in recordings():
+            with self.subTest(recording.name):
+                self.run_client("record", recording, "--speed", "max", "-o", "a.mf4", "--as-exported")
                 expected = sorted(read_candump(recording))
                 got = can_frames(self.read())
                 # A frame without data is recorded with the bytes that its length code tells: remote frames show none.
@@ -159,13 +187,19 @@ class Mdf(ClientTest):
             with self.subTest(path.name):
                 self.run_client("record", path, "--speed", "max", "-o", "a.mf4")
                 got = []
-                for bus, value in self.read().of("FLX_Frame"):
-                    self.assertEqual((bus, value("Dir")), ("FLEX1", 0))
-                    flags = value("PayloadPreambleFlag") * 2 + value("NullFrameFlag") * 4
-                    flags += value("SyncFrameFlag") * 8 + value("StartUpFrameFlag") * 16
-                    name = (value("ID"), value("FlxChannel"), value("Cycle"), flags, value("HeaderCRC"))
-                    got.append((value("t"), name, value("DataBytes")))
-                self.assertEqual(got, [(event.time, event.name, event.data) for event in read_csv(path)])
+                for kind in ("FLX_Frame", "FLX_NullFrame"):
+                    for bus, value in self.read().of(kind):
+                        self.assertEqual((bus, value("Dir")), ("FLEX1", 0))
+                        flags = value("PayloadPreambleFlag") * 2 + value("NullFrameFlag") * 4
+                        flags += value("SyncFrameFlag") * 8 + value("StartUpFrameFlag") * 16
+                        self.assertEqual(bool(flags & 4), kind == "FLX_NullFrame")
+                        name = (value("ID"), value("FlxChannel"), value("Cycle"), flags, value("HeaderCRC"))
+                        got.append((value("t"), name, b"" if flags & 4 else value("DataBytes"), value("PayloadLength")))
+                expected = [
+                    (event.time, event.name, b"" if event.name[3] & 4 else event.data, len(event.data) // 2)
+                    for event in read_csv(path)
+                ]
+                self.assertEqual(sorted(got), sorted(expected))
 
     def test_lin_recordings_come_back(self):
         for path in recordings_of("lin", "*.csv") or [None]:
@@ -178,19 +212,47 @@ class Mdf(ClientTest):
                 for _, value in self.read().of("LIN_Frame"):
                     size = value("ReceivedDataByteCount")
                     data = value("DataBytes")[:size] + bytes([value("Checksum")])
-                    got.append((value("t"), value("ID") & 0x3F, data))
+                    got.append((value("t"), value("ID"), data))
                 good = [(event.time, event.name[0], event.data) for event in expected if event.kind == 0]
                 self.assertEqual(got, good)
                 errors = sum(1 for kind in ("TransmissionError", "ChecksumError", "SyncError", "ReceiveError")
                              for _ in self.read().of("LIN_" + kind))
                 self.assertEqual(errors, len(expected) - len(good))
 
+    def test_ethernet_recordings_come_back(self):
+        for path in recordings_of("ethernet", "*.pcap") or [None]:
+            if path is None:
+                self.skipTest("no recordings in ethernet")
+            with self.subTest(path.name):
+                self.run_client("record", path, "--speed", "max", "-o", "a.mf4")
+                got = []
+                for bus, value in self.read().of("ETH_Frame"):
+                    self.assertEqual((bus, value("Dir")), ("ETH1", 0))
+                    self.assertEqual(value("DataLength"), len(value("DataBytes")))
+                    head = value("Destination") + value("Source") + struct.pack(">H", value("EtherType"))
+                    got.append((value("t"), head + value("DataBytes")))
+                self.assertEqual(got, [(frame.time, frame.data) for frame in read_pcap(path)])
+
+    def test_vehicle_as_exported_lacks_what_the_library_has_no_group_for(self):
+        summary = self.summary("vehicle?seed=9", "-d", "5s", "--speed", "max", "-o", "a.mf4", "--as-exported")
+        self.assertEqual(summary["outputs"][0]["omitted"]["Ethernet entries"], summary["channels"][3]["entries"])
+        self.assertEqual({group.bus_type for group in self.read().groups}, {2})
+        self.assertEqual(self.read().comment, "")
+
+    def test_convert_writes_the_librarys_bytes_when_asked(self):
+        self.run_client("record", "vehicle?seed=9", "-d", "2s", "--speed", "max", "-o", "a.bin", "-o", "a.mf4", "--as-exported")
+        self.run_client("convert", "a.bin", "-o", "b.mf4", "--as-exported")
+        events = [group.event for group in self.read("b.mf4").groups]
+        self.assertEqual(events, [group.event for group in self.read("a.mf4").groups])
+        self.assertIn("LIN_Wakeup", events)
+        self.run_client("convert", "a.bin", "-o", "b.pcapng", "--as-exported", expect=2)
+
     def test_vehicle_is_recorded_with_all_that_the_format_holds(self):
         summary = self.summary("vehicle?seed=9", "-d", "20s", "--speed", "max", "-o", "a.bin", "-o", "a.mf4")
         output = summary["outputs"][1]
         reader = self.read()
         records = read_records((self.folder / "a.bin").read_bytes())
-        self.assertEqual(output["omitted"]["Ethernet entries"], summary["channels"][3]["entries"])
+        self.assertLessEqual(set(output["omitted"]), {"FlexRay status items", "Ethernet records that are no frames"})
         self.assertEqual(output["records"] + sum(output["omitted"].values()), len(records))
         self.assertEqual(output["start_time_ns"], reader.start)
         kinds = {group.event: 0 for group in reader.groups}
@@ -198,13 +260,27 @@ class Mdf(ClientTest):
             kinds[group.event] += len(group.records)
         frames = [event_of(record) for record in records if record[0] == FLEXRAY]
         both = sum(1 for frame in frames if frame.kind in (1, 2) and frame.name[1] == 2)  # two records each
-        self.assertEqual(sum(kinds.values()), output["records"] + both)
+        triggers = [event for event in reader.events if event[0] == 6]
+        self.assertEqual(sum(kinds.values()) + len(triggers), output["records"] + both)
+        self.assertTrue(all(event[3] == {b"##CG"} for event in triggers))
+        self.assertEqual({group.name: group.bus_type for group in reader.groups}, {"CAN1": 2, "LIN2": 3, "FLEX3": 5, "ETH4": 7})
+        ethernet = [event_of(record) for record in records if record[0] == ETHERNET]
+        self.assertEqual(kinds["ETH_Frame"], sum(1 for event in ethernet if event.kind == 1 and not event.name[0] & 2))
+        self.assertEqual(kinds["ETH_ChecksumError"], sum(1 for event in ethernet if event.kind == 1 and event.name[0] & 2))
+        got = sorted(
+            (value("t"), value("Dir"), value("Destination") + value("Source") + struct.pack(">H", value("EtherType")) + value("DataBytes"))
+            for kind in ("ETH_Frame", "ETH_ChecksumError")
+            for _, value in reader.of(kind)
+        )
+        self.assertEqual(got, sorted((event.time, event.name[0] & 1, event.data) for event in ethernet if event.kind == 1))
+        self.assertIn('<e name="tool">qor-trace</e>', reader.comment)
         self.assertEqual(kinds["FLX_StartCycle"], sum(1 for frame in frames if frame.kind == 3))
         lin = [event_of(record) for record in records if record[0] == LIN]
-        self.assertEqual(kinds["LIN_Wakeup"], sum(1 for event in lin if event.kind & 0x7F in (0x20, 0x60)))
+        self.assertEqual(kinds["LIN_WakeUp"], sum(1 for event in lin if event.kind & 0x7F in (0x20, 0x60)))
         can = sum(1 for record in records if record[0] == CAN)
-        self.assertEqual(kinds["CAN_DataFrame"] + kinds["CAN_ErrorFrame"],
-                         can - output["omitted"]["CAN log-trigger events"])
+        can_kinds = ("CAN_DataFrame", "CAN_ErrorFrame", "CAN_RemoteFrame")
+        of_can = sum(1 for event in triggers if event[1].startswith(("Trigger input", "User event")))
+        self.assertEqual(sum(kinds[kind] for kind in can_kinds), can - of_can)
         for group in reader.groups:
             times = [group.value(record, "t") for record in group.records]
             self.assertEqual(times, sorted(times))

@@ -40,11 +40,12 @@ class MdfOutputTest : public testing::Test {
     Contents contents{reader.Finalized(), StrictMdfReader::Number(reader.At(64).Data, 0, 8), {}};
     for (const auto position : reader.Of("CG")) {
       const auto& group = reader.At(position);
-      const auto& source = reader.At(StrictMdfReader::LinkOf(group, 3));
+      const auto& time = reader.At(StrictMdfReader::LinkOf(group, 1));
+      const auto& event = reader.At(StrictMdfReader::LinkOf(time, 0));  // the structure channel
       const auto count = StrictMdfReader::Number(group.Data, 8, 8);
       if (count == 0) continue;
       contents.Records[reader.Text(StrictMdfReader::LinkOf(group, 2)) + " " +
-                       reader.Text(StrictMdfReader::LinkOf(source, 0))] = count;
+                       reader.Text(StrictMdfReader::LinkOf(event, 2))] = count;
     }
     return contents;
   }
@@ -79,14 +80,101 @@ TEST_F(MdfOutputTest, BusesAreAddedAsTheyCome) {
   EXPECT_EQ(Read().Records, (std::map<std::string, unsigned long>{{"CAN1 CAN_DataFrame", 3},
                                                                   {"CAN4 CAN_ErrorFrame", 1},
                                                                   {"LIN2 LIN_Frame", 3},
-                                                                  {"LIN2 LIN_Wakeup", 1},
+                                                                  {"LIN2 LIN_WakeUp", 1},
                                                                   {"FLEX3 FLX_Frame", 3},
                                                                   {"FLEX3 FLX_StartCycle", 1}}));
   EXPECT_EQ(output.ShortfallText(), "");
 }
 
-TEST_F(MdfOutputTest, WhatItCannotHoldIsCountedByKind) {
+TEST_F(MdfOutputTest, WhatTheFormatHasNoPlaceForIsCountedByKind) {
   MdfOutput output(Path, {});
+  const Bytes records[] = {RecordOf(test::CanItem().Data({1})),
+                           RecordOf(test::CanItem().Data({}).Dlc(3)),
+                           RecordOf(test::CanItem().RisingEdge()),
+                           RecordOf(test::EthernetItem().Channel(2).Frame({1, 2})),
+                           RecordOf(test::EthernetItem().Channel(2).Frame({1, 2}).CrcError()),
+                           RecordOf(test::EthernetItem().Channel(2).Kind(2)),
+                           RecordOf(test::LinItem().Channel(3).Event()),
+                           RecordOf(test::LinItem().Channel(3).Data({1}, 2).Flags(QOR_TRACE_LIN_OVERRUN)),
+                           RecordOf(test::FlexRayItem().Channel(4).Kind(5)),
+                           RecordOf(test::FlexRayItem().Channel(4).FrameFlags(QOR_TRACE_FLEXRAY_NULL)),
+                           Bytes(28, 0)};
+  for (const Bytes& record : records) EXPECT_TRUE(Put(output, record));
+  EXPECT_TRUE(output.Finish());
+  EXPECT_EQ(output.ShortfallText(),
+            ", as the format has no place for them: 1 FlexRay status items, 1 malformed entries, 1 Ethernet records "
+            "that are no frames");
+  EXPECT_EQ(Read().Records, (std::map<std::string, unsigned long>{{"CAN1 CAN_DataFrame", 1},
+                                                                  {"CAN1 CAN_RemoteFrame", 1},
+                                                                  {"ETH2 ETH_Frame", 1},
+                                                                  {"ETH2 ETH_ChecksumError", 1},
+                                                                  {"LIN3 LIN_Frame", 1},
+                                                                  {"FLEX4 FLX_NullFrame", 1}}));
+}
+
+TEST_F(MdfOutputTest, LibrarysOwnBytesAreThoseOfItsFileAlone) {
+  const Bytes records[] = {RecordOf(test::CanItem().At(1).Data({1})), RecordOf(test::CanItem().At(2).Data({}).Dlc(3)),
+                           RecordOf(test::LinItem().Channel(2).At(3).Id(0xA3).Data({1}, 2))};
+  {
+    MdfOutput output(Path, {.FirstTime = Noon, .AsExported = true});
+    output.SetRecording({.Title = "not in it"});
+    for (const Bytes& record : records) EXPECT_TRUE(Put(output, record));
+    output.SetLost({{1, 5}});
+    EXPECT_TRUE(output.Finish());
+  }
+  const auto start = Read().Start;
+  {
+    MdfFile file((Folder / "alone").string(), start);
+    file.StartTime_Reset(0, true);
+    file.StartTime_Reset(start, false);
+    EXPECT_TRUE(file.Bus_Add(1, BusType_Can));
+    Bytes record = records[0];
+    EXPECT_TRUE(file.Data_Insert(*reinterpret_cast<Qor_Trace_Entry_t*>(record.data())));
+    record = records[1];
+    EXPECT_TRUE(file.Data_Insert(*reinterpret_cast<Qor_Trace_Entry_t*>(record.data())));
+    EXPECT_TRUE(file.Bus_Add(2, BusType_Lin));
+    record = records[2];
+    EXPECT_TRUE(file.Data_Insert(*reinterpret_cast<Qor_Trace_Entry_t*>(record.data())));
+    EXPECT_TRUE(file.File_Close(3));
+  }
+  std::string ours = StrictMdfReader::Load(Path);
+  std::string alone = StrictMdfReader::Load((Folder / "alone.mf4").string());
+  // The history's time is that of the file's making.
+  StrictMdfReader reader(alone);
+  reader.ReadFile();
+  ASSERT_EQ(ours.size(), alone.size());
+  const size_t time = reader.Of("FH").front() + 24 + 16;
+  ours.replace(time, 8, alone, time, 8);
+  EXPECT_TRUE(ours == alone);
+}
+
+TEST_F(MdfOutputTest, CommentSaysWhoRecordedAndWhatWasLost) {
+  MdfOutput output(Path, {});
+  EXPECT_TRUE(Put(output, RecordOf(test::CanItem().At(1000000000).Data({1}))));
+  EXPECT_TRUE(Put(output, RecordOf(test::CanItem().At(3000000000).Data({1}))));
+  output.SetLost({{1, 5}, {2, 0}});
+  EXPECT_TRUE(output.Finish());
+  StrictMdfReader reader(StrictMdfReader::Load(Path));
+  reader.ReadFile();
+  EXPECT_EQ(reader.Report(), "");
+  const std::string comment = reader.Text(StrictMdfReader::LinkOf(reader.At(64), 5));
+  EXPECT_NE(comment.find("<e name=\"tool\">qor-trace</e>"), std::string::npos) << comment;
+  EXPECT_NE(comment.find("Lost on channel 1: 5 items, 1.000000000 s to 3.000000000 s: capture buffer full\n</TX>"),
+            std::string::npos)
+      << comment;
+}
+
+TEST_F(MdfOutputTest, PartIsUpToDateAfterAPause) {
+  MdfOutput output(Path, {});
+  EXPECT_TRUE(Put(output, RecordOf(test::CanItem().Data({1}))));
+  output.Pause();
+  EXPECT_EQ(Read("x.part.mf4").Records, (std::map<std::string, unsigned long>{{"CAN1 CAN_DataFrame", 1}}));
+  EXPECT_FALSE(Read("x.part.mf4").Finalized);
+  EXPECT_TRUE(output.Finish());
+}
+
+TEST_F(MdfOutputTest, WhatTheLibrarysExportHasNoGroupForIsCountedByKind) {
+  MdfOutput output(Path, {.AsExported = true});
   const Bytes records[] = {RecordOf(test::CanItem().Data({1})),
                            RecordOf(test::EthernetItem().Channel(2).Frame({1, 2})),
                            RecordOf(test::EthernetItem().Channel(2).Frame({1, 2})),

@@ -44,12 +44,14 @@ TEST_F(OutputSetTest, EveryOutputGetsEveryEntry) {
 TEST_F(OutputSetTest, WhatAnOutputCannotHoldIsToldWithItsName) {
   OutputSet outputs(PlanOf({"a.bin", "b.pcapng", "c.mf4"}));
   Put(outputs, RecordOf(test::CanItem().RisingEdge()));
-  Put(outputs, RecordOf(test::EthernetItem().Channel(2).Frame({1})));
+  Put(outputs, RecordOf(test::EthernetItem().Channel(2).Kind(2).Frame({1})));
   outputs.Finish({});
-  EXPECT_EQ(outputs.ShortfallText(),
-            PathOf("b.pcapng") + ": NOT IN IT, as no packet can hold them: 1 CAN log-trigger events\n" +
-                PathOf("c.mf4") +
-                ": NOT IN IT, as the format has no place for them: 1 Ethernet entries, 1 CAN log-trigger events\n");
+  EXPECT_EQ(
+      outputs.ShortfallText(),
+      PathOf("b.pcapng") +
+          ": NOT IN IT, as no packet can hold them: 1 CAN log-trigger events, 1 Ethernet records that are no frames\n" +
+          PathOf("c.mf4") +
+          ": NOT IN IT, as the format has no place for them: 1 Ethernet records that are no frames\n");
   const nlohmann::json json = outputs.Json();
   ASSERT_EQ(json.size(), 3u);
   EXPECT_EQ(json[0].dump(), R"({"complete":true,"format":"bin","path":")" + PathOf("a.bin") + "\"}");

@@ -122,7 +122,9 @@ TEST(Outputs, FormatOfStandardOutputNeedsItAndIsOneThatCanBeStreamed) {
 TEST(Outputs, CaptureOptionsNeedACapture) {
   EXPECT_THROW(PlanOutputs({"a.bin"}, {}, "/where", {.EthernetOnly = true}), UsageError);
   EXPECT_THROW(PlanOutputs({"-"}, {}, "/where", {.AsExported = true}), UsageError);
+  EXPECT_THROW(PlanOutputs({"a.mf4"}, {}, "/where", {.EthernetOnly = true}), UsageError);
   EXPECT_EQ(PlanOutputs({"a.pcapng"}, {}, "/where", {.EthernetOnly = true}).size(), 1u);
+  EXPECT_EQ(PlanOutputs({"a.mf4"}, {}, "/where", {.AsExported = true}).size(), 1u);
   EXPECT_EQ(PlanOutputs({"-"}, {}, "/where", {.AsExported = true}, "pcapng").size(), 1u);
 }
 

@@ -32,7 +32,7 @@ void OutputArguments::AddTo(CLI::App& command) {
   command.add_option("--asc-decimals", AscDecimals, "Decimals of seconds in .asc outputs: 6 (the default) or 9");
   command.add_flag(
       "--as-exported", Capture.AsExported,
-      "The library's own export as .asc and .pcapng outputs; of .pcapng only in a recording: Ethernet, and "
+      "The library's own export as .asc, .mf4 and .pcapng outputs; of .pcapng only in a recording: Ethernet, and "
       "of that what is in memory at the end");
   command.add_option("--format", StandardFormat, "What - gets: bin (the default), asc or pcapng");
   command.add_flag("--ethernet-only", Capture.EthernetOnly,

@@ -15,7 +15,7 @@ namespace client {
 namespace {
 
 constexpr const char* kExtension = ".mf4";
-constexpr std::chrono::seconds kFlushInterval{10};
+constexpr std::chrono::seconds kFlushInterval{1};
 constexpr unsigned long kFlushCheck = 4096;  // records between two looks at the clock
 
 unsigned long Now() {
@@ -25,21 +25,18 @@ unsigned long Now() {
 
 // In the order of MdfOmission.
 constexpr const char* kOmissions[] = {
-    "Ethernet entries",     "CAN log-trigger events", "LIN trigger events", "LIN entries with an overrun mark",
-    "FlexRay status items", "malformed entries",
+    "Ethernet entries",
+    "CAN log-trigger events",
+    "LIN trigger events",
+    "LIN entries with an overrun mark",
+    "FlexRay status items",
+    "malformed entries",
+    "Ethernet records that are no frames",
 };
-static_assert(std::size(kOmissions) == static_cast<size_t>(MdfOmission::Malformed) + 1);
+static_assert(std::size(kOmissions) == static_cast<size_t>(MdfOmission::EthernetRecord) + 1);
 
-std::string Base(const std::string& path) { return path.substr(0, path.size() - std::string_view(kExtension).size()); }
-std::string PartBase(const std::string& path) { return Base(path) + ".part"; }
-
-unsigned int LimitInKiB(const MdfOptions& options) {
-  return static_cast<unsigned int>(options.Split.value_or(0) / 1024);
-}
-
-}  // namespace
-
-std::optional<MdfOmission> MdfOmissionOf(const RecordView& record) {
+/// What the library's own export has no group for.
+std::optional<MdfOmission> ExportOmissionOf(const RecordView& record) {
   if (record.Bus() == BusType_Ethernet) return MdfOmission::Ethernet;
   switch (record.Kind()) {
     case RecordKind::CanEvent:
@@ -50,6 +47,26 @@ std::optional<MdfOmission> MdfOmissionOf(const RecordView& record) {
     case RecordKind::LinNoResponse:
     case RecordKind::LinWakeUp:
       return record.HasOverrunMark() ? std::optional(MdfOmission::LinOverrun) : std::nullopt;
+    default:
+      return std::nullopt;
+  }
+}
+
+std::string Base(const std::string& path) { return path.substr(0, path.size() - std::string_view(kExtension).size()); }
+std::string PartBase(const std::string& path) { return Base(path) + ".part"; }
+
+unsigned int LimitInKiB(const MdfOptions& options) {
+  return static_cast<unsigned int>(options.Split.value_or(0) / 1024);
+}
+
+}  // namespace
+
+std::optional<MdfOmission> MdfOmissionOf(const RecordView& record, bool asExported) {
+  if (asExported)
+    if (const auto omission = ExportOmissionOf(record)) return omission;
+  switch (record.Kind()) {
+    case RecordKind::EthernetRecord:
+      return MdfOmission::EthernetRecord;
     case RecordKind::FlexRayStatus:
       return MdfOmission::FlexRayStatus;
     case RecordKind::Unknown:
@@ -80,6 +97,13 @@ MdfOutput::MdfOutput(const std::string& path, const MdfOptions& options)
     throw Failure(Sentence);
   }
   File.StartTime_Reset(0, true);  // events are on the entries' clock
+  if (Options.AsExported) return;
+  (void)File.Convention_Set(BusConvention::kStandard);  // the file has no bus yet
+  RecordingInfo info;
+  info.Tool = "qor-trace";
+  info.ToolVersion =
+      fmt::format("{}.{}.{}", QOR_API_TRACE_VERSION_MAJOR, QOR_API_TRACE_VERSION_MINOR, QOR_API_TRACE_VERSION_PATCH);
+  SetRecording(info);
 }
 
 MdfOutput::~MdfOutput() {
@@ -87,11 +111,30 @@ MdfOutput::~MdfOutput() {
   if (!Start && !Finished) Series.Discard();
 }
 
+void MdfOutput::SetRecording(const RecordingInfo& info) {
+  if (Options.AsExported) return;
+  Info = info;
+  if (Info.Start == 0) Info.Start = Made;
+  File.Recording_Set(Info);
+}
+
+// When they were lost isn't known here.
+void MdfOutput::SetLost(const LostItems& itemsByChannel) {
+  if (itemsByChannel.empty()) return;
+  RecordingInfo info = Info;
+  for (const auto& [channel, items] : itemsByChannel) {
+    if (items == 0) continue;
+    info.Losses.push_back(
+        {.BusChannel = channel, .Cause = "capture buffer full", .First = First, .Last = Latest, .Count = items});
+  }
+  SetRecording(info);
+}
+
 bool MdfOutput::Take(const RecordView& record) {
   if (!Sentence.empty()) return false;
   if (!Start) Begin(record.Timestamp());
   Latest = std::max(Latest, record.Timestamp());
-  if (const auto omission = MdfOmissionOf(record)) {
+  if (const auto omission = MdfOmissionOf(record, Options.AsExported)) {
     Omitted.Count(*omission);
     return true;
   }
@@ -103,6 +146,7 @@ bool MdfOutput::Take(const RecordView& record) {
 }
 
 void MdfOutput::Begin(unsigned long firstTime) {
+  First = firstTime;
   const unsigned long known = Options.FirstEntry.value_or(firstTime);
   Start =
       Options.FirstTime ? *Options.FirstTime - std::min(*Options.FirstTime, known) : ClockZero(Made, Now(), firstTime);

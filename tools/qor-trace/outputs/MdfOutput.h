@@ -1,4 +1,4 @@
-// Measurement files (.mf4) as an output: CAN, LIN and FlexRay in the bus-logging channel groups of MDF 4.10.
+// Measurement files (.mf4) as an output: all buses in the bus-logging channel groups of MDF 4.10.
 #pragma once
 
 #include <optional>
@@ -19,16 +19,20 @@ namespace client {
 
 /// Why an entry is not in a measurement file.
 enum class MdfOmission {
-  Ethernet,       // the format has no place for it
-  CanEvent,       // log-trigger and user events: they would look like frames
-  LinEvent,       // event-triggered frame information
-  LinOverrun,     // LIN frames and wake-ups with an overrun mark
-  FlexRayStatus,  // items without a value
-  Malformed,      // too short for its fixed fields, an unknown kind or bus
+  // Of the library's own export alone:
+  Ethernet,    // there is no group for it
+  CanEvent,    // log-trigger and user events: they would look like frames
+  LinEvent,    // event-triggered frame information
+  LinOverrun,  // LIN frames and wake-ups with an overrun mark
+  // Of any file:
+  FlexRayStatus,   // items without a value
+  Malformed,       // too short for its fixed fields, an unknown kind or bus
+  EthernetRecord,  // items other than frames
 };
 
-/// @return nothing for an entry that is recorded
-[[nodiscard]] std::optional<MdfOmission> MdfOmissionOf(const RecordView& record);
+/// @param asExported  of the library's own export, not of the client's files
+/// @return            nothing for an entry that is recorded
+[[nodiscard]] std::optional<MdfOmission> MdfOmissionOf(const RecordView& record, bool asExported);
 
 /// An entry clock that shows more than this counts ns since 1970: no interface runs for 20 years.
 inline constexpr unsigned long kWallClockFrom = 20ul * 365 * 86400 * 1000000000;
@@ -43,6 +47,9 @@ inline constexpr unsigned long kWallClockFrom = 20ul * 365 * 86400 * 1000000000;
 
 /// Writes NAME.mf4, or a series NAME.mf4, NAME_1.mf4, ... of limited size. Each file is called NAME.part.mf4 and so on
 /// until it is complete: a readable file that is marked as unfinalized. After a failed write it stays under that name.
+///
+/// Files are in the format's bus-logging convention, which programs of other makers read, unless the library's own bytes
+/// are asked for.
 ///
 /// The next file of a series is made, empty, when the one before it is begun: the library opens it by its name, at a
 /// moment of its own choosing.
@@ -59,7 +66,11 @@ class MdfOutput : public StreamOutput {
   MdfOutput& operator=(const MdfOutput&) = delete;
 
   [[nodiscard]] bool Take(const RecordView& record) override;
-  /// Brings the file up to date, at most every ten seconds. A failure shows at the next entry.
+  /// Says what is known of the recording, as often as more is known; it becomes part of the file when that is written
+  /// next. Before the first entry, so that the sources of the buses say it as well. Not in the library's own export.
+  void SetRecording(const RecordingInfo& info);
+  void SetLost(const LostItems& itemsByChannel) override;
+  /// Brings the file up to date, at most every second. A failure shows at the next entry.
   void Pause() override;
   [[nodiscard]] bool Finish() override;
   void KeepExisting() override { Previous = Existing::Kept; }
@@ -83,6 +94,8 @@ class MdfOutput : public StreamOutput {
   MdfFile File;
   std::set<std::pair<unsigned int, unsigned char>> Buses;  // channel and bus of those that the file has
   std::vector<unsigned char> Entry;
+  RecordingInfo Info;
+  unsigned long First = 0;             // ns, of the first entry
   std::optional<unsigned long> Start;  // ns since 1970; from the first entry on
   unsigned long Latest = 0;            // ns, the greatest time so far
   unsigned long Records = 0;

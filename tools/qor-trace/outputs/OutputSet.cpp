@@ -19,6 +19,12 @@ namespace client {
 
 namespace {
 
+MdfOptions MdfOptionsOf(const OutputPlan& plan) {
+  MdfOptions options = plan.Mdf;
+  options.AsExported = plan.Capture.AsExported;
+  return options;
+}
+
 std::unique_ptr<StreamOutput> MakeWriter(const Output& output, const OutputPlan& plan) {
   switch (output.Kind) {
     case Format::Bin:
@@ -30,7 +36,7 @@ std::unique_ptr<StreamOutput> MakeWriter(const Output& output, const OutputPlan&
       if (plan.Capture.AsExported) return std::make_unique<ExportedCapture>(output.Path);
       return std::make_unique<CaptureWriter>(output.Path, PcapngOptions{.EthernetOnly = plan.Capture.EthernetOnly});
     case Format::Mdf:
-      return std::make_unique<MdfOutput>(output.Path, plan.Mdf);
+      return std::make_unique<MdfOutput>(output.Path, MdfOptionsOf(plan));
   }
   return nullptr;
 }

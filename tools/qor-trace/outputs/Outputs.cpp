@@ -59,11 +59,13 @@ Output PlanOutput(const std::string& name, const std::filesystem::path& folder, 
   return {format, path.string()};
 }
 
-void CheckCaptureOptions(const CaptureOptions& capture, bool anyCapture, bool anyAsc) {
+/// @param anyCapture    a .pcapng output is among them
+/// @param anyExportable  an output that the library has an export of
+void CheckCaptureOptions(const CaptureOptions& capture, bool anyCapture, bool anyExportable) {
   if (capture.EthernetOnly && !anyCapture)
     throw UsageError("--ethernet-only needs a .pcapng output; add -o NAME.pcapng");
-  if (capture.AsExported && !anyCapture && !anyAsc)
-    throw UsageError("--as-exported needs a .pcapng or .asc output; add -o NAME.pcapng or -o NAME.asc");
+  if (capture.AsExported && !anyExportable)
+    throw UsageError("--as-exported needs a .pcapng, .mf4 or .asc output; add -o NAME.pcapng");
 }
 
 void CheckMdfOptions(const MdfOptions& mdf, bool any) {
@@ -121,7 +123,7 @@ std::vector<Output> PlanOutputs(const std::vector<std::string>& names, const Asc
     return std::count_if(outputs.begin(), outputs.end(), [&](const Output& output) { return output.Kind == format; });
   };
   CheckAscOptions(asc, count(Format::Asc) > 0, capture.AsExported);
-  CheckCaptureOptions(capture, count(Format::Pcapng) > 0, count(Format::Asc) > 0);
+  CheckCaptureOptions(capture, count(Format::Pcapng) > 0, count(Format::Bin) < std::ssize(outputs));
   CheckMdfOptions(mdf, count(Format::Mdf) > 0);
   if (asc.Split && UsesStandardOutput(outputs) && standardFormat == Format::Asc)
     throw UsageError("--asc-split needs files, and standard output is one; name a file with -o");

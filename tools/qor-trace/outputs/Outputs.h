@@ -36,7 +36,7 @@ struct AscOptions {
 /// What capture outputs (.pcapng) are like.
 struct CaptureOptions {
   bool EthernetOnly = false;  // other buses are left out
-  bool AsExported = false;    // the library's own export instead of the client's writer; of .asc outputs as well
+  bool AsExported = false;  // the library's own export instead of the client's writer; of .asc and .mf4 outputs as well
 
   [[nodiscard]] bool Any() const { return EthernetOnly || AsExported; }
 };
@@ -46,6 +46,7 @@ struct MdfOptions {
   std::optional<unsigned long> Split = std::nullopt;       // size limit of one file, bytes
   std::optional<unsigned long> FirstTime = std::nullopt;   // of the first entry, ns since 1970; else when it comes
   std::optional<unsigned long> FirstEntry = std::nullopt;  // that entry's own time, where others may come first; ns
+  bool AsExported = false;                                 // the library's own bytes
 };
 
 /// What a command has to write.
