@@ -33,21 +33,23 @@ class Line {
     Out += Style.Decimal ? 4 : 3;
   }
   void AddBytes(RecordPayload bytes) {
-    if (Style.Decimal) {
-      for (const unsigned char byte : bytes) AddByte(byte);
-      return;
-    }
+    const ByteTexts& texts = Style.Decimal ? kDecimalBytes : kHexBytes;
+    const ptrdiff_t width = Style.Decimal ? 4 : 3;
+    char* out = Out;  // a local one stays in a register: bytes that are stored might be those of the member
     for (const unsigned char byte : bytes) {
-      std::memcpy(Out, kHexBytes[byte].data(), 4);
-      Out += 3;
+      std::memcpy(out, texts[byte].data(), 4);
+      out += width;
     }
+    Out = out;
   }
   /// Bytes in hexadecimal without blanks, whatever the base.
   void AddHexDigits(RecordPayload bytes) {
+    char* out = Out;
     for (const unsigned char byte : bytes) {
-      std::memcpy(Out, kHexBytes[byte].data() + 1, 2);
-      Out += 2;
+      std::memcpy(out, kHexBytes[byte].data() + 1, 2);
+      out += 2;
     }
+    Out = out;
   }
   /// Blanks up to a width.
   void PadFrom(const char* begin, ptrdiff_t width) {
