@@ -4,6 +4,8 @@
 #include <filesystem>
 
 #include "monitor/MonitorTest.h"
+#include "monitor/SwapFile.h"
+#include "support/EntryBuilder.h"
 #include "support/FailingAllocator.h"
 #include "support/Sleeps.h"
 
@@ -81,6 +83,33 @@ TEST_F(MonitorMemory, ThatIsExhaustedWhileSwappingLosesNoRecord) {
     ASSERT_GE(records.size(), items.size());
     EXPECT_EQ(Items(records.begin(), records.begin() + 20), RecordsOf(1, items));
     ExpectAtMostOneReport();
+  }
+}
+
+// The second block of records is longer than the first.
+TEST(SwapFileMemory, ThatRunsOutIsToldBeforeAnythingIsWritten) {
+  const TemporaryDirectory directory;
+  Qor_Trace_EntryStore entries;
+  for (int i = 0; i < 17; ++i) entries.push_back(EthernetItem().Frame(Counting(65000)).Entry());
+  for (int i = 0; i < 9200; ++i) entries.push_back(CanItem().Data(Counting(64)).Entry());
+  bool failed = true;
+  for (unsigned long number = 1; failed; ++number) {
+    SCOPED_TRACE(number);
+    ASSERT_LT(number, 100U);
+    SwapFile swap("swap" + std::to_string(number) + ".bin");
+    unsigned int written = 0;
+    bool told = false;
+    {
+      const FailingAllocator exhausted(FailingAllocator::ThisThread, number, FailingAllocator::Once);
+      try {
+        swap.Append(entries, written);
+      } catch (const std::bad_alloc&) {
+        told = true;
+      }
+      failed = exhausted.HasFailed();
+    }
+    EXPECT_EQ(told, failed);
+    EXPECT_EQ(written, told ? 0U : 9217U);
   }
 }
 

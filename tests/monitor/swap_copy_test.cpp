@@ -7,6 +7,8 @@
 #include <thread>
 
 #include "monitor/MonitorTest.h"
+#include "monitor/SwapFile.h"
+#include "support/EntryBuilder.h"
 #include "support/FailingFiles.h"
 #include "support/FileSizeLimit.h"
 
@@ -61,4 +63,26 @@ TEST_F(WithoutLinks, TheExportIsWholeThoughTheCopyDoesNotFit) {
   reader.join();
   EXPECT_EQ(Lines(text), Lines(FileText("whole.asc")));
   EXPECT_TRUE(TakeReports().empty());
+}
+
+TEST(SwapFileThatCannotBeCut, HasNoRecordsPastTheBreak) {
+  const TemporaryDirectory directory;
+  SwapFile swap("swap.bin");
+  unsigned int written = 0;
+  const auto append = [&](unsigned long first) {
+    Qor_Trace_EntryStore entries;
+    for (unsigned long time = first; time < first + 2000; ++time) entries.push_back(CanItem().At(time).Entry());
+    swap.Append(entries, written);
+  };
+  const auto lengthAt = [&](unsigned int index) { return swap.ReadFrom(index).NextLength(); };
+  append(0);
+  {
+    const FailingFiles refused("ftruncate");
+    const FileSizeLimit full(2500 * 44 + 20);
+    EXPECT_THROW(append(2000), Qor_Trace_Exception);
+  }
+  EXPECT_EQ(written, 2500U);
+  append(2500);
+  EXPECT_EQ(lengthAt(2499), 44U);
+  for (const unsigned int index : {2501U, 3072U, 4000U, 4499U}) EXPECT_EQ(lengthAt(index), 0U) << index;
 }
