@@ -82,109 +82,157 @@ class Capture : public testing::Test {
 struct Expected {
   std::string Interface;
   std::string Protocols;  // start of the list
-  bool Outbound;
-  std::string Bytes;  // end of the packet, hexadecimal
-  std::vector<std::pair<std::string, std::string>> Fields;
+  bool Outbound = false;
+  std::string Bytes = {};  // end of the packet, hexadecimal
+  std::vector<std::pair<std::string, std::string>> Fields = {};
 };
 
+/// A file of packets 1 ns apart, and what each of them is expected back as.
+class PacketFile {
+ public:
+  explicit PacketFile(const std::string& path) : File(open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666)) {}
+
+  template <class Item>
+  void Put(Item item, Expected packet) {
+    EXPECT_TRUE(Writer.Take(*item.At(Start + Packets.size()).Entry()->GetEntry()));
+    Packets.push_back(std::move(packet));
+  }
+  void Finish() {
+    EXPECT_TRUE(Writer.Finish());
+    close(File);
+  }
+
+  std::vector<Expected> Packets;
+
+ private:
+  int File;
+  DescriptorSink Sink{File};
+  PcapngWriter Writer{Sink};
+};
+
+void PutCan(PacketFile& file) {
+  file.Put(CanItem().Channel(1).Id(0x123).Data({1, 2, 3}),
+           {.Interface = "CAN-1",
+            .Protocols = "can:",
+            .Bytes = "010203",
+            .Fields = {{"can.id", "291"}, {"can.len", "3"}, {"can.flags.xtd", "0"}}});
+  file.Put(CanItem().Channel(1).Id(0x1ABCDEF0).Extended().Fd().Brs().Tx().Data(Counting(64)),
+           {.Interface = "CAN-1",
+            .Protocols = "can:",
+            .Outbound = true,
+            .Bytes = LowerHex(Counting(64)),
+            .Fields = {{"can.id", "448585456"},
+                       {"can.flags.xtd", "1"},
+                       {"can.len", "64"},
+                       {"canfd.flags.brs", "1"},
+                       {"canfd.flags.esi", "0"}}});
+  file.Put(CanItem().Channel(5).Id(0x123).Data({}).Dlc(5),
+           {.Interface = "CAN-5", .Protocols = "can", .Fields = {{"can.flags.rtr", "1"}, {"can.len", "5"}}});
+  file.Put(CanItem().Channel(1).Tx().ErrorFrame(1), {.Interface = "CAN-1",
+                                                     .Protocols = "can",
+                                                     .Outbound = true,
+                                                     .Fields = {{"can.flags.err", "1"},
+                                                                {"can.err.prot", "1"},
+                                                                {"can.err.prot.type.stuff", "1"},
+                                                                {"can.err.prot.type.form", "0"},
+                                                                {"can.err.prot.type.tx", "1"}}});
+  file.Put(
+      CanItem().Channel(1).ErrorFrame(3),
+      {.Interface = "CAN-1", .Protocols = "can", .Fields = {{"can.err.ack", "1"}, {"can.err.prot.location", "25"}}});
+}
+
+void PutLin(PacketFile& file) {
+  file.Put(LinItem().Channel(2).Id(0x10).Data({1, 2}, 0xAC),
+           {.Interface = "LIN-2",
+            .Protocols = "lin:",
+            .Bytes = "0102",
+            .Fields = {
+                {"lin.frame_id", "0x10"}, {"lin.length", "2"}, {"lin.checksum", "0xac"}, {"lin.checksum_type", "2"}}});
+  file.Put(LinItem().Channel(2).Id(1).TransmitError(),
+           {.Interface = "LIN-2",
+            .Protocols = "lin",
+            .Outbound = true,
+            .Fields = {{"lin.frame_id", "0x01"}, {"lin.errors.no_slave_response", "1"}}});
+  file.Put(LinItem().Channel(2).WakeUp(),
+           {.Interface = "LIN-2", .Protocols = "lin", .Fields = {{"lin.event_id", "0xb0b00004"}}});
+}
+
+void PutFlexRay(PacketFile& file) {
+  file.Put(FlexRayItem().Channel(3).Slot(5).Cycle(3).HeaderCrc(0x2A5).Data({1, 2, 3, 4}),
+           {.Interface = "FR-3",
+            .Protocols = "flexray:",
+            .Bytes = "01020304",
+            .Fields = {{"flexray.fid", "5"},
+                       {"flexray.cc", "3"},
+                       {"flexray.hcrc", "677"},
+                       {"flexray.pl", "2"},
+                       {"flexray.nfi", "1"},
+                       {"flexray.ch", "0"}}});
+  file.Put(FlexRayItem().Channel(3).Tx().Code(1).FrameFlags(0x1C).Slot(0x7FF).Cycle(63).PayloadWords(127),
+           {.Interface = "FR-3",
+            .Protocols = "flexray",
+            .Outbound = true,
+            .Bytes = std::string(508, '0'),
+            .Fields = {{"flexray.fid", "2047"},
+                       {"flexray.nfi", "0"},
+                       {"flexray.sfi", "1"},
+                       {"flexray.stfi", "1"},
+                       {"flexray.ch", "1"}}});
+}
+
+test::Bytes BroadcastFrame(std::size_t size) {
+  test::Bytes frame = Counting(size);
+  std::fill_n(frame.begin(), 6, static_cast<unsigned char>(0xFF));
+  frame[6] = 0x02;   // an address of one station
+  frame[12] = 0x88;  // an experimental protocol
+  frame[13] = 0xB5;
+  return frame;
+}
+
+void PutEthernet(PacketFile& file) {
+  file.Put(EthernetItem().Channel(4).Frame(BroadcastFrame(60)),
+           {.Interface = "ETH-4",
+            .Protocols = "eth:",
+            .Bytes = LowerHex(BroadcastFrame(60)),
+            .Fields = {{"eth.type", "0x88b5"}, {"frame.len", "60"}}});
+  file.Put(EthernetItem().Channel(4).Tx().CrcError().Frame(BroadcastFrame(1514)),
+           {.Interface = "ETH-4",
+            .Protocols = "eth:",
+            .Outbound = true,
+            .Bytes = LowerHex(BroadcastFrame(1514)),
+            .Fields = {{"frame.packet_flags_crc_error", "1"}, {"frame.cap_len", "1514"}}});
+}
+
+void ExpectDissected(const json& layers, const Expected& packet) {
+  const std::string bytes = layers["frame_raw"][0];
+  EXPECT_EQ(FieldOf(layers, "frame.interface_name"), packet.Interface);
+  EXPECT_EQ(FieldOf(layers, "frame.protocols").substr(0, packet.Protocols.size()), packet.Protocols);
+  EXPECT_EQ(FieldOf(layers, "frame.packet_flags_direction"), packet.Outbound ? "0x00000002" : "0x00000001");
+  EXPECT_FALSE(layers.contains("_ws.malformed"));
+  ASSERT_GE(bytes.size(), packet.Bytes.size());
+  EXPECT_EQ(bytes.substr(bytes.size() - packet.Bytes.size()), packet.Bytes);
+  for (const auto& [name, value] : packet.Fields) EXPECT_EQ(FieldOf(layers, name), value) << name;
+}
+
+// In one file: the other program takes a second to start.
 TEST_F(Capture, AnotherProgramReadsAllFourBuses) {
   const std::string path = PathOf("vehicle.pcapng");
-  const auto broadcast = [](std::size_t size) {
-    test::Bytes frame = Counting(size);
-    std::fill_n(frame.begin(), 6, static_cast<unsigned char>(0xFF));
-    frame[6] = 0x02;   // an address of one station
-    frame[12] = 0x88;  // an experimental protocol
-    frame[13] = 0xB5;
-    return frame;
-  };
-  std::vector<Expected> expected;
-  const int file = open(path.c_str(), O_WRONLY | O_CREAT | O_TRUNC, 0666);
-  DescriptorSink sink(file);
-  PcapngWriter writer(sink);
-  const auto put = [&](auto item, Expected packet) {
-    EXPECT_TRUE(writer.Take(*item.At(Start + expected.size()).Entry()->GetEntry()));
-    expected.push_back(std::move(packet));
-  };
-  put(CanItem().Channel(1).Id(0x123).Data({1, 2, 3}),
-      {"CAN-1", "can:", false, "010203", {{"can.id", "291"}, {"can.len", "3"}, {"can.flags.xtd", "0"}}});
-  put(CanItem().Channel(1).Id(0x1ABCDEF0).Extended().Fd().Brs().Tx().Data(Counting(64)), {"CAN-1",
-                                                                                          "can:",
-                                                                                          true,
-                                                                                          LowerHex(Counting(64)),
-                                                                                          {{"can.id", "448585456"},
-                                                                                           {"can.flags.xtd", "1"},
-                                                                                           {"can.len", "64"},
-                                                                                           {"canfd.flags.brs", "1"},
-                                                                                           {"canfd.flags.esi", "0"}}});
-  put(CanItem().Channel(5).Id(0x123).Data({}).Dlc(5),
-      {"CAN-5", "can", false, "", {{"can.flags.rtr", "1"}, {"can.len", "5"}}});
-  put(CanItem().Channel(1).Tx().ErrorFrame(1), {"CAN-1",
-                                                "can",
-                                                true,
-                                                "",
-                                                {{"can.flags.err", "1"},
-                                                 {"can.err.prot", "1"},
-                                                 {"can.err.prot.type.stuff", "1"},
-                                                 {"can.err.prot.type.form", "0"},
-                                                 {"can.err.prot.type.tx", "1"}}});
-  put(CanItem().Channel(1).ErrorFrame(3),
-      {"CAN-1", "can", false, "", {{"can.err.ack", "1"}, {"can.err.prot.location", "25"}}});
-  put(LinItem().Channel(2).Id(0x10).Data({1, 2}, 0xAC),
-      {"LIN-2",
-       "lin:",
-       false,
-       "0102",
-       {{"lin.frame_id", "0x10"}, {"lin.length", "2"}, {"lin.checksum", "0xac"}, {"lin.checksum_type", "2"}}});
-  put(LinItem().Channel(2).Id(1).TransmitError(),
-      {"LIN-2", "lin", true, "", {{"lin.frame_id", "0x01"}, {"lin.errors.no_slave_response", "1"}}});
-  put(LinItem().Channel(2).WakeUp(), {"LIN-2", "lin", false, "", {{"lin.event_id", "0xb0b00004"}}});
-  put(FlexRayItem().Channel(3).Slot(5).Cycle(3).HeaderCrc(0x2A5).Data({1, 2, 3, 4}), {"FR-3",
-                                                                                      "flexray:",
-                                                                                      false,
-                                                                                      "01020304",
-                                                                                      {{"flexray.fid", "5"},
-                                                                                       {"flexray.cc", "3"},
-                                                                                       {"flexray.hcrc", "677"},
-                                                                                       {"flexray.pl", "2"},
-                                                                                       {"flexray.nfi", "1"},
-                                                                                       {"flexray.ch", "0"}}});
-  put(FlexRayItem().Channel(3).Tx().Code(1).FrameFlags(0x1C).Slot(0x7FF).Cycle(63).PayloadWords(127),
-      {"FR-3",
-       "flexray",
-       true,
-       std::string(508, '0'),
-       {{"flexray.fid", "2047"},
-        {"flexray.nfi", "0"},
-        {"flexray.sfi", "1"},
-        {"flexray.stfi", "1"},
-        {"flexray.ch", "1"}}});
-  put(EthernetItem().Channel(4).Frame(broadcast(60)),
-      {"ETH-4", "eth:", false, LowerHex(broadcast(60)), {{"eth.type", "0x88b5"}, {"frame.len", "60"}}});
-  put(EthernetItem().Channel(4).Tx().CrcError().Frame(broadcast(1514)),
-      {"ETH-4",
-       "eth:",
-       true,
-       LowerHex(broadcast(1514)),
-       {{"frame.packet_flags_crc_error", "1"}, {"frame.cap_len", "1514"}}});
-  EXPECT_TRUE(writer.Finish());
-  close(file);
+  PacketFile file(path);
+  PutCan(file);
+  PutLin(file);
+  PutFlexRay(file);
+  PutEthernet(file);
+  file.Finish();
 
   const Outcome run = Tshark("-r '" + path + "' -T json -x");
   ASSERT_EQ(run.Code, 0);
   const json packets = json::parse(run.Output);
-  ASSERT_EQ(packets.size(), expected.size());
-  for (std::size_t i = 0; i < expected.size(); ++i) {
+  ASSERT_EQ(packets.size(), file.Packets.size());
+  for (std::size_t i = 0; i < packets.size(); ++i) {
     SCOPED_TRACE("packet " + std::to_string(i + 1));
     const json& layers = packets[i]["_source"]["layers"];
-    const std::string bytes = layers["frame_raw"][0];
-    EXPECT_EQ(FieldOf(layers, "frame.interface_name"), expected[i].Interface);
-    EXPECT_EQ(FieldOf(layers, "frame.protocols").substr(0, expected[i].Protocols.size()), expected[i].Protocols);
-    EXPECT_EQ(FieldOf(layers, "frame.packet_flags_direction"), expected[i].Outbound ? "0x00000002" : "0x00000001");
+    ExpectDissected(layers, file.Packets[i]);
     EXPECT_EQ(FieldOf(layers, "frame.time_epoch"), "1732176000." + std::to_string(123456789 + i));
-    EXPECT_FALSE(layers.contains("_ws.malformed"));
-    ASSERT_GE(bytes.size(), expected[i].Bytes.size());
-    EXPECT_EQ(bytes.substr(bytes.size() - expected[i].Bytes.size()), expected[i].Bytes);
-    for (const auto& [name, value] : expected[i].Fields) EXPECT_EQ(FieldOf(layers, name), value) << name;
   }
 }
 
