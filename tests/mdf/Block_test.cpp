@@ -342,6 +342,20 @@ TEST_F(MetadataBlock, AttachmentMayBeCompressed) {
   EXPECT_EQ(LinkedText(MDF::kAtFileName), "log.txt");
 }
 
+TEST_F(MetadataBlock, AttachmentCompressedAfterItWasWrittenIsWrittenAgain) {
+  FileStream stream(NewFile());
+  Roots({64});
+  Options({.Records = false, .OldBlocks = true});
+  MDF::ATBLOCK attachment(1000, 0);
+  PlaceAndWrite(attachment, stream);
+  EXPECT_FALSE(attachment.WriteRequest());
+  std::string data(1000, 'a');
+  ASSERT_TRUE(attachment.Compressed_Insert(Data(data), 1000, true));
+  EXPECT_TRUE(attachment.WriteRequest());
+  PlaceAndWrite(attachment, stream);
+  EXPECT_EQ(Contents().substr(64 + 56, 2), Bytes("03 00"));
+}
+
 TEST_F(MetadataBlock, AttachmentWithoutDataRefersToItsFile) {
   MDF::ATBLOCK attachment("log.txt", 0, 0);
   Tree name(attachment.Links_Get(MDF::kAtFileName));

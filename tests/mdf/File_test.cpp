@@ -109,6 +109,15 @@ TEST_F(Life, FileInformationIsEscaped) {
             "</common_properties></HDcomment>");
 }
 
+TEST_F(Life, FileInformationGivenWhileRecordingIsInTheFileAtTheNextWrite) {
+  MdfFile file("trace", 0);
+  ASSERT_TRUE(file.Bus_Add(1, BusType_Can));
+  ASSERT_TRUE(Insert(file, CanItem().Data({1})));
+  ASSERT_TRUE(file.FileInformationHeader({"late", "", "", "", ""}));
+  ASSERT_TRUE(file.Write());
+  EXPECT_NE(Decoded("trace.mf4").Comment().find("late"), std::string::npos);
+}
+
 TEST_F(Life, FileInformationOtherThanUtf8IsRefused) {
   MdfFile file("trace", 0);
   ASSERT_TRUE(file.FileInformationHeader({"kept \xC3\xA9", "", "", "", ""}));
