@@ -233,6 +233,7 @@ TEST_P(BusTexts, NameTheValuesFromZeroOn) {
   EXPECT_EQ(Text(channel, 7), texts.Comment);
   const View& conversion = Linked(channel, 4);
   EXPECT_EQ(Number(conversion, 0, 1), 7U);
+  EXPECT_EQ(Number(conversion, 2, 2), 0U);  // flags
   ASSERT_EQ(Number(conversion, 6, 2), texts.Texts.size());
   ASSERT_EQ(conversion.Links.size(), 4 + texts.Texts.size() + 1);
   for (size_t value = 0; value < texts.Texts.size(); ++value) {

@@ -108,6 +108,23 @@ TEST_F(DataBlock, RecordLargerThanTheCacheGoesStraightToTheFile) {
   EXPECT_TRUE(SameBytes(Contents().substr(88), large + small + large));
 }
 
+TEST_F(DataBlock, LargeRecordThatAFailedStreamRefusedIsNotPartOfTheBlock) {
+  FileStream stream(NewFile());
+  Roots({64});
+  MDF::DTBLOCK block(stream);
+  Place(block, stream);
+  std::string small = "small";
+  std::string large = Noise(kFull + 1, 1);
+  ASSERT_TRUE(block.Insert(Data(small), 5));
+  ASSERT_NE(block.Write(stream), 0);
+  stream.setstate(std::ios_base::badbit);
+  EXPECT_FALSE(block.Insert(Data(large), kFull + 1));
+  stream.clear();
+  block.Write(stream);
+  stream.flush();
+  EXPECT_EQ(Contents().substr(64 + 8, 8), Bytes("1D 00 00 00 00 00 00 00"));
+}
+
 TEST_F(DataBlock, UnplacedBlockKeepsWhatItHolds) {
   FileStream stream(NewFile());
   Roots({64});
