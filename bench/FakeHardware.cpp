@@ -58,6 +58,8 @@ std::array<Port, kMostPorts + 1> AllPorts;
 unsigned long PortCount = 1;
 bench::Traffic Load;
 
+thread_local bool HasMore = false;  // the port that this thread polls
+
 double Now() {
   timespec now{};
   clock_gettime(CLOCK_MONOTONIC, &now);
@@ -130,6 +132,7 @@ unsigned int Poll(Port& port, unsigned char* response, unsigned int* length) {
   EndDelivery(port);
   const size_t left = port.Left;
   const size_t count = std::min({left, (kMostResponse - layout.Head) / layout.Item, size_t{Load.MostInPoll}});
+  HasMore = count != 0;
   if (count == 0) port.Drained = true;
   for (size_t i = 0; i < count; ++i) {
     kPut[port.Bus](port, response + layout.Head + i * layout.Item, port.Next * Load.Spacing, port.Next / PortCount);
@@ -225,10 +228,10 @@ int TellTime(clockid_t clock, timespec* now) {
   return result;
 }
 
-// The wait between two polls is not work: it is skipped while a port still has items. The sort thread's interval stays.
+// The wait between two polls is not work: it is skipped while the port still has items. The sort thread's interval stays.
 int Sleep(clockid_t clock, int flags, const timespec* end, timespec* rest) {
   const long time = (end->tv_sec - Started.tv_sec) * 1'000'000'000 + end->tv_nsec - Started.tv_nsec;
-  if (time == kPollInterval && !bench::PortsDrained()) return 0;
+  if (time == kPollInterval && HasMore) return 0;
   return clock_nanosleep(clock, flags, end, rest);
 }
 

@@ -1,6 +1,7 @@
 // The newest record of each message of one poll.
 #pragma once
 
+#include <algorithm>
 #include <cstddef>
 #include <vector>
 
@@ -39,12 +40,14 @@ class LatestByKey {
 
   void clear() {
     Rows.clear();
-    ++Poll;
+    if (++Poll != 0) return;
+    std::fill(Places.begin(), Places.end(), Place{0, 0});  // the numbers begin again
+    Poll = 1;
   }
 
  private:
   struct Place {
-    unsigned long Poll;  // in which it was last used
+    unsigned int Poll;  // in which it was last used
     unsigned int Row;
   };
 
@@ -66,5 +69,5 @@ class LatestByKey {
 
   std::vector<Row> Rows;
   std::vector<Place> Places;  // a power of two of them
-  unsigned long Poll = 1;
+  unsigned int Poll = 1;      // 0 for a place that was never used
 };

@@ -117,11 +117,16 @@ unsigned int Qor_Trace_Export_ASC::ExportSwapped(int swapFile, unsigned int coun
   RecordFileReader records(swapFile, memory);
   std::vector<unsigned char> record;
   for (unsigned int exported = 0; exported < count; ++exported) {
-    const unsigned int length = records.NextLength();
-    if (length == 0) return exported;
-    if (record.size() < length) record.resize(length);
-    if (!records.Read(record.data(), length)) return exported;
-    WriteEntry(*reinterpret_cast<const Qor_Trace_Entry_t*>(record.data()));
+    if (const Qor_Trace_Entry_t* const entry = records.Peek()) {
+      WriteEntry(*entry);
+      records.Pass(*entry);
+    } else {  // the end, or a record that is longer than a block
+      const unsigned int length = records.NextLength();
+      if (length == 0) return exported;
+      record.resize(length);
+      if (!records.Read(record.data(), length)) return exported;
+      WriteEntry(*reinterpret_cast<const Qor_Trace_Entry_t*>(record.data()));
+    }
     if (File.Failed()) break;
   }
   return count;

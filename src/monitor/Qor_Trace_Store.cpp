@@ -35,9 +35,14 @@ void Qor_Trace_Monitor::GetItems(unsigned int start, unsigned int* count, unsign
 /// file ends early, or holds no record.
 bool Qor_Trace_Monitor::CopySwapped(unsigned int start, unsigned int records, unsigned int limit, RecordBuffer& out) {
   MutexLock lock(MutexSwapFile);
-  RecordFileReader reader = Swap.ReadFrom(start);
+  RecordFileReader reader = Swap.ReadFrom(start, std::min({records, limit, out.MostRecords()}));
   for (; records > 0 && out.Count() < limit; --records) {
-    const unsigned int length = reader.NextLength();
+    if (const Qor_Trace_Entry_t* const entry = reader.Peek()) {
+      out.Add(*entry, 0);
+      reader.Pass(*entry);
+      continue;
+    }
+    const unsigned int length = reader.NextLength();  // of a record that is longer than a block
     if (length == 0) return false;
     unsigned char* record = out.Room(length);
     if (!reader.Read(record, length)) return false;

@@ -44,6 +44,8 @@ class RecordBuffer {
   }
 
   [[nodiscard]] unsigned int Count() const { return Records; }
+  /// As many records as could fit, were they short.
+  [[nodiscard]] unsigned int MostRecords() const { return Capacity / kEntryCanData; }
 
  private:
   /// memcpy for the lengths of records, of which none is shorter than one piece: in pieces, the last of which may overlap the

@@ -54,18 +54,29 @@ bool SortQueue::DropHead(std::list<Lane>::iterator lane) {
 }
 
 void SortQueue::MoveTo(Qor_Trace_EntryStore& store, unsigned long horizon) {
-  const auto isAfter = [](const Head& a, const Head& b) { return a.IsAfter(b); };
   Heads.clear();
   for (auto lane = Lanes.begin(); lane != Lanes.end(); ++lane) Heads.push_back(HeadOf(lane));
-  std::make_heap(Heads.begin(), Heads.end(), isAfter);
+  std::sort(Heads.begin(), Heads.end(), [](const Head& a, const Head& b) { return a.IsBefore(b); });
   while (!Heads.empty() && Heads.front().Time <= horizon) {
-    std::pop_heap(Heads.begin(), Heads.end(), isAfter);
-    const auto oldest = Heads.back().From;
-    Heads.pop_back();
+    const auto oldest = Heads.front().From;
     store.Append(oldest->front().Head());
     if (DropHead(oldest)) {
-      Heads.push_back(HeadOf(oldest));
-      std::push_heap(Heads.begin(), Heads.end(), isAfter);
+      Heads.front() = HeadOf(oldest);
+    } else {
+      Heads.front() = Heads.back();
+      Heads.pop_back();
     }
+    SinkFirstHead();
+  }
+}
+
+/// Makes a heap of the heads again after the first one has been replaced.
+void SortQueue::SinkFirstHead() {
+  for (size_t place = 0;;) {
+    size_t next = 2 * place + 1;
+    if (next + 1 < Heads.size() && Heads[next + 1].IsBefore(Heads[next])) ++next;
+    if (next >= Heads.size() || !Heads[next].IsBefore(Heads[place])) return;
+    std::swap(Heads[place], Heads[next]);
+    place = next;
   }
 }

@@ -65,16 +65,17 @@ class SortQueue {
     unsigned long Arrival;  // of its batch
     std::list<Lane>::iterator From;
 
-    [[nodiscard]] bool IsAfter(const Head& other) const {
-      return Time != other.Time ? Time > other.Time : Arrival > other.Arrival;
+    [[nodiscard]] bool IsBefore(const Head& other) const {
+      return Time != other.Time ? Time < other.Time : Arrival < other.Arrival;
     }
   };
 
   [[nodiscard]] Lane& LaneFor(const SortedRun& run);
   [[nodiscard]] static Head HeadOf(std::list<Lane>::iterator lane);
   [[nodiscard]] bool DropHead(std::list<Lane>::iterator lane);
+  void SinkFirstHead();
 
   std::list<Lane> Lanes;
-  std::vector<Head> Heads;  // memory for MoveTo, enough for all lanes
+  std::vector<Head> Heads;  // of MoveTo, a heap with the oldest one on top; has room for all lanes
   unsigned long Arrivals = 0;
 };

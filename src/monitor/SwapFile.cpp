@@ -14,8 +14,9 @@
 
 namespace {
 
-constexpr unsigned int kRecordsPerPlace = 1024;
-constexpr size_t kWriteBlock = 1024 * 1024;  // bytes
+constexpr unsigned int kRecordsPerPlace = 64;
+constexpr unsigned long kTypicalRecord = 64;  // bytes
+constexpr size_t kWriteBlock = 1024 * 1024;   // bytes
 
 [[noreturn]] void Fail(const char* action, const std::string& name, int error) {
   throw Qor_Trace_Exception(QOR_ERROR_LEVEL_GENERAL, QOR_TRACE_STATUS_FILE_ERROR,
@@ -71,7 +72,8 @@ void SwapFile::Append(const Qor_Trace_EntryStore& entries, unsigned int& written
   std::vector<unsigned char> block;
   block.reserve(kWriteBlock);
   // All memory is taken before the first byte is written: nothing may come between a record and its being counted.
-  Places.reserve(Places.size() + entries.size() / kRecordsPerPlace + 1);
+  const size_t places = Places.size() + entries.size() / kRecordsPerPlace + 1;
+  if (places > Places.capacity()) Places.reserve(std::max(places, 2 * Places.capacity()));
   FileDescriptor file = OpenOrMake();
   struct stat found {};
   if (!file.IsOpen() || fstat(file.Get(), &found) != 0) Fail("open", FileName, errno);
@@ -148,9 +150,10 @@ void SwapSnapshot::CopyBytes(const std::string& name) const {
 
 void SwapFile::Remove() const { std::remove(FileName.c_str()); }
 
-RecordFileReader SwapFile::ReadFrom(unsigned int index) {
+RecordFileReader SwapFile::ReadFrom(unsigned int index, unsigned int count) {
   RecordFileReader reader(Open(O_RDONLY), ReadMemory);
   unsigned long known = 0;
+  reader.Expect((kRecordsPerPlace + static_cast<unsigned long>(count)) * kTypicalRecord);
   if (Indexed && Untouched(reader.Status(), Left) && index / kRecordsPerPlace < Places.size()) {
     known = index / kRecordsPerPlace;
     reader.Seek(Places[known]);

@@ -28,7 +28,7 @@ struct SwapSnapshot {
 
 /// Records one after the other, Length bytes each, without padding, header or index.
 ///
-/// The place of every 1024th record is kept in memory, so that reading costs the same from any record on. If somebody else
+/// The place of every 64th record is kept in memory, so that reading costs the same from any record on. If somebody else
 /// has touched the file, reading walks it from its beginning instead.
 ///
 /// The folder may be shared with other users, and the name can be foreseen: the file is made for its owner alone (0600),
@@ -62,7 +62,8 @@ class SwapFile {
   void Remove() const;
 
   /// A reader of this file that stands in front of record number `index`, counted from 0. One at a time.
-  [[nodiscard]] RecordFileReader ReadFrom(unsigned int index);
+  /// @param count  records that are going to be read, about
+  [[nodiscard]] RecordFileReader ReadFrom(unsigned int index, unsigned int count);
 
  private:
   [[nodiscard]] FileDescriptor Open(int flags) const;
@@ -71,7 +72,7 @@ class SwapFile {
 
   std::string FileName;
   std::string BackupName;
-  std::vector<unsigned long> Places;  // place of the records 0, 1024, 2048, ..., bytes
+  std::vector<unsigned long> Places;  // place of the records 0, 64, 128, ..., bytes
   unsigned long Records = 0;          // records that Places stands for
   struct stat Left {};                // the file as the last append left it; all 0 before the first one
   uid_t Owner = geteuid();            // of the files that we make; NFS assigns the superuser's to somebody else

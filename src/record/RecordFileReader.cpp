@@ -10,6 +10,7 @@
 
 namespace {
 
+constexpr unsigned long kSmallestBlock = 4 * 1024;
 constexpr unsigned long kFirstBlock = 64 * 1024;
 constexpr unsigned long kLargestBlock = 256 * 1024;
 
@@ -26,6 +27,8 @@ RecordFileReader::RecordFileReader(int file, Memory& memory) : File(file), Block
   if (IsOpen() && fstat(File, &OpenStatus) == 0) Size = static_cast<unsigned long>(OpenStatus.st_size);
 }
 
+void RecordFileReader::Expect(unsigned long bytes) { NextBlock = std::clamp(bytes, kSmallestBlock, kLargestBlock); }
+
 void RecordFileReader::Skip(unsigned long count) {
   for (; count > 0; --count) {
     const unsigned int length = NextLength();
@@ -40,6 +43,13 @@ unsigned int RecordFileReader::NextLength() {
   if (Buffered() < kLengthField && (!Fill() || Buffered() < kLengthField)) return 0;
   const unsigned int length = RecordView::LengthAt(Block.data() + (Position - BlockStart));
   return length < RecordView::kHeader || length > Size - Position ? 0 : length;
+}
+
+const Qor_Trace_Entry_t* RecordFileReader::Peek() {
+  const unsigned int length = NextLength();
+  if (length == 0) return nullptr;
+  if (Buffered() < length && (!Fill() || Buffered() < length)) return nullptr;
+  return reinterpret_cast<const Qor_Trace_Entry_t*>(Block.data() + (Position - BlockStart));
 }
 
 bool RecordFileReader::Read(unsigned char* out, unsigned int length) {

@@ -19,12 +19,13 @@
 #include <vector>
 
 #include "internal/FileDescriptor.h"
+#include "qor_api_trace.h"
 
 /// Walks a file of records. A Length is trusted only as far as the file reaches: a record that the file doesn't hold whole,
 /// or that is too short to be one, ends the walk.
 ///
-/// Reads in blocks that grow from 64 KiB to 256 KiB, so that a short walk reads little and a long one reads fast.
-/// Threads: one at a time.
+/// Reads in blocks that grow from 64 KiB, or what is expected, to 256 KiB, so that a short walk reads little and a long one reads
+/// fast. Threads: one at a time.
 class RecordFileReader {
  public:
   /// Memory for the blocks of one reader after the other.
@@ -41,10 +42,18 @@ class RecordFileReader {
   /// The file's status at opening; all 0 if it isn't open.
   [[nodiscard]] const struct stat& Status() const { return OpenStatus; }
 
+  /// Says about how many bytes the walk is going to be long, to begin with a block that suits it.
+  void Expect(unsigned long bytes);
   /// Goes to a record that is known to begin at `offset` (bytes).
   void Seek(unsigned long offset) { Position = offset; }
   /// Goes past `count` records, or to where the walk ends before.
   void Skip(unsigned long count);
+  /// The record at the position where it lies in the block, unaligned, until the next call but Pass. Null where the walk ends or,
+  /// if NextLength says that it doesn't, for a record that no block holds.
+  [[nodiscard]] const Qor_Trace_Entry_t* Peek();
+  /// Goes past the record that Peek has just returned.
+  void Pass(const Qor_Trace_Entry_t& record) { Position += record.Length; }
+
   /// Length of the record at the position, bytes; 0 where the walk ends.
   [[nodiscard]] unsigned int NextLength();
   /// Copies the record at the position, whose length NextLength has just returned, and goes past it.

@@ -31,7 +31,7 @@ class Swapping : public testing::Test {
   }
   /// Time of the record at an index; ~0 if the walk ends before.
   unsigned long TimeAt(unsigned int index) {
-    RecordFileReader reader = Swap.ReadFrom(index);
+    RecordFileReader reader = Swap.ReadFrom(index, 1);
     const unsigned int length = reader.NextLength();
     Bytes record(length);
     if (length == 0 || !reader.Read(record.data(), length)) return ~0UL;

@@ -96,6 +96,43 @@ TEST_F(Reading, GivesRecordsLargerThanItsBlocks) {
   EXPECT_EQ(All(Reader()), records);
 }
 
+TEST_F(Reading, PeeksAtWhatItReads) {
+  // Those of 3 MB fit into no block, those of 30 KB only into some.
+  Items records;
+  for (unsigned int i = 0; i < 30000; ++i) records.push_back(RecordOfLength(29 + i * 7 % 143, i));
+  records.insert(records.begin() + 50, RecordOfLength(3'000'000, 1));
+  for (const int place : {0, 7, 999, 20'000}) records.insert(records.begin() + place, RecordOfLength(30'000, 2));
+  Have(records);
+  for (const unsigned long expected : {0UL, 5000UL, 100'000UL, ~0UL}) {
+    SCOPED_TRACE(expected);
+    auto reader = Reader();
+    reader.Expect(expected);
+    size_t peeked = 0;
+    for (const Bytes& record : records) {
+      if (const Qor_Trace_Entry_t* const whole = reader.Peek()) {
+        ASSERT_EQ(BytesOf(*whole), record);
+        reader.Pass(*whole);
+        ++peeked;
+      } else {
+        Bytes read(reader.NextLength());
+        ASSERT_TRUE(reader.Read(read.data(), static_cast<unsigned int>(read.size())));
+        ASSERT_EQ(read, record);
+      }
+    }
+    EXPECT_EQ(reader.Peek(), nullptr);
+    EXPECT_EQ(reader.NextLength(), 0U);
+    EXPECT_GT(peeked, records.size() - 6);
+  }
+}
+
+TEST_F(Reading, PeeksAtNothingThatTheFileDoesNotHoldWhole) {
+  const Bytes record = RecordOfLength(60, 1);
+  for (size_t size = 0; size < 60; ++size) {
+    WriteFile("records.bin", Bytes(record.begin(), record.begin() + static_cast<std::ptrdiff_t>(size)));
+    EXPECT_EQ(Reader().Peek(), nullptr);
+  }
+}
+
 TEST_F(Reading, SkipsRecords) {
   Items records;
   for (unsigned int i = 0; i < 5000; ++i) records.push_back(RecordOfLength(28 + i % 50, i));
