@@ -155,7 +155,7 @@ char* PutCustomBlock(char* out, RecordPayload data) {
 }  // namespace
 
 Qor_Trace_Export_PCAP::Qor_Trace_Export_PCAP(unsigned int flags, const char* fileName, unsigned long startTime)
-    : Flags(flags), StartTime(startTime), LatestInterface(InterfaceIds.end()) {
+    : Flags(flags), StartTime(startTime) {
   if (!File.Open(fileName)) {
     throw Qor_Trace_Exception(kGeneral, QOR_TRACE_STATUS_FILE_ERROR, "error opening file");
   }
@@ -169,7 +169,11 @@ void Qor_Trace_Export_PCAP::WriteSectionHeaderBlock() {
 
 void Qor_Trace_Export_PCAP::Export(const Qor_Trace_EntryStore& entries) {
   WriteSectionHeaderBlock();
-  for (const Qor_Trace_Entry_t& entry : entries) WriteEntry(entry);
+  const auto end = entries.end();
+  for (auto entry = entries.begin(); entry != end; ++entry) {
+    entry.Prefetch();
+    WriteEntry(*entry);
+  }
   File.Flush();
 }
 
@@ -194,14 +198,12 @@ void Qor_Trace_Export_PCAP::WriteEntry(const Qor_Trace_Entry_t& entry) {
 
 /// The number of a channel's interface, which is described first if the file doesn't know it.
 unsigned int Qor_Trace_Export_PCAP::InterfaceOf(unsigned int channelId) {
-  if (LatestInterface == InterfaceIds.end() || LatestInterface->first != channelId) {
-    LatestInterface = InterfaceIds.find(channelId);
-    if (LatestInterface == InterfaceIds.end()) {
-      WriteInterfaceDescriptionBlock(channelId);
-      LatestInterface = InterfaceIds.emplace(channelId, InterfaceCount++).first;
-    }
+  unsigned int& next = channelId < LowChannels.size() ? LowChannels[channelId] : HighChannels[channelId];
+  if (next == 0) {
+    WriteInterfaceDescriptionBlock(channelId);
+    next = ++InterfaceCount;
   }
-  return LatestInterface->second;
+  return next - 1;
 }
 
 void Qor_Trace_Export_PCAP::WriteInterfaceDescriptionBlock(unsigned int channelId) {

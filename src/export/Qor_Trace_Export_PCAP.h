@@ -1,6 +1,7 @@
 // Ethernet part of a trace as a PCAPNG file.
 #pragma once
 
+#include <array>
 #include <cstddef>
 #include <map>
 
@@ -47,10 +48,10 @@ class QOR_EXPORT Qor_Trace_Export_PCAP {
   void WriteInterfaceDescriptionBlock(unsigned int channelId);
 
   unsigned int Flags;
-  unsigned long StartTime;                            // ns
-  ExportFile File;                                    // whole blocks
-  std::map<unsigned int, unsigned int> InterfaceIds;  // channel number -> interface of the file
-  unsigned int InterfaceCount = 0;                    // interfaces described so far; the next one's number
-
-  std::map<unsigned int, unsigned int>::const_iterator LatestInterface;  // of the entry before; end() at first
+  unsigned long StartTime;  // ns
+  ExportFile File;          // whole blocks
+  // Channel number -> interface of the file + 1; 0: none yet. Most channels have low numbers, which are looked up for each entry.
+  std::array<unsigned int, 64> LowChannels{};
+  std::map<unsigned int, unsigned int> HighChannels;
+  unsigned int InterfaceCount = 0;  // interfaces described so far
 };
