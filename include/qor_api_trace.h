@@ -257,7 +257,7 @@ typedef struct Qor_Trace_Export_Request_t {
  *  400 ms with interfaces that deliver in time), and the closing line. A file that fails is given up (a pipe fails at once:
  *  this is a series, see QOR_TRACE_ASC_SPLIT): the error is reported with the file's path and the system's reason, with one
  *  channel its receive thread ends and Qor_Trace_Stop returns as usual, with several the process ends (the sort thread has
- *  nobody to return an error to). The same holds for a swap file that fails. */
+ *  nobody to return an error to). The same holds for a swap file that fails; what Stop is the first to learn is its status. */
 #define QOR_TRACE_START_ASC_RECORDING 0x1u
 /** Start: at the memory limit drop the older half of the trace instead of moving it to the swap file. */
 #define QOR_TRACE_START_DISCARD_OLDEST 0x2u

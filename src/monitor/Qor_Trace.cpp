@@ -56,6 +56,8 @@ Qor_Trace_Monitor::~Qor_Trace_Monitor() {
   } catch (const std::bad_alloc&) {
   }
   DestroyChannels();
+  std::optional<Qor_Trace_Exception> ignored;
+  WaitForSwap(ignored);
   try {
     FlushMonitorBuffer();
   } catch (const Qor_Trace_Exception&) {
@@ -177,6 +179,7 @@ void Qor_Trace_Monitor::StopLocked() {
   Running = false;
   if (SortThread.joinable()) SortThread.join();
   StoreLeftOvers(error);
+  WaitForSwap(error);
   CloseAscRecording(error);
   if (error) throw Qor_Trace_Exception(*error);  // a copy: it was reported when it was built
 }

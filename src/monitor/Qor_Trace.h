@@ -2,6 +2,7 @@
 #pragma once
 
 #include <atomic>
+#include <condition_variable>
 #include <map>
 #include <memory>
 #include <optional>
@@ -25,7 +26,8 @@ class RecordBuffer;
 /// The object behind a monitor handle. Statuses and texts of its exceptions are those of the C interface.
 ///
 /// Where to look: registry, run and receive handler in Qor_Trace.cpp; retrieval, flush and memory guard in
-/// Qor_Trace_Store.cpp; properties in Qor_Trace_Properties.cpp; exports in Qor_Trace_Export.cpp.
+/// Qor_Trace_Store.cpp; the way to the swap file in Qor_Trace_Swap.cpp; properties in Qor_Trace_Properties.cpp; exports in
+/// Qor_Trace_Export.cpp.
 ///
 /// Threads: every method may be called from any thread. Lock order, outermost first:
 ///   MutexChannels
@@ -35,7 +37,7 @@ class RecordBuffer;
 ///     MutexSettings       nests nothing
 ///     PortsInUse          its mutex nests nothing
 /// A flush takes MutexSortQueue and MutexStore together (by trying, so it can't deadlock with a sort pass), then
-/// MutexSwapFile. MutexList nests in no other buffer mutex and none nests in it. The receive and sort threads never
+/// MutexSwapFile. The swap thread takes MutexSwapFile alone, or inside MutexStore. MutexList nests in no other buffer mutex and none nests in it. The receive and sort threads never
 /// take MutexChannels, whose holder may be waiting for them to end.
 class QOR_EXPORT Qor_Trace_Monitor {
  public:
@@ -123,9 +125,31 @@ class QOR_EXPORT Qor_Trace_Monitor {
 
   // Store (Qor_Trace_Store.cpp).
   [[nodiscard]] Qor_Trace_EntryStore CheckMemory() REQUIRES(MutexStore);
+
+  // Swapping out (Qor_Trace_Swap.cpp). A short store is written at once. A long one counts as swapped at once and stays readable
+  // where it is, while a thread writes it that ends when there is nothing left to write.
+  [[nodiscard]] Qor_Trace_EntryStore SwapOut() REQUIRES(MutexStore);
+  [[nodiscard]] Qor_Trace_EntryStore SwapAtOnce() REQUIRES(MutexStore);
+  void SwapLater() REQUIRES(MutexStore);
+  void StartSwapThread() REQUIRES(MutexStore);
+  /// Entries that have arrived in the swap file.
+  [[nodiscard]] unsigned int InSwapFile() const REQUIRES(MutexStore);
+  /// Throws the error of the thread that writes, if it has had one that nobody knows of.
+  void ThrowSwapError() REQUIRES(MutexStore);
+  void SwapThreadFunction();
+  [[nodiscard]] bool NextToSwap(Qor_Trace_EntryStore& entries, unsigned long& flushes);
+  void WriteSwapped(const Qor_Trace_EntryStore& entries, unsigned long flushes, unsigned int& written);
+  [[nodiscard]] Qor_Trace_EntryStore EndSwap(size_t count, unsigned long flushes);
+  void UndoSwap(unsigned int written, unsigned long flushes, const Qor_Trace_Exception& error);
+  /// Returns when nothing is being written any more.
+  void WaitForSwap(std::optional<Qor_Trace_Exception>& error);
+
   void PublishEntryCount() REQUIRES(MutexStore);
-  [[nodiscard]] bool CopySwapped(unsigned int start, unsigned int records, unsigned int limit, RecordBuffer& out)
+  [[nodiscard]] bool CopySwapped(unsigned int start, unsigned int limit, RecordBuffer& out) REQUIRES(MutexStore);
+  [[nodiscard]] bool CopyFromFile(unsigned int start, unsigned int records, unsigned int limit, RecordBuffer& out)
       REQUIRES(MutexStore);
+  static void CopyFrom(const Qor_Trace_EntryStore& records, unsigned int first, unsigned int most, unsigned int limit,
+                       RecordBuffer& out);
 
   // Properties (Qor_Trace_Properties.cpp).
   [[nodiscard]] unsigned int Number(Qor_Trace_PropertyId_t id) const;
@@ -151,9 +175,15 @@ class QOR_EXPORT Qor_Trace_Monitor {
   Qor_Trace_EntryStore Store GUARDED_BY(MutexStore);
   size_t Unrecorded GUARDED_BY(MutexStore) = 0;  // newest entries of the store that aren't in the live ASC file yet
   std::thread SortThread GUARDED_BY(MutexChannels);
-  const unsigned int SortInterval = 50;              // ms
-  std::atomic<unsigned int> MaxEntriesInMemory = 0;  // written under MutexStore
-  unsigned int SwappedEntryCount GUARDED_BY(MutexStore) = 0;
+  const unsigned int SortInterval = 50;                       // ms
+  std::atomic<unsigned int> MaxEntriesInMemory = 0;           // written under MutexStore
+  unsigned int SwappedEntryCount GUARDED_BY(MutexStore) = 0;  // in the swap file, and on their way there
+  Qor_Trace_EntryStore Swapping GUARDED_BY(MutexStore);       // the newest of them, which aren't all in the file yet
+  std::thread SwapThread GUARDED_BY(MutexStore);
+  bool SwapThreadRuns GUARDED_BY(MutexStore) = false;
+  std::condition_variable_any SwapThreadEnds;  // with MutexStore; it has written something, or ends
+  std::optional<Qor_Trace_Exception> SwapError GUARDED_BY(MutexStore);
+  unsigned long Flushes GUARDED_BY(MutexSwapFile) = 0;
   std::atomic<unsigned int> EntryCount = 0;  // swapped and stored; written under MutexStore
   std::atomic<unsigned int> ListCount = 0;   // written under MutexList
   const std::string FileNameStem;

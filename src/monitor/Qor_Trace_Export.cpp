@@ -36,7 +36,8 @@ void Qor_Trace_Monitor::ExportToASC(unsigned int flags, const char* fileName, un
     MutexLock swapLock(MutexSwapFile);
     copyName = Swap.CopyName();
     snapshot = Store;
-    swapped = SwappedEntryCount;
+    snapshot.Prepend(Swapping);
+    swapped = InSwapFile();
     if (swapped != 0) swapFile = Swap.Snapshot();
   }
   if (swapped != 0) swapFile.MakeCopy(copyName);

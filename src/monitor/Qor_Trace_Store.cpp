@@ -16,24 +16,37 @@ void Qor_Trace_Monitor::GetItems(unsigned int start, unsigned int* count, unsign
   RecordBuffer out(count, size, buffer);
   if (start > static_cast<unsigned long>(swapped) + inMemory) return;
 
-  const bool fromFile = start < swapped;
   const unsigned int first = start <= swapped ? 0 : start;  // in the store
-  const unsigned int fileRecords = fromFile ? swapped - start : 0;
-  const unsigned int limit = wanted != 0 ? wanted : fileRecords + inMemory - first;
-  const unsigned int mostFromMemory = limit - fileRecords;  // may wrap; then the limit decides
-  if (fromFile && !CopySwapped(start, fileRecords, limit, out))
-    return;  // none from memory under the missing ones' indices
-  if (first >= inMemory) return;
-  auto entry = Store.From(first);
-  for (unsigned int given = 0; given < mostFromMemory && out.Count() < limit && entry != Store.end();
-       ++given, ++entry) {
+  const unsigned int swappedRecords = start < swapped ? swapped - start : 0;
+  const unsigned int limit = wanted != 0 ? wanted : swappedRecords + inMemory - first;
+  const unsigned int mostFromStore = limit - swappedRecords;  // may wrap; then the limit decides
+  // None of the later ones under the indices of those that a file doesn't have.
+  if (swappedRecords > 0 && !CopySwapped(start, limit, out)) return;
+  CopyFrom(Store, first, mostFromStore, limit, out);
+}
+
+/// Copies up to `most` records from number `first` on, until the buffer holds `limit`.
+void Qor_Trace_Monitor::CopyFrom(const Qor_Trace_EntryStore& records, unsigned int first, unsigned int most,
+                                 unsigned int limit, RecordBuffer& out) {
+  if (first >= records.size()) return;
+  const auto end = records.end();
+  for (auto entry = records.From(first); most > 0 && out.Count() < limit && entry != end; --most, ++entry) {
+    entry.Prefetch();
     out.Add(*entry, 0);
   }
 }
 
-/// Copies up to `records` swapped entries from number `start` on, until the buffer holds `limit`. Returns false where the
-/// file ends early, or holds no record.
-bool Qor_Trace_Monitor::CopySwapped(unsigned int start, unsigned int records, unsigned int limit, RecordBuffer& out) {
+/// Copies the swapped entries from number `start` on, until the buffer holds `limit`. Returns false where the file ends early, or
+/// holds no record.
+bool Qor_Trace_Monitor::CopySwapped(unsigned int start, unsigned int limit, RecordBuffer& out) {
+  const unsigned int inFile = InSwapFile();
+  if (start < inFile && !CopyFromFile(start, inFile - start, limit, out)) return false;
+  CopyFrom(Swapping, start < inFile ? 0 : start - inFile, limit, limit, out);
+  return true;
+}
+
+/// Copies up to `records` entries of the swap file from number `start` on, in the same way.
+bool Qor_Trace_Monitor::CopyFromFile(unsigned int start, unsigned int records, unsigned int limit, RecordBuffer& out) {
   MutexLock lock(MutexSwapFile);
   RecordFileReader reader = Swap.ReadFrom(start, std::min({records, limit, out.MostRecords()}));
   for (; records > 0 && out.Count() < limit; --records) {
@@ -70,6 +83,7 @@ void Qor_Trace_Monitor::FlushMonitorBuffer() {
   SortQueue::Runs arrived;  // all freed after the locks
   SortQueue queue;
   Qor_Trace_EntryStore store;
+  Qor_Trace_EntryStore swapping;
   FileDescriptor swapFile;
   MutexLockBoth lock(MutexSortQueue, MutexStore);
   MutexLock swapLock(MutexSwapFile);
@@ -79,6 +93,8 @@ void Qor_Trace_Monitor::FlushMonitorBuffer() {
   Unrecorded = 0;
   PublishEntryCount();
   swapFile = Swap.BeginAnew();
+  ++Flushes;  // tells the thread that writes
+  swapping = Swapping.TakeAll();
   SwappedEntryCount = 0;
   PublishEntryCount();
 }
@@ -91,20 +107,12 @@ void Qor_Trace_Monitor::FlushListMonitorBuffer() {
 }
 
 Qor_Trace_EntryStore Qor_Trace_Monitor::CheckMemory() {
+  ThrowSwapError();
   if (MaxEntriesInMemory > Store.size()) return {};
-  if (DiscardOldest) {
-    auto dropped = Store.DropOldest(Store.size() / 2);
-    PublishEntryCount();
-    return dropped;
-  }
-  MutexLock lock(MutexSwapFile);
-  try {
-    Swap.Append(Store, SwappedEntryCount);
-  } catch (...) {
-    PublishEntryCount();
-    throw;
-  }
-  return Store.TakeAll();
+  if (!DiscardOldest) return SwapOut();
+  auto dropped = Store.DropOldest(Store.size() / 2);
+  PublishEntryCount();
+  return dropped;
 }
 
 /// Makes the number of entries readable without a lock.

@@ -16,7 +16,7 @@ namespace {
 
 constexpr unsigned int kRecordsPerPlace = 64;
 constexpr unsigned long kTypicalRecord = 64;  // bytes
-constexpr size_t kWriteBlock = 1024 * 1024;   // bytes
+constexpr size_t kWriteBlock = 256 * 1024;    // bytes
 
 [[noreturn]] void Fail(const char* action, const std::string& name, int error) {
   throw Qor_Trace_Exception(QOR_ERROR_LEVEL_GENERAL, QOR_TRACE_STATUS_FILE_ERROR,
@@ -68,11 +68,10 @@ FileDescriptor SwapFile::OpenOrMake() {
   return file;
 }
 
-void SwapFile::Append(const Qor_Trace_EntryStore& entries, unsigned int& written) {
-  std::vector<unsigned char> block;
-  block.reserve(kWriteBlock);
+void SwapFile::Append(const Qor_Trace_EntryStore& entries, size_t first, size_t count, unsigned int& written) {
+  Block.reserve(kWriteBlock);
   // All memory is taken before the first byte is written: nothing may come between a record and its being counted.
-  const size_t places = Places.size() + entries.size() / kRecordsPerPlace + 1;
+  const size_t places = Places.size() + count / kRecordsPerPlace + 1;
   if (places > Places.capacity()) Places.reserve(std::max(places, 2 * Places.capacity()));
   FileDescriptor file = OpenOrMake();
   struct stat found {};
@@ -81,11 +80,12 @@ void SwapFile::Append(const Qor_Trace_EntryStore& entries, unsigned int& written
 
   auto end = static_cast<unsigned long>(found.st_size);  // of the last whole record
   int error = 0;
-  for (auto next = entries.begin(); next != entries.end() && error == 0;) {
+  const auto last = entries.From(first + count);
+  for (auto next = entries.From(first); next != last && error == 0;) {
     auto counted = next;
-    Gather(next, entries.end(), block);
-    size_t reached = WriteAll(file.Get(), block.data(), block.size());
-    if (reached < block.size()) error = errno;
+    Gather(next, last, Block);
+    size_t reached = WriteAll(file.Get(), Block.data(), Block.size());
+    if (reached < Block.size()) error = errno;
     for (; counted != next && counted->Length <= reached; ++counted) {
       if (Records % kRecordsPerPlace == 0) Places.push_back(end);
       end += counted->Length;
@@ -151,7 +151,7 @@ void SwapSnapshot::CopyBytes(const std::string& name) const {
 void SwapFile::Remove() const { std::remove(FileName.c_str()); }
 
 RecordFileReader SwapFile::ReadFrom(unsigned int index, unsigned int count) {
-  RecordFileReader reader(Open(O_RDONLY), ReadMemory);
+  RecordFileReader reader(Open(O_RDONLY), Block);
   unsigned long known = 0;
   reader.Expect((kRecordsPerPlace + static_cast<unsigned long>(count)) * kTypicalRecord);
   if (Indexed && Untouched(reader.Status(), Left) && index / kRecordsPerPlace < Places.size()) {

@@ -43,12 +43,13 @@ class SwapFile {
   /// Of the copy that exists while an export runs.
   [[nodiscard]] const std::string& CopyName() const { return BackupName; }
 
-  /// Appends all entries, oldest first; the file is made if it is missing.
+  /// Appends entries, oldest first; the file is made if it is missing.
   ///
+  /// @param first, count  which ones
   /// @param written  counted up by each record that is in the file whole, also when the call fails; a record that was
   ///                 cut short is removed from the file again
   /// @throws Qor_Trace_Exception QOR_TRACE_STATUS_FILE_ERROR if the file can't be opened or written; std::bad_alloc
-  void Append(const Qor_Trace_EntryStore& entries, unsigned int& written);
+  void Append(const Qor_Trace_EntryStore& entries, size_t first, size_t count, unsigned int& written);
 
   /// Puts a new, empty file in the place of this one, whose snapshots keep what they have.
   /// @return the old file, for the caller to close where nobody waits: that may have to free a large file
@@ -76,6 +77,6 @@ class SwapFile {
   unsigned long Records = 0;          // records that Places stands for
   struct stat Left {};                // the file as the last append left it; all 0 before the first one
   uid_t Owner = geteuid();            // of the files that we make; NFS assigns the superuser's to somebody else
-  RecordFileReader::Memory ReadMemory;
-  bool Indexed = true;  // nobody else has written between the appends
+  RecordFileReader::Memory Block;     // what is being read or written
+  bool Indexed = true;                // nobody else has written between the appends
 };

@@ -6,6 +6,7 @@
 #include <cstring>
 #include <iterator>
 #include <memory>
+#include <new>
 #include <span>
 #include <utility>
 #include <vector>
@@ -27,7 +28,8 @@
 class Qor_Trace_EntryStore {
   struct Piece {
     std::shared_ptr<RecordSegment> Segment;
-    size_t First;  // number of its first record
+    size_t First;    // number of its first record that belongs to the sequence
+    size_t Dropped;  // records before that one
   };
 
  public:
@@ -68,6 +70,7 @@ class Qor_Trace_EntryStore {
   };
 
   [[nodiscard]] size_t size() const { return End - Begin; }
+  [[nodiscard]] size_t SegmentCount() const { return Pieces.size(); }
   [[nodiscard]] bool empty() const { return Begin == End; }
 
   /// The record at `index`, 0 being the oldest; index < size(). Its address is a multiple of 8.
@@ -107,15 +110,34 @@ class Qor_Trace_EntryStore {
   }
 
   /// Removes the `count` oldest records; count <= size(). The segments that held nothing else are freed with the returned
-  /// sequence, which lets the caller do that outside a lock.
-  /// @throws std::bad_alloc; the sequence is then as before.
+  /// sequence, which lets the caller do that outside a lock; at once if memory is exhausted.
   [[nodiscard]] Qor_Trace_EntryStore DropOldest(size_t count) {
     Qor_Trace_EntryStore dropped;
     const auto whole = PieceOf(Begin + count) - Pieces.begin();
-    dropped.Pieces.assign(Pieces.begin(), Pieces.begin() + whole);
+    try {
+      dropped.Pieces.assign(Pieces.begin(), Pieces.begin() + whole);
+    } catch (const std::bad_alloc&) {
+    }
     Pieces.erase(Pieces.begin(), Pieces.begin() + whole);
     Begin += count;
+    if (Pieces.empty()) return dropped;
+    Pieces.front().Dropped += Begin - Pieces.front().First;
+    Pieces.front().First = Begin;
     return dropped;
+  }
+
+  /// Puts what another sequence holds in front, as a copy would share it.
+  /// @throws std::bad_alloc; the sequence is then as before.
+  void Prepend(const Qor_Trace_EntryStore& front) {
+    if (empty()) return static_cast<void>(*this = Qor_Trace_EntryStore(front));
+    std::vector<Piece> all;
+    all.reserve(front.Pieces.size() + Pieces.size());
+    all.insert(all.end(), front.Pieces.begin(), front.Pieces.end());
+    for (Piece& piece : Pieces)
+      all.push_back({std::move(piece.Segment), piece.First + front.End - Begin, piece.Dropped});
+    Pieces.swap(all);
+    End += front.End - Begin;
+    Begin = front.Begin;
   }
 
   /// Empties the sequence and returns what it held, for the same reason.
@@ -126,7 +148,7 @@ class Qor_Trace_EntryStore {
 
  private:
   /// Records in the last segment.
-  [[nodiscard]] size_t CountInLast() const { return End - Pieces.back().First; }
+  [[nodiscard]] size_t CountInLast() const { return End - Pieces.back().First + Pieces.back().Dropped; }
   /// How many of the records, which end at `end`, have a place in the last segment.
   [[nodiscard]] size_t CountThatFits(size_t end, std::span<const unsigned int> offsets) const {
     if (Pieces.empty()) return 0;
@@ -146,7 +168,7 @@ class Qor_Trace_EntryStore {
   }
   void AddSegment() {
     const auto pages = Pieces.empty() ? RecordSegment::Pages::Small : RecordSegment::Pages::Huge;
-    Pieces.push_back({std::make_shared<RecordSegment>(pages), End});
+    Pieces.push_back({std::make_shared<RecordSegment>(pages), End, 0});
     Used = 0;
   }
   /// The segment of a record, or the last one for the number after the last record.
@@ -162,7 +184,7 @@ class Qor_Trace_EntryStore {
     if (number == End) return found;
     const auto piece = PieceOf(number);
     found.PieceEnd = std::next(piece) == Pieces.end() ? End : std::next(piece)->First;
-    found.Place = piece->Segment->At(piece->Segment->OffsetOf(number - piece->First));
+    found.Place = piece->Segment->At(piece->Segment->OffsetOf(number - piece->First + piece->Dropped));
     return found;
   }
 

@@ -27,7 +27,7 @@ class Swapping : public testing::Test {
     for (size_t i = 0; i < count; ++i) {
       entries.push_back(CanItem().At(first + i).Data(Counting((first + i) % 65)).Entry());
     }
-    Swap.Append(entries, Written);
+    Swap.Append(entries, 0, entries.size(), Written);
   }
   /// Time of the record at an index; ~0 if the walk ends before.
   unsigned long TimeAt(unsigned int index) {

@@ -102,7 +102,7 @@ TEST(SwapFileMemory, ThatRunsOutIsToldBeforeAnythingIsWritten) {
     {
       const FailingAllocator exhausted(FailingAllocator::ThisThread, number, FailingAllocator::Once);
       try {
-        swap.Append(entries, written);
+        swap.Append(entries, 0, entries.size(), written);
       } catch (const std::bad_alloc&) {
         told = true;
       }
@@ -110,6 +110,38 @@ TEST(SwapFileMemory, ThatRunsOutIsToldBeforeAnythingIsWritten) {
     }
     EXPECT_EQ(told, failed);
     EXPECT_EQ(written, told ? 0U : 9217U);
+  }
+}
+
+TEST_F(MonitorMemory, ThatIsExhaustedWhileALongStoreIsSwappedLosesNoRecord) {
+  constexpr unsigned int kEntries = 60'000;  // more than one segment holds
+  constexpr unsigned int kPerDelivery = 2500;
+  bool failed = true;
+  for (unsigned long number = 1; failed; ++number) {
+    SCOPED_TRACE(number);
+    ASSERT_LT(number, 100U);
+    SetNumber(*Monitor, QOR_TRACE_PROPERTY_MAX_ENTRIES, 2 * kEntries);
+    Monitor->FlushMonitorBuffer();
+    Monitor->Start(0);
+    for (unsigned int first = 0; first < kEntries; first += kPerDelivery) Deliver(FramesFrom(first, kPerDelivery));
+    SetNumber(*Monitor, QOR_TRACE_PROPERTY_MAX_ENTRIES, kEntries);
+    {
+      const FailingAllocator exhausted(FailingAllocator::OtherThreads, number, FailingAllocator::Once);
+      const unsigned int polls = Can.PollCount();
+      Can.NextItems(FramesFrom(kEntries, 1));
+      ASSERT_TRUE(WaitUntil([&] { return exhausted.HasFailed() || Can.PollCount() > polls + 1; }));
+      CodeOf([&] { Monitor->Stop(); });  // the swap file is complete then, or its failure reported
+      failed = exhausted.HasFailed();
+    }
+    // Whatever failed, the entries from before are there, in the file or in memory, which may hold again what is in the file.
+    const unsigned int total = EntryCount(*Monitor);
+    ASSERT_GE(total, kEntries);
+    const auto all = GetItems(*Monitor, 0, 0, (total + 1) * 48);
+    ASSERT_EQ(all.Count, total);
+    const unsigned int again =
+        total - kEntries - (total > kEntries && ReadAt<unsigned long>(all.Buffer, (total - 1) * 48UL + 8) == kEntries);
+    for (unsigned int i = 0; i < kEntries; ++i) ASSERT_EQ(ReadAt<unsigned long>(all.Buffer, (again + i) * 48UL + 8), i);
+    ExpectAtMostOneReport();
   }
 }
 

@@ -146,6 +146,24 @@ TEST(EntryStore, GivesAwayAllItHolds) {
   ExpectNumbers(store, 5, 1);
 }
 
+TEST(EntryStore, TakesAnotherInFront) {
+  for (const size_t front : {size_t{0}, size_t{1}, kSegment, 2 * kSegment + 7}) {
+    for (const size_t drop : {size_t{0}, size_t{1}, kSegment + 3}) {
+      SCOPED_TRACE(testing::Message() << front << " in front of all but " << drop);
+      Qor_Trace_EntryStore other;
+      for (size_t i = 0; i < front; ++i) other.push_back(Numbered(drop + i));
+      Qor_Trace_EntryStore store;
+      for (size_t i = 0; i < 2 * kSegment; ++i) store.push_back(Numbered(front + i));
+      static_cast<void>(store.DropOldest(drop));
+      store.Prepend(other);
+      for (size_t i = 0; i < 2 * kSegment; ++i) store.push_back(Numbered(front + 2 * kSegment + i));
+      ExpectNumbers(store, drop, front + 4 * kSegment - drop);
+      static_cast<void>(store.DropOldest(front + 5));
+      ExpectNumbers(store, drop + front + 5, 4 * kSegment - drop - 5);
+    }
+  }
+}
+
 TEST(EntryStore, SnapshotDoesNotSeeWhatComesLater) {
   auto store = StoreOf(kSegment - 1);
   const auto snapshot = store;
