@@ -2,6 +2,7 @@
 #pragma once
 
 #include <span>
+#include <string>
 
 #include "CommandLog.h"
 #include "Mutex.h"
@@ -14,6 +15,14 @@ namespace qor_sim {
 struct ResponseBuffer {
   std::span<unsigned char> Bytes;  // as far as the capacity reaches
   unsigned int Length = 0;         // out: what the command says it returned
+};
+
+/// What is known of a port's bus besides its type.
+struct BusFacts {
+  uint64_t BitRate = 0;      // bit/s; 0: not known
+  uint64_t DataBitRate = 0;  // likewise, of the data phase of CAN FD frames
+  std::string Name = {};     // of the interface, where a recording has several
+  std::string Hardware = {};
 };
 
 /// Base of all ports. Its monitor is idle, configured or started; commands that are not exactly those of the bus's
@@ -47,6 +56,7 @@ class Port {
   unsigned int CommandCount() SIM_EXCLUDES(Guard);
   Qor_Sim_Command_t Command(unsigned int index) SIM_EXCLUDES(Guard);
   Qor_Sim_Status_t Status() SIM_EXCLUDES(Guard);
+  virtual BusFacts Bus() const { return {}; }
   /// Lines that were left out of the file that it replays.
   virtual SkippedLines Skipped() const { return {}; }
 

@@ -20,6 +20,10 @@ namespace qor_sim {
 namespace {
 
 constexpr uint64_t kGreatestBuffer = 100'000'000;  // items
+constexpr uint64_t kFlexRayBitRate = 10'000'000;   // of every cluster
+
+constexpr const char* kSynthetic = "simulated bus";
+constexpr const char* kReplay = "replayed recording";
 
 /// What a source may need to make its port.
 struct PortContext {
@@ -75,14 +79,16 @@ void RefusePath(const SourceText& source) {
 /// A synthetic bus.
 struct SyntheticBus {
   unsigned char InterfaceType;
+  uint64_t BitRate;                       // bit/s
+  uint64_t DataBitRate;                   // likewise; 0 without one
   std::optional<unsigned int> UsualLoad;  // percent; nothing for a bus whose schedule determines its load
   std::unique_ptr<ItemSource> (*Make)(const SyntheticSettings& settings, unsigned int load);
 };
-constexpr SyntheticBus kCan = {QOR_INTERFACE_CAN, kUsualCanLoad, MakeSyntheticCan};
-constexpr SyntheticBus kEthernet = {QOR_INTERFACE_ETHERNET, kUsualEthernetLoad, MakeSyntheticEthernet};
-constexpr SyntheticBus kFlexRay = {QOR_INTERFACE_FLEXRAY, std::nullopt,
+constexpr SyntheticBus kCan = {QOR_INTERFACE_CAN, 500'000, 2'000'000, kUsualCanLoad, MakeSyntheticCan};
+constexpr SyntheticBus kEthernet = {QOR_INTERFACE_ETHERNET, 100'000'000, 0, kUsualEthernetLoad, MakeSyntheticEthernet};
+constexpr SyntheticBus kFlexRay = {QOR_INTERFACE_FLEXRAY, kFlexRayBitRate, 0, std::nullopt,
                                    [](const auto& settings, unsigned int) { return MakeSyntheticFlexRay(settings); }};
-constexpr SyntheticBus kLin = {QOR_INTERFACE_LIN, std::nullopt,
+constexpr SyntheticBus kLin = {QOR_INTERFACE_LIN, 19'200, 0, std::nullopt,
                                [](const auto& settings, unsigned int) { return MakeSyntheticLin(settings); }};
 
 struct SyntheticOptions {
@@ -105,7 +111,8 @@ SyntheticOptions TakeSynthetic(const SourceText& source, std::optional<unsigned 
 
 template <const SyntheticBus& kBus>
 std::shared_ptr<Port> MakeSynthetic(const SourceText& source, const PortContext& context) {
-  const SyntheticOptions options = TakeSynthetic(source, kBus.UsualLoad);
+  SyntheticOptions options = TakeSynthetic(source, kBus.UsualLoad);
+  options.Traffic.Bus = {kBus.BitRate, kBus.DataBitRate, "", kSynthetic};
   return std::make_shared<TrafficPort>(kBus.InterfaceType, context.Instance, kBus.Make(options.Bus, options.Load),
                                        options.Traffic, context.SharedClock);
 }
@@ -151,7 +158,8 @@ CandumpOptions TakeCandump(const SourceText& source) {
 }
 
 std::shared_ptr<Port> MakeCandump(const SourceText& source, const PortContext& context) {
-  const CandumpOptions options = TakeCandump(source);
+  CandumpOptions options = TakeCandump(source);
+  options.Traffic.Bus = {0, 0, options.Candump.Interface.value_or(""), kReplay};
   return std::make_shared<TrafficPort>(QOR_INTERFACE_CAN, context.Instance,
                                        MakeCandumpSource(source.Path, options.Candump), options.Traffic,
                                        context.SharedClock);
@@ -188,7 +196,8 @@ PcapOptions TakePcap(const SourceText& source) {
 }
 
 std::shared_ptr<Port> MakePcap(const SourceText& source, const PortContext& context) {
-  const PcapOptions options = TakePcap(source);
+  PcapOptions options = TakePcap(source);
+  options.Traffic.Bus = {0, 0, "", kReplay};
   return std::make_shared<TrafficPort>(QOR_INTERFACE_ETHERNET, context.Instance,
                                        MakePcapSource(source.Path, options.Pcap), options.Traffic, context.SharedClock);
 }
@@ -234,9 +243,13 @@ CsvOptions TakeCsv(const SourceText& source) {
 }
 
 std::shared_ptr<Port> MakeCsv(const SourceText& source, const PortContext& context) {
-  const CsvOptions options = TakeCsv(source);
+  CsvOptions options = TakeCsv(source);
   CsvSource csv = MakeCsvSource(source.Path, options.Csv);
-  const unsigned char type = csv.Bus == CsvBus::Lin ? QOR_INTERFACE_LIN : QOR_INTERFACE_FLEXRAY;
+  const bool lin = csv.Bus == CsvBus::Lin;
+  const unsigned char type = lin ? QOR_INTERFACE_LIN : QOR_INTERFACE_FLEXRAY;
+  const auto channel = lin ? options.Csv.Choice.LinChannel : std::nullopt;
+  options.Traffic.Bus = {lin ? options.Csv.Defaults.BitRate : kFlexRayBitRate, 0,
+                         channel ? std::to_string(*channel) : "", kReplay};
   return std::make_shared<TrafficPort>(type, context.Instance, std::move(csv.Items), options.Traffic,
                                        context.SharedClock);
 }

@@ -26,6 +26,7 @@ uint64_t Speed::SourceTime(uint64_t clockTime) const {
 TrafficPort::TrafficPort(unsigned char interfaceType, unsigned char instance, std::unique_ptr<ItemSource> source,
                          const TrafficSettings& settings, Clock& clock)
     : Port(interfaceType, instance, kLoggedCommands),
+      Facts(settings.Bus),
       LeftOut(source->Skipped()),
       Source(std::move(source)),
       Pace(settings.Pace),

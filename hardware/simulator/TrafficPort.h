@@ -22,6 +22,7 @@ struct Speed {
 struct TrafficSettings {
   std::optional<Speed> Pace = Speed{};  // none: as fast as polls drain the source
   size_t BufferItems = 100000;
+  BusFacts Bus = {};
 };
 
 class TrafficPort final : public Port {
@@ -29,6 +30,7 @@ class TrafficPort final : public Port {
   TrafficPort(unsigned char interfaceType, unsigned char instance, std::unique_ptr<ItemSource> source,
               const TrafficSettings& settings, Clock& clock);
 
+  BusFacts Bus() const override { return Facts; }
   SkippedLines Skipped() const override { return LeftOut; }
 
  private:
@@ -44,6 +46,7 @@ class TrafficPort final : public Port {
   const Item* Next() SIM_REQUIRES(Guard);
   void Remove() SIM_REQUIRES(Guard);
 
+  const BusFacts Facts;
   const SkippedLines LeftOut;  // of the source
   const std::unique_ptr<ItemSource> Source;
   const std::optional<Speed> Pace;

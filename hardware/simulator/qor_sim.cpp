@@ -62,6 +62,17 @@ unsigned int Qor_Sim_GetStatus(unsigned int portHandle, Qor_Sim_Status_t* status
   });
 }
 
+unsigned int Qor_Sim_GetInterface(unsigned int portHandle, Qor_Sim_Interface_t* interface) {
+  return ResultOf([&] {
+    Require(interface, "interface");
+    const auto port = Simulator::Process().FindPort(portHandle);
+    const qor_sim::BusFacts facts = port->Bus();
+    *interface = {port->InterfaceType(), facts.BitRate, facts.DataBitRate, {}, {}};
+    facts.Name.copy(interface->Name, sizeof interface->Name - 1);
+    facts.Hardware.copy(interface->Hardware, sizeof interface->Hardware - 1);
+  });
+}
+
 unsigned long Qor_Sim_SkippedLineCount(unsigned int portHandle) {
   unsigned long count = 0;
   ResultOf([&] { count = Simulator::Process().FindPort(portHandle)->Skipped().Count(); });

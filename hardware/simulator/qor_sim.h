@@ -132,6 +132,22 @@ typedef struct Qor_Sim_Status_t {
  */
 unsigned int Qor_Sim_GetStatus(unsigned int portHandle, Qor_Sim_Status_t* status);
 
+/** What a port is an interface to. */
+typedef struct Qor_Sim_Interface_t {
+  unsigned int Type;         /* of the interface: 4 CAN, 5 LIN, 9 FlexRay, 14 Ethernet */
+  unsigned long BitRate;     /* bit/s; 0 when it isn't known, as of most replays */
+  unsigned long DataBitRate; /* bit/s of the data phase of CAN FD frames; 0 when it isn't known or there is none */
+  char Name[64];             /* in a recording of several interfaces; empty without one; cut if longer */
+  char Hardware[64];         /* what it is, in words */
+} Qor_Sim_Interface_t;
+
+/**
+ * Describes the interface of a port.
+ *
+ * @return QOR_SIM_ERROR_HANDLE, _ARGUMENT (null)
+ */
+unsigned int Qor_Sim_GetInterface(unsigned int portHandle, Qor_Sim_Interface_t* interface);
+
 /** A line that can't be read and was left out of a replay (option bad_lines=skip). */
 typedef struct Qor_Sim_SkippedLine_t {
   unsigned long Number; /* of the line in its file, counted from 1 */

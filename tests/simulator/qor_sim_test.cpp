@@ -221,6 +221,61 @@ TEST(OpenPort, FileThatCanNotBeReadIsToldApartFromAMalformedSource) {
 
 // ---- Lines that can't be read ----------------------------------------------------------------------------------------
 
+TEST(Interface, IsDescribed) {
+  struct Case {
+    const char* Source;
+    unsigned int Type;
+    unsigned long BitRate, DataBitRate;
+    const char* Name;
+    const char* Hardware;
+  };
+  const TextFile candump("(1.0) can0 123#01\n(1.0) can1 123#01\n");
+  const TextFile csv("timestamp_ns,channel,kind,flags,id,cycle,crc,data\n1,7,frame,,1,,,01\n2,A,frame,,1,,,0101\n");
+  const std::string can0 = "candump:" + candump.Path() + "?interface=can0";
+  const std::string lin = "csv:" + csv.Path() + "?bus=lin&channel=7&bitrate=10417";
+  const std::string flexRay = "csv:" + csv.Path() + "?bus=flexray";
+  const Case cases[] = {
+      {"can", 4, 500000, 2000000, "", "simulated bus"},
+      {"lin", 5, 19200, 0, "", "simulated bus"},
+      {"flexray", 9, 10000000, 0, "", "simulated bus"},
+      {"ethernet", 14, 100000000, 0, "", "simulated bus"},
+      {can0.c_str(), 4, 0, 0, "can0", "replayed recording"},
+      {lin.c_str(), 5, 10417, 0, "7", "replayed recording"},
+      {flexRay.c_str(), 9, 10000000, 0, "", "replayed recording"},
+      {"script?type=5", 5, 0, 0, "", ""},
+  };
+  for (const Case& one : cases) {
+    SCOPED_TRACE(one.Source);
+    unsigned int port = 0;
+    ASSERT_EQ(Qor_Sim_OpenPort(one.Source, &port), 0u) << Qor_Sim_ErrorText();
+    Qor_Sim_Interface_t interface {};
+    EXPECT_EQ(Qor_Sim_GetInterface(port, &interface), 0u);
+    EXPECT_EQ(interface.Type, one.Type);
+    EXPECT_EQ(interface.BitRate, one.BitRate);
+    EXPECT_EQ(interface.DataBitRate, one.DataBitRate);
+    EXPECT_STREQ(interface.Name, one.Name);
+    EXPECT_STREQ(interface.Hardware, one.Hardware);
+    Qor_Sim_ClosePort(port);
+  }
+}
+
+TEST(Interface, NameThatIsTooLongIsCut) {
+  const std::string name(100, 'c');
+  const TextFile candump("(1.0) " + name + " 123#01\n");
+  unsigned int port = 0;
+  ASSERT_EQ(Qor_Sim_OpenPort(("candump:" + candump.Path() + "?interface=" + name).c_str(), &port), 0u);
+  Qor_Sim_Interface_t interface {};
+  EXPECT_EQ(Qor_Sim_GetInterface(port, &interface), 0u);
+  EXPECT_EQ(interface.Name, name.substr(0, 63));
+  Qor_Sim_ClosePort(port);
+}
+
+TEST(Interface, OfNoPortIsAnError) {
+  Qor_Sim_Interface_t interface {};
+  EXPECT_EQ(Qor_Sim_GetInterface(kNoHandle, &interface), unsigned{QOR_SIM_ERROR_HANDLE});
+  EXPECT_EQ(Qor_Sim_GetInterface(kNoHandle, nullptr), unsigned{QOR_SIM_ERROR_ARGUMENT});
+}
+
 TEST(SkippedLine, IsCountedAndToldWithItsNumberAndReason) {
   const TextFile file("(1) can0 001#\nrubbish\n(2) can1 002#\n(3) can0 1#\n");
   const OpenedPort one("candump:" + file.Path + "?bad_lines=skip&interface=can0");
