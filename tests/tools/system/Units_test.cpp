@@ -94,5 +94,13 @@ TEST(Units, WallClockTimesAreLocalUnlessTheySayUtc) {
     EXPECT_FALSE(ParseWallClock(text)) << text;
 }
 
+TEST(Units, WallClockTimesAreWrittenAsTheyAreRead) {
+  EXPECT_EQ(FormatUtc(1795271400250000999), "2026-11-21T14:30:00.250000Z");
+  EXPECT_EQ(FormatUtc(0), "1970-01-01T00:00:00.000000Z");
+  EXPECT_EQ(ParseWallClock(FormatUtc(1795271400123456000)), 1795271400123456000u);
+  EXPECT_EQ(ParseWallClock(FormatLocal(1795271400123456000)), 1795271400123456000u);
+  EXPECT_EQ(FormatUtc(~0ul), "2554-07-21T23:34:33.709551Z");
+}
+
 }  // namespace
 }  // namespace client

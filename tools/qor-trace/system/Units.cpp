@@ -112,6 +112,29 @@ std::optional<unsigned long> ParseWallClock(const std::string& text) {
   return ns + FractionOf(1000000000, *fraction);
 }
 
+namespace {
+
+std::string FormatWallClock(const struct tm& time, unsigned long ns) {
+  return fmt::format("{:04}-{:02}-{:02}T{:02}:{:02}:{:02}.{:06}", time.tm_year + 1900, time.tm_mon + 1, time.tm_mday,
+                     time.tm_hour, time.tm_min, time.tm_sec, ns / 1000 % 1000000);
+}
+
+}  // namespace
+
+std::string FormatUtc(unsigned long ns) {
+  const auto seconds = static_cast<time_t>(ns / 1000000000);
+  struct tm time {};
+  gmtime_r(&seconds, &time);
+  return FormatWallClock(time, ns) + "Z";
+}
+
+std::string FormatLocal(unsigned long ns) {
+  const auto seconds = static_cast<time_t>(ns / 1000000000);
+  struct tm time {};
+  localtime_r(&seconds, &time);
+  return FormatWallClock(time, ns);
+}
+
 std::string FormatSeconds(unsigned long ns) { return fmt::format("{}.{:09}", ns / 1000000000, ns % 1000000000); }
 
 std::string FormatElapsed(unsigned long ns) {

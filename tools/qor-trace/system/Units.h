@@ -23,6 +23,11 @@ namespace client {
 /// @return ns, or nothing for another text or a time before 1970
 [[nodiscard]] std::optional<unsigned long> ParseWallClock(const std::string& text);
 
+/// ns since 1970 -> "2026-11-21T14:30:00.250000Z": UTC, cut at 1 us. ParseWallClock reads it.
+std::string FormatUtc(unsigned long ns);
+/// The same in local time, without the Z.
+std::string FormatLocal(unsigned long ns);
+
 /// 1500000 -> "0.001500000"
 [[nodiscard]] std::string FormatSeconds(unsigned long ns);
 

@@ -1,0 +1,62 @@
+#include "stream/Description.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <random>
+
+namespace client {
+
+TimeBase TimesOf(const Description& description) {
+  if (const auto& anchor = description.Anchor) return {anchor->EntryTime, anchor->Utc};
+  return {};
+}
+
+void SetFirstTime(Description& description, unsigned long firstTime, std::optional<unsigned long> utc) {
+  if (description.Epoch == ClockEpoch::Unknown && CountsSince1970(firstTime)) description.Epoch = ClockEpoch::Since1970;
+  auto& anchor = description.Anchor;
+  if (!anchor && description.Epoch == ClockEpoch::Since1970)
+    anchor = ClockAnchor{firstTime, firstTime, std::nullopt, AnchorOrigin::Clock};
+  if (!utc) return;
+  const unsigned long start = anchor ? anchor->EntryTime : 0;
+  anchor = ClockAnchor{start, TimeBase{firstTime, *utc}.UtcOf(start), std::nullopt, AnchorOrigin::Given};
+}
+
+const ChannelDescription* FindChannel(const Description& description, unsigned int number) {
+  const auto found = std::find_if(description.Channels.begin(), description.Channels.end(),
+                                  [&](const ChannelDescription& channel) { return channel.Number == number; });
+  return found == description.Channels.end() ? nullptr : &*found;
+}
+
+const char* Word(LossCause cause) {
+  switch (cause) {
+    case LossCause::CaptureBufferFull:
+      return "capture_buffer_full";
+    case LossCause::OverrunMark:
+      return "overrun_mark";
+    case LossCause::MemoryLimit:
+      return "memory_limit";
+    case LossCause::DiskFull:
+      return "disk_full";
+    case LossCause::Reordering:
+      return "reordering";
+    case LossCause::InterfaceGone:
+      return "interface_gone";
+  }
+  return "";
+}
+
+std::string MakeId() {
+  std::random_device random;
+  const auto digits = [&] { return random() & 0xFFFF; };
+  return fmt::format("{:04x}{:04x}-{:04x}-{:04x}-{:04x}-{:04x}{:04x}{:04x}", digits(), digits(), digits(), digits(),
+                     digits(), digits(), digits(), digits());
+}
+
+unsigned long DigestOf(const unsigned char* bytes, std::size_t size) {
+  unsigned long digest = 0xCBF29CE484222325;
+  for (std::size_t index = 0; index < size; ++index) digest = (digest ^ bytes[index]) * 0x100000001B3;
+  return std::max(digest, 1ul);
+}
+
+}  // namespace client
