@@ -20,6 +20,7 @@ namespace {
 std::atomic<bool> Armed = false;
 std::atomic<bool> ForEver = false;
 std::atomic<bool> Halved = false;
+std::atomic<bool> Ending = false;
 std::atomic<unsigned long> Count = 0;
 std::atomic<unsigned long> FailAt = 0;
 std::atomic<const char*> FailOnly = nullptr;  // calls of this name
@@ -32,6 +33,7 @@ bool MustFail(const char* call) {
   if (only != nullptr && std::strcmp(only, call) != 0) return false;
   const unsigned long number = ++Count;
   if (number < FailAt || (number > FailAt && !ForEver)) return false;
+  if (Ending) _exit(test::FailingFiles::kEnded);
   const char* none = nullptr;
   FirstFailed.compare_exchange_strong(none, call);
   return true;
@@ -70,6 +72,7 @@ test::FailingFiles::FailingFiles(const char* call) : FailingFiles(1, Refused, Fr
 
 test::FailingFiles::FailingFiles(unsigned long number, How how, Duration duration) {
   Halved = how == Short;
+  Ending = how == Ends;
   ForEver = duration == FromThenOn;
   Count = 0;
   FailAt = number;
@@ -128,6 +131,12 @@ ssize_t write(int file, const void* bytes, size_t size) {
   static const auto next = Next(&write, "write");
   const auto share = ShareOf("write", file, size);
   return share.Refused ? -1 : next(file, bytes, share.Size);
+}
+
+ssize_t pwrite(int file, const void* bytes, size_t size, off_t offset) {
+  static const auto next = Next(&pwrite, "pwrite");
+  const auto share = ShareOf("pwrite", file, size);
+  return share.Refused ? -1 : next(file, bytes, share.Size, offset);
 }
 
 ssize_t writev(int file, const iovec* parts, int count) {
@@ -208,6 +217,11 @@ int fsync(int file) {
 int flock(int file, int operation) noexcept {
   static const auto next = Next(&flock, "flock");
   return Refuses("flock") ? -1 : next(file, operation);
+}
+
+int unlink(const char* path) noexcept {
+  static const auto next = Next(&unlink, "unlink");
+  return Refuses("unlink") ? -1 : next(path);
 }
 
 int remove(const char* path) noexcept {

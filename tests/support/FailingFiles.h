@@ -13,8 +13,10 @@ class FailingFiles {
   enum How {
     Refused,  // the call does nothing and fails with ENOSPC; a close closes all the same
     Short,    // a read or write does half of what it should; the other calls count but work
+    Ends,     // the process ends in place of the call, as if it had been killed
   };
   enum Duration { Once, FromThenOn };
+  static constexpr int kEnded = 86;  // exit code of a process that ended so
 
   /// The `number`th call (from 1) fails; later ones too, or not.
   FailingFiles(unsigned long number, How how, Duration duration);

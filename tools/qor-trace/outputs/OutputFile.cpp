@@ -49,11 +49,11 @@ void OutputFile::Fail(int error, unsigned long wholeBytes, unsigned long count, 
                   count == 1 ? "is" : "are", Part->PartName(), cut ? "" : ", followed by a part of the next one");
 }
 
-bool OutputFile::Complete() {
+bool OutputFile::Complete(const std::function<std::string()>& beforeNaming) {
   if (!Usable()) return false;
   if (!Part) return true;
   Worth = true;  // even as an empty recording
-  Sentence = Part->Complete(Previous);
+  Sentence = Part->Complete(Previous, beforeNaming);
   return Sentence.empty();
 }
 

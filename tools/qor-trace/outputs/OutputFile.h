@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <functional>
 #include <optional>
 #include <string>
 
@@ -34,7 +35,8 @@ class OutputFile {
   void Fail(int error, unsigned long wholeBytes, unsigned long count, const std::string& whole);
 
   /// Gives a file its name. False if that fails, or something did before.
-  [[nodiscard]] bool Complete();
+  /// @param beforeNaming  as for PartFile
+  [[nodiscard]] bool Complete(const std::function<std::string()>& beforeNaming = [] { return ""; });
   /// A file that exists is kept; this one then stays as NAME.part, and Complete fails.
   void KeepExisting() { Previous = Existing::Kept; }
 

@@ -75,10 +75,11 @@ std::string PartFile::WhyNot(const char* action, int error) const {
                      TemporaryName);
 }
 
-std::string PartFile::Complete(Existing existing) {
+std::string PartFile::Complete(Existing existing, const std::function<std::string()>& beforeNaming) {
   if (const int error = Synchronize(Part.Get()); error != 0) return WhyNot("complete", error);
   if (!IsNamed(TemporaryName, Part.Get()))
     return fmt::format("Cannot name \"{}\": somebody has removed or replaced \"{}\"", CompleteName, TemporaryName);
+  if (std::string why = beforeNaming(); !why.empty()) return why;
   const int renamed = existing == Existing::Kept ? RenameWithoutReplacing(TemporaryName, CompleteName)
                                                  : std::rename(TemporaryName.c_str(), CompleteName.c_str());
   if (renamed != 0) return WhyNot("name", errno);

@@ -1,6 +1,7 @@
 // A file on its way: locked, and called NAME.part, until it is complete.
 #pragma once
 
+#include <functional>
 #include <string>
 
 #include "system/Descriptor.h"
@@ -36,15 +37,18 @@ class PartFile {
   [[nodiscard]] const std::string& PartName() const { return TemporaryName; }
 
   /// Puts the file on the disk and gives it its name. The claim stays.
+  /// @param beforeNaming  called when nothing but the naming is left to do; a sentence that it returns is why that isn't done
   /// @return empty, or the sentence that says why the file keeps its part name
-  [[nodiscard]] std::string Complete(Existing existing = Existing::Replaced);
+  [[nodiscard]] std::string Complete(
+      Existing existing = Existing::Replaced, const std::function<std::string()>& beforeNaming = [] { return ""; });
+
+  /// "Cannot name ...: why. Its contents are in ..."
+  [[nodiscard]] std::string WhyNot(const char* action, int error) const;
 
   /// Removes the part file, for one that holds nothing worth keeping. The claim goes with it.
   void Discard();
 
  private:
-  [[nodiscard]] std::string WhyNot(const char* action, int error) const;
-
   std::string CompleteName;
   std::string TemporaryName;
   Descriptor Part;
