@@ -1,0 +1,25 @@
+// The arguments that say when a recording was made, and how its times are shown.
+#pragma once
+
+#include <CLI/CLI.hpp>
+#include <optional>
+#include <string>
+
+#include "views/TimeText.h"
+
+namespace client {
+
+/// As typed.
+struct TimeArguments {
+  std::string StartTime;
+  std::string Format = "relative";
+
+  void AddTo(CLI::App& command);
+
+  /// When the first entry was, ns since 1970, if that was given.
+  /// Failure: UsageError.
+  std::optional<unsigned long> FirstTime() const;
+  TimeFormat TableFormat() const;
+};
+
+}  // namespace client
