@@ -165,7 +165,7 @@ class Recording(ClientTest):
     def test_several_outputs_at_once(self):
         log = self.write_candump(THREE_FRAMES)
         out, _ = self.run_client("record", log, "-o", "a.bin", "-o", "a.asc", "-o", "b.bin", "-o", "b.asc", "-o", "-")
-        self.assertEqual(self.files(), ["a.asc", "a.bin", "b.asc", "b.bin", "some.log"])
+        self.assertEqual(self.files(), ["a.asc", "a.bin", "a.bin.json", "b.asc", "b.bin", "b.bin.json", "some.log"])
         a = (self.folder / "a.bin").read_bytes()
         self.assertEqual(a, (self.folder / "b.bin").read_bytes())
         self.assertEqual(a, out)
@@ -291,7 +291,7 @@ class Recording(ClientTest):
 
     def test_swap_file_is_gone_afterwards(self):
         self.run_client("record", "can?duration=5s&speed=max", "--memory-limit", "10", "-o", "a.bin", "-o", "a.asc")
-        self.assertEqual(self.files(), ["a.asc", "a.bin"])
+        self.assertEqual(self.files(), ["a.asc", "a.bin", "a.bin.json"])
 
     def test_existing_output_is_replaced(self):
         log = self.write_candump(THREE_FRAMES)
@@ -429,7 +429,7 @@ class Summaries(ClientTest):
     def test_extensions_and_sizes_are_understood_as_people_write_them(self):
         self.write_candump(THREE_FRAMES, "SOME.LOG")
         self.run_client("record", "SOME.LOG", "-o", "A.ASC", "-o", "A.BIN", "-o", "A.PCAPNG", "--asc-split", "500MB")
-        self.assertEqual(self.files(), ["A.ASC", "A.BIN", "A.PCAPNG", "SOME.LOG"])
+        self.assertEqual(self.files(), ["A.ASC", "A.BIN", "A.BIN.json", "A.PCAPNG", "SOME.LOG"])
         self.run_client("convert", "A.BIN", "-o", "b.asc", "--asc-split", "1MiB")
         self.assertEqual(self.run_client("list", "A.BIN")[0].count(b"\n"), 4)
 
@@ -449,7 +449,7 @@ class Ending(ClientTest):
             out, err = process.communicate(timeout=60)
             self.assertEqual(process.returncode, 0, err)
             self.assertEqual(json.loads(out)["ended_by"], "interrupted")
-            self.assertEqual(self.files(), ["a.asc", "a.bin"])
+            self.assertEqual(self.files(), ["a.asc", "a.bin", "a.bin.json"])
             frames = read_bin((self.folder / "a.bin").read_bytes())
             self.assertEqual(len(frames), json.loads(out)["entries"])
             lines = (self.folder / "a.asc").read_text().splitlines()
@@ -463,7 +463,7 @@ class Ending(ClientTest):
             process.send_signal(second)
             _, err = process.communicate(timeout=60)
             self.assertEqual(process.returncode, 0, err)
-            self.assertEqual(self.files(), ["a.asc", "a.bin"])
+            self.assertEqual(self.files(), ["a.asc", "a.bin", "a.bin.json"])
 
     def test_later_signal_ends_at_once(self):
         # Nobody reads its output, so that the recording can't end by itself.
@@ -474,7 +474,7 @@ class Ending(ClientTest):
         process.send_signal(signal.SIGTERM)
         process.wait(timeout=60)
         self.assertEqual(process.returncode, -signal.SIGTERM)
-        self.assertEqual(self.files(), ["a.bin.part"])
+        self.assertEqual(self.files(), ["a.bin.json.part", "a.bin.part"])
 
     def test_later_signal_leaves_swapped_entries_where_they_are(self):
         process = self.start("record", "can?speed=max", "-o", "-", "-o", "a.bin", "--memory-limit", "10")
@@ -509,7 +509,7 @@ class Ending(ClientTest):
         process.wait(timeout=60)
         self.assertEqual(process.returncode, 0, err)
         self.assertNotIn("qor-trace:", err)
-        self.assertEqual(self.files(), ["a.bin"])
+        self.assertEqual(self.files(), ["a.bin", "a.bin.json"])
 
     def test_list_ends_quietly_when_its_reader_goes(self):
         read_end, write_end = os.pipe()
@@ -546,7 +546,7 @@ class FullDisk(ClientTest):
         _, err = self.run_client("record", self.SOURCE, "-o", "a.bin", expect=1, file_limit=1000000)
         self.assertIn("a.bin", err)
         self.assertIn("File too large", err)
-        self.assertEqual(self.files(), ["a.bin.part"])
+        self.assertEqual(self.files(), ["a.bin.json.part", "a.bin.part"])
         contents = (self.folder / "a.bin.part").read_bytes()
         self.assertGreater(len(contents), 990000)
         self.assertIn(f"The {len(read_bin(contents))} entries before that", err)
@@ -560,7 +560,7 @@ class FullDisk(ClientTest):
         self.assertRegex(error, r'^Cannot write ".*a\.asc": File too large\. The \d+ lines before that are in ".*a\.asc\.part"')
         self.assertEqual([output["complete"] for output in summary["outputs"]], [False, True])
         self.assertEqual(len(read_bin((self.folder / "a.bin").read_bytes())), entries)
-        self.assertEqual(self.files(), ["a.asc.part", "a.bin"])
+        self.assertEqual(self.files(), ["a.asc.part", "a.bin", "a.bin.json"])
         self.assertTrue((self.folder / "a.asc.part").read_text().endswith("\n"))
 
     def test_failure_says_where_the_output_ended_and_that_others_go_on(self):
@@ -568,7 +568,7 @@ class FullDisk(ClientTest):
                                  file_limit=1000000)
         self.assertRegex(err, r'a\.bin\.part"\. It ended at entry \d+ of the trace, \d+\.\d{9} s; the other outputs go on')
         self.assertRegex(err, r"entries in \S+ s; written: .*b\.pcapng\n")
-        self.assertEqual(self.files(), ["a.bin.part", "b.pcapng"])
+        self.assertEqual(self.files(), ["a.bin.json.part", "a.bin.part", "b.pcapng"])
 
     def test_live_asc_that_fails_leaves_the_others_complete(self):
         summary = self.summary("can?speed=max&duration=5s", "-o", "a.asc", "--asc-live", "-o", "b.pcapng", "--ethernet-only",
@@ -607,10 +607,10 @@ class Listing(ClientTest):
         self.assertEqual(
             out.decode().splitlines(),
             [
-                "Ch  Bus         Id  Kind  Dir      Count    Cycle (ms)  DLC  Last data",
-                " 1  CAN        123  CAN   Rx           2        20.000    1  03",
-                " 1  CAN        123  FD    Rx           1             -    9  aa bb cc dd ee ff 00 11 22 33 44 55",
-                " 1  CAN       123x  CAN   Rx           1             -    0",
+                "Ch  Bus         Id  Kind  Dir      Count    Cycle (ms)       Last (s)  DLC  Last data",
+                " 1  CAN        123  CAN   Rx           2        20.000    0.020000000    1  03",
+                " 1  CAN        123  FD    Rx           1             -    0.030000000    9  aa bb cc dd ee ff 00 11 22 33 44 55",
+                " 1  CAN       123x  CAN   Rx           1             -    0.010500000    0",
             ],
         )
         self.assertEqual(err, "")
@@ -624,6 +624,9 @@ class Listing(ClientTest):
         with open(self.folder / "a.bin", "rb") as stdin:
             self.assertEqual(self.run_client("list", "-", stdin=stdin)[0], listed)
         rows = json.loads(self.run_client("list", source, "--json")[0])
+        for row in rows:
+            self.assertGreater(row["last_utc_ns"], 10**18)
+            row["last_utc_ns"] = None  # of a file without a description it isn't known
         self.assertEqual(rows, json.loads(self.run_client("list", "a.bin", "--json")[0]))
         self.assertEqual(len(rows), len(listed.splitlines()) - 1)
         self.assertEqual(sum(row["count"] for row in rows), len(read_bin(records)))

@@ -28,9 +28,9 @@ class Convert(ClientTest):
         self.assertGreater(len(lines(self.folder / "b.asc")), 40000)
         self.assertEqual((self.folder / "a.pcapng").read_bytes(), (self.folder / "b.pcapng").read_bytes())
         self.assertEqual((self.folder / "a.bin").read_bytes(), (self.folder / "b.bin").read_bytes())
-        self.assertIn("channel 1 (CAN)\n", err)
+        self.assertIn("channel 1: can?seed=3&duration=20s (CAN)\n", err)
         self.assertIn("b.pcapng: NOT IN IT, as no packet can hold them:", err)
-        self.assertEqual(self.files(), ["a.asc", "a.bin", "a.pcapng", "b.asc", "b.bin", "b.pcapng"])
+        self.assertEqual(self.files(), ["a.asc", "a.bin", "a.bin.json", "a.pcapng", "b.asc", "b.bin", "b.bin.json", "b.pcapng"])
 
     def test_every_recording_comes_back(self):
         if not recordings():
@@ -58,8 +58,11 @@ class Convert(ClientTest):
             out, _ = self.run_client("convert", "-", "-o", "-", stdin=stdin)
         self.assertEqual(out, records)
         with open(self.folder / "a.bin", "rb") as stdin:
-            out, _ = self.run_client("convert", "-", "-o", "-", "--format", "pcapng", stdin=stdin)
-        self.assertEqual(out, (self.folder / "a.pcapng").read_bytes())
+            out, err = self.run_client("convert", "-", "-o", "-", "--format", "pcapng", stdin=stdin)
+        self.assertIn("When the records of standard input were recorded isn't known", err)
+        (self.folder / "a.bin.json").unlink()
+        self.run_client("convert", "a.bin", "-o", "b.pcapng")
+        self.assertEqual(out, (self.folder / "b.pcapng").read_bytes())
 
     def test_json_says_what_was_converted(self):
         self.record()

@@ -34,7 +34,7 @@ class Claims(ClientTest):
         first.send_signal(signal.SIGINT)
         _, err = first.communicate()
         self.assertIn(first.returncode, (0, 3), err)
-        self.assertEqual(self.files(), ["x.asc", "x.bin", "x.mf4", "x.pcapng"])
+        self.assertEqual(self.files(), ["x.asc", "x.bin", "x.bin.json", "x.mf4", "x.pcapng"])
         self.assertGreater(len(read_bin((self.folder / "x.bin").read_bytes())), 0)
 
     def test_part_file_of_a_crash_is_refused_until_it_is_taken_away(self):
@@ -42,16 +42,20 @@ class Claims(ClientTest):
         process.kill()
         process.wait()
         left = self.contents()
-        self.assertEqual(sorted(left), sorted(self.NAMES.values()))
+        self.assertEqual(sorted(left), sorted([*self.NAMES.values(), "x.bin.json.part"]))
         for extension, part in self.NAMES.items():
             with self.subTest(extension=extension):
                 _, err = self.run_client("record", QUICK, "-o", f"x.{extension}", expect=1)
                 self.assertIn(f'{part}" is left over from a run that was cut off; rename it', err)
                 self.assertEqual(self.contents(), left)
+        (self.folder / "x.bin.part").unlink()
+        _, err = self.run_client("record", QUICK, "-o", "x.bin", expect=1)
+        self.assertIn('x.bin.json.part" is left over from a run that was cut off; rename it', err)
+        (self.folder / "x.bin.json.part").unlink()
         for extension, part in self.NAMES.items():
-            (self.folder / part).unlink()
+            (self.folder / part).unlink(missing_ok=True)
             self.run_client("record", QUICK, "-o", f"x.{extension}", expect=None)
-        self.assertEqual(sorted(self.contents()), ["x.asc", "x.bin", "x.mf4", "x.pcapng"])
+        self.assertEqual(sorted(self.contents()), ["x.asc", "x.bin", "x.bin.json", "x.mf4", "x.pcapng"])
 
     def test_planted_links_are_not_followed(self):
         (self.folder / "victim").write_text("precious")
@@ -107,7 +111,7 @@ class Conversions(ClientTest):
     def test_input_that_breaks_off_is_converted_up_to_there(self):
         (self.folder / "broken.bin").write_bytes(self.whole[:-5])
         self.run_client("convert", "broken.bin", *self.outputs, expect=1)
-        self.assertEqual(self.files(), ["broken.bin", "whole.bin", *sorted(self.NAMES)])
+        self.assertEqual(self.files(), ["broken.bin", "whole.bin", "whole.bin.json", "x.bin", "x.bin.json", "x.mf4", "x.pcapng"])
         self.assertEqual(read_bin((self.folder / "x.bin").read_bytes()), read_bin(self.whole)[:-1])
 
     def test_whole_input_replaces_what_exists(self):
@@ -133,6 +137,7 @@ class LeftOvers(ClientTest):
         process.kill()
         process.wait()
         part.unlink()
+        (self.folder / "x.bin.json.part").unlink()
         return next(self.folder.glob(".qor-trace-swap-*/*.bin"), None)
 
     def test_swap_folder_without_entries_is_removed_by_the_next_start(self):

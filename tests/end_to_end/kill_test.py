@@ -208,7 +208,7 @@ class AskedTwice(ClientTest):
 
     def check(self, folder):
         names = sorted(path.name for path in folder.iterdir())
-        self.assertEqual(names, ["x.asc", "x.bin", "x.mf4", "x.pcapng"])
+        self.assertEqual(names, ["x.asc", "x.bin", "x.bin.json", "x.mf4", "x.pcapng"])
         lines, rest = event_lines((folder / "x.asc").read_bytes())
         self.assertEqual(rest, b"")
         records, rest = whole_records((folder / "x.bin").read_bytes())

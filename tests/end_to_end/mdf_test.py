@@ -307,22 +307,19 @@ class Mdf(ClientTest):
         first = can_frames(self.read())[0].time
         self.assertLessEqual(before, start)
         self.assertLessEqual(start + first, after)
-        # A raw file was written when it ends.
         self.run_client("convert", "a.bin", "-o", "b.mf4")
         times = [record[2] for record in read_records((self.folder / "a.bin").read_bytes())]
-        changed = (self.folder / "a.bin").stat().st_mtime_ns
-        self.assertEqual(self.read("b.mf4").start, changed - (times[-1] - times[0]) - times[0])
+        self.assertEqual(self.read("b.mf4").start, start)
         self.run_client("convert", "a.bin", "-o", "b.mf4", "--start-time", "2026-11-21T14:30:00.5Z")
         self.assertEqual(self.read("b.mf4").start + times[0], 1795271400500000000)
         self.run_client("convert", "a.bin", "-o", "b.mf4", "--start-time", "noon", expect=2)
-        self.run_client("convert", "a.bin", "-o", "b.asc", "--start-time", "2026-11-21T14:30:00", expect=2)
 
     def test_recordings_with_wall_clock_times_keep_them(self):
         log = self.write_candump(["(1398128223.803317) can0 123#01", "(1398128224.803317) can0 123#02"])
         self.run_client("record", f"candump:{log}?origin=absolute&speed=max", "-o", "a.mf4")
         reader = self.read()
-        self.assertEqual(reader.start, 0)
-        self.assertEqual(can_frames(reader)[0].time, nanoseconds("1398128223.803317"))
+        self.assertEqual(reader.start, nanoseconds("1398128222.803317"))  # a second before the first entry
+        self.assertEqual([frame.time for frame in can_frames(reader)], [10**9, 2 * 10**9])
 
     def test_full_disk_leaves_a_readable_file_and_says_so(self):
         source = ("can?load=90&duration=60s&speed=max", "--memory-limit", "5000000")

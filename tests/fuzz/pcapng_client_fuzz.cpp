@@ -44,6 +44,11 @@ Result Written(fuzz::Input input, bool flushes) {
   client::PcapngOptions options;
   options.EthernetOnly = input.OneIn(2);
   client::PcapngWriter writer(memory, options);
+  client::Description description;
+  description.Anchor = client::ClockAnchor{1ul << 40, 1795262400000000000};
+  description.Channels = {{.Number = 1, .BusType = BusType_Can}, {.Number = 2, .BusType = BusType_Lin}};
+  description.Losses = {{1, client::LossCause::CaptureBufferFull, 5, 6, 7}};
+  writer.Describe(description);
   Result result;
   while (input.Left() > 0) {
     const auto length = input.Take<std::uint16_t>();
@@ -61,7 +66,6 @@ Result Written(fuzz::Input input, bool flushes) {
     if (packets == 2) ++result.DoubleFrames;
     ++result.Records;
   }
-  writer.SetLost(1, 7);
   Require(writer.Finish(), "the file is finished");
   result.Packets = writer.Packets();
   result.NotPackets = writer.Omitted().Total() + writer.LeftOut();

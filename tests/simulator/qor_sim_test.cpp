@@ -231,9 +231,9 @@ TEST(Interface, IsDescribed) {
   };
   const TextFile candump("(1.0) can0 123#01\n(1.0) can1 123#01\n");
   const TextFile csv("timestamp_ns,channel,kind,flags,id,cycle,crc,data\n1,7,frame,,1,,,01\n2,A,frame,,1,,,0101\n");
-  const std::string can0 = "candump:" + candump.Path() + "?interface=can0";
-  const std::string lin = "csv:" + csv.Path() + "?bus=lin&channel=7&bitrate=10417";
-  const std::string flexRay = "csv:" + csv.Path() + "?bus=flexray";
+  const std::string can0 = "candump:" + candump.Path + "?interface=can0";
+  const std::string lin = "csv:" + csv.Path + "?bus=lin&channel=7&bitrate=10417";
+  const std::string flexRay = "csv:" + csv.Path + "?bus=flexray";
   const Case cases[] = {
       {"can", 4, 500000, 2000000, "", "simulated bus"},
       {"lin", 5, 19200, 0, "", "simulated bus"},
@@ -263,7 +263,7 @@ TEST(Interface, NameThatIsTooLongIsCut) {
   const std::string name(100, 'c');
   const TextFile candump("(1.0) " + name + " 123#01\n");
   unsigned int port = 0;
-  ASSERT_EQ(Qor_Sim_OpenPort(("candump:" + candump.Path() + "?interface=" + name).c_str(), &port), 0u);
+  ASSERT_EQ(Qor_Sim_OpenPort(("candump:" + candump.Path + "?interface=" + name).c_str(), &port), 0u);
   Qor_Sim_Interface_t interface {};
   EXPECT_EQ(Qor_Sim_GetInterface(port, &interface), 0u);
   EXPECT_EQ(interface.Name, name.substr(0, 63));

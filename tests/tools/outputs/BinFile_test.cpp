@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <fstream>
 
+#include "stream/DescriptionJson.h"
 #include "support/FileSizeLimit.h"
 #include "support/TemporaryDirectory.h"
 #include "system/Failure.h"
@@ -60,6 +61,106 @@ TEST_F(BinFileTest, EmptyRecordingIsAFile) {
   BinWriter writer(Path);
   EXPECT_TRUE(writer.Finish());
   EXPECT_TRUE(fs::exists(Path));
+}
+
+// ---- The description beside it
+
+/// A description that can be told by its title.
+Description Titled(const char* title) {
+  Description description;
+  description.Title = title;
+  return description;
+}
+
+Description ReadDescription(const std::string& path) {
+  const Bytes bytes = test::FileBytes(path);
+  return DescriptionFromJson({reinterpret_cast<const char*>(bytes.data()), bytes.size()});
+}
+
+TEST_F(BinFileTest, DescriptionLiesBesideTheRecordsAndKnowsThem) {
+  const std::vector<Bytes> records = {OddRecords()[5], OddRecords()[6]};
+  {
+    BinWriter writer(Path);
+    writer.Describe(Titled("first"));
+    EXPECT_EQ(ReadDescription(Path + ".json.part").Title, "first");  // before anything is recorded
+    for (const Bytes& record : records) Put(writer, record);
+    writer.Describe(Titled("last"));
+    EXPECT_TRUE(writer.Finish());
+    EXPECT_EQ(writer.Error(), "");
+  }
+  const Description description = ReadDescription(Path + ".json");
+  EXPECT_EQ(description.Title, "last");
+  EXPECT_EQ(description.Records,
+            (RecordsDescription{2, Joined(records).size(), DigestOf(records[0].data(), records[0].size())}));
+  EXPECT_FALSE(fs::exists(Path + ".json.part"));
+}
+
+TEST_F(BinFileTest, AnchorIsWrittenWhenItBecomesKnown) {
+  BinWriter writer(Path);
+  writer.Describe({});
+  Description description;
+  description.Anchor = ClockAnchor{1, 2};
+  writer.Describe(description);
+  EXPECT_EQ(ReadDescription(Path + ".json.part").Anchor, description.Anchor);
+}
+
+TEST_F(BinFileTest, DescriptionOfUnfinishedRecordsStaysWithThem) {
+  {
+    BinWriter writer(Path);
+    writer.Describe(Titled("x"));
+    Put(writer, OddRecords()[5]);
+  }
+  EXPECT_EQ(ReadDescription(Path + ".json.part").Records->Count, 1u);
+  EXPECT_FALSE(fs::exists(Path + ".json"));
+}
+
+TEST_F(BinFileTest, DescriptionOfNothingGoesWithIt) {
+  {
+    BinWriter writer(Path);
+    writer.Describe(Titled("x"));
+  }
+  EXPECT_TRUE(fs::is_empty(Folder));
+}
+
+TEST_F(BinFileTest, ShorterDescriptionIsStillOneDocument) {
+  BinWriter writer(Path);
+  Description longer = Titled("a long title, longer than the next one");
+  longer.Anchor = ClockAnchor{1, 2};
+  writer.Describe(longer);
+  writer.Describe(Titled("x"));
+  EXPECT_EQ(ReadDescription(Path + ".json.part").Title, "x");
+}
+
+TEST_F(BinFileTest, DescriptionThatACrashHasLeftIsNotOverwritten) {
+  std::ofstream(Path + ".json.part") << "precious";
+  BinWriter writer(Path);
+  EXPECT_THROW(writer.Describe({}), Failure);
+  EXPECT_EQ(fs::file_size(Path + ".json.part"), 8u);
+}
+
+TEST_F(BinFileTest, KeptRecordsKeepTheirDescription) {
+  std::ofstream(Path) << "whole";
+  std::ofstream(Path + ".json") << "of the whole";
+  BinWriter writer(Path);
+  writer.Describe(Titled("x"));
+  Put(writer, OddRecords()[5]);
+  writer.KeepExisting();
+  EXPECT_FALSE(writer.Finish());
+  EXPECT_EQ(fs::file_size(Path + ".json"), 12u);
+  EXPECT_EQ(ReadDescription(Path + ".json.part").Title, "x");
+}
+
+TEST_F(BinFileTest, DescriptionThatCannotBeReplacedKeepsTheOldRecords) {
+  std::ofstream(Path) << "whole";
+  fs::create_directory(Path + ".json");
+  BinWriter writer(Path);
+  writer.Describe(Titled("x"));
+  Put(writer, OddRecords()[5]);
+  EXPECT_FALSE(writer.Finish());
+  EXPECT_NE(writer.Error().find("Cannot replace \"" + Path + ".json\": Is a directory"), std::string::npos)
+      << writer.Error();
+  EXPECT_EQ(fs::file_size(Path), 5u);
+  EXPECT_EQ(test::FileBytes(Path + ".part"), OddRecords()[5]);
 }
 
 TEST_F(BinFileTest, TwoWritersOfOneFileCannotBe) {

@@ -32,12 +32,13 @@ class MdfOutputTest : public testing::Test {
     bool Finalized;
     unsigned long Start;
     std::map<std::string, unsigned long> Records;  // by "CAN1 CAN_DataFrame"
+    std::vector<unsigned long> Times;              // of the records of all groups, ns
   };
   Contents Read(const std::string& name = "x.mf4") const {
     StrictMdfReader reader(StrictMdfReader::Load((Folder / name).string()), {.Records = true, .OldBlocks = true});
     reader.ReadFile();
     EXPECT_EQ(reader.Report(), "");
-    Contents contents{reader.Finalized(), StrictMdfReader::Number(reader.At(64).Data, 0, 8), {}};
+    Contents contents{reader.Finalized(), StrictMdfReader::Number(reader.At(64).Data, 0, 8), {}, {}};
     for (const auto position : reader.Of("CG")) {
       const auto& group = reader.At(position);
       const auto& time = reader.At(StrictMdfReader::LinkOf(group, 1));
@@ -47,6 +48,12 @@ class MdfOutputTest : public testing::Test {
       contents.Records[reader.Text(StrictMdfReader::LinkOf(group, 2)) + " " +
                        reader.Text(StrictMdfReader::LinkOf(event, 2))] = count;
     }
+    for (const auto position : reader.Of("DG")) {
+      const auto size = StrictMdfReader::Number(reader.At(StrictMdfReader::LinkOf(reader.At(position), 1)).Data, 24, 4);
+      const std::string data = reader.DataBehind(StrictMdfReader::LinkOf(reader.At(position), 2));
+      for (std::size_t place = 0; size > 0 && place < data.size(); place += size)
+        contents.Times.push_back(StrictMdfReader::Number(data, place, 8));
+    }
     return contents;
   }
 
@@ -55,7 +62,8 @@ class MdfOutputTest : public testing::Test {
   std::string Path = (Folder / "x.mf4").string();
 };
 
-constexpr unsigned long Noon = 1795262400ul * 1000000000;  // some day in 2026
+constexpr unsigned long Second = 1000000000;
+constexpr unsigned long Noon = 1795262400 * Second;  // some day in 2026
 
 TEST_F(MdfOutputTest, FileHasItsNameOnlyWhenComplete) {
   MdfOutput output(Path, {});
@@ -116,10 +124,10 @@ TEST_F(MdfOutputTest, LibrarysOwnBytesAreThoseOfItsFileAlone) {
   const Bytes records[] = {RecordOf(test::CanItem().At(1).Data({1})), RecordOf(test::CanItem().At(2).Data({}).Dlc(3)),
                            RecordOf(test::LinItem().Channel(2).At(3).Id(0xA3).Data({1}, 2))};
   {
-    MdfOutput output(Path, {.FirstTime = Noon, .AsExported = true});
-    output.SetRecording({.Title = "not in it"});
+    MdfOutput output(Path, {.AsExported = true});
+    output.Describe({.Title = "not in it"});
     for (const Bytes& record : records) EXPECT_TRUE(Put(output, record));
-    output.SetLost({{1, 5}});
+    output.Describe({.Title = "nor is this", .Losses = {{.Count = 5}}});
     EXPECT_TRUE(output.Finish());
   }
   const auto start = Read().Start;
@@ -150,9 +158,12 @@ TEST_F(MdfOutputTest, LibrarysOwnBytesAreThoseOfItsFileAlone) {
 
 TEST_F(MdfOutputTest, CommentSaysWhoRecordedAndWhatWasLost) {
   MdfOutput output(Path, {});
+  Description description{.Title = "hot lap", .Tool = "qor-trace 9.8", .Anchor = ClockAnchor{500000000, Noon}};
+  output.Describe(description);
   EXPECT_TRUE(Put(output, RecordOf(test::CanItem().At(1000000000).Data({1}))));
   EXPECT_TRUE(Put(output, RecordOf(test::CanItem().At(3000000000).Data({1}))));
-  output.SetLost({{1, 5}, {2, 0}});
+  description.Losses = {{.Channel = 1, .First = 1000000000, .Last = 3000000000, .Count = 5}};
+  output.Describe(description);
   EXPECT_TRUE(output.Finish());
   StrictMdfReader reader(StrictMdfReader::Load(Path));
   reader.ReadFile();
@@ -200,22 +211,40 @@ TEST_F(MdfOutputTest, WhatTheLibrarysExportHasNoGroupForIsCountedByKind) {
   EXPECT_EQ(json["files"], nlohmann::json::array({Path}));
 }
 
-TEST_F(MdfOutputTest, FirstEntryHasTheWallClockTimeThatWasAskedFor) {
-  MdfOutput output(Path, {.FirstTime = Noon});
-  Put(output, RecordOf(test::CanItem().At(5000000000)));
-  Put(output, RecordOf(test::CanItem().At(7000000000)));
-  EXPECT_TRUE(output.Finish());
-  EXPECT_EQ(Read().Start, Noon - 5000000000);
+/// What is known of a recording whose clock showed `start` at noon.
+Description StartedAtNoon(unsigned long start) {
+  Description description;
+  description.Anchor = ClockAnchor{start, Noon};
+  return description;
 }
 
-TEST(MdfClockZero, IsTheBeginOfTheRecordingIfThatCanBe) {
-  constexpr unsigned long second = 1000000000;
-  EXPECT_EQ(ClockZero(Noon, Noon + second, 0), Noon);
-  EXPECT_EQ(ClockZero(Noon, Noon + second, second), Noon);
-  EXPECT_EQ(ClockZero(Noon, Noon + second, second + 1), Noon - 1);  // a clock that ran before
-  EXPECT_EQ(ClockZero(Noon, Noon + second, 3600 * second), Noon - 3599 * second);
-  EXPECT_EQ(ClockZero(Noon, Noon, Noon - 1), 0u);  // a clock that shows wall-clock time
-  EXPECT_EQ(ClockZero(Noon, Noon, ~0ul), 0u);
+TEST_F(MdfOutputTest, StartsWithTheRecording) {
+  MdfOutput output(Path, {});
+  output.Describe(StartedAtNoon(0));
+  Put(output, RecordOf(test::CanItem().At(5 * Second).Data({1})));
+  EXPECT_TRUE(output.Finish());
+  EXPECT_EQ(Read().Start, Noon);
+  EXPECT_EQ(Read().Times, std::vector<unsigned long>{5 * Second});
+}
+
+TEST_F(MdfOutputTest, ClockThatRanBeforeDoesNotMakeTheRecordingLonger) {
+  for (const unsigned long start : {3600 * Second, Noon}) {  // the second one counts since 1970
+    MdfOutput output(Path, {});
+    output.Describe(StartedAtNoon(start));
+    for (const long after : {0L, 7L, -100L, -2000000000L})
+      Put(output, RecordOf(test::CanItem().At(start + static_cast<unsigned long>(after)).Data({1})));
+    EXPECT_TRUE(output.Finish());
+    EXPECT_EQ(Read().Start, Noon - Second);
+    EXPECT_EQ(Read().Times, (std::vector<unsigned long>{Second, Second + 7, Second - 100, 0}));
+  }
+}
+
+TEST_F(MdfOutputTest, WithoutAKnownMomentItsTimesCountFrom1970) {
+  MdfOutput output(Path, {});
+  Put(output, RecordOf(test::CanItem().At(5 * Second).Data({1})));
+  EXPECT_TRUE(output.Finish());
+  EXPECT_EQ(Read().Start, 0u);
+  EXPECT_EQ(Read().Times, std::vector<unsigned long>{5 * Second});
 }
 
 /// Frames that can't be compressed. Returns how many were taken.
@@ -315,9 +344,10 @@ TEST_F(MdfOutputTest, ExistingFileIsKeptIfTheEntriesDontComeToTheirEnd) {
 
 TEST_F(MdfOutputTest, EmptyRecordingIsASoundFile) {
   MdfOutput output(Path, {});
+  output.Describe(StartedAtNoon(0));
   EXPECT_TRUE(output.Finish());
   EXPECT_TRUE(Read().Finalized);
-  EXPECT_GT(Read().Start, 0u);
+  EXPECT_EQ(Read().Start, Noon);
 }
 
 TEST_F(MdfOutputTest, FileThatCannotBeMadeIsAFailure) {

@@ -205,14 +205,186 @@ TEST(PcapngWriter, TheFileEndsInTheCountsOfItsInterfaces) {
   writer.Take(*CanItem().Channel(1).At(0x500000007).Data({}).Entry()->GetEntry());
   writer.Take(*CanItem().Channel(1).At(3).RisingEdge().Entry()->GetEntry());
   writer.Take(*CanItem().Channel(2).At(4).Data({}).Entry()->GetEntry());
-  writer.SetLost(1, 0x123456789);
-  writer.SetLost(7, 5);
+  Description description;
+  description.Losses = {{1, LossCause::CaptureBufferFull, 0x600000000, 0x600000001, 0x123456780},
+                        {1, LossCause::CaptureBufferFull, 0x700000000, 0x700000001, 9},
+                        {7, LossCause::CaptureBufferFull, 1, 2, 5}};
+  writer.Describe(description);
   EXPECT_TRUE(writer.Finish());
   EXPECT_EQ(Hex(sink.Text.substr(sink.Text.size() - 104)),
             "05 00 00 00 34 00 00 00 00 00 00 00 05 00 00 00 07 00 00 00 04 00 08 00 02 00 00 00 00 00 00 00 "
             "05 00 08 00 89 67 45 23 01 00 00 00 00 00 00 00 34 00 00 00 "
             "05 00 00 00 34 00 00 00 01 00 00 00 05 00 00 00 07 00 00 00 04 00 08 00 01 00 00 00 00 00 00 00 "
             "05 00 08 00 00 00 00 00 00 00 00 00 00 00 00 00 34 00 00 00 ");
+}
+
+// ---- What is known of the recording ---------------------------------------------------------------------------------
+
+constexpr unsigned long Noon = 1795262400000000000;  // some day in 2026, ns
+
+/// Blocks of a file, by type.
+std::vector<std::string> BlocksOf(const std::string& file, unsigned int type) {
+  std::vector<std::string> blocks;
+  for (std::size_t place = 0; place < file.size(); place += NumberAt(file, place + 4))
+    if (NumberAt(file, place) == type) blocks.push_back(file.substr(place, NumberAt(file, place + 4)));
+  return blocks;
+}
+
+/// An option of a block whose options begin at a place; "none" without it.
+std::string OptionOf(const std::string& block, std::size_t place, unsigned int code) {
+  while (place + 4 <= block.size() - 4) {
+    const unsigned int head = NumberAt(block, place);
+    if ((head & 0xFFFF) == code) return block.substr(place + 4, head >> 16);
+    place += 4 + ((head >> 16) + 3) / 4 * 4;
+  }
+  return "none";
+}
+
+constexpr std::size_t SectionOptions = 24;
+constexpr std::size_t InterfaceOptions = 16;
+constexpr std::size_t StatisticsOptions = 20;
+std::size_t PacketOptions(const std::string& block) { return 28 + (NumberAt(block, 20) + 3) / 4 * 4; }
+
+unsigned long Time(const std::string& block, std::size_t place) {
+  return static_cast<unsigned long>(NumberAt(block, place)) << 32 | NumberAt(block, place + 4);
+}
+
+/// The file of a recording that is known before its entries come.
+template <class... Items>
+std::string Described(const Description& description, const Items&... items) {
+  StringSink sink;
+  PcapngWriter writer(sink);
+  writer.Describe(description);
+  (writer.Take(RecordView(*items.Entry()->GetEntry())), ...);
+  EXPECT_TRUE(writer.Finish());
+  return sink.Text;
+}
+
+TEST(PcapngDescription, SectionSaysWhoRecordedAndWhere) {
+  Description description;
+  description.Title = "cold start";
+  description.Tool = "qor-trace 2.0.0";
+  description.Host = "bench-7";
+  description.System = "Linux 6.1.0";
+  description.Machine = "x86_64";
+  const std::string section = BlocksOf(Described(description), 0x0A0D0D0A).at(0);
+  EXPECT_EQ(OptionOf(section, SectionOptions, 1), "cold start\nrecorded by qor-trace 2.0.0 on bench-7");
+  EXPECT_EQ(OptionOf(section, SectionOptions, 2), "x86_64");
+  EXPECT_EQ(OptionOf(section, SectionOptions, 3), "Linux 6.1.0");
+  EXPECT_EQ(OptionOf(section, SectionOptions, 4), "qor-trace");
+}
+
+TEST(PcapngDescription, InterfacesComeInTheOrderOfTheChannels) {
+  Description description;
+  description.Channels = {{1, BusType_Can, "can?seed=7", "can0", "simulated", 500000, 2000000, "id < 5"},
+                          {.Number = 2, .BusType = BusType_Lin, .BitRate = 19200},
+                          {.Number = 3},
+                          {.Number = 4, .BusType = BusType_Ethernet}};
+  const std::string file = Described(description, LinItem().Channel(2), CanItem().Channel(9).Data({}));
+  const auto interfaces = BlocksOf(file, 1);
+  ASSERT_EQ(interfaces.size(), 4u);
+  const char* const names[] = {"CAN-1", "LIN-2", "ETH-4", "CAN-9"};
+  for (std::size_t index = 0; index < 4; ++index)
+    EXPECT_EQ(OptionOf(interfaces[index], InterfaceOptions, 2), names[index]);
+  EXPECT_EQ(OptionOf(interfaces[0], InterfaceOptions, 3), "can?seed=7");
+  EXPECT_EQ(Hex(OptionOf(interfaces[0], InterfaceOptions, 8)), "20 A1 07 00 00 00 00 00 ");
+  EXPECT_EQ(OptionOf(interfaces[0], InterfaceOptions, 11), std::string("\0id < 5", 7));
+  EXPECT_EQ(OptionOf(interfaces[0], InterfaceOptions, 15), "simulated");
+  for (const unsigned int code : {3u, 8u, 11u, 15u}) EXPECT_EQ(OptionOf(interfaces[3], InterfaceOptions, code), "none");
+  EXPECT_EQ(NumberAt(BlocksOf(file, 6).at(0), 8), 1u);  // the LIN frame, though it came first
+  EXPECT_EQ(BlocksOf(file, 5).size(), 4u);
+}
+
+TEST(PcapngDescription, TextsFromElsewhereAreCutAtWholeCharacters) {
+  Description description;
+  std::string source = "x";
+  while (source.size() < 3000) source += "\xC3\xA4";
+  description.Channels = {{.Number = 1, .BusType = BusType_Can, .Source = source + "\xFF"}};
+  const std::string text = OptionOf(BlocksOf(Described(description), 1).at(0), InterfaceOptions, 3);
+  EXPECT_EQ(text, source.substr(0, 999));
+}
+
+TEST(PcapngDescription, PacketsHaveAbsoluteTimes) {
+  Description description;
+  description.Anchor = ClockAnchor{1000, Noon};
+  const std::string file = Described(description, CanItem().At(1234).Data({}), CanItem().At(5000).Data({}));
+  const auto packets = BlocksOf(file, 6);
+  EXPECT_EQ(Time(packets.at(0), 12), Noon + 234);
+  EXPECT_EQ(Time(packets.at(1), 12), Noon + 4000);
+  const std::string statistics = BlocksOf(file, 5).at(0);
+  EXPECT_EQ(Time(statistics, 12), Noon + 4000);
+  EXPECT_EQ(Time(OptionOf(statistics, StatisticsOptions, 2), 0), Noon);
+  EXPECT_EQ(Time(OptionOf(statistics, StatisticsOptions, 3), 0), Noon + 4000);
+}
+
+TEST(PcapngDescription, TimesThatComeWithTheFirstEntryHold) {
+  StringSink sink;
+  PcapngWriter writer(sink);
+  writer.Describe({});
+  EXPECT_TRUE(writer.Flush());  // a reader of a pipe sees the section before anything happens
+  EXPECT_EQ(Hex(sink.Text), Section);
+  Description description;
+  description.Anchor = ClockAnchor{0, Noon};
+  writer.Describe(description);
+  writer.Take(RecordView(*CanItem().At(7).Data({}).Entry()->GetEntry()));
+  EXPECT_TRUE(writer.Finish());
+  EXPECT_EQ(Time(BlocksOf(sink.Text, 6).at(0), 12), Noon + 7);
+}
+
+TEST(PcapngDescription, FirstPacketAfterALossSaysHowMuchIsMissing) {
+  Description description;
+  description.Anchor = ClockAnchor{0, Noon};
+  description.Losses = {{1, LossCause::CaptureBufferFull, 1000000, 2000000, 17},
+                        {1, LossCause::InterfaceGone, 2500000, 2500000, std::nullopt},
+                        {2, LossCause::CaptureBufferFull, 1, 2, 5}};
+  const auto packets = BlocksOf(Described(description, CanItem().At(2000000).Data({}), CanItem().At(2000001).Data({}),
+                                          CanItem().At(3000000).Data({}), CanItem().At(4000000).Data({})),
+                                6);
+  ASSERT_EQ(packets.size(), 4u);
+  const auto option = [&](std::size_t index, unsigned int code) {
+    return OptionOf(packets[index], PacketOptions(packets[index]), code);
+  };
+  for (const std::size_t index : {0u, 3u}) {
+    EXPECT_EQ(option(index, 1), "none");
+    EXPECT_EQ(option(index, 4), "none");
+  }
+  EXPECT_EQ(Hex(option(1, 4)), "11 00 00 00 00 00 00 00 ");
+  EXPECT_EQ(option(1, 1),
+            "LOST: 17 items found the capture buffer full, 2026-11-21T12:00:00.001000Z to 2026-11-21T12:00:00.002000Z");
+  EXPECT_EQ(option(2, 4), "none");
+  EXPECT_EQ(option(2, 1),
+            "LOST: items are missing as the interface was gone, 2026-11-21T12:00:00.002500Z to "
+            "2026-11-21T12:00:00.002500Z");
+}
+
+TEST(PcapngDescription, LossThatGrowsIsToldOnceInAll) {
+  StringSink sink;
+  PcapngWriter writer(sink);
+  Description description;
+  description.Losses = {{1, LossCause::CaptureBufferFull, 10, 20, 3}};
+  const auto at = [&](unsigned long time) {
+    writer.Take(RecordView(*CanItem().At(time).Data({}).Entry()->GetEntry()));
+  };
+  writer.Describe(description);
+  at(21);
+  description.Losses = {{1, LossCause::CaptureBufferFull, 10, 40, 8}};
+  writer.Describe(description);
+  at(30);
+  at(41);
+  at(42);
+  EXPECT_TRUE(writer.Finish());
+  std::vector<std::string> counts;
+  for (const std::string& packet : BlocksOf(sink.Text, 6))
+    counts.push_back(Hex(OptionOf(packet, PacketOptions(packet), 4)));
+  const std::string none = Hex("none");
+  EXPECT_EQ(counts, (std::vector<std::string>{"03 00 00 00 00 00 00 00 ", none, "05 00 00 00 00 00 00 00 ", none}));
+  EXPECT_EQ(Hex(OptionOf(BlocksOf(sink.Text, 5).at(0), StatisticsOptions, 5)), "08 00 00 00 00 00 00 00 ");
+}
+
+TEST(PcapngDescription, LossesThatNobodyCountedAreNoSum) {
+  Description description;
+  description.Losses = {{1, LossCause::InterfaceGone, 1, 2, std::nullopt}};
+  EXPECT_EQ(OptionOf(BlocksOf(Described(description, CanItem().Data({})), 5).at(0), StatisticsOptions, 5), "none");
 }
 
 // ---- CAN ------------------------------------------------------------------------------------------------------------

@@ -1,6 +1,8 @@
 // Each call on files fails in its turn, under every output: a file that was there is kept or replaced by a whole one, and
 // whatever else happens is reported.
 #include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
 
 #include <filesystem>
 #include <functional>
@@ -10,6 +12,7 @@
 #include "outputs/BinFile.h"
 #include "outputs/CaptureFile.h"
 #include "outputs/MdfOutput.h"
+#include "stream/DescriptionJson.h"
 #include "support/FailingFiles.h"
 #include "support/TemporaryDirectory.h"
 #include "system/Failure.h"
@@ -124,6 +127,117 @@ TEST(OutputWithFailingFiles, ExistingFileIsKeptIfThatIsWanted) {
       EXPECT_FALSE(outcome.Done);
       EXPECT_NE(outcome.Sentence, "");
       EXPECT_EQ(fs::file_size(output.Name), 3u);
+    }
+  }
+}
+
+// ---- Records with a description --------------------------------------------------------------------------------------
+
+constexpr int kOldRecords = 3;
+
+Description Titled(const char* title) {
+  Description description;
+  description.Title = title;
+  description.Complete = true;
+  return description;
+}
+
+/// Writes x.bin with a description. The first record is always the same, as that of one bus recorded twice may be.
+Outcome RecordDescribed(const char* title, int records, bool keepExisting = false) {
+  try {
+    BinWriter writer(fs::current_path() / "x.bin");
+    writer.Describe({});
+    writer.Describe(Titled(title));
+    for (int index = 0; index < records; ++index) {
+      Put(writer, RecordOf(test::CanItem().At(static_cast<unsigned long>(index) * 1000).Data({1, 2, 3})));
+      if (index == records / 2) writer.Pause();
+    }
+    if (keepExisting) writer.KeepExisting();
+    const bool done = writer.Finish();
+    return {done, writer.Error()};
+  } catch (const Failure& failure) {
+    return {false, failure.what()};
+  }
+}
+
+std::string TitleIn(const char* name) {
+  const auto bytes = test::FileBytes(name);
+  return DescriptionFromJson({reinterpret_cast<const char*>(bytes.data()), bytes.size()}).Title;
+}
+
+/// What lies under the two names belongs together, and a part of a description is whole.
+void CheckPair(std::uintmax_t oldSize) {
+  const bool old = fs::file_size("x.bin") == oldSize;
+  if (fs::exists("x.bin.json")) {
+    EXPECT_EQ(TitleIn("x.bin.json"), old ? "old" : "new");
+  }
+  if (fs::exists("x.bin.json.part") && fs::file_size("x.bin.json.part") > 0) {
+    EXPECT_NO_THROW(TitleIn("x.bin.json.part"));
+  }
+}
+
+void StartOver() {
+  for (const char* name : {"x.bin", "x.bin.part", "x.bin.json", "x.bin.json.part"}) fs::remove(name);
+  ASSERT_EQ(RecordDescribed("old", kOldRecords).Sentence, "");
+}
+
+/// Runs in a process of its own that ends at a call on files. @return false when there are no more calls
+bool EndsAtCall(unsigned long number) {
+  const pid_t child = fork();
+  if (child == 0) {
+    const FailingFiles ending(number, FailingFiles::Ends, FailingFiles::FromThenOn);
+    RecordDescribed("new", kRecords);
+    _exit(0);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  EXPECT_TRUE(WIFEXITED(status));
+  return WEXITSTATUS(status) == FailingFiles::kEnded;
+}
+
+TEST(DescribedRecords, NoDescriptionOfOldRecordsLiesBesideNewOnesWheneverTheProcessEnds) {
+  const test::TemporaryDirectory directory;
+  StartOver();
+  const auto oldSize = fs::file_size("x.bin");
+  unsigned long number = 1;
+  unsigned int replacedOnly = 0;
+  for (bool ended = true; ended; ++number) {
+    SCOPED_TRACE(number);
+    StartOver();
+    ended = EndsAtCall(number);
+    CheckPair(oldSize);
+    if (fs::file_size("x.bin") != oldSize && !fs::exists("x.bin.json")) {
+      ++replacedOnly;
+      EXPECT_EQ(TitleIn("x.bin.json.part"), "new");
+    }
+  }
+  EXPECT_GT(number, 15u);
+  EXPECT_GT(replacedOnly, 0u);  // it did end between the two names
+  EXPECT_EQ(TitleIn("x.bin.json"), "new");
+}
+
+TEST(DescribedRecords, FailedCallsLeaveAPairAndAreTold) {
+  const test::TemporaryDirectory directory;
+  StartOver();
+  const auto oldSize = fs::file_size("x.bin");
+  for (const bool keepExisting : {false, true}) {
+    unsigned long number = 1;
+    for (bool failed = true; failed; ++number) {
+      SCOPED_TRACE(number);
+      StartOver();
+      Outcome outcome;
+      {
+        const FailingFiles failing(number, FailingFiles::Refused, FailingFiles::Once);
+        outcome = RecordDescribed("new", kRecords, keepExisting);
+        failed = failing.HasFailed();
+        SCOPED_TRACE(failing.What());
+        if (failing.What() == "pwrite" || failing.What() == "rename") {
+          EXPECT_NE(outcome.Sentence, "");
+        }
+      }
+      CheckPair(oldSize);
+      EXPECT_EQ(fs::file_size("x.bin") == oldSize, keepExisting || !outcome.Done) << outcome.Sentence;
+      EXPECT_TRUE(outcome.Done || !outcome.Sentence.empty());
     }
   }
 }

@@ -26,12 +26,13 @@ TEST(LinRows, ShowIdentifierLengthAndTheChecksumModelThatFits) {
                                      test::LinItem().Channel(2).Id(3).Data({5, 6, 7, 8}, 0x11).Tx(),
                                      test::LinItem().Channel(2).At(1000000).Id(2).Data({5, 6, 7, 8}, 0xA3));
   EXPECT_EQ(table.Text(),
-            "Ch  Bus  Id  Kind   Dir      Count    Cycle (ms)  Len  Checksum     Last data\n"
-            " 2  LIN  02  frame  Rx           2         1.000    4  a3 enhanced  05 06 07 08\n"
-            " 2  LIN  03  frame  Tx           1             -    4  11 -         05 06 07 08\n");
-  EXPECT_EQ(table.Json()[0].dump(),
-            R"({"bus":"LIN","channel":2,"checksum":163,"checksum_model":"enhanced","count":2,"cycle_ns":1000000,)"
-            R"("data":"05060708","direction":"Rx","identifier":2,"kind":"frame","last_time_ns":1000000})");
+            "Ch  Bus  Id  Kind   Dir      Count    Cycle (ms)       Last (s)  Len  Checksum     Last data\n"
+            " 2  LIN  02  frame  Rx           2         1.000    0.001000000    4  a3 enhanced  05 06 07 08\n"
+            " 2  LIN  03  frame  Tx           1             -    0.000000000    4  11 -         05 06 07 08\n");
+  EXPECT_EQ(
+      table.Json()[0].dump(),
+      R"({"bus":"LIN","channel":2,"checksum":163,"checksum_model":"enhanced","count":2,"cycle_ns":1000000,)"
+      R"("data":"05060708","direction":"Rx","identifier":2,"kind":"frame","last_time_ns":1000000,"last_utc_ns":null})");
   EXPECT_EQ(table.Json()[1]["checksum_model"], nullptr);
 }
 
@@ -58,11 +59,13 @@ TEST(FlexRayRows, ShowSlotChannelAndTheCyclesOfAFrame) {
                   QOR_TRACE_FLEXRAY_SYNC | QOR_TRACE_FLEXRAY_STARTUP),
               test::FlexRayItem().Channel(3).Slot(63).Code(1).Cycle(0).Data({5}).Tx(),
               test::FlexRayItem().Channel(3).Slot(63).Code(2).PayloadWords(8).FrameFlags(QOR_TRACE_FLEXRAY_NULL));
-  EXPECT_EQ(table.Text(),
-            "Ch  Bus      Slot  A/B  Cycles  Kind   Dir      Count    Cycle (ms)  Len  Flags         Last data\n"
-            " 3  FlexRay    63  A    2/4     frame  Rx           2        20.000    2  startup sync  03 04\n"
-            " 3  FlexRay    63  B    0/64    frame  Tx           1             -    2  -             05\n"
-            " 3  FlexRay    63  AB   0/64    null   Rx           1             -   16  -\n");
+  EXPECT_EQ(
+      table.Text(),
+      "Ch  Bus      Slot  A/B  Cycles  Kind   Dir      Count    Cycle (ms)       Last (s)  Len  Flags         Last "
+      "data\n"
+      " 3  FlexRay    63  A    2/4     frame  Rx           2        20.000    0.020000000    2  startup sync  03 04\n"
+      " 3  FlexRay    63  B    0/64    frame  Tx           1             -    0.000000000    2  -             05\n"
+      " 3  FlexRay    63  AB   0/64    null   Rx           1             -    0.000000000   16  -\n");
   const nlohmann::json row = table.Json()[0];
   EXPECT_EQ(row["slot"], 63);
   EXPECT_EQ(row["flexray_channel"], "A");
@@ -143,12 +146,13 @@ TEST(EthernetRows, ShowAddressesTagsAndType) {
               Broadcast({0, 4, 0x42, 0x42, 3, 0}));
   const std::string pair = " 4  Ethernet  02:00:00:00:00:01  ff:ff:ff:ff:ff:ff  ";
   EXPECT_EQ(table.Text(),
-            "Ch  Bus       Source             Destination        VLAN   Type  Kind   Dir      Count    Cycle (ms)  Len"
+            "Ch  Bus       Source             Destination        VLAN   Type  Kind   Dir      Count    Cycle (ms)      "
+            " Last (s)  Len"
             "  Last data\n" +
-                pair + "-      LLC   frame  Rx           2         0.000   18  42 42 03 00\n" + pair +
-                "-      ARP   frame  Rx           1             -   17  01 02 03\n" + pair +
-                "100    IPv4  frame  Tx           1             -   19  45\n" + pair +
-                "10.20  1234  frame  Rx           1             -   22\n");
+                pair + "-      LLC   frame  Rx           2         0.000    0.000000000   18  42 42 03 00\n" + pair +
+                "-      ARP   frame  Rx           1             -    0.000000000   17  01 02 03\n" + pair +
+                "100    IPv4  frame  Tx           1             -    0.000000000   19  45\n" + pair +
+                "10.20  1234  frame  Rx           1             -    0.000000000   22\n");
   const nlohmann::json row = table.Json()[3];
   EXPECT_EQ(row["vlans"], nlohmann::json::array({10, 20}));
   EXPECT_EQ(row["type"], 0x1234);

@@ -21,14 +21,16 @@ MessageTable SomeMessages() {
 }
 
 TEST(MessageTable, RowsComeByChannelAndIdentifier) {
-  EXPECT_EQ(MessageTable().Text(), "Ch  Bus         Id  Kind  Dir      Count    Cycle (ms)  DLC  Last data\n");
+  EXPECT_EQ(MessageTable().Text(),
+            "Ch  Bus         Id  Kind  Dir      Count    Cycle (ms)       Last (s)  DLC  Last data\n");
   EXPECT_EQ(SomeMessages().Text(),
-            "Ch  Bus         Id  Kind   Dir      Count    Cycle (ms)  DLC  Last data\n"
-            " 1  CAN        123  CAN    Rx           2        10.500    1  03\n"
-            " 1  CAN        123  FD     Rx           1             -    9  5a 5a 5a 5a 5a 5a 5a 5a 5a 5a 5a 5a\n"
-            " 1  CAN  18fe0102x  CAN    Tx           1             -    1  ab\n"
-            " 2  CAN          0  error  Rx           1             -    1  06\n"
-            " 2  CAN        7ff  CAN    Rx           1             -    0\n");
+            "Ch  Bus         Id  Kind   Dir      Count    Cycle (ms)       Last (s)  DLC  Last data\n"
+            " 1  CAN        123  CAN    Rx           2        10.500    0.011500400    1  03\n"
+            " 1  CAN        123  FD     Rx           1             -    0.012000000    9  5a 5a 5a 5a 5a 5a 5a 5a 5a "
+            "5a 5a 5a\n"
+            " 1  CAN  18fe0102x  CAN    Tx           1             -    0.002000000    1  ab\n"
+            " 2  CAN          0  error  Rx           1             -    0.014000000    1  06\n"
+            " 2  CAN        7ff  CAN    Rx           1             -    0.013000000    0\n");
 }
 
 TEST(MessageTable, JsonHasIntegerTimesAndNullForAFirstEntrysCycle) {
@@ -37,10 +39,24 @@ TEST(MessageTable, JsonHasIntegerTimesAndNullForAFirstEntrysCycle) {
   EXPECT_EQ(
       json[0].dump(),
       R"({"bus":"CAN","channel":1,"count":2,"cycle_ns":10500400,"data":"03","direction":"Rx","dlc":1,"extended":false,)"
-      R"("fd":false,"identifier":291,"kind":"CAN","last_time_ns":11500400})");
+      R"("fd":false,"identifier":291,"kind":"CAN","last_time_ns":11500400,"last_utc_ns":null})");
   EXPECT_EQ(json[2]["cycle_ns"], nullptr);
   EXPECT_EQ(json[2]["extended"], true);
   EXPECT_EQ(json[2]["identifier"], 0x18FE0102);
+}
+
+TEST(MessageTable, TimesAreShownAsAskedFor) {
+  constexpr unsigned long halfPastTwo = 1795271400000000000;  // 2026-11-21T14:30:00Z, ns
+  const MessageTable table = SomeMessages();
+  const TimeBase times{1000000, halfPastTwo};
+  EXPECT_NE(table.Text(TimeFormat::Relative, times).find("  Last (s)  DLC"), std::string::npos);
+  EXPECT_NE(table.Text(TimeFormat::Relative, times).find("    0.010500400    1  03\n"), std::string::npos);
+  EXPECT_NE(table.Text(TimeFormat::Utc, times).find("Last (UTC)  DLC"), std::string::npos);
+  EXPECT_NE(table.Text(TimeFormat::Utc, times).find("  2026-11-21T14:30:00.010500Z    1  03\n"), std::string::npos);
+  EXPECT_NE(table.Text(TimeFormat::Local, times).find("Last (local time)"), std::string::npos);
+  EXPECT_NE(table.Text(TimeFormat::Epoch, times).find("  1795271400.010500400    1  03\n"), std::string::npos);
+  EXPECT_EQ(table.Json(times)[0]["last_utc_ns"], halfPastTwo + 10500400);
+  EXPECT_EQ(table.Json(times)[0]["last_time_ns"], 11500400);
 }
 
 TEST(MessageTable, FramesAndErrorFramesOfOneIdentifierAreDifferentMessages) {

@@ -2,8 +2,12 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+#include <map>
 #include <nlohmann/json.hpp>
+#include <utility>
 
+#include "stream/DescriptionJson.h"
 #include "system/Failure.h"
 #include "system/Terminal.h"
 #include "system/Units.h"
@@ -19,6 +23,19 @@ void TakeChannels(const Recorder& recorder, const ChannelNumbers& numbers, Summa
   summary.SetUnread(recorder.Unread());
 }
 
+void TakeChannels(const Description& description, Summary& summary) {
+  for (const ChannelDescription& channel : description.Channels) summary.NameChannel(channel.Number, channel.Source);
+  std::map<unsigned int, std::pair<unsigned long, TimeSpan>> lost;
+  for (const Loss& loss : description.Losses) {
+    if (loss.Cause == LossCause::OverrunMark) continue;  // they are in the records
+    const auto [found, isNew] = lost.try_emplace(loss.Channel, 0, TimeSpan{loss.First, loss.Last});
+    auto& [count, times] = found->second;
+    count += loss.Count.value_or(1);  // at least
+    times = {std::min(times.First, loss.First), std::max(times.Last, loss.Last)};
+  }
+  for (const auto& [channel, known] : lost) summary.SetLost(channel, known.first, known.second);
+}
+
 unsigned long OrderingWindow(size_t sources) { return sources > 1 ? Reorder::kUsualWindow : 0; }
 
 namespace {
@@ -32,7 +49,7 @@ std::string MissingEthernetText(const Summary& summary, const OutputArguments& a
 }  // namespace
 
 int Conclude(const std::string& command, const Summary& summary, const Selection& selected, const OutputSet& outputs,
-             const OutputArguments& asked, const nlohmann::json& more) {
+             const OutputArguments& asked, const Description& description, const nlohmann::json& more) {
   const std::string shortfall = outputs.ShortfallText() + MissingEthernetText(summary, asked);
   const bool lossy = summary.Lossy() || selected.Lossy() || (asked.Strict && !shortfall.empty());
   const int code = !outputs.Errors().empty() ? ExitFailed : lossy ? ExitLossy : ExitDone;
@@ -45,6 +62,7 @@ int Conclude(const std::string& command, const Summary& summary, const Selection
                            {"entries", summary.Entries()},
                            {"first_time_ns", times ? nlohmann::json(times->First) : nlohmann::json()},
                            {"last_time_ns", times ? nlohmann::json(times->Last) : nlohmann::json()},
+                           {"start", AnchorJson(description.Anchor)},
                            {"channels", summary.ChannelsJson()},
                            {"buses", summary.BusesJson()},
                            {"unread_lines", summary.UnreadJson()},

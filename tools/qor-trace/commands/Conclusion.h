@@ -16,16 +16,20 @@ namespace client {
 /// Adds to a summary what a recording knows of its channels and sources, and what these lost.
 /// @param numbers  that the channels get
 void TakeChannels(const Recorder& recorder, const ChannelNumbers& numbers, Summary& summary);
+/// Likewise from the description of what was recorded in a file.
+void TakeChannels(const Description& description, Summary& summary);
 
 /// ns for which entries of this many sources are held back to be put in order; 0 for one, whose entries are in order.
 [[nodiscard]] unsigned long OrderingWindow(size_t sources);
 
 /// Closes a command: says what was done, prints the JSON summary if that was asked for.
 ///
-/// @param more  JSON fields of this command
+/// @param description  of what was recorded or read
+/// @param more         JSON fields of this command
 /// @return      the exit code: 1 after an error; 3 when some of the input was lost, if strict also when an output can't hold
 ///              something
 [[nodiscard]] int Conclude(const std::string& command, const Summary& summary, const Selection& selected,
-                           const OutputSet& outputs, const OutputArguments& asked, const nlohmann::json& more);
+                           const OutputSet& outputs, const OutputArguments& asked, const Description& description,
+                           const nlohmann::json& more);
 
 }  // namespace client

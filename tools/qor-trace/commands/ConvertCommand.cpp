@@ -1,12 +1,10 @@
 // qor-trace convert
 #include <fmt/format.h>
-#include <sys/stat.h>
 
 #include <algorithm>
 #include <filesystem>
 #include <memory>
 #include <nlohmann/json.hpp>
-#include <optional>
 
 #include "commands/BitRateArguments.h"
 #include "commands/Commands.h"
@@ -15,7 +13,8 @@
 #include "commands/ReadingProgress.h"
 #include "commands/StreamArguments.h"
 #include "inputs/BinReader.h"
-#include "outputs/MdfOutput.h"
+#include "inputs/DescriptionBeside.h"
+#include "stream/FirstRecord.h"
 #include "stream/Selection.h"
 #include "stream/Tee.h"
 #include "system/Failure.h"
@@ -28,7 +27,6 @@ namespace {
 
 struct ConvertArguments {
   std::string Input;
-  std::string StartTime;
   BitRateArguments BitRates;
   OutputArguments Output;
   StreamArguments Stream;
@@ -38,77 +36,6 @@ struct ConvertArguments {
 bool Has(const OutputPlan& plan, Format format) {
   return std::any_of(plan.Outputs.begin(), plan.Outputs.end(),
                      [&](const Output& output) { return output.Kind == format; });
-}
-
-/// The times of the first record and of the latest one, ns.
-class Ends : public RecordSink {
- public:
-  bool Take(const RecordView& record) override {
-    const unsigned long time = record.Timestamp();
-    if (!First) First = time;
-    Latest = std::max(Latest, time);
-    return true;
-  }
-  std::optional<unsigned long> First;
-  unsigned long Latest = 0;
-};
-
-/// When a recorded file began, ns since 1970: its last record was written when the file was last changed. Nothing for
-/// standard input, without records, and for records that have wall-clock times themselves.
-std::optional<unsigned long> BeginOf(const std::string& input, Signals& signals, bool progressElsewhere) {
-  struct stat status {};
-  if (input == "-" || stat(input.c_str(), &status) != 0 || !S_ISREG(status.st_mode)) return std::nullopt;
-  Ends ends;
-  try {
-    BinReader reader(input);
-    ReadingProgress progress(reader, signals, progressElsewhere);
-    reader.ReadAll(ends, progress.GoOn());
-    progress.Clear();
-  } catch (const Failure&) {  // it is reported when the file is converted
-  }
-  if (!ends.First || *ends.First >= kWallClockFrom) return std::nullopt;
-  const auto changed = static_cast<unsigned long>(status.st_mtim.tv_sec) * 1000000000 +
-                       static_cast<unsigned long>(status.st_mtim.tv_nsec);
-  return changed - std::min(changed, ends.Latest - *ends.First);
-}
-
-/// What was typed for the time of the first record, ns since 1970.
-std::optional<unsigned long> TypedFirstTime(const ConvertArguments& arguments, const OutputPlan& plan) {
-  if (arguments.StartTime.empty()) return std::nullopt;
-  if (!Has(plan, Format::Mdf) && (!Has(plan, Format::Asc) || plan.Capture.AsExported))
-    throw UsageError("--start-time needs an output that ends in .mf4 or .asc; add -o NAME.mf4");
-  const auto time = ParseWallClock(arguments.StartTime);
-  if (!time)
-    throw UsageError(
-        fmt::format("\"{}\" is no time; write 2026-11-21T14:30:00, or with Z after it for UTC", arguments.StartTime));
-  return time;
-}
-
-/// Takes the time of the first record.
-class FirstEntry : public RecordSink {
- public:
-  bool Take(const RecordView& record) override {
-    Time = record.Timestamp();
-    return false;
-  }
-  std::optional<unsigned long> Time;  // ns
-};
-
-/// The time of the first record of a file, which needn't be the first one that is selected. Nothing for what can't be read
-/// twice.
-std::optional<unsigned long> FirstEntryOf(const std::string& input) {
-  FirstEntry first;
-  if (std::filesystem::is_regular_file(input)) BinReader(input).ReadAll(first);
-  return first.Time;
-}
-
-/// Tells the outputs when the first record's event was, as far as that is known.
-void SetFirstTime(OutputPlan& plan, const ConvertArguments& arguments, const std::string& input, Signals& signals) {
-  const auto typed = TypedFirstTime(arguments, plan);
-  plan.Asc.FirstTime = plan.Mdf.FirstTime = typed;
-  plan.Asc.ClockZero = 0;
-  plan.Mdf.FirstEntry = FirstEntryOf(input);
-  if (!typed && Has(plan, Format::Mdf)) plan.Mdf.FirstTime = BeginOf(input, signals, arguments.Progress);
 }
 
 /// Nothing is made before the input is known to be there.
@@ -131,14 +58,20 @@ const char* Word(BinReader::End end) {
   return "";
 }
 
-/// Reads all records into the sinks, and these into the outputs. A failure is noted with them: what came before it is kept.
-std::string ReadInto(OutputSet& outputs, Selection& sinks, Summary& summary, BinReader& reader,
-                     const ConvertArguments& arguments, Signals& signals) {
+/// Is there an output whose times say when something happened? Those of raw records never do.
+bool TimesAreShown(const OutputPlan& plan) {
+  return Has(plan, Format::Asc) || Has(plan, Format::Pcapng) || Has(plan, Format::Mdf);
+}
+
+/// Reads all records into the front of the sinks, and these into the outputs. A failure is noted with them: what came
+/// before it is kept.
+std::string ReadInto(OutputSet& outputs, RecordSink& front, const Selection& selected, Summary& summary,
+                     BinReader& reader, const ConvertArguments& arguments, Signals& signals) {
   ReadingProgress progress(reader, signals, arguments.Progress);
   std::string sentence;
   auto end = BinReader::End::Whole;
   try {
-    end = reader.ReadAll(sinks, progress.GoOn());
+    end = reader.ReadAll(front, progress.GoOn());
     if (end == BinReader::End::Whole) RefuseWithoutRecords(reader, arguments.Input);
   } catch (const Failure& failure) {
     if (summary.Entries() == 0) throw;  // outputs that got nothing leave nothing
@@ -152,28 +85,39 @@ std::string ReadInto(OutputSet& outputs, Selection& sinks, Summary& summary, Bin
   if (!sentence.empty()) outputs.KeepExisting();
   outputs.NoteError(sentence);
   if (!sentence.empty() && end != BinReader::End::Stopped) return "failed";
-  return sinks.EndedBy() != nullptr ? sinks.EndedBy() : Word(end);
+  return selected.EndedBy() != nullptr ? selected.EndedBy() : Word(end);
 }
 
 int Convert(const ConvertArguments& arguments, Signals& signals) {
-  OutputPlan plan = arguments.Output.Plan();
+  const OutputPlan plan = arguments.Output.Plan();
   if (plan.Capture.AsExported && Has(plan, Format::Pcapng))
     throw UsageError("The library exports a .pcapng only of a recording; leave --as-exported or the output out");
   const SelectionPlan wanted = arguments.Stream.Plan();
+  const auto firstTime = arguments.Output.Times.FirstTime();
+  const TimeFormat format = arguments.Output.Times.TableFormat();
   Summary summary(arguments.BitRates.Rates());
   const std::string input = InputPath(arguments.Input);
   BinReader reader(input);  // refuses what is no .bin file before an output is made
-  SetFirstTime(plan, arguments, input, signals);
+  Description description = Renumbered(DescriptionOf(reader, input), wanted.Channels);
   for (const Output& output : plan.Outputs) CheckWritable(output);
-  OutputSet outputs(plan);
+  OutputSet outputs(plan, description);
   Tee sinks(outputs, summary);
   Selection selected(sinks, wanted);
-  const std::string end = ReadInto(outputs, selected, summary, reader, arguments, signals);
+  // The first record of the file, which needn't be the first one that is selected.
+  FirstRecord started(selected, [&](const RecordView& record) {
+    SetFirstTime(description, record.Timestamp(), firstTime);
+    if (!description.Anchor && (TimesAreShown(plan) || NeedsUtc(format))) Say(UnknownTimeText(arguments.Input));
+    outputs.Describe(description);
+  });
+  const std::string end = ReadInto(outputs, started, selected, summary, reader, arguments, signals);
+  description.Complete = description.Complete && end == Word(BinReader::End::Whole);
+  TakeChannels(description, summary);
+  summary.SetTimes(format, TimesOf(description));
   {
     const WaitingLine line("completing the outputs", arguments.Progress);
-    outputs.Finish(summary.LostItems());
+    outputs.Finish(description);
   }
-  return Conclude("convert", summary, selected, outputs, arguments.Output,
+  return Conclude("convert", summary, selected, outputs, arguments.Output, description,
                   {{"input", arguments.Input}, {"ended_by", end}});
 }
 
@@ -183,9 +127,9 @@ constexpr const char* kConvertHelp =
     "  qor-trace convert drive.bin -o - --format pcapng | tshark -r -\n"
     "  qor-trace convert drive.bin -o part.mf4 --from 1m30s --to 2m --filter \"bus == lin or error\"\n"
     "\n"
-    "The outputs hold what a recording into them would have held. Of what a recording lost, the overrun marks are in "
-    "its "
-    "records and are told again; the counts of full capture buffers are not.\n"
+    "The outputs hold what a recording into them would have held. When INPUT was recorded, its "
+    "channels and what it lost are read from INPUT.json beside it; without it they aren't known, and times count from "
+    "1970 unless --start-time is given.\n"
     "\n"
     "Exit codes: 0 done, 1 failed, 2 wrong usage, 3 done but some of the input was lost.";
 
@@ -198,10 +142,6 @@ void AddConvertCommand(CLI::App& app, Action& action) {
   arguments->Output.AddTo(*command);
   command->get_option("--output")->required();
   arguments->Stream.AddTo(*command);
-  command->add_option("--start-time", arguments->StartTime,
-                      "When the first record's event was, for .mf4 and .asc outputs: 2026-11-21T14:30:00[.5][Z] (by "
-                      "the time when INPUT "
-                      "was last changed for .mf4, 1970 for .asc)");
   arguments->BitRates.AddTo(*command);
   command->add_flag("--progress", arguments->Progress,
                     "Tell how far it has come every few seconds, also without a terminal");

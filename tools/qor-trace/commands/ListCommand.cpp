@@ -8,8 +8,11 @@
 #include "commands/ReadingProgress.h"
 #include "commands/RecordingArguments.h"
 #include "commands/StreamArguments.h"
+#include "commands/TimeArguments.h"
 #include "inputs/BinReader.h"
+#include "inputs/DescriptionBeside.h"
 #include "stream/DurationLimit.h"
+#include "stream/FirstRecord.h"
 #include "stream/Reorder.h"
 #include "stream/Selection.h"
 #include "stream/Tee.h"
@@ -27,14 +30,16 @@ struct ListArguments {
   StreamArguments Stream;
   bool Strict = false;
   bool Json = false;
+  TimeArguments Times;
 };
 
 bool IsBin(const std::string& source) { return source == "-" || ExtensionOf(source) == ".bin"; }
 
-void PrintTable(const MessageTable& table, bool json) {
-  if (json) return PrintJson(table.Json());
+void PrintTable(const MessageTable& table, const ListArguments& arguments, const TimeBase& times) {
+  if (arguments.Json) return PrintJson(table.Json(times));
   const auto columns = ColumnsOfStandardOutput();
-  Print(columns ? CutLines(table.Text(), *columns) : table.Text());
+  const std::string text = table.Text(arguments.Times.TableFormat(), times);
+  Print(columns ? CutLines(text, *columns) : text);
 }
 
 /// Says what was lost, and what was left out. @return the exit code
@@ -49,6 +54,8 @@ int TellLosses(const Summary& summary, const Selection& selected) {
 int ListBin(const ListArguments& arguments, Signals& signals) {
   const RecordingArguments& typed = arguments.Recording;
   const SelectionPlan wanted = arguments.Stream.Plan();
+  const auto firstTime = arguments.Times.FirstTime();
+  const TimeFormat format = arguments.Times.TableFormat();
   if (typed.Sources.size() != 1)
     throw UsageError("A .bin file is listed on its own, as channel numbers of several would mix; list them one by one");
   if (!typed.Speed.empty() || typed.MemoryLimit || !typed.SwapFolder.empty())
@@ -56,17 +63,24 @@ int ListBin(const ListArguments& arguments, Signals& signals) {
   const std::string& input = typed.Sources.front();
   CheckInput(input);
   BinReader reader(input);
+  Description description = DescriptionOf(reader, input);
   MessageTable table;
   Summary summary;
   Tee sinks(table, summary);
   Selection selected(sinks, wanted);
-  DurationLimit limited(selected, typed.TraceTime());
+  FirstRecord started(selected, [&](const RecordView& record) {
+    SetFirstTime(description, record.Timestamp(), firstTime);
+    if (!description.Anchor && NeedsUtc(format)) Say(UnknownTimeText(input));
+  });
+  DurationLimit limited(started, typed.TraceTime());
   ReadingProgress progress(reader, signals, typed.Progress);
   const auto end = reader.ReadAll(limited, progress.GoOn());
   progress.Clear();
   if (end == BinReader::End::Whole) RefuseWithoutRecords(reader, input);
+  TakeChannels(Renumbered(description, wanted.Channels), summary);
+  summary.SetTimes(format, TimesOf(description));
   const int code = TellLosses(summary, selected);
-  PrintTable(table, arguments.Json);
+  PrintTable(table, arguments, TimesOf(description));
   return code;
 }
 
@@ -74,6 +88,8 @@ int ListRecording(const ListArguments& arguments, Signals& signals) {
   const SelectionPlan wanted = arguments.Stream.Plan();
   RecordingOptions options = arguments.Recording.Options("/var/tmp");
   EndWithSelection(options, wanted);
+  options.FirstTime = arguments.Times.FirstTime();
+  const TimeFormat format = arguments.Times.TableFormat();
   const std::vector<Source> sources = arguments.Recording.Plan(arguments.Strict);
   CheckChannels(wanted.Channels, sources.size());
   Recorder recorder(options, sources, signals);
@@ -92,8 +108,10 @@ int ListRecording(const ListArguments& arguments, Signals& signals) {
   summary.SetLate(Renumbered(ordered.Late(), wanted.Channels));
   NewestEntries newest(table);
   if (wanted.IsEverything()) recorder.Trace().ReadList(newest);  // which may be others than the selected ones
+  const TimeBase times = TimesOf(recorder.Describe());
+  summary.SetTimes(format, times);
   const int lossy = TellLosses(summary, selected);
-  PrintTable(table, arguments.Json);
+  PrintTable(table, arguments, times);
   return failed ? static_cast<int>(ExitFailed) : lossy;
 }
 
@@ -123,6 +141,7 @@ void AddListCommand(CLI::App& app, Action& action) {
   arguments->Recording.AddTo(*command);
   arguments->Stream.AddTo(*command);
   command->add_flag("--strict", arguments->Strict, "Refuse a text recording with a line that can't be read");
+  arguments->Times.AddTo(*command);
   command->add_flag("--json", arguments->Json, "Print the rows as JSON, times in ns");
   command->footer(std::string(kListHelp) + kFilterHelp + kSourceHelp);
   command->callback(

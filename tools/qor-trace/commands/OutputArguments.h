@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "commands/TimeArguments.h"
 #include "outputs/Outputs.h"
 
 namespace client {
@@ -23,6 +24,7 @@ struct OutputArguments {
   CaptureOptions Capture;
   std::string StandardFormat;  // of the output -
   bool Json = false;
+  TimeArguments Times;
   bool Strict = false;  // what an output can't hold is a loss
 
   /// What every command that writes outputs takes.

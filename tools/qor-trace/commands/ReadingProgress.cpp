@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 #include <unistd.h>
 
+#include "inputs/DescriptionBeside.h"
 #include "system/Failure.h"
 #include "system/InputFile.h"
 
@@ -15,6 +16,15 @@ std::string ReadingProgress::Text() const {
   if (Reader.Size() == 0) return entries;
   const double size = static_cast<double>(Reader.Size());
   return fmt::format("{:3.0f} %  {} of {:.0f} MiB", 100 * read / size, entries, size / kMib);
+}
+
+Description DescriptionOf(BinReader& reader, const std::string& path) {
+  FoundDescription found = FindDescription(path, reader.FirstDigest());
+  for (const std::string& remark : found.Remarks) Say(remark);
+  if (found.Known) return *std::move(found.Known);
+  Description none;
+  none.Complete = true;
+  return none;
 }
 
 void CheckInput(const std::string& input) {

@@ -4,6 +4,7 @@
 #include <string>
 
 #include "inputs/BinReader.h"
+#include "stream/Description.h"
 #include "system/Signals.h"
 #include "system/Terminal.h"
 
@@ -31,6 +32,9 @@ class ReadingProgress {
   const Signals& StopSignals;
   LiveLine Line;
 };
+
+/// The description beside a file; says what couldn't be taken of it. One without any is complete, for what is known.
+[[nodiscard]] Description DescriptionOf(BinReader& reader, const std::string& path);
 
 /// Refuses an input with nothing to read, before anything is made.
 /// @param input  path of a file, or "-" for standard input

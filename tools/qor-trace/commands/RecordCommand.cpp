@@ -50,26 +50,34 @@ int Record(const RecordArguments& arguments, Signals& signals) {
   options.OutputFolders = FoldersOf(plan.Outputs);
   options.MinFree = plan.MinFree;
   EndWithSelection(options, wanted);
+  options.FirstTime = arguments.Output.Times.FirstTime();
+  const TimeFormat format = arguments.Output.Times.TableFormat();
   const std::vector<Source> sources = arguments.Recording.Plan(arguments.Output.Strict);
   CheckSelection(arguments, wanted, sources.size());
   Summary summary(arguments.BitRates.Rates());
   for (const Output& output : plan.Outputs) CheckWritable(output);
   CheckRoom(options.OutputFolders, options.MinFree);
   Recorder recorder(options, sources, signals);
-  OutputSet outputs(plan);
+  OutputSet outputs(plan, Renumbered(recorder.Describe(), wanted.Channels));
   Tee sinks(outputs, summary);
   Selection selected(sinks, wanted);
   Reorder ordered(selected, OrderingWindow(sources.size()));
-  const End end = recorder.Run(ordered, [&](const std::string& sentence) { outputs.NoteError(sentence); });
+  const auto describe = [&](const Description& description) {
+    outputs.Describe(Renumbered(description, wanted.Channels));
+  };
+  const End end = recorder.Run(
+      ordered, [&](const std::string& sentence) { outputs.NoteError(sentence); }, describe);
   ordered.Finish();
   TakeChannels(recorder, wanted.Channels, summary);
   summary.SetLate(Renumbered(ordered.Late(), wanted.Channels));
+  summary.SetTimes(format, TimesOf(recorder.Describe()));
   {
     const WaitingLine line("completing the outputs", arguments.Recording.Progress);
-    outputs.Finish(summary.LostItems(), [&](const std::string& path) { recorder.Trace().ExportToPcap(path); });
+    outputs.Finish(Renumbered(recorder.Describe(), wanted.Channels),
+                   [&](const std::string& path) { recorder.Trace().ExportToPcap(path); });
   }
   const char* const endedBy = selected.EndedBy() != nullptr ? selected.EndedBy() : Word(end);
-  return Conclude("record", summary, selected, outputs, arguments.Output, {{"ended_by", endedBy}});
+  return Conclude("record", summary, selected, outputs, arguments.Output, recorder.Describe(), {{"ended_by", endedBy}});
 }
 
 constexpr const char* kRecordHelp =

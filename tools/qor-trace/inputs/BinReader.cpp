@@ -10,6 +10,8 @@
 #include <cstring>
 #include <utility>
 
+#include "stream/Description.h"
+
 namespace client {
 
 namespace {
@@ -30,7 +32,9 @@ BinReader::BinReader(const std::string& path) : Shown(path == "-" ? "standard in
   Waits = fstat(File, &status) != 0 || !S_ISREG(status.st_mode);
   if (Waits) return;
   FileSize = static_cast<unsigned long>(status.st_size);
-  if (Fill(RecordView::kHeader, nullptr, {})) NextLength();
+  if (!Fill(RecordView::kHeader, nullptr, {})) return;
+  const unsigned int length = NextLength();
+  if (Fill(length, nullptr, {})) Digest = DigestOf(Buffer.data() + Begin, length);
 }
 
 BinReader::End BinReader::ReadAll(RecordSink& sink, const GoOn& goOn) {

@@ -33,6 +33,8 @@ class BinReader {
   End ReadAll(
       RecordSink& sink, const GoOn& goOn = [] { return true; });
 
+  /// DigestOf the first record; 0 for a pipe, whose first record hasn't come, and without records.
+  unsigned long FirstDigest() const { return Digest; }
   /// Records handed over so far.
   [[nodiscard]] unsigned long Records() const { return Count; }
   /// Bytes read so far, and of the whole file; 0 where that isn't known.
@@ -51,6 +53,7 @@ class BinReader {
   int File = -1;
   bool Waits = false;          // a read may wait: it is no regular file
   unsigned long FileSize = 0;  // bytes
+  unsigned long Digest = 0;    // of the first record
   std::vector<unsigned char> Buffer;
   size_t Begin = 0;          // of the next record in the buffer
   unsigned long Offset = 0;  // of the buffer in the file

@@ -105,7 +105,8 @@ void AscWriter::Flush() {
 }
 
 void AscWriter::Begin(unsigned long firstTime) {
-  Clock.emplace(StartOf(Options, firstTime), Style.Decimals, Options.Relative);
+  const AscStart start = Times ? AscStart{Times->Start, Times->Utc.value_or(0)} : StartOf(Options, firstTime);
+  Clock.emplace(start, Style.Decimals, Options.Relative);
   BeginFile();
 }
 

@@ -24,7 +24,8 @@ namespace client {
 /// Writes NAME.asc, or a series NAME.asc, NAME_1.asc, ... of limited size: a file ends after the entry that takes it beyond
 /// its limit, and the next one begins with the next entry.
 ///
-/// The header is composed with the first entry, which decides on the date where the options don't: see AscStartOfClock.
+/// The header is composed with the first entry. Its date is the start of the recording as it is described, 1970 where that isn't
+/// known; without a description the options or the entry decide: see AscStartOfClock.
 ///
 /// Threads: one. Memory: 256 KiB.
 class AscWriter : public StreamOutput {
@@ -37,6 +38,7 @@ class AscWriter : public StreamOutput {
   AscWriter(const AscWriter&) = delete;
   AscWriter& operator=(const AscWriter&) = delete;
 
+  void Describe(const Description& description) override { Times = TimesOf(description); }
   [[nodiscard]] bool Take(const RecordView& record) override;
   /// Writes what is left; to a file that isn't live, at most once a second. A failure shows at the next entry.
   void Pause() override;
@@ -72,6 +74,7 @@ class AscWriter : public StreamOutput {
   unsigned long Written = 0;       // bytes of the open file that have left the buffer
   unsigned long FileNumber = 0;    // of the open file in its series
   bool FileHasEntries = false;     // the open one
+  std::optional<TimeBase> Times;   // of the recording, once it is described
   std::optional<AscClock> Clock;   // from the first entry on
   unsigned long LatestTime = 0;    // since the date, units of the last decimal
   Omissions Omitted{kAscOmissions};

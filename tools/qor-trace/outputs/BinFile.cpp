@@ -1,6 +1,7 @@
 #include "outputs/BinFile.h"
 
 #include <cerrno>
+#include <filesystem>
 #include <utility>
 
 #include "system/Failure.h"
@@ -34,11 +35,42 @@ Whole WholeRecords(const std::vector<unsigned char>& buffer, size_t limit) {
 BinWriter::BinWriter(const std::string& path) : File(path) { Buffer.reserve(kFlushSize + 4096); }
 
 BinWriter::~BinWriter() {
-  if (!File.IsStandardOutput() && File.Usable()) Flush();
+  if (File.IsStandardOutput()) return;
+  if (!Finished && File.Usable()) Flush();
+  if (!Beside || Finished) return;
+  if (Written == 0)
+    Beside->Discard();
+  else
+    WriteDescription();
+}
+
+void BinWriter::Describe(const Description& description) {
+  if (File.IsStandardOutput()) return;
+  const bool isNews = !Beside || Described.Anchor != description.Anchor;
+  Described = description;
+  if (!Beside) Beside.emplace(File.Path());
+  if (isNews) WriteDescription();
+}
+
+/// With the records that are in the file by now.
+void BinWriter::WriteDescription() {
+  if (!Beside) return;
+  Described.Records = RecordsDescription{Records - BufferedRecords, Written, Written > 0 ? FirstRecord : 0};
+  Beside->Write(Described);
+}
+
+void BinWriter::KeepExisting() {
+  ExistingIsKept = true;
+  File.KeepExisting();
+}
+
+const std::string& BinWriter::Error() const {
+  return File.Error().empty() && Finished && Beside ? Beside->Error() : File.Error();
 }
 
 bool BinWriter::Take(const RecordView& record) {
   if (!File.Usable()) return false;
+  if (Records == 0) FirstRecord = DigestOf(record.Bytes().data(), record.Bytes().size());
   Buffer.insert(Buffer.end(), record.Bytes().begin(), record.Bytes().end());
   ++Records;
   ++BufferedRecords;
@@ -47,7 +79,8 @@ bool BinWriter::Take(const RecordView& record) {
 
 void BinWriter::Pause() {
   if (!File.Usable() || Buffer.empty()) return;
-  if (File.IsStandardOutput() || FlushPace.IsDue()) Flush();
+  if (!File.IsStandardOutput() && !FlushPace.IsDue()) return;
+  if (Flush()) WriteDescription();
 }
 
 bool BinWriter::Flush() {
@@ -71,6 +104,22 @@ void BinWriter::Fail(int error, size_t writtenOfBuffer) {
   File.Fail(error, Written, Records, FormatCount(Records, "entry", "entries"));
 }
 
-bool BinWriter::Finish() { return File.Usable() && Flush() && File.Complete(); }
+bool BinWriter::Finish() {
+  if (!File.Usable() || !Flush()) return false;
+  if (!Beside) return File.Complete();
+  WriteDescription();
+  Beside->Synchronize();
+  if (!File.Complete([this] { return RemovePreviousDescription(); })) return false;
+  Finished = true;
+  Beside->Complete();
+  return true;
+}
+
+/// Of records that are about to be replaced.
+std::string BinWriter::RemovePreviousDescription() const {
+  std::error_code ignored;
+  const bool stay = ExistingIsKept && std::filesystem::exists(File.Path(), ignored);
+  return stay ? "" : Beside->RemovePrevious();
+}
 
 }  // namespace client

@@ -3,16 +3,20 @@
 #pragma once
 
 #include <chrono>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "outputs/DescriptionFile.h"
 #include "outputs/OutputFile.h"
 #include "outputs/StreamOutput.h"
 #include "system/Pace.h"
 
 namespace client {
 
-/// Writes a .bin file. It is called NAME.part until it is complete.
+/// Writes a .bin file. It is called NAME.part until it is complete. Once it is described, NAME.json lies beside it: see
+/// DescriptionFile. Records without a description are records all the same: a description that can't be written is told
+/// at the end.
 ///
 /// When a write fails, the file is cut after the last whole record that reached the disk and stays as NAME.part, so
 /// that what was recorded before remains readable.
@@ -27,6 +31,8 @@ class BinWriter : public StreamOutput {
   BinWriter(const BinWriter&) = delete;
   BinWriter& operator=(const BinWriter&) = delete;
 
+  /// Failure: Failure, the first time only, when the description's file can't be made.
+  void Describe(const Description& description) override;
   /// False after a write failed or the reader of standard output has gone; see Error and ReaderGone.
   [[nodiscard]] bool Take(const RecordView& record) override;
   /// Writes what is left; to a file, at most once a second. A failure shows at the next entry.
@@ -34,10 +40,10 @@ class BinWriter : public StreamOutput {
 
   /// Writes what is left and gives the file its name. False as for Take.
   [[nodiscard]] bool Finish() override;
-  void KeepExisting() override { File.KeepExisting(); }
+  void KeepExisting() override;
 
-  /// The sentence that says what failed; empty if nothing did.
-  [[nodiscard]] const std::string& Error() const override { return File.Error(); }
+  /// The sentence that says what failed; empty if nothing did. After Finish it may be about the description of whole records.
+  [[nodiscard]] const std::string& Error() const override;
   [[nodiscard]] bool ReaderGone() const { return File.ReaderGone(); }
   [[nodiscard]] const std::string& Path() const { return File.Path(); }
   [[nodiscard]] unsigned long Entries() const { return Records; }
@@ -45,9 +51,16 @@ class BinWriter : public StreamOutput {
 
  private:
   bool Flush();
+  void WriteDescription();
+  [[nodiscard]] std::string RemovePreviousDescription() const;
   void Fail(int error, size_t writtenOfBuffer);
 
   OutputFile File;
+  std::optional<DescriptionFile> Beside;  // standard output has none
+  Description Described;
+  unsigned long FirstRecord = 0;  // its digest
+  bool ExistingIsKept = false;
+  bool Finished = false;
   std::vector<unsigned char> Buffer;  // whole records
   unsigned long Records = 0;          // taken; after a failure, those in the file
   unsigned long Written = 0;          // bytes in the file

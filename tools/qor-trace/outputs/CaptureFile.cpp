@@ -32,10 +32,6 @@ void CaptureWriter::Pause() {
   if (File.IsStandardOutput() || FlushPace.IsDue()) Checked(Writer.Flush());
 }
 
-void CaptureWriter::SetLost(const LostItems& itemsByChannel) {
-  for (const auto& [channel, items] : itemsByChannel) Writer.SetLost(channel, items);
-}
-
 bool CaptureWriter::Finish() { return File.Usable() && Checked(Writer.Finish()) && File.Complete(); }
 
 bool CaptureWriter::Checked(bool written) {

@@ -34,7 +34,7 @@ class CaptureWriter : public StreamOutput {
   /// Writes what is left; to a file, at most once a second. A failure shows at the next entry.
   void Pause() override;
 
-  void SetLost(const LostItems& itemsByChannel) override;
+  void Describe(const Description& description) override { Writer.Describe(description); }
   /// Writes the counts of the channels and what is left, and gives the file its name. False as for Take.
   [[nodiscard]] bool Finish() override;
   void KeepExisting() override { File.KeepExisting(); }

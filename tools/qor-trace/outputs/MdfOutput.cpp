@@ -4,10 +4,12 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstring>
 #include <nlohmann/json.hpp>
 
 #include "stream/KindText.h"
 #include "system/Failure.h"
+#include "system/Host.h"
 #include "system/Units.h"
 
 namespace client {
@@ -18,10 +20,7 @@ constexpr const char* kExtension = ".mf4";
 constexpr std::chrono::seconds kFlushInterval{1};
 constexpr unsigned long kFlushCheck = 4096;  // records between two looks at the clock
 
-unsigned long Now() {
-  const auto now = std::chrono::system_clock::now().time_since_epoch();
-  return static_cast<unsigned long>(std::chrono::duration_cast<std::chrono::nanoseconds>(now).count());
-}
+constexpr unsigned long kBeforeStart = 1000000000;  // ns that entries may lie before the start of the recording
 
 // In the order of MdfOmission.
 constexpr const char* kOmissions[] = {
@@ -59,6 +58,51 @@ unsigned int LimitInKiB(const MdfOptions& options) {
   return static_cast<unsigned int>(options.Split.value_or(0) / 1024);
 }
 
+/// "qor-trace 1.2.3" as its two parts.
+std::pair<std::string, std::string> ProgramAndVersion(const std::string& tool) {
+  const size_t blank = tool.rfind(' ');
+  if (blank == std::string::npos) return {tool, ""};
+  return {tool.substr(0, blank), tool.substr(blank + 1)};
+}
+
+/// "capture_buffer_full" as a person would write it.
+std::string CauseText(LossCause cause) {
+  std::string text = Word(cause);
+  std::replace(text.begin(), text.end(), '_', ' ');
+  return text;
+}
+
+/// @param zero  time of entries at which the file's times begin, ns
+RecordingInfo RecordingInfoOf(const Description& description, unsigned long zero) {
+  const auto [tool, version] = ProgramAndVersion(description.Tool.empty() ? ToolName() : description.Tool);
+  RecordingInfo info{.Title = description.Title,
+                     .Tool = tool,
+                     .ToolVersion = version,
+                     .Host = description.Host,
+                     .System = description.System,
+                     .Machine = description.Machine,
+                     .Start = description.Anchor ? description.Anchor->Utc : 0};
+  for (const ChannelDescription& channel : description.Channels) {
+    if (!channel.BusType) continue;
+    info.Channels.push_back({.BusChannel = channel.Number,
+                             .BusType = *channel.BusType,
+                             .Name = channel.Name,
+                             .Source = channel.Source,
+                             .Hardware = channel.Hardware,
+                             .Filter = channel.Filter,
+                             .BitRate = channel.BitRate,
+                             .DataBitRate = channel.DataBitRate});
+  }
+  for (const Loss& loss : description.Losses) {
+    info.Losses.push_back({.BusChannel = loss.Channel,
+                           .Cause = CauseText(loss.Cause),
+                           .First = loss.First - std::min(loss.First, zero),
+                           .Last = loss.Last - std::min(loss.Last, zero),
+                           .Count = loss.Count});
+  }
+  return info;
+}
+
 }  // namespace
 
 std::optional<MdfOmission> MdfOmissionOf(const RecordView& record, bool asExported) {
@@ -76,19 +120,12 @@ std::optional<MdfOmission> MdfOmissionOf(const RecordView& record, bool asExport
   }
 }
 
-unsigned long ClockZero(unsigned long made, unsigned long now, unsigned long first) {
-  if (first >= kWallClockFrom) return 0;
-  if (first <= now - made) return made;
-  return now - std::min(now, first);
-}
-
 MdfOutput::MdfOutput(const std::string& path, const MdfOptions& options)
     : Path(path),
       Options(options),
-      Made(Now()),
       Series({Base(path), kExtension}, {PartBase(path), kExtension},
              options.Split ? PartSeries::Length::Several : PartSeries::Length::One),
-      File(PartBase(path), Made, LimitInKiB(options)),
+      File(PartBase(path), 0, LimitInKiB(options)),
       Omitted(kOmissions),
       FlushPace(kFlushInterval) {
   if (!File.is_open() || (Options.Split && !ClaimNext())) {
@@ -96,14 +133,8 @@ MdfOutput::MdfOutput(const std::string& path, const MdfOptions& options)
     Series.Discard();
     throw Failure(Sentence);
   }
-  File.StartTime_Reset(0, true);  // events are on the entries' clock
-  if (Options.AsExported) return;
-  (void)File.Convention_Set(BusConvention::kStandard);  // the file has no bus yet
-  RecordingInfo info;
-  info.Tool = "qor-trace";
-  info.ToolVersion =
-      fmt::format("{}.{}.{}", QOR_API_TRACE_VERSION_MAJOR, QOR_API_TRACE_VERSION_MINOR, QOR_API_TRACE_VERSION_PATCH);
-  SetRecording(info);
+  File.StartTime_Reset(0, true);                                                 // events are on the entries' clock
+  if (!Options.AsExported) (void)File.Convention_Set(BusConvention::kStandard);  // the file has no bus yet
 }
 
 MdfOutput::~MdfOutput() {
@@ -111,29 +142,15 @@ MdfOutput::~MdfOutput() {
   if (!Start && !Finished) Series.Discard();
 }
 
-void MdfOutput::SetRecording(const RecordingInfo& info) {
-  if (Options.AsExported) return;
-  Info = info;
-  if (Info.Start == 0) Info.Start = Made;
-  File.Recording_Set(Info);
-}
-
-// When they were lost isn't known here.
-void MdfOutput::SetLost(const LostItems& itemsByChannel) {
-  if (itemsByChannel.empty()) return;
-  RecordingInfo info = Info;
-  for (const auto& [channel, items] : itemsByChannel) {
-    if (items == 0) continue;
-    info.Losses.push_back(
-        {.BusChannel = channel, .Cause = "capture buffer full", .First = First, .Last = Latest, .Count = items});
-  }
-  SetRecording(info);
+void MdfOutput::Describe(const Description& description) {
+  Times = TimesOf(description);
+  if (!Options.AsExported) File.Recording_Set(RecordingInfoOf(description, Zero));
 }
 
 bool MdfOutput::Take(const RecordView& record) {
   if (!Sentence.empty()) return false;
-  if (!Start) Begin(record.Timestamp());
-  Latest = std::max(Latest, record.Timestamp());
+  if (!Start) Begin();
+  Latest = std::max(Latest, InFile(record.Timestamp()));
   if (const auto omission = MdfOmissionOf(record, Options.AsExported)) {
     Omitted.Count(*omission);
     return true;
@@ -145,16 +162,18 @@ bool MdfOutput::Take(const RecordView& record) {
   return Insert(record);
 }
 
-void MdfOutput::Begin(unsigned long firstTime) {
-  First = firstTime;
-  const unsigned long known = Options.FirstEntry.value_or(firstTime);
-  Start =
-      Options.FirstTime ? *Options.FirstTime - std::min(*Options.FirstTime, known) : ClockZero(Made, Now(), firstTime);
+void MdfOutput::Begin() {
+  Zero = Times.Start - std::min(Times.Start, kBeforeStart);
+  Start = Times.IsKnown() ? Times.UtcOf(Zero) : 0;
   File.StartTime_Reset(*Start, false);
 }
 
+unsigned long MdfOutput::InFile(unsigned long time) const { return time - std::min(time, Zero); }
+
 bool MdfOutput::Insert(const RecordView& record) {
   Entry.assign(record.Bytes().begin(), record.Bytes().end());
+  const unsigned long time = InFile(record.Timestamp());
+  std::memcpy(Entry.data() + offsetof(Qor_Trace_Entry_t, Timestamp), &time, sizeof time);
   errno = 0;
   const bool inserted = File.Data_Insert(*reinterpret_cast<Qor_Trace_Entry_t*>(Entry.data()));
   const int error = errno;
@@ -175,7 +194,7 @@ void MdfOutput::Pause() {
 bool MdfOutput::Finish() {
   if (!Sentence.empty()) return false;
   errno = 0;
-  if (!Start) File.StartTime_Reset(Made, false);  // of an empty recording
+  if (!Start) Begin();  // of an empty recording
   if (!File.File_Close(Latest)) Fail();
   Series.DiscardNext();
   if (Sentence.empty()) Sentence = Series.CompleteCurrent(Previous);

@@ -34,17 +34,6 @@ enum class MdfOmission {
 /// @return            nothing for an entry that is recorded
 [[nodiscard]] std::optional<MdfOmission> MdfOmissionOf(const RecordView& record, bool asExported);
 
-/// An entry clock that shows more than this counts ns since 1970: no interface runs for 20 years.
-inline constexpr unsigned long kWallClockFrom = 20ul * 365 * 86400 * 1000000000;
-
-/// The wall-clock time at which the clock of the entries showed 0: what a file's times count from.
-///
-/// @param made   when the output was made, just before the recording began; ns since 1970
-/// @param now    when the first entry came, likewise
-/// @param first  its time, ns
-/// @return       ns since 1970. A clock that can have begun with the recording did so.
-[[nodiscard]] unsigned long ClockZero(unsigned long made, unsigned long now, unsigned long first);
-
 /// Writes NAME.mf4, or a series NAME.mf4, NAME_1.mf4, ... of limited size. Each file is called NAME.part.mf4 and so on
 /// until it is complete: a readable file that is marked as unfinalized. After a failed write it stays under that name.
 ///
@@ -53,6 +42,9 @@ inline constexpr unsigned long kWallClockFrom = 20ul * 365 * 86400 * 1000000000;
 ///
 /// The next file of a series is made, empty, when the one before it is begun: the library opens it by its name, at a
 /// moment of its own choosing.
+///
+/// The file's start time is that of the recording, and its records count from there. The clock of entries that was running
+/// before, or counts since 1970, may bring entries from shortly before the start: their files begin a second earlier.
 ///
 /// Threads: one. Memory: two data blocks of 2 MiB for each bus and kind of event that comes.
 class MdfOutput : public StreamOutput {
@@ -65,11 +57,10 @@ class MdfOutput : public StreamOutput {
   MdfOutput(const MdfOutput&) = delete;
   MdfOutput& operator=(const MdfOutput&) = delete;
 
+  /// Becomes part of the file when that is written next, but for the library's own export. Before the first entry, so that
+  /// the sources of the buses say it as well.
+  void Describe(const Description& description) override;
   [[nodiscard]] bool Take(const RecordView& record) override;
-  /// Says what is known of the recording, as often as more is known; it becomes part of the file when that is written
-  /// next. Before the first entry, so that the sources of the buses say it as well. Not in the library's own export.
-  void SetRecording(const RecordingInfo& info);
-  void SetLost(const LostItems& itemsByChannel) override;
   /// Brings the file up to date, at most every second. A failure shows at the next entry.
   void Pause() override;
   [[nodiscard]] bool Finish() override;
@@ -81,7 +72,8 @@ class MdfOutput : public StreamOutput {
   void AddJson(nlohmann::json& json) const override;
 
  private:
-  void Begin(unsigned long firstTime);
+  void Begin();
+  [[nodiscard]] unsigned long InFile(unsigned long time) const;
   [[nodiscard]] bool Insert(const RecordView& record);
   void NextFile();
   bool ClaimNext();
@@ -89,14 +81,13 @@ class MdfOutput : public StreamOutput {
 
   const std::string Path;
   const MdfOptions Options;
-  const unsigned long Made;  // ns since 1970
-  PartSeries Series;         // before the file that is written to it
+  PartSeries Series;  // before the file that is written to it
   MdfFile File;
   std::set<std::pair<unsigned int, unsigned char>> Buses;  // channel and bus of those that the file has
   std::vector<unsigned char> Entry;
-  RecordingInfo Info;
-  unsigned long First = 0;             // ns, of the first entry
+  TimeBase Times;
   std::optional<unsigned long> Start;  // ns since 1970; from the first entry on
+  unsigned long Zero = 0;              // time of entries at Start, ns
   unsigned long Latest = 0;            // ns, the greatest time so far
   unsigned long Records = 0;
   Omissions Omitted;

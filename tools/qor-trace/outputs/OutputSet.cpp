@@ -11,6 +11,7 @@
 #include "outputs/ExportedAsc.h"
 #include "outputs/MdfOutput.h"
 #include "system/Failure.h"
+#include "system/Host.h"
 #include "system/Printable.h"
 #include "system/Terminal.h"
 #include "system/Units.h"
@@ -34,7 +35,8 @@ std::unique_ptr<StreamOutput> MakeWriter(const Output& output, const OutputPlan&
       return std::make_unique<AscWriter>(output.Path, plan.Asc);
     case Format::Pcapng:
       if (plan.Capture.AsExported) return std::make_unique<ExportedCapture>(output.Path);
-      return std::make_unique<CaptureWriter>(output.Path, PcapngOptions{.EthernetOnly = plan.Capture.EthernetOnly});
+      return std::make_unique<CaptureWriter>(
+          output.Path, PcapngOptions{.Application = ToolName(), .EthernetOnly = plan.Capture.EthernetOnly});
     case Format::Mdf:
       return std::make_unique<MdfOutput>(output.Path, MdfOptionsOf(plan));
   }
@@ -45,8 +47,14 @@ std::string NameOf(const Output& output) { return output.Path.empty() ? "standar
 
 }  // namespace
 
-OutputSet::OutputSet(const OutputPlan& plan) {
+OutputSet::OutputSet(const OutputPlan& plan, const Description& description) {
   for (const Output& output : plan.Outputs) Members.push_back({output, MakeWriter(output, plan)});
+  Describe(description);
+}
+
+void OutputSet::Describe(const Description& description) {
+  for (Member& member : Members)
+    if (!member.Ended) member.Writer->Describe(description);
 }
 
 bool OutputSet::Take(const RecordView& record) {
@@ -81,13 +89,13 @@ void OutputSet::EndIfFailed(Member& member) {
                         AnyLeft() ? "; the other outputs go on" : ""));
 }
 
-void OutputSet::Finish(const LostItems& lost, const LibraryExport& capture) {
+void OutputSet::Finish(const Description& description, const LibraryExport& capture) {
+  Describe(description);
   for (Member& member : Members)
-    if (!member.Ended) Complete(member, lost, capture);
+    if (!member.Ended) Complete(member, capture);
 }
 
-void OutputSet::Complete(Member& member, const LostItems& lost, const LibraryExport& capture) {
-  member.Writer->SetLost(lost);
+void OutputSet::Complete(Member& member, const LibraryExport& capture) {
   try {
     if (capture) member.Writer->Export(capture);
   } catch (const Failure& failure) {

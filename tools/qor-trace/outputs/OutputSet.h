@@ -15,8 +15,12 @@ namespace client {
 class OutputSet : public RecordSink {
  public:
   /// Makes the files.
+  /// @param description  what is known of the recording before its first entry
   /// Failure: Failure when a file can't be made.
-  explicit OutputSet(const OutputPlan& plan);
+  explicit OutputSet(const OutputPlan& plan, const Description& description = {});
+
+  /// Tells the outputs what is known of the recording by now: see StreamOutput.
+  void Describe(const Description& description);
 
   /// Says what failed. False when all outputs have ended, or when the reader of standard output has gone.
   [[nodiscard]] bool Take(const RecordView& record) override;
@@ -25,9 +29,9 @@ class OutputSet : public RecordSink {
   /// From now on, files that exist under the outputs' names are kept: see StreamOutput.
   void KeepExisting();
   /// Completes the outputs that have not ended, each whatever becomes of the others; says and notes what fails.
-  /// @param lost     items that each channel lost before they came into the trace
-  /// @param capture  writes the library's own capture; none where there is no recording
-  void Finish(const LostItems& lost, const LibraryExport& capture = nullptr);
+  /// @param description  all that is known
+  /// @param capture      writes the library's own capture; none where there is no recording
+  void Finish(const Description& description, const LibraryExport& capture = nullptr);
 
   /// Says a sentence as an error and keeps it; nothing for an empty one.
   void NoteError(const std::string& sentence);
@@ -52,7 +56,7 @@ class OutputSet : public RecordSink {
 
   [[nodiscard]] bool AnyLeft() const;
   void EndIfFailed(Member& member);
-  void Complete(Member& member, const LostItems& lost, const LibraryExport& capture);
+  void Complete(Member& member, const LibraryExport& capture);
 
   std::vector<Member> Members;
   unsigned long Entries = 0;     // so far, the one being taken included

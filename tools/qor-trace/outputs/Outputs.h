@@ -43,10 +43,8 @@ struct CaptureOptions {
 
 /// What measurement files (.mf4) are like.
 struct MdfOptions {
-  std::optional<unsigned long> Split = std::nullopt;       // size limit of one file, bytes
-  std::optional<unsigned long> FirstTime = std::nullopt;   // of the first entry, ns since 1970; else when it comes
-  std::optional<unsigned long> FirstEntry = std::nullopt;  // that entry's own time, where others may come first; ns
-  bool AsExported = false;                                 // the library's own bytes
+  std::optional<unsigned long> Split = std::nullopt;  // size limit of one file, bytes
+  bool AsExported = false;                            // the library's own bytes
 };
 
 /// What a command has to write.

@@ -1,11 +1,14 @@
 #include "outputs/PcapngWriter.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
-#include <tuple>
 
 #include "system/Descriptor.h"
+#include "system/Printable.h"
+#include "system/Units.h"
 
 namespace client {
 
@@ -28,12 +31,25 @@ constexpr unsigned int kByteOrderMagic = 0x1A2B3C4D;
 constexpr unsigned long kUnknownLength = ~0ul;
 
 constexpr unsigned short kEndOfOptions = 0;
-constexpr unsigned short kUserAppl = 4;        // shb_userappl
-constexpr unsigned short kInterfaceName = 2;   // if_name
-constexpr unsigned short kTimeResolution = 9;  // if_tsresol
-constexpr unsigned short kPacketFlags = 2;     // epb_flags
-constexpr unsigned short kReceived = 4;        // isb_ifrecv
-constexpr unsigned short kDropped = 5;         // isb_ifdrop
+constexpr unsigned short kComment = 1;             // opt_comment
+constexpr unsigned short kSectionHardware = 2;     // shb_hardware
+constexpr unsigned short kSectionSystem = 3;       // shb_os
+constexpr unsigned short kUserAppl = 4;            // shb_userappl
+constexpr unsigned short kInterfaceName = 2;       // if_name
+constexpr unsigned short kInterfaceText = 3;       // if_description
+constexpr unsigned short kSpeed = 8;               // if_speed, bit/s
+constexpr unsigned short kTimeResolution = 9;      // if_tsresol
+constexpr unsigned short kFilter = 11;             // if_filter
+constexpr unsigned short kInterfaceHardware = 15;  // if_hardware
+constexpr unsigned short kPacketFlags = 2;         // epb_flags
+constexpr unsigned short kDropCount = 4;           // epb_dropcount
+constexpr unsigned short kStartTime = 2;           // isb_starttime
+constexpr unsigned short kEndTime = 3;             // isb_endtime
+constexpr unsigned short kReceived = 4;            // isb_ifrecv
+constexpr unsigned short kDropped = 5;             // isb_ifdrop
+
+constexpr char kFilterIsText = 0;
+constexpr size_t kLongestText = 1000;  // bytes of an option
 
 constexpr unsigned char kNanoseconds = 9;
 constexpr unsigned int kInbound = 1;
@@ -44,7 +60,17 @@ constexpr size_t Padded(size_t size) { return (size + 3) & ~size_t{3}; }
 
 constexpr size_t kBlockFrame = 12;  // type and length in front, length at the end
 constexpr size_t kOptionHead = 4;
+constexpr size_t kTextOption = kOptionHead + kLongestText;  // at most
+constexpr size_t kDropOptions = kOptionHead + 8 + kTextOption;
 constexpr size_t kPacketBlock = kBlockFrame + 20 + (kOptionHead + 4) + kOptionHead;  // without the packet
+
+/// As much of a UTF-8 text as an option takes.
+std::string Shortened(std::string text) {
+  if (text.size() <= kLongestText) return text;
+  size_t end = kLongestText;
+  while (end > 0 && (static_cast<unsigned char>(text[end]) & 0xC0) == 0x80) --end;  // inside of a character
+  return text.substr(0, end);
+}
 
 /// Composes one block at a place with room for it. Numbers are stored low byte first.
 class BlockComposer {
@@ -85,6 +111,13 @@ class BlockComposer {
   BlockComposer& Option(unsigned short code, const std::string& text) {
     return Number(code).Number(static_cast<unsigned short>(text.size())).Bytes(text.data(), text.size()).Pad();
   }
+  /// Text from elsewhere as UTF-8, cut if it is too long; nothing for an empty one.
+  BlockComposer& TextIfAny(unsigned short code, const std::string& text) {
+    return text.empty() ? *this : Option(code, Shortened(Printable(text, "\n")));
+  }
+  BlockComposer& TimeOption(unsigned short code, unsigned long time) {
+    return Number(code).Number(static_cast<unsigned short>(sizeof time)).Time(time);
+  }
 
   /// Ends options and block; returns the block's size.
   size_t Close() {
@@ -101,6 +134,32 @@ class BlockComposer {
   unsigned char* End;
 };
 
+/// "recorded by qor-trace 2.0.0 on bench-7", after the title if there is one.
+std::string SectionComment(const Description& description) {
+  std::string text = description.Title;
+  if (description.Tool.empty()) return text;
+  text += fmt::format("{}recorded by {}", text.empty() ? "" : "\n", description.Tool);
+  return description.Host.empty() ? text : text + " on " + description.Host;
+}
+
+const char* TextOf(LossCause cause) {
+  switch (cause) {
+    case LossCause::CaptureBufferFull:
+      return "found the capture buffer full";
+    case LossCause::OverrunMark:
+      return "are missing after an overrun mark";
+    case LossCause::MemoryLimit:
+      return "were dropped for newer ones";
+    case LossCause::DiskFull:
+      return "found the disk full";
+    case LossCause::Reordering:
+      return "came too late";
+    case LossCause::InterfaceGone:
+      return "are missing as the interface was gone";
+  }
+  return "";
+}
+
 unsigned int NumberAt(const unsigned char* place) {
   return place[0] | static_cast<unsigned int>(place[1]) << 8 | static_cast<unsigned int>(place[2]) << 16 |
          static_cast<unsigned int>(place[3]) << 24;
@@ -111,8 +170,29 @@ unsigned int NumberAt(const unsigned char* place) {
 size_t DescriptorSink::Write(const unsigned char* bytes, size_t size) { return WriteAll(File, bytes, size); }
 
 PcapngWriter::PcapngWriter(ByteSink& sink, const PcapngOptions& options)
-    : Sink(sink), EthernetOnly(options.EthernetOnly), Latest(Interfaces.end()), Buffer(new unsigned char[kCapacity]) {
-  WriteSectionHeader(options.Application.substr(0, 1000));
+    : Sink(sink),
+      Application(options.Application),
+      EthernetOnly(options.EthernetOnly),
+      Latest(Interfaces.end()),
+      Buffer(new unsigned char[kCapacity]) {}
+
+void PcapngWriter::Describe(const Description& description) {
+  Described = description;
+  Times = TimesOf(description);
+  for (auto& [key, interface] : Interfaces) NoteLosses(key, interface);
+}
+
+/// Composes what stands in front of the first packet.
+bool PcapngWriter::Begin() {
+  if (Begun) return true;
+  Begun = true;
+  if (!WriteSectionHeader()) return false;
+  for (const ChannelDescription& channel : Described.Channels) {
+    const auto bus = channel.BusType ? CaptureBusOf(*channel.BusType) : std::nullopt;
+    if (!bus || (EthernetOnly && *channel.BusType != BusType_Ethernet)) continue;
+    AddInterface({channel.Number, *channel.BusType}, *bus);
+  }
+  return FailedWith == 0;
 }
 
 bool PcapngWriter::Take(const RecordView& record) {
@@ -120,16 +200,16 @@ bool PcapngWriter::Take(const RecordView& record) {
     errno = FailedWith;
     return false;
   }
+  if (!Begin()) return false;
   const auto bus = CaptureBusOf(record.Bus());
   if (EthernetOnly && bus && record.Bus() != BusType_Ethernet) {
     ++OtherBuses;
     return true;
   }
-  unsigned int interface = 0;
+  Interface* interface = nullptr;
   if (bus) {
-    Interface& of = InterfaceOf(record, *bus);
-    ++of.Entries;
-    interface = of.Number;
+    interface = &InterfaceOf(record, *bus);
+    ++interface->Entries;
     LatestTime = std::max(LatestTime, record.Timestamp());
   }
   Packet packet;
@@ -137,87 +217,153 @@ bool PcapngWriter::Take(const RecordView& record) {
     LeftOutEntries.Count(*omission);
     return FailedWith == 0;
   }
-  if (!WritePacket(interface, record.Timestamp(), packet)) return false;
+  const unsigned long time = record.Timestamp();
+  const DropNote drops = time > interface->NextDrop ? TakeDrops(*interface, time) : DropNote();
+  if (!WritePacket(interface->Number, Times.UtcOf(time), packet, drops)) return false;
   if (!packet.AlsoOnChannelB) return true;
   MoveToChannelB(packet);
-  return WritePacket(interface, record.Timestamp(), packet);
+  return WritePacket(interface->Number, Times.UtcOf(time), packet, {});
 }
 
 /// The interface of an entry's channel, which is described first if the file doesn't know it.
 PcapngWriter::Interface& PcapngWriter::InterfaceOf(const RecordView& record, const CaptureBus& bus) {
   const InterfaceKey key(record.ChannelId(), record.Bus());
   if (Latest != Interfaces.end() && Latest->first == key) return Latest->second;
-  bool isNew = false;
+  Latest = Interfaces.find(key);
+  return Latest != Interfaces.end() ? Latest->second : AddInterface(key, bus);
+}
+
+PcapngWriter::Interface& PcapngWriter::AddInterface(const InterfaceKey& key, const CaptureBus& bus) {
   const auto number = static_cast<unsigned int>(Interfaces.size());
-  std::tie(Latest, isNew) = Interfaces.try_emplace(key, Interface{number, 0});
-  if (isNew) WriteInterface(std::string(bus.Name) + "-" + std::to_string(key.first), bus.Link);
+  Latest = Interfaces.try_emplace(key, Interface{.Number = number}).first;
+  WriteInterface(key, bus);
+  NoteLosses(key, Latest->second);
   return Latest->second;
 }
 
-bool PcapngWriter::WriteSectionHeader(const std::string& application) {
-  if (!Reserve(kBlockFrame + 16 + kOptionHead + Padded(application.size()) + kOptionHead)) return false;
+bool PcapngWriter::WriteSectionHeader() {
+  if (!Reserve(kBlockFrame + 16 + 4 * kTextOption + kOptionHead)) return false;
   Used += BlockComposer(Buffer.get() + Used, kSectionHeader)
               .Number(kByteOrderMagic)
               .Number(static_cast<unsigned short>(1))
               .Number(static_cast<unsigned short>(0))
               .Number(kUnknownLength)
-              .Option(kUserAppl, application)
+              .TextIfAny(kComment, SectionComment(Described))
+              .TextIfAny(kSectionHardware, Described.Machine)
+              .TextIfAny(kSectionSystem, Described.System)
+              .TextIfAny(kUserAppl, Application)
               .Close();
   return true;
 }
 
-bool PcapngWriter::WriteInterface(const std::string& name, LinkType link) {
-  if (!Reserve(kBlockFrame + 8 + kOptionHead + Padded(name.size()) + (kOptionHead + 4) + kOptionHead)) return false;
-  Used += BlockComposer(Buffer.get() + Used, kInterfaceDescription)
-              .Number(static_cast<unsigned short>(link))
-              .Number(static_cast<unsigned short>(0))
-              .Number(0u)
-              .Option(kInterfaceName, name)
-              .Option(kTimeResolution, kNanoseconds)
-              .Close();
+bool PcapngWriter::WriteInterface(const InterfaceKey& key, const CaptureBus& bus) {
+  if (!Reserve(kBlockFrame + 8 + 4 * kTextOption + (kOptionHead + 8) + (kOptionHead + 4) + kOptionHead)) return false;
+  const ChannelDescription* const known = FindChannel(Described, key.first);
+  const ChannelDescription channel = known != nullptr ? *known : ChannelDescription();
+  BlockComposer block(Buffer.get() + Used, kInterfaceDescription);
+  block.Number(static_cast<unsigned short>(bus.Link))
+      .Number(static_cast<unsigned short>(0))
+      .Number(0u)
+      .Option(kInterfaceName, fmt::format("{}-{}", bus.Name, key.first))
+      .TextIfAny(kInterfaceText, channel.Source);
+  if (channel.BitRate != 0) block.Option(kSpeed, channel.BitRate);
+  block.Option(kTimeResolution, kNanoseconds);
+  if (!channel.Filter.empty()) block.Option(kFilter, kFilterIsText + Shortened(Printable(channel.Filter)));
+  Used += block.TextIfAny(kInterfaceHardware, channel.Hardware).Close();
   return true;
 }
 
-bool PcapngWriter::WritePacket(unsigned int interface, unsigned long time, const Packet& packet) {
+bool PcapngWriter::WritePacket(unsigned int interface, unsigned long time, const Packet& packet,
+                               const DropNote& drops) {
   const size_t captured = packet.HeadSize + packet.Data.size();
-  if (!Reserve(kPacketBlock + Padded(captured))) return false;
-  Used += BlockComposer(Buffer.get() + Used, kEnhancedPacket)
-              .Number(interface)
-              .Time(time)
-              .Number(static_cast<unsigned int>(captured))
-              .Number(static_cast<unsigned int>(packet.OriginalSize))
-              .Bytes(packet.Head.data(), packet.HeadSize)
-              .Bytes(packet.Data.data(), packet.Data.size())
-              .Pad()
-              .Option(kPacketFlags, (packet.Outbound ? kOutbound : kInbound) | (packet.CrcError ? kCrcError : 0))
-              .Close();
+  if (!Reserve(kPacketBlock + Padded(captured) + (drops.Comment.empty() ? 0 : kDropOptions))) return false;
+  BlockComposer block(Buffer.get() + Used, kEnhancedPacket);
+  block.Number(interface)
+      .Time(time)
+      .Number(static_cast<unsigned int>(captured))
+      .Number(static_cast<unsigned int>(packet.OriginalSize))
+      .Bytes(packet.Head.data(), packet.HeadSize)
+      .Bytes(packet.Data.data(), packet.Data.size())
+      .Pad()
+      .Option(kPacketFlags, (packet.Outbound ? kOutbound : kInbound) | (packet.CrcError ? kCrcError : 0));
+  if (drops.Count != 0) block.Option(kDropCount, drops.Count);
+  Used += block.TextIfAny(kComment, drops.Comment).Close();
   ++PacketCount;
   ++BufferedPackets;
   return true;
 }
 
-bool PcapngWriter::WriteStatistics(const InterfaceKey& key, const Interface& interface) {
-  if (!Reserve(kBlockFrame + 12 + 2 * (kOptionHead + 8) + kOptionHead)) return false;
-  const auto lost = Lost.find(key.first);
-  Used += BlockComposer(Buffer.get() + Used, kInterfaceStatistics)
-              .Number(interface.Number)
-              .Time(LatestTime)
-              .Option(kReceived, interface.Entries)
-              .Option(kDropped, lost == Lost.end() ? 0ul : lost->second)
-              .Close();
+/// Takes over what the description says of the losses of an interface's channel; what was told of them stays told.
+void PcapngWriter::NoteLosses(const InterfaceKey& key, Interface& interface) {
+  for (const Loss& loss : Described.Losses) {
+    if (loss.Channel != key.first) continue;
+    const auto same = [&](const Drop& drop) { return drop.What.Cause == loss.Cause && drop.What.First == loss.First; };
+    const auto known = std::find_if(interface.Drops.begin(), interface.Drops.end(), same);
+    if (known == interface.Drops.end())
+      interface.Drops.push_back({loss});
+    else
+      known->What = loss;
+  }
+  FindNextDrop(interface);
+}
+
+void PcapngWriter::FindNextDrop(Interface& interface) {
+  interface.NextDrop = ~0ul;
+  for (const Drop& drop : interface.Drops)
+    if (!drop.Named || drop.What.Count.value_or(0) > drop.Told)
+      interface.NextDrop = std::min(interface.NextDrop, drop.What.Last);
+}
+
+/// The losses that lie before a packet and that no packet has told.
+PcapngWriter::DropNote PcapngWriter::TakeDrops(Interface& interface, unsigned long time) const {
+  DropNote note;
+  for (Drop& drop : interface.Drops) {
+    const unsigned long count = drop.What.Count.value_or(0) - drop.Told;
+    if (drop.What.Last >= time || (drop.Named && count == 0)) continue;
+    note.Count += count;
+    note.Comment +=
+        fmt::format("{}LOST: {} {}, {} to {}", note.Comment.empty() ? "" : "\n",
+                    drop.What.Count ? FormatCount(count, "item", "items") : "items", TextOf(drop.What.Cause),
+                    FormatUtc(Times.UtcOf(drop.What.First)), FormatUtc(Times.UtcOf(drop.What.Last)));
+    drop.Told += count;
+    drop.Named = true;
+  }
+  FindNextDrop(interface);
+  return note;
+}
+
+/// Of a channel whose losses aren't all counted it isn't said how much is missing.
+bool PcapngWriter::WriteStatistics(const Interface& interface) {
+  if (!Reserve(kBlockFrame + 12 + 4 * (kOptionHead + 8) + kOptionHead)) return false;
+  const unsigned long end = Times.UtcOf(std::max(LatestTime, Times.Start));
+  unsigned long lost = 0;
+  bool allCounted = true;
+  for (const Drop& drop : interface.Drops) {
+    lost += drop.What.Count.value_or(0);
+    allCounted = allCounted && drop.What.Count;
+  }
+  BlockComposer block(Buffer.get() + Used, kInterfaceStatistics);
+  block.Number(interface.Number).Time(end);
+  if (Times.IsKnown()) block.TimeOption(kStartTime, *Times.Utc).TimeOption(kEndTime, end);
+  block.Option(kReceived, interface.Entries);
+  if (allCounted) block.Option(kDropped, lost);
+  Used += block.Close();
   return true;
 }
 
 bool PcapngWriter::Finish() {
+  if (!Begin()) return false;
   for (const auto& [key, interface] : Interfaces)
-    if (!WriteStatistics(key, interface)) return false;
+    if (!WriteStatistics(interface)) return false;
   return Flush();
 }
 
 /// Makes room for a block.
-bool PcapngWriter::Reserve(size_t size) { return (FailedWith == 0 && kCapacity - Used >= size) || Flush(); }
+bool PcapngWriter::Reserve(size_t size) { return (FailedWith == 0 && kCapacity - Used >= size) || WriteOut(); }
 
-bool PcapngWriter::Flush() {
+bool PcapngWriter::Flush() { return Begin() && WriteOut(); }
+
+bool PcapngWriter::WriteOut() {
   if (FailedWith != 0) {
     errno = FailedWith;
     return false;

@@ -6,10 +6,12 @@
 #include <memory>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "outputs/Omissions.h"
 #include "outputs/PcapngPackets.h"
 #include "record/RecordView.h"
+#include "stream/Description.h"
 
 namespace client {
 
@@ -36,9 +38,14 @@ struct PcapngOptions {
   bool EthernetOnly = false;              // for readers that refuse several link types: other buses are left out
 };
 
-/// Writes entries as they come to one little-endian section of unknown length: an interface for each channel from its
-/// first entry on ("CAN-1", "LIN-2", "FR-3", "ETH-4", times in ns), a packet for each frame, and at the end each
-/// interface's counts.
+/// Writes entries as they come to one little-endian section of unknown length: an interface for each channel ("CAN-1",
+/// "LIN-2", "FR-3", "ETH-4"), a packet for each frame, and at the end each interface's counts. Channels that are
+/// described come first, in the order of their numbers; others follow with their first entries.
+///
+/// Times are ns since 1970. Where it isn't known when the recording was made, they are those of the entries.
+///
+/// The first packet of a channel after a loss has the number of items that are missing there, and says why. Counts are told
+/// once only by interface, at the end: readers show no others.
 ///
 /// CAN error frames and LIN wake-ups are packets as well. A FlexRay frame of both channels becomes two packets. A frame
 /// that announces more bytes than its record holds is a packet that was captured only in part. Entries that are no
@@ -49,21 +56,20 @@ struct PcapngOptions {
 /// Threads: one. Memory: 256 KiB, and some bytes for each channel.
 class PcapngWriter {
  public:
-  /// Composes the section header; nothing is written yet.
   /// @param sink  must outlive this object
   explicit PcapngWriter(ByteSink& sink, const PcapngOptions& options = {});
   PcapngWriter(const PcapngWriter&) = delete;
   PcapngWriter& operator=(const PcapngWriter&) = delete;
+
+  /// What is known of the recording. Its tool, host and channels are written as they are when something is written for the first
+  /// time, its times hold from the first entry on; losses that are new are told with the next packets.
+  void Describe(const Description& description);
 
   /// Takes one entry. False, with errno, after a failed write.
   bool Take(const RecordView& record);
 
   /// Writes what is composed, so that a reader of a pipe sees it. False, with errno, as for Take.
   bool Flush();
-
-  /// Items of a channel that were lost before they came into the trace; for Finish. A channel without entries has no
-  /// interface and shows none.
-  void SetLost(unsigned int channel, unsigned long items) { Lost[channel] = items; }
 
   /// Writes the counts of all interfaces and what is left. Once. False, with errno, as for Take.
   bool Finish();
@@ -80,25 +86,47 @@ class PcapngWriter {
   [[nodiscard]] unsigned long LeftOut() const { return OtherBuses; }
 
  private:
+  /// A loss, and how much of it packets have told.
+  struct Drop {
+    Loss What;
+    unsigned long Told = 0;
+    bool Named = false;
+  };
   struct Interface {
     unsigned int Number = 0;
     unsigned long Entries = 0;
+    std::vector<Drop> Drops = {};
+    unsigned long NextDrop = ~0ul;  // ns: packets after it tell one
+  };
+  /// What a packet tells of losses before it.
+  struct DropNote {
+    unsigned long Count = 0;
+    std::string Comment = {};
   };
   using InterfaceKey = std::pair<unsigned int, unsigned char>;  // channel, bus
 
-  [[nodiscard]] Interface& InterfaceOf(const RecordView& record, const CaptureBus& bus);
-  bool WriteSectionHeader(const std::string& application);
-  bool WriteInterface(const std::string& name, LinkType link);
-  [[nodiscard]] bool WritePacket(unsigned int interface, unsigned long time, const Packet& packet);
-  [[nodiscard]] bool WriteStatistics(const InterfaceKey& key, const Interface& interface);
-  [[nodiscard]] bool Reserve(size_t size);
+  Interface& InterfaceOf(const RecordView& record, const CaptureBus& bus);
+  Interface& AddInterface(const InterfaceKey& key, const CaptureBus& bus);
+  bool Begin();
+  bool WriteSectionHeader();
+  bool WriteInterface(const InterfaceKey& key, const CaptureBus& bus);
+  bool WritePacket(unsigned int interface, unsigned long time, const Packet& packet, const DropNote& drops);
+  bool WriteStatistics(const Interface& interface);
+  void NoteLosses(const InterfaceKey& key, Interface& interface);
+  static void FindNextDrop(Interface& interface);
+  DropNote TakeDrops(Interface& interface, unsigned long time) const;
+  bool Reserve(size_t size);
+  bool WriteOut();
   void KeepWholeBlocks(size_t limit);
 
   ByteSink& Sink;
+  const std::string Application;
   const bool EthernetOnly;
+  Description Described;
+  TimeBase Times;
+  bool Begun = false;  // section header and described interfaces are composed
   std::map<InterfaceKey, Interface> Interfaces;
   std::map<InterfaceKey, Interface>::iterator Latest;  // of the entry before; end() at first
-  std::map<unsigned int, unsigned long> Lost;          // items by channel
   Omissions LeftOutEntries{kPcapngOmissions};
   unsigned long OtherBuses = 0;
   unsigned long LatestTime = 0;  // ns; the greatest so far

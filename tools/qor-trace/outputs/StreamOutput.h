@@ -2,10 +2,10 @@
 #pragma once
 
 #include <functional>
-#include <map>
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 
+#include "stream/Description.h"
 #include "stream/RecordSink.h"
 
 namespace client {
@@ -14,14 +14,13 @@ namespace client {
 /// Failure: Failure when that fails.
 using LibraryExport = std::function<void(const std::string& path)>;
 
-/// Number of items by channel.
-using LostItems = std::map<unsigned int, unsigned long>;
-
 /// An output: takes entries as they come, or is written by the library at the end.
 class StreamOutput : public RecordSink {
  public:
-  /// Items that each channel lost before they came into the trace; before Finish.
-  virtual void SetLost(const LostItems& /*itemsByChannel*/) {}
+  /// What is known of the recording: once before anything else, again before the first entry, when its times are known,
+  /// after each loss, and before Finish.
+  /// Failure: Failure, the first time only, when a file can't be made.
+  virtual void Describe(const Description& /*description*/) {}
   /// Has the library write what only it can write; before Finish.
   /// Failure: Failure when that fails.
   virtual void Export(const LibraryExport& /*capture*/) {}

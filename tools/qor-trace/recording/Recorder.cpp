@@ -8,6 +8,7 @@
 #include "recording/Reports.h"
 #include "system/DiskSpace.h"
 #include "system/Failure.h"
+#include "system/Host.h"
 #include "system/Units.h"
 
 namespace client {
@@ -23,12 +24,36 @@ constexpr unsigned long kFastestSwap = 8ul << 20;  // bytes that come between tw
 constexpr unsigned long kTypicalRecord = 128;      // bytes, before there are any
 constexpr unsigned long kLargestInMemory = 512ul << 20;  // bytes of a trace that can't be swapped
 constexpr unsigned int kNoMemoryLimit = 0xFFFFFFFF;
+constexpr size_t kMostLosses = 1000;  // that are placed one by one; later ones are part of their channel's last
 
 /// 0 when one of them goes as fast as it can: then wall time says nothing about trace time.
 double SlowestOf(const std::vector<Source>& sources) {
   double slowest = sources.empty() ? 0 : sources.front().Speed;
   for (const Source& source : sources) slowest = std::min(slowest, source.Speed);
   return slowest;
+}
+
+/// 0 when one of them goes as fast as it can.
+double FastestOf(const std::vector<Source>& sources) {
+  double fastest = 0;
+  for (const Source& source : sources) {
+    if (source.Speed <= 0) return 0;
+    fastest = std::max(fastest, source.Speed);
+  }
+  return fastest;
+}
+
+unsigned long Nanoseconds(std::chrono::nanoseconds time) { return static_cast<unsigned long>(time.count()); }
+
+/// What is known of a recording before it begins.
+Description NewDescription() {
+  Description description;
+  description.Id = MakeId();
+  description.Tool = ToolName();
+  description.Host = HostName();
+  description.System = SystemName();
+  description.Machine = MachineName();
+  return description;
 }
 
 }  // namespace
@@ -54,14 +79,20 @@ const char* Word(End end) {
 Recorder::Recorder(const RecordingOptions& options, const std::vector<Source>& sources, Signals& signals)
     : Options(options),
       StopSignals(signals),
+      Known(NewDescription()),
       Swap(options.SwapParent),
       Progress(options.Progress),
-      SlowestSpeed(SlowestOf(sources)) {
+      SlowestSpeed(SlowestOf(sources)),
+      FastestSpeed(FastestOf(sources)) {
   LeaveAtOnce(Swap, StopSignals);
   for (const Source& source : sources) {
     Ports.emplace_back(source);
     NoteUnread(source, Ports.back());
     RecordedChannels.push_back({TraceMonitor.AddChannel(Ports.back()), source.Shown});
+    ChannelDescription channel = Ports.back().Describe();
+    channel.Number = RecordedChannels.back().Number;
+    channel.Source = source.Shown;
+    Known.Channels.push_back(std::move(channel));
   }
 }
 
@@ -75,22 +106,28 @@ void Recorder::NoteUnread(const Source& source, const Port& port) {
   UnreadOfFiles.push_back(std::move(lines));
 }
 
-End Recorder::Run(RecordSink& sink, const Complaint& complain) {
+End Recorder::Run(RecordSink& sink, const Complaint& complain, const News& tell) {
+  Tell = tell;
   Complain = [&](const std::string& sentence) {
     Progress.Clear();
     complain(sentence);
   };
-  Started = RateSince = std::chrono::steady_clock::now();
   ChooseMemoryLimit();
   Drained.emplace(TraceMonitor.Handle(), kDrainBuffer);
+  Started = RateSince = LastEmpty = std::chrono::steady_clock::now();
+  Arrival.Started = Nanoseconds(std::chrono::system_clock::now().time_since_epoch());
   TraceMonitor.Start(0);
+  Arrival.StartTook = Nanoseconds(std::chrono::steady_clock::now() - Started);
   std::optional<End> end;
   while (!(end = Step(sink))) ShowProgress();
   Progress.Clear();
   StopMonitor();
-  CountLost();
   if (*end != End::SinkClosed) DrainRest(sink);
+  LookForLosses();
+  // Without entries any clock fits.
+  if (!ClockIsKnown) Known.Anchor = ClockAnchor{0, Arrival.Started, Arrival.StartTook, AnchorOrigin::RecordingStart};
   if (Broken) return End::RecordingFailed;
+  Known.Complete = true;
   return SinkIsClosed ? End::SinkClosed : *end;
 }
 
@@ -115,6 +152,7 @@ std::optional<End> Recorder::CheckDisks(RecordSink& sink) {
   const auto now = std::chrono::steady_clock::now();
   if (now - DisksChecked < kDiskCheckInterval) return std::nullopt;
   DisksChecked = now;
+  LookForLosses();
   for (const std::string& folder : Options.OutputFolders) {
     const unsigned long free = FreeSpace(folder);
     if (free >= Options.MinFree) continue;
@@ -174,27 +212,73 @@ void Recorder::EmptyTrace(RecordSink& sink) {
 /// @return true if there may be more to pull right now
 bool Recorder::Drain(RecordSink& sink) {
   const unsigned int before = Drained->Delivered();
-  const auto take = [&](const RecordView& record) {
-    // Entries that were read while a failure was reported may be addressed wrongly.
-    if (Reports::RecordingFailed()) return false;
-    if (!sink.Take(record)) {
-      SinkIsClosed = true;
-      return false;
-    }
-    NoteEntry(record);
+  if (ClockIsKnown)
+    Pull([&](const RecordView& record) { return HandOn(sink, record); });
+  else
+    DrainFirst(sink);
+  return Drained->Delivered() - before >= kDrainBuffer / TraceDrain::kLargestRecord;
+}
+
+/// The first entries are held until all of them are there: together they say what their clock is.
+void Recorder::DrainFirst(RecordSink& sink) {
+  std::vector<unsigned char> records;
+  const auto before = std::chrono::steady_clock::now();
+  Pull([&](const RecordView& record) {
+    records.insert(records.end(), record.Bytes().begin(), record.Bytes().end());
+    Arrival.First = std::min(Arrival.First, record.Timestamp());
+    Arrival.Last = std::max(Arrival.Last, record.Timestamp());
     return true;
-  };
+  });
+  if (records.empty()) {
+    LastEmpty = before;
+    return;
+  }
+  LearnClock();
+  for (size_t place = 0; place < records.size();) {
+    const unsigned int length = RecordView::LengthAt(records.data() + place);
+    if (!HandOn(sink, RecordView(records.data() + place, length))) return;
+    place += length;
+  }
+}
+
+/// Finds out what the clock of the entries is, once the first of them have come.
+void Recorder::LearnClock() {
+  ClockIsKnown = true;
+  Arrival.Drained = Nanoseconds(std::chrono::steady_clock::now() - Started);
+  const auto empty = LastEmpty - Started;
+  Arrival.Earliest = empty > kLongestWay ? Nanoseconds(empty - kLongestWay) : 0;
+  Arrival.Speed = FastestSpeed;
+  SetClock(Known, Arrival);
+  if (Options.FirstTime) SetFirstTime(Known, Arrival.First, Options.FirstTime);
+  Tell(Known);
+}
+
+bool Recorder::HandOn(RecordSink& sink, const RecordView& record) {
+  if (!sink.Take(record)) {
+    SinkIsClosed = true;
+    return false;
+  }
+  NoteEntry(record);
+  return true;
+}
+
+template <class Take>
+void Recorder::Pull(Take take) {
   const size_t mark = Reports::Mark();
-  const unsigned int status = Drained->Pull(take);
+  const unsigned int status = Drained->Pull([&](const RecordView& record) {
+    // Entries that were read while a failure was reported may be addressed wrongly.
+    return !Reports::RecordingFailed() && take(record);
+  });
   if (status != QOR_TRACE_STATUS_OK && !Reports::RecordingFailed())
     Reports::Check(status, fmt::format("Cannot read the trace from entry {} on", Entries), mark);
-  return Drained->Delivered() - before >= kDrainBuffer / TraceDrain::kLargestRecord;
 }
 
 void Recorder::NoteEntry(const RecordView& record) {
   const unsigned long time = record.Timestamp();
   FirstTime = std::min(FirstTime.value_or(time), time);
   LatestTime = std::max(LatestTime, time);
+  RecordedChannel* const channel = ChannelOf(record.ChannelId());
+  if (channel != nullptr) channel->Latest = std::max(channel->Latest, time);
   ++Entries;
   Bytes += record.Length();
   BytesInTrace += record.Length();
@@ -253,14 +337,45 @@ unsigned long Recorder::LostSoFar() const {
   return lost;
 }
 
-void Recorder::CountLost() {
-  for (size_t index = 0; index < Ports.size(); ++index) {
-    const Qor_Sim_Status_t status = Ports[index].Status();
-    RecordedChannel& channel = RecordedChannels[index];
-    channel.Lost = status.Lost;
-    channel.FirstLost = status.FirstLostTime;
-    channel.LastLost = status.LastLostTime;
+/// Null for a number that none of the sources has.
+RecordedChannel* Recorder::ChannelOf(unsigned int number) {
+  const size_t index = number - 1;  // as they were added
+  return index < RecordedChannels.size() && RecordedChannels[index].Number == number ? &RecordedChannels[index]
+                                                                                     : nullptr;
+}
+
+/// Places what the ports have lost since the last look.
+void Recorder::LookForLosses() {
+  bool any = false;
+  for (size_t index = 0; index < Ports.size(); ++index)
+    any = NoteLoss(RecordedChannels[index], Ports[index].Status()) || any;
+  if (any && ClockIsKnown) Tell(Known);
+}
+
+/// Losses of looks one after the other are one loss. Another one begins after the entries that had come by the last look,
+/// since the port drops what is newest.
+bool Recorder::NoteLoss(RecordedChannel& channel, const Qor_Sim_Status_t& status) {
+  const unsigned long cameBefore = std::exchange(channel.LatestThen, channel.Latest);
+  if (status.Lost == channel.Lost) {
+    channel.IsLosing = false;
+    return false;
   }
+  if (!channel.IsLosing || !channel.Current) {
+    const bool first = channel.Lost == 0;
+    const unsigned long begin = first ? status.FirstLostTime : std::max(channel.LastLost, cameBefore);
+    if (!channel.Current || Known.Losses.size() < kMostLosses) {
+      channel.Current = Known.Losses.size();
+      Known.Losses.push_back({channel.Number, LossCause::CaptureBufferFull, begin, begin, 0});
+    }
+  }
+  Loss& loss = Known.Losses[*channel.Current];
+  loss.Last = std::max(loss.Last, status.LastLostTime);
+  loss.Count = *loss.Count + (status.Lost - channel.Lost);
+  channel.IsLosing = true;
+  channel.Lost = status.Lost;
+  channel.FirstLost = status.FirstLostTime;
+  channel.LastLost = status.LastLostTime;
+  return true;
 }
 
 void Recorder::ShowProgress() {

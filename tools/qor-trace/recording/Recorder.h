@@ -7,6 +7,7 @@
 #include <string>
 #include <vector>
 
+#include "recording/FirstArrival.h"
 #include "recording/Sources.h"
 #include "recording/TraceDrain.h"
 #include "recording/TraceHandles.h"
@@ -22,10 +23,14 @@ struct RecordingOptions {
   std::vector<std::string> OutputFolders;  // whose disks are watched
   unsigned long MinFree = 0;               // bytes: the recording ends before one of them has less
   bool Progress = false;                   // also shown without a terminal
+  std::optional<unsigned long> FirstTime;  // when the first entry was, ns since 1970, in place of what is found out
 };
 
 /// Called with what goes wrong during a recording, or why it ends; one sentence each.
 using Complaint = std::function<void(const std::string& sentence)>;
+
+/// Called when more is known of a recording: before its first entry is handed on, and after each loss.
+using News = std::function<void(const Description& description)>;
 
 /// Why a recording came to its end.
 enum class End { SourcesEnded, DurationReached, Interrupted, SinkClosed, DiskFull, RecordingFailed };
@@ -38,8 +43,12 @@ struct RecordedChannel {
   unsigned int Number = 0;
   std::string Source;  // as typed
   unsigned long Lost = 0;
-  unsigned long FirstLost = 0;  // time of the first one, ns
-  unsigned long LastLost = 0;   // likewise
+  unsigned long FirstLost = 0;                        // time of the first one, ns
+  unsigned long LastLost = 0;                         // likewise
+  bool IsLosing = false;                              // the last look found a loss
+  std::optional<std::size_t> Current = std::nullopt;  // the latest loss, among those of the description
+  unsigned long Latest = 0;                           // greatest time of its entries, ns
+  unsigned long LatestThen = 0;                       // likewise, at the last look for losses
 };
 
 class Recorder {
@@ -60,7 +69,11 @@ class Recorder {
   /// left out: what the monitor still holds may repeat some.
   ///
   /// Failure: Failure when the monitor can't be started or read.
-  End Run(RecordSink& sink, const Complaint& complain);
+  End Run(
+      RecordSink& sink, const Complaint& complain, const News& tell = [](const Description&) {});
+
+  /// What is known of the recording.
+  const Description& Describe() const { return Known; }
 
   /// In the order of the sources. What they lost is known when Run has ended.
   [[nodiscard]] const std::vector<RecordedChannel>& Channels() const { return RecordedChannels; }
@@ -76,6 +89,11 @@ class Recorder {
   [[nodiscard]] unsigned long RoomForSwapping() const;
   void EmptyTrace(RecordSink& sink);
   bool Drain(RecordSink& sink);
+  void DrainFirst(RecordSink& sink);
+  void LearnClock();
+  bool HandOn(RecordSink& sink, const RecordView& record);
+  template <class Take>
+  void Pull(Take take);
   void NoteEntry(const RecordView& record);
   void DrainRest(RecordSink& sink);
   [[nodiscard]] bool DurationIsOver() const;
@@ -84,12 +102,17 @@ class Recorder {
   void NoteUnread(const Source& source, const Port& port);
   [[nodiscard]] bool AllFinished() const;
   [[nodiscard]] unsigned long LostSoFar() const;
-  void CountLost();
+  [[nodiscard]] RecordedChannel* ChannelOf(unsigned int number);
+  void LookForLosses();
+  [[nodiscard]] bool NoteLoss(RecordedChannel& channel, const Qor_Sim_Status_t& status);
   void ShowProgress();
 
   const RecordingOptions Options;
   Signals& StopSignals;
   Complaint Complain;
+  News Tell;
+  Description Known;
+  bool ClockIsKnown = false;
   SwapFolder Swap;  // before the monitor, whose files are in it
   std::vector<Port> Ports;
   std::vector<RecordedChannel> RecordedChannels;  // of the ports
@@ -103,7 +126,10 @@ class Recorder {
   unsigned long BytesInTrace = 0;          // of those since the trace was emptied last
   bool InMemoryOnly = false;               // nothing is swapped
   LiveLine Progress;
-  double SlowestSpeed = 0;  // trace seconds a second; 0 when a source goes as fast as it can
+  double SlowestSpeed = 0;                          // trace seconds a second; 0 when a source goes as fast as it can
+  double FastestSpeed = 0;                          // likewise
+  FirstArrival Arrival{.First = ~0ul};              // as far as it is known
+  std::chrono::steady_clock::time_point LastEmpty;  // the latest look at an empty trace
   std::chrono::steady_clock::time_point Started;
   std::chrono::steady_clock::time_point DisksChecked;
   std::chrono::steady_clock::time_point RateSince;

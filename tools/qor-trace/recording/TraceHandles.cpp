@@ -11,6 +11,26 @@
 
 namespace client {
 
+namespace {
+
+/// By the types of interfaces as the hardware library numbers them.
+std::optional<unsigned char> BusOfInterface(unsigned int type) {
+  switch (type) {
+    case 4:
+      return BusType_Can;
+    case 5:
+      return BusType_Lin;
+    case 9:
+      return BusType_FlexRay;
+    case 14:
+      return BusType_Ethernet;
+    default:
+      return std::nullopt;
+  }
+}
+
+}  // namespace
+
 Port::Port(const Source& source) {
   const unsigned int status = Qor_Sim_OpenPort(source.Text.c_str(), &PortHandle);
   if (status == 0) return;
@@ -29,6 +49,18 @@ Qor_Sim_Status_t Port::Status() const {
   Qor_Sim_Status_t status{};
   if (Qor_Sim_GetStatus(PortHandle, &status) != 0) status.Finished = 1;  // nothing will come from there
   return status;
+}
+
+ChannelDescription Port::Describe() const {
+  ChannelDescription channel;
+  Qor_Sim_Interface_t interface {};
+  if (Qor_Sim_GetInterface(PortHandle, &interface) != 0) return channel;
+  channel.BusType = BusOfInterface(interface.Type);
+  channel.Name = interface.Name;
+  channel.Hardware = interface.Hardware;
+  channel.BitRate = interface.BitRate;
+  channel.DataBitRate = interface.DataBitRate;
+  return channel;
 }
 
 UnreadLines Port::Unread() const {

@@ -8,6 +8,7 @@
 #include "qor_sim.h"
 #include "recording/Sources.h"
 #include "recording/SwapFolder.h"
+#include "stream/Description.h"
 #include "stream/RecordSink.h"
 #include "stream/UnreadLines.h"
 #include "system/Signals.h"
@@ -25,6 +26,8 @@ class Port {
 
   [[nodiscard]] unsigned int Handle() const { return PortHandle; }
   [[nodiscard]] Qor_Sim_Status_t Status() const;
+  /// What it is an interface to; without number and source.
+  [[nodiscard]] ChannelDescription Describe() const;
   /// Lines of its file that were left out, the first ten of them by number and reason; the file isn't named.
   [[nodiscard]] UnreadLines Unread() const;
 

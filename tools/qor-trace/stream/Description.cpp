@@ -28,6 +28,14 @@ const ChannelDescription* FindChannel(const Description& description, unsigned i
   return found == description.Channels.end() ? nullptr : &*found;
 }
 
+Description Renumbered(Description description, const ChannelNumbers& numbers) {
+  for (ChannelDescription& channel : description.Channels) channel.Number = numbers.Of(channel.Number);
+  std::sort(description.Channels.begin(), description.Channels.end(),
+            [](const auto& left, const auto& right) { return left.Number < right.Number; });
+  for (Loss& loss : description.Losses) loss.Channel = numbers.Of(loss.Channel);
+  return description;
+}
+
 const char* Word(LossCause cause) {
   switch (cause) {
     case LossCause::CaptureBufferFull:
@@ -53,9 +61,9 @@ std::string MakeId() {
                      digits(), digits(), digits(), digits());
 }
 
-unsigned long DigestOf(const unsigned char* bytes, std::size_t size) {
+unsigned long DigestOf(const unsigned char* bytes, size_t size) {
   unsigned long digest = 0xCBF29CE484222325;
-  for (std::size_t index = 0; index < size; ++index) digest = (digest ^ bytes[index]) * 0x100000001B3;
+  for (size_t index = 0; index < size; ++index) digest = (digest ^ bytes[index]) * 0x100000001B3;
   return std::max(digest, 1ul);
 }
 

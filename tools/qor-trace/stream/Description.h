@@ -6,6 +6,7 @@
 #include <string>
 #include <vector>
 
+#include "stream/ChannelNumbers.h"
 #include "stream/TimeBase.h"
 
 namespace client {
@@ -105,6 +106,9 @@ void SetFirstTime(Description& description, unsigned long firstTime, std::option
 /// Null for a channel that isn't described.
 const ChannelDescription* FindChannel(const Description& description, unsigned int number);
 
+/// The same recording, whose channels have other numbers.
+[[nodiscard]] Description Renumbered(Description description, const ChannelNumbers& numbers);
+
 /// "capture_buffer_full" and so on.
 const char* Word(LossCause cause);
 
@@ -112,6 +116,6 @@ const char* Word(LossCause cause);
 std::string MakeId();
 
 /// Of the bytes of a record: 64-bit FNV-1a, never 0.
-unsigned long DigestOf(const unsigned char* bytes, std::size_t size);
+unsigned long DigestOf(const unsigned char* bytes, size_t size);
 
 }  // namespace client

@@ -18,7 +18,7 @@ namespace {
 using nlohmann::json;
 using nlohmann::ordered_json;
 
-constexpr const char* Schema = "qor-trace-recording";
+constexpr const char* kSchema = "qor-trace-recording";
 
 // ---- Words of the schema --------------------------------------------------------------------------------------------
 
@@ -28,23 +28,23 @@ struct Name {
   const char* Text;
 };
 
-constexpr Name<ClockEpoch> Epochs[] = {
+constexpr Name<ClockEpoch> kEpochs[] = {
     {ClockEpoch::Unknown, "unknown"}, {ClockEpoch::Since1970, "1970"}, {ClockEpoch::Own, "own"}};
 
-constexpr Name<AnchorOrigin> Origins[] = {{AnchorOrigin::RecordingStart, "recording_start"},
-                                          {AnchorOrigin::FirstEntries, "first_entries"},
-                                          {AnchorOrigin::Clock, "clock"},
-                                          {AnchorOrigin::Given, "given"}};
+constexpr Name<AnchorOrigin> kOrigins[] = {{AnchorOrigin::RecordingStart, "recording_start"},
+                                           {AnchorOrigin::FirstEntries, "first_entries"},
+                                           {AnchorOrigin::Clock, "clock"},
+                                           {AnchorOrigin::Given, "given"}};
 
-constexpr Name<unsigned char> Buses[] = {
+constexpr Name<unsigned char> kBuses[] = {
     {BusType_Can, "CAN"}, {BusType_Lin, "LIN"}, {BusType_FlexRay, "FlexRay"}, {BusType_Ethernet, "Ethernet"}};
 
-const Name<LossCause> Causes[] = {{LossCause::CaptureBufferFull, Word(LossCause::CaptureBufferFull)},
-                                  {LossCause::OverrunMark, Word(LossCause::OverrunMark)},
-                                  {LossCause::MemoryLimit, Word(LossCause::MemoryLimit)},
-                                  {LossCause::DiskFull, Word(LossCause::DiskFull)},
-                                  {LossCause::Reordering, Word(LossCause::Reordering)},
-                                  {LossCause::InterfaceGone, Word(LossCause::InterfaceGone)}};
+const Name<LossCause> kCauses[] = {{LossCause::CaptureBufferFull, Word(LossCause::CaptureBufferFull)},
+                                   {LossCause::OverrunMark, Word(LossCause::OverrunMark)},
+                                   {LossCause::MemoryLimit, Word(LossCause::MemoryLimit)},
+                                   {LossCause::DiskFull, Word(LossCause::DiskFull)},
+                                   {LossCause::Reordering, Word(LossCause::Reordering)},
+                                   {LossCause::InterfaceGone, Word(LossCause::InterfaceGone)}};
 
 template <class Names, class Value>
 const char* TextOf(const Names& names, Value meaning) {
@@ -65,12 +65,12 @@ ordered_json JsonOf(const ClockAnchor& anchor) {
           {"utc_ns", anchor.Utc},
           {"utc", FormatUtc(anchor.Utc)},
           {"uncertainty_ns", OrNull(anchor.Uncertainty)},
-          {"origin", TextOf(Origins, anchor.Origin)}};
+          {"origin", TextOf(kOrigins, anchor.Origin)}};
 }
 
 ordered_json JsonOf(const ChannelDescription& channel) {
   return {{"number", channel.Number},
-          {"bus", channel.BusType ? ordered_json(TextOf(Buses, *channel.BusType)) : ordered_json()},
+          {"bus", channel.BusType ? ordered_json(TextOf(kBuses, *channel.BusType)) : ordered_json()},
           {"source", channel.Source},
           {"name", channel.Name},
           {"hardware", channel.Hardware},
@@ -81,7 +81,7 @@ ordered_json JsonOf(const ChannelDescription& channel) {
 
 ordered_json JsonOf(const Loss& loss) {
   return {{"channel", loss.Channel},
-          {"cause", TextOf(Causes, loss.Cause)},
+          {"cause", TextOf(kCauses, loss.Cause)},
           {"first_time_ns", loss.First},
           {"last_time_ns", loss.Last},
           {"count", OrNull(loss.Count)}};
@@ -116,7 +116,7 @@ class Field {
   template <class Read>
   void ForEach(Read read) const {
     if (!Value.is_array()) Refuse("an array");
-    for (std::size_t index = 0; index < Value.size(); ++index)
+    for (size_t index = 0; index < Value.size(); ++index)
       read(Field(Value[index], fmt::format("{}[{}]", Place, index)));
   }
 
@@ -181,7 +181,7 @@ ClockAnchor AnchorFrom(const Field& object) {
   Need(object, "entry_time_ns", Into(anchor.EntryTime));
   Need(object, "utc_ns", Into(anchor.Utc));
   object.IfGiven("uncertainty_ns", Into(anchor.Uncertainty));
-  object.IfGiven("origin", [&](const Field& field) { anchor.Origin = field.OneOf(Origins); });
+  object.IfGiven("origin", [&](const Field& field) { anchor.Origin = field.OneOf(kOrigins); });
   return anchor;
 }
 
@@ -190,7 +190,7 @@ unsigned int ChannelNumberFrom(const Field& number) { return static_cast<unsigne
 ChannelDescription ChannelFrom(const Field& object) {
   ChannelDescription channel;
   Need(object, "number", [&](const Field& field) { channel.Number = ChannelNumberFrom(field); });
-  object.IfGiven("bus", [&](const Field& field) { channel.BusType = field.OneOf(Buses); });
+  object.IfGiven("bus", [&](const Field& field) { channel.BusType = field.OneOf(kBuses); });
   object.IfGiven("source", Into(channel.Source));
   object.IfGiven("name", Into(channel.Name));
   object.IfGiven("hardware", Into(channel.Hardware));
@@ -213,7 +213,7 @@ std::vector<ChannelDescription> ChannelsFrom(const Field& object) {
 Loss LossFrom(const Field& object) {
   Loss loss;
   Need(object, "channel", [&](const Field& field) { loss.Channel = ChannelNumberFrom(field); });
-  Need(object, "cause", [&](const Field& field) { loss.Cause = field.OneOf(Causes); });
+  Need(object, "cause", [&](const Field& field) { loss.Cause = field.OneOf(kCauses); });
   Need(object, "first_time_ns", Into(loss.First));
   Need(object, "last_time_ns", [&](const Field& field) { loss.Last = field.Number(loss.First); });
   object.IfGiven("count", Into(loss.Count));
@@ -229,19 +229,19 @@ RecordsDescription RecordsFrom(const Field& object) {
 }
 
 void ReadClock(const Field& object, Description& description) {
-  object.IfGiven("epoch", [&](const Field& field) { description.Epoch = field.OneOf(Epochs); });
+  object.IfGiven("epoch", [&](const Field& field) { description.Epoch = field.OneOf(kEpochs); });
   object.IfGiven("start", [&](const Field& field) { description.Anchor = AnchorFrom(field); });
 }
 
 void CheckSchema(const json& value) {
   const auto schema = value.is_object() ? value.find("schema") : value.end();
-  if (schema == value.end() || *schema != Schema) throw Failure("is no description of a recording");
+  if (schema == value.end() || *schema != kSchema) throw Failure("is no description of a recording");
   const auto version = value.find("version");
   if (version == value.end() || !version->is_number_unsigned() || *version == 0)
     throw Failure("is a description without a version");
-  if (*version > DescriptionVersion)
+  if (*version > kDescriptionVersion)
     throw Failure(fmt::format("is a description of version {}, and this program reads version {}; use a newer one",
-                              version->dump(), DescriptionVersion));
+                              version->dump(), kDescriptionVersion));
 }
 
 }  // namespace
@@ -251,15 +251,15 @@ nlohmann::json AnchorJson(const std::optional<ClockAnchor>& anchor) {
 }
 
 std::string ToJson(const Description& description) {
-  const ordered_json clock = {{"epoch", TextOf(Epochs, description.Epoch)},
+  const ordered_json clock = {{"epoch", TextOf(kEpochs, description.Epoch)},
                               {"start", description.Anchor ? JsonOf(*description.Anchor) : ordered_json()}};
   const auto& records = description.Records;
   const ordered_json file = !records ? ordered_json()
                                      : ordered_json{{"count", records->Count},
                                                     {"bytes", records->Bytes},
                                                     {"first_record_fnv1a", records->FirstRecord}};
-  const ordered_json object = {{"schema", Schema},
-                               {"version", DescriptionVersion},
+  const ordered_json object = {{"schema", kSchema},
+                               {"version", kDescriptionVersion},
                                {"id", description.Id},
                                {"title", description.Title},
                                {"tool", description.Tool},

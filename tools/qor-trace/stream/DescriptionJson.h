@@ -11,7 +11,7 @@ namespace client {
 
 /// The version of the schema that is written, and the newest one that is read. A field that is added doesn't raise it; one
 /// that changes its meaning does.
-constexpr unsigned int DescriptionVersion = 1;
+constexpr unsigned int kDescriptionVersion = 1;
 
 /// In ASCII alone, closed by a newline; bytes that are no UTF-8 are replaced.
 std::string ToJson(const Description& description);

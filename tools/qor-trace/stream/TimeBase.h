@@ -7,11 +7,11 @@ namespace client {
 
 /// A clock of entries that shows more than this, 20 years, counts ns since 1970: no interface has been running for so
 /// long, and no recording is older than 1990.
-constexpr unsigned long WallClockFrom = 20ul * 365 * 86400 * 1000000000;
+constexpr unsigned long kWallClockFrom = 20ul * 365 * 86400 * 1000000000;
 
 /// Does a clock that shows this time count from 1970, rather than from its own start? The only place that decides it
 /// where the recording itself doesn't say.
-constexpr bool CountsSince1970(unsigned long time) { return time >= WallClockFrom; }
+constexpr bool CountsSince1970(unsigned long time) { return time >= kWallClockFrom; }
 
 /// One moment on both clocks, and with it every other one. All outputs of a recording share one, so their times agree.
 struct TimeBase {

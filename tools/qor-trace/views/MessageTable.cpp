@@ -32,20 +32,41 @@ void Append(std::vector<Item>& items, std::vector<Item> more) {
   items.insert(items.end(), std::make_move_iterator(more.begin()), std::make_move_iterator(more.end()));
 }
 
-TextTable EmptyTable(const BusRows& bus) {
+/// The heading of the times of the last entries.
+const char* HeadingOf(TimeFormat format) {
+  switch (format) {
+    case TimeFormat::Relative:
+      return "Last (s)";
+    case TimeFormat::Utc:
+      return "Last (UTC)";
+    case TimeFormat::Local:
+      return "Last (local time)";
+    case TimeFormat::Epoch:
+      return "Last (s since 1970)";
+  }
+  return "";
+}
+
+/// ns since 1970; null where the moment of the recording isn't known.
+nlohmann::json UtcJson(unsigned long time, const TimeBase& times) {
+  return times.IsKnown() ? nlohmann::json(times.UtcOf(time)) : nlohmann::json();
+}
+
+TextTable EmptyTable(const BusRows& bus, TimeFormat format) {
   std::vector<Column> columns = {{"Ch", true}, {"Bus"}};
   Append(columns, bus.NameColumns());
-  Append(columns, {{"Kind"}, {"Dir"}, {"Count", true, 9}, {"Cycle (ms)", true, 12}});
+  Append(columns, {{"Kind"}, {"Dir"}, {"Count", true, 9}, {"Cycle (ms)", true, 12}, {HeadingOf(format), true, 13}});
   Append(columns, bus.MoreColumns());
   columns.push_back({"Last data"});
   return TextTable(std::move(columns));
 }
 
 std::vector<std::string> Cells(const BusRows& bus, const char* name, unsigned int channel, RecordKind kind,
-                               const MessageRow& row) {
+                               const MessageRow& row, const std::string& last) {
   std::vector<std::string> cells = {fmt::format("{}", channel), name};
   Append(cells, bus.NameCells(row));
-  Append(cells, {TextOf(kind).Word, DirectionOf(row), fmt::format("{}", row.Count), CycleText(row.Cycle, row.Count)});
+  Append(cells,
+         {TextOf(kind).Word, DirectionOf(row), fmt::format("{}", row.Count), CycleText(row.Cycle, row.Count), last});
   Append(cells, bus.MoreCells(row));
   cells.push_back(DataText(bus.Data(row)));
   return cells;
@@ -100,23 +121,24 @@ void MessageTable::SetNewest(const RecordView& record) {
   if (MessageRow* row = RowOf(record)) Keep(record, *row);
 }
 
-std::string MessageTable::Text() const {
+std::string MessageTable::Text(TimeFormat format, const TimeBase& times) const {
   std::string text;
   for (const unsigned char busType : {BusType_Can, BusType_Lin, BusType_FlexRay, BusType_Ethernet}) {
     const BusRows& bus = *RowsOf(busType);
-    TextTable table = EmptyTable(bus);
+    TextTable table = EmptyTable(bus, format);
     const auto begin = Rows.lower_bound(Key{busType, 0, "", RecordKind{}});
     const auto end = Rows.lower_bound(Key{static_cast<unsigned char>(busType + 1), 0, "", RecordKind{}});
     if (begin == end && !(Rows.empty() && busType == BusType_Can)) continue;
     for (auto row = begin; row != end; ++row)
-      table.Add(Cells(bus, BusName(busType), std::get<1>(row->first), std::get<RecordKind>(row->first), row->second));
+      table.Add(Cells(bus, BusName(busType), std::get<1>(row->first), std::get<RecordKind>(row->first), row->second,
+                      TimeText(row->second.Timestamp, format, times)));
     if (!text.empty()) text += '\n';
     text += table.Text();
   }
   return text;
 }
 
-nlohmann::json MessageTable::Json() const {
+nlohmann::json MessageTable::Json(const TimeBase& times) const {
   nlohmann::json array = nlohmann::json::array();
   for (const auto& [key, row] : Rows) {
     const auto& [busType, channel, name, kind] = key;
@@ -128,6 +150,7 @@ nlohmann::json MessageTable::Json() const {
                            {"count", row.Count},
                            {"cycle_ns", row.Count > 1 ? nlohmann::json(row.Cycle) : nlohmann::json()},
                            {"last_time_ns", row.Timestamp},
+                           {"last_utc_ns", UtcJson(row.Timestamp, times)},
                            {"data", fmt::format("{:02x}", fmt::join(bus.Data(row), ""))}};
     bus.AddJson(row, json);
     array.push_back(std::move(json));

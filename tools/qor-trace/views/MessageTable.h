@@ -8,6 +8,7 @@
 
 #include "stream/RecordSink.h"
 #include "views/MessageRow.h"
+#include "views/TimeText.h"
 
 namespace client {
 
@@ -22,9 +23,9 @@ class MessageTable : public RecordSink {
   void SetNewest(const RecordView& record);
 
   /// For people: a heading for each bus, one line per row, long data cut short. Without any row, the CAN heading alone.
-  [[nodiscard]] std::string Text() const;
+  [[nodiscard]] std::string Text(TimeFormat format = TimeFormat::Relative, const TimeBase& times = {}) const;
   /// An array with one object per row.
-  [[nodiscard]] nlohmann::json Json() const;
+  [[nodiscard]] nlohmann::json Json(const TimeBase& times = {}) const;
 
  private:
   // Bus, channel, what the bus says, kind.

@@ -45,6 +45,11 @@ void Summary::SetLost(unsigned int channel, unsigned long count, TimeSpan times)
   Channels[channel].LostTimes = times;
 }
 
+void Summary::SetTimes(TimeFormat format, const TimeBase& times) {
+  Format = format;
+  Moment = times;
+}
+
 void Summary::SetLate(const std::map<unsigned int, LateEntries>& byChannel) {
   for (const auto& [number, late] : byChannel) {
     Channels[number].Counted.Late = late.Count;
@@ -78,12 +83,6 @@ unsigned long Summary::Lost() const {
   unsigned long lost = 0;
   for (const auto& [number, channel] : Channels) lost += channel.Counted.Lost;
   return lost;
-}
-
-std::map<unsigned int, unsigned long> Summary::LostItems() const {
-  std::map<unsigned int, unsigned long> items;
-  for (const auto& [number, channel] : Channels) items[number] = channel.Counted.Lost;
-  return items;
 }
 
 bool Summary::Lossy() const {
@@ -128,7 +127,7 @@ std::map<unsigned char, Summary::BusSummary> Summary::Buses() const {
 
 std::string Summary::Text() const {
   std::string text;
-  for (const auto& [number, channel] : Channels) text += ChannelText(number, channel, Span());
+  for (const auto& [number, channel] : Channels) text += ChannelText(number, channel, Span(), {Format, Moment});
   for (const UnreadLines& lines : Unread) text += UnreadText(lines);
   std::string rates;
   for (const auto& [busType, bus] : Buses()) {

@@ -13,6 +13,7 @@
 #include "stream/Reorder.h"
 #include "stream/UnreadLines.h"
 #include "views/BusLoad.h"
+#include "views/TimeText.h"
 
 namespace client {
 
@@ -56,6 +57,9 @@ class Summary : public RecordSink {
   void NameChannel(unsigned int channel, std::string source);
   void SetLost(unsigned int channel, unsigned long count, TimeSpan times);
 
+  /// How the text shows times: s on the entries' own clock unless this is called.
+  void SetTimes(TimeFormat format, const TimeBase& times);
+
   void SetLate(const std::map<unsigned int, LateEntries>& byChannel);
   void SetUnread(std::vector<UnreadLines> byFile) { Unread = std::move(byFile); }
 
@@ -63,8 +67,6 @@ class Summary : public RecordSink {
 
   [[nodiscard]] unsigned long Entries() const;
   [[nodiscard]] unsigned long Lost() const;
-  /// By channel.
-  [[nodiscard]] std::map<unsigned int, unsigned long> LostItems() const;
   /// Whether any of the input is known to be missing, or out of order.
   [[nodiscard]] bool Lossy() const;
   /// Whether a bus has entries.
@@ -92,6 +94,8 @@ class Summary : public RecordSink {
   [[nodiscard]] std::map<unsigned char, BusSummary> Buses() const;
 
   const BitRates Rates;
+  TimeFormat Format = TimeFormat::Relative;
+  TimeBase Moment;
   std::map<unsigned int, ChannelSummary> Channels;
   std::vector<UnreadLines> Unread;
   ChannelSummary* Latest = nullptr;  // of the entry before: mostly the next one is of the same channel

@@ -43,9 +43,14 @@ void ForEachKind(unsigned char busType, Use use) {
   use(RecordKind::Unknown);
 }
 
-std::string SpanText(const TimeSpan& span) {
-  if (span.First == span.Last) return fmt::format("at {} s", FormatSeconds(span.First));
-  return fmt::format("{} s to {} s", FormatSeconds(span.First), FormatSeconds(span.Last));
+std::string MomentText(unsigned long time, const ShownTimes& times) {
+  const bool seconds = times.Format == TimeFormat::Relative || times.Format == TimeFormat::Epoch;
+  return TimeText(time, times.Format, times.Moment) + (seconds ? " s" : "");
+}
+
+std::string SpanText(const TimeSpan& span, const ShownTimes& times) {
+  if (span.First == span.Last) return "at " + MomentText(span.First, times);
+  return MomentText(span.First, times) + " to " + MomentText(span.Last, times);
 }
 
 /// "12 frames received, 3 transmitted, 1 error frame"
@@ -72,18 +77,18 @@ std::string LoadText(unsigned char busType, const BusLoad& load, unsigned long s
   return ", load " + lanes;
 }
 
-std::string LossText(const ChannelSummary& channel) {
+std::string LossText(const ChannelSummary& channel, const ShownTimes& times) {
   std::string text;
   if (channel.Counted.Lost > 0)
     text += fmt::format("  LOST: {} found the capture buffer full, {}\n",
-                        FormatCount(channel.Counted.Lost, "item", "items"), SpanText(channel.LostTimes));
+                        FormatCount(channel.Counted.Lost, "item", "items"), SpanText(channel.LostTimes, times));
   if (channel.Counted.Overruns > 0)
     text += fmt::format("  LOST: {}, after which data are missing, {}\n",
                         FormatCount(channel.Counted.Overruns, "overrun mark", "overrun marks"),
-                        SpanText(channel.OverrunTimes));
+                        SpanText(channel.OverrunTimes, times));
   if (channel.Counted.Late > 0)
     text += fmt::format("  OUT OF ORDER: {} came too late to be put in order, {}\n",
-                        FormatCount(channel.Counted.Late, "entry", "entries"), SpanText(channel.LateTimes));
+                        FormatCount(channel.Counted.Late, "entry", "entries"), SpanText(channel.LateTimes, times));
   return text;
 }
 
@@ -125,15 +130,16 @@ void AddTimes(nlohmann::json& json, const TimeSpan& span, bool any) {
 
 }  // namespace
 
-std::string ChannelText(unsigned int number, const ChannelSummary& channel, unsigned long span) {
+std::string ChannelText(unsigned int number, const ChannelSummary& channel, unsigned long span,
+                        const ShownTimes& times) {
   std::string text =
       fmt::format("channel {}{}{}", number, channel.Source.empty() ? "" : ": ", Printable(channel.Source));
   if (channel.BusType)
     text += fmt::format(" ({})\n  {}{}, {}\n", BusName(*channel.BusType), CountsText(*channel.BusType, channel.Counted),
-                        LoadText(*channel.BusType, channel.Load, span), SpanText(channel.Times));
+                        LoadText(*channel.BusType, channel.Load, span), SpanText(channel.Times, times));
   else
     text += "\n  nothing\n";
-  return text + LossText(channel);
+  return text + LossText(channel, times);
 }
 
 std::string BusText(unsigned char busType, unsigned int channels, const Counts& counts) {

@@ -8,9 +8,16 @@
 
 namespace client {
 
+/// How times are shown.
+struct ShownTimes {
+  TimeFormat Format = TimeFormat::Relative;
+  TimeBase Moment = {};
+};
+
 /// Lines about a channel, each closed by a newline.
 /// @param span  of the whole recording, ns: what the bus load refers to
-[[nodiscard]] std::string ChannelText(unsigned int number, const ChannelSummary& channel, unsigned long span);
+[[nodiscard]] std::string ChannelText(unsigned int number, const ChannelSummary& channel, unsigned long span,
+                                      const ShownTimes& times = {});
 
 /// A line about all channels of a bus, closed by a newline.
 [[nodiscard]] std::string BusText(unsigned char busType, unsigned int channels, const Counts& counts);
