@@ -131,7 +131,7 @@ unsigned int Poll(Port& port, unsigned char* response, unsigned int* length) {
   const auto& layout = kLayouts[port.Bus];
   EndDelivery(port);
   const size_t left = port.Left;
-  const size_t count = std::min({left, (kMostResponse - layout.Head) / layout.Item, size_t{Load.MostInPoll}});
+  const size_t count = std::min(left, (kMostResponse - layout.Head) / layout.Item);
   HasMore = count != 0;
   if (count == 0) port.Drained = true;
   for (size_t i = 0; i < count; ++i) {
@@ -231,7 +231,10 @@ int TellTime(clockid_t clock, timespec* now) {
 // The wait between two polls is not work: it is skipped while the port still has items. The sort thread's interval stays.
 int Sleep(clockid_t clock, int flags, const timespec* end, timespec* rest) {
   const long time = (end->tv_sec - Started.tv_sec) * 1'000'000'000 + end->tv_nsec - Started.tv_nsec;
-  if (time == kPollInterval && HasMore) return 0;
+  if (time == kPollInterval && HasMore) {
+    if (Load.Paced) usleep(1000);
+    return 0;
+  }
   return clock_nanosleep(clock, flags, end, rest);
 }
 

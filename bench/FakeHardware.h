@@ -12,7 +12,7 @@ namespace bench {
 struct Traffic {
   unsigned long Spacing = 1000;    // ns between an item and the next one, whatever their ports
   unsigned int Identifiers = 100;  // of CAN frames, over which they cycle
-  unsigned int MostInPoll = ~0U;   // items
+  bool Paced = false;              // threads sleep for 1 ms between polls that find items, in place of not at all
 };
 
 /// Makes ports 1, 2, ... of the given buses deliver `itemsPerPort` items each, then nothing: CAN frames of 8 data bytes,
