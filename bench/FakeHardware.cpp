@@ -58,13 +58,14 @@ std::array<Port, kMostPorts + 1> AllPorts;
 unsigned long PortCount = 1;
 bench::Traffic Load;
 
-thread_local bool HasMore = false;  // the port that this thread polls
-
 double Now() {
   timespec now{};
   clock_gettime(CLOCK_MONOTONIC, &now);
   return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
 }
+
+thread_local Port* Polled = nullptr;  // by this thread, last
+thread_local bool HasMore = false;    // the port has answered with items
 
 /// Notes how long the items of the poll before have taken.
 void EndDelivery(Port& port) {
@@ -132,6 +133,7 @@ unsigned int Poll(Port& port, unsigned char* response, unsigned int* length) {
   EndDelivery(port);
   const size_t left = port.Left;
   const size_t count = std::min(left, (kMostResponse - layout.Head) / layout.Item);
+  Polled = &port;
   HasMore = count != 0;
   if (count == 0) port.Drained = true;
   for (size_t i = 0; i < count; ++i) {
@@ -232,7 +234,10 @@ int TellTime(clockid_t clock, timespec* now) {
 int Sleep(clockid_t clock, int flags, const timespec* end, timespec* rest) {
   const long time = (end->tv_sec - Started.tv_sec) * 1'000'000'000 + end->tv_nsec - Started.tv_nsec;
   if (time == kPollInterval && HasMore) {
-    if (Load.Paced) usleep(1000);
+    if (Load.Paced) {
+      EndDelivery(*Polled);  // the sleep isn't part of it
+      usleep(1000);
+    }
     return 0;
   }
   return clock_nanosleep(clock, flags, end, rest);
