@@ -300,8 +300,6 @@ class AsExported(ClientTest):
             ["-o", "b.asc", "--as-exported", "--asc-decimals", "9"],
             ["-o", "b.asc", "--asc-decimals", "7"],
             ["-o", "b.bin", "--asc-decimals", "9"],
-            ["-o", "b.pcapng", "--start-time", "2026-11-21T14:30:00"],
-            ["-o", "b.asc", "--as-exported", "--start-time", "2026-11-21T14:30:00"],
         ):
             with self.subTest(options=options):
                 self.run_client("convert", "a.bin", *options, expect=2)

@@ -1,7 +1,9 @@
 """When and where a recording was made: known in every output, and after every copy and conversion of them."""
 
+import datetime
 import json
 import os
+import re
 import shutil
 import signal
 import subprocess
@@ -40,6 +42,14 @@ class DescriptionTest(ClientTest):
     def utc_of_capture(self, name="a.pcapng"):
         return [packet[1] for packet in read_capture(self.contents(name)).packets]
 
+    def utc_of_log(self, name="a.asc"):
+        """The times of an ASC log, which has microseconds."""
+        text = self.contents(name).decode()
+        date = re.match(r"date (.*)\n", text)[1]
+        start = datetime.datetime.strptime(date, "%a %b %d %I:%M:%S.%f %p %Y").astimezone().timestamp()
+        times = re.findall(r"^ *(\d+\.\d+) ", text, re.MULTILINE)
+        return sorted(round(start * 1000) * 10**6 + nanoseconds(moment) for moment in times)
+
     def utc_of_measurement(self, name="a.mf4"):
         reader = Reader(self.contents(name))
         return sorted(reader.start + frame.time for frame in frames_of_measurement(reader))
@@ -59,10 +69,14 @@ class Times(DescriptionTest):
         self.assertEqual(sorted(self.utc_of_capture(name + ".pcapng")), expected)
         self.assertEqual(self.utc_of_measurement(name + ".mf4"), expected)
         self.assertEqual(sorted(self.utc_of_bin(name + ".bin")), expected)
+        log = self.utc_of_log(name + ".asc")
+        self.assertEqual(len(log), len(expected))
+        for moment, other in zip(log, expected):
+            self.assertLessEqual(abs(moment - other), 500)  # to the microsecond
 
     def test_all_outputs_agree_with_each_other_and_with_the_wall_clock(self):
         before = time.time_ns()
-        self.record("a.bin", "a.pcapng", "a.mf4", sources=["some.log"])
+        self.record("a.bin", "a.pcapng", "a.mf4", "a.asc", sources=["some.log"])
         after = time.time_ns()
         start = self.description()["clock"]["start"]
         self.assertEqual(start["entry_time_ns"], 0)
@@ -72,7 +86,7 @@ class Times(DescriptionTest):
         self.assert_all_agree("a", [start["utc_ns"] + moment for moment in self.relative])
 
     def test_conversions_touched_and_copied_files_say_the_same(self):
-        self.record("a.bin", "a.pcapng", "a.mf4", sources=["some.log"])
+        self.record("a.bin", "a.pcapng", "a.mf4", "a.asc", sources=["some.log"])
         expected = self.utc_of_bin()
         os.utime(self.folder / "a.bin", (10**9, 10**9))
         os.utime(self.folder / "a.bin.json", (10**9, 10**9))
@@ -81,7 +95,7 @@ class Times(DescriptionTest):
             shutil.copyfile(self.folder / name, self.folder / "elsewhere" / name)
         for source, target in (("a.bin", "b"), ("elsewhere/a.bin", "c"), ("b.bin", "d")):
             with self.subTest(source):
-                err = self.convert(source, "-o", target + ".bin", "-o", target + ".pcapng", "-o", target + ".mf4")
+                err = self.convert(source, "-o", target + ".bin", "-o", target + ".pcapng", "-o", target + ".mf4", "-o", target + ".asc")
                 self.assertNotIn("isn't known", err)
                 self.assert_all_agree(target, expected)
                 self.assertEqual(self.contents(target + ".pcapng"), self.contents("a.pcapng"))
@@ -89,13 +103,13 @@ class Times(DescriptionTest):
 
     def test_clock_that_counts_since_1970_keeps_its_times_everywhere(self):
         source = f"candump:{self.folder}/some.log?origin=absolute"
-        self.record("a.bin", "a.pcapng", "a.mf4", sources=[source])
+        self.record("a.bin", "a.pcapng", "a.mf4", "a.asc", sources=[source])
         self.assertEqual(self.description()["clock"]["epoch"], "1970")
         expected = [nanoseconds("1398128223.803317") + moment for moment in self.relative]
         self.assert_all_agree("a", expected)
         # Also without anybody's word: the times themselves are enough.
         (self.folder / "a.bin.json").unlink()
-        err = self.convert("a.bin", "-o", "b.bin", "-o", "b.pcapng", "-o", "b.mf4")
+        err = self.convert("a.bin", "-o", "b.bin", "-o", "b.pcapng", "-o", "b.mf4", "-o", "b.asc")
         self.assertNotIn("isn't known", err)
         self.assert_all_agree("b", expected)
         out = self.run_client("list", "a.bin")[0].decode()
@@ -105,13 +119,13 @@ class Times(DescriptionTest):
         self.record("a.bin", sources=["some.log"])
         start = ("--start-time", "2026-11-21T14:30:00Z")
         expected = [HALF_PAST_TWO + moment for moment in self.relative]
-        self.convert("a.bin", "-o", "b.bin", "-o", "b.pcapng", "-o", "b.mf4", *start)
+        self.convert("a.bin", "-o", "b.bin", "-o", "b.pcapng", "-o", "b.mf4", "-o", "b.asc", *start)
         self.assert_all_agree("b", expected)
         (self.folder / "a.bin.json").unlink()
-        err = self.convert("a.bin", "-o", "c.bin", "-o", "c.pcapng", "-o", "c.mf4", *start)
+        err = self.convert("a.bin", "-o", "c.bin", "-o", "c.pcapng", "-o", "c.mf4", "-o", "c.asc", *start)
         self.assertNotIn("isn't known", err)
         self.assert_all_agree("c", expected)
-        self.run_client("record", "some.log", "--speed", "max", "-o", "d.bin", "-o", "d.pcapng", "-o", "d.mf4", *start)
+        self.run_client("record", "some.log", "--speed", "max", "-o", "d.bin", "-o", "d.pcapng", "-o", "d.mf4", "-o", "d.asc", *start)
         self.assert_all_agree("d", expected)
         self.assertEqual(self.description("d.bin.json")["clock"]["start"]["origin"], "given")
 
@@ -247,6 +261,13 @@ class Files(DescriptionTest):
         self.assertIn("channel 1: can?seed=7&duration=1s (CAN)\n", err)
         self.assertIn("channel 2: lin?duration=1ms", err)
         self.assertEqual([name for _, name in read_capture(self.contents("b.pcapng")).interfaces], ["CAN-1", "LIN-2"])
+
+    def test_renumbered_channels_are_described_by_their_new_numbers(self):
+        self.record("a.bin", sources=["can?seed=7&duration=1s", "lin?duration=1s"])
+        self.convert("a.bin", "-o", "b.bin", "-o", "b.pcapng", "--channel", "1=5")
+        self.assertEqual([(one["number"], one["bus"]) for one in self.description("b.bin.json")["channels"]],
+                         [(2, "LIN"), (5, "CAN")])
+        self.assertEqual([name for _, name in read_capture(self.contents("b.pcapng")).interfaces], ["LIN-2", "CAN-5"])
 
     def test_killed_recording_has_its_description(self):
         process = self.start("record", "can?seed=7", "-o", "a.bin")

@@ -25,7 +25,7 @@ TEST(FirstArrival, ClockThatCanHaveBegunWithTheRecordingDidSo) {
                                .First = 40 * Millisecond,
                                .Last = 45 * Millisecond});
   EXPECT_EQ(description.Epoch, ClockEpoch::Own);
-  EXPECT_EQ(description.Anchor, (ClockAnchor{0, Noon, 2 * Millisecond + 1000, AnchorOrigin::RecordingStart}));
+  EXPECT_EQ(description.Anchor, (ClockAnchor{0, Noon, 2 * Millisecond + 999, AnchorOrigin::RecordingStart}));
 }
 
 TEST(FirstArrival, FastSourcesBringLateTimesEarly) {

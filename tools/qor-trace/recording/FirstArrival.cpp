@@ -5,6 +5,7 @@ namespace client {
 namespace {
 
 constexpr unsigned long kMicrosecond = 1000;  // ns
+constexpr unsigned long kMillisecond = 1000 * kMicrosecond;
 
 /// Can a clock that showed 0 at the start show `First` by now?
 bool CanHaveBegunWithRecording(const FirstArrival& arrival) {
@@ -13,8 +14,8 @@ bool CanHaveBegunWithRecording(const FirstArrival& arrival) {
 }
 
 ClockAnchor BegunWithRecording(const FirstArrival& arrival) {
-  return {0, arrival.Started - arrival.Started % kMicrosecond, arrival.StartTook + kMicrosecond,
-          AnchorOrigin::RecordingStart};
+  const unsigned long late = arrival.Started % kMillisecond;
+  return {0, arrival.Started - late, arrival.StartTook + late, AnchorOrigin::RecordingStart};
 }
 
 /// What the clock lags behind UTC is at least Started + Earliest - First, at most Started + Drained - Last.
@@ -24,7 +25,8 @@ ClockAnchor RunningBefore(const FirstArrival& arrival) {
   const unsigned long passed = arrival.Last - arrival.First;
   const unsigned long half = passed < open ? (open - passed) / 2 : 0;
   const unsigned long lag = (least + half) - (least + half) % kMicrosecond;
-  return {arrival.Started - lag, arrival.Started, half + kMicrosecond, AnchorOrigin::FirstEntries};
+  const unsigned long start = arrival.Started - arrival.Started % kMillisecond;
+  return {start - lag, start, half + kMicrosecond, AnchorOrigin::FirstEntries};
 }
 
 }  // namespace

@@ -16,8 +16,8 @@ struct FirstArrival {
   double Speed = 1;                   // trace seconds a second of the fastest source; 0: as fast as it can be drained
 };
 
-/// What clock that is, and what it showed at the start of the recording; UTC less clock is in whole us, which every
-/// format can hold.
+/// What clock that is, and what it showed at the start of the recording: a whole ms of UTC, which the date of every format can
+/// hold. Started should be shortly after one.
 ///
 /// - A clock that shows decades counts since 1970; its word is taken.
 /// - A clock that can have begun at 0 with the recording did so: it is off by at most the time that the start took.

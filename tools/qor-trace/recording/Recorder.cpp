@@ -3,6 +3,7 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <thread>
 #include <utility>
 
 #include "recording/Reports.h"
@@ -44,6 +45,11 @@ double FastestOf(const std::vector<Source>& sources) {
 }
 
 unsigned long Nanoseconds(std::chrono::nanoseconds time) { return static_cast<unsigned long>(time.count()); }
+
+/// A recording begins at a whole ms of UTC, or shortly after one: the dates of some formats hold no more.
+void WaitForMillisecond() {
+  std::this_thread::sleep_until(std::chrono::ceil<std::chrono::milliseconds>(std::chrono::system_clock::now()));
+}
 
 /// What is known of a recording before it begins.
 Description NewDescription() {
@@ -114,6 +120,7 @@ End Recorder::Run(RecordSink& sink, const Complaint& complain, const News& tell)
   };
   ChooseMemoryLimit();
   Drained.emplace(TraceMonitor.Handle(), kDrainBuffer);
+  WaitForMillisecond();
   Started = RateSince = LastEmpty = std::chrono::steady_clock::now();
   Arrival.Started = Nanoseconds(std::chrono::system_clock::now().time_since_epoch());
   TraceMonitor.Start(0);
