@@ -114,7 +114,7 @@ class FullDisk(ClientTest):
         lines = self.saved("x.asc").decode().splitlines()
         self.assertEqual(len(lines), 5 + len(found) + 1)
         self.assertEqual(lines[-1], "End TriggerBlock")
-        self.assertEqual(sorted(path.name for path in (self.folder / "saved").iterdir()), ["x.asc", "x.bin", "x.mf4"])
+        self.assertEqual(sorted(path.name for path in (self.folder / "saved").iterdir()), ["x.asc", "x.bin", "x.bin.json", "x.mf4"])
 
     def test_disk_that_is_nearly_full_is_refused(self):
         code, err = self.record("10m", "-o", "disk/x.bin")

@@ -230,7 +230,7 @@ TEST(Interface, IsDescribed) {
     const char* Hardware;
   };
   const TextFile candump("(1.0) can0 123#01\n(1.0) can1 123#01\n");
-  const TextFile csv("timestamp_ns,channel,kind,flags,id,cycle,crc,data\n1,7,frame,,1,,,01\n2,A,frame,,1,,,0101\n");
+  const TextFile csv("timestamp_ns,channel,kind,flags,id,cycle,crc,data\n1,7,frame,,1,,,01\n2,A,frame,,1,0,,0101\n");
   const std::string can0 = "candump:" + candump.Path + "?interface=can0";
   const std::string lin = "csv:" + csv.Path + "?bus=lin&channel=7&bitrate=10417";
   const std::string flexRay = "csv:" + csv.Path + "?bus=flexray";

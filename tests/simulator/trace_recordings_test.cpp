@@ -53,8 +53,8 @@ std::vector<Traced> Trace(const std::string& source) {
   EXPECT_EQ(Qor_Trace_Stop(monitor), 0U);
   std::vector<Traced> trace;
   TraceDrain drain(monitor);
-  EXPECT_EQ(drain.PullAll([&](const unsigned char* record, unsigned int length) {
-    trace.push_back(TracedOf(record, length));
+  EXPECT_EQ(drain.PullAll([&](const RecordView& record) {
+    trace.push_back(TracedOf(record.Bytes().data(), record.Length()));
     return true;
   }),
             0U);
