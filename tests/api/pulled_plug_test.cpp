@@ -1,9 +1,6 @@
 // An interface that is pulled while four buses are recorded.
 #include <gtest/gtest.h>
 
-#include <cstddef>
-#include <cstring>
-
 #include "api/ApiTest.h"
 #include "recording/TraceDrain.h"
 
@@ -35,10 +32,8 @@ class PulledPlug : public ApiTest {
   [[nodiscard]] unsigned long Entries(unsigned int channel) const {
     unsigned long found = 0;
     TraceDrain drain(Monitor);
-    const unsigned int status = drain.PullAll([&](const unsigned char* record, unsigned int) {
-      unsigned int of = 0;
-      std::memcpy(&of, record + offsetof(Qor_Trace_Entry_t, ChannelId), sizeof of);
-      if (of == channel) ++found;
+    const unsigned int status = drain.PullAll([&](const RecordView& record) {
+      if (record.ChannelId() == channel) ++found;
       return true;
     });
     EXPECT_EQ(status, QOR_TRACE_STATUS_OK);

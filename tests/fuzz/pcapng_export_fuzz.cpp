@@ -105,8 +105,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   Model model(relative, start);
   Qor_Trace_EntryStore entries;
   while (input.Left() > 0) {
-    entries.push_back(TakeEntry(input));
-    model.Take(test::BytesOf(*entries[entries.size() - 1]));
+    const auto entry = TakeEntry(input);
+    entries.push_back(entry);
+    model.Take(test::BytesOf(*entry));
   }
   Qor_Trace_Export_PCAP(relative ? QOR_TRACE_PCAP_START_OFFSET : 0, "out.pcapng", start).Export(entries);
   const auto blocks = fuzz::PcapngBlocks(test::FileBytes("out.pcapng"), kExcess);

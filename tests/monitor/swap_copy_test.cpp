@@ -72,9 +72,9 @@ TEST(SwapFileThatCannotBeCut, HasNoRecordsPastTheBreak) {
   const auto append = [&](unsigned long first) {
     Qor_Trace_EntryStore entries;
     for (unsigned long time = first; time < first + 2000; ++time) entries.push_back(CanItem().At(time).Entry());
-    swap.Append(entries, written);
+    swap.Append(entries, 0, entries.size(), written);
   };
-  const auto lengthAt = [&](unsigned int index) { return swap.ReadFrom(index).NextLength(); };
+  const auto lengthAt = [&](unsigned int index) { return swap.ReadFrom(index, 1).NextLength(); };
   append(0);
   {
     const FailingFiles refused("ftruncate");

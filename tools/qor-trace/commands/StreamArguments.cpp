@@ -13,9 +13,9 @@ namespace client {
 
 const char* const kFilterHelp =
     "Filters:\n"
-    "  bus == can and id in 0x100..0x1FF, 0x7DF     kind == error or overrun\n"
-    "  id & 0x7F0 == 0x120 and dir == rx            slot == 17 and side in a, ab\n"
-    "  data[2..3] > 1000 and not extended           vlan == 5 and port == 30490\n"
+    "  bus == can and id in 0x100..0x1FF      kind == error or overrun\n"
+    "  id & 0x7F0 == 0x120 and dir == rx      slot == 17 and side in a, ab\n"
+    "  data[2..3] > 1000 and not extended     vlan == 5 and port == 30490\n"
     "\n"
     "Quote them. qor-trace(1) lists the fields; a record without the field passes no comparison with it.\n"
     "\n";
