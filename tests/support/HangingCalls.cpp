@@ -1,11 +1,11 @@
 #include "support/HangingCalls.h"
 
 #include <dlfcn.h>
+#include <sys/mman.h>
 
 #include <condition_variable>
-#include <cstdlib>
+#include <cstddef>
 #include <mutex>
-#include <new>
 
 #include "qor_api.h"
 #include "support/WaitUntil.h"
@@ -19,7 +19,7 @@ std::condition_variable Changed;
 int Wanted = -1;  // test::HangingCall::Kind; -1: none has to hang
 bool Hangs = false;
 
-thread_local unsigned long FreesLeft = 0;  // until the one that counts; 0: the thread doesn't count
+thread_local unsigned long UnmapsLeft = 0;  // until the one that counts; 0: the thread doesn't count
 
 void HangIfWanted(test::HangingCall::Kind kind) {
   std::unique_lock lock(Guard);
@@ -28,11 +28,6 @@ void HangIfWanted(test::HangingCall::Kind kind) {
   Changed.notify_all();
   Changed.wait(lock, [] { return Wanted == -1; });
   Hangs = false;
-}
-
-void Free(void* memory) {
-  if (FreesLeft != 0 && --FreesLeft == 0) HangIfWanted(test::HangingCall::Free);
-  std::free(memory);
 }
 
 /// The function of the same name in the next library.
@@ -61,17 +56,15 @@ void test::HangingCall::Release() {
   Changed.notify_all();
 }
 
-void test::HangingCall::CountFrees(unsigned long number) { FreesLeft = number; }
+void test::HangingCall::CountUnmaps(unsigned long number) { UnmapsLeft = number; }
 
 // ---- What is taken over
 
-void* operator new(std::size_t size) {
-  void* memory = std::malloc(size == 0 ? 1 : size);
-  if (memory == nullptr) throw std::bad_alloc();
-  return memory;
+extern "C" int munmap(void* memory, size_t size) noexcept {
+  static const auto next = Next(&munmap, "munmap");
+  if (UnmapsLeft != 0 && --UnmapsLeft == 0) HangIfWanted(test::HangingCall::Unmap);
+  return next(memory, size);
 }
-void operator delete(void* memory) noexcept { Free(memory); }
-void operator delete(void* memory, std::size_t) noexcept { Free(memory); }
 
 extern "C" unsigned int Qor_CloseInterface(unsigned int handle) {
   static const auto next = Next(&Qor_CloseInterface, "Qor_CloseInterface");

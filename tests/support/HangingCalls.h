@@ -1,5 +1,5 @@
-// Calls that don't come back until the test lets them: an executable that links HangingCalls.cpp takes over operator new and
-// delete and the calls of the hardware library that poll, command and close an interface.
+// Calls that don't come back until the test lets them: an executable that links HangingCalls.cpp takes over munmap and the
+// calls of the hardware library that poll, command and close an interface.
 #pragma once
 
 namespace test {
@@ -11,7 +11,7 @@ class HangingCall {
     Poll,     // of an interface's monitor
     Command,  // any other command to an interface
     Close,    // of a channel's own connection
-    Free,     // of memory, by a thread that counts (CountFrees)
+    Unmap,    // of memory of the system's, by a thread that counts (CountUnmaps)
   };
 
   explicit HangingCall(Kind kind);
@@ -25,8 +25,8 @@ class HangingCall {
   /// Lets the call go on, and all later ones.
   static void Release();
 
-  /// From now on the calling thread counts what it frees: the `number`th time (from 1) is a call of the kind Free.
-  static void CountFrees(unsigned long number);
+  /// From now on the calling thread counts what it unmaps: the `number`th time (from 1) is a call of the kind Unmap.
+  static void CountUnmaps(unsigned long number);
 };
 
 }  // namespace test
