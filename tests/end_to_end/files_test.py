@@ -152,7 +152,7 @@ class LeftOvers(ClientTest):
         _, err = self.run_client("record", QUICK, "-o", "x.bin")
         self.assertIn(f"\"{swapped}\" is left over from a recording that was cut off; 'qor-trace convert' reads", err)
         self.run_client("convert", swapped, "-o", "saved.bin")
-        self.assertGreaterEqual(len(read_bin((self.folder / "saved.bin").read_bytes())), 100)
+        self.assertGreaterEqual(len(read_bin((self.folder / "saved.bin").read_bytes(), swapped=True)), 100)
 
     def test_swap_folder_of_a_living_process_is_left_alone(self):
         process = self.start("record", "can", "-o", "x.bin")

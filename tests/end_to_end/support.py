@@ -124,13 +124,14 @@ class ClientTest(unittest.TestCase):
         return path
 
 
-def read_bin(contents):
-    """The frames of a .bin file. Raises ValueError unless it consists of whole CAN records."""
+def read_bin(contents, swapped=False):
+    """The frames of a .bin file. Raises ValueError unless it consists of whole CAN records. Those of a swap file may have
+    the time since the message's entry before."""
     frames = []
     offset = 0
     while offset < len(contents):
         length, channel, time_ns, relative, bus = struct.unpack_from("<IIQQB3x", contents, offset)
-        if bus != 0 or offset + length > len(contents) or relative != 0:
+        if bus != 0 or offset + length > len(contents) or (relative != 0 and not swapped):
             raise ValueError(f"odd record at {offset}")
         item_time, identifier, flags, _, _, size = struct.unpack_from("<QIBBBB", contents, offset + 28)
         if length != 44 + size or item_time != time_ns:
