@@ -349,6 +349,7 @@ void Qor_Trace_Monitor::StoreQueued(unsigned long horizon) try {
                             "could not store received entries");
 }
 
+// NOLINTNEXTLINE(performance-unnecessary-value-param): the class interface has it by value
 void Qor_Trace_Monitor::StoreEntry(std::shared_ptr<Qor_Trace_Entry> entry) {
   Store.push_back(entry);
   PublishEntryCount();
