@@ -87,7 +87,7 @@ double TimeOfConversion(const fs::path& from, const fs::path& to) {
   fs::remove(to);
   return bench::Cost([&] {
     client::BinReader reader(from.string());
-    Output output(to.string(), client::AscOptions{.ClockZero = 0});
+    Output output(to.string(), client::AscOptions{});
     reader.ReadAll(output);
     if (!output.Finish()) std::abort();
   });

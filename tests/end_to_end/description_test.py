@@ -255,6 +255,19 @@ class Files(DescriptionTest):
         self.assertTrue(description["complete"])
         self.assertEqual(description["records"]["bytes"], len(self.contents("a.bin")))
 
+    def test_title_and_filter_are_told(self):
+        self.run_client("record", "can?duration=1s&speed=max", "-o", "a.bin", "-o", "a.mf4", "-o", "a.pcapng", "--title", "hot lap",
+                        "--filter", "id < 0x300")
+        self.assertEqual(self.description()["title"], "hot lap")
+        self.assertEqual(self.description()["channels"][0]["filter"], "id < 0x300")
+        self.assertIn(b"hot lap", self.contents("a.mf4"))
+        self.assertIn(b"hot lap", self.contents("a.pcapng"))
+        self.run_client("convert", "a.bin", "-o", "b.bin", "--filter", "not extended")
+        again = self.description("b.bin.json")
+        self.assertEqual((again["title"], again["channels"][0]["filter"]), ("hot lap", "(id < 0x300) and (not extended)"))
+        self.run_client("convert", "a.bin", "-o", "b.bin", "--title", "second lap")
+        self.assertEqual(self.description("b.bin.json")["title"], "second lap")
+
     def test_conversion_names_channels_by_their_sources(self):
         self.record("a.bin", sources=["can?seed=7&duration=1s", "lin?duration=1ms"])
         err = self.convert("a.bin", "-o", "b.pcapng")

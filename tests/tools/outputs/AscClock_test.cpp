@@ -86,23 +86,5 @@ TEST_F(AscClockTest, FirstRelativeTimeOfAFileCountsFromTheDate) {
   EXPECT_EQ(clock.Next(6000).Column, 1u);
 }
 
-TEST_F(AscClockTest, ClockThatCountsSince1970IsItsOwnStart) {
-  const AscStart start = AscStartOfClock(kNoon + 5, 3, 7);
-  EXPECT_EQ(start.EntryTime, kNoon + 5);
-  EXPECT_EQ(start.Utc, kNoon + 5);
-}
-
-TEST_F(AscClockTest, EntryOfAnotherClockHappensNowToTheMillisecond) {
-  const AscStart start = AscStartOfClock(2 * kSecond, std::nullopt, kNoon + 123'456'789);
-  EXPECT_EQ(start.EntryTime, 0u);
-  EXPECT_EQ(start.Utc, kNoon - 2 * kSecond + 123'000'000);
-}
-
-TEST_F(AscClockTest, StartOfAnotherClockIsBelievedWhereItIsKnown) {
-  const AscStart start = AscStartOfClock(2 * kSecond, 5, kNoon);
-  EXPECT_EQ(start.EntryTime, 0u);
-  EXPECT_EQ(start.Utc, 5u);
-}
-
 }  // namespace
 }  // namespace client

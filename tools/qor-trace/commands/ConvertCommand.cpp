@@ -98,7 +98,8 @@ int Convert(const ConvertArguments& arguments, Signals& signals) {
   Summary summary(arguments.BitRates.Rates());
   const std::string input = InputPath(arguments.Input);
   BinReader reader(input);  // refuses what is no .bin file before an output is made
-  Description description = Renumbered(DescriptionOf(reader, input), wanted.Channels);
+  Description description = arguments.Stream.Describe(DescriptionOf(reader, input), wanted);
+  if (!arguments.Output.Title.empty()) description.Title = arguments.Output.Title;
   for (const Output& output : plan.Outputs) CheckWritable(output);
   OutputSet outputs(plan, description);
   Tee sinks(outputs, summary);

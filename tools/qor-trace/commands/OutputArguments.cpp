@@ -40,6 +40,7 @@ void OutputArguments::AddTo(CLI::App& command) {
   command.add_flag("--strict", Strict,
                    "Exit code 3 also for what an output's format has no place for; refuse a text recording with a line "
                    "that can't be read");
+  command.add_option("--title", Title, "What is recorded, in your words: for the description in the outputs");
   Times.AddTo(command);
   command.add_flag("--json", Json, "Print the summary as JSON on standard output, times in ns");
 }

@@ -25,6 +25,7 @@ struct OutputArguments {
   std::string StandardFormat;  // of the output -
   bool Json = false;
   TimeArguments Times;
+  std::string Title;
   bool Strict = false;  // what an output can't hold is a loss
 
   /// What every command that writes outputs takes.

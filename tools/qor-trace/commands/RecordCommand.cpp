@@ -2,6 +2,7 @@
 #include <filesystem>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 #include "commands/BitRateArguments.h"
 #include "commands/Commands.h"
@@ -58,13 +59,15 @@ int Record(const RecordArguments& arguments, Signals& signals) {
   for (const Output& output : plan.Outputs) CheckWritable(output);
   CheckRoom(options.OutputFolders, options.MinFree);
   Recorder recorder(options, sources, signals);
-  OutputSet outputs(plan, Renumbered(recorder.Describe(), wanted.Channels));
+  const auto told = [&](Description recording) {
+    recording.Title = arguments.Output.Title;
+    return arguments.Stream.Describe(std::move(recording), wanted);
+  };
+  OutputSet outputs(plan, told(recorder.Describe()));
   Tee sinks(outputs, summary);
   Selection selected(sinks, wanted);
   Reorder ordered(selected, OrderingWindow(sources.size()));
-  const auto describe = [&](const Description& description) {
-    outputs.Describe(Renumbered(description, wanted.Channels));
-  };
+  const auto describe = [&](const Description& description) { outputs.Describe(told(description)); };
   const End end = recorder.Run(
       ordered, [&](const std::string& sentence) { outputs.NoteError(sentence); }, describe);
   ordered.Finish();
@@ -73,8 +76,7 @@ int Record(const RecordArguments& arguments, Signals& signals) {
   summary.SetTimes(format, TimesOf(recorder.Describe()));
   {
     const WaitingLine line("completing the outputs", arguments.Recording.Progress);
-    outputs.Finish(Renumbered(recorder.Describe(), wanted.Channels),
-                   [&](const std::string& path) { recorder.Trace().ExportToPcap(path); });
+    outputs.Finish(told(recorder.Describe()), [&](const std::string& path) { recorder.Trace().ExportToPcap(path); });
   }
   const char* const endedBy = selected.EndedBy() != nullptr ? selected.EndedBy() : Word(end);
   return Conclude("record", summary, selected, outputs, arguments.Output, recorder.Describe(), {{"ended_by", endedBy}});

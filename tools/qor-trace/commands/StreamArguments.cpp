@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <charconv>
 #include <string_view>
+#include <utility>
 
 #include "system/Failure.h"
 #include "system/Units.h"
@@ -75,6 +76,14 @@ SelectionPlan StreamArguments::Plan() const {
   if (!Filter.empty()) plan.Wanted.emplace(Filter);
   for (const std::string& typed : Channels) AddChannel(typed, plan.Channels);
   return plan;
+}
+
+Description StreamArguments::Describe(Description recording, const SelectionPlan& wanted) const {
+  if (!Filter.empty()) {
+    for (ChannelDescription& channel : recording.Channels)
+      channel.Filter = channel.Filter.empty() ? Filter : fmt::format("({}) and ({})", channel.Filter, Filter);
+  }
+  return Renumbered(std::move(recording), wanted.Channels);
 }
 
 void EndWithSelection(RecordingOptions& options, const SelectionPlan& wanted) {

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "recording/Recorder.h"
+#include "stream/Description.h"
 #include "stream/Selection.h"
 
 namespace client {
@@ -24,6 +25,9 @@ struct StreamArguments {
 
   /// Failure: UsageError, of the expression FilterError.
   [[nodiscard]] SelectionPlan Plan() const;
+  /// The description of what is selected: its channels' numbers, and the filter that each was recorded through.
+  /// @param wanted  Plan()
+  [[nodiscard]] Description Describe(Description recording, const SelectionPlan& wanted) const;
 };
 
 /// A recording isn't continued beyond the end of what is selected of it.

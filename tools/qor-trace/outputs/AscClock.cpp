@@ -11,9 +11,6 @@ namespace {
 constexpr unsigned long kMillisecond = 1'000'000;  // ns
 constexpr unsigned long kSecond = 1'000'000'000;   // ns
 
-/// An interface's own clock doesn't run for twenty years.
-constexpr unsigned long kWallClockFrom = 20ul * 365 * 86400 * kSecond;
-
 }  // namespace
 
 AscClock::AscClock(const AscStart& start, int decimals, bool relative)
@@ -30,14 +27,6 @@ std::string AscClock::Date() const {
   return fmt::format("{} {} {:02} {:02}:{:02}:{:02}.{:03} {} {}", kDays[local.tm_wday], kMonths[local.tm_mon],
                      local.tm_mday, (local.tm_hour + 11) % 12 + 1, local.tm_min, local.tm_sec,
                      Start.Utc % kSecond / kMillisecond, local.tm_hour < 12 ? "am" : "pm", local.tm_year + 1900);
-}
-
-AscStart AscStartOfClock(unsigned long firstTime, std::optional<unsigned long> zero, unsigned long now) {
-  if (firstTime >= kWallClockFrom) return {firstTime, firstTime};
-  if (zero) return {0, *zero};
-  // Whole milliseconds, so that the log's times are those of the clock.
-  const unsigned long begun = now - std::min(now, firstTime);
-  return {0, begun - begun % kMillisecond};
 }
 
 }  // namespace client

@@ -2,7 +2,6 @@
 #pragma once
 
 #include <algorithm>
-#include <optional>
 #include <string>
 
 #include "outputs/AscLines.h"
@@ -61,9 +60,5 @@ class AscClock {
   unsigned long LineBefore = 0;  // ticks; of the file
   unsigned long EarlyEntries = 0;
 };
-
-/// The start of a recording as the time of its first entry tells it: a clock that counts since 1970 says it itself.
-/// @param zero  when any other clock showed 0, ns since 1970; nothing: the entry has happened now
-[[nodiscard]] AscStart AscStartOfClock(unsigned long firstTime, std::optional<unsigned long> zero, unsigned long now);
 
 }  // namespace client

@@ -17,16 +17,6 @@ namespace {
 constexpr size_t kCapacity = size_t{256} * 1024;  // bytes
 static_assert(kMostAscRoom <= kCapacity);
 
-unsigned long Now() {
-  const auto now = std::chrono::system_clock::now().time_since_epoch();
-  return static_cast<unsigned long>(std::chrono::duration_cast<std::chrono::nanoseconds>(now).count());
-}
-
-AscStart StartOf(const AscOptions& options, unsigned long firstTime) {
-  if (options.FirstTime) return {0, *options.FirstTime - std::min(*options.FirstTime, firstTime)};
-  return AscStartOfClock(firstTime, options.ClockZero, Now());
-}
-
 std::string HeaderOf(const AscOptions& options, const std::string& date, const std::string& previous) {
   return fmt::format(
       "date {0}\n"
@@ -64,7 +54,7 @@ AscWriter::~AscWriter() {
 
 bool AscWriter::Take(const RecordView& record) {
   if (!Files.Usable()) return false;
-  if (!Clock) Begin(record.Timestamp());
+  if (!Clock) Begin();
   if (FileIsFull()) BeginNextFile();
   const AscTime time = Clock->Next(record.Timestamp());
   const ComposedLine line = ComposeAscLine(Style, record, time, Room(AscRoom(record)));
@@ -81,7 +71,7 @@ void AscWriter::Pause() {
 
 bool AscWriter::Finish() {
   if (!Files.Usable()) return false;
-  if (!Clock) Begin(0);  // even a log without entries has a header
+  if (!Clock) Begin();  // even a log without entries has a header
   EndFile();
   return Error().empty();
 }
@@ -104,9 +94,8 @@ void AscWriter::Flush() {
   Used = 0;
 }
 
-void AscWriter::Begin(unsigned long firstTime) {
-  const AscStart start = Times ? AscStart{Times->Start, Times->Utc.value_or(0)} : StartOf(Options, firstTime);
-  Clock.emplace(start, Style.Decimals, Options.Relative);
+void AscWriter::Begin() {
+  Clock.emplace(AscStart{Times.Start, Times.Utc.value_or(0)}, Style.Decimals, Options.Relative);
   BeginFile();
 }
 

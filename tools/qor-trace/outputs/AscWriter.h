@@ -25,7 +25,7 @@ namespace client {
 /// its limit, and the next one begins with the next entry.
 ///
 /// The header is composed with the first entry. Its date is the start of the recording as it is described, 1970 where that isn't
-/// known; without a description the options or the entry decide: see AscStartOfClock.
+/// known.
 ///
 /// Threads: one. Memory: 256 KiB.
 class AscWriter : public StreamOutput {
@@ -55,7 +55,7 @@ class AscWriter : public StreamOutput {
   [[nodiscard]] std::string FileName(unsigned long number) const;
   [[nodiscard]] char* Room(size_t bytes);
   void Append(const std::string& text);
-  void Begin(unsigned long firstTime);
+  void Begin();
   void BeginFile();
   void EndFile();
   [[nodiscard]] bool FileIsFull() const;
@@ -74,9 +74,9 @@ class AscWriter : public StreamOutput {
   unsigned long Written = 0;       // bytes of the open file that have left the buffer
   unsigned long FileNumber = 0;    // of the open file in its series
   bool FileHasEntries = false;     // the open one
-  std::optional<TimeBase> Times;   // of the recording, once it is described
-  std::optional<AscClock> Clock;   // from the first entry on
-  unsigned long LatestTime = 0;    // since the date, units of the last decimal
+  TimeBase Times;
+  std::optional<AscClock> Clock;  // from the first entry on
+  unsigned long LatestTime = 0;   // since the date, units of the last decimal
   Omissions Omitted{kAscOmissions};
   Pace FlushPace{std::chrono::seconds(1)};
 };

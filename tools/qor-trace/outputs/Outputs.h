@@ -26,10 +26,6 @@ struct AscOptions {
   std::optional<unsigned long> Split = std::nullopt;  // size limit of one file, bytes
   std::optional<int> Decimals = std::nullopt;         // of seconds, 6 or 9; else 6
 
-  std::optional<unsigned long> FirstTime = std::nullopt;  // of the first entry, ns since 1970; else what its clock says
-  std::optional<unsigned long> ClockZero =
-      std::nullopt;  // when any other clock showed 0, likewise; else by when it comes
-
   [[nodiscard]] bool Any() const { return Live || Decimal || Relative || Split || Decimals; }
 };
 
