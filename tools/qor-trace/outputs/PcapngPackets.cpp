@@ -187,7 +187,7 @@ bool MakeLinFrame(const LinView& lin, Packet& packet) {
   const unsigned char onBus =
       lin.Has(QOR_TRACE_LIN_PARITY_ERROR) ? lin.Identifier : LinProtectedIdentifier(lin.Identifier);
   const auto model = checksum ? LinChecksumModelOf(*checksum, onBus, lin.Data()) : LinChecksumModel::Unknown;
-  const auto control = static_cast<unsigned char>(lin.DataCount() << 4 | ChecksumType(model));
+  const auto control = static_cast<unsigned char>((unsigned{lin.DataCount()} << 4) | ChecksumType(model));
   packet.Head = {1, 0, 0, 0, control, onBus, checksum.value_or(0), LinErrors(lin)};
   packet.HeadSize = kLinHead;
   SetData(packet, lin.Data(), lin.DataCount());
