@@ -33,7 +33,7 @@ void RequireRefusal(const FilterError& error, std::string_view expression) {
   Require(!sentence.empty(), "a refusal has a sentence");
   Require(error.Begin() <= expression.size(), "the place begins in the expression or at its end");
   Require(error.Length() <= expression.size() - error.Begin(), "the place ends in the expression");
-  for (const size_t columns : {20, 21, 80}) RequireLines(error, columns);
+  for (const size_t columns : {size_t{20}, size_t{21}, size_t{80}}) RequireLines(error, columns);
 }
 
 /// The expression made longer and deeper, which may be too much.

@@ -74,9 +74,9 @@ TEST(Outputs, TextAndCapturesAreExportedByTheLibraryOnRequest) {
   const CaptureOptions exported{.AsExported = true};
   EXPECT_EQ(PlanOutputs({"a.asc"}, {.Relative = true}, "/where", exported).size(), 1u);
   EXPECT_EQ(PlanOutputs({"a.pcapng"}, {}, "/where", exported).size(), 1u);
-  EXPECT_THROW(PlanOutputs({"a.bin"}, {}, "/where", exported), UsageError);
-  EXPECT_THROW(PlanOutputs({"a.asc"}, {.Decimals = 9}, "/where", exported), UsageError);
-  EXPECT_THROW(PlanOutputs({"a.asc"}, {}, "/where", {.EthernetOnly = true}), UsageError);
+  EXPECT_THROW((void)PlanOutputs({"a.bin"}, {}, "/where", exported), UsageError);
+  EXPECT_THROW((void)PlanOutputs({"a.asc"}, {.Decimals = 9}, "/where", exported), UsageError);
+  EXPECT_THROW((void)PlanOutputs({"a.asc"}, {}, "/where", {.EthernetOnly = true}), UsageError);
 }
 
 TEST(Outputs, LiveAscTakesAllOtherOptions) {
@@ -85,7 +85,7 @@ TEST(Outputs, LiveAscTakesAllOtherOptions) {
 
 TEST(Outputs, StandardOutputTakesTextThatIsNotSplit) {
   EXPECT_EQ(PlanOutputs({"-"}, {.Decimal = true}, "/where", {}, "asc")[0].Kind, Format::Asc);
-  EXPECT_THROW(PlanOutputs({"-"}, {.Split = 512}, "/where", {}, "asc"), UsageError);
+  EXPECT_THROW((void)PlanOutputs({"-"}, {.Split = 512}, "/where", {}, "asc"), UsageError);
 }
 
 TEST(Outputs, FoldersAreNamedOnce) {
@@ -114,15 +114,15 @@ TEST(Outputs, CapturesAreFilesOrStandardOutput) {
 }
 
 TEST(Outputs, FormatOfStandardOutputNeedsItAndIsOneThatCanBeStreamed) {
-  EXPECT_THROW(PlanOutputs({"a.pcapng"}, {}, "/where", {}, "pcapng"), UsageError);
-  EXPECT_THROW(PlanOutputs({"-"}, {}, "/where", {}, "mf4"), UsageError);
-  EXPECT_THROW(PlanOutputs({"-"}, {}, "/where", {}, "PCAPNG"), UsageError);
+  EXPECT_THROW((void)PlanOutputs({"a.pcapng"}, {}, "/where", {}, "pcapng"), UsageError);
+  EXPECT_THROW((void)PlanOutputs({"-"}, {}, "/where", {}, "mf4"), UsageError);
+  EXPECT_THROW((void)PlanOutputs({"-"}, {}, "/where", {}, "PCAPNG"), UsageError);
 }
 
 TEST(Outputs, CaptureOptionsNeedACapture) {
-  EXPECT_THROW(PlanOutputs({"a.bin"}, {}, "/where", {.EthernetOnly = true}), UsageError);
-  EXPECT_THROW(PlanOutputs({"-"}, {}, "/where", {.AsExported = true}), UsageError);
-  EXPECT_THROW(PlanOutputs({"a.mf4"}, {}, "/where", {.EthernetOnly = true}), UsageError);
+  EXPECT_THROW((void)PlanOutputs({"a.bin"}, {}, "/where", {.EthernetOnly = true}), UsageError);
+  EXPECT_THROW((void)PlanOutputs({"-"}, {}, "/where", {.AsExported = true}), UsageError);
+  EXPECT_THROW((void)PlanOutputs({"a.mf4"}, {}, "/where", {.EthernetOnly = true}), UsageError);
   EXPECT_EQ(PlanOutputs({"a.pcapng"}, {}, "/where", {.EthernetOnly = true}).size(), 1u);
   EXPECT_EQ(PlanOutputs({"a.mf4"}, {}, "/where", {.AsExported = true}).size(), 1u);
   EXPECT_EQ(PlanOutputs({"-"}, {}, "/where", {.AsExported = true}, "pcapng").size(), 1u);

@@ -119,7 +119,7 @@ ChannelNumbers Numbers(const std::vector<std::pair<unsigned int, unsigned int>>&
 TEST(Renumber, OnlyTheChannelOfARecordIsChanged) {
   Collector sink;
   Selection selection(sink, {.Wanted = Filter("channel in 1, 2"), .Channels = Numbers({{1, 2}, {2, 1}, {9, 8}})});
-  for (const unsigned int channel : {1, 2, 3})
+  for (const unsigned int channel : {1u, 2u, 3u})
     EXPECT_TRUE(Put(selection, RecordOf(test::CanItem().Channel(channel).At(channel).Id(7).Data({1, 2, 3}))));
   EXPECT_EQ(sink.Records, (std::vector<Bytes>{RecordOf(test::CanItem().Channel(2).At(1).Id(7).Data({1, 2, 3})),
                                               RecordOf(test::CanItem().Channel(1).At(2).Id(7).Data({1, 2, 3}))}));
