@@ -51,6 +51,9 @@ MDF::NewEvent BeginEvent(unsigned long time) {
   return MDF::NewEvent(new MDF::EVBLOCK("Begin of Recording", kRecording, kCauseUser, time));
 }
 
+/// Whether there is a header to read. An entry that is shorter may be no more than its length.
+bool HoldsHeader(const Qor_Trace_Entry_t& entry) { return entry.Length >= RecordView::kHeader; }
+
 }  // namespace
 
 bool MdfFile::BusLinks_sort::operator()(const Bus* left, const Bus* right) const {
@@ -384,16 +387,18 @@ bool MdfFile::Bus_Reset() {
 }
 
 bool MdfFile::Data_Insert(Qor_Trace_Entry_t& entry) {
-  return Describe() && InsertInto(Root->FindBus(entry.ChannelId, entry.BusType), entry) && Recorded(entry.Timestamp);
+  return Describe() && HoldsHeader(entry) && InsertInto(Root->FindBus(entry.ChannelId, entry.BusType), entry) &&
+         Recorded(entry.Timestamp);
 }
 
 bool MdfFile::Data_Insert(unsigned int busChannel, unsigned char busType, Qor_Trace_Entry_t& entry) {
-  return Describe() && InsertInto(Root->Bus_Get(busChannel, busType), entry) && Recorded(entry.Timestamp);
+  return Describe() && HoldsHeader(entry) && InsertInto(Root->Bus_Get(busChannel, busType), entry) &&
+         Recorded(entry.Timestamp);
 }
 
 /// The record and, in the standard convention, the event of the file that the entry asks for. What needs memory comes first.
 bool MdfFile::InsertInto(Bus* bus, Qor_Trace_Entry_t& entry) {
-  if (bus == nullptr || entry.Length < RecordView::kHeader) return false;
+  if (bus == nullptr) return false;
   if (Root->Convention_Get() != BusConvention::kStandard) return Root->Data_Insert(bus, entry);
   MDF::NewEvent mark(NewMark(*bus, entry));
   if (!Root->Data_Insert(bus, entry)) return false;

@@ -497,8 +497,9 @@ class Ending(ClientTest):
         status = pathlib.Path(f"/proc/{process.pid}/status")
         mask = lambda name: int(re.search(rf"{name}:\s*(\w+)", status.read_text())[1], 16)
         bit = lambda number: 1 << (number - 1)
-        self.wait_until(lambda: mask("SigBlk") & bit(signal.SIGINT), "the signals are taken")
-        self.assertFalse(mask("SigBlk") & bit(signal.SIGHUP))
+        # While the C library starts a thread, it blocks every signal for a moment; that passes.
+        self.wait_until(lambda: mask("SigBlk") & (bit(signal.SIGINT) | bit(signal.SIGHUP)) == bit(signal.SIGINT),
+                        "interrupts are taken and hangups left alone")
         self.assertTrue(mask("SigIgn") & bit(signal.SIGHUP))
 
     def test_reader_that_goes_ends_the_recording_quietly(self):
