@@ -88,7 +88,7 @@ double TimeOfConversion(const fs::path& from, const fs::path& to) {
   return bench::Cost([&] {
     client::BinReader reader(from.string());
     Output output(to.string(), client::AscOptions{});
-    reader.ReadAll(output);
+    (void)client::ReadAll(reader, output);
     if (!output.Finish()) std::abort();
   });
 }

@@ -11,7 +11,7 @@ namespace client {
 /// Failure: as BinReader.
 inline unsigned long ReadBin(const std::string& path, RecordSink& sink) {
   BinReader reader(path);
-  reader.ReadAll(sink);
+  (void)ReadAll(reader, sink);
   return reader.Records();
 }
 

@@ -98,7 +98,7 @@ TEST_F(BinReaderTest, ProgressIsThatOfTheFile) {
   BinReader reader(Path);
   Collector collector;
   EXPECT_EQ(reader.Size(), Joined(OddRecords()).size());
-  EXPECT_EQ(reader.ReadAll(collector), BinReader::End::Whole);
+  EXPECT_EQ(ReadAll(reader, collector), ReadingEnd::Whole);
   EXPECT_EQ(reader.Position(), reader.Size());
   EXPECT_EQ(reader.Records(), 64u);
 }
@@ -111,7 +111,7 @@ TEST_F(BinReaderTest, PipeIsReadNoFurtherThanWanted) {
   ASSERT_EQ(write(end, cut.data(), cut.size()), static_cast<ssize_t>(cut.size()));
   BinReader reader(Path);
   Collector collector;
-  EXPECT_EQ(reader.ReadAll(collector, [&] { return collector.Records.size() < 2; }), BinReader::End::Stopped);
+  EXPECT_EQ(ReadAll(reader, collector, [&] { return collector.Records.size() < 2; }), ReadingEnd::Stopped);
   EXPECT_EQ(collector.Records, (std::vector<Bytes>{record, record}));
   EXPECT_EQ(reader.Size(), 0u);
   close(end);
@@ -127,7 +127,7 @@ TEST_F(BinReaderTest, SinkIsPausedWhileAPipeHasNothing) {
   const int end = open(Path.c_str(), O_RDWR);
   BinReader reader(Path);
   Pausing sink;
-  EXPECT_EQ(reader.ReadAll(sink, [&] { return !sink.Paused; }), BinReader::End::Stopped);
+  EXPECT_EQ(ReadAll(reader, sink, [&] { return !sink.Paused; }), ReadingEnd::Stopped);
   close(end);
 }
 

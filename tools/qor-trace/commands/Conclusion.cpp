@@ -66,6 +66,7 @@ int Conclude(const std::string& command, const Summary& summary, const Selection
                            {"channels", summary.ChannelsJson()},
                            {"buses", summary.BusesJson()},
                            {"unread_lines", summary.UnreadJson()},
+                           {"found", summary.FoundJson()},
                            {"left_out", selected.Json()},
                            {"outputs", outputs.Json()},
                            {"errors", outputs.Errors()},

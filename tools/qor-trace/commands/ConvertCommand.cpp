@@ -12,8 +12,8 @@
 #include "commands/OutputArguments.h"
 #include "commands/ReadingProgress.h"
 #include "commands/StreamArguments.h"
-#include "inputs/BinReader.h"
 #include "inputs/DescriptionBeside.h"
+#include "inputs/Inputs.h"
 #include "stream/FirstRecord.h"
 #include "stream/Selection.h"
 #include "stream/Tee.h"
@@ -40,19 +40,17 @@ bool Has(const OutputPlan& plan, Format format) {
 
 /// Nothing is made before the input is known to be there.
 std::string InputPath(const std::string& typed) {
-  std::string path = typed == "-" ? typed : std::filesystem::absolute(typed).string();
-  CheckInput(path);
-  return path;
+  return typed == "-" ? typed : std::filesystem::absolute(typed).string();
 }
 
 /// The word for it in the JSON summary.
-const char* Word(BinReader::End end) {
+const char* Word(ReadingEnd end) {
   switch (end) {
-    case BinReader::End::Whole:
+    case ReadingEnd::Whole:
       return "input_ended";
-    case BinReader::End::Declined:
+    case ReadingEnd::Declined:
       return "output_closed";
-    case BinReader::End::Stopped:
+    case ReadingEnd::Stopped:
       return "interrupted";
   }
   return "";
@@ -65,27 +63,34 @@ bool TimesAreShown(const OutputPlan& plan) {
 
 /// Reads all records into the front of the sinks, and these into the outputs. A failure is noted with them: what came
 /// before it is kept.
-std::string ReadInto(OutputSet& outputs, RecordSink& front, const Selection& selected, Summary& summary,
-                     BinReader& reader, const ConvertArguments& arguments, Signals& signals) {
+std::string ReadInto(OutputSet& outputs, RecordSink& front, const Selection& selected, Summary& summary, Reader& reader,
+                     const ConvertArguments& arguments, Signals& signals) {
   ReadingProgress progress(reader, signals, arguments.Progress);
   std::string sentence;
-  auto end = BinReader::End::Whole;
+  auto end = ReadingEnd::Whole;
   try {
-    end = reader.ReadAll(front, progress.GoOn());
-    if (end == BinReader::End::Whole) RefuseWithoutRecords(reader, arguments.Input);
+    end = ReadAll(reader, front, progress.MayGoOn());
+    if (end == ReadingEnd::Whole) RefuseWithoutRecords(reader, arguments.Input);
   } catch (const Failure& failure) {
     if (summary.Entries() == 0) throw;  // outputs that got nothing leave nothing
     sentence = failure.what();
   }
   progress.Clear();
   // A pipe has no known end that could be missing: what came so far is all there is.
-  if (end == BinReader::End::Stopped && arguments.Input != "-")
+  if (end == ReadingEnd::Stopped && arguments.Input != "-")
     sentence = fmt::format("Interrupted: the outputs end after {} of \"{}\"",
                            FormatCount(summary.Entries(), "entry", "entries"), arguments.Input);
   if (!sentence.empty()) outputs.KeepExisting();
   outputs.NoteError(sentence);
-  if (!sentence.empty() && end != BinReader::End::Stopped) return "failed";
+  if (!sentence.empty() && end != ReadingEnd::Stopped) return "failed";
   return selected.EndedBy() != nullptr ? selected.EndedBy() : Word(end);
+}
+
+/// What an input says at its end, with the times that its first record has fixed.
+Description AtTheEnd(const Description& known, Description end) {
+  end.Epoch = known.Epoch;
+  end.Anchor = known.Anchor;
+  return end;
 }
 
 int Convert(const ConvertArguments& arguments, Signals& signals) {
@@ -97,22 +102,30 @@ int Convert(const ConvertArguments& arguments, Signals& signals) {
   const TimeFormat format = arguments.Output.Times.TableFormat();
   Summary summary(arguments.BitRates.Rates());
   const std::string input = InputPath(arguments.Input);
-  BinReader reader(input);  // refuses what is no .bin file before an output is made
-  Description description = arguments.Stream.Describe(DescriptionOf(reader, input), wanted);
-  if (!arguments.Output.Title.empty()) description.Title = arguments.Output.Title;
+  const auto reader = OpenInput(input);  // refuses what can't be read before an output is made
+  for (const std::string& remark : reader->Remarks()) Say(remark);
+  const auto told = [&] {
+    Description known = arguments.Stream.Describe(reader->Describe(), wanted);
+    if (!arguments.Output.Title.empty()) known.Title = arguments.Output.Title;
+    return known;
+  };
+  Description description = told();
   for (const Output& output : plan.Outputs) CheckWritable(output);
   OutputSet outputs(plan, description);
   Tee sinks(outputs, summary);
   Selection selected(sinks, wanted);
   // The first record of the file, which needn't be the first one that is selected.
   FirstRecord started(selected, [&](const RecordView& record) {
+    description = told();
     SetFirstTime(description, record.Timestamp(), firstTime);
     if (!description.Anchor && (TimesAreShown(plan) || NeedsUtc(format))) Say(UnknownTimeText(arguments.Input));
     outputs.Describe(description);
   });
-  const std::string end = ReadInto(outputs, started, selected, summary, reader, arguments, signals);
-  description.Complete = description.Complete && end == Word(BinReader::End::Whole);
+  const std::string end = ReadInto(outputs, started, selected, summary, *reader, arguments, signals);
+  description = AtTheEnd(description, told());
+  description.Complete = description.Complete && end == Word(ReadingEnd::Whole);
   TakeChannels(description, summary);
+  summary.SetFound(arguments.Input, reader->Found());
   summary.SetTimes(format, TimesOf(description));
   {
     const WaitingLine line("completing the outputs", arguments.Progress);

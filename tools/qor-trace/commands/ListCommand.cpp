@@ -9,8 +9,8 @@
 #include "commands/RecordingArguments.h"
 #include "commands/StreamArguments.h"
 #include "commands/TimeArguments.h"
-#include "inputs/BinReader.h"
 #include "inputs/DescriptionBeside.h"
+#include "inputs/Inputs.h"
 #include "stream/DurationLimit.h"
 #include "stream/FirstRecord.h"
 #include "stream/Reorder.h"
@@ -61,23 +61,25 @@ int ListBin(const ListArguments& arguments, Signals& signals) {
   if (!typed.Speed.empty() || typed.MemoryLimit || !typed.SwapFolder.empty())
     throw UsageError("A .bin file is listed without a recording; leave out --speed, --memory-limit and --swap-folder");
   const std::string& input = typed.Sources.front();
-  CheckInput(input);
-  BinReader reader(input);
-  Description description = DescriptionOf(reader, input);
+  const auto reader = OpenInput(input);
+  for (const std::string& remark : reader->Remarks()) Say(remark);
+  Description description;
   MessageTable table;
   Summary summary;
   Tee sinks(table, summary);
   Selection selected(sinks, wanted);
   FirstRecord started(selected, [&](const RecordView& record) {
+    description = reader->Describe();
     SetFirstTime(description, record.Timestamp(), firstTime);
     if (!description.Anchor && NeedsUtc(format)) Say(UnknownTimeText(input));
   });
   DurationLimit limited(started, typed.TraceTime());
-  ReadingProgress progress(reader, signals, typed.Progress);
-  const auto end = reader.ReadAll(limited, progress.GoOn());
+  ReadingProgress progress(*reader, signals, typed.Progress);
+  const auto end = ReadAll(*reader, limited, progress.MayGoOn());
   progress.Clear();
-  if (end == BinReader::End::Whole) RefuseWithoutRecords(reader, input);
-  TakeChannels(Renumbered(description, wanted.Channels), summary);
+  if (end == ReadingEnd::Whole) RefuseWithoutRecords(*reader, input);
+  TakeChannels(Renumbered(reader->Describe(), wanted.Channels), summary);
+  summary.SetFound(input, reader->Found());
   summary.SetTimes(format, TimesOf(description));
   const int code = TellLosses(summary, selected);
   PrintTable(table, arguments, TimesOf(description));

@@ -85,8 +85,13 @@ unsigned long Summary::Lost() const {
   return lost;
 }
 
+void Summary::SetFound(std::string input, Findings found) {
+  Input = std::move(input);
+  Found = std::move(found);
+}
+
 bool Summary::Lossy() const {
-  if (!Unread.empty()) return true;
+  if (!Unread.empty() || Found.Lossy()) return true;
   return std::any_of(Channels.begin(), Channels.end(), [](const auto& item) {
     const Counts& counts = item.second.Counted;
     return counts.Lost > 0 || counts.Overruns > 0 || counts.Late > 0;
@@ -129,6 +134,7 @@ std::string Summary::Text() const {
   std::string text;
   for (const auto& [number, channel] : Channels) text += ChannelText(number, channel, Span(), {Format, Moment});
   for (const UnreadLines& lines : Unread) text += UnreadText(lines);
+  for (const Finding& finding : Found.All()) text += FindingText(Input, finding);
   std::string rates;
   for (const auto& [busType, bus] : Buses()) {
     if (bus.Channels > 1) text += BusText(busType, bus.Channels, bus.Counted);
@@ -147,6 +153,12 @@ nlohmann::json Summary::ChannelsJson() const {
 nlohmann::json Summary::UnreadJson() const {
   nlohmann::json array = nlohmann::json::array();
   for (const UnreadLines& lines : Unread) array.push_back(client::UnreadJson(lines));
+  return array;
+}
+
+nlohmann::json Summary::FoundJson() const {
+  nlohmann::json array = nlohmann::json::array();
+  for (const Finding& finding : Found.All()) array.push_back(FindingJson(finding));
   return array;
 }
 

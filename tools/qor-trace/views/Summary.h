@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "record/RecordKind.h"
+#include "stream/Findings.h"
 #include "stream/RecordSink.h"
 #include "stream/Reorder.h"
 #include "stream/UnreadLines.h"
@@ -62,6 +63,9 @@ class Summary : public RecordSink {
 
   void SetLate(const std::map<unsigned int, LateEntries>& byChannel);
   void SetUnread(std::vector<UnreadLines> byFile) { Unread = std::move(byFile); }
+  /// What an input held besides its records.
+  /// @param input  as typed
+  void SetFound(std::string input, Findings found);
 
   [[nodiscard]] bool Take(const RecordView& record) override;
 
@@ -83,6 +87,8 @@ class Summary : public RecordSink {
   [[nodiscard]] nlohmann::json BusesJson() const;
   /// An array with one object per file.
   [[nodiscard]] nlohmann::json UnreadJson() const;
+  /// An array with one object per finding.
+  [[nodiscard]] nlohmann::json FoundJson() const;
 
  private:
   struct BusSummary {
@@ -98,6 +104,8 @@ class Summary : public RecordSink {
   TimeBase Moment;
   std::map<unsigned int, ChannelSummary> Channels;
   std::vector<UnreadLines> Unread;
+  std::string Input;  // that Found is of
+  Findings Found;
   ChannelSummary* Latest = nullptr;  // of the entry before: mostly the next one is of the same channel
   unsigned int LatestChannel = 0;
 };

@@ -29,6 +29,10 @@ struct ShownTimes {
 [[nodiscard]] std::string UnreadText(const UnreadLines& lines);
 [[nodiscard]] nlohmann::json UnreadJson(const UnreadLines& lines);
 
+/// A line, closed by a newline: "drive.asc: LOST: a line that can't be read, 3 times; the first at line 12".
+[[nodiscard]] std::string FindingText(const std::string& input, const Finding& finding);
+[[nodiscard]] nlohmann::json FindingJson(const Finding& finding);
+
 [[nodiscard]] nlohmann::json ChannelJson(unsigned int number, const ChannelSummary& channel, unsigned long span,
                                          const BitRates& rates);
 [[nodiscard]] nlohmann::json BusJson(unsigned char busType, unsigned int channels, const Counts& counts);

@@ -1,0 +1,97 @@
+#include "inputs/InputBytes.h"
+
+#include <fcntl.h>
+#include <fmt/format.h>
+#include <poll.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <cstring>
+#include <utility>
+
+#include "system/Failure.h"
+
+namespace client {
+
+namespace {
+
+constexpr size_t kBlockSize = 1u << 20;
+constexpr int kLongestWait = 50;  // ms between two looks at whether to go on
+
+}  // namespace
+
+InputBytes::InputBytes(const std::string& path) : Name(path == "-" ? "standard input" : fmt::format("\"{}\"", path)) {
+  if (path != "-") Opened = Descriptor(open(path.c_str(), O_RDONLY | O_CLOEXEC));
+  File = path == "-" ? STDIN_FILENO : Opened.Get();
+  if (File < 0) throw Failure(fmt::format("Cannot open {}: {}", Name, ErrnoText(errno)));
+  struct stat status {};
+  Waits = fstat(File, &status) != 0 || !S_ISREG(status.st_mode);
+  if (!Waits) FileSize = static_cast<unsigned long>(status.st_size);
+}
+
+bool InputBytes::Fill(size_t size) {
+  while (Buffer.size() - Begin < size) {
+    if (!WaitForBytes()) return false;
+    Buffer.erase(Buffer.begin(), Buffer.begin() + static_cast<std::ptrdiff_t>(Begin));
+    Offset += std::exchange(Begin, 0);
+    const size_t kept = Buffer.size();
+    Buffer.resize(kept + kBlockSize);
+    const size_t got = ReadSome(Buffer.data() + kept);
+    Buffer.resize(kept + got);
+    if (got == 0) return false;
+  }
+  return true;
+}
+
+bool InputBytes::WaitForBytes() {
+  for (;;) {
+    if (Present.MayGoOn && !Present.MayGoOn()) Ended = true;
+    if (Ended) return false;
+    pollfd input{File, POLLIN, 0};
+    if (!Waits || poll(&input, 1, kLongestWait) != 0) return true;  // a failure shows at the read
+    if (Present.Waits) Present.Waits();
+  }
+}
+
+size_t InputBytes::ReadSome(unsigned char* target) {
+  for (;;) {
+    const ssize_t got = read(File, target, kBlockSize);
+    if (got >= 0) return static_cast<size_t>(got);
+    if (errno != EINTR) throw Failure(fmt::format("Cannot read {}: {}", Name, ErrnoText(errno)));
+  }
+}
+
+bool InputBytes::SkipFar(unsigned long size) {
+  while (size > 0) {
+    if (!Need(1)) return false;
+    const size_t some = std::min<unsigned long>(size, Ready().size());
+    Skip(some);
+    size -= some;
+  }
+  return true;
+}
+
+std::optional<std::string_view> InputBytes::Line() {
+  const unsigned char* end = nullptr;
+  size_t searched = 0;
+  for (;;) {
+    const auto ready = Ready();
+    const size_t limit = std::min(ready.size(), kLongestLine);
+    end = static_cast<const unsigned char*>(std::memchr(ready.data() + searched, '\n', limit - searched));
+    if (end != nullptr || limit == kLongestLine) break;
+    searched = limit;
+    if (!Need(ready.size() + 1)) break;
+  }
+  const auto ready = Ready();
+  if (Ended || ready.empty()) return std::nullopt;
+  size_t length = std::min(ready.size(), kLongestLine);
+  if (end != nullptr) length = static_cast<size_t>(end - ready.data());
+  Skip(end != nullptr ? length + 1 : length);
+  std::string_view line(reinterpret_cast<const char*>(ready.data()), length);
+  if (line.ends_with('\r')) line.remove_suffix(1);
+  return line;
+}
+
+}  // namespace client

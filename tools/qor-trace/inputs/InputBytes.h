@@ -1,0 +1,73 @@
+// The bytes of an input, from its beginning to its end.
+#pragma once
+
+#include <cstddef>
+#include <optional>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "inputs/Reader.h"
+#include "system/Descriptor.h"
+
+namespace client {
+
+/// Reads a file, a pipe or standard input through a window that the reader of a format moves on.
+///
+/// Threads: one. Memory: 1 MiB, and what Need is asked for at once.
+class InputBytes {
+ public:
+  /// Opens a file ("-": standard input).
+  /// Failure: Failure when it can't be opened.
+  explicit InputBytes(const std::string& path);
+
+  void Attend(Attendance attendance) { Present = std::move(attendance); }
+
+  /// Makes the next `size` bytes ready. False if the input ends before, or reading is to end: then Ready() is what is left.
+  /// Failure: Failure when the file can't be read.
+  [[nodiscard]] bool Need(size_t size) { return Ready().size() >= size || Fill(size); }
+  /// The bytes that are ready, from the window's beginning on. Valid until the next Need.
+  [[nodiscard]] std::span<const unsigned char> Ready() const { return {Buffer.data() + Begin, Buffer.size() - Begin}; }
+  /// Moves the window on.
+  /// @param size  at most Ready().size()
+  void Skip(size_t size) { Begin += size; }
+  /// Moves the window on by any number of bytes, reading and forgetting them. False if the input ends before.
+  /// Failure: as Need.
+  [[nodiscard]] bool SkipFar(unsigned long size);
+
+  /// The next line without its end (LF or CR LF), which is skipped. Nothing at the end of the input, and when reading is to
+  /// end. A line of more than kLongestLine bytes comes cut, in one piece. Valid until the next call.
+  /// Failure: as Need.
+  [[nodiscard]] std::optional<std::string_view> Line();
+  static constexpr size_t kLongestLine = size_t{1} << 20;
+
+  /// Where the window begins, bytes from the beginning of the input.
+  [[nodiscard]] unsigned long Position() const { return Offset + Begin; }
+  /// Bytes taken from the file so far, and those of the whole file; 0 where that isn't known.
+  [[nodiscard]] unsigned long Taken() const { return Offset + Buffer.size(); }
+  [[nodiscard]] unsigned long Size() const { return FileSize; }
+  /// A read may wait: it is no regular file.
+  [[nodiscard]] bool IsPipe() const { return Waits; }
+  [[nodiscard]] bool Stopped() const { return Ended; }
+  /// For sentences: the path in quotation marks, or "standard input".
+  [[nodiscard]] const std::string& Shown() const { return Name; }
+
+ private:
+  [[nodiscard]] bool Fill(size_t size);
+  [[nodiscard]] bool WaitForBytes();
+  [[nodiscard]] size_t ReadSome(unsigned char* target);
+
+  const std::string Name;
+  Attendance Present;
+  Descriptor Opened;  // nothing for standard input, which stays open
+  int File = -1;
+  bool Waits = false;
+  bool Ended = false;          // reading is to end
+  unsigned long FileSize = 0;  // bytes
+  std::vector<unsigned char> Buffer;
+  size_t Begin = 0;          // of the window in the buffer
+  unsigned long Offset = 0;  // of the buffer in the file
+};
+
+}  // namespace client

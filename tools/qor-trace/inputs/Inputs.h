@@ -1,0 +1,30 @@
+// Opens what is to be read, in whatever format it is.
+#pragma once
+
+#include <memory>
+#include <span>
+#include <string>
+
+#include "inputs/Reader.h"
+
+namespace client {
+
+/// Formats that can be read.
+enum class InputFormat { Bin };
+
+/// By what an input begins with; where that says nothing, by its name; else it is taken for raw records, whose reader says
+/// what is wrong.
+/// @param front  the first bytes, as many as there are, at most kFront
+[[nodiscard]] InputFormat FormatOfInput(std::span<const unsigned char> front, const std::string& path);
+constexpr size_t kFront = size_t{64} << 10;
+
+/// Opens a file ("-": standard input).
+/// Failure: Failure when it can't be read, or isn't what it seems to be; UsageError when standard input is a terminal.
+[[nodiscard]] std::unique_ptr<Reader> OpenInput(const std::string& path);
+
+/// After the whole input was read: one without a single record is a mistake, and not worth an existing output, unless it is
+/// standard input.
+/// Failure: Failure that names it.
+void RefuseWithoutRecords(const Reader& reader, const std::string& path);
+
+}  // namespace client
