@@ -19,7 +19,7 @@ void Qor_Trace_Monitor::GetItems(unsigned int start, unsigned int* count, unsign
   const unsigned int first = start <= swapped ? 0 : start;  // in the store
   const unsigned int swappedRecords = start < swapped ? swapped - start : 0;
   const unsigned int limit = wanted != 0 ? wanted : swappedRecords + inMemory - first;
-  const unsigned int mostFromStore = limit - swappedRecords;  // may wrap; then the limit decides
+  const unsigned int mostFromStore = limit - std::min(limit, swappedRecords);
   // None of the later ones under the indices of those that a file doesn't have.
   if (swappedRecords > 0 && !CopySwapped(start, limit, out)) return;
   CopyFrom(Store, first, mostFromStore, limit, out);

@@ -6,13 +6,11 @@
 #include <cerrno>
 #include <cstring>
 
-#include "record/RecordView.h"
-
 namespace {
 
 constexpr unsigned long kSmallestBlock = 4 * 1024;
 constexpr unsigned long kFirstBlock = 64 * 1024;
-constexpr unsigned long kLargestBlock = 256 * 1024;
+constexpr unsigned long kLargestBlock = 128 * 1024;  // longer ones leave the caches nearest to the processor
 
 }  // namespace
 
@@ -45,13 +43,6 @@ unsigned int RecordFileReader::NextLength() {
   return length < RecordView::kHeader || length > Size - Position ? 0 : length;
 }
 
-const Qor_Trace_Entry_t* RecordFileReader::Peek() {
-  const unsigned int length = NextLength();
-  if (length == 0) return nullptr;
-  if (Buffered() < length && (!Fill() || Buffered() < length)) return nullptr;
-  return reinterpret_cast<const Qor_Trace_Entry_t*>(Block.data() + (Position - BlockStart));
-}
-
 bool RecordFileReader::Read(unsigned char* out, unsigned int length) {
   while (length > 0) {
     if (Buffered() == 0 && !Fill()) {
@@ -67,12 +58,7 @@ bool RecordFileReader::Read(unsigned char* out, unsigned int length) {
   return true;
 }
 
-/// Bytes that the block holds from the position on.
-unsigned long RecordFileReader::Buffered() const {
-  return Position >= BlockStart && Position < BlockStart + BlockLength ? BlockStart + BlockLength - Position : 0;
-}
-
-/// Reads a block from the position on. Returns false at the end of the file and on a read error.
+/// Reads a block from the position on, of the file as it was at opening. Returns false at its end and on a read error.
 bool RecordFileReader::Fill() {
   if (Block.size() < NextBlock) Block.resize(NextBlock);
   ssize_t got;
@@ -80,7 +66,7 @@ bool RecordFileReader::Fill() {
     got = pread(File, Block.data(), NextBlock, static_cast<off_t>(Position));
   } while (got < 0 && errno == EINTR);
   BlockStart = Position;
-  BlockLength = got > 0 ? static_cast<unsigned long>(got) : 0;
+  BlockLength = got > 0 ? std::min(static_cast<unsigned long>(got), Size - std::min(Size, Position)) : 0;
   NextBlock = std::min(2 * NextBlock, kLargestBlock);
   return BlockLength > 0;
 }

@@ -20,11 +20,12 @@
 
 #include "internal/FileDescriptor.h"
 #include "qor_api_trace.h"
+#include "record/RecordView.h"
 
 /// Walks a file of records. A Length is trusted only as far as the file reaches: a record that the file doesn't hold whole,
 /// or that is too short to be one, ends the walk.
 ///
-/// Reads in blocks that grow from 64 KiB, or what is expected, to 256 KiB, so that a short walk reads little and a long one reads
+/// Reads in blocks that grow from 64 KiB, or what is expected, to 128 KiB, so that a short walk reads little and a long one reads
 /// fast. Threads: one at a time.
 class RecordFileReader {
  public:
@@ -50,7 +51,10 @@ class RecordFileReader {
   void Skip(unsigned long count);
   /// The record at the position where it lies in the block, unaligned, until the next call but Pass. Null where the walk ends or,
   /// if NextLength says that it doesn't, for a record that no block holds.
-  [[nodiscard]] const Qor_Trace_Entry_t* Peek();
+  [[nodiscard]] const Qor_Trace_Entry_t* Peek() {
+    if (const auto* const record = InBlock()) return record;
+    return Fill() ? InBlock() : nullptr;
+  }
   /// Goes past the record that Peek has just returned.
   void Pass(const Qor_Trace_Entry_t& record) { Position += record.Length; }
 
@@ -61,6 +65,7 @@ class RecordFileReader {
   [[nodiscard]] bool Read(unsigned char* out, unsigned int length);
 
  private:
+  [[nodiscard]] const Qor_Trace_Entry_t* InBlock() const;
   [[nodiscard]] unsigned long Buffered() const;
   bool Fill();
 
@@ -74,3 +79,19 @@ class RecordFileReader {
   unsigned long BlockLength = 0;
   unsigned long NextBlock;  // bytes of the next block
 };
+
+/// The record at the position, if the block has it whole.
+inline const Qor_Trace_Entry_t* RecordFileReader::InBlock() const {
+  const unsigned long held = Buffered();
+  if (held < RecordView::kHeader) return nullptr;
+  const unsigned char* const record = Block.data() + (Position - BlockStart);
+  const unsigned int length = RecordView::LengthAt(record);
+  if (length < RecordView::kHeader || length > held) return nullptr;
+  return reinterpret_cast<const Qor_Trace_Entry_t*>(record);
+}
+
+/// Bytes that the block holds from the position on.
+inline unsigned long RecordFileReader::Buffered() const {
+  const unsigned long place = Position - BlockStart;  // far beyond any block when the position is before this one
+  return place < BlockLength ? BlockLength - place : 0;
+}
