@@ -252,7 +252,7 @@ class Recording(ClientTest):
             self.assertEqual(lines, whole)
 
     def test_two_buses_are_merged_in_time_order(self):
-        self.run_client("record", "can?seed=1", "can?seed=2", "--speed", "20", "-d", "10s", "-o", "a.bin")
+        self.run_client("record", "can?seed=1", "can?seed=2", "--speed", "5", "-d", "10s", "-o", "a.bin")
         frames = read_bin((self.folder / "a.bin").read_bytes())
         times = [frame.time for frame in frames]
         self.assertEqual(times, sorted(times))
