@@ -124,6 +124,7 @@ int RunCommandLine(std::vector<std::string> arguments, const std::string& versio
     AddRecordCommand(app, action);
     AddConvertCommand(app, action);
     AddListCommand(app, action);
+    AddCheckCommand(app, action);
     for (CLI::App* command : app.get_subcommands({})) {
       command->set_version_flag("--version", version);
       RefuseEmptyValues(*command);

@@ -15,5 +15,6 @@ using Action = std::function<int(Signals&)>;
 void AddRecordCommand(CLI::App& app, Action& action);
 void AddConvertCommand(CLI::App& app, Action& action);
 void AddListCommand(CLI::App& app, Action& action);
+void AddCheckCommand(CLI::App& app, Action& action);
 
 }  // namespace client

@@ -1,5 +1,7 @@
 #include "views/Summary.h"
 
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <nlohmann/json.hpp>
 #include <utility>
@@ -134,7 +136,7 @@ std::string Summary::Text() const {
   std::string text;
   for (const auto& [number, channel] : Channels) text += ChannelText(number, channel, Span(), {Format, Moment});
   for (const UnreadLines& lines : Unread) text += UnreadText(lines);
-  for (const Finding& finding : Found.All()) text += FindingText(Input, finding);
+  for (const Finding& finding : Found.All()) text += fmt::format("{}: {}", Input, FindingText(finding));
   std::string rates;
   for (const auto& [busType, bus] : Buses()) {
     if (bus.Channels > 1) text += BusText(busType, bus.Channels, bus.Counted);

@@ -199,12 +199,12 @@ nlohmann::json UnreadJson(const UnreadLines& lines) {
   return {{"file", lines.File}, {"count", lines.Count}, {"first", first}};
 }
 
-std::string FindingText(const std::string& input, const Finding& finding) {
+std::string FindingText(const Finding& finding) {
   const bool lost = finding.Kind == FindingKind::Unread || finding.Kind == FindingKind::CutOff;
   const char* const word = lost ? "LOST" : finding.Kind == FindingKind::LeftOut ? "left out" : "odd";
   const std::string shown = Printable(finding.What);
-  if (finding.Count == 1) return fmt::format("{}: {}: {}; at {}\n", input, word, shown, finding.Where);
-  return fmt::format("{}: {}: {}, {} times; the first at {}\n", input, word, shown, finding.Count, finding.Where);
+  if (finding.Count == 1) return fmt::format("{}: {}; at {}\n", word, shown, finding.Where);
+  return fmt::format("{}: {}, {} times; the first at {}\n", word, shown, finding.Count, finding.Where);
 }
 
 nlohmann::json FindingJson(const Finding& finding) {

@@ -29,8 +29,8 @@ struct ShownTimes {
 [[nodiscard]] std::string UnreadText(const UnreadLines& lines);
 [[nodiscard]] nlohmann::json UnreadJson(const UnreadLines& lines);
 
-/// A line, closed by a newline: "drive.asc: LOST: a line that can't be read, 3 times; the first at line 12".
-[[nodiscard]] std::string FindingText(const std::string& input, const Finding& finding);
+/// A line, closed by a newline: "LOST: a line that can't be read, 3 times; the first at line 12".
+[[nodiscard]] std::string FindingText(const Finding& finding);
 [[nodiscard]] nlohmann::json FindingJson(const Finding& finding);
 
 [[nodiscard]] nlohmann::json ChannelJson(unsigned int number, const ChannelSummary& channel, unsigned long span,

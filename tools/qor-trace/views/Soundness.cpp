@@ -1,0 +1,116 @@
+#include "views/Soundness.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <array>
+#include <string>
+
+#include "stream/LinChecksum.h"
+#include "system/Units.h"
+
+namespace client {
+
+namespace {
+
+/// Data bytes of a frame with a DLC. A classic frame has at most 8.
+size_t BytesOfDlc(unsigned char dlc, bool fd) {
+  constexpr std::array<unsigned char, 16> kBytes = {0, 1, 2, 3, 4, 5, 6, 7, 8, 12, 16, 20, 24, 32, 48, 64};
+  const size_t bytes = kBytes[dlc & 0x0F];
+  return fd ? bytes : std::min<size_t>(bytes, 8);
+}
+
+std::string LossText(const Loss& loss) {
+  const std::string count = loss.Count ? FormatCount(*loss.Count, "item", "items") : "an unknown number of items";
+  std::string cause = Word(loss.Cause);
+  std::replace(cause.begin(), cause.end(), '_', ' ');
+  return fmt::format("a loss that the recording noted: {} of channel {}, {}", count, loss.Channel, cause);
+}
+
+}  // namespace
+
+bool Soundness::Take(const RecordView& record) {
+  ++Count;
+  Size += record.Length();
+  LookAtTime(record.Timestamp());
+  if (record.ChannelId() != LastMet || Met.empty()) Met.insert(LastMet = record.ChannelId());
+  if (record.HasOverrunMark()) Note(FindingKind::Unread, "a mark of the interface after which data were lost");
+  if (!record.IsWellFormed() || record.Kind() == RecordKind::Unknown) {
+    Note(FindingKind::Odd, "an entry that is cut short or of no known kind");
+    return true;
+  }
+  switch (record.Bus()) {
+    case BusType_Can:
+      LookAtCan(record.Can());
+      break;
+    case BusType_Lin:
+      LookAtLin(record.Lin());
+      break;
+    case BusType_FlexRay:
+      LookAtFlexRay(record.FlexRay());
+      break;
+    default:
+      LookAtEthernet(record.Ethernet());
+  }
+  return true;
+}
+
+void Soundness::Note(FindingKind kind, const std::string& what) {
+  Noted.Add(kind, what, fmt::format("entry {}", Count));
+}
+
+void Soundness::LookAtTime(unsigned long time) {
+  if (Count == 1) Earliest = Latest = time;
+  if (Count > 1 && time < Before) Note(FindingKind::Odd, "an entry earlier than the one before");
+  Before = time;
+  Earliest = std::min(Earliest, time);
+  Latest = std::max(Latest, time);
+}
+
+void Soundness::LookAtCan(const CanView& can) {
+  if (can.Held.size() < can.DataLength) Note(FindingKind::Odd, "a CAN entry with fewer data than it announces");
+  const RecordKind kind = can.Kind();
+  if ((kind != RecordKind::CanFrame && kind != RecordKind::CanFdFrame) || can.IsRemote()) return;
+  if (can.DataLength != BytesOfDlc(can.Dlc, kind == RecordKind::CanFdFrame))
+    Note(FindingKind::Odd, "a CAN frame whose data length isn't that of its DLC");
+}
+
+void Soundness::LookAtLin(const LinView& lin) {
+  if (lin.Kind() != RecordKind::LinFrame) return;
+  const auto checksum = lin.Checksum();
+  if (!checksum || lin.Data().size() < lin.DataCount()) {
+    Note(FindingKind::Odd, "a LIN frame with fewer data than it announces");
+  } else if (LinChecksumModelOf(*checksum, LinProtectedIdentifier(lin.Identifier), lin.Data()) ==
+             LinChecksumModel::Unknown) {
+    Note(FindingKind::Odd, "a LIN frame whose checksum fits neither model");
+  }
+}
+
+void Soundness::LookAtFlexRay(const FlexRayView& flexray) {
+  if (flexray.Kind() == RecordKind::FlexRayFrame && flexray.Held.size() < flexray.PayloadBytes())
+    Note(FindingKind::Odd, "a FlexRay frame with less payload than it announces");
+}
+
+void Soundness::LookAtEthernet(const EthernetView& ethernet) {
+  const RecordKind kind = ethernet.Kind();
+  const bool frame = kind == RecordKind::EthernetFrame || kind == RecordKind::EthernetCrcError;
+  if (frame && ethernet.Held.size() < ethernet.FrameLength)
+    Note(FindingKind::Odd, "an Ethernet frame with fewer bytes than it announces");
+}
+
+void Soundness::Compare(const Description& description) {
+  const std::string place = "its description";
+  if (!description.Complete) Noted.Add(FindingKind::Unread, "a recording that didn't come to its end", place);
+  for (const Loss& loss : description.Losses)
+    if (loss.Cause != LossCause::OverrunMark) Noted.Add(FindingKind::Unread, LossText(loss), place);
+  const auto& records = description.Records;
+  if (records && records->Count != Count)
+    Noted.Add(FindingKind::Odd,
+              fmt::format("another number of entries than the {} that it was closed with", records->Count), place);
+  if (description.Channels.empty()) return;
+  for (const unsigned int channel : Met)
+    if (FindChannel(description, channel) == nullptr)
+      Noted.Add(FindingKind::Odd, fmt::format("nothing of channel {}, which has entries", channel), place);
+}
+
+}  // namespace client
