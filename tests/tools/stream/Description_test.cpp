@@ -69,6 +69,21 @@ TEST(Description, ChannelsAreFoundByNumber) {
   EXPECT_EQ(FindChannel(description, 3), nullptr);
 }
 
+TEST(Description, LossesOutsideOfACutAreLeftOutAndThoseAcrossItsEndsAreCutWithIt) {
+  const auto between = [](unsigned long first, unsigned long last) {
+    return LossesBetween({{1, LossCause::CaptureBufferFull, first, last, 7}}, 100, 200);
+  };
+  const auto part = [](unsigned long first, unsigned long last) {
+    return std::vector<Loss>{{1, LossCause::CaptureBufferFull, first, last, std::nullopt}};
+  };
+  EXPECT_TRUE(between(50, 99).empty());
+  EXPECT_TRUE(between(200, 210).empty());
+  EXPECT_EQ(between(100, 199), (std::vector<Loss>{{1, LossCause::CaptureBufferFull, 100, 199, 7}}));
+  EXPECT_EQ(between(50, 100), part(100, 100));
+  EXPECT_EQ(between(199, 200), part(199, 199));
+  EXPECT_EQ(between(50, 250), part(100, 199));
+}
+
 TEST(Description, IdsDiffer) {
   const std::regex groups("[0-9a-f]{8}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{4}-[0-9a-f]{12}");
   const std::string id = MakeId();

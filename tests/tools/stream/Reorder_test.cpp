@@ -33,18 +33,20 @@ using Times = std::vector<unsigned long>;
 
 TEST(Reorder, EntriesWithinASecondComeInTheOrderOfTheirTimes) {
   Sink sink;
-  Reorder order(sink);
+  LossLedger late;
+  Reorder order(sink, late);
   for (const unsigned long time : {2 * Second, 1500000000ul, Second, 1200000000ul})
     EXPECT_TRUE(Put(order, EntryAt(time)));
   EXPECT_EQ(sink.Times(), Times{Second});
   order.Finish();
   EXPECT_EQ(sink.Times(), (Times{Second, 1200000000, 1500000000, 2 * Second}));
-  EXPECT_TRUE(order.Late().empty());
+  EXPECT_TRUE(late.All().empty());
 }
 
 TEST(Reorder, EntriesOfTheSameTimeKeepTheOrderInWhichTheyCame) {
   Sink sink;
-  Reorder order(sink);
+  LossLedger late;
+  Reorder order(sink, late);
   Put(order, EntryAt(5, 1, 1));
   Put(order, EntryAt(9, 1, 2));
   Put(order, EntryAt(5, 2, 3));
@@ -55,20 +57,17 @@ TEST(Reorder, EntriesOfTheSameTimeKeepTheOrderInWhichTheyCame) {
                                               EntryAt(9, 2, 4)}));
 }
 
-TEST(Reorder, WhatIsOlderThanOneHandedOverGoesOnAndIsCountedByItsChannel) {
+TEST(Reorder, WhatIsOlderThanOneHandedOverGoesOnAndIsInTheLedger) {
   Sink sink;
-  Reorder order(sink);
+  LossLedger late;
+  Reorder order(sink, late);
   Put(order, EntryAt(2 * Second));
   Put(order, EntryAt(4 * Second));  // hands over the first one
   Put(order, EntryAt(Second + 3, 2));
   Put(order, EntryAt(Second + 1, 2));
   order.Finish();
   EXPECT_EQ(sink.Times(), (Times{2 * Second, Second + 3, Second + 1, 4 * Second}));
-  ASSERT_EQ(order.Late().size(), 1u);
-  const LateEntries& late = order.Late().at(2);
-  EXPECT_EQ(late.Count, 2u);
-  EXPECT_EQ(late.First, Second + 1);
-  EXPECT_EQ(late.Last, Second + 3);
+  EXPECT_EQ(late.All(), (std::vector<Loss>{{2, LossCause::Reordering, Second + 1, Second + 3, 2}}));
 }
 
 TEST(Reorder, AnyOrderWithinASecondComesOutSortedAndWhole) {
@@ -81,50 +80,59 @@ TEST(Reorder, AnyOrderWithinASecondComesOutSortedAndWhole) {
   }
   std::sort(arrivals.begin(), arrivals.end());
   Sink sink;
-  Reorder order(sink);
+  LossLedger late;
+  Reorder order(sink, late);
   for (const auto& [when, time] : arrivals) ASSERT_TRUE(Put(order, EntryAt(time)));
   order.Finish();
   const Times times = sink.Times();
   EXPECT_EQ(times.size(), arrivals.size());
   EXPECT_TRUE(std::is_sorted(times.begin(), times.end()));
-  EXPECT_TRUE(order.Late().empty());
+  EXPECT_TRUE(late.All().empty());
 }
 
 TEST(Reorder, HoldsNoMoreThanItsLimit) {
   Sink sink;
   const Bytes record = EntryAt(0);
-  Reorder order(sink, Reorder::kUsualWindow, 10 * record.size());
+  LossLedger late;
+  Reorder order(sink, late, Reorder::kUsualWindow, 10 * record.size());
   for (unsigned long time = 0; time < 100; ++time) Put(order, EntryAt(time));
   EXPECT_EQ(sink.Records.size(), 90u);
   Put(order, EntryAt(50));
-  EXPECT_EQ(order.Late().at(1).Count, 1u);
+  ASSERT_EQ(late.Size(), 1u);
+  EXPECT_EQ(late.All()[0].Channel, 1u);
+  EXPECT_EQ(late.All()[0].Count, 1u);
   order.Finish();
   EXPECT_EQ(sink.Records.size(), 101u);
 }
 
 TEST(Reorder, WithoutAWindowNothingIsHeldAndLateEntriesAreCounted) {
   Sink sink;
-  Reorder order(sink, 0);
+  LossLedger late;
+  Reorder order(sink, late, 0);
   for (const unsigned long time : {1ul, 3ul, 2ul, 3ul}) Put(order, EntryAt(time));
   EXPECT_EQ(sink.Times(), (Times{1, 3, 2, 3}));
-  EXPECT_EQ(order.Late().at(1).Count, 1u);
+  ASSERT_EQ(late.Size(), 1u);
+  EXPECT_EQ(late.All()[0].Channel, 1u);
+  EXPECT_EQ(late.All()[0].Count, 1u);
 }
 
 TEST(Reorder, EntryFarInTheFutureDoesNotHoldUpTheOthers) {
   Sink sink;
-  Reorder order(sink);
+  LossLedger late;
+  Reorder order(sink, late);
   Put(order, EntryAt(~0ul));
   for (unsigned long time = 0; time < 100; ++time) Put(order, EntryAt(time));
   EXPECT_EQ(sink.Records.size(), 100u);
   order.Finish();
   EXPECT_EQ(sink.Times().back(), ~0ul);
-  EXPECT_TRUE(order.Late().empty());
+  EXPECT_TRUE(late.All().empty());
 }
 
 TEST(Reorder, SilenceOfASecondHandsEverythingOver) {
   Sink sink;
   std::chrono::steady_clock::time_point now;
-  Reorder order(sink, Reorder::kUsualWindow, Reorder::kUsualLimit, [&] { return now; });
+  LossLedger late;
+  Reorder order(sink, late, Reorder::kUsualWindow, Reorder::kUsualLimit, [&] { return now; });
   Put(order, EntryAt(1));
   order.Pause();
   now += std::chrono::milliseconds(999);
@@ -139,7 +147,8 @@ TEST(Reorder, SilenceOfASecondHandsEverythingOver) {
 TEST(Reorder, NothingIsTakenOnceTheNextSinkHasDeclined) {
   Sink sink;
   sink.Limit = 2;  // the second one is declined
-  Reorder order(sink);
+  LossLedger late;
+  Reorder order(sink, late);
   EXPECT_TRUE(Put(order, EntryAt(0)));
   EXPECT_TRUE(Put(order, EntryAt(Second)));
   EXPECT_FALSE(Put(order, EntryAt(2 * Second)));

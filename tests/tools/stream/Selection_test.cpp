@@ -51,6 +51,43 @@ TEST(TimeCut, EndsTheStreamOnlyWhenNothingThatIsInsideCanFollow) {
   EXPECT_FALSE(Through(plan, {0, 2 * kSecond}).GoesOn);
 }
 
+std::vector<Loss> LossesAt(const std::vector<unsigned long>& times) {
+  std::vector<Loss> losses;
+  for (const unsigned long time : times)
+    losses.push_back({1, LossCause::CaptureBufferFull, kStart + time, kStart + time, 1});
+  return losses;
+}
+
+TEST(Selection, LossesOutsideTheRangeConcernNobody) {
+  const std::vector<Loss> losses = LossesAt({9, 10, 19, 20});
+  Collector sink;
+  Selection selection(sink, {.Times = {10, 20}});
+  EXPECT_TRUE(selection.Concerned(losses).empty());  // it isn't known yet when the range begins
+  selection.BeginAt(kStart);
+  EXPECT_EQ(selection.Concerned(losses), LossesAt({10, 19}));
+  Put(selection, EntryAt(0));
+  EXPECT_EQ(selection.Concerned(losses), LossesAt({10, 19}));
+  EXPECT_EQ(Selection(sink, {}).Concerned(losses), losses);
+}
+
+TEST(Selection, LossesAfterTheLastWantedRecordConcernNobody) {
+  const std::vector<Loss> losses = LossesAt({1, 2, 3});
+  Collector sink;
+  Selection selection(sink, {.Count = 2});
+  Put(selection, EntryAt(0));
+  EXPECT_EQ(selection.Concerned(losses), losses);
+  Put(selection, EntryAt(2));
+  EXPECT_EQ(selection.Concerned(losses), LossesAt({1, 2}));
+}
+
+TEST(Selection, LossesConcernWhateverAnExpressionMatches) {
+  const std::vector<Loss> losses = LossesAt({1, 2, 3});
+  Collector sink;
+  Selection selection(sink, {.Wanted = Filter("id == 0x7FF")});
+  Put(selection, EntryAt(0));
+  EXPECT_EQ(selection.Concerned(losses), losses);
+}
+
 TEST(CountLimit, EndsTheStreamWithTheLastRecordThatIsWanted) {
   EXPECT_TRUE(Through({.Count = 3}, {1, 2}).GoesOn);
   const Passed three = Through({.Count = 3}, {1, 2, 3});

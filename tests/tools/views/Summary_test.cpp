@@ -35,7 +35,7 @@ TEST(Summary, EveryEntryIsCountedAsOneKind) {
 
 TEST(Summary, LateEntriesAreALossAndPlacedInTime) {
   Summary summary = TwoChannels();
-  summary.SetLate({{1, {3, 1000000000, 2000000000}}});
+  summary.SetLosses({{1, LossCause::Reordering, 1000000000, 2000000000, 3}});
   EXPECT_TRUE(summary.Lossy());
   EXPECT_NE(summary.Text().find("  OUT OF ORDER: 3 entries came too late to be put in order, 1.000000000 s to "
                                 "2.000000000 s\n"),
@@ -89,7 +89,7 @@ TEST(Summary, BusesAreTheSumsOfTheirChannels) {
   Summary summary = TwoChannels();
   Put(summary, RecordOf(test::CanItem().Channel(2).At(1500000000)));
   Put(summary, RecordOf(test::LinItem().Channel(3).Data({1}, 2)));
-  summary.SetLost(1, 4, {});
+  summary.SetLosses({{1, LossCause::CaptureBufferFull, 0, 0, 4}});
   EXPECT_NE(
       summary.Text().find("CAN, 2 channels: 3 frames received, 1 transmitted, 1 FD frame, 1 error frame, 1 event\n"),
       std::string::npos);
@@ -124,11 +124,59 @@ TEST(Summary, TimesSpanAllChannels) {
 
 TEST(Summary, LossIsCountedAndPlacedInTime) {
   Summary summary = TwoChannels();
-  summary.SetLost(2, 7, {1000000000, 2500000000});
+  summary.SetLosses({{2, LossCause::CaptureBufferFull, 1000000000, 2500000000, 7}});
   EXPECT_TRUE(summary.Lossy());
   EXPECT_EQ(summary.Lost(), 7u);
   EXPECT_NE(summary.Text().find("  LOST: 7 items found the capture buffer full, 1.000000000 s to 2.500000000 s\n"),
             std::string::npos);
+}
+
+TEST(Summary, EachLossIsShownAtItsPlaceUnlessTheyAreMany) {
+  Summary summary;
+  std::vector<Loss> losses = {{1, LossCause::CaptureBufferFull, 1000000000, 2000000000, 7},
+                              {1, LossCause::CaptureBufferFull, 4000000000, 4000000000, 1}};
+  summary.SetLosses(losses);
+  EXPECT_EQ(summary.Text(),
+            "channel 1\n  nothing\n"
+            "  LOST: 8 items found the capture buffer full, 1.000000000 s to 4.000000000 s\n"
+            "    7 items, 1.000000000 s to 2.000000000 s\n"
+            "    1 item, at 4.000000000 s\n");
+  for (unsigned long second = 5; second < 100; ++second)
+    losses.push_back({1, LossCause::CaptureBufferFull, second * 1000000000, second * 1000000000, 1});
+  Summary of97;
+  of97.SetLosses(losses);
+  EXPECT_NE(of97.Text().find("    1 item, at 12.000000000 s\n    and at 87 more places\n"), std::string::npos);
+  EXPECT_EQ(of97.LossesJson().size(), 97u);
+}
+
+TEST(Summary, CausesAreNotMixedAndWhatNobodyCountedIsNoNumber) {
+  Summary summary;
+  summary.SetLosses({{1, LossCause::CaptureBufferFull, 1, 2, 7},
+                     {1, LossCause::OverrunMark, 3, 4, std::nullopt},
+                     {1, LossCause::MemoryLimit, 5, 6, 8},
+                     {1, LossCause::MemoryLimit, 7, 8, std::nullopt},
+                     {1, LossCause::DiskFull, 9, 9, std::nullopt},
+                     {2, LossCause::InterfaceGone, 10, 20, 9}});
+  EXPECT_EQ(summary.Text(),
+            "channel 1\n  nothing\n"
+            "  LOST: 7 items found the capture buffer full, 0.000000001 s to 0.000000002 s\n"
+            "  LOST: an unknown number of items are missing after an overrun mark, 0.000000003 s to 0.000000004 s\n"
+            "  LOST: at least 8 items were dropped for newer ones, 0.000000005 s to 0.000000008 s\n"
+            "    8 items, 0.000000005 s to 0.000000006 s\n"
+            "    an unknown number of items, 0.000000007 s to 0.000000008 s\n"
+            "  LOST: an unknown number of items found the disk full, at 0.000000009 s\n"
+            "channel 2\n  nothing\n"
+            "  LOST: 9 items are missing as the interface was gone, 0.000000010 s to 0.000000020 s\n");
+  EXPECT_EQ(summary.Lost(), 24u);
+  EXPECT_EQ(summary.ChannelsJson()[0]["lost"].dump(), R"({"count":15,"first_time_ns":1,"last_time_ns":9})");
+  EXPECT_EQ(summary.LossesJson()[1].dump(),
+            R"({"cause":"overrun_mark","channel":1,"count":null,"first_time_ns":3,"last_time_ns":4})");
+}
+
+TEST(Summary, LossOfUnknownSizeIsALoss) {
+  Summary summary;
+  summary.SetLosses({{1, LossCause::InterfaceGone, 1, 2, std::nullopt}});
+  EXPECT_TRUE(summary.Lossy());
 }
 
 TEST(Summary, OverrunMarkIsALossOnEveryBus) {
@@ -147,7 +195,7 @@ TEST(Summary, OverrunMarkIsALossOnEveryBus) {
 
 TEST(Summary, JsonHasTimesInNanosecondsAndNullWithoutEntries) {
   Summary summary = TwoChannels();
-  summary.SetLost(1, 2, {5, 6});
+  summary.SetLosses({{1, LossCause::CaptureBufferFull, 5, 6, 2}});
   const nlohmann::json json = summary.ChannelsJson();
   EXPECT_EQ(
       json.dump(),

@@ -2,38 +2,19 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
-#include <map>
 #include <nlohmann/json.hpp>
-#include <utility>
 
 #include "stream/DescriptionJson.h"
+#include "stream/Reorder.h"
 #include "system/Failure.h"
 #include "system/Terminal.h"
 #include "system/Units.h"
 
 namespace client {
 
-void TakeChannels(const Recorder& recorder, const ChannelNumbers& numbers, Summary& summary) {
-  for (const RecordedChannel& channel : recorder.Channels()) {
-    const unsigned int number = numbers.Of(channel.Number);
-    summary.NameChannel(number, channel.Source);
-    summary.SetLost(number, channel.Lost, {channel.FirstLost, channel.LastLost});
-  }
-  summary.SetUnread(recorder.Unread());
-}
-
 void TakeChannels(const Description& description, Summary& summary) {
   for (const ChannelDescription& channel : description.Channels) summary.NameChannel(channel.Number, channel.Source);
-  std::map<unsigned int, std::pair<unsigned long, TimeSpan>> lost;
-  for (const Loss& loss : description.Losses) {
-    if (loss.Cause == LossCause::OverrunMark) continue;  // they are in the records
-    const auto [found, isNew] = lost.try_emplace(loss.Channel, 0, TimeSpan{loss.First, loss.Last});
-    auto& [count, times] = found->second;
-    count += loss.Count.value_or(1);  // at least
-    times = {std::min(times.First, loss.First), std::max(times.Last, loss.Last)};
-  }
-  for (const auto& [channel, known] : lost) summary.SetLost(channel, known.first, known.second);
+  summary.SetLosses(description.Losses);
 }
 
 unsigned long OrderingWindow(size_t sources) { return sources > 1 ? Reorder::kUsualWindow : 0; }
@@ -65,6 +46,7 @@ int Conclude(const std::string& command, const Summary& summary, const Selection
                            {"start", AnchorJson(description.Anchor)},
                            {"channels", summary.ChannelsJson()},
                            {"buses", summary.BusesJson()},
+                           {"losses", summary.LossesJson()},
                            {"unread_lines", summary.UnreadJson()},
                            {"found", summary.FoundJson()},
                            {"left_out", selected.Json()},

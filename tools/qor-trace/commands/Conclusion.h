@@ -1,23 +1,24 @@
 // What a command says at the end, and its exit code.
 #pragma once
 
+#include <chrono>
 #include <cstddef>
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 
 #include "commands/OutputArguments.h"
 #include "outputs/OutputSet.h"
-#include "recording/Recorder.h"
+#include "stream/Description.h"
 #include "stream/Selection.h"
 #include "views/Summary.h"
 
 namespace client {
 
-/// Adds to a summary what a recording knows of its channels and sources, and what these lost.
-/// @param numbers  that the channels get
-void TakeChannels(const Recorder& recorder, const ChannelNumbers& numbers, Summary& summary);
-/// Likewise from the description of what was recorded in a file.
+/// Names the channels of a summary by their sources, and adds what they lost.
 void TakeChannels(const Description& description, Summary& summary);
+
+/// Real time between two descriptions that tell outputs of overrun marks: a bus may mark entry after entry.
+constexpr std::chrono::milliseconds kBetweenMarks{100};
 
 /// ns for which entries of this many sources are held back to be put in order; 0 for one, whose entries are in order.
 [[nodiscard]] unsigned long OrderingWindow(size_t sources);

@@ -5,6 +5,7 @@
 #include <filesystem>
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 #include "commands/BitRateArguments.h"
 #include "commands/Commands.h"
@@ -15,9 +16,12 @@
 #include "inputs/DescriptionBeside.h"
 #include "inputs/Inputs.h"
 #include "stream/FirstRecord.h"
+#include "stream/LossLedger.h"
+#include "stream/OverrunMarks.h"
 #include "stream/Selection.h"
 #include "stream/Tee.h"
 #include "system/Failure.h"
+#include "system/Pace.h"
 #include "system/Terminal.h"
 #include "system/Units.h"
 
@@ -86,11 +90,11 @@ std::string ReadInto(OutputSet& outputs, RecordSink& front, const Selection& sel
   return selected.EndedBy() != nullptr ? selected.EndedBy() : Word(end);
 }
 
-/// What an input says at its end, with the times that its first record has fixed.
-Description AtTheEnd(const Description& known, Description end) {
-  end.Epoch = known.Epoch;
-  end.Anchor = known.Anchor;
-  return end;
+/// What is known by now, with the times that the first record has fixed.
+Description WithTimesOf(const Description& known, Description now) {
+  now.Epoch = known.Epoch;
+  now.Anchor = known.Anchor;
+  return now;
 }
 
 int Convert(const ConvertArguments& arguments, Signals& signals) {
@@ -104,25 +108,38 @@ int Convert(const ConvertArguments& arguments, Signals& signals) {
   const std::string input = InputPath(arguments.Input);
   const auto reader = OpenInput(input);  // refuses what can't be read before an output is made
   for (const std::string& remark : reader->Remarks()) Say(remark);
-  const auto told = [&] {
-    Description known = arguments.Stream.Describe(reader->Describe(), wanted);
-    if (!arguments.Output.Title.empty()) known.Title = arguments.Output.Title;
-    return known;
+  const auto told = [&](Description recording) {
+    if (!arguments.Output.Title.empty()) recording.Title = arguments.Output.Title;
+    return arguments.Stream.Describe(std::move(recording), wanted);
   };
-  Description description = told();
+  Description description = told(reader->Describe());
+  description.Losses.clear();  // it isn't known yet which of them are selected
   for (const Output& output : plan.Outputs) CheckWritable(output);
   OutputSet outputs(plan, description);
   Tee sinks(outputs, summary);
   Selection selected(sinks, wanted);
+  LossLedger marks;
+  const auto known = [&] {
+    LossLedger losses(reader->Describe().Losses);
+    losses.Append(marks.All());
+    Description recording = reader->Describe();
+    recording.Losses = selected.Concerned(losses.All());
+    return told(std::move(recording));
+  };
+  Pace marksPace(kBetweenMarks);
+  OverrunMarks marked(selected, marks, [&] {
+    if (marksPace.IsDue()) outputs.Describe(WithTimesOf(description, known()));
+  });
   // The first record of the file, which needn't be the first one that is selected.
-  FirstRecord started(selected, [&](const RecordView& record) {
-    description = told();
+  FirstRecord started(marked, [&](const RecordView& record) {
+    selected.BeginAt(record.Timestamp());
+    description = known();
     SetFirstTime(description, record.Timestamp(), firstTime);
     if (!description.Anchor && (TimesAreShown(plan) || NeedsUtc(format))) Say(UnknownTimeText(arguments.Input));
     outputs.Describe(description);
   });
   const std::string end = ReadInto(outputs, started, selected, summary, *reader, arguments, signals);
-  description = AtTheEnd(description, told());
+  description = WithTimesOf(description, known());
   description.Complete = description.Complete && end == Word(ReadingEnd::Whole);
   TakeChannels(description, summary);
   summary.SetFound(arguments.Input, reader->Found());

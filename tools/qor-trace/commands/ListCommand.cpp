@@ -13,6 +13,8 @@
 #include "inputs/Inputs.h"
 #include "stream/DurationLimit.h"
 #include "stream/FirstRecord.h"
+#include "stream/LossLedger.h"
+#include "stream/OverrunMarks.h"
 #include "stream/Reorder.h"
 #include "stream/Selection.h"
 #include "stream/Tee.h"
@@ -51,6 +53,15 @@ int TellLosses(const Summary& summary, const Selection& selected) {
   return lossy ? ExitLossy : ExitDone;
 }
 
+/// What an input says at its end, with the losses that concern what was listed of it.
+Description AtTheEnd(Description description, const LossLedger& marks, const Selection& selected,
+                     unsigned long lastTime) {
+  LossLedger losses(description.Losses);
+  losses.Append(marks.All());
+  description.Losses = LossesBetween(selected.Concerned(losses.All()), 0, std::max(lastTime, lastTime + 1));
+  return description;
+}
+
 int ListBin(const ListArguments& arguments, Signals& signals) {
   const RecordingArguments& typed = arguments.Recording;
   const SelectionPlan wanted = arguments.Stream.Plan();
@@ -68,7 +79,12 @@ int ListBin(const ListArguments& arguments, Signals& signals) {
   Summary summary;
   Tee sinks(table, summary);
   Selection selected(sinks, wanted);
-  FirstRecord started(selected, [&](const RecordView& record) {
+  LossLedger marks;
+  OverrunMarks marked(selected, marks);
+  unsigned long lastTime = ~0ul;
+  FirstRecord started(marked, [&](const RecordView& record) {
+    selected.BeginAt(record.Timestamp());
+    if (const auto limit = typed.TraceTime()) lastTime = record.Timestamp() + *limit;
     description = reader->Describe();
     SetFirstTime(description, record.Timestamp(), firstTime);
     if (!description.Anchor && NeedsUtc(format)) Say(UnknownTimeText(input));
@@ -78,7 +94,7 @@ int ListBin(const ListArguments& arguments, Signals& signals) {
   const auto end = ReadAll(*reader, limited, progress.MayGoOn());
   progress.Clear();
   if (end == ReadingEnd::Whole) RefuseWithoutRecords(*reader, input);
-  TakeChannels(Renumbered(reader->Describe(), wanted.Channels), summary);
+  TakeChannels(Renumbered(AtTheEnd(reader->Describe(), marks, selected, lastTime), wanted.Channels), summary);
   summary.SetFound(input, reader->Found());
   summary.SetTimes(format, TimesOf(description));
   const int code = TellLosses(summary, selected);
@@ -94,23 +110,27 @@ int ListRecording(const ListArguments& arguments, Signals& signals) {
   const TimeFormat format = arguments.Times.TableFormat();
   const std::vector<Source> sources = arguments.Recording.Plan(arguments.Strict);
   CheckChannels(wanted.Channels, sources.size());
-  Recorder recorder(options, sources, signals);
+  LossLedger losses;
+  Recorder recorder(options, sources, signals, losses);
   MessageTable table;
   Summary summary;
   Tee sinks(table, summary);
   Selection selected(sinks, wanted);
-  Reorder ordered(selected, OrderingWindow(sources.size()));
+  OverrunMarks marked(selected, losses);
+  Reorder ordered(marked, losses, OrderingWindow(sources.size()));
   bool failed = false;
   recorder.Run(ordered, [&](const std::string& sentence) {
     SayError(sentence);
     failed = true;
   });
   ordered.Finish();
-  TakeChannels(recorder, wanted.Channels, summary);
-  summary.SetLate(Renumbered(ordered.Late(), wanted.Channels));
+  Description description = recorder.Describe();
+  description.Losses = selected.Concerned(description.Losses);
+  TakeChannels(Renumbered(description, wanted.Channels), summary);
+  summary.SetUnread(recorder.Unread());
   NewestEntries newest(table);
   if (wanted.IsEverything()) recorder.Trace().ReadList(newest);  // which may be others than the selected ones
-  const TimeBase times = TimesOf(recorder.Describe());
+  const TimeBase times = TimesOf(description);
   summary.SetTimes(format, times);
   const int lossy = TellLosses(summary, selected);
   PrintTable(table, arguments, times);

@@ -10,10 +10,13 @@
 #include "commands/OutputArguments.h"
 #include "commands/RecordingArguments.h"
 #include "commands/StreamArguments.h"
+#include "stream/LossLedger.h"
+#include "stream/OverrunMarks.h"
 #include "stream/Reorder.h"
 #include "stream/Selection.h"
 #include "stream/Tee.h"
 #include "system/Failure.h"
+#include "system/Pace.h"
 #include "system/Terminal.h"
 
 namespace client {
@@ -58,7 +61,8 @@ int Record(const RecordArguments& arguments, Signals& signals) {
   Summary summary(arguments.BitRates.Rates());
   for (const Output& output : plan.Outputs) CheckWritable(output);
   CheckRoom(options.OutputFolders, options.MinFree);
-  Recorder recorder(options, sources, signals);
+  LossLedger losses;
+  Recorder recorder(options, sources, signals, losses);
   const auto told = [&](Description recording) {
     recording.Title = arguments.Output.Title;
     return arguments.Stream.Describe(std::move(recording), wanted);
@@ -66,20 +70,30 @@ int Record(const RecordArguments& arguments, Signals& signals) {
   OutputSet outputs(plan, told(recorder.Describe()));
   Tee sinks(outputs, summary);
   Selection selected(sinks, wanted);
-  Reorder ordered(selected, OrderingWindow(sources.size()));
-  const auto describe = [&](const Description& description) { outputs.Describe(told(description)); };
+  const auto tell = [&](Description recording) {
+    recording.Losses = selected.Concerned(recording.Losses);
+    outputs.Describe(told(std::move(recording)));
+  };
+  Pace marksPace(kBetweenMarks);
+  OverrunMarks marked(selected, losses, [&] {
+    if (marksPace.IsDue()) tell(recorder.Describe());
+  });
+  Reorder ordered(marked, losses, OrderingWindow(sources.size()));
   const End end = recorder.Run(
-      ordered, [&](const std::string& sentence) { outputs.NoteError(sentence); }, describe);
+      ordered, [&](const std::string& sentence) { outputs.NoteError(sentence); }, tell);
   ordered.Finish();
-  TakeChannels(recorder, wanted.Channels, summary);
-  summary.SetLate(Renumbered(ordered.Late(), wanted.Channels));
-  summary.SetTimes(format, TimesOf(recorder.Describe()));
+  Description known = recorder.Describe();
+  known.Losses = selected.Concerned(known.Losses);
+  known = told(std::move(known));
+  TakeChannels(known, summary);
+  summary.SetUnread(recorder.Unread());
+  summary.SetTimes(format, TimesOf(known));
   {
     const WaitingLine line("completing the outputs", arguments.Recording.Progress);
-    outputs.Finish(told(recorder.Describe()), [&](const std::string& path) { recorder.Trace().ExportToPcap(path); });
+    outputs.Finish(known, [&](const std::string& path) { recorder.Trace().ExportToPcap(path); });
   }
   const char* const endedBy = selected.EndedBy() != nullptr ? selected.EndedBy() : Word(end);
-  return Conclude("record", summary, selected, outputs, arguments.Output, recorder.Describe(), {{"ended_by", endedBy}});
+  return Conclude("record", summary, selected, outputs, arguments.Output, known, {{"ended_by", endedBy}});
 }
 
 constexpr const char* kRecordHelp =

@@ -25,7 +25,6 @@ constexpr unsigned long kFastestSwap = 8ul << 20;  // bytes that come between tw
 constexpr unsigned long kTypicalRecord = 128;      // bytes, before there are any
 constexpr unsigned long kLargestInMemory = 512ul << 20;  // bytes of a trace that can't be swapped
 constexpr unsigned int kNoMemoryLimit = 0xFFFFFFFF;
-constexpr size_t kMostLosses = 1000;  // that are placed one by one; later ones are part of their channel's last
 
 /// 0 when one of them goes as fast as it can: then wall time says nothing about trace time.
 double SlowestOf(const std::vector<Source>& sources) {
@@ -82,9 +81,11 @@ const char* Word(End end) {
   return "";
 }
 
-Recorder::Recorder(const RecordingOptions& options, const std::vector<Source>& sources, Signals& signals)
+Recorder::Recorder(const RecordingOptions& options, const std::vector<Source>& sources, Signals& signals,
+                   LossLedger& losses)
     : Options(options),
       StopSignals(signals),
+      Losses(losses),
       Known(NewDescription()),
       Swap(options.SwapParent),
       Progress(options.Progress),
@@ -133,6 +134,7 @@ End Recorder::Run(RecordSink& sink, const Complaint& complain, const News& tell)
   LookForLosses();
   // Without entries any clock fits.
   if (!ClockIsKnown) Known.Anchor = ClockAnchor{0, Arrival.Started, Arrival.StartTook, AnchorOrigin::RecordingStart};
+  if (Reports::RecordingFailed() || end == End::DiskFull) NoteFullDisk();
   if (Broken) return End::RecordingFailed;
   Known.Complete = true;
   return SinkIsClosed ? End::SinkClosed : *end;
@@ -257,7 +259,7 @@ void Recorder::LearnClock() {
   Arrival.Speed = FastestSpeed;
   SetClock(Known, Arrival);
   if (Options.FirstTime) SetFirstTime(Known, Arrival.First, Options.FirstTime);
-  Tell(Known);
+  TellKnown();
 }
 
 bool Recorder::HandOn(RecordSink& sink, const RecordView& record) {
@@ -353,36 +355,39 @@ RecordedChannel* Recorder::ChannelOf(unsigned int number) {
 
 /// Places what the ports have lost since the last look.
 void Recorder::LookForLosses() {
-  bool any = false;
-  for (size_t index = 0; index < Ports.size(); ++index)
-    any = NoteLoss(RecordedChannels[index], Ports[index].Status()) || any;
-  if (any && ClockIsKnown) Tell(Known);
+  for (size_t index = 0; index < Ports.size(); ++index) NoteLoss(RecordedChannels[index], Ports[index].Status());
+  if (ClockIsKnown && Losses.Changes() != LossesTold) TellKnown();
 }
 
-/// Losses of looks one after the other are one loss. Another one begins after the entries that had come by the last look,
-/// since the port drops what is newest.
-bool Recorder::NoteLoss(RecordedChannel& channel, const Qor_Sim_Status_t& status) {
+/// Losses of looks one after the other touch and so are one loss. Another one begins after the entries that had come by the
+/// last look, since the port drops what is newest.
+void Recorder::NoteLoss(RecordedChannel& channel, const Qor_Sim_Status_t& status) {
   const unsigned long cameBefore = std::exchange(channel.LatestThen, channel.Latest);
-  if (status.Lost == channel.Lost) {
-    channel.IsLosing = false;
-    return false;
-  }
-  if (!channel.IsLosing || !channel.Current) {
-    const bool first = channel.Lost == 0;
-    const unsigned long begin = first ? status.FirstLostTime : std::max(channel.LastLost, cameBefore);
-    if (!channel.Current || Known.Losses.size() < kMostLosses) {
-      channel.Current = Known.Losses.size();
-      Known.Losses.push_back({channel.Number, LossCause::CaptureBufferFull, begin, begin, 0});
-    }
-  }
-  Loss& loss = Known.Losses[*channel.Current];
-  loss.Last = std::max(loss.Last, status.LastLostTime);
-  loss.Count = *loss.Count + (status.Lost - channel.Lost);
-  channel.IsLosing = true;
+  const bool wasLosing = std::exchange(channel.IsLosing, status.Lost != channel.Lost);
+  if (!channel.IsLosing) return;
+  unsigned long begin = wasLosing ? channel.LastLost : std::max(channel.LastLost, cameBefore);
+  if (channel.Lost == 0) begin = status.FirstLostTime;
+  Losses.Add({channel.Number, LossCause::CaptureBufferFull, begin, std::max(begin, status.LastLostTime),
+              status.Lost - channel.Lost});
   channel.Lost = status.Lost;
-  channel.FirstLost = status.FirstLostTime;
   channel.LastLost = status.LastLostTime;
-  return true;
+}
+
+/// From here on everything is missing that the buses had for the recording.
+void Recorder::NoteFullDisk() {
+  for (const RecordedChannel& channel : RecordedChannels)
+    Losses.Add({channel.Number, LossCause::DiskFull, LatestTime, LatestTime, std::nullopt});
+}
+
+void Recorder::TellKnown() {
+  LossesTold = Losses.Changes();
+  Tell(Describe());
+}
+
+Description Recorder::Describe() const {
+  Description description = Known;
+  description.Losses = Losses.All();
+  return description;
 }
 
 void Recorder::ShowProgress() {

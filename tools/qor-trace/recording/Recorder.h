@@ -11,6 +11,7 @@
 #include "recording/Sources.h"
 #include "recording/TraceDrain.h"
 #include "recording/TraceHandles.h"
+#include "stream/LossLedger.h"
 #include "system/Signals.h"
 #include "system/Terminal.h"
 
@@ -38,25 +39,24 @@ enum class End { SourcesEnded, DurationReached, Interrupted, SinkClosed, DiskFul
 /// The word for it in the JSON summary.
 [[nodiscard]] const char* Word(End end);
 
-/// A channel of a recording, and its items that found the capture buffer full.
+/// A channel of a recording, and what the latest look for losses found.
 struct RecordedChannel {
   unsigned int Number = 0;
-  std::string Source;  // as typed
-  unsigned long Lost = 0;
-  unsigned long FirstLost = 0;                        // time of the first one, ns
-  unsigned long LastLost = 0;                         // likewise
-  bool IsLosing = false;                              // the last look found a loss
-  std::optional<std::size_t> Current = std::nullopt;  // the latest loss, among those of the description
-  unsigned long Latest = 0;                           // greatest time of its entries, ns
-  unsigned long LatestThen = 0;                       // likewise, at the last look for losses
+  std::string Source;            // as typed
+  bool IsLosing = false;         // there was a loss
+  unsigned long Lost = 0;        // items that had found the capture buffer full
+  unsigned long LastLost = 0;    // time of the last one, ns
+  unsigned long Latest = 0;      // greatest time of its entries so far, ns
+  unsigned long LatestThen = 0;  // likewise, at that look
 };
 
 class Recorder {
  public:
   /// Opens everything; nothing is recorded yet.
   ///
+  /// @param losses  gets what is lost, and is part of what is told; whoever else enters something is told of with it. Outlives this
   /// Failure: UsageError, Failure.
-  Recorder(const RecordingOptions& options, const std::vector<Source>& sources, Signals& signals);
+  Recorder(const RecordingOptions& options, const std::vector<Source>& sources, Signals& signals, LossLedger& losses);
 
   /// Records, handing every entry exactly once and in order to `sink`, until the sources have ended, the duration is
   /// over, a stop is requested, the sink declines an entry, or a disk of the outputs is nearly full. The monitor is stopped
@@ -73,9 +73,9 @@ class Recorder {
       RecordSink& sink, const Complaint& complain, const News& tell = [](const Description&) {});
 
   /// What is known of the recording.
-  const Description& Describe() const { return Known; }
+  [[nodiscard]] Description Describe() const;
 
-  /// In the order of the sources. What they lost is known when Run has ended.
+  /// In the order of the sources.
   [[nodiscard]] const std::vector<RecordedChannel>& Channels() const { return RecordedChannels; }
   /// By file, of those that have any.
   [[nodiscard]] const std::vector<UnreadLines>& Unread() const { return UnreadOfFiles; }
@@ -104,14 +104,18 @@ class Recorder {
   [[nodiscard]] unsigned long LostSoFar() const;
   [[nodiscard]] RecordedChannel* ChannelOf(unsigned int number);
   void LookForLosses();
-  [[nodiscard]] bool NoteLoss(RecordedChannel& channel, const Qor_Sim_Status_t& status);
+  void NoteLoss(RecordedChannel& channel, const Qor_Sim_Status_t& status);
+  void NoteFullDisk();
+  void TellKnown();
   void ShowProgress();
 
   const RecordingOptions Options;
   Signals& StopSignals;
   Complaint Complain;
   News Tell;
-  Description Known;
+  LossLedger& Losses;
+  unsigned long LossesTold = 0;  // Changes() of the ledger then
+  Description Known;             // but for the losses
   bool ClockIsKnown = false;
   SwapFolder Swap;  // before the monitor, whose files are in it
   std::vector<Port> Ports;

@@ -17,16 +17,20 @@ class CountLimit : public RecordSink {
   [[nodiscard]] bool Take(const RecordView& record) override {
     if (HasEnded() || !Next.Take(record)) return false;
     ++Passed;
+    if (HasEnded()) End = record.Timestamp();
     return !HasEnded();
   }
   void Pause() override { Next.Pause(); }
 
   [[nodiscard]] bool HasEnded() const { return Most && Passed >= *Most; }
+  /// ns, the time of the last record that was wanted; once the stream was ended.
+  [[nodiscard]] unsigned long EndTime() const { return End; }
 
  private:
   RecordSink& Next;
   const std::optional<unsigned long> Most;
   unsigned long Passed = 0;
+  unsigned long End = 0;
 };
 
 }  // namespace client

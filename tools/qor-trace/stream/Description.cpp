@@ -54,6 +54,36 @@ const char* Word(LossCause cause) {
   return "";
 }
 
+const char* Fate(LossCause cause) {
+  switch (cause) {
+    case LossCause::CaptureBufferFull:
+      return "found the capture buffer full";
+    case LossCause::OverrunMark:
+      return "are missing after an overrun mark";
+    case LossCause::MemoryLimit:
+      return "were dropped for newer ones";
+    case LossCause::DiskFull:
+      return "found the disk full";
+    case LossCause::Reordering:
+      return "came too late";
+    case LossCause::InterfaceGone:
+      return "are missing as the interface was gone";
+  }
+  return "";
+}
+
+std::vector<Loss> LossesBetween(const std::vector<Loss>& losses, unsigned long from, unsigned long to) {
+  std::vector<Loss> between;
+  for (Loss loss : losses) {
+    if (loss.Last < from || loss.First >= to) continue;
+    if (loss.First < from || loss.Last >= to) loss.Count.reset();
+    loss.First = std::max(loss.First, from);
+    loss.Last = std::min(loss.Last, to - 1);
+    between.push_back(loss);
+  }
+  return between;
+}
+
 std::string MakeId() {
   std::random_device random;
   const auto digits = [&] { return random() & 0xFFFF; };

@@ -55,8 +55,8 @@ enum class LossCause {
   CaptureBufferFull,  // in the interface
   OverrunMark,        // the interface has marked the entry before
   MemoryLimit,        // entries dropped for newer ones
-  DiskFull,
-  Reordering,  // entries that came too late to be put in order
+  DiskFull,           // or otherwise not to be written to
+  Reordering,         // entries that came too late to be put in order
   InterfaceGone,
 };
 
@@ -111,6 +111,17 @@ const ChannelDescription* FindChannel(const Description& description, unsigned i
 
 /// "capture_buffer_full" and so on.
 const char* Word(LossCause cause);
+
+/// What became of the items, to follow their number: "found the capture buffer full".
+const char* Fate(LossCause cause);
+
+/// False for those that came too late to be put in order: they are in the recording, at another place.
+[[nodiscard]] constexpr bool IsMissing(LossCause cause) { return cause != LossCause::Reordering; }
+
+/// The losses that lie at least in part between two times, the second one excluded. Of one that lies across them only the part
+/// between them is left, and how many items that is isn't known.
+/// @param from, to  ns, clock of the entries
+[[nodiscard]] std::vector<Loss> LossesBetween(const std::vector<Loss>& losses, unsigned long from, unsigned long to);
 
 /// A new one: 32 random hexadecimal digits in five groups.
 std::string MakeId();

@@ -250,6 +250,8 @@ nlohmann::json AnchorJson(const std::optional<ClockAnchor>& anchor) {
   return anchor ? nlohmann::json(JsonOf(*anchor)) : nlohmann::json();
 }
 
+nlohmann::json LossesJson(const std::vector<Loss>& losses) { return ArrayOf(losses); }
+
 std::string ToJson(const Description& description) {
   const ordered_json clock = {{"epoch", TextOf(kEpochs, description.Epoch)},
                               {"start", description.Anchor ? JsonOf(*description.Anchor) : ordered_json()}};

@@ -4,6 +4,7 @@
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "stream/Description.h"
 
@@ -18,6 +19,9 @@ std::string ToJson(const Description& description);
 
 /// The start of a recording, as it also stands in summaries; null where it isn't known.
 nlohmann::json AnchorJson(const std::optional<ClockAnchor>& anchor);
+
+/// Losses, as they stand in descriptions and in summaries.
+nlohmann::json LossesJson(const std::vector<Loss>& losses);
 
 /// Reads what ToJson writes. Fields that it doesn't know are passed over; those that are missing aren't known.
 /// Failure: Failure for everything else. Its sentence begins in the middle: "is no JSON", "has version 2, ...".

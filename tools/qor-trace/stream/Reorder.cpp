@@ -23,10 +23,7 @@ bool Reorder::Take(const RecordView& record) {
 bool Reorder::PassLate(const RecordView& record) {
   Declined = !Next.Take(record);
   const unsigned long time = record.Timestamp();
-  LateEntries& late = LateByChannel[record.ChannelId()];
-  late.First = late.Count == 0 ? time : std::min(late.First, time);
-  late.Last = std::max(late.Last, time);
-  ++late.Count;
+  Ledger.Add({record.ChannelId(), LossCause::Reordering, time, time, 1});
   return !Declined;
 }
 

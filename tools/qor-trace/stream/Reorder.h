@@ -6,25 +6,18 @@
 #include <deque>
 #include <functional>
 #include <list>
-#include <map>
 #include <queue>
 #include <utility>
 #include <vector>
 
+#include "stream/LossLedger.h"
 #include "stream/RecordSink.h"
 
 namespace client {
 
-/// Entries of a channel that came too late to be put in order. Times in ns, of the entries.
-struct LateEntries {
-  unsigned long Count = 0;
-  unsigned long First = 0;
-  unsigned long Last = 0;
-};
-
 /// Holds entries back until nothing within a window of the newest one can come before them, then hands them to the next
 /// sink in the order of their times; those of the same time in the order in which they came. An entry that is older
-/// than one already handed over is passed on at once, out of order, and counted.
+/// than one already handed over is passed on at once, out of order, and entered into the ledger.
 ///
 /// What is held is bounded in bytes: beyond the limit the oldest are handed over early. When nothing has come for
 /// a second of real time, nothing is on its way either, and Pause hands everything over.
@@ -38,12 +31,12 @@ class Reorder : public RecordSink {
   static constexpr size_t kUsualLimit = 64u << 20;           // bytes
   static constexpr std::chrono::seconds kLongestSilence{1};  // until a pause hands everything over
 
-  /// @param next    outlives this
+  /// @param next    outlives this, as does the ledger
   /// @param window  ns of trace time; 0 hands everything over at once, and only counts
   /// @param limit   bytes of entries held
-  explicit Reorder(RecordSink& next, unsigned long window = kUsualWindow, size_t limit = kUsualLimit,
-                   Clock now = std::chrono::steady_clock::now)
-      : Next(next), Window(window), Limit(limit), Now(std::move(now)) {}
+  Reorder(RecordSink& next, LossLedger& ledger, unsigned long window = kUsualWindow, size_t limit = kUsualLimit,
+          Clock now = std::chrono::steady_clock::now)
+      : Next(next), Ledger(ledger), Window(window), Limit(limit), Now(std::move(now)) {}
 
   /// False once the next sink has declined an entry, which ends the stream. What is held goes on with Finish all the same:
   /// some of several outputs may still take it.
@@ -52,9 +45,6 @@ class Reorder : public RecordSink {
 
   /// Hands over what is held. Nothing is taken afterwards.
   void Finish();
-
-  /// By channel; only those that have any.
-  [[nodiscard]] const std::map<unsigned int, LateEntries>& Late() const { return LateByChannel; }
 
  private:
   /// Records back to back; freed when all of them have been handed over.
@@ -82,6 +72,7 @@ class Reorder : public RecordSink {
   [[nodiscard]] bool PassLate(const RecordView& record);
 
   RecordSink& Next;
+  LossLedger& Ledger;
   const unsigned long Window;
   const size_t Limit;
   const Clock Now;
@@ -95,7 +86,6 @@ class Reorder : public RecordSink {
   std::chrono::steady_clock::time_point LastTaken;
   bool TakenSincePause = false;
   bool Declined = false;
-  std::map<unsigned int, LateEntries> LateByChannel;
 };
 
 }  // namespace client

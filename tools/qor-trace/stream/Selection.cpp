@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <nlohmann/json.hpp>
 
 #include "system/Units.h"
@@ -11,6 +12,14 @@ namespace client {
 const char* Selection::EndedBy() const {
   if (Counted.HasEnded()) return "count";
   return Cut.HasEnded() ? "to" : nullptr;
+}
+
+std::vector<Loss> Selection::Concerned(const std::vector<Loss>& losses) const {
+  const auto inside = Cut.Inside();
+  if (!inside) return {};
+  auto [from, to] = *inside;
+  if (Counted.HasEnded()) to = std::min(to, Counted.EndTime() + 1);
+  return LossesBetween(losses, from, to);
 }
 
 std::string Selection::Text() const {

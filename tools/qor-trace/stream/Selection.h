@@ -5,9 +5,11 @@
 #include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "stream/ChannelNumbers.h"
 #include "stream/CountLimit.h"
+#include "stream/Description.h"
 #include "stream/Filter.h"
 #include "stream/FilterSink.h"
 #include "stream/RecordSink.h"
@@ -40,6 +42,12 @@ class Selection : public RecordSink {
   /// Failure: as Renumber.
   [[nodiscard]] bool Take(const RecordView& record) override { return Cut.Take(record); }
   void Pause() override { Cut.Pause(); }
+
+  /// Says when the stream begins, before its first record is taken.
+  void BeginAt(unsigned long time) { Cut.BeginAt(time); }
+  /// The losses that concern what is selected, as far as that is known by now; channels keep their numbers. An expression leaves
+  /// none out: what was lost might have matched.
+  [[nodiscard]] std::vector<Loss> Concerned(const std::vector<Loss>& losses) const;
 
   /// Why the selection has ended the stream: "count" or "to"; null if it hasn't.
   [[nodiscard]] const char* EndedBy() const;

@@ -3,6 +3,7 @@
 
 #include <algorithm>
 #include <optional>
+#include <utility>
 
 #include "stream/RecordSink.h"
 
@@ -37,12 +38,25 @@ class TimeCut : public RecordSink {
   }
   void Pause() override { Next.Pause(); }
 
+  /// Says when the stream begins, before its first record is taken.
+  void BeginAt(unsigned long time) { Start = time; }
+  /// The times that are inside, the second one excluded; nothing before the first record, unless that makes no difference.
+  [[nodiscard]] std::optional<std::pair<unsigned long, unsigned long>> Inside() const {
+    if (!Start && (Bounds.From || Bounds.To)) return std::nullopt;
+    return std::pair(Bounds.From ? Later(*Bounds.From) : 0, Bounds.To ? Later(*Bounds.To) : kNever);
+  }
+
   /// Records that were left out.
   [[nodiscard]] unsigned long LeftOut() const { return Outside; }
   /// The stream was ended by a record beyond the end.
   [[nodiscard]] bool HasEnded() const { return Ended; }
 
  private:
+  static constexpr unsigned long kNever = ~0ul;
+
+  /// So long after the first record.
+  [[nodiscard]] unsigned long Later(unsigned long time) const { return *Start + std::min(time, kNever - *Start); }
+
   /// 0 for a record that is older than the first one.
   [[nodiscard]] unsigned long SinceStart(unsigned long time) {
     if (!Start) Start = time;

@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
+#include "stream/DescriptionJson.h"
 #include "views/SummaryText.h"
 
 namespace client {
@@ -42,21 +43,18 @@ Counts& Counts::operator+=(const Counts& other) {
 
 void Summary::NameChannel(unsigned int channel, std::string source) { Channels[channel].Source = std::move(source); }
 
-void Summary::SetLost(unsigned int channel, unsigned long count, TimeSpan times) {
-  Channels[channel].Counted.Lost = count;
-  Channels[channel].LostTimes = times;
+void Summary::SetLosses(std::vector<Loss> losses) {
+  Losses = std::move(losses);
+  for (const Loss& loss : Losses) {
+    ChannelSummary& channel = Channels[loss.Channel];
+    channel.Losses.push_back(loss);
+    (IsMissing(loss.Cause) ? channel.Counted.Lost : channel.Counted.Late) += loss.Count.value_or(0);
+  }
 }
 
 void Summary::SetTimes(TimeFormat format, const TimeBase& times) {
   Format = format;
   Moment = times;
-}
-
-void Summary::SetLate(const std::map<unsigned int, LateEntries>& byChannel) {
-  for (const auto& [number, late] : byChannel) {
-    Channels[number].Counted.Late = late.Count;
-    Channels[number].LateTimes = {late.First, late.Last};
-  }
 }
 
 bool Summary::Take(const RecordView& record) {
@@ -93,11 +91,9 @@ void Summary::SetFound(std::string input, Findings found) {
 }
 
 bool Summary::Lossy() const {
-  if (!Unread.empty() || Found.Lossy()) return true;
-  return std::any_of(Channels.begin(), Channels.end(), [](const auto& item) {
-    const Counts& counts = item.second.Counted;
-    return counts.Lost > 0 || counts.Overruns > 0 || counts.Late > 0;
-  });
+  if (!Losses.empty() || !Unread.empty() || Found.Lossy()) return true;
+  return std::any_of(Channels.begin(), Channels.end(),
+                     [](const auto& item) { return item.second.Counted.Overruns > 0; });
 }
 
 bool Summary::Has(unsigned char busType) const {
@@ -151,6 +147,8 @@ nlohmann::json Summary::ChannelsJson() const {
   for (const auto& [number, channel] : Channels) array.push_back(ChannelJson(number, channel, Span(), Rates));
   return array;
 }
+
+nlohmann::json Summary::LossesJson() const { return client::LossesJson(Losses); }
 
 nlohmann::json Summary::UnreadJson() const {
   nlohmann::json array = nlohmann::json::array();

@@ -9,9 +9,9 @@
 #include <vector>
 
 #include "record/RecordKind.h"
+#include "stream/Description.h"
 #include "stream/Findings.h"
 #include "stream/RecordSink.h"
-#include "stream/Reorder.h"
 #include "stream/UnreadLines.h"
 #include "views/BusLoad.h"
 #include "views/TimeText.h"
@@ -31,7 +31,7 @@ struct Counts {
   unsigned long Transmitted = 0;                         // likewise
   unsigned long FrameBytes = 0;                          // Ethernet: bytes of all frames, without their CRC
   std::array<unsigned long, kRecordKindCount> OfKind{};  // entries
-  unsigned long Lost = 0;                                // items that found the capture buffer full
+  unsigned long Lost = 0;                                // items that are missing, as far as they are counted
   unsigned long Overruns = 0;                            // marks of the hardware: entries after which data were lost
   unsigned long Late = 0;                                // entries that came too late to be put in order
 
@@ -44,9 +44,8 @@ struct ChannelSummary {
   std::optional<unsigned char> BusType;  // of its first entry
   Counts Counted;
   TimeSpan Times;         // of the entries, if there are any
-  TimeSpan LostTimes;     // of the first and the last lost item
   TimeSpan OverrunTimes;  // of the marks
-  TimeSpan LateTimes;     // of the late entries
+  std::vector<Loss> Losses;
   BusLoad Load;
 };
 
@@ -56,12 +55,12 @@ class Summary : public RecordSink {
 
   /// Names the source of a channel; entries of channels without a name are counted all the same.
   void NameChannel(unsigned int channel, std::string source);
-  void SetLost(unsigned int channel, unsigned long count, TimeSpan times);
+  /// What is known to be missing; overrun marks are counted from the entries as well.
+  void SetLosses(std::vector<Loss> losses);
 
   /// How the text shows times: s on the entries' own clock unless this is called.
   void SetTimes(TimeFormat format, const TimeBase& times);
 
-  void SetLate(const std::map<unsigned int, LateEntries>& byChannel);
   void SetUnread(std::vector<UnreadLines> byFile) { Unread = std::move(byFile); }
   /// What an input held besides its records.
   /// @param input  as typed
@@ -85,6 +84,8 @@ class Summary : public RecordSink {
   [[nodiscard]] nlohmann::json ChannelsJson() const;
   /// An array with one object per bus.
   [[nodiscard]] nlohmann::json BusesJson() const;
+  /// An array with one object per loss.
+  [[nodiscard]] nlohmann::json LossesJson() const;
   /// An array with one object per file.
   [[nodiscard]] nlohmann::json UnreadJson() const;
   /// An array with one object per finding.
@@ -103,6 +104,7 @@ class Summary : public RecordSink {
   TimeFormat Format = TimeFormat::Relative;
   TimeBase Moment;
   std::map<unsigned int, ChannelSummary> Channels;
+  std::vector<Loss> Losses;
   std::vector<UnreadLines> Unread;
   std::string Input;  // that Found is of
   Findings Found;

@@ -2,9 +2,11 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <cmath>
 #include <nlohmann/json.hpp>
 #include <utility>
+#include <vector>
 
 #include "stream/KindText.h"
 #include "system/Printable.h"
@@ -77,19 +79,78 @@ std::string LoadText(unsigned char busType, const BusLoad& load, unsigned long s
   return ", load " + lanes;
 }
 
-std::string LossText(const ChannelSummary& channel, const ShownTimes& times) {
+/// Losses of one channel by one cause, or by all those that one number stands for.
+struct LossSum {
+  unsigned long Count = 0;  // as far as it is known
+  bool AllCounted = true;
+  std::vector<Loss> Places = {};
+  TimeSpan Times = {};
+
+  void Add(const Loss& loss) {
+    Times.First = Places.empty() ? loss.First : std::min(Times.First, loss.First);
+    Times.Last = std::max(Times.Last, loss.Last);
+    Count += loss.Count.value_or(0);
+    AllCounted = AllCounted && loss.Count;
+    Places.push_back(loss);
+  }
+};
+
+template <class Counts>
+LossSum SumOf(const ChannelSummary& channel, Counts counts) {
+  LossSum sum;
+  for (const Loss& loss : channel.Losses)
+    if (counts(loss.Cause)) sum.Add(loss);
+  return sum;
+}
+
+/// "12 items", "at least 12 items", "an unknown number of items"
+std::string NumberText(unsigned long count, bool whole, const char* one, const char* many) {
+  if (whole) return FormatCount(count, one, many);
+  return count == 0 ? fmt::format("an unknown number of {}", many) : "at least " + FormatCount(count, one, many);
+}
+
+/// Where several losses were; the first of them one by one.
+std::string PlacesText(const LossSum& sum, const char* one, const char* many, const ShownTimes& times) {
+  constexpr size_t kShown = 10;
+  if (sum.Places.size() < 2) return "";
   std::string text;
-  if (channel.Counted.Lost > 0)
-    text += fmt::format("  LOST: {} found the capture buffer full, {}\n",
-                        FormatCount(channel.Counted.Lost, "item", "items"), SpanText(channel.LostTimes, times));
-  if (channel.Counted.Overruns > 0)
-    text += fmt::format("  LOST: {}, after which data are missing, {}\n",
-                        FormatCount(channel.Counted.Overruns, "overrun mark", "overrun marks"),
-                        SpanText(channel.OverrunTimes, times));
-  if (channel.Counted.Late > 0)
-    text += fmt::format("  OUT OF ORDER: {} came too late to be put in order, {}\n",
-                        FormatCount(channel.Counted.Late, "entry", "entries"), SpanText(channel.LateTimes, times));
+  for (size_t index = 0; index < std::min(kShown, sum.Places.size()); ++index) {
+    const Loss& loss = sum.Places[index];
+    text += fmt::format("    {}, {}\n", NumberText(loss.Count.value_or(0), loss.Count.has_value(), one, many),
+                        SpanText({loss.First, loss.Last}, times));
+  }
+  if (sum.Places.size() > kShown) text += fmt::format("    and at {} more places\n", sum.Places.size() - kShown);
   return text;
+}
+
+std::string MissingText(const ChannelSummary& channel, LossCause cause, const ShownTimes& times) {
+  const LossSum sum = SumOf(channel, [&](LossCause one) { return one == cause; });
+  if (sum.Places.empty()) return "";
+  return fmt::format("  LOST: {} {}, {}\n", NumberText(sum.Count, sum.AllCounted, "item", "items"), Fate(cause),
+                     SpanText(sum.Times, times)) +
+         PlacesText(sum, "item", "items", times);
+}
+
+std::string LateText(const ChannelSummary& channel, const ShownTimes& times) {
+  const LossSum sum = SumOf(channel, [](LossCause cause) { return !IsMissing(cause); });
+  if (sum.Places.empty()) return "";
+  return fmt::format("  OUT OF ORDER: {} came too late to be put in order, {}\n",
+                     NumberText(sum.Count, sum.AllCounted, "entry", "entries"), SpanText(sum.Times, times)) +
+         PlacesText(sum, "entry", "entries", times);
+}
+
+/// Marks are counted where the entries have them; other formats only know where something is missing.
+std::string OverrunText(const ChannelSummary& channel, const ShownTimes& times) {
+  if (channel.Counted.Overruns == 0) return MissingText(channel, LossCause::OverrunMark, times);
+  return fmt::format("  LOST: {}, after which data are missing, {}\n",
+                     FormatCount(channel.Counted.Overruns, "overrun mark", "overrun marks"),
+                     SpanText(channel.OverrunTimes, times));
+}
+
+std::string LossText(const ChannelSummary& channel, const ShownTimes& times) {
+  return MissingText(channel, LossCause::CaptureBufferFull, times) + OverrunText(channel, times) +
+         MissingText(channel, LossCause::MemoryLimit, times) + MissingText(channel, LossCause::DiskFull, times) +
+         MissingText(channel, LossCause::InterfaceGone, times) + LateText(channel, times);
 }
 
 nlohmann::json CountsJson(unsigned char busType, const Counts& counts) {
@@ -177,11 +238,14 @@ nlohmann::json ChannelJson(unsigned int number, const ChannelSummary& channel, u
   }
   AddTimes(json, channel.Times, counts.Entries > 0);
   json["lost"] = {{"count", counts.Lost}};
-  AddTimes(json["lost"], channel.LostTimes, counts.Lost > 0);
+  const LossSum lost =
+      SumOf(channel, [](LossCause cause) { return IsMissing(cause) && cause != LossCause::OverrunMark; });
+  AddTimes(json["lost"], lost.Times, !lost.Places.empty());
   json["overruns"] = {{"count", counts.Overruns}};
   AddTimes(json["overruns"], channel.OverrunTimes, counts.Overruns > 0);
   json["late"] = {{"count", counts.Late}};
-  AddTimes(json["late"], channel.LateTimes, counts.Late > 0);
+  const LossSum late = SumOf(channel, [](LossCause cause) { return !IsMissing(cause); });
+  AddTimes(json["late"], late.Times, !late.Places.empty());
   return json;
 }
 
