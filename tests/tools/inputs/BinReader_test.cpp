@@ -73,6 +73,16 @@ TEST_F(BinReaderTest, FileThatIsNotMadeOfWholeRecordsIsAFailure) {
   }
 }
 
+TEST_F(BinReaderTest, LongestRecordThatAnInterfaceCanDeliverIsRead) {
+  Bytes longest = RecordOf(test::CanItem());
+  const unsigned int length = RecordView::kHeader + 65535;
+  longest.resize(length);
+  std::memcpy(longest.data(), &length, 4);
+  Write(longest);
+  Collector collector;
+  EXPECT_EQ(ReadBin(Path, collector), 1u);
+}
+
 TEST_F(BinReaderTest, MissingFileIsAFailure) {
   Collector collector;
   EXPECT_THROW(ReadBin((Folder / "missing.bin").string(), collector), Failure);
