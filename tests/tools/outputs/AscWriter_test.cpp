@@ -6,14 +6,10 @@
 #include <cstdlib>
 #include <ctime>
 #include <filesystem>
-#include <fstream>
-#include <map>
 #include <nlohmann/json.hpp>
 #include <sstream>
 
-#include "support/FileSizeLimit.h"
 #include "support/TemporaryDirectory.h"
-#include "system/Failure.h"
 #include "tools/ClientEntries.h"
 
 namespace client {
@@ -222,16 +218,6 @@ TEST_F(AscWriterTest, WhatHasNoLineIsCountedAndNamed) {
   EXPECT_EQ(json["omitted"], nlohmann::json({{"Ethernet entries that are no frames", 1}, {"malformed entries", 1}}));
 }
 
-TEST_F(AscWriterTest, FileHasItsNameOnlyWhenComplete) {
-  AscWriter output(Path, {});
-  EXPECT_TRUE(Put(output, RecordOf(test::CanItem().Data({1}))));
-  output.Pause();
-  EXPECT_FALSE(fs::exists(Path));
-  EXPECT_NE(Text("x.asc.part").find(" Rx d 1 01\n"), std::string::npos);
-  EXPECT_TRUE(output.Finish());
-  EXPECT_FALSE(fs::exists(Path + ".part"));
-}
-
 TEST_F(AscWriterTest, LiveLogIsUpToDateWithEveryPause) {
   AscWriter output(Path, {.Live = true});
   for (unsigned int index = 0; index < 10; ++index) {
@@ -257,79 +243,6 @@ TEST_F(AscWriterTest, MoreThanTheBufferHoldsIsWrittenInOrder) {
     EXPECT_TRUE(line.starts_with(begin)) << line.substr(0, 60);
     EXPECT_EQ(line.size(), 23 + 120000u);
   }
-}
-
-TEST_F(AscWriterTest, FullDiskLeavesWholeLinesAndSaysSo) {
-  AscWriter output(Path, {});
-  {
-    const test::FileSizeLimit limit(1000);
-    bool taken = true;
-    for (int index = 0; index < 100; ++index) taken = Put(output, RecordOf(test::CanItem().Data({1, 2})));
-    EXPECT_TRUE(taken);  // in the buffer
-    output.Pause();
-  }
-  EXPECT_NE(output.Error().find("File too large"), std::string::npos) << output.Error();
-  EXPECT_FALSE(Put(output, RecordOf(test::CanItem())));
-  EXPECT_FALSE(output.Finish());
-  const std::string text = Text("x.asc.part");
-  EXPECT_TRUE(text.ends_with('\n'));
-  EXPECT_GT(text.size(), 900u);
-  const auto lines = std::count(text.begin(), text.end(), '\n');
-  EXPECT_NE(output.Error().find("The " + std::to_string(lines) + " lines before that"), std::string::npos)
-      << output.Error();
-}
-
-TEST_F(AscWriterTest, NextFileOfASeriesThatCannotBeMadeEndsTheOutput) {
-  AscWriter output(Path, {.Split = 512});
-  fs::create_directory(Folder / "x_1.asc.part");
-  bool taken = true;
-  for (int index = 0; index < 40; ++index) taken = Put(output, RecordOf(test::CanItem().Data({1, 2})));
-  EXPECT_FALSE(taken);
-  EXPECT_NE(output.Error().find("x_1.asc"), std::string::npos) << output.Error();
-  EXPECT_FALSE(output.Finish());
-  EXPECT_TRUE(Text("x.asc").ends_with("End TriggerBlock\n"));
-}
-
-TEST_F(AscWriterTest, PartFileThatACrashLeftInASeriesIsRefusedAtOnce) {
-  std::ofstream(Folder / "x_1.asc.part") << "precious";
-  EXPECT_THROW(AscWriter(Path, {.Split = 512}), Failure);
-  EXPECT_EQ(Text("x_1.asc.part"), "precious");
-  EXPECT_FALSE(fs::exists(Folder / "x.asc.part"));
-}
-
-TEST_F(AscWriterTest, OlderFilesThatFollowAShorterSeriesAreNamed) {
-  std::ofstream(Folder / "x_1.asc") << "older";
-  AscWriter output(Path, {.Split = 100000});
-  Put(output, RecordOf(test::CanItem().Data({1})));
-  EXPECT_TRUE(output.Finish());
-  EXPECT_NE(output.RemarkText().find("x_1.asc"), std::string::npos) << output.RemarkText();
-}
-
-TEST_F(AscWriterTest, LogWithoutEntriesThatIsNotFinishedLeavesNothing) {
-  { const AscWriter output(Path, {}); }
-  EXPECT_TRUE(fs::is_empty(Folder));
-}
-
-TEST_F(AscWriterTest, ExistingFileIsKeptWhereTheEntriesBreakOff) {
-  std::ofstream(Path) << "whole";
-  {
-    AscWriter output(Path, {});
-    Put(output, RecordOf(test::CanItem().Data({1})));
-    output.KeepExisting();
-    EXPECT_FALSE(output.Finish());
-  }
-  EXPECT_EQ(Text("x.asc"), "whole");
-  EXPECT_TRUE(fs::exists(Folder / "x.asc.part"));
-}
-
-TEST_F(AscWriterTest, UnfinishedFileKeepsItsLinesUnderTheTemporaryName) {
-  { Put(*std::make_unique<AscWriter>(Path, AscOptions()), RecordOf(test::CanItem().Data({1}))); }
-  EXPECT_FALSE(fs::exists(Path));
-  EXPECT_NE(Text("x.asc.part").find(" Rx d 1 01\n"), std::string::npos);
-}
-
-TEST_F(AscWriterTest, FileThatCannotBeMadeIsAFailure) {
-  EXPECT_THROW(AscWriter((Folder / "missing" / "x.asc").string(), {}), Failure);
 }
 
 }  // namespace

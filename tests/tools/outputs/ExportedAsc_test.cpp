@@ -2,14 +2,16 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <ctime>
 #include <filesystem>
-#include <fstream>
-#include <nlohmann/json.hpp>
+#include <map>
+#include <sstream>
+#include <string>
+#include <vector>
 
 #include "export/AscHeaderClock.h"
-#include "support/FileSizeLimit.h"
 #include "support/TemporaryDirectory.h"
-#include "system/Failure.h"
 #include "tools/ClientEntries.h"
 
 namespace client {
@@ -56,17 +58,6 @@ class ExportedAscTest : public testing::Test {
   std::string Path = (Folder / "x.asc").string();
 };
 
-TEST_F(ExportedAscTest, FileHasItsNameOnlyWhenComplete) {
-  ExportedAsc output(Path, {});
-  EXPECT_TRUE(Put(output, RecordOf(test::CanItem().Data({1}))));
-  output.Pause();
-  EXPECT_FALSE(fs::exists(Path));
-  EXPECT_NE(Text("x.asc.part").find("CANFD 1"), std::string::npos);
-  EXPECT_TRUE(output.Finish());
-  EXPECT_FALSE(fs::exists(Path + ".part"));
-  EXPECT_TRUE(Text("x.asc").ends_with("End Triggerblock\n"));
-}
-
 TEST_F(ExportedAscTest, BytesAreThoseOfTheLibrarysOwnExport) {
   const std::vector<Bytes> records = FourBuses();
   for (const AscOptions& options : {AscOptions{}, AscOptions{.Decimal = true}, AscOptions{.Split = 20000}}) {
@@ -88,17 +79,6 @@ TEST_F(ExportedAscTest, BytesAreThoseOfTheLibrarysOwnExport) {
   }
 }
 
-TEST_F(ExportedAscTest, FilesOfASeriesAreCompleteOneByOne) {
-  ExportedAsc output(Path, {.Split = 512});
-  while (!fs::exists(Folder / "x_1.asc.part")) ASSERT_TRUE(Put(output, RecordOf(test::CanItem().Data({1}))));
-  EXPECT_TRUE(Text("x.asc").ends_with("End Triggerblock\n"));
-  EXPECT_TRUE(output.Finish());
-  EXPECT_NE(Text("x_1.asc").find(" previous log file: " + Path + "\n"), std::string::npos);
-  nlohmann::json json;
-  output.AddJson(json);
-  EXPECT_EQ(json["files"], nlohmann::json({Path, (Folder / "x_1.asc").string()}));
-}
-
 TEST_F(ExportedAscTest, RelativeTimesAreThoseOfTheMessage) {
   ExportedAsc output(Path, {.Relative = true});
   for (const unsigned long time : {5000000000ul, 7000000000ul}) {
@@ -113,87 +93,6 @@ TEST_F(ExportedAscTest, RelativeTimesAreThoseOfTheMessage) {
     if (line.find("CANFD") != std::string::npos) times.push_back(line.substr(0, 11));
   EXPECT_EQ(times,
             (std::vector<std::string>{"0.000000000", "0.000000000", "2.000000000", "2.000000000", "0.250000000"}));
-}
-
-TEST_F(ExportedAscTest, FullDiskLeavesWholeLinesAndSaysSo) {
-  ExportedAsc output(Path, {});
-  {
-    const test::FileSizeLimit limit(1000);
-    bool taken = true;
-    for (int index = 0; index < 100; ++index) taken = Put(output, RecordOf(test::CanItem().Data({1, 2})));
-    EXPECT_TRUE(taken);  // in the buffer
-    output.Pause();
-  }
-  EXPECT_NE(output.Error().find("File too large"), std::string::npos) << output.Error();
-  EXPECT_FALSE(Put(output, RecordOf(test::CanItem())));
-  EXPECT_FALSE(output.Finish());
-  const std::string text = Text("x.asc.part");
-  EXPECT_TRUE(text.ends_with('\n'));
-  EXPECT_GT(text.size(), 900u);
-  const auto lines = std::count(text.begin(), text.end(), '\n');
-  EXPECT_NE(output.Error().find("The " + std::to_string(lines) + " lines before that"), std::string::npos)
-      << output.Error();
-}
-
-TEST_F(ExportedAscTest, NextFileOfASeriesThatCannotBeMadeEndsTheOutput) {
-  ExportedAsc output(Path, {.Split = 512});
-  fs::create_directory(Folder / "x_1.asc.part");
-  bool taken = true;
-  for (int index = 0; index < 20; ++index) taken = Put(output, RecordOf(test::CanItem().Data({1, 2})));
-  EXPECT_FALSE(taken);
-  EXPECT_NE(output.Error().find("x_1.asc"), std::string::npos) << output.Error();
-  EXPECT_FALSE(output.Finish());
-  EXPECT_TRUE(Text("x.asc").ends_with("End Triggerblock\n"));
-}
-
-TEST_F(ExportedAscTest, PartFileThatACrashLeftInASeriesIsRefusedAtOnce) {
-  std::ofstream(Folder / "x_1.asc.part") << "precious";
-  EXPECT_THROW(ExportedAsc(Path, {.Split = 512}), Failure);
-  EXPECT_EQ(Text("x_1.asc.part"), "precious");
-  EXPECT_FALSE(fs::exists(Folder / "x.asc.part"));
-}
-
-TEST_F(ExportedAscTest, SeriesStaysClaimedWhileItsLaterFilesAreWritten) {
-  ExportedAsc output(Path, {.Split = 512});
-  for (int index = 0; index < 20; ++index) Put(output, RecordOf(test::CanItem().Data({1, 2})));
-  ASSERT_TRUE(fs::exists(Path));
-  EXPECT_THROW(ExportedAsc(Path, {}), Failure);
-  EXPECT_TRUE(output.Finish());
-}
-
-TEST_F(ExportedAscTest, OlderFilesThatFollowAShorterSeriesAreNamed) {
-  std::ofstream(Folder / "x_1.asc") << "older";
-  ExportedAsc output(Path, {.Split = 100000});
-  Put(output, RecordOf(test::CanItem().Data({1})));
-  EXPECT_TRUE(output.Finish());
-  EXPECT_NE(output.RemarkText().find("x_1.asc"), std::string::npos) << output.RemarkText();
-}
-
-TEST_F(ExportedAscTest, LogWithoutEntriesThatIsNotFinishedLeavesNothing) {
-  { const ExportedAsc output(Path, {}); }
-  EXPECT_TRUE(fs::is_empty(Folder));
-}
-
-TEST_F(ExportedAscTest, ExistingFileIsKeptWhereTheEntriesBreakOff) {
-  std::ofstream(Path) << "whole";
-  {
-    ExportedAsc output(Path, {});
-    Put(output, RecordOf(test::CanItem().Data({1})));
-    output.KeepExisting();
-    EXPECT_FALSE(output.Finish());
-  }
-  EXPECT_EQ(Text("x.asc"), "whole");
-  EXPECT_TRUE(fs::exists(Folder / "x.asc.part"));
-}
-
-TEST_F(ExportedAscTest, UnfinishedFileKeepsItsLinesUnderTheTemporaryName) {
-  { Put(*std::make_unique<ExportedAsc>(Path, AscOptions()), RecordOf(test::CanItem().Data({1}))); }
-  EXPECT_FALSE(fs::exists(Path));
-  EXPECT_NE(Text("x.asc.part").find("CANFD 1"), std::string::npos);
-}
-
-TEST_F(ExportedAscTest, FileThatCannotBeMadeIsAFailure) {
-  EXPECT_THROW(ExportedAsc((Folder / "missing" / "x.asc").string(), {}), Failure);
 }
 
 TEST_F(ExportedAscTest, WhatHasNoLineIsCountedAndNamed) {
