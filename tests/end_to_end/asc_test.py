@@ -8,9 +8,8 @@ import sys
 import time
 import unittest
 from datetime import datetime, timezone
-from typing import NamedTuple
 
-from support import ClientTest, arguments, main, recordings
+from support import ClientTest, Frame, arguments, main, recordings
 
 try:
     import can
@@ -24,23 +23,6 @@ EXTENDED, TRANSMITTED, ERROR, FD, BRS, ESI = 0x01, 0x02, 0x04, 0x08, 0x20, 0x40
 
 needs_python_can = unittest.skipUnless(can, "the package python3-can is not installed")
 needs_asc2log = unittest.skipUnless(ASC2LOG, "the package can-utils is not installed")
-
-
-class CanFrame(NamedTuple):
-    """What a reader can say about a frame. Times in ns; an error frame has a channel and nothing else."""
-
-    time: int
-    channel: int
-    identifier: int = 0
-    extended: bool = False
-    transmitted: bool = False
-    error: bool = False
-    remote: bool = False
-    fd: bool = False
-    brs: bool = False
-    esi: bool = False
-    length: int = 0  # bytes that the length code stands for; up to 8 of a classic frame
-    data: bytes = b""
 
 
 def can_record(time_ns, channel, identifier, flags, dlc, data):
@@ -59,11 +41,11 @@ def can_frames(contents):
             _, identifier, flags, _, dlc, size = struct.unpack_from("<QIBBBB", contents, offset + 28)
             data = contents[offset + 44 : offset + 44 + size]
             if flags & ERROR:
-                frames.append(CanFrame(time_ns, channel, error=True))
+                frames.append(Frame(time_ns, channel, error=True))
             elif not flags & 0x10:
                 is_fd = bool(flags & FD)
                 frames.append(
-                    CanFrame(
+                    Frame(
                         time_ns,
                         channel,
                         identifier & 0x3FFFFFFF,
@@ -111,10 +93,10 @@ def python_can_frames(path, absolute=False):
         # Multiples of 1 us, read into a double.
         when = round(message.timestamp * 1e6) * MICROSECOND
         if message.is_error_frame:
-            frames.append(CanFrame(when, message.channel + 1, error=True))
+            frames.append(Frame(when, message.channel + 1, error=True))
             continue
         frames.append(
-            CanFrame(
+            Frame(
                 when,
                 message.channel + 1,
                 message.arbitration_id,
@@ -144,7 +126,7 @@ def asc2log_frames(path):
     for line in run.stdout.decode().splitlines():
         stamp, interface, text, *direction = line.split()
         seconds, microseconds = stamp.strip("()").split(".")  # up to 1000000 of them: not a fraction
-        frame = CanFrame(int(seconds) * 10**9 + int(microseconds) * MICROSECOND, int(interface[3:]) + 1)
+        frame = Frame(int(seconds) * 10**9 + int(microseconds) * MICROSECOND, int(interface[3:]) + 1)
         identifier, _, rest = text.partition("#")
         if not direction:
             frames.append(frame._replace(error=True))

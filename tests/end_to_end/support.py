@@ -26,7 +26,7 @@ arguments = argparse.Namespace(client=None, recordings=None)
 
 
 class Frame(NamedTuple):
-    """One CAN event, from whatever file. Times in ns."""
+    """What a file says of one CAN frame. Times in ns; an error frame has a channel and nothing else."""
 
     time: int
     channel: int
@@ -38,6 +38,8 @@ class Frame(NamedTuple):
     brs: bool = False
     esi: bool = False
     data: bytes = b""
+    remote: bool = False  # this and the length only where a test compares them
+    length: int = 0  # bytes that the length code stands for; up to 8 of a classic frame
 
 
 class ClientTest(unittest.TestCase):
