@@ -9,11 +9,11 @@
 #include <cstdio>
 #include <cstdlib>
 #include <functional>
-#include <random>
 #include <string>
 #include <vector>
 
 #include "Measure.h"
+#include "Random.h"
 #include "export/ExportFile.h"
 #include "export/Qor_Trace_Export_ASC.h"
 #include "support/EntryBuilder.h"
@@ -21,20 +21,6 @@
 namespace {
 
 using test::Bytes;
-
-class Random {
- public:
-  /// 0 to `end` - 1.
-  unsigned int Below(unsigned int end) { return static_cast<unsigned int>(Engine() % end); }
-  Bytes SomeBytes(size_t count) {
-    Bytes bytes(count);
-    for (auto& byte : bytes) byte = static_cast<unsigned char>(Engine());
-    return bytes;
-  }
-
- private:
-  std::mt19937_64 Engine{42};
-};
 
 struct Kind {
   const char* Name;

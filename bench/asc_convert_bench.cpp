@@ -10,10 +10,10 @@
 #include <filesystem>
 #include <fstream>
 #include <iterator>
-#include <random>
 #include <string>
 
 #include "Measure.h"
+#include "Random.h"
 #include "inputs/BinReader.h"
 #include "outputs/AscWriter.h"
 #include "outputs/ExportedAsc.h"
@@ -25,20 +25,6 @@ namespace fs = std::filesystem;
 using test::Bytes;
 
 constexpr size_t kPiece = size_t{256} * 1024;
-
-class Random {
- public:
-  /// 0 to `end` - 1.
-  unsigned int Below(unsigned int end) { return static_cast<unsigned int>(Engine() % end); }
-  Bytes SomeBytes(size_t count) {
-    Bytes bytes(count);
-    for (auto& byte : bytes) byte = static_cast<unsigned char>(Engine());
-    return bytes;
-  }
-
- private:
-  std::mt19937_64 Engine{42};
-};
 
 using Make = test::EntryPtr (*)(Random& random, unsigned long time);
 

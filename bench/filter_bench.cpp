@@ -2,31 +2,17 @@
 //
 // Both go over the same records of all buses, most of them CAN.
 #include <cstdio>
-#include <random>
 #include <string>
 #include <vector>
 
 #include "Measure.h"
+#include "Random.h"
 #include "stream/Filter.h"
 #include "support/EntryBuilder.h"
 
 namespace {
 
 using test::Bytes;
-
-class Random {
- public:
-  /// 0 to `end` - 1.
-  unsigned int Below(unsigned int end) { return static_cast<unsigned int>(Engine() % end); }
-  Bytes SomeBytes(size_t count) {
-    Bytes bytes(count);
-    for (auto& byte : bytes) byte = static_cast<unsigned char>(Engine());
-    return bytes;
-  }
-
- private:
-  std::mt19937_64 Engine{42};
-};
 
 /// A UDP packet with a VLAN tag, to port 30490 or another one.
 Bytes UdpFrame(Random& random) {
