@@ -525,6 +525,14 @@ TEST_F(LoneBus, TestBusTakesTheEntriesOfACanBusThatIsNotThere) {
   EXPECT_EQ(Root.Bus_Get(1, 0)->CycleCount_Get(), 1U);
 }
 
+TEST_F(LoneBus, EntryWithoutAWholeHeaderIsRefusedWhereverItIsGiven) {
+  Add(0);
+  const test::Record cut = test::Record(*CanItem().Data({1}).Entry()).CutTo(27);
+  EXPECT_FALSE(Root.Data_Insert(test::Entry(cut)));
+  EXPECT_FALSE(Root.Data_Insert(Ptr, test::Entry(cut)));
+  EXPECT_EQ(Ptr->CycleCount_Get(), 0U);
+}
+
 TEST_F(LoneBus, BusIsTakenOverOnce) {
   auto* bus = BusGenerator::Get_LIN(5, Root);
   ASSERT_NE(bus, nullptr);
