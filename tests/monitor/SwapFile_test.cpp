@@ -2,6 +2,7 @@
 // its place.
 #include "monitor/SwapFile.h"
 
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 #include <unistd.h>
@@ -18,6 +19,12 @@
 using namespace test;
 
 namespace {
+
+struct stat StatusOf(const char* name) {
+  struct stat status {};
+  EXPECT_EQ(lstat(name, &status), 0) << name;
+  return status;
+}
 
 class Swapping : public testing::Test {
  protected:
@@ -41,6 +48,15 @@ class Swapping : public testing::Test {
   void Touch() {
     const timespec times[] = {{1, 0}, {1, 0}};
     ASSERT_EQ(utimensat(AT_FDCWD, "swap.bin", times, 0), 0);
+  }
+  /// A walk over the file ends at its first record from now on. The file looks untouched.
+  static void SpoilFirstRecord() {
+    const struct stat before = StatusOf("swap.bin");
+    const FileDescriptor file("swap.bin", O_WRONLY);
+    const unsigned int noLength = 0;
+    ASSERT_EQ(pwrite(file.Get(), &noLength, sizeof noLength, 0), static_cast<ssize_t>(sizeof noLength));
+    const timespec times[] = {before.st_atim, before.st_mtim};
+    ASSERT_EQ(futimens(file.Get(), times), 0);
   }
   /// Times of the records that a snapshot holds.
   static std::vector<unsigned long> TimesIn(const SwapSnapshot& snapshot) {
@@ -69,12 +85,6 @@ class Swapping : public testing::Test {
   unsigned int Written = 0;
 };
 
-struct stat StatusOf(const char* name) {
-  struct stat status {};
-  EXPECT_EQ(lstat(name, &status), 0) << name;
-  return status;
-}
-
 mode_t PermissionsOf(const char* name) { return StatusOf(name).st_mode & 07777; }
 
 const Bytes kVictim = {'m', 'i', 'n', 'e'};
@@ -90,6 +100,20 @@ TEST_F(Swapping, EveryRecordIsFoundByItsIndex) {
   for (unsigned int index = 0; index < 4025; ++index) ASSERT_EQ(TimeAt(index), index);
   EXPECT_EQ(TimeAt(4025), ~0UL);
   EXPECT_EQ(TimeAt(0xFFFFFFFF), ~0UL);
+}
+
+TEST_F(Swapping, RecordIsReadFromThePlaceBeforeItNotFromTheBeginning) {
+  Append(0, 1000);
+  Append(1000, 2000);
+  SpoilFirstRecord();
+  EXPECT_EQ(TimeAt(0), ~0UL);
+  EXPECT_EQ(TimeAt(2999), 2999U);
+  static_cast<void>(Swap.BeginAnew());
+  Append(5000, 1000);
+  Append(6000, 1000);
+  SpoilFirstRecord();
+  EXPECT_EQ(TimeAt(0), ~0UL);
+  EXPECT_EQ(TimeAt(1999), 6999U);
 }
 
 TEST_F(Swapping, MissingFileHasNoRecords) {
