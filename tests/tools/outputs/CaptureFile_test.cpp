@@ -101,7 +101,9 @@ TEST_F(CaptureFileTest, TheLibrarysExportTellsWhatIsNotInMemory) {
   ExportedCapture capture(Path);
   EXPECT_TRUE(Put(capture, RecordOf(test::EthernetItem().Frame({1, 2, 3}))));
   EXPECT_TRUE(Put(capture, RecordOf(test::EthernetItem().Kind(2).Frame({1, 2, 3}))));
-  EXPECT_TRUE(Put(capture, RecordOf(test::EthernetItem().Kind(0))));
+  for (const unsigned int notExported : {0u, 0u, 3u}) {
+    EXPECT_TRUE(Put(capture, RecordOf(test::EthernetItem().Kind(notExported))));
+  }
   EXPECT_TRUE(Put(capture, RecordOf(test::CanItem().Data({1}))));
   EXPECT_TRUE(fs::exists(Path + ".part"));
   capture.Export(exportToPcap);
