@@ -10,8 +10,10 @@
 #include <memory>
 
 #include "outputs/BinFile.h"
+#include "outputs/CandumpWriter.h"
 #include "outputs/CaptureFile.h"
 #include "outputs/MdfOutput.h"
+#include "outputs/RowWriter.h"
 #include "stream/DescriptionJson.h"
 #include "support/FailingFiles.h"
 #include "support/TemporaryDirectory.h"
@@ -36,6 +38,8 @@ const OutputCase kOutputs[] = {
     {"x.bin", "x.bin.part", [](const std::string& path) { return std::make_unique<BinWriter>(path); }},
     {"x.pcapng", "x.pcapng.part",
      [](const std::string& path) { return std::make_unique<CaptureWriter>(path, PcapngOptions{}); }},
+    {"x.csv", "x.csv.part", [](const std::string& path) { return std::make_unique<RowWriter>(path, RowFormat::Csv); }},
+    {"x.log", "x.log.part", [](const std::string& path) { return std::make_unique<CandumpWriter>(path); }},
     {"x.mf4", "x.part.mf4", [](const std::string& path) { return std::make_unique<MdfOutput>(path, MdfOptions{}); }},
 };
 
@@ -74,7 +78,7 @@ INSTANTIATE_TEST_SUITE_P(AllCalls, OutputsWithFailingFiles,
                                           testing::Values(FailingFiles::Once, FailingFiles::FromThenOn)));
 // Writes of the .mf4 file that are done by half are tested with MdfFile.
 INSTANTIATE_TEST_SUITE_P(AllCallsByHalf, OutputsWithFailingFiles,
-                         testing::Combine(testing::Range(std::size_t{0}, std::size_t{2}),
+                         testing::Combine(testing::Range(std::size_t{0}, std::size(kOutputs) - 1),
                                           testing::Values(FailingFiles::Short),
                                           testing::Values(FailingFiles::Once, FailingFiles::FromThenOn)));
 

@@ -62,7 +62,7 @@ const char* Word(ReadingEnd end) {
 
 /// Is there an output whose times say when something happened? Those of raw records never do.
 bool TimesAreShown(const OutputPlan& plan) {
-  return Has(plan, Format::Asc) || Has(plan, Format::Pcapng) || Has(plan, Format::Mdf);
+  return Has(plan, Format::Asc) || Has(plan, Format::Pcapng) || Has(plan, Format::Mdf) || Has(plan, Format::Candump);
 }
 
 /// Reads all records into the front of the sinks, and these into the outputs. A failure is noted with them: what came

@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
 #include <filesystem>
 
 #include "system/Failure.h"
@@ -23,7 +24,8 @@ void OutputArguments::AddTo(CLI::App& command) {
   command
       .add_option("-o,--output", Outputs,
                   "Output by extension: .asc text, .pcapng capture of all buses, .mf4 measurement file, .bin raw "
-                  "records; - for standard output. Repeat it for several")
+                  "records, .ndjson and .csv tables for analysis, .log candump text; - for standard output. Repeat it "
+                  "for several")
       ->allow_extra_args(false);
   command.add_option("--asc-split", AscSplit, "Go on in NAME_1.asc, NAME_2.asc, ... beyond this size, e.g. 500M");
   command.add_option("--mdf-split", MdfSplit, "The same for .mf4 outputs, 3M to 4095M");
@@ -34,7 +36,7 @@ void OutputArguments::AddTo(CLI::App& command) {
       "--as-exported", Capture.AsExported,
       "The library's own export as .asc, .mf4 and .pcapng outputs; of .pcapng only in a recording: Ethernet, and "
       "of that what is in memory at the end");
-  command.add_option("--format", StandardFormat, "What - gets: bin (the default), asc or pcapng");
+  command.add_option("--format", StandardFormat, "What - gets: bin (the default), asc, pcapng, ndjson, csv or log");
   command.add_flag("--ethernet-only", Capture.EthernetOnly,
                    "Only Ethernet in .pcapng outputs, for readers that refuse several link types");
   command.add_flag("--strict", Strict,
@@ -58,8 +60,9 @@ OutputPlan OutputArguments::Plan() const {
   if (!MdfSplit.empty()) plan.Mdf.Split = SizeOf(MdfSplit);
   plan.Outputs = PlanOutputs(Outputs, plan.Asc, std::filesystem::current_path(), Capture, StandardFormat, plan.Mdf);
   if (!UsesStandardOutput(plan.Outputs)) return plan;
-  const bool text = StandardFormat == Word(Format::Asc);
-  if (StandardOutputIsTerminal() && !text)
+  const bool binary = std::any_of(plan.Outputs.begin(), plan.Outputs.end(),
+                                  [](const Output& output) { return output.Path.empty() && !IsText(output.Kind); });
+  if (StandardOutputIsTerminal() && binary)
     throw UsageError("Binary output is not written to a terminal; redirect or pipe it");
   if (Json) throw UsageError("Standard output can't take both the records and the JSON summary; name a file with -o");
   return plan;

@@ -7,9 +7,11 @@
 
 #include "outputs/AscWriter.h"
 #include "outputs/BinFile.h"
+#include "outputs/CandumpWriter.h"
 #include "outputs/CaptureFile.h"
 #include "outputs/ExportedAsc.h"
 #include "outputs/MdfOutput.h"
+#include "outputs/RowWriter.h"
 #include "system/Failure.h"
 #include "system/Host.h"
 #include "system/Printable.h"
@@ -39,6 +41,12 @@ std::unique_ptr<StreamOutput> MakeWriter(const Output& output, const OutputPlan&
           output.Path, PcapngOptions{.Application = ToolName(), .EthernetOnly = plan.Capture.EthernetOnly});
     case Format::Mdf:
       return std::make_unique<MdfOutput>(output.Path, MdfOptionsOf(plan));
+    case Format::Ndjson:
+      return std::make_unique<RowWriter>(output.Path, RowFormat::Ndjson);
+    case Format::Csv:
+      return std::make_unique<RowWriter>(output.Path, RowFormat::Csv);
+    case Format::Candump:
+      return std::make_unique<CandumpWriter>(output.Path);
   }
   return nullptr;
 }

@@ -21,17 +21,21 @@ constexpr unsigned long kLargestSplit = 0xFFFFFFFF;
 constexpr unsigned long kSmallestMdfSplit = 3ul << 20;  // a file may be a data block of 2 MiB larger than its limit
 constexpr unsigned long kLargestMdfSplit = 4095ul << 20;
 
+constexpr Format kFormats[] = {Format::Bin,    Format::Asc, Format::Pcapng, Format::Mdf,
+                               Format::Ndjson, Format::Csv, Format::Candump};
+
 Format StandardFormat(const std::string& typed) {
-  if (typed.empty() || typed == Word(Format::Bin)) return Format::Bin;
-  if (typed == Word(Format::Asc)) return Format::Asc;
-  if (typed == Word(Format::Pcapng)) return Format::Pcapng;
-  throw UsageError(fmt::format("\"{}\" is no format of standard output: it takes bin, asc or pcapng", typed));
+  if (typed.empty()) return Format::Bin;
+  for (const Format format : kFormats)
+    if (typed == Word(format) && format != Format::Mdf) return format;
+  throw UsageError(
+      fmt::format("\"{}\" is no format of standard output: it takes bin, asc, pcapng, ndjson, csv or log", typed));
 }
 
 /// By the extension, in large or small letters.
 std::optional<Format> KnownFormatOf(const std::string& path) {
   const std::string extension = ExtensionOf(path);
-  for (const Format format : {Format::Bin, Format::Asc, Format::Pcapng, Format::Mdf})
+  for (const Format format : kFormats)
     if (extension == std::string(".") + Word(format)) return format;
   return std::nullopt;
 }
@@ -48,7 +52,10 @@ void RefuseJoinedNames(const std::string& name) {
 Format FormatOf(const std::string& name) {
   RefuseJoinedNames(name);
   if (const auto format = KnownFormatOf(name)) return *format;
-  throw UsageError(fmt::format("Output \"{}\" ends in none of .asc, .pcapng, .mf4 and .bin; add one of them", name));
+  throw UsageError(
+      fmt::format("Output \"{}\" ends in none of .asc, .pcapng, .mf4, .bin, .ndjson, .csv and .log; add one of "
+                  "them",
+                  name));
 }
 
 Output PlanOutput(const std::string& name, const std::filesystem::path& folder, Format standard) {
@@ -104,8 +111,18 @@ const char* Word(Format format) {
       return "pcapng";
     case Format::Mdf:
       return "mf4";
+    case Format::Ndjson:
+      return "ndjson";
+    case Format::Csv:
+      return "csv";
+    case Format::Candump:
+      return "log";
   }
   return "";
+}
+
+bool IsText(Format format) {
+  return format == Format::Asc || format == Format::Ndjson || format == Format::Csv || format == Format::Candump;
 }
 
 std::vector<Output> PlanOutputs(const std::vector<std::string>& names, const AscOptions& asc,
@@ -123,7 +140,8 @@ std::vector<Output> PlanOutputs(const std::vector<std::string>& names, const Asc
     return std::count_if(outputs.begin(), outputs.end(), [&](const Output& output) { return output.Kind == format; });
   };
   CheckAscOptions(asc, count(Format::Asc) > 0, capture.AsExported);
-  CheckCaptureOptions(capture, count(Format::Pcapng) > 0, count(Format::Bin) < std::ssize(outputs));
+  CheckCaptureOptions(capture, count(Format::Pcapng) > 0,
+                      count(Format::Pcapng) + count(Format::Mdf) + count(Format::Asc) > 0);
   CheckMdfOptions(mdf, count(Format::Mdf) > 0);
   if (asc.Split && UsesStandardOutput(outputs) && standardFormat == Format::Asc)
     throw UsageError("--asc-split needs files, and standard output is one; name a file with -o");

@@ -8,10 +8,12 @@
 
 namespace client {
 
-enum class Format { Bin, Asc, Pcapng, Mdf };
+enum class Format { Bin, Asc, Pcapng, Mdf, Ndjson, Csv, Candump };
 
 /// "bin" and so on; also its extension.
 [[nodiscard]] const char* Word(Format format);
+/// Text may go to a terminal.
+[[nodiscard]] bool IsText(Format format);
 
 struct Output {
   Format Kind;
@@ -54,9 +56,9 @@ struct OutputPlan {
 
 /// Finds out what was asked for before anything is done.
 ///
-/// @param names     as typed: by extension .bin, .asc, .pcapng or .mf4, or "-" for standard output
+/// @param names     as typed: by extension .bin, .asc, .pcapng, .mf4, .ndjson, .csv or .log, or "-" for standard output
 /// @param folder    that relative names are meant in
-/// @param standard  the format of standard output as typed, "bin" or "pcapng"; empty: bin
+/// @param standard  the format of standard output as typed, one of these without mf4; empty: bin
 /// Failure: UsageError for an unknown extension, two outputs of the same name, options that exclude each other.
 [[nodiscard]] std::vector<Output> PlanOutputs(const std::vector<std::string>& names, const AscOptions& asc,
                                               const std::filesystem::path& folder, const CaptureOptions& capture = {},

@@ -1,6 +1,8 @@
 #include "stream/RecordFields.h"
 
 #include <algorithm>
+#include <array>
+#include <bit>
 #include <initializer_list>
 #include <iterator>
 
@@ -216,6 +218,20 @@ std::vector<std::string> FieldNames() {
   return names;
 }
 
+std::string_view WordOf(RecordKind kind) {
+  static constexpr auto kNarrowest = [] {
+    std::array<const FieldWord*, kRecordKindCount> words{};
+    for (size_t place = 0; place < kRecordKindCount; ++place) {
+      for (const FieldWord& word : kKinds) {
+        const bool narrower = words[place] == nullptr || std::popcount(word.Value) < std::popcount(words[place]->Value);
+        if ((word.Value & Bit(place)) != 0 && narrower) words[place] = &word;
+      }
+    }
+    return words;
+  }();
+  return kNarrowest[static_cast<size_t>(kind)]->Text;
+}
+
 unsigned long FieldPlace::Greatest() const {
   const FieldDescription& description = Describe(Field);
   if (description.Type != FieldType::Bytes) return description.Greatest;
@@ -238,8 +254,26 @@ FieldValues RecordFields::Read(const FieldPlace& place) const {
       return FlagValue((Bit(static_cast<size_t>(Kind)) & kEventKinds) != 0);
     case RecordField::Overrun:
       return FlagValue(Record.HasOverrunMark());
+    case RecordField::Data: {
+      const auto data = Data();
+      return data ? BytesAt(*data, place) : FieldValues();
+    }
     default:
       return ReadOfBus(place);
+  }
+}
+
+std::optional<RecordPayload> RecordFields::Data() const {
+  if (Kind == Unknown || Kind == OverrunMark) return std::nullopt;
+  switch (Record.Bus()) {
+    case BusType_Can:
+      return Record.Can().Data();
+    case BusType_Lin:
+      return Kind == LinEvent || Kind == LinWakeUp ? std::nullopt : std::optional(Record.Lin().Data());
+    case BusType_FlexRay:  // the payload of a null frame means nothing
+      return Kind == FlexRayFrame ? std::optional(Record.FlexRay().Data()) : std::nullopt;
+    default:
+      return Kind == EthernetRecord ? std::nullopt : std::optional(Record.Ethernet().Frame());
   }
 }
 
@@ -263,8 +297,6 @@ FieldValues RecordFields::ReadCan(const FieldPlace& place) const {
   switch (place.Field) {
     case RecordField::Length:
       return static_cast<unsigned long>(can.DataLength);
-    case RecordField::Data:
-      return BytesAt(can.Data(), place);
     default:
       return Kind == CanEvent ? FieldValues() : ReadCanFrame(can, place.Field);
   }
@@ -299,8 +331,6 @@ FieldValues RecordFields::ReadLin(const FieldPlace& place) const {
       return hasHeader ? FieldValues(static_cast<unsigned long>(lin.PlainIdentifier())) : FieldValues();
     case RecordField::Length:
       return hasHeader ? FieldValues(static_cast<unsigned long>(lin.DataCount())) : FieldValues();
-    case RecordField::Data:
-      return hasHeader ? BytesAt(lin.Data(), place) : FieldValues();
     case RecordField::ParityError:
       return FlagValue(lin.Has(QOR_TRACE_LIN_PARITY_ERROR));
     case RecordField::ChecksumError:
@@ -338,8 +368,6 @@ FieldValues RecordFields::ReadFlexRayFrame(const FlexRayView& frame, const Field
       return static_cast<unsigned long>(frame.SlotId);
     case RecordField::Length:
       return static_cast<unsigned long>(frame.PayloadBytes());
-    case RecordField::Data:  // the payload of a null frame means nothing
-      return Kind == FlexRayNullFrame ? FieldValues() : BytesAt(frame.Data(), place);
     case RecordField::Null:
       return FlagValue(Kind == FlexRayNullFrame);
     case RecordField::Sync:
@@ -359,8 +387,6 @@ FieldValues RecordFields::ReadEthernet(const FieldPlace& place) const {
   switch (place.Field) {
     case RecordField::Length:
       return static_cast<unsigned long>(ethernet.FrameLength);
-    case RecordField::Data:
-      return BytesAt(ethernet.Frame(), place);
     case RecordField::CrcError:
       return FlagValue(Kind == EthernetCrcError);
     default:

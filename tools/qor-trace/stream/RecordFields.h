@@ -91,6 +91,9 @@ struct FieldDescription {
 [[nodiscard]] std::optional<RecordField> FieldNamed(std::string_view name);
 [[nodiscard]] std::vector<std::string> FieldNames();
 
+/// The word of `kind` that says most of it: "classic" rather than "frame".
+[[nodiscard]] std::string_view WordOf(RecordKind kind);
+
 /// A field, and of Bytes which of them.
 struct FieldPlace {
   static constexpr size_t kMostBytes = 8;  // that make one number
@@ -139,6 +142,8 @@ class RecordFields {
   explicit RecordFields(const RecordView& record) : Record(record), Kind(record.Kind()) {}
 
   [[nodiscard]] FieldValues Read(const FieldPlace& place) const;
+  /// All bytes of `data`, as far as they are present; nothing for a record without the field.
+  [[nodiscard]] std::optional<RecordPayload> Data() const;
 
  private:
   [[nodiscard]] FieldValues ReadOfBus(const FieldPlace& place) const;
