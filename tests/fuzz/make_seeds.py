@@ -249,6 +249,55 @@ def pcap_seeds():
     write("pcap", "pcapng-without-interface", b"\0" + section + enhanced)
 
 
+def packet_input_seeds():
+    def block(kind, body, order="<"):
+        length = struct.pack(order + "I", len(body) + 12)
+        return struct.pack(order + "I", kind) + length + body + length
+
+    def option(code, value):
+        return struct.pack("<HH", code, len(value)) + value + bytes(-len(value) % 4)
+
+    def packet(interface, time, data, options=b""):
+        head = struct.pack("<IIIII", interface, 0, time, len(data), len(data))
+        return block(6, head + data + bytes(-len(data) % 4) + options)
+
+    end = bytes(4)
+    section = block(0x0A0D0D0A, struct.pack("<IHHq", 0x1A2B3C4D, 1, 0, -1) + option(1, b"title\nrecorded by me on it") + end)
+    ns = option(9, b"\x09")
+    interfaces = b"".join(
+        block(1, struct.pack("<HHI", link, 0, 0) + option(2, name) + ns + end)
+        for link, name in ((227, b"CAN-1"), (212, b"LIN-2"), (210, b"FR-3"), (1, b"eth0"), (147, b"other"))
+    )
+    can = b"\0\0\x01\x23\x02\0\0\0\xA1\xA2"
+    error = b"\x20\0\0\x08\x08\0\0\0" + bytes([0, 0, 4, 0, 0, 0, 0, 0])
+    lin = b"\x01\0\0\0\x21\x50\xAC\0\x01\x02"
+    flexray = b"\x01\0\x20\x03\x02\0\0\x07\x08"
+    lost = option(4, struct.pack("<Q", 3)) + option(1, b"LOST: 3 items came too late, 2026-11-21T12:00:00.1Z to 2026-11-21T12:00:00.2Z") + end
+    whole = section + interfaces + packet(0, 1, can) + packet(0, 2, error) + packet(1, 3, lin) + packet(2, 4, flexray)
+    whole += packet(2, 4, b"\x81" + flexray[1:]) + packet(3, 5, bytes(range(64)), lost) + packet(4, 6, b"x")
+    write("packet_input", "pcapng-all-buses", whole)
+    write("packet_input", "pcapng-cut", whole[:-7])
+    write("packet_input", "pcapng-two-sections", whole + whole)
+    others = block(3, struct.pack("<I", 60) + bytes(60)) + block(2, struct.pack("<HHIIII", 3, 1, 0, 7, 4, 9) + bytes(4))
+    statistics = block(5, struct.pack("<III", 0, 0, 9) + option(5, struct.pack("<Q", 7)) + end)
+    custom = block(0x40000BAD, struct.pack("<I", 0) + b"note")
+    write("packet_input", "pcapng-other-blocks", section + interfaces + others + statistics + custom + block(77, b""))
+    export = block(0x0A0D0D0A, struct.pack("<IHHq", 0x1A2B3C4D, 1, 0, 44) + option(4, b"Norvik electronic Qor-API Trace Dll") + end)
+    described = struct.pack("<HHI", 1, 0, 1522) + option(2, b"12") + ns + end
+    length = struct.pack("<I", len(described) + 16)
+    excessive = struct.pack("<I", 1) + length + described + length
+    write("packet_input", "pcapng-export", export + excessive + packet(0, 8, bytes(60)) + custom)
+    big = block(0x0A0D0D0A, struct.pack(">IHHq", 0x1A2B3C4D, 1, 0, -1), ">") + block(1, struct.pack(">HHI", 1, 0, 0), ">")
+    big += block(6, struct.pack(">IIIII", 0, 0, 7, 4, 4) + b"abcd", ">")
+    write("packet_input", "pcapng-big-endian", big)
+    for order, name in (("<", "little"), (">", "big")):
+        for magic, unit in ((0xA1B2C3D4, "microseconds"), (0xA1B23C4D, "nanoseconds")):
+            head = struct.pack(order + "IHHiIII", magic, 2, 4, 0, 0, 65535, 1)
+            data = struct.pack(order + "IIII", 1, 5, 60, 60) + bytes(60)
+            write("packet_input", f"pcap-{name}-{unit}", head + data + data[:-5])
+    write("packet_input", "pcap-check-sequence", struct.pack("<IHHiIII", 0xA1B2C3D4, 2, 4, 0, 0, 9, 0x24000001) + data)
+
+
 # ---- Calls of the C interface, as c_interface_fuzz.cpp reads them
 
 
@@ -402,6 +451,7 @@ if __name__ == "__main__":
     candump_seeds()
     csv_seeds()
     pcap_seeds()
+    packet_input_seeds()
     call_seeds()
     mdf_seeds()
     mdf_entries_seeds()

@@ -158,7 +158,8 @@ constexpr const char* kConvertHelp =
     "  qor-trace convert drive.bin -o - --format pcapng | tshark -r -\n"
     "  qor-trace convert drive.bin -o part.mf4 --from 1m30s --to 2m --filter \"bus == lin or error\"\n"
     "\n"
-    "The outputs hold what a recording into them would have held. When INPUT was recorded, its "
+    "The outputs hold what a recording into them would have held. INPUT is a .bin, .pcapng or .pcap file: what it is, "
+    "its contents say, else its name. When a .bin file was recorded, its "
     "channels and what it lost are read from INPUT.json beside it; without it they aren't known, and times count from "
     "1970 unless --start-time is given.\n"
     "\n"
@@ -167,9 +168,9 @@ constexpr const char* kConvertHelp =
 }  // namespace
 
 void AddConvertCommand(CLI::App& app, Action& action) {
-  CLI::App* command = app.add_subcommand("convert", "Write the outputs from a file of raw records");
+  CLI::App* command = app.add_subcommand("convert", "Write the outputs from a recording");
   const auto arguments = std::make_shared<ConvertArguments>();
-  command->add_option("INPUT", arguments->Input, "A .bin file, or - for standard input")->required();
+  command->add_option("INPUT", arguments->Input, "A recording, or - for standard input")->required();
   arguments->Output.AddTo(*command);
   command->get_option("--output")->required();
   arguments->Stream.AddTo(*command);

@@ -35,8 +35,6 @@ struct ListArguments {
   TimeArguments Times;
 };
 
-bool IsBin(const std::string& source) { return source == "-" || ExtensionOf(source) == ".bin"; }
-
 void PrintTable(const MessageTable& table, const ListArguments& arguments, const TimeBase& times) {
   if (arguments.Json) return PrintJson(table.Json(times));
   const auto columns = ColumnsOfStandardOutput();
@@ -62,15 +60,16 @@ Description AtTheEnd(Description description, const LossLedger& marks, const Sel
   return description;
 }
 
-int ListBin(const ListArguments& arguments, Signals& signals) {
+int ListFile(const ListArguments& arguments, Signals& signals) {
   const RecordingArguments& typed = arguments.Recording;
   const SelectionPlan wanted = arguments.Stream.Plan();
   const auto firstTime = arguments.Times.FirstTime();
   const TimeFormat format = arguments.Times.TableFormat();
   if (typed.Sources.size() != 1)
-    throw UsageError("A .bin file is listed on its own, as channel numbers of several would mix; list them one by one");
+    throw UsageError("A recording is listed on its own, as channel numbers of several would mix; list them one by one");
   if (!typed.Speed.empty() || typed.MemoryLimit || !typed.SwapFolder.empty())
-    throw UsageError("A .bin file is listed without a recording; leave out --speed, --memory-limit and --swap-folder");
+    throw UsageError(
+        "A file is listed as it is, nothing is recorded; leave out --speed, --memory-limit and --swap-folder");
   const std::string& input = typed.Sources.front();
   const auto reader = OpenInput(input);
   for (const std::string& remark : reader->Remarks()) Say(remark);
@@ -139,7 +138,7 @@ int ListRecording(const ListArguments& arguments, Signals& signals) {
 
 int List(const ListArguments& arguments, Signals& signals) {
   const auto& sources = arguments.Recording.Sources;
-  if (std::any_of(sources.begin(), sources.end(), IsBin)) return ListBin(arguments, signals);
+  if (std::any_of(sources.begin(), sources.end(), IsNameOfInput)) return ListFile(arguments, signals);
   return ListRecording(arguments, signals);
 }
 
@@ -150,9 +149,8 @@ constexpr const char* kListHelp =
     "  qor-trace list run.bin\n"
     "  qor-trace list run.bin --filter \"bus == can and id in 0x100..0x1FF\"\n"
     "\n"
-    "The cycle time is the time between the last two entries of a message. A .bin file (or -, standard input) is "
-    "listed "
-    "as it is, without a recording. Rows are cut to the width of a terminal.\n"
+    "The cycle time is the time between the last two entries of a message. A .bin, .pcapng or .pcap file "
+    "(or -, standard input) is listed as it is, without a recording. Rows are cut to the width of a terminal.\n"
     "\n";
 
 }  // namespace

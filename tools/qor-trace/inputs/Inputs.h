@@ -10,15 +10,19 @@
 namespace client {
 
 /// Formats that can be read.
-enum class InputFormat { Bin };
+enum class InputFormat { Bin, Pcap, Pcapng };
 
 /// By what an input begins with; where that says nothing, by its name; else it is taken for raw records, whose reader says
 /// what is wrong.
-/// @param front  the first bytes, as many as there are, at most kFront
+/// @param front  the first bytes, as many as there are, at most kFront; the first kFrontOfPipe must do
 [[nodiscard]] InputFormat FormatOfInput(std::span<const unsigned char> front, const std::string& path);
 constexpr size_t kFront = size_t{64} << 10;
+constexpr size_t kFrontOfPipe = 8;
 
-/// Opens a file ("-": standard input).
+/// By the name alone: a recording that is read as it is, even where it could be replayed.
+[[nodiscard]] bool IsNameOfInput(const std::string& path);
+
+/// Opens a file ("-": standard input). What a pipe holds is known once it is read.
 /// Failure: Failure when it can't be read, or isn't what it seems to be; UsageError when standard input is a terminal.
 [[nodiscard]] std::unique_ptr<Reader> OpenInput(const std::string& path);
 

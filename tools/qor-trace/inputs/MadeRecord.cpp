@@ -45,7 +45,7 @@ const RecordView* MadeRecord::Can(const RecordHead& head, const CanParts& parts)
   if ((parts.Flags & QOR_TRACE_CAN_FD) != 0) can.Identifier |= QOR_TRACE_CAN_ID_FD;
   can.Flags = parts.Flags;
   can.Dlc = parts.Dlc;
-  can.DataLength = static_cast<unsigned char>(data.size());
+  can.DataLength = std::max(parts.Announced, static_cast<unsigned char>(data.size()));
   Copy(can.Data, data);
   return View();
 }
@@ -87,7 +87,7 @@ const RecordView* MadeRecord::Ethernet(const RecordHead& head, const EthernetPar
   ethernet.ItemType = static_cast<unsigned short>(parts.Type);
   ethernet.ItemTimestamp = head.Time;
   ethernet.Flags = parts.Flags;
-  ethernet.FrameLength = static_cast<unsigned short>(frame.size());
+  ethernet.FrameLength = std::max(parts.Announced, static_cast<unsigned short>(frame.size()));
   Copy(Bytes.data() + offsetof(Qor_Trace_Entry_t, Payload) + kEthernetHead, frame);
   return View();
 }

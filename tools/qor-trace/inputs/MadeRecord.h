@@ -21,7 +21,8 @@ struct CanParts {
   unsigned char Flags = 0;      // QOR_TRACE_CAN_*; the extended and FD marks of the identifier follow from them
   unsigned char Dlc = 0;        // 0 to 15
   std::span<const unsigned char> Data =
-      {};  // at most 64 bytes; without any, a classic frame with a DLC is a remote one
+      {};                       // at most 64 bytes; without any, a classic frame with a DLC is a remote one
+  unsigned char Announced = 0;  // data bytes on the bus, where there were more than these
 };
 
 struct LinParts {
@@ -47,7 +48,8 @@ struct EthernetParts {
   EthernetItemType Type = EthernetItemType::Frame;
   unsigned char Flags = 0;  // QOR_TRACE_ETHERNET_*
   std::span<const unsigned char> Frame =
-      {};  // from the destination address on, without the CRC; cut to what a record holds
+      {};                        // from the destination address on, without the CRC; cut to what a record holds
+  unsigned short Announced = 0;  // bytes on the bus, where there were more than these
 };
 
 /// Makes one record after the other in its own memory. A view is valid until the next call. What a record has no room for is

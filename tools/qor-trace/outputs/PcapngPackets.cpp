@@ -30,23 +30,6 @@ std::optional<PcapngOmission> MalformedUnless(bool made) {
 }
 
 // ---- CAN ------------------------------------------------------------------------------------------------------------
-//
-//  LINKTYPE_CAN_SOCKETCAN
-//  0  4  identifier, big-endian; bit 31 extended, bit 30 remote frame, bit 29 error frame
-//  4  1  data length
-//  5  1  FD flags: 0x01 bit-rate switch, 0x02 error-state indicator, 0x04 CAN FD
-//  6  1  0
-//  7  1  raw data length code of a classic frame of 8 bytes, if 9 to 15; else 0
-//  8     data
-
-constexpr unsigned int kSocketCanExtended = 0x80000000;
-constexpr unsigned int kSocketCanRemote = 0x40000000;
-constexpr unsigned int kSocketCanError = 0x20000000;
-constexpr unsigned int kSocketCanIdentifierBits = 0x1FFFFFFF;
-constexpr unsigned char kSocketCanBrs = 0x01;
-constexpr unsigned char kSocketCanEsi = 0x02;
-constexpr unsigned char kSocketCanFdf = 0x04;
-constexpr size_t kSocketCanHead = 8;
 
 void PutSocketCanHead(Packet& packet, unsigned int identifier, unsigned char length, unsigned char flags,
                       unsigned char rawDlc) {
@@ -61,36 +44,8 @@ void PutSocketCanHead(Packet& packet, unsigned int identifier, unsigned char len
   packet.HeadSize = kSocketCanHead;
 }
 
-// Error frames have 8 data bytes: class bits in the identifier, byte 2 the type of a protocol violation, byte 3 its place.
-constexpr unsigned int kClassProtocol = 0x08;
-constexpr unsigned int kClassAcknowledge = 0x20;
-constexpr unsigned char kTypeForm = 0x02;
-constexpr unsigned char kTypeStuff = 0x04;
-constexpr unsigned char kTypeBit0 = 0x08;
-constexpr unsigned char kTypeBit1 = 0x10;
-constexpr unsigned char kTypeSending = 0x80;
-constexpr unsigned char kPlaceCrcSequence = 0x08;
-constexpr unsigned char kPlaceAckSlot = 0x19;
-
-struct SocketCanErrorKind {
-  unsigned int Class;
-  unsigned char Type;
-  unsigned char Place;
-};
-
-constexpr SocketCanErrorKind kErrorKinds[] = {
-    {kClassProtocol, 0, 0},                                  // 0 and above 7: unspecified
-    {kClassProtocol, kTypeStuff, 0},                         // 1 bit stuffing
-    {kClassProtocol, kTypeForm, 0},                          // 2 form
-    {kClassProtocol | kClassAcknowledge, 0, kPlaceAckSlot},  // 3 no acknowledge
-    {kClassProtocol, kTypeBit1, 0},                          // 4 recessive bit not sent
-    {kClassProtocol, kTypeBit0, 0},                          // 5 dominant bit not sent
-    {kClassProtocol, 0, kPlaceCrcSequence},                  // 6 CRC
-    {kClassProtocol, 0, 0},                                  // 7 other
-};
-
 void MakeErrorFrame(const CanView& can, Packet& packet) {
-  const SocketCanErrorKind& error = kErrorKinds[can.Code() < std::size(kErrorKinds) ? can.Code() : 0];
+  const SocketCanErrorKind& error = kSocketCanErrorKinds[can.Code() < std::size(kSocketCanErrorKinds) ? can.Code() : 0];
   PutSocketCanHead(packet, kSocketCanError | error.Class, 8, 0, 0);
   packet.Head[kSocketCanHead + 2] = static_cast<unsigned char>(error.Type | (packet.Outbound ? kTypeSending : 0));
   packet.Head[kSocketCanHead + 3] = error.Place;
@@ -138,30 +93,16 @@ std::optional<PcapngOmission> MakeCanPacket(const CanView& can, Packet& packet) 
 }
 
 // ---- LIN ------------------------------------------------------------------------------------------------------------
-//
-//  LINKTYPE_LIN
-//  0  1  1, revision of this format
-//  1  3  0
-//  4  1  bits 4 to 7 data length, bits 2 and 3 message type (0 frame, 3 event), bits 0 and 1 checksum type (0 unknown,
-//        1 classic, 2 enhanced)
-//  5  1  protected identifier
-//  6  1  checksum
-//  7  1  errors: 0x01 no response, 0x02 framing, 0x04 parity, 0x08 checksum
-//  8     data; of an event its code, big-endian
-
-constexpr size_t kLinHead = 8;
-constexpr unsigned int kLinEventType = 3u << 2;
-constexpr unsigned int kLinWakeUpSignal = 0xB0B00004;
 
 /// How the link type numbers the checksum models.
 unsigned int ChecksumType(LinChecksumModel model) { return static_cast<unsigned int>(model); }
 
 unsigned char LinErrors(const LinView& lin) {
   unsigned int errors = 0;
-  if (lin.HasTransmitError()) errors |= 0x01;
-  if (lin.Has(QOR_TRACE_LIN_SYNC_ERROR)) errors |= 0x02;
-  if (lin.Has(QOR_TRACE_LIN_PARITY_ERROR)) errors |= 0x04;
-  if (lin.Has(QOR_TRACE_LIN_CHECKSUM_ERROR)) errors |= 0x08;
+  if (lin.HasTransmitError()) errors |= kLinNoResponse;
+  if (lin.Has(QOR_TRACE_LIN_SYNC_ERROR)) errors |= kLinFraming;
+  if (lin.Has(QOR_TRACE_LIN_PARITY_ERROR)) errors |= kLinParity;
+  if (lin.Has(QOR_TRACE_LIN_CHECKSUM_ERROR)) errors |= kLinChecksum;
   return static_cast<unsigned char>(errors);
 }
 
@@ -170,7 +111,7 @@ void MakeWakeUp(Packet& packet) {
                  0,
                  0,
                  0,
-                 4u << 4 | kLinEventType,
+                 4u << 4 | kLinEventType << 2,
                  0,
                  0,
                  0,
@@ -208,24 +149,16 @@ std::optional<PcapngOmission> MakeLinPacket(const LinView& lin, Packet& packet) 
 }
 
 // ---- FlexRay --------------------------------------------------------------------------------------------------------
-//
-//  LINKTYPE_FLEXRAY
-//  0  1  1 frame; bit 7: channel B
-//  1  1  error flags, 0
-//  2  5  frame header, big-endian: 1 bit 0, payload preamble, not a null frame, sync, startup; 11 bits slot; 7 bits
-//        payload length in words; 11 bits header CRC; 6 bits cycle
-//  7     payload
 
-constexpr unsigned char kFlexRayFrame = 0x01;
-constexpr unsigned char kFlexRayChannelB = 0x80;
-constexpr size_t kFlexRayHead = 7;
 constexpr unsigned int kGreatestPayload = 127;  // words
 constexpr unsigned char kZeros[2 * kGreatestPayload] = {};
 
 void PutFlexRayHead(const FlexRayView& frame, bool channelB, Packet& packet) {
   const auto bit = [&](unsigned int flag, unsigned int value) { return frame.Has(flag) ? value : 0; };
-  const unsigned int indicators = bit(QOR_TRACE_FLEXRAY_INDICATOR, 0x40) | (0x20 ^ bit(QOR_TRACE_FLEXRAY_NULL, 0x20)) |
-                                  bit(QOR_TRACE_FLEXRAY_SYNC, 0x10) | bit(QOR_TRACE_FLEXRAY_STARTUP, 0x08);
+  const unsigned int indicators = bit(QOR_TRACE_FLEXRAY_INDICATOR, kFlexRayPreamble) |
+                                  (kFlexRayNotNull ^ bit(QOR_TRACE_FLEXRAY_NULL, kFlexRayNotNull)) |
+                                  bit(QOR_TRACE_FLEXRAY_SYNC, kFlexRaySync) |
+                                  bit(QOR_TRACE_FLEXRAY_STARTUP, kFlexRayStartup);
   packet.Head = {static_cast<unsigned char>(channelB ? kFlexRayFrame | kFlexRayChannelB : kFlexRayFrame),
                  0,
                  static_cast<unsigned char>(indicators | (frame.SlotId >> 8 & 0x07)),
@@ -276,21 +209,6 @@ std::optional<PcapngOmission> MakeEthernetPacket(const RecordView& record, Packe
 }
 
 }  // namespace
-
-std::optional<CaptureBus> CaptureBusOf(unsigned char busType) {
-  switch (busType) {
-    case BusType_Can:
-      return CaptureBus{"CAN", LinkType::SocketCan};
-    case BusType_Lin:
-      return CaptureBus{"LIN", LinkType::Lin};
-    case BusType_FlexRay:
-      return CaptureBus{"FR", LinkType::FlexRay};
-    case BusType_Ethernet:
-      return CaptureBus{"ETH", LinkType::Ethernet};
-    default:
-      return std::nullopt;
-  }
-}
 
 const std::span<const char* const> kPcapngOmissions = kOmissions;
 

@@ -7,23 +7,9 @@
 #include <span>
 
 #include "record/RecordView.h"
+#include "stream/PacketLayouts.h"
 
 namespace client {
-
-/// Link types as capture files number them.
-enum class LinkType : unsigned short {
-  Ethernet = 1,     // LINKTYPE_ETHERNET
-  FlexRay = 210,    // LINKTYPE_FLEXRAY
-  Lin = 212,        // LINKTYPE_LIN
-  SocketCan = 227,  // LINKTYPE_CAN_SOCKETCAN
-};
-
-/// What a bus is called in a capture file: "CAN" and so on, and its link type. Nothing for an unknown bus.
-struct CaptureBus {
-  const char* Name;
-  LinkType Link;
-};
-[[nodiscard]] std::optional<CaptureBus> CaptureBusOf(unsigned char busType);
 
 /// Why an entry is not in a capture file.
 enum class PcapngOmission {

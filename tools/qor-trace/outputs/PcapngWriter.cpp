@@ -6,9 +6,9 @@
 #include <cerrno>
 #include <cstring>
 
+#include "stream/LossText.h"
 #include "system/Descriptor.h"
 #include "system/Printable.h"
-#include "system/Units.h"
 
 namespace client {
 
@@ -54,7 +54,6 @@ constexpr size_t kLongestText = 1000;  // bytes of an option
 constexpr unsigned char kNanoseconds = 9;
 constexpr unsigned int kInbound = 1;
 constexpr unsigned int kOutbound = 2;
-constexpr unsigned int kCrcError = 1u << 24;
 
 constexpr size_t Padded(size_t size) { return (size + 3) & ~size_t{3}; }
 
@@ -140,24 +139,6 @@ std::string SectionComment(const Description& description) {
   if (description.Tool.empty()) return text;
   text += fmt::format("{}recorded by {}", text.empty() ? "" : "\n", description.Tool);
   return description.Host.empty() ? text : text + " on " + description.Host;
-}
-
-const char* TextOf(LossCause cause) {
-  switch (cause) {
-    case LossCause::CaptureBufferFull:
-      return "found the capture buffer full";
-    case LossCause::OverrunMark:
-      return "are missing after an overrun mark";
-    case LossCause::MemoryLimit:
-      return "were dropped for newer ones";
-    case LossCause::DiskFull:
-      return "found the disk full";
-    case LossCause::Reordering:
-      return "came too late";
-    case LossCause::InterfaceGone:
-      return "are missing as the interface was gone";
-  }
-  return "";
 }
 
 unsigned int NumberAt(const unsigned char* place) {
@@ -285,7 +266,7 @@ bool PcapngWriter::WritePacket(unsigned int interface, unsigned long time, const
       .Bytes(packet.Head.data(), packet.HeadSize)
       .Bytes(packet.Data.data(), packet.Data.size())
       .Pad()
-      .Option(kPacketFlags, (packet.Outbound ? kOutbound : kInbound) | (packet.CrcError ? kCrcError : 0));
+      .Option(kPacketFlags, (packet.Outbound ? kOutbound : kInbound) | (packet.CrcError ? kPacketCrcError : 0));
   if (drops.Count != 0) block.Option(kDropCount, drops.Count);
   Used += block.TextIfAny(kComment, drops.Comment).Close();
   ++PacketCount;
@@ -321,10 +302,9 @@ PcapngWriter::DropNote PcapngWriter::TakeDrops(Interface& interface, unsigned lo
     const unsigned long count = drop.What.Count.value_or(0) - drop.Told;
     if (drop.What.Last >= time || (drop.Named && count == 0)) continue;
     note.Count += count;
-    note.Comment +=
-        fmt::format("{}LOST: {} {}, {} to {}", note.Comment.empty() ? "" : "\n",
-                    drop.What.Count ? FormatCount(count, "item", "items") : "items", TextOf(drop.What.Cause),
-                    FormatUtc(Times.UtcOf(drop.What.First)), FormatUtc(Times.UtcOf(drop.What.Last)));
+    if (!note.Comment.empty()) note.Comment += '\n';
+    note.Comment += LossText(drop.What.Cause, drop.What.Count ? std::optional(count) : std::nullopt,
+                             Times.UtcOf(drop.What.First), Times.UtcOf(drop.What.Last));
     drop.Told += count;
     drop.Named = true;
   }
