@@ -78,6 +78,14 @@ TEST_F(AscClockTest, RelativeTimesAreNeverNegativeAndRightAgainAfterALateEntry) 
   EXPECT_EQ(columns, (std::vector<unsigned long>{3, 2, 0, 4}));
 }
 
+TEST_F(AscClockTest, RelativeTimesGoOnFromTheLastLineThatWasWritten) {
+  AscClock clock({0, kNoon}, 6, true);
+  EXPECT_EQ(clock.Next(3000).Column, 3u);
+  EXPECT_EQ(clock.Next(5000).Column, 2u);
+  clock.TakeBack();
+  EXPECT_EQ(clock.Next(6000).Column, 3u);
+}
+
 TEST_F(AscClockTest, FirstRelativeTimeOfAFileCountsFromTheDate) {
   AscClock clock({0, kNoon}, 6, true);
   EXPECT_EQ(clock.Next(3000).Column, 3u);

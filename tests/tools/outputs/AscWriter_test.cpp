@@ -193,6 +193,16 @@ TEST_F(AscWriterTest, FirstRelativeTimeOfEachFileCountsFromTheDate) {
   EXPECT_EQ(second.substr(second.find('\n', line) + 1, 9), "0.001000 ");
 }
 
+/// Readers add up the times of lines, and pass over comments.
+TEST_F(AscWriterTest, RelativeTimesCountFromTheLastLineThatIsNoComment) {
+  Write({RecordOf(test::CanItem().At(1'000'000)), RecordOf(test::EthernetItem().At(2'000'000).Kind(0)),
+         RecordOf(test::EthernetItem().At(3'000'000).Kind(2)), RecordOf(test::CanItem().At(4'000'000).Dlc(16)),
+         RecordOf(test::CanItem().At(5'000'000))},
+        {.Relative = true});
+  const std::string text = Text("x.asc");
+  EXPECT_NE(text.find("\n0.004000 1  0 "), std::string::npos) << text;
+}
+
 TEST_F(AscWriterTest, EntriesBeforeTheStartAreCounted) {
   AscWriter output(Path, {});
   output.Describe(StartedAt(kBegin, kBegin));

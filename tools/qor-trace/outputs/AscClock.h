@@ -31,10 +31,13 @@ class AscClock {
   /// Of the next line.
   [[nodiscard]] AscTime Next(unsigned long entryTime) {
     const unsigned long ticks = TicksOf(entryTime);
+    OneBefore = LineBefore;
     const AscTime time{ticks - (Relative ? std::min(LineBefore, ticks) : 0), ticks};
     if (Relative) LineBefore = std::max(LineBefore, ticks);
     return time;
   }
+  /// What the last time was for has become no line, or a comment: readers won't count it in.
+  void TakeBack() { LineBefore = OneBefore; }
   /// The next line is the first one of its file.
   void BeginFile() { LineBefore = 0; }
 
@@ -58,6 +61,7 @@ class AscClock {
   const unsigned long TickLength;  // ns
   const bool Relative;
   unsigned long LineBefore = 0;  // ticks; of the file
+  unsigned long OneBefore = 0;   // as it was until the last call of Next
   unsigned long EarlyEntries = 0;
 };
 

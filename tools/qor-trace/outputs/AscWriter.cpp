@@ -57,7 +57,9 @@ bool AscWriter::Take(const RecordView& record) {
   if (!Clock) Begin();
   if (FileIsFull()) BeginNextFile();
   const AscTime time = Clock->Next(record.Timestamp());
-  const ComposedLine line = ComposeAscLine(Style, record, time, Room(AscRoom(record)));
+  char* const begin = Room(AscRoom(record));
+  const ComposedLine line = ComposeAscLine(Style, record, time, begin);
+  if (line.End == begin || *begin == '/') Clock->TakeBack();
   Used = static_cast<size_t>(line.End - Buffer.get());
   LatestTime = time.SinceStart;
   FileHasEntries = true;
