@@ -439,6 +439,32 @@ def filter_seeds():
         write("filter", name, expression.encode(errors="surrogateescape"))
 
 
+GOLDEN = Path(__file__).parent.parent / "golden"
+
+OTHER_TOOLS = """date Mit Okt 7 09:00:19.123 2026
+base dec  timestamps relative
+no internal events logged
+   0.000000 1  291             Rx   d 2 001 255  Length = 215910 BitCount = 110 ID = 291
+   0.000100 1  EngineData      Tx   d 1 007 Length = 1 BitCount = 1 ID = 419299586x
+   0.000100 1  291x            Rx   r
+   0.000100 CANFD   1 Rx        291  Name   1 0 2  2 001 002   102203  133   303000 e 46500250
+   0.000100 1  ErrorFrame Flags = 0xe CodeExt = 0x20a2 Code = 0x82 ID = 0
+   0.000100 1  Statistic: D 0 R 0 XD 0 XR 0 E 0 O 0 B 0.00%
+   0.000100 Li SleepModeEvent
+   0.000100 ETH 1 Rx 3:0102ff
+// 0.000000 Ethernet 1: overrun, data were lost here
+"""
+
+
+def asc_input_seeds():
+    for name in ("client-four-buses", "client-four-buses-relative-dec", "asc-all-kinds-dec", "asc-all-kinds-hex"):
+        text = (GOLDEN / f"{name}.asc").read_bytes()
+        write("asc_input", name, text[:6000])
+    write("asc_input", "other-tools", OTHER_TOOLS.encode())
+    write("asc_input", "other-tools-cr-lf", OTHER_TOOLS.replace("\n", "\r\n").encode())
+    write("asc_input", "cut", OTHER_TOOLS.encode()[:300])
+
+
 if __name__ == "__main__":
     poll_seeds()
     swap_file_seeds()
@@ -447,6 +473,7 @@ if __name__ == "__main__":
     bin_seeds()
     pcapng_client_seeds()
     asc_client_seeds()
+    asc_input_seeds()
     source_seeds()
     candump_seeds()
     csv_seeds()

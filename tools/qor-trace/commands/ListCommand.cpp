@@ -147,9 +147,10 @@ constexpr const char* kListHelp =
     "  qor-trace list drive.log --speed max\n"
     "  qor-trace list can --duration 5s --json\n"
     "  qor-trace list run.bin\n"
+    "  qor-trace list run.asc\n"
     "  qor-trace list run.bin --filter \"bus == can and id in 0x100..0x1FF\"\n"
     "\n"
-    "The cycle time is the time between the last two entries of a message. A .bin, .pcapng or .pcap file "
+    "The cycle time is the time between the last two entries of a message. A .bin, .asc, .pcapng or .pcap file "
     "(or -, standard input) is listed as it is, without a recording. Rows are cut to the width of a terminal.\n"
     "\n";
 

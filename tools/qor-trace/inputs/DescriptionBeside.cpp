@@ -87,10 +87,10 @@ std::string UnknownTimeText(const std::string& path) {
     return "When the records of standard input were recorded isn't known: their times count from 1970. --start-time "
            "says "
            "when the first one was";
+  const std::string why = path.ends_with(".bin") ? fmt::format(", as \"{}.json\" doesn't say so", path) : "";
   return fmt::format(
-      "When \"{0}\" was recorded isn't known, as \"{0}.json\" doesn't say so: its times count from 1970. --start-time "
-      "says when the first entry was",
-      path);
+      "When \"{}\" was recorded isn't known{}: its times count from 1970. --start-time says when the first entry was",
+      path, why);
 }
 
 }  // namespace client

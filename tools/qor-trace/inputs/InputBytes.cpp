@@ -88,7 +88,8 @@ std::optional<std::string_view> InputBytes::Line() {
   if (Ended || ready.empty()) return std::nullopt;
   size_t length = std::min(ready.size(), kLongestLine);
   if (end != nullptr) length = static_cast<size_t>(end - ready.data());
-  Skip(end != nullptr ? length + 1 : length);
+  HadEnd = end != nullptr;
+  Skip(HadEnd ? length + 1 : length);
   std::string_view line(reinterpret_cast<const char*>(ready.data()), length);
   if (line.ends_with('\r')) line.remove_suffix(1);
   return line;

@@ -41,6 +41,8 @@ class InputBytes {
   /// Failure: as Need.
   [[nodiscard]] std::optional<std::string_view> Line();
   static constexpr size_t kLongestLine = size_t{1} << 20;
+  /// The last line had its end. Else the input ends in it, or it is longer than kLongestLine.
+  [[nodiscard]] bool LineHadEnd() const { return HadEnd; }
 
   /// Where the window begins, bytes from the beginning of the input.
   [[nodiscard]] unsigned long Position() const { return Offset + Begin; }
@@ -64,6 +66,7 @@ class InputBytes {
   int File = -1;
   bool Waits = false;
   bool Ended = false;          // reading is to end
+  bool HadEnd = true;          // the line before
   unsigned long FileSize = 0;  // bytes
   std::vector<unsigned char> Buffer;
   size_t Begin = 0;          // of the window in the buffer

@@ -4,9 +4,13 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <optional>
+#include <string_view>
 #include <utility>
 
+#include "inputs/AscReader.h"
 #include "inputs/BinReader.h"
+#include "inputs/InputBytes.h"
 #include "inputs/PcapReader.h"
 #include "inputs/PcapngReader.h"
 #include "inputs/PipedReader.h"
@@ -18,10 +22,34 @@ namespace client {
 
 namespace {
 
+/// Raw records have a 0 among their first bytes: their lengths are short.
+bool IsText(std::span<const unsigned char> front) {
+  constexpr unsigned char kTab = 9, kLastControl = 31;
+  return std::none_of(front.begin(), front.end(),
+                      [](unsigned char byte) { return byte < kTab || (byte > '\r' && byte <= kLastControl); });
+}
+
+/// Nothing for a text that may be anything.
+std::optional<InputFormat> FormatOfText(std::string_view front) {
+  constexpr std::string_view kMark = "\xEF\xBB\xBF";
+  if (front.starts_with(kMark)) front.remove_prefix(kMark.size());
+  front.remove_prefix(std::min(front.find_first_not_of(" \t\r\n"), front.size()));
+  if (front.starts_with("date ") || front.starts_with("base ")) return InputFormat::Asc;
+  return std::nullopt;
+}
+
+InputFormat FormatOfName(const std::string& path) {
+  const std::string extension = ExtensionOf(path);
+  if (extension == ".asc") return InputFormat::Asc;
+  return InputFormat::Bin;
+}
+
 std::unique_ptr<Reader> MakeReader(InputBytes bytes, const std::string& path) {
   (void)bytes.Need(bytes.IsPipe() ? kFrontOfPipe : kFront);
   const auto ready = bytes.Ready();
   switch (FormatOfInput(ready.first(std::min(ready.size(), kFront)), path)) {
+    case InputFormat::Asc:
+      return std::make_unique<AscReader>(std::move(bytes), path);
     case InputFormat::Pcap:
       return std::make_unique<PcapReader>(std::move(bytes));
     case InputFormat::Pcapng:
@@ -34,15 +62,19 @@ std::unique_ptr<Reader> MakeReader(InputBytes bytes, const std::string& path) {
 
 }  // namespace
 
-InputFormat FormatOfInput(std::span<const unsigned char> front, const std::string& /*path*/) {
+InputFormat FormatOfInput(std::span<const unsigned char> front, const std::string& path) {
   if (PcapngBlocks::Begin(front)) return InputFormat::Pcapng;
-  return PcapReader::Knows(front) ? InputFormat::Pcap : InputFormat::Bin;
+  if (PcapReader::Knows(front)) return InputFormat::Pcap;
+  const auto first = front.first(std::min(front.size(), kFrontOfPipe));
+  if (!IsText(first)) return InputFormat::Bin;
+  const auto format = FormatOfText({reinterpret_cast<const char*>(first.data()), first.size()});
+  return format.value_or(FormatOfName(path));
 }
 
 bool IsNameOfInput(const std::string& path) {
   if (path == "-") return true;
-  const std::string extension = ExtensionOf(path);
-  return extension == ".bin" || extension == ".pcap" || extension == ".pcapng";
+  constexpr std::string_view kExtensions[] = {".asc", ".bin", ".pcap", ".pcapng"};
+  return std::find(std::begin(kExtensions), std::end(kExtensions), ExtensionOf(path)) != std::end(kExtensions);
 }
 
 std::unique_ptr<Reader> OpenInput(const std::string& path) {
