@@ -5,6 +5,7 @@ Inputs that a fuzzer found are put beside them by hand, under other names; this 
 """
 
 import struct
+import zlib
 from pathlib import Path
 
 CORPUS = Path(__file__).parent / "corpus"
@@ -411,6 +412,91 @@ def mdf_entries_seeds():
     write("mdf_entries", "flexray-on-both-channels-and-none", b"\xFF\x01" + of_channels)
 
 
+# ---- Measurement files, as mdf_reader_fuzz.cpp reads them
+
+
+class Mdf:
+    """A small file, block by block."""
+
+    def __init__(self, finalized=True, version=410):
+        self.bytes = bytearray((b"MDF     " if finalized else b"UnFinMF ") + b"4.10    seeds   ".ljust(20, b"\0"))
+        self.bytes += struct.pack("<H", version) + bytes(30) + struct.pack("<HH", 0 if finalized else 5, 0)
+        self.block(b"HD", [0] * 6, struct.pack("<Q24x", 1795262400 * 10**9))
+        self.last = 64, 0
+
+    def block(self, kind, links, data):
+        self.bytes += bytes(-len(self.bytes) % 8)
+        place = len(self.bytes)
+        self.bytes += b"##" + kind + struct.pack("<IQQ", 0, 24 + 8 * len(links) + len(data), len(links))
+        self.bytes += struct.pack(f"<{len(links)}Q", *links) + data
+        return place
+
+    def link(self, block, index, target):
+        struct.pack_into("<Q", self.bytes, block + 24 + 8 * index, target)
+
+    def text(self, text):
+        return self.block(b"TX", [], text.encode() + b"\0" * (8 - len(text) % 8))
+
+    def channels(self, channels):
+        following = 0
+        for name, kind, data_type, bit, bits, sync, parts, data in reversed(channels):
+            fields = struct.pack("<BBBBIII52x", kind, sync, data_type, bit % 8, bit // 8, bits, 0x400)
+            composition = self.channels(parts)
+            following = self.block(b"CN", [following, composition, self.text(name), 0, 0, data, 0, 0], fields)
+        return following
+
+    def group(self, id_size, data, groups):
+        first, last = 0, 0
+        for name, number, count, flags, size, channels in groups:
+            fields = struct.pack("<QQHHIII", number, count, flags, ord("."), 0, size, 0)
+            place = self.block(b"CG", [0, self.channels(channels), self.text(name), 0, 0, 0], fields)
+            if last:
+                self.link(last, 0, place)
+            first, last = first or place, place
+        place = self.block(b"DG", [0, first, data, 0], bytes([id_size]) + bytes(7))
+        self.link(*self.last, place)
+        self.last = place, 0
+        return last
+
+
+def mdf_frames(kind=0, data=0):
+    parts = [("ID", 0, 0, 64, 32, 0, [], 0), ("DataLength", 0, 0, 96, 8, 0, [], 0), ("DataBytes", kind, 10, 104, 64, 0, [], data)]
+    return [("t", 2, 4, 0, 64, 1, [], 0), ("CAN_DataFrame", 0, 10, 64, 104, 0, parts, 0)]
+
+
+def mdf_record(number, data=bytes(8)):
+    return struct.pack("<dIB", number * 1e-3, 0x120 + number, 2) + data
+
+
+def mdf_reader_seeds():
+    records = b"".join(mdf_record(i, bytes([i] * 8)) for i in range(4))
+    for name, finalized in (("fixed", True), ("fixed-unfinished", False)):
+        file = Mdf(finalized)
+        file.group(0, file.block(b"DT", [], records), [("CAN1", 0, 4, 6, 21, mdf_frames())])
+        write("mdf_reader", name, bytes(file.bytes))
+    packed = zlib.compress(records)
+    file = Mdf()
+    zipped = file.block(b"DZ", [], struct.pack("<2sBxIQQ", b"DT", 0, 0, len(records), len(packed)) + packed)
+    listed = file.block(b"DL", [0, zipped], struct.pack("<BxxxIQ", 0, 1, 0))
+    file.group(0, file.block(b"HL", [listed], bytes(8)), [("CAN1", 0, 4, 6, 21, mdf_frames())])
+    write("mdf_reader", "packed", bytes(file.bytes))
+    columns = zlib.compress(bytes(records[row * 21 + column] for column in range(21) for row in range(4)))
+    file = Mdf()
+    zipped = file.block(b"DZ", [], struct.pack("<2sBxIQQ", b"DT", 1, 21, len(records), len(columns)) + columns)
+    file.group(0, zipped, [("CAN1", 0, 4, 6, 21, mdf_frames())])
+    write("mdf_reader", "transposed", bytes(file.bytes))
+    file = Mdf()
+    values = file.block(b"SD", [], b"".join(struct.pack("<I", 2) + bytes([i, i]) for i in range(4)))
+    offsets = b"".join(mdf_record(i, struct.pack("<Q", 6 * i)) for i in range(4))
+    file.group(0, file.block(b"DT", [], offsets), [("CAN1", 0, 4, 6, 21, mdf_frames(1, values))])
+    write("mdf_reader", "variable", bytes(file.bytes))
+    file = Mdf()
+    mixed = b"".join(b"\1" + mdf_record(i, bytes([i] * 8)) + b"\2" + mdf_record(i + 1) for i in range(4))
+    groups = [("CAN1", 1, 4, 6, 21, mdf_frames()), ("CAN2", 2, 4, 6, 21, mdf_frames())]
+    file.group(1, file.block(b"DT", [], mixed), groups)
+    write("mdf_reader", "mixed", bytes(file.bytes))
+
+
 EXPRESSIONS = {
     "can": ["bus == can and id in 0x100..0x1FF, 0x7DF", "id & 0x7F0 == 0x120 or not extended", "data[0..1] == 0x0102 && dlc > 1"],
     "lin": ["kind in error, wakeup or len < 3", "(bus != lin || channel == 0b10) and checksum_error"],
@@ -482,4 +568,5 @@ if __name__ == "__main__":
     call_seeds()
     mdf_seeds()
     mdf_entries_seeds()
+    mdf_reader_seeds()
     filter_seeds()

@@ -69,7 +69,7 @@ int ListFile(const ListArguments& arguments, Signals& signals) {
     throw UsageError("A recording is listed on its own, as channel numbers of several would mix; list them one by one");
   if (!typed.Speed.empty() || typed.MemoryLimit || !typed.SwapFolder.empty())
     throw UsageError(
-        "A file is listed as it is, nothing is recorded; leave out --speed, --memory-limit and --swap-folder");
+        "A file is listed as it is, without recording; leave out --speed, --memory-limit and --swap-folder");
   const std::string& input = typed.Sources.front();
   const auto reader = OpenInput(input);
   for (const std::string& remark : reader->Remarks()) Say(remark);
@@ -150,7 +150,7 @@ constexpr const char* kListHelp =
     "  qor-trace list run.asc\n"
     "  qor-trace list run.bin --filter \"bus == can and id in 0x100..0x1FF\"\n"
     "\n"
-    "The cycle time is the time between the last two entries of a message. A .bin, .asc, .pcapng or .pcap file "
+    "The cycle time is the time between the last two entries of a message. A .bin, .asc, .mf4, .pcapng or .pcap file "
     "(or -, standard input) is listed as it is, without a recording. Rows are cut to the width of a terminal.\n"
     "\n";
 

@@ -11,6 +11,7 @@
 #include "inputs/AscReader.h"
 #include "inputs/BinReader.h"
 #include "inputs/InputBytes.h"
+#include "inputs/MdfReader.h"
 #include "inputs/PcapReader.h"
 #include "inputs/PcapngReader.h"
 #include "inputs/PipedReader.h"
@@ -41,7 +42,7 @@ std::optional<InputFormat> FormatOfText(std::string_view front) {
 InputFormat FormatOfName(const std::string& path) {
   const std::string extension = ExtensionOf(path);
   if (extension == ".asc") return InputFormat::Asc;
-  return InputFormat::Bin;
+  return extension == ".mf4" ? InputFormat::Mdf : InputFormat::Bin;
 }
 
 std::unique_ptr<Reader> MakeReader(InputBytes bytes, const std::string& path) {
@@ -50,6 +51,8 @@ std::unique_ptr<Reader> MakeReader(InputBytes bytes, const std::string& path) {
   switch (FormatOfInput(ready.first(std::min(ready.size(), kFront)), path)) {
     case InputFormat::Asc:
       return std::make_unique<AscReader>(std::move(bytes), path);
+    case InputFormat::Mdf:
+      return std::make_unique<MdfReader>(path);
     case InputFormat::Pcap:
       return std::make_unique<PcapReader>(std::move(bytes));
     case InputFormat::Pcapng:
@@ -65,15 +68,16 @@ std::unique_ptr<Reader> MakeReader(InputBytes bytes, const std::string& path) {
 InputFormat FormatOfInput(std::span<const unsigned char> front, const std::string& path) {
   if (PcapngBlocks::Begin(front)) return InputFormat::Pcapng;
   if (PcapReader::Knows(front)) return InputFormat::Pcap;
+  if (MdfBlocks::BeginsLikeOne(front)) return InputFormat::Mdf;
   const auto first = front.first(std::min(front.size(), kFrontOfPipe));
-  if (!IsText(first)) return InputFormat::Bin;
+  if (!IsText(first)) return FormatOfName(path) == InputFormat::Mdf ? InputFormat::Mdf : InputFormat::Bin;
   const auto format = FormatOfText({reinterpret_cast<const char*>(first.data()), first.size()});
   return format.value_or(FormatOfName(path));
 }
 
 bool IsNameOfInput(const std::string& path) {
   if (path == "-") return true;
-  constexpr std::string_view kExtensions[] = {".asc", ".bin", ".pcap", ".pcapng"};
+  constexpr std::string_view kExtensions[] = {".asc", ".bin", ".mf4", ".pcap", ".pcapng"};
   return std::find(std::begin(kExtensions), std::end(kExtensions), ExtensionOf(path)) != std::end(kExtensions);
 }
 
