@@ -244,7 +244,7 @@ bool Bus::Data_Insert_CAN_DataFrame(ChannelGroup& group, Payload payload, unsign
   if (group.Vlsd == nullptr) return false;
   const CanView can = CanView::Of(payload);
   const unsigned char length = IsStandard() ? CanHeldLength(can) : CanDataLength(can);
-  Record record;
+  Record record(*group.Records);
   record.Put(timestamp);
   record.Put(CanId(can));
   record.Put(CanFlagsEx(can));
@@ -257,7 +257,7 @@ bool Bus::Data_Insert_CAN_DataFrame(ChannelGroup& group, Payload payload, unsign
 bool Bus::Data_Insert_CAN_ErrorFrame(ChannelGroup& group, Payload payload, unsigned long& timestamp) {
   constexpr unsigned long kDataBytes = 0xF5FF'0000'0000'0000;
   const CanView can = CanView::Of(payload);
-  Record record;
+  Record record(*group.Records);
   record.Put(timestamp);
   record.Put(CanId(can));
   record.Put(IsStandard() ? CanErrorType(can) : static_cast<unsigned char>(0));
@@ -270,7 +270,7 @@ bool Bus::Data_Insert_CAN_ErrorFrame(ChannelGroup& group, Payload payload, unsig
 }
 
 bool Bus::InsertCanRemoteFrame(ChannelGroup& group, const CanView& can, unsigned long timestamp) {
-  Record record;
+  Record record(*group.Records);
   record.Put(timestamp);
   record.Put(CanId(can));
   record.Put(static_cast<unsigned char>(can.Has(QOR_TRACE_CAN_TRANSMITTED) ? 1 : 0));
@@ -293,7 +293,7 @@ bool Bus::Data_Insert_LIN(ChannelGroup& group, unsigned int kind, Payload payloa
   const bool transmitted = lin.Has(QOR_TRACE_LIN_TRANSMITTED);
   const unsigned char checksum = lin.Checksum().value_or(0);
   const unsigned char identifier = IsStandard() ? lin.PlainIdentifier() : lin.Identifier;
-  Record record;
+  Record record(*group.Records);
   record.Put(timestamp);
   // The constants are bit fields: see the table of each kind in BusTables.h.
   switch (kind) {
@@ -342,7 +342,7 @@ bool Bus::Data_Insert_Flexray_Frame(ChannelGroup& group, Payload payload, unsign
   if (group.Vlsd == nullptr) return false;
   const FlexRayView frame = FlexRayView::Of(payload);
   for (const unsigned char channel : FlxChannelsOf(frame)) {
-    Record record;
+    Record record(*group.Records);
     PutFlxFrame(record, frame, channel, timestamp);
     record.Put(group.DataBytes);
     if (!InsertWithData<kMostFlexRayBytes>(group, record, frame.Held, frame.PayloadBytes(), Stream)) return false;
@@ -352,7 +352,7 @@ bool Bus::Data_Insert_Flexray_Frame(ChannelGroup& group, Payload payload, unsign
 
 bool Bus::InsertFlxNullFrame(ChannelGroup& group, const FlexRayView& frame, unsigned long timestamp) {
   for (const unsigned char channel : FlxChannelsOf(frame)) {
-    Record record;
+    Record record(*group.Records);
     PutFlxFrame(record, frame, channel, timestamp);
     if (!InsertRecord(group, record, Stream)) return false;
   }
@@ -364,7 +364,7 @@ bool Bus::Data_Insert_Flexray_Error(ChannelGroup& group, Payload payload, unsign
   std::array<unsigned char, 18> data{};
   Store(data, 0, error.IsError() ? 5U : 6U);
   Store(data, 4, FlxErrorCode(error));
-  Record record;
+  Record record(*group.Records);
   record.Put(timestamp);
   record.Put(error.ErrorCycle());
   record.Put(error.ErrorChannel());
@@ -373,7 +373,7 @@ bool Bus::Data_Insert_Flexray_Error(ChannelGroup& group, Payload payload, unsign
 }
 
 bool Bus::Data_Insert_Flexray_StartCycle(ChannelGroup& group, Payload payload, unsigned long& timestamp) {
-  Record record;
+  Record record(*group.Records);
   record.Put(timestamp);
   record.Put(FlexRayView::Of(payload).Channel);  // the number of the cycle
   return InsertRecord(group, record, Stream);
@@ -390,7 +390,7 @@ bool Bus::Data_Insert_Flexray_State(ChannelGroup& group, Payload payload, unsign
   std::array<unsigned char, 48> data{};
   Store(data, 4, state.A);
   Store(data, 8, state.B);
-  Record record;
+  Record record(*group.Records);
   record.Put(timestamp);
   record.Put(static_cast<unsigned char>(0));  // cycle
   record.Put(static_cast<unsigned char>(0));  // channel mask
@@ -404,7 +404,7 @@ bool Bus::Data_Insert_Flexray_Symbol(ChannelGroup& group, Payload payload, unsig
   const unsigned int mask = channel <= 2 ? (channel + 1U) & 3U : 0;  // 1 A, 2 B, 3 both
   std::array<unsigned char, 17> data{};
   Store(data, 12, 0xAA28'0000U);  // fixed: the entry has no data of the symbol
-  Record record;
+  Record record(*group.Records);
   record.Put(timestamp);
   record.Put(static_cast<unsigned char>(0));                    // cycle
   record.Put(static_cast<unsigned char>(mask << 6 | kWakeup));  // FlxChannelMask, SymbolType

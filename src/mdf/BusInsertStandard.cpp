@@ -91,7 +91,7 @@ bool Bus::InsertEthernetFrame(ChannelGroup& group, const EthernetView& ethernet,
   unsigned char head[kHead];
   StoreHeld(frame, head, kHead);  // a frame that ends in its head has zeros there
   const size_t announced = std::max<size_t>(ethernet.FrameLength, kHead) - kHead;
-  Record record;
+  Record record(*group.Records);
   record.Put(timestamp);
   std::copy_n(head + kAddress, kAddress, record.Next(kAddress));      // source
   std::copy_n(head, kAddress, record.Next(kAddress));                 // destination

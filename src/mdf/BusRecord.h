@@ -11,10 +11,19 @@ namespace MDF {
 /// What became of an insert that a list may refuse in the middle.
 enum class Inserted { kAll, kPart, kNothing };
 
-/// Fields back to back, as they lie in a record. Room for `kRoom` bytes in at most 16 fields.
+/// Fields back to back, as they lie in a record: at most `kRoom` bytes in at most 16 fields.
+///
+/// They are put where they will stay, at the end of what the list has collected. Where the block could end before `kRoom`
+/// bytes, they have a room of their own instead, and are inserted one by one.
 template <size_t kRoom>
 class FieldBuffer {
  public:
+  explicit FieldBuffer(DLBLOCK& list) : List(list), Bytes(list.Data_Room(kRoom)) {
+    if (Bytes == nullptr) Bytes = Own;
+  }
+  FieldBuffer(const FieldBuffer&) = delete;
+  FieldBuffer& operator=(const FieldBuffer&) = delete;
+
   template <class T>
   void Put(const T& value) {
     std::memcpy(Next(sizeof value), &value, sizeof value);
@@ -27,25 +36,34 @@ class FieldBuffer {
     return field;
   }
 
-  /// Appends to a list: in one piece if that fits, else field by field, so that blocks end where they would if each field
-  /// were inserted alone, even in the middle of a record. After a refusal, the fields appended before it are taken back
-  /// if they are still cached.
-  [[nodiscard]] Inserted Insert(DLBLOCK& list) {
-    if (list.Data_Fits(Size)) return list.Insert(Bytes, Size) ? Inserted::kAll : Inserted::kNothing;
-    unsigned int done = 0;
-    for (unsigned int field = 0; field < Count; done += Sizes[field++]) {
-      if (list.Insert(Bytes + done, Sizes[field])) continue;
-      return list.Data_TakeBack(done) ? Inserted::kNothing : Inserted::kPart;
-    }
+  /// Appends to the list. Field by field where it may refuse, so that blocks end where they would if each field were
+  /// inserted alone, even in the middle of a record. After a refusal, the fields appended before it are taken back if they
+  /// are still cached.
+  [[nodiscard]] Inserted Insert() {
+    if (!IsInPlace()) return InsertFields();
+    List.Data_Filled(Size);
     return Inserted::kAll;
   }
+  /// False when the insert may end a block.
+  [[nodiscard]] bool IsInPlace() const { return Bytes != Own; }
   [[nodiscard]] unsigned int Length() const { return Size; }
 
  private:
-  unsigned char Bytes[kRoom];
+  [[nodiscard]] Inserted InsertFields() {
+    unsigned int done = 0;
+    for (unsigned int field = 0; field < Count; done += Sizes[field++]) {
+      if (List.Insert(Bytes + done, Sizes[field])) continue;
+      return List.Data_TakeBack(done) ? Inserted::kNothing : Inserted::kPart;
+    }
+    return Inserted::kAll;
+  }
+
+  DLBLOCK& List;
+  unsigned char* Bytes;
   unsigned int Size = 0;
   unsigned int Count = 0;
   unsigned short Sizes[16];
+  unsigned char Own[kRoom];
 };
 
 /// Holds the longest record, a FlexRay state.

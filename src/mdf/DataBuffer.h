@@ -103,10 +103,12 @@ class QOR_EXPORT DataBlockDynamic {
  protected:
   friend class DLBLOCK;
 
+  [[nodiscard]] bool Takes(unsigned int length) const {
+    return static_cast<unsigned long>(Held) + length + kMargin <= Max;
+  }
   /// The rule of Insert, without the virtual call.
   [[nodiscard]] bool Append(const unsigned char* data, unsigned int length) {
-    const unsigned long needed = static_cast<unsigned long>(Held) + length + kMargin;
-    if (needed > Max || (data == nullptr && length != 0)) return false;
+    if (!Takes(length) || (data == nullptr && length != 0)) return false;
     if (length != 0) std::memcpy(Cache.get() + Held, data, length);
     Held += length;
     return true;

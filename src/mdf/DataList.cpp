@@ -226,8 +226,7 @@ unsigned long DLBLOCK::DataBytes_InFile() const { return RunningOffset; }
 bool DLBLOCK::Data_Waiting() const { return Current.Buffer != nullptr && !Current.Buffer->IsEmpty(); }
 
 bool DLBLOCK::Data_Fits(unsigned int length) const {
-  return Current.Buffer != nullptr &&
-         static_cast<unsigned long>(Current.Buffer->Held) + length + Current.Buffer->kMargin <= Current.Buffer->Max;
+  return Current.Buffer != nullptr && Current.Buffer->Takes(length);
 }
 
 void DLBLOCK::Data_Discard() {

@@ -127,6 +127,13 @@ class QOR_EXPORT DLBLOCK : public Block {
   [[nodiscard]] bool Data_Waiting() const;
   /// True when Insert takes this many bytes without a flush.
   [[nodiscard]] bool Data_Fits(unsigned int length) const;
+  /// The room of the next `most` bytes, which the caller fills and then counts with Data_Filled; null when Insert may refuse
+  /// so many.
+  [[nodiscard]] QOR_HIDDEN unsigned char* Data_Room(unsigned int most) {
+    const DataBlockDynamic* buffer = Current.Buffer;
+    return buffer != nullptr && buffer->Takes(most) ? buffer->Cache.get() + buffer->Held : nullptr;
+  }
+  QOR_HIDDEN void Data_Filled(unsigned int length) { Current.Buffer->Held += length; }
   /// Drops what is cached.
   void Data_Discard();
   /// Takes the last `length` bytes out of the cache again. False when some of them are no longer there.

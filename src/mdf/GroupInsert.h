@@ -19,21 +19,17 @@ inline void StoreHeld(RecordPayload held, unsigned char* out, size_t size) {
 /// Appends a whole record to its group.
 inline bool AppendRecord(Bus::ChannelGroup& group, Record& record) {
   if (group.Torn) return false;
-  const Inserted inserted = record.Insert(*group.Records);
+  const Inserted inserted = record.Insert();
   group.Torn = inserted == Inserted::kPart;
   if (inserted != Inserted::kAll) return false;
   ++group.CycleCount;
   return true;
 }
 
-/// Appends the data that the group's last record points to: `length` bytes, at most `kMost`, zeros where fewer are held.
-/// Takes the record back if that fails.
-template <size_t kMost>
-bool AppendData(Bus::ChannelGroup& group, const Record& record, RecordPayload held, unsigned int length) {
-  FieldBuffer<sizeof length + kMost> data;
-  data.Put(length);
-  if (length != 0) StoreHeld(held, data.Next(length), length);
-  const Inserted inserted = data.Insert(*group.Vlsd);
+/// Appends the data that the group's last record points to. Takes the record back if that fails.
+template <size_t kRoom>
+bool AppendData(Bus::ChannelGroup& group, const Record& record, FieldBuffer<kRoom>& data) {
+  const Inserted inserted = data.Insert();
   if (inserted == Inserted::kAll) {
     group.DataBytes += data.Length();
     return true;
@@ -51,15 +47,20 @@ inline void UpdateCount(Bus::ChannelGroup& group, FileStream& stream) {
 
 inline bool InsertRecord(Bus::ChannelGroup& group, Record& record, FileStream& stream) {
   if (!AppendRecord(group, record)) return false;
-  UpdateCount(group, stream);
+  if (!record.IsInPlace()) UpdateCount(group, stream);
   return true;
 }
 
+/// A record and the data that it points to: `length` bytes, at most `kMost`, zeros where fewer are held.
 template <size_t kMost>
 bool InsertWithData(Bus::ChannelGroup& group, Record& record, RecordPayload held, unsigned int length,
                     FileStream& stream) {
-  if (!AppendRecord(group, record) || !AppendData<kMost>(group, record, held, length)) return false;
-  UpdateCount(group, stream);
+  if (!AppendRecord(group, record)) return false;
+  FieldBuffer<sizeof length + kMost> data(*group.Vlsd);
+  data.Put(length);
+  if (length != 0) StoreHeld(held, data.Next(length), length);
+  if (!AppendData(group, record, data)) return false;
+  if (!record.IsInPlace() || !data.IsInPlace()) UpdateCount(group, stream);
   return true;
 }
 
