@@ -3,6 +3,8 @@
 #include <algorithm>
 #include <iterator>
 
+#include "mdf/PackQueue.h"
+
 namespace {
 
 constexpr unsigned short kBlocksPerList = 4;
@@ -18,8 +20,6 @@ std::unique_ptr<MDF::DLBLOCK> List(MDF::Block* parent, FileStream& stream) {
 }
 
 bool IsListWaiting(const MDF::DLBLOCK* list) { return list != nullptr && list->Data_Waiting(); }
-
-bool FlushList(MDF::DLBLOCK* list) { return !IsListWaiting(list) || list->Write(); }
 
 void ResetList(MDF::DLBLOCK* list) {
   if (list == nullptr) return;
@@ -71,10 +71,15 @@ bool Bus::ChannelGroup::CycleCount_Write(FileStream& stream) const {
   return stream.good();
 }
 
+bool Bus::ChannelGroup::PutOut(MDF::DLBLOCK& list, uint64_t complete) {
+  return Queue != nullptr ? Queue->HandIn(*this, list, complete) : list.Write();
+}
+
 bool Bus::ChannelGroup::Flush(FileStream& stream) {
-  const bool records = FlushList(Records.get());
-  const bool vlsd = FlushList(Vlsd.get());
-  const bool counted = !Flushed_Look(Torn ? CycleCount - 1 : CycleCount) || CycleCount_Write(stream);
+  const uint64_t complete = Torn ? CycleCount - 1 : CycleCount;
+  const bool records = !IsListWaiting(Records.get()) || PutOut(*Records, complete);
+  const bool vlsd = !IsListWaiting(Vlsd.get()) || PutOut(*Vlsd, complete);
+  const bool counted = !Flushed_Look(complete) || CycleCount_Write(stream);
   return records && vlsd && counted && !Torn;
 }
 
@@ -114,6 +119,10 @@ void Bus::Convention_Set(BusConvention convention) {
     group.Records->Plain_Allow();
     if (group.Vlsd != nullptr) group.Vlsd->Plain_Allow();
   }
+}
+
+void Bus::Queue_Set(MDF::PackQueue* queue) {
+  for (ChannelGroup& group : Groups) group.Queue = queue;
 }
 
 unsigned int Bus::ChannelNum_Get(unsigned int kind, bool error) const {

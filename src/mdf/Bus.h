@@ -12,6 +12,10 @@
 #include "qor_api_trace.h"
 #include "record/RecordView.h"
 
+namespace MDF {
+class PackQueue;
+}
+
 /// One channel of one bus type. Each kind of event has a channel group of its own (see BusGenerator) with a list of
 /// fixed-length records; frames also have a list of variable-length data, which their records point into.
 ///
@@ -46,6 +50,9 @@ class QOR_EXPORT Bus {
     bool Flushed_Look(uint64_t complete);
     /// Writes the number of records that are in the file with all of their data. False when the stream has failed.
     bool CycleCount_Write(FileStream& stream) const;
+    /// Puts what a list has collected into the file or, with workers, into their queue. Data belongs to the first `complete`
+    /// records, as for Flushed_Look.
+    [[nodiscard]] QOR_HIDDEN bool PutOut(MDF::DLBLOCK& list, uint64_t complete);
     /// Flushes what is collected. False when that failed or the group is torn.
     [[nodiscard]] bool Flush(FileStream& stream);
     void Reset();
@@ -60,6 +67,7 @@ class QOR_EXPORT Bus {
     uint64_t VlsdBytesSeen = 0;          // the same for variable-length data ...
     uint64_t VlsdComplete = 0;           // ... and the number of records whose data were
     bool Torn = false;                   // ends with a part of a record
+    MDF::PackQueue* Queue = nullptr;     // of the workers, if there are any; not owned
   };
 
   /// The payload of an entry: the record's bytes past the common header, as far as its Length reaches.
@@ -80,6 +88,8 @@ class QOR_EXPORT Bus {
   /// By which convention the groups were built, and entries become records. Standard groups have plain data blocks where
   /// packing saves nothing.
   QOR_HIDDEN void Convention_Set(BusConvention convention);
+  /// Full blocks are handed to this queue from now on; null for none. Not owned.
+  QOR_HIDDEN void Queue_Set(MDF::PackQueue* queue);
 
   /// Writes the record of one entry, which is read by this bus's type. `timestamp`: ns. True also for an entry that needs
   /// no record; false when the entry is of a kind that isn't recorded, is shorter than the common header, or is refused.

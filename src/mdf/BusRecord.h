@@ -36,11 +36,14 @@ class FieldBuffer {
     return field;
   }
 
-  /// Appends to the list. Field by field where it may refuse, so that blocks end where they would if each field were
+  /// Appends to the list. Field by field where that refuses, so that blocks end where they would if each field were
   /// inserted alone, even in the middle of a record. After a refusal, the fields appended before it are taken back if they
   /// are still cached.
-  [[nodiscard]] Inserted Insert() {
-    if (!IsInPlace()) return InsertFields();
+  ///
+  /// @param putOut  called when a block is full, to make room for the next one; false is a refusal
+  template <class PutOut>
+  [[nodiscard]] Inserted Insert(const PutOut& putOut) {
+    if (!IsInPlace()) return InsertFields(putOut);
     List.Data_Filled(Size);
     return Inserted::kAll;
   }
@@ -49,10 +52,12 @@ class FieldBuffer {
   [[nodiscard]] unsigned int Length() const { return Size; }
 
  private:
-  [[nodiscard]] Inserted InsertFields() {
+  template <class PutOut>
+  [[nodiscard]] Inserted InsertFields(const PutOut& putOut) {
     unsigned int done = 0;
     for (unsigned int field = 0; field < Count; done += Sizes[field++]) {
-      if (List.Insert(Bytes + done, Sizes[field])) continue;
+      const bool fits = List.Data_Fits(Sizes[field]) || putOut();
+      if (fits && List.Insert(Bytes + done, Sizes[field])) continue;
       return List.Data_TakeBack(done) ? Inserted::kNothing : Inserted::kPart;
     }
     return Inserted::kAll;

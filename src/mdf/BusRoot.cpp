@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "mdf/BusGenerator.h"
+#include "mdf/PackQueue.h"
 #include "record/RecordView.h"
 
 namespace {
@@ -53,6 +54,7 @@ bool BusRoot::Bus_Add(unsigned int busChannel, unsigned char busType) {
   std::unique_ptr<Bus>& bus = added[key];
   bus.reset(Generate(busChannel, busType));
   if (bus == nullptr) return false;
+  bus->Queue_Set(Queue);
   Buses.merge(added);
   return true;
 }
@@ -60,8 +62,10 @@ bool BusRoot::Bus_Add(unsigned int busChannel, unsigned char busType) {
 bool BusRoot::Bus_Add(Bus* bus) {
   if (bus == nullptr) return false;
   const auto [at, added] = Buses.try_emplace(channelKey_t(bus->BusChannel_Get(), bus->BusType_Get()));
-  if (added) at->second.reset(bus);
-  return added;
+  if (!added) return false;
+  at->second.reset(bus);
+  bus->Queue_Set(Queue);
+  return true;
 }
 
 Bus* BusRoot::Bus_Get(unsigned int busChannel, unsigned char busType) const {
@@ -88,14 +92,20 @@ bool BusRoot::Data_Insert(Bus* bus, Qor_Trace_Entry_t& entry) {
   return bus->Data_Insert(entry, timestamp);
 }
 
+void BusRoot::Queue_Set(MDF::PackQueue* queue) {
+  Queue = queue;
+  for (const auto& [key, bus] : Buses) bus->Queue_Set(queue);
+}
+
 void BusRoot::Bus_Reset() {
+  if (Queue != nullptr) Queue->Discard();
   for (const auto& [key, bus] : Buses) bus->Reset();
 }
 
 bool BusRoot::Bus_Write() {
   bool done = true;
   for (const auto& [key, bus] : Buses) done = bus->Write() && done;
-  return done;
+  return (Queue == nullptr || Queue->PlaceAll()) && done;
 }
 
 bool BusRoot::Data_NewBlock() {
@@ -104,6 +114,7 @@ bool BusRoot::Data_NewBlock() {
 }
 
 bool BusRoot::Data_Waiting() const {
+  if (Queue != nullptr && !Queue->IsEmpty()) return true;
   return std::any_of(Buses.begin(), Buses.end(), [](const auto& bus) { return bus.second->Data_Waiting(); });
 }
 

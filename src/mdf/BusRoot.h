@@ -42,6 +42,8 @@ class QOR_EXPORT BusRoot {
   /// What buses added from now on are like.
   QOR_HIDDEN void Convention_Set(BusConvention convention) { Convention = convention; }
   [[nodiscard]] QOR_HIDDEN BusConvention Convention_Get() const { return Convention; }
+  /// Full blocks of all buses, those that are added later too, are handed to this queue; null for none. Not owned.
+  QOR_HIDDEN void Queue_Set(MDF::PackQueue* queue);
   /// What is known of the channels; for their source blocks in the standard convention.
   QOR_HIDDEN void ChannelInfo_Set(std::vector<RecordingInfo::Channel> channels) { Channels = std::move(channels); }
   /// Null for a channel that nothing is known of.
@@ -62,7 +64,7 @@ class QOR_EXPORT BusRoot {
   /// Hands the entry to this bus, whatever its channel and type; false for null.
   [[nodiscard]] bool Data_Insert(Bus* bus, Qor_Trace_Entry_t& entry);
 
-  // On every bus, what Bus does under the same name.
+  // On every bus, what Bus does under the same name. With workers, what waits in their queue counts as collected.
 
   void Bus_Reset();
   [[nodiscard]] bool Bus_Write();
@@ -86,6 +88,7 @@ class QOR_EXPORT BusRoot {
   [[nodiscard]] QOR_HIDDEN Bus* Generate(unsigned int busChannel, unsigned char busType);
 
   FileStream& Stream;
+  MDF::PackQueue* Queue = nullptr;
   BusConvention Convention = BusConvention::kExported;
   std::vector<RecordingInfo::Channel> Channels;
   std::map<channelKey_t, std::unique_ptr<Bus>> Buses;

@@ -13,6 +13,11 @@ bool Compress(const unsigned char* data, unsigned long size, unsigned char* pack
   return compress2(packed, &packedSize, data, size, kLevel) == Z_OK;
 }
 
+void Pack(const unsigned char* data, unsigned long size, unsigned long room, PackedBytes& packed) {
+  packed.Size = room;
+  if (packed.Bytes == nullptr || !Compress(data, size, packed.Bytes.get(), packed.Size)) packed.Size = 0;
+}
+
 unsigned long CompressBound(unsigned long size) { return compressBound(size); }
 
 }  // namespace MDF

@@ -144,14 +144,14 @@ void DZBLOCK::Block_LengthRefresh() {
   if (!same) Header_Change(sizeof(DzData) + most);
 }
 
-DZBLOCK::Packed DZBLOCK::Pack() const {
-  Packed packed{std::unique_ptr<unsigned char[]>(new (std::nothrow) unsigned char[Max]), Max};
-  if (packed.Bytes == nullptr || !MDF::Compress(Cache.get(), Held, packed.Bytes.get(), packed.Size)) packed.Size = 0;
+PackedBytes DZBLOCK::Pack() const {
+  PackedBytes packed{std::unique_ptr<unsigned char[]>(new (std::nothrow) unsigned char[Max])};
+  MDF::Pack(Cache.get(), Held, Max, packed);
   return packed;
 }
 
 bool DZBLOCK::Compress() {
-  const Packed packed = Pack();
+  const PackedBytes packed = Pack();
   if (packed.Size == 0) return false;
   std::copy_n(packed.Bytes.get(), packed.Size, Cache.get());
   Held = static_cast<unsigned int>(packed.Size);
@@ -180,8 +180,9 @@ bool DZBLOCK::SeekPlace(FileStream& stream, unsigned long length) {
 
 void DZBLOCK::Plain_Allow() { PlainAllowed = true; }
 
-long DZBLOCK::PutOut(FileStream& stream) {
-  const Packed packed = Pack();
+long DZBLOCK::PutOut(FileStream& stream) { return Ready != nullptr ? PutOut(stream, *Ready) : PutOut(stream, Pack()); }
+
+long DZBLOCK::PutOut(FileStream& stream, const PackedBytes& packed) {
   const bool plain = PlainAllowed && (packed.Size == 0 || sizeof(DzData) + packed.Size >= Held);
   const unsigned long stored = packed.Size == 0 ? Held : packed.Size;
   if (!SeekPlace(stream, kHeaderSize + (plain ? Held : sizeof(DzData) + stored))) return 0;
@@ -205,7 +206,7 @@ void DZBLOCK::PutPlain(FileStream& stream) {
   HeaderChanged = false;
 }
 
-void DZBLOCK::PutPacked(FileStream& stream, const Packed& packed) {
+void DZBLOCK::PutPacked(FileStream& stream, const PackedBytes& packed) {
   const bool raw = packed.Size == 0;
   const unsigned long stored = raw ? Held : packed.Size;
   Data.OrgLength = Held;

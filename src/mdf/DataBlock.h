@@ -3,13 +3,14 @@
 
 #include <cstddef>
 #include <cstdint>
-#include <memory>
 
 #include "mdf/BlockBase.h"
 #include "mdf/DataBuffer.h"
 #include "mdf/DataList.h"
 
 namespace MDF {
+
+struct PackedBytes;
 
 /// What DTBLOCK and SDBLOCK have in common: a block that grows in the file while it is the last one there.
 ///
@@ -120,21 +121,18 @@ class QOR_EXPORT DZBLOCK : public Block, public DataBlockDynamic {
  private:
   friend class DLBLOCK;
 
-  struct Packed {
-    std::unique_ptr<unsigned char[]> Bytes;
-    unsigned long Size = 0;
-  };
-
   /// The cached bytes packed; size 0 when they can't be.
-  [[nodiscard]] QOR_HIDDEN Packed Pack() const;
+  [[nodiscard]] QOR_HIDDEN PackedBytes Pack() const;
   [[nodiscard]] QOR_HIDDEN bool SeekPlace(FileStream& stream, unsigned long length);
   /// Write, even with nothing to pack.
   QOR_HIDDEN long PutOut(FileStream& stream);
+  QOR_HIDDEN long PutOut(FileStream& stream, const PackedBytes& packed);
   QOR_HIDDEN void PutPlain(FileStream& stream);
-  QOR_HIDDEN void PutPacked(FileStream& stream, const Packed& packed);
+  QOR_HIDDEN void PutPacked(FileStream& stream, const PackedBytes& packed);
   QOR_HIDDEN void LinkOnce(FileStream& stream);
 
   DzData Data{};
+  const PackedBytes* Ready = nullptr;  // the cached bytes, if somebody has packed them already
   bool PlainAllowed = false;
 };
 

@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <new>
 #include <string>
+#include <utility>
 
 #include "mdf/ChannelBlock.h"
 #include "mdf/DataBlock.h"
+#include "mdf/FullBlock.h"
 
 namespace MDF {
 namespace {
@@ -131,6 +133,36 @@ bool DLBLOCK::Write() {
     ListExtended = false;
     return true;
   });
+}
+
+void DLBLOCK::Exchange(FullBlock& block) {
+  std::swap(Current.Buffer->Cache, block.Bytes);
+  std::swap(Current.Buffer->Held, block.Size);
+}
+
+bool DLBLOCK::Data_HandOver(FullBlock& block) {
+  if (Current.Packed == nullptr || Current.Buffer->CacheSize != DataBlockDynamic::kCacheSize) return false;
+  block.Most = Current.Buffer->Max;
+  Exchange(block);
+  return true;
+}
+
+bool DLBLOCK::Write(FullBlock& block) {
+  if (Current.Packed == nullptr) return false;
+  struct InItsTurn {  // in place of what is cached
+    InItsTurn(DLBLOCK& list, FullBlock& taken) : List(list), Taken(taken) { Swap(&taken.Packed); }
+    ~InItsTurn() { Swap(nullptr); }
+    InItsTurn(const InItsTurn&) = delete;
+    InItsTurn& operator=(const InItsTurn&) = delete;
+    void Swap(const PackedBytes* ready) {
+      List.Exchange(Taken);
+      List.Current.Packed->Ready = ready;
+    }
+    DLBLOCK& List;
+    FullBlock& Taken;
+  };
+  const InItsTurn turn(*this, block);
+  return Write();
 }
 
 long DLBLOCK::Write(FileStream&) { return Write() ? 1 : 0; }

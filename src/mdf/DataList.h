@@ -12,6 +12,7 @@ namespace MDF {
 
 class DLBLOCK;
 class DZBLOCK;
+struct FullBlock;
 
 enum DlLink : unsigned int {  //  MDF name      points to
   kDlNext,                    //  dl_dl_next    next DL, nil at the end
@@ -148,6 +149,12 @@ class QOR_EXPORT DLBLOCK : public Block {
   bool Write_First();
   /// Adds the data block, placed at the end of the file, to the list in the file. False without data.
   bool Write_Changed();
+  /// Hands the data block's bytes over and begins the next block in the room that `block` has. False, and nothing is changed,
+  /// for blocks that aren't packed or are larger than usual.
+  [[nodiscard]] QOR_HIDDEN bool Data_HandOver(FullBlock& block);
+  /// Write() of a block that was handed over, and has been packed since, ahead of what is cached. It keeps its bytes unless it
+  /// was written.
+  [[nodiscard]] QOR_HIDDEN bool Write(FullBlock& block);
   /// Makes the data block: packed if `compressed`, else for records when the parent is a data group and for signal data
   /// otherwise. A data block that still holds data is kept. The list stays its owner.
   Block* DataBlock_Get(Block* parent, bool compressed, FileStream& stream);
@@ -176,6 +183,7 @@ class QOR_EXPORT DLBLOCK : public Block {
   [[nodiscard]] QOR_HIDDEN unsigned long GrowthRoom() const;
   [[nodiscard]] QOR_HIDDEN unsigned long FullRoom() const;
   [[nodiscard]] QOR_HIDDEN bool Usable() const;
+  QOR_HIDDEN void Exchange(FullBlock& block);
   QOR_HIDDEN void RestartLists();
   QOR_HIDDEN void PlaceFirst();
   QOR_HIDDEN void PlaceAfterHeaderList();

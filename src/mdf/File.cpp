@@ -3,11 +3,13 @@
 #include <algorithm>
 #include <new>
 #include <string>
+#include <system_error>
 #include <tuple>
 #include <utility>
 
 #include "mdf/BlockTree.h"
 #include "mdf/FileEvents.h"
+#include "mdf/PackQueue.h"
 #include "mdf/RecordingComment.h"
 #include "mdf/XmlText.h"
 
@@ -94,6 +96,7 @@ void MdfFile::Initialization(unsigned long startTime) {
   auto* history = new MDF::FHBLOCK(startTime, kHistory);
   header->Links_Set(MDF::kHdFirstHistory, history);
   auto root = std::make_unique<BusRoot>(header.get(), *this);
+  root->Queue_Set(Queue.get());
   auto* begin = BeginEvent(0).release();
   header->Link_EVBLOCK(begin);
   DropTree();
@@ -112,6 +115,7 @@ void MdfFile::Initialization(unsigned long startTime) {
 
 // The buses own the data lists, which the tree only refers to.
 void MdfFile::DropTree() {
+  if (Queue != nullptr) Queue->Discard();
   MDF::DestroyTree(Header, MDF::DataLists::kLeave);
   Header = nullptr;
   History = nullptr;
@@ -146,6 +150,22 @@ bool MdfFile::Convention_Set(BusConvention convention) {
   Root->Convention_Set(convention);
   return true;
 }
+
+bool MdfFile::Workers_Set(unsigned int workers) {
+  if (!Settle()) return false;
+  try {
+    Queue = workers != 0 ? std::make_unique<MDF::PackQueue>(workers, *this) : nullptr;
+  } catch (const std::bad_alloc&) {
+    return false;
+  } catch (const std::system_error&) {
+    return false;
+  }
+  Root->Queue_Set(Queue.get());
+  return true;
+}
+
+/// Waits for the workers, until everything that was handed to them is in the file.
+bool MdfFile::Settle() { return Queue == nullptr || Queue->PlaceAll(); }
 
 void MdfFile::Recording_Set(const RecordingInfo& info) {
   std::vector<RecordingInfo::Channel> channels = info.Channels;
@@ -256,6 +276,9 @@ bool MdfFile::File_Close(unsigned long time) {
 // --- series ---
 
 unsigned int MdfFile::File_SetMaxSize(unsigned int kib) {
+  const bool written = Written;
+  (void)Settle();  // what waits was looked at with the limit that there was
+  Written = written;
   const unsigned int wanted = kib * 1024U;  // wraps: part of the interface
   Limit = wanted > kDataBlock ? SizeLimit::kKnown : SizeLimit::kToBeChosen;
   MaxSize = Limit == SizeLimit::kKnown ? wanted - (kDataBlock - 1) : 0;  // a file that has reached it is full
@@ -272,7 +295,15 @@ bool MdfFile::FileIterationHandler(unsigned long time) {
 bool MdfFile::IsLimitReached() {
   if (!Written) return false;
   Written = false;
-  return Limit != SizeLimit::kNone && is_open() && good() && static_cast<uint64_t>(MDF::SeekEnd(*this)) >= MaxSize;
+  if (Limit == SizeLimit::kNone || !is_open() || !good()) return false;
+  const unsigned long waiting = Queue != nullptr ? Queue->MostBytes() : 0;
+  if (static_cast<uint64_t>(MDF::SeekEnd(*this)) + waiting < MaxSize) return false;
+  if (!Settle()) {
+    Written = true;  // to be looked at again
+    return false;
+  }
+  Written = false;
+  return static_cast<uint64_t>(MDF::SeekEnd(*this)) >= MaxSize;
 }
 
 /// Ends this file and begins the next. A file that can't be written stays the current one. True when the records are safe
@@ -304,7 +335,7 @@ void MdfFile::ChooseLimit() {
 // --- descriptions ---
 
 bool MdfFile::Write() {
-  if (!is_open() || !good()) return false;
+  if (!is_open() || !good() || !Settle()) return false;
   if (!Id->Write(*this)) return false;
   IdWritten = true;
   // Blocks that have a place but were not written, because memory was short, keep it.

@@ -45,6 +45,14 @@ struct QOR_EXPORT FileInfo {
 /// an open file, entries are collected in memory until a block is full, and refused from then on. After a failed write the file
 /// stays as it was last flushed, readable and marked unfinalized; entries are refused until the stream is cleared.
 ///
+/// Workers: with Workers_Set, threads of the file's own pack the data blocks, and the calls go on meanwhile. The bytes of the
+/// files are the same as without. A block that is full waits for its turn in memory, in a queue of bounded length, and goes to
+/// the file in a later call: true from Data_Insert says, as ever, that the record is collected, and the file is up to a few blocks
+/// behind what it would be without workers. File_FlushData, Write and File_Close wait until it no longer is. All writing is still
+/// done by the calls, and what fails is told by them: a block that can't be written stays collected, and the record of the call
+/// that tells so is refused. Data_Insert waits for a worker only when the queue is full, when blocks that aren't packed yet may
+/// fill the file of a series, and when a bus or an event has to be described first.
+///
 /// Memory: when memory is short, the calls that write throw std::bad_alloc if the descriptions can't be written, and return
 /// false if the data can't. What is in the file stays valid, and the call may be repeated. If it was the next file of a
 /// series that couldn't be opened, no file is open, and Data_Insert has reported that. File_Open tries again; until then
@@ -93,6 +101,10 @@ class QOR_EXPORT MdfFile : public FileStream {
   /// the same comment; the later call counts.
   /// @throws std::bad_alloc; what is in the file stays, and the call may be repeated
   void Recording_Set(const RecordingInfo& info);
+  /// The number of threads that pack data; 0, as at first, for none. Each takes 8.3 MiB, and the first another 4 MiB. What waits
+  /// for the workers that there were is written first. False, and nothing is changed, when that fails or the system has no
+  /// memory or threads for so many.
+  [[nodiscard]] bool Workers_Set(unsigned int workers);
   /// The name of the current file of the series.
   [[nodiscard]] std::string FileName() const;
 
@@ -167,6 +179,7 @@ class QOR_EXPORT MdfFile : public FileStream {
   QOR_HIDDEN void AddHistory(const RecordingInfo& info);
   QOR_HIDDEN void DropEvents();
   QOR_HIDDEN void PlaceBlocks(BlockSet& changed);
+  [[nodiscard]] QOR_HIDDEN bool Settle();
   [[nodiscard]] QOR_HIDDEN bool Describe();
   [[nodiscard]] QOR_HIDDEN bool Recorded(unsigned long time);
   QOR_HIDDEN void ChooseLimit();
@@ -194,7 +207,8 @@ class QOR_EXPORT MdfFile : public FileStream {
   std::unique_ptr<MDF::IDBLOCK> Id;
   MDF::HDBLOCK* Header = nullptr;  // the tree's root; all blocks of the tree belong to the file
   MDF::FHBLOCK* History = nullptr;
-  MDF::MDBLOCK* Comment = nullptr;  // of the header, as Recording_Set made it; has room to grow
+  MDF::MDBLOCK* Comment = nullptr;        // of the header, as Recording_Set made it; has room to grow
+  std::unique_ptr<MDF::PackQueue> Queue;  // of the workers; null when there are none
   std::unique_ptr<BusRoot> Root;
   MDF::EVBLOCK* Begin = nullptr;      // of the recording that hasn't ended yet
   MDF::EVBLOCK* LastEvent = nullptr;  // of the header's chain

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "mdf/File.h"
+#include "mdf/PackQueue.h"
 #include "record/RecordView.h"
 
 namespace {
@@ -123,10 +124,13 @@ MDF::EVBLOCK* MdfFile::NewMark(Bus& bus, const RecordView& record) {
 /// Closed, and whatever is added now would be dropped when the next file is begun.
 bool MdfFile::Ended() const { return !is_open() && IdWritten; }
 
-/// Descriptions go out before the data that they describe. False when the recording has ended or a write has failed.
+/// Descriptions go out before the data that they describe, and what the workers have done before either. False when the
+/// recording has ended or a write has failed.
 bool MdfFile::Describe() {
   if (!is_open()) return !Ended();
-  return good() && ((!Changed && BusLinks.empty()) || Write());
+  if (!good()) return false;
+  if (Changed || !BusLinks.empty()) return Write();
+  return Queue == nullptr || Queue->PlaceFinished();
 }
 
 /// After each record: continues with the next file if this one is large enough. False when this one couldn't be finished or

@@ -19,7 +19,7 @@ inline void StoreHeld(RecordPayload held, unsigned char* out, size_t size) {
 /// Appends a whole record to its group.
 inline bool AppendRecord(Bus::ChannelGroup& group, Record& record) {
   if (group.Torn) return false;
-  const Inserted inserted = record.Insert();
+  const Inserted inserted = record.Insert([&] { return group.PutOut(*group.Records, group.CycleCount); });
   group.Torn = inserted == Inserted::kPart;
   if (inserted != Inserted::kAll) return false;
   ++group.CycleCount;
@@ -29,7 +29,7 @@ inline bool AppendRecord(Bus::ChannelGroup& group, Record& record) {
 /// Appends the data that the group's last record points to. Takes the record back if that fails.
 template <size_t kRoom>
 bool AppendData(Bus::ChannelGroup& group, const Record& record, FieldBuffer<kRoom>& data) {
-  const Inserted inserted = data.Insert();
+  const Inserted inserted = data.Insert([&] { return group.PutOut(*group.Vlsd, group.CycleCount - 1); });
   if (inserted == Inserted::kAll) {
     group.DataBytes += data.Length();
     return true;

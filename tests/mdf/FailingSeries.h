@@ -26,13 +26,15 @@ class Recording {
  public:
   enum AfterFailure { GoOn, TryAgain };
 
-  explicit Recording(AfterFailure afterFailure = GoOn) : Again(afterFailure == TryAgain) {}
+  explicit Recording(AfterFailure afterFailure = GoOn, unsigned int workers = 0)
+      : Again(afterFailure == TryAgain), Workers(workers) {}
 
   void Open() {
     Attempt([this] {
       File = std::make_unique<MdfFile>("trace", 1'000);
       return File->is_open() && File->good();
     });
+    if (Workers != 0) Do([this] { return File->Workers_Set(Workers); });
   }
   void Add(unsigned int channel, unsigned char type = 'c') {
     Do([&] { return File->Bus_Add(channel, type); });
@@ -120,6 +122,7 @@ class Recording {
   }
 
   bool Again;
+  unsigned int Workers;
   Record Frame{*CanItem().Extended().Fd().Data(Bytes(64, 9)).Entry()};
   std::unique_ptr<MdfFile> File;
   unsigned long Offered = 0;

@@ -12,7 +12,7 @@ using test::FailingFiles;
 using namespace test::failing_series;
 
 class MdfFileWithFailingFiles
-    : public ::testing::TestWithParam<std::tuple<Scene, FailingFiles::How, FailingFiles::Duration>> {
+    : public ::testing::TestWithParam<std::tuple<Scene, FailingFiles::How, FailingFiles::Duration, unsigned>> {
  protected:
   test::TemporaryDirectory Directory;
 };
@@ -20,17 +20,18 @@ class MdfFileWithFailingFiles
 INSTANTIATE_TEST_SUITE_P(Scenes, MdfFileWithFailingFiles,
                          testing::Combine(testing::ValuesIn(kScenes),
                                           testing::Values(FailingFiles::Refused, FailingFiles::Short),
-                                          testing::Values(FailingFiles::Once, FailingFiles::FromThenOn)));
+                                          testing::Values(FailingFiles::Once, FailingFiles::FromThenOn),
+                                          testing::Values(0U, 2U)));
 
 }  // namespace
 
 TEST_P(MdfFileWithFailingFiles, TellsAndLeavesReadableFiles) {
-  const auto [scene, how, duration] = GetParam();
+  const auto [scene, how, duration, workers] = GetParam();
   unsigned long number = 0;
   bool failed = true;
   while (failed && !HasFailure()) {
     ASSERT_LT(++number, 1000U);
-    Recording recording;
+    Recording recording(Recording::GoOn, workers);
     scene.Before(recording);
     std::string what;
     {

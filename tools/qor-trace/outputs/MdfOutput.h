@@ -46,7 +46,8 @@ enum class MdfOmission {
 /// The file's start time is that of the recording, and its records count from there. The clock of entries that was running
 /// before, or counts since 1970, may bring entries from shortly before the start: their files begin a second earlier.
 ///
-/// Threads: one. Memory: two data blocks of 2 MiB for each bus and kind of event that comes.
+/// Threads: one, and two of the library's that pack. Memory: two data blocks of 2 MiB for each bus and kind of event that
+/// comes, and 21 MiB for what is being packed.
 class MdfOutput : public StreamOutput {
  public:
   /// @param path  ends in .mf4
