@@ -200,7 +200,7 @@ class SharedFolders(ClientTest):
 class Terminals(ClientTest):
     """Names and texts from files don't steer the terminal on which they are shown."""
 
-    HOSTILE = "\x1b[31m\x9b1m\r\nall is well.log"
+    HOSTILE = "\x1b[31m\x9b1m\r\nall is well.txt"
 
     def assert_harmless(self, text):
         for character in b"\x1b\x07\r\x7f\x9b":

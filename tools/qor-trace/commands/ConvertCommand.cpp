@@ -161,7 +161,8 @@ constexpr const char* kConvertHelp =
     "\n"
     "The outputs hold what a recording into them would have held. INPUT is a .bin, .asc, .mf4, .pcapng or .pcap file: "
     "what it is, its contents say, else its name; further files of a series are read with its first one. When a .bin "
-    "file was recorded, its channels and what it lost are read from INPUT.json beside it; without it they aren't known, "
+    "file was recorded, its channels and what it lost are read from INPUT.json beside it; without it they aren't "
+    "known, "
     "and times count from 1970 unless --start-time is given.\n"
     "\n"
     "Exit codes: 0 done, 1 failed, 2 wrong usage, 3 done but some of the input was lost.";

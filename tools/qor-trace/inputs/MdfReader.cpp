@@ -41,7 +41,7 @@ void MdfReader::Open(const std::string& path) {
   Known.Losses.clear();  // the last file knows of all
   Part->AddTo(Known);
   if (Opened == 1) AllSize = Part->File().Size();
-  if (Part->IsMixed() && !Order) Order.emplace(InOrder);
+  if (Part->IsMixed() && !Order) Order.emplace(InOrder, Late);
   if (Part->File().IsFinalized()) return;
   Complete = false;
   Seen.AtByte(FindingKind::CutOff, "a file that isn't finalized: its recording was cut off", Part->File().Size());
@@ -117,9 +117,10 @@ const RecordView* MdfReader::NextInOrder() {
 }
 
 void MdfReader::TellLate() {
-  for (const auto& [channel, late] : Order->Late())
-    Seen.Add(FindingKind::Odd, fmt::format("a record of channel {} that is much older than those before it", channel),
-             fmt::format("{} ns", late.First), late.Count);
+  for (const Loss& late : Late.All())
+    Seen.Add(FindingKind::Odd,
+             fmt::format("a record of channel {} that is much older than those before it", late.Channel),
+             fmt::format("{} ns", late.First), late.Count.value_or(1));
 }
 
 Description MdfReader::Describe() const {

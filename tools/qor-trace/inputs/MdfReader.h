@@ -9,6 +9,7 @@
 
 #include "inputs/MdfPart.h"
 #include "inputs/Reader.h"
+#include "stream/LossLedger.h"
 #include "stream/Reorder.h"
 
 namespace client {
@@ -67,6 +68,7 @@ class MdfReader : public Reader {
   bool Complete = true;      // all files up to now
 
   Queue InOrder;
+  LossLedger Late;  // what the queue was handed too late
   std::optional<Reorder> Order;
   bool OrderFinished = false;
   std::optional<RecordView> Current;
