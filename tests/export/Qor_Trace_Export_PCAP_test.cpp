@@ -270,6 +270,25 @@ TEST_F(PcapExport, ACustomBlockTakesItsLengthFromTheLowByteAlone) {
             std::string(kInterface1) + "AD 0B 00 40 10 00 00 00 00 00 00 00 10 00 00 00 ");
 }
 
+TEST_F(PcapExport, CustomBlocksFillTheBufferToItsLastByteAndNoFurther) {
+  constexpr size_t kBuffer = size_t{256} * 1024;
+  constexpr size_t kLongestFrame = 65516;
+  constexpr size_t kBlocks = 20000;  // where one goes too far, the others follow it
+  const EntryPtr custom = EthernetItem().Kind(2).Frame(Counting(20)).Entry();
+  const std::string block = Exported({custom}).substr(72 + 40);
+  for (size_t left = 0; left <= block.size() + 4; left += 4) {
+    // Frames up to some bytes before the buffer's end: four packets, of which the last one is shorter.
+    const size_t last = kBuffer - 72 - 40 - 4 * 44 - 3 * kLongestFrame - left;
+    std::vector<EntryPtr> entries(3, EthernetItem().Frame(Counting(kLongestFrame)).Entry());
+    entries.push_back(EthernetItem().Frame(Counting(last)).Entry());
+    entries.insert(entries.end(), kBlocks, custom);
+    const std::string file = Exported(entries);
+    ASSERT_EQ(file.size(), kBuffer - left + kBlocks * block.size()) << left;
+    for (size_t place = kBuffer - left; place < file.size(); place += block.size())
+      ASSERT_EQ(file.compare(place, block.size(), block), 0) << left;
+  }
+}
+
 TEST_F(PcapExport, KindsOtherThanOneAndTwoGiveNoBlock) {
   for (const unsigned int kind : {0u, 3u, 0x0101u, 0xFFFFu}) {
     EXPECT_EQ(Blocks({EthernetItem().Kind(kind).Frame(Counting(60)).Entry()}), kInterface1) << kind;
