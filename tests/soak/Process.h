@@ -1,19 +1,12 @@
 // What this process holds.
 #pragma once
 
-#include <malloc.h>
-
-#include <cstddef>
 #include <filesystem>
 #include <fstream>
 #include <iterator>
 #include <string>
 
 #include "Check.h"
-
-#if defined(__SANITIZE_ADDRESS__)
-extern "C" size_t __sanitizer_get_current_allocated_bytes();  // g++ 12 comes without its header
-#endif
 
 namespace soak {
 
@@ -22,16 +15,6 @@ constexpr bool kAddressSanitizer = true;  // it keeps memory for itself
 #else
 constexpr bool kAddressSanitizer = false;
 #endif
-
-/// Bytes that are allocated and not freed.
-inline long AllocatedMemory() {
-#if defined(__SANITIZE_ADDRESS__)
-  return static_cast<long>(__sanitizer_get_current_allocated_bytes());
-#else
-  const auto info = mallinfo2();
-  return static_cast<long>(info.uordblks + info.hblkhd);
-#endif
-}
 
 /// KiB.
 inline long ResidentMemory() {

@@ -18,6 +18,7 @@
 #include "Process.h"
 #include "qor_api_trace.h"
 #include "recording/TraceDrain.h"
+#include "support/AllocatedMemory.h"
 #include "support/TemporaryDirectory.h"
 
 namespace soak {
@@ -184,7 +185,7 @@ void Run(std::chrono::seconds duration, std::chrono::seconds cycle) {
   const long files = OpenFiles();
   do {
     soak.Cycle(cycle);
-    cycles.push_back({AllocatedMemory() / 1024, ResidentMemory()});
+    cycles.push_back({test::AllocatedMemory() / 1024, ResidentMemory()});
     std::printf("%39ld KiB allocated, %ld KiB resident\n", cycles.back().Allocated, cycles.back().Resident);
     Expect(OpenFiles() == files, "the number of open files changed");
   } while (Clock::now() < end);

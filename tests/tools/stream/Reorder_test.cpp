@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <random>
 
+#include "support/AllocatedMemory.h"
 #include "tools/ClientEntries.h"
 
 namespace client {
@@ -103,6 +104,21 @@ TEST(Reorder, HoldsNoMoreThanItsLimit) {
   EXPECT_EQ(late.All()[0].Count, 1u);
   order.Finish();
   EXPECT_EQ(sink.Records.size(), 101u);
+}
+
+TEST(Reorder, WhatHasBeenHandedOverTakesNoMemory) {
+  class : public RecordSink {
+   public:
+    bool Take(const RecordView& /*record*/) override { return true; }
+  } nowhere;
+  constexpr size_t kLimit = 1u << 20;
+  const Bytes frame = test::Counting(1500);
+  LossLedger late;
+  Reorder order(nowhere, late, Reorder::kUsualWindow, kLimit);
+  const long before = test::AllocatedMemory();
+  for (unsigned long time = 0; time < 10000; ++time)
+    Put(order, RecordOf(test::EthernetItem().At(time).Frame(frame)));  // 15 MB
+  EXPECT_LT(test::AllocatedMemory() - before, static_cast<long>(2 * kLimit));
 }
 
 TEST(Reorder, WithoutAWindowNothingIsHeldAndLateEntriesAreCounted) {
