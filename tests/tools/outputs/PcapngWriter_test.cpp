@@ -296,12 +296,14 @@ TEST(PcapngDescription, InterfacesComeInTheOrderOfTheChannels) {
 }
 
 TEST(PcapngDescription, TextsFromElsewhereAreCutAtWholeCharacters) {
-  Description description;
-  std::string source = "x";
-  while (source.size() < 3000) source += "\xC3\xA4";
-  description.Channels = {{.Number = 1, .BusType = BusType_Can, .Source = source + "\xFF"}};
-  const std::string text = OptionOf(BlocksOf(Described(description), 1).at(0), InterfaceOptions, 3);
-  EXPECT_EQ(text, source.substr(0, 999));
+  for (const std::string character : {"\xC3\x80", "\xC3\xA5", "\xC3\xBF"}) {
+    Description description;
+    std::string source = "x";
+    while (source.size() < 3000) source += character;
+    description.Channels = {{.Number = 1, .BusType = BusType_Can, .Source = source + "\xFF"}};
+    const std::string text = OptionOf(BlocksOf(Described(description), 1).at(0), InterfaceOptions, 3);
+    EXPECT_EQ(text, source.substr(0, 999));
+  }
 }
 
 TEST(PcapngDescription, PacketsHaveAbsoluteTimes) {
