@@ -20,6 +20,7 @@ namespace {
 std::atomic<bool> Armed = false;
 std::atomic<bool> ForEver = false;
 std::atomic<bool> Halved = false;
+std::atomic<bool> Emptied = false;
 std::atomic<bool> Ending = false;
 std::atomic<unsigned long> Count = 0;
 std::atomic<unsigned long> FailAt = 0;
@@ -41,7 +42,7 @@ bool MustFail(const char* call) {
 
 /// Must this call be refused? Then errno says why.
 bool Refuses(const char* call) {
-  if (!MustFail(call) || Halved) return false;
+  if (!MustFail(call) || Halved || Emptied) return false;
   errno = ENOSPC;
   return true;
 }
@@ -62,6 +63,7 @@ struct Share {
 Share ShareOf(const char* call, int file, size_t size) {
   if (IsStandard(file) || !MustFail(call)) return {false, size};
   if (Halved) return {false, (size + 1) / 2};
+  if (Emptied) return {false, 0};
   errno = ENOSPC;
   return {true, 0};
 }
@@ -72,6 +74,7 @@ test::FailingFiles::FailingFiles(const char* call) : FailingFiles(1, Refused, Fr
 
 test::FailingFiles::FailingFiles(unsigned long number, How how, Duration duration) {
   Halved = how == Short;
+  Emptied = how == Empty;
   Ending = how == Ends;
   ForEver = duration == FromThenOn;
   Count = 0;

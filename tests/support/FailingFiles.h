@@ -13,6 +13,7 @@ class FailingFiles {
   enum How {
     Refused,  // the call does nothing and fails with ENOSPC; a close closes all the same
     Short,    // a read or write does half of what it should; the other calls count but work
+    Empty,    // a read or write does nothing and says so with 0, errno as it was; the other calls count but work
     Ends,     // the process ends in place of the call, as if it had been killed
   };
   enum Duration { Once, FromThenOn };
