@@ -24,6 +24,16 @@ TEST(BitRateArguments, DataRateIsTheNominalOneUnlessGiven) {
   EXPECT_EQ(RatesOf("", "1G").Ethernet, 1000000000u);
 }
 
+TEST(BitRateArguments, AreTypedAsOptions) {
+  CLI::App command;
+  BitRateArguments arguments;
+  arguments.AddTo(command);
+  command.parse("--bitrate 250k/1M --ethernet-bitrate 1G");
+  EXPECT_EQ(arguments.Rates().CanNominal, 250000u);
+  EXPECT_EQ(arguments.Rates().CanData, 1000000u);
+  EXPECT_EQ(arguments.Rates().Ethernet, 1000000000u);
+}
+
 TEST(BitRateArguments, OtherTextsAreWrongUsage) {
   for (const char* text : {"fast", "500k/", "/2M", "500k/2M/5M", "500k 2M", "0/1"})
     EXPECT_THROW(RatesOf(text), UsageError) << text;
