@@ -2,10 +2,13 @@
 
 #include <gtest/gtest.h>
 
+#include <filesystem>
+#include <fstream>
 #include <optional>
 #include <string>
 #include <utility>
 
+#include "support/TemporaryDirectory.h"
 #include "system/Failure.h"
 
 namespace client {
@@ -39,6 +42,22 @@ TEST(Port, DescribesWhatItIsAnInterfaceTo) {
   for (const auto& [source, bus] : {std::pair{"can", BusType_Can}, std::pair{"lin", BusType_Lin},
                                     std::pair{"flexray", BusType_FlexRay}, std::pair{"ethernet", BusType_Ethernet}})
     EXPECT_EQ(Port(PlanSource(source, {}, "/")).Describe().BusType, bus) << source;
+}
+
+TEST(Port, TellsTheFirstTenLinesThatCannotBeRead) {
+  const test::TemporaryDirectory directory;
+  std::ofstream file("x.log");
+  file << "(1.0) can0 123#01\n";
+  for (int line = 2; line <= 13; ++line) file << "(1.0) can0 nonsense\n";
+  file.close();
+  const Port port(PlanSource("candump:x.log", {"", "", "skip"}, std::filesystem::current_path()));
+  const UnreadLines lines = port.Unread();
+  EXPECT_EQ(lines.Count, 12u);
+  ASSERT_EQ(lines.First.size(), 10u);
+  for (unsigned int index = 0; index < 10; ++index) {
+    EXPECT_EQ(lines.First[index].Number, index + 2);
+    EXPECT_NE(lines.First[index].Reason, "");
+  }
 }
 
 TEST(Port, SourceThatTheSimulatorDoesNotUnderstandIsWrongUsage) {
