@@ -378,6 +378,19 @@ TEST(Bus, DlcTableIsThatOfCanFd) {
   EXPECT_EQ(Bus::CreateMap_CanDlc(), table);
 }
 
+TEST(Bus, FramesAreRefusedWhereTheirDataHaveNoChannel) {
+  for (const auto& [type, entry] : {std::pair(Bus::Info::Can, test::Record(*CanItem().Data({1}).Entry())),
+                                    std::pair(Bus::Info::FlexRay, test::Record(*FlexRayItem().Data({1, 2}).Entry()))}) {
+    SCOPED_TRACE(type);
+    FileStream stream;
+    MDF::DGBLOCK group(false);
+    Bus bus(1, type, &group, stream);
+    unsigned long time = 1;
+    EXPECT_FALSE(bus.Data_Insert(test::Entry(entry), time));
+    EXPECT_EQ(bus.CycleCount_Get(), 0U);
+  }
+}
+
 /// A bus in a file that is never opened.
 class LoneBus : public ::testing::Test {
  protected:
