@@ -16,6 +16,7 @@
 #include <vector>
 
 #include "FakeHardware.h"
+#include "MdfGoals.h"
 #include "Measure.h"
 #include "Scratch.h"
 #include "Straightforward.h"
@@ -97,6 +98,7 @@ class Goals {
   void EndOfWork();
   void Retrieval();
   void List();
+  void Mdf() const { bench::MdfGoals(Table, Quick); }
 
  private:
   double CostOf(unsigned int ports, const bench::Traffic& traffic = {}) const;
@@ -324,4 +326,5 @@ int main(int argc, char** argv) {
   goals.EndOfWork();
   goals.Retrieval();
   goals.List();
+  goals.Mdf();
 }
