@@ -3,6 +3,7 @@
 // The bound is read() of the same file, in pieces as large as the readers' blocks. Files lie in memory, if the machine has such a
 // place. A format is a row of kFormats: how its file is made.
 #include <fcntl.h>
+#include <fmt/format.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -89,6 +90,19 @@ void WriteAsc(const std::string& path, MakeEntry make, size_t count) {
   if (!output.Finish()) std::abort();
 }
 
+/// Classic and FD frames, as candump writes them.
+void WriteCandump(const std::string& path, MakeEntry make, size_t count) {
+  std::ofstream file(path);
+  ForEachRecord(make, count, [&](const RecordView& record) {
+    const CanView can = record.Can();
+    const unsigned long time = record.Timestamp();
+    file << fmt::format("({}.{:06}) can0 {:03X}#{}", time / 1'000'000'000, time % 1'000'000'000 / 1000,
+                        can.PlainIdentifier(), can.Has(QOR_TRACE_CAN_FD) ? "#1" : "");
+    for (const unsigned char byte : can.Data()) file << fmt::format("{:02X}", byte);
+    file << '\n';
+  });
+}
+
 struct Format {
   const char* Name;
   const char* File;
@@ -96,7 +110,8 @@ struct Format {
   bool CanOnly = false;
 };
 
-constexpr Format kFormats[] = {{".bin", "x.bin", WriteBin}, {".asc", "x.asc", WriteAsc}};
+constexpr Format kFormats[] = {
+    {".bin", "x.bin", WriteBin}, {".asc", "x.asc", WriteAsc}, {"candump", "x.log", WriteCandump, true}};
 
 struct Kind {
   const char* Name;

@@ -1,9 +1,14 @@
 """Recordings of other programs, read by the client: what python-can writes is what it converts."""
 
+import json
+import subprocess
 import unittest
 
-from asc_test import FD_LENGTHS, can_frames, every_kind
-from support import ClientTest, main
+from asc_test import can_frames, every_kind
+from buses_test import read_records
+from buses_test import recordings as recordings_of
+from readers import event_of
+from support import DEADLINE, ClientTest, arguments, main
 
 try:
     import can
@@ -81,6 +86,101 @@ class PythonCan(ClientTest):
         self.run_client("convert", "x.asc", "-o", "y.asc")
         with can.ASCReader(str(self.folder / "y.asc"), relative_timestamp=False) as reader:
             self.assertAlmostEqual(next(iter(reader)).timestamp, START, places=6)
+
+    def test_candump_text_of_python_can_is_read(self):
+        # It writes neither the length of a remote frame nor more than three digits of an error's class.
+        some = [message for message in messages() if not message.is_remote_frame and not message.is_error_frame]
+        self.write("x.log", some)
+        frames = self.frames_of("x.log")
+        self.assertEqual([found(frame) for frame in frames],
+                         [expected(message, message.channel + 1) for message in some])
+        for frame, message in zip(frames, some):
+            self.assertAlmostEqual(frame.time, message.timestamp * 1e9, delta=2 * MICROSECOND)
+
+    def test_error_and_remote_frames_of_python_cans_candump_text_are_known(self):
+        some = [can.Message(timestamp=START, is_error_frame=True),
+                can.Message(timestamp=START, arbitration_id=0x123, is_remote_frame=True)]
+        self.write("x.log", some)
+        frames = self.frames_of("x.log")
+        self.assertEqual([frame.error for frame in frames], [True, False])
+        self.assertEqual((frames[1].identifier, frames[1].extended, frames[1].data), (0x123, True, b""))
+
+
+class Replays(ClientTest):
+    """What the client converts is what it records from a replay of the same file."""
+
+    def check(self, folder, pattern, scheme, parts):
+        recordings = recordings_of(folder, pattern)
+        if not recordings:
+            self.skipTest(f"no recordings in {folder}")
+        for path in recordings:
+            with self.subTest(path.name):
+                self.run_client("record", f"{scheme}:{path}?origin=absolute&speed=max", "-o", "a.bin")
+                self.run_client("convert", path, "-o", "b.bin")
+                recorded, converted = ([event_of(record, 0) for record in read_records((self.folder / name).read_bytes())]
+                                       for name in ("a.bin", "b.bin"))
+                # A replay has the channels in the order of their names, and the frames in that of their times.
+                for events in (recorded, converted):
+                    events.sort(key=lambda event: (event["time"], *(str(event.get(part)) for part in parts)))
+                    for event in events:
+                        del event["channel"]
+                self.assertEqual(converted, recorded)
+
+    def test_candump_text_is_what_is_replayed(self):
+        self.check("can", "*.log", "candump", ("id", "data"))
+
+    def test_csv_of_lin_is_what_is_replayed(self):
+        self.check("lin", "*.csv", "csv", ("id", "data"))
+
+    def test_csv_of_flexray_is_what_is_replayed(self):
+        self.check("flexray", "*.csv", "csv", ("slot", "side", "data"))
+
+
+def split(records):
+    while records:
+        length = int.from_bytes(records[:4], "little")
+        yield records[:length]
+        records = records[length:]
+
+
+def lossy_in_candump(record):
+    """A length code other than that of the bytes, which candump text shows for no frame of this program."""
+    flags, dlc = record[40], record[42]
+    return not flags & 0x0C and dlc > 8
+
+
+class Everywhere(ClientTest):
+    def test_a_log_is_listed_and_converted_like_the_raw_file_it_came_from(self):
+        self.run_client("record", "vehicle?seed=5", "-d", "10s", "--speed", "max", "-o", "a.bin", "-o", "a.asc",
+                        "--start-time", "2026-11-21T14:30:00.123Z", expect=None)
+        self.run_client("convert", "a.asc", "-o", "b.bin", expect=None)
+        self.run_client("convert", "b.bin", "-o", "b.asc", expect=None)
+        self.assertEqual((self.folder / "b.asc").read_bytes(), (self.folder / "a.asc").read_bytes())
+        tables = [self.run_client("list", name, "--json", expect=None)[0] for name in ("a.asc", "b.bin")]
+        self.assertEqual(*(json.loads(table) for table in tables))
+
+    def test_candump_text_is_converted_there_and_back(self):
+        records = b"".join(record for record in split(every_kind()) if not lossy_in_candump(record))
+        (self.folder / "a.bin").write_bytes(records)
+        self.run_client("convert", "a.bin", "-o", "a.log", "--start-time", "2026-11-15T09:00:19Z")
+        self.run_client("convert", "a.log", "-o", "b.bin")
+        frames = [can_frames((self.folder / name).read_bytes()) for name in ("a.bin", "b.bin")]
+        start = frames[1][0].time - frames[0][0].time
+        self.assertEqual([frame._replace(time=frame.time - start) for frame in frames[1]], frames[0])
+
+    def test_a_log_comes_through_a_pipe(self):
+        self.run_client("record", "can?seed=1", "-d", "5s", "--speed", "max", "-o", "a.asc")
+        text = (self.folder / "a.asc").read_bytes()
+        out = subprocess.run([arguments.client, "convert", "-", "-o", "-", "--format", "asc"], input=text,
+                             capture_output=True, timeout=DEADLINE, check=True).stdout
+        self.assertEqual(out, text)
+
+    def test_a_log_without_its_end_is_a_loss(self):
+        self.run_client("record", "can?seed=1", "-d", "5s", "--speed", "max", "-o", "a.asc")
+        text = (self.folder / "a.asc").read_bytes()
+        (self.folder / "b.asc").write_bytes(text[: len(text) // 2])
+        _, err = self.run_client("convert", "b.asc", "-o", "b.bin", expect=3)
+        self.assertIn("LOST: a line without its end; at line", err)
 
 
 if __name__ == "__main__":

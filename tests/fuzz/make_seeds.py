@@ -551,6 +551,13 @@ def asc_input_seeds():
     write("asc_input", "cut", OTHER_TOOLS.encode()[:300])
 
 
+def text_input_seeds():
+    """The replays' own seeds are recordings for the client as well."""
+    for name in ("candump", "csv"):
+        for seed in sorted((CORPUS / name).iterdir()):
+            write(f"{name}_input", seed.name, seed.read_bytes())
+
+
 if __name__ == "__main__":
     poll_seeds()
     swap_file_seeds()
@@ -570,3 +577,4 @@ if __name__ == "__main__":
     mdf_entries_seeds()
     mdf_reader_seeds()
     filter_seeds()
+    text_input_seeds()  # after those that it takes

@@ -10,6 +10,8 @@
 
 #include "inputs/AscReader.h"
 #include "inputs/BinReader.h"
+#include "inputs/CandumpReader.h"
+#include "inputs/CsvReader.h"
 #include "inputs/InputBytes.h"
 #include "inputs/MdfReader.h"
 #include "inputs/PcapReader.h"
@@ -36,12 +38,16 @@ std::optional<InputFormat> FormatOfText(std::string_view front) {
   if (front.starts_with(kMark)) front.remove_prefix(kMark.size());
   front.remove_prefix(std::min(front.find_first_not_of(" \t\r\n"), front.size()));
   if (front.starts_with("date ") || front.starts_with("base ")) return InputFormat::Asc;
+  if (front.starts_with('(')) return InputFormat::Candump;
+  if (front.starts_with("timesta")) return InputFormat::Csv;
   return std::nullopt;
 }
 
 InputFormat FormatOfName(const std::string& path) {
   const std::string extension = ExtensionOf(path);
   if (extension == ".asc") return InputFormat::Asc;
+  if (extension == ".log") return InputFormat::Candump;
+  if (extension == ".csv") return InputFormat::Csv;
   return extension == ".mf4" ? InputFormat::Mdf : InputFormat::Bin;
 }
 
@@ -51,6 +57,10 @@ std::unique_ptr<Reader> MakeReader(InputBytes bytes, const std::string& path) {
   switch (FormatOfInput(ready.first(std::min(ready.size(), kFront)), path)) {
     case InputFormat::Asc:
       return std::make_unique<AscReader>(std::move(bytes), path);
+    case InputFormat::Candump:
+      return std::make_unique<CandumpReader>(std::move(bytes));
+    case InputFormat::Csv:
+      return std::make_unique<CsvReader>(std::move(bytes));
     case InputFormat::Mdf:
       return std::make_unique<MdfReader>(path);
     case InputFormat::Pcap:
