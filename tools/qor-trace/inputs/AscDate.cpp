@@ -42,7 +42,6 @@ struct TimeOfDay {
 
 /// "09:00:19.123"
 std::optional<TimeOfDay> TimeOf(std::string_view word) {
-  TimeOfDay time;
   if (word.size() < 8 || word[2] != ':' || word[5] != ':') return std::nullopt;
   const auto hour = NumberOf<unsigned int>(word.substr(0, 2), 10);
   const auto minute = NumberOf<unsigned int>(word.substr(3, 2), 10);
