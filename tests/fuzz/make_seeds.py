@@ -552,10 +552,10 @@ def asc_input_seeds():
 
 
 def text_input_seeds():
-    """The replays' own seeds are recordings for the client as well."""
-    for name in ("candump", "csv"):
+    """The replays' own seeds are recordings for the client as well; those of the CSV after their options."""
+    for name, options in (("candump", 0), ("csv", 1)):
         for seed in sorted((CORPUS / name).iterdir()):
-            write(f"{name}_input", seed.name, seed.read_bytes())
+            write(f"{name}_input", seed.name, seed.read_bytes()[options:])
 
 
 if __name__ == "__main__":
