@@ -56,7 +56,6 @@ TEST_F(RowWriterTest, LossesStandInFrontOfTheFirstEntryAfterThem) {
   Description description;
   description.Channels = {{.Number = 1, .BusType = BusType_FlexRay}};
   description.Losses = {{1, LossCause::CaptureBufferFull, 150, 250, 7},
-                        {1, LossCause::OverrunMark, 100, 100, std::nullopt},  // the records have it
                         {1, LossCause::InterfaceGone, 900, 950, std::nullopt}};
   RowWriter writer(Path, RowFormat::Ndjson);
   writer.Describe(description);
@@ -79,6 +78,44 @@ TEST_F(RowWriterTest, ALossThatGoesOnHasAFurtherRowForWhatWasAdded) {
   writer.Describe(description);
   EXPECT_TRUE(writer.Finish());
   EXPECT_EQ(Times(), "150-250:7 300 250-350:3 400");
+}
+
+TEST_F(RowWriterTest, LossesThatBecomeOneAreNotToldAgain) {
+  Description description;
+  description.Losses = {{1, LossCause::CaptureBufferFull, 100, 150, 7}, {1, LossCause::CaptureBufferFull, 250, 270, 5}};
+  RowWriter writer(Path, RowFormat::Ndjson);
+  writer.Describe(description);
+  EXPECT_TRUE(Put(writer, CanAt(300)));
+  description.Losses = {{1, LossCause::CaptureBufferFull, 100, 270, 12}};
+  writer.Describe(description);
+  EXPECT_TRUE(Put(writer, CanAt(400)));
+  description.Losses.front().Last = 410;
+  description.Losses.front().Count = 14;
+  writer.Describe(description);
+  EXPECT_TRUE(writer.Finish());
+  EXPECT_EQ(Times(), "100-150:7 250-270:5 300 400 270-410:2");
+}
+
+TEST_F(RowWriterTest, MarksOfEntriesThatWereNotSelectedAreToldAtTheEnd) {
+  Description description;
+  description.Losses = {{1, LossCause::OverrunMark, 100, 200, std::nullopt},
+                        {1, LossCause::OverrunMark, 300, 400, std::nullopt}};
+  RowWriter writer(Path, RowFormat::Ndjson);
+  writer.Describe(description);
+  EXPECT_TRUE(Put(writer, RecordOf(test::CanItem().Channel(1).At(300).Overrun().Data({1}))));
+  EXPECT_TRUE(Put(writer, CanAt(500)));
+  EXPECT_TRUE(writer.Finish());
+  EXPECT_EQ(Times(), "300 300-300:1 500 100-200:1");
+}
+
+TEST_F(RowWriterTest, EntriesThatCameTooLateAreNotMissing) {
+  Description description;
+  description.Losses = {{1, LossCause::Reordering, 100, 200, 9}};
+  RowWriter writer(Path, RowFormat::Ndjson);
+  writer.Describe(description);
+  EXPECT_TRUE(Put(writer, CanAt(500)));
+  EXPECT_TRUE(writer.Finish());
+  EXPECT_EQ(Times(), "100-200:0 500");
 }
 
 TEST_F(RowWriterTest, CsvBeginsWithTheNames) {

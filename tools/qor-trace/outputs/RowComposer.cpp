@@ -342,7 +342,8 @@ char* RowComposer::ComposeLoss(char* out, const Loss& loss, unsigned char busTyp
   HeadColumns(row, Format, {loss.First, loss.Channel, BusWord(busType), "loss"}, origin);
   CommonColumns(row, nullptr, "");
   for (const std::string& empty : Empty) row.Copy(empty);
-  return TailColumns(row, Format, Word(loss.Cause), loss.Last, loss.Count.value_or(1));  // at least
+  const unsigned long missing = IsMissing(loss.Cause) ? loss.Count.value_or(1) : 0;  // at least
+  return TailColumns(row, Format, Word(loss.Cause), loss.Last, missing);
 }
 
 std::string RowId(const std::string& id, const RecordView& first) {

@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 namespace client {
 
@@ -11,21 +12,30 @@ RowWriter::RowWriter(const std::string& path, RowFormat format) : File(path), Ro
   File.AddHeader(Rows.Header());
 }
 
-/// What was told of a loss stays told.
+namespace {
+
+/// Of one channel and cause, and partly at the same time.
+bool Overlap(const Loss& one, const Loss& other) {
+  return one.Channel == other.Channel && one.Cause == other.Cause && one.First <= other.Last && other.First <= one.Last;
+}
+
+}  // namespace
+
+/// What was told of a loss stays told, also when losses have become one.
 void RowWriter::Describe(const Description& description) {
   Described = description;
   Origin.Times = TimesOf(description);
+  std::vector<Told> losses;
   for (const Loss& loss : description.Losses) {
     if (loss.Cause == LossCause::OverrunMark) continue;  // the records have it
-    const auto same = [&](const Told& told) {
-      return told.What.Channel == loss.Channel && told.What.Cause == loss.Cause && told.What.First == loss.First;
-    };
-    const auto known = std::find_if(Losses.begin(), Losses.end(), same);
-    if (known == Losses.end())
-      Losses.push_back({loss});
-    else
-      known->What = loss;
+    Told now{loss};
+    for (const Told& before : Losses) {
+      if (!before.Named || !Overlap(before.What, loss)) continue;
+      now = {loss, now.Count + before.Count, std::max(now.Until, before.Until), true};
+    }
+    losses.push_back(now);
   }
+  Losses = std::move(losses);
   FindNextLoss();
 }
 
@@ -36,9 +46,11 @@ bool RowWriter::Take(const RecordView& record) {
   if (time > NextLoss) AddLossesBefore(time);
   File.Add(Rows.Compose(File.Room(RowComposer::Room(record)), record, Origin));
   ++Entries;
-  if (record.HasOverrunMark())
-    AddLoss({.Channel = record.ChannelId(), .Cause = LossCause::OverrunMark, .First = time, .Last = time},
-            record.Bus());
+  if (record.HasOverrunMark()) {
+    const Loss mark{.Channel = record.ChannelId(), .Cause = LossCause::OverrunMark, .First = time, .Last = time};
+    AddLoss(mark, record.Bus());
+    Marks.Add(mark);
+  }
   return File.Usable();
 }
 
@@ -72,8 +84,21 @@ unsigned char RowWriter::BusOf(unsigned int channel) const {
 }
 
 bool RowWriter::Finish() {
-  if (Entries > 0 && File.Usable()) AddLossesBefore(~0ul);
+  if (Entries > 0 && File.Usable()) {
+    AddLossesBefore(~0ul);
+    AddMarksOfOthers();
+  }
   return File.Finish();
+}
+
+/// What was lost after an entry with a mark is missing even if that entry wasn't selected.
+void RowWriter::AddMarksOfOthers() {
+  const std::vector<Loss> told = Marks.All();
+  for (const Loss& loss : Described.Losses) {
+    if (loss.Cause != LossCause::OverrunMark) continue;
+    const bool known = std::any_of(told.begin(), told.end(), [&](const Loss& mark) { return Overlap(mark, loss); });
+    if (!known) AddLoss(loss, BusOf(loss.Channel));
+  }
 }
 
 std::string RowWriter::RemarkText() const {

@@ -8,11 +8,13 @@
 #include "outputs/LineFile.h"
 #include "outputs/RowComposer.h"
 #include "outputs/StreamOutput.h"
+#include "stream/LossLedger.h"
 
 namespace client {
 
 /// Writes a row for each entry, and one for each loss: behind an entry with an overrun mark, and what the description knows
-/// of, in front of the first entry after it. A loss that goes on gets a further row for what was added.
+/// of, in front of the first entry after it. A loss that goes on gets a further row for what was added. At the end come overrun
+/// marks that the description knows of entries that aren't there.
 ///
 /// Threads: one. Memory: 256 KiB.
 class RowWriter : public StreamOutput {
@@ -44,6 +46,7 @@ class RowWriter : public StreamOutput {
 
   void AddLoss(const Loss& loss, unsigned char busType);
   void AddLossesBefore(unsigned long time);
+  void AddMarksOfOthers();
   void FindNextLoss();
   [[nodiscard]] unsigned char BusOf(unsigned int channel) const;
 
@@ -52,6 +55,7 @@ class RowWriter : public StreamOutput {
   Description Described;
   RowOrigin Origin;
   std::vector<Told> Losses;
+  LossLedger Marks;               // overrun marks of the entries
   unsigned long NextLoss = ~0ul;  // ns: entries after it come behind a row of a loss
   unsigned long Entries = 0;
   unsigned long LossRows = 0;
