@@ -8,6 +8,7 @@
 #include <filesystem>
 
 #include "stream/DescriptionJson.h"
+#include "system/Compression.h"
 #include "system/Descriptor.h"
 #include "system/Failure.h"
 
@@ -18,9 +19,13 @@ namespace {
 constexpr size_t kLongestDescription = 16u << 20;  // bytes
 constexpr std::string_view kPartEnding = ".part";
 
+bool IsPacked(const std::string& path) { return CompressionOf(path) != Compression::None; }
+
 /// In the order of preference.
 std::vector<std::string> Candidates(const std::string& path) {
   std::vector<std::string> names = {path + ".json"};
+  // Of a file that was compressed later, the description still has the name that the file had.
+  if (IsPacked(path)) names.push_back(std::string(WithoutCompression(path)) + ".json");
   // While records are on their way to this name, a part of a description is theirs.
   std::error_code ignored;
   if (!std::filesystem::exists(path + ".part", ignored)) names.push_back(path + ".json.part");
@@ -57,7 +62,7 @@ void CheckRecords(const Description& description, const std::string& path, unsig
   if (!records) return;
   std::error_code unknown;
   const auto bytes = std::filesystem::file_size(path, unknown);
-  const bool longer = !unknown && description.Complete && bytes > records->Bytes;
+  const bool longer = !unknown && !IsPacked(path) && description.Complete && bytes > records->Bytes;
   if (longer || (records->FirstRecord != 0 && records->FirstRecord != firstRecord))
     throw Failure("describes another recording");
 }

@@ -32,34 +32,82 @@ InputBytes::InputBytes(const std::string& path) : Name(path == "-" ? "standard i
 }
 
 bool InputBytes::Fill(size_t size) {
-  while (Buffer.size() - Begin < size) {
-    if (!WaitForBytes()) return false;
-    Buffer.erase(Buffer.begin(), Buffer.begin() + static_cast<std::ptrdiff_t>(Begin));
-    Offset += std::exchange(Begin, 0);
-    const size_t kept = Buffer.size();
-    Buffer.resize(kept + kBlockSize);
-    const size_t got = ReadSome(Buffer.data() + kept);
-    Buffer.resize(kept + got);
-    if (got == 0) return false;
+  while (Buffer.size() - WindowBegin < size) {
+    Buffer.erase(Buffer.begin(), Buffer.begin() + static_cast<std::ptrdiff_t>(WindowBegin));
+    Offset += std::exchange(WindowBegin, 0);
+    if (!Begun) {
+      if (!Begin()) return false;
+      continue;
+    }
+    if (ReadMore().value_or(0) == 0) return false;
   }
   return true;
 }
 
+/// Reads the first bytes, and finds out whether they are compressed. False when reading is to end.
+bool InputBytes::Begin() {
+  for (bool more = true;;) {
+    if (const auto kind = CompressionOfBytes(Buffer, more)) {
+      Begun = true;
+      if (*kind != Compression::None) Packed = std::make_unique<Unpacked>(*kind, std::exchange(Buffer, {}));
+      return true;
+    }
+    const auto got = ReadSome(Buffer);
+    if (!got) return false;
+    more = *got > 0;
+  }
+}
+
+/// Appends some bytes to the buffer: none at the end, nothing when reading is to end.
+std::optional<size_t> InputBytes::ReadMore() { return Packed ? Unpack() : ReadSome(Buffer); }
+
+std::optional<size_t> InputBytes::Unpack() {
+  if (!MayGoOn()) return std::nullopt;
+  const size_t kept = Buffer.size();
+  Buffer.resize(kept + kBlockSize);
+  size_t got = 0;
+  const auto shrink = [&] { Buffer.resize(kept + got); };
+  const auto read = [this](std::vector<unsigned char>& bytes) {
+    bytes.clear();
+    return ReadSome(bytes);
+  };
+  try {
+    const auto some = Packed->Next(Buffer.data() + kept, kBlockSize, read, Name);
+    got = some.value_or(0);
+    shrink();
+    return some;
+  } catch (...) {
+    shrink();
+    throw;
+  }
+}
+
+bool InputBytes::MayGoOn() {
+  if (Present.MayGoOn && !Present.MayGoOn()) Ended = true;
+  return !Ended;
+}
+
 bool InputBytes::WaitForBytes() {
   for (;;) {
-    if (Present.MayGoOn && !Present.MayGoOn()) Ended = true;
-    if (Ended) return false;
+    if (!MayGoOn()) return false;
     pollfd input{File, POLLIN, 0};
     if (!Waits || poll(&input, 1, kLongestWait) != 0) return true;  // a failure shows at the read
     if (Present.Waits) Present.Waits();
   }
 }
 
-size_t InputBytes::ReadSome(unsigned char* target) {
+/// Appends some bytes of the file: none at its end, nothing when reading is to end.
+std::optional<size_t> InputBytes::ReadSome(std::vector<unsigned char>& bytes) {
+  if (!WaitForBytes()) return std::nullopt;
+  const size_t kept = bytes.size();
+  bytes.resize(kept + kBlockSize);
   for (;;) {
-    const ssize_t got = read(File, target, kBlockSize);
-    if (got >= 0) return static_cast<size_t>(got);
-    if (errno != EINTR) throw Failure(fmt::format("Cannot read {}: {}", Name, ErrnoText(errno)));
+    const ssize_t got = read(File, bytes.data() + kept, kBlockSize);
+    if (got < 0 && errno == EINTR) continue;
+    bytes.resize(kept + static_cast<size_t>(std::max<ssize_t>(got, 0)));
+    if (got < 0) throw Failure(fmt::format("Cannot read {}: {}", Name, ErrnoText(errno)));
+    FromFile += static_cast<unsigned long>(got);
+    return static_cast<size_t>(got);
   }
 }
 

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstddef>
+#include <memory>
 #include <optional>
 #include <span>
 #include <string>
@@ -9,13 +10,15 @@
 #include <vector>
 
 #include "inputs/Reader.h"
+#include "inputs/Unpacked.h"
 #include "system/Descriptor.h"
 
 namespace client {
 
-/// Reads a file, a pipe or standard input through a window that the reader of a format moves on.
+/// Reads a file, a pipe or standard input through a window that the reader of a format moves on. What is compressed (gzip, zstd: by
+/// what it begins with) is read as what it stands for.
 ///
-/// Threads: one. Memory: 1 MiB, and what Need is asked for at once.
+/// Threads: one. Memory: 1 MiB, and what Need is asked for at once; of compressed inputs 1 MiB more, and a Decompressor's.
 class InputBytes {
  public:
   /// Opens a file ("-": standard input).
@@ -28,10 +31,12 @@ class InputBytes {
   /// Failure: Failure when the file can't be read.
   [[nodiscard]] bool Need(size_t size) { return Ready().size() >= size || Fill(size); }
   /// The bytes that are ready, from the window's beginning on. Valid until the next Need.
-  [[nodiscard]] std::span<const unsigned char> Ready() const { return {Buffer.data() + Begin, Buffer.size() - Begin}; }
+  [[nodiscard]] std::span<const unsigned char> Ready() const {
+    return {Buffer.data() + WindowBegin, Buffer.size() - WindowBegin};
+  }
   /// Moves the window on.
   /// @param size  at most Ready().size()
-  void Skip(size_t size) { Begin += size; }
+  void Skip(size_t size) { WindowBegin += size; }
   /// Moves the window on by any number of bytes, reading and forgetting them. False if the input ends before.
   /// Failure: as Need.
   [[nodiscard]] bool SkipFar(unsigned long size);
@@ -44,10 +49,15 @@ class InputBytes {
   /// The last line had its end. Else the input ends in it, or it is longer than kLongestLine.
   [[nodiscard]] bool LineHadEnd() const { return HadEnd; }
 
-  /// Where the window begins, bytes from the beginning of the input.
-  [[nodiscard]] unsigned long Position() const { return Offset + Begin; }
+  /// It is compressed. To be asked once Need was called.
+  [[nodiscard]] bool IsPacked() const { return Packed != nullptr; }
+  /// Becomes true when a compressed input ends too early.
+  [[nodiscard]] std::shared_ptr<const bool> CutOff() const { return Packed->CutOff(); }
+
+  /// Where the window begins, bytes from the beginning of the input; of a compressed one, of what it stands for.
+  [[nodiscard]] unsigned long Position() const { return Offset + WindowBegin; }
   /// Bytes taken from the file so far, and those of the whole file; 0 where that isn't known.
-  [[nodiscard]] unsigned long Taken() const { return Offset + Buffer.size(); }
+  [[nodiscard]] unsigned long Taken() const { return FromFile; }
   [[nodiscard]] unsigned long Size() const { return FileSize; }
   /// A read may wait: it is no regular file.
   [[nodiscard]] bool IsPipe() const { return Waits; }
@@ -57,8 +67,12 @@ class InputBytes {
 
  private:
   [[nodiscard]] bool Fill(size_t size);
+  [[nodiscard]] bool MayGoOn();
   [[nodiscard]] bool WaitForBytes();
-  [[nodiscard]] size_t ReadSome(unsigned char* target);
+  [[nodiscard]] std::optional<size_t> ReadSome(std::vector<unsigned char>& bytes);
+  [[nodiscard]] std::optional<size_t> ReadMore();
+  [[nodiscard]] bool Begin();
+  [[nodiscard]] std::optional<size_t> Unpack();
 
   const std::string Name;
   Attendance Present;
@@ -67,9 +81,12 @@ class InputBytes {
   bool Waits = false;
   bool Ended = false;          // reading is to end
   bool HadEnd = true;          // the line before
+  bool Begun = false;          // it is known whether it is compressed
   unsigned long FileSize = 0;  // bytes
+  unsigned long FromFile = 0;  // bytes read
+  std::unique_ptr<Unpacked> Packed;
   std::vector<unsigned char> Buffer;
-  size_t Begin = 0;          // of the window in the buffer
+  size_t WindowBegin = 0;    // in the buffer
   unsigned long Offset = 0;  // of the buffer in the file
 };
 

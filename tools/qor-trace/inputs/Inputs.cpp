@@ -17,6 +17,8 @@
 #include "inputs/PcapReader.h"
 #include "inputs/PcapngReader.h"
 #include "inputs/PipedReader.h"
+#include "inputs/UnpackedReader.h"
+#include "system/Compression.h"
 #include "system/Failure.h"
 #include "system/InputFile.h"
 #include "system/Text.h"
@@ -44,15 +46,15 @@ std::optional<InputFormat> FormatOfText(std::string_view front) {
 }
 
 InputFormat FormatOfName(const std::string& path) {
-  const std::string extension = ExtensionOf(path);
+  const std::string extension = ExtensionOf(WithoutCompression(path));
   if (extension == ".asc") return InputFormat::Asc;
   if (extension == ".log") return InputFormat::Candump;
   if (extension == ".csv") return InputFormat::Csv;
   return extension == ".mf4" ? InputFormat::Mdf : InputFormat::Bin;
 }
 
-std::unique_ptr<Reader> MakeReader(InputBytes bytes, const std::string& path) {
-  (void)bytes.Need(bytes.IsPipe() ? kFrontOfPipe : kFront);
+/// @param bytes  with those at its front ready
+std::unique_ptr<Reader> MakeReaderOf(InputBytes bytes, const std::string& path) {
   const auto ready = bytes.Ready();
   switch (FormatOfInput(ready.first(std::min(ready.size(), kFront)), path)) {
     case InputFormat::Asc:
@@ -62,6 +64,9 @@ std::unique_ptr<Reader> MakeReader(InputBytes bytes, const std::string& path) {
     case InputFormat::Csv:
       return std::make_unique<CsvReader>(std::move(bytes));
     case InputFormat::Mdf:
+      if (bytes.IsPacked())
+        throw Failure(fmt::format("{} is a compressed measurement file, which can't be read in one go; unpack it first",
+                                  bytes.Shown()));
       return std::make_unique<MdfReader>(path);
     case InputFormat::Pcap:
       return std::make_unique<PcapReader>(std::move(bytes));
@@ -71,6 +76,13 @@ std::unique_ptr<Reader> MakeReader(InputBytes bytes, const std::string& path) {
       break;
   }
   return std::make_unique<BinReader>(std::move(bytes), path);
+}
+
+std::unique_ptr<Reader> MakeReader(InputBytes bytes, const std::string& path) {
+  (void)bytes.Need(bytes.IsPipe() ? kFrontOfPipe : kFront);
+  if (!bytes.IsPacked()) return MakeReaderOf(std::move(bytes), path);
+  const auto cutOff = bytes.CutOff();
+  return std::make_unique<UnpackedReader>(MakeReaderOf(std::move(bytes), path), cutOff);
 }
 
 }  // namespace
@@ -88,7 +100,8 @@ InputFormat FormatOfInput(std::span<const unsigned char> front, const std::strin
 bool IsNameOfInput(const std::string& path) {
   if (path == "-") return true;
   constexpr std::string_view kExtensions[] = {".asc", ".bin", ".mf4", ".pcap", ".pcapng"};
-  return std::find(std::begin(kExtensions), std::end(kExtensions), ExtensionOf(path)) != std::end(kExtensions);
+  return std::find(std::begin(kExtensions), std::end(kExtensions), ExtensionOf(WithoutCompression(path))) !=
+         std::end(kExtensions);
 }
 
 std::unique_ptr<Reader> OpenInput(const std::string& path) {

@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <utility>
 
+#include "system/Compression.h"
 #include "system/Failure.h"
 #include "system/Units.h"
 
@@ -19,7 +20,7 @@ unsigned long CountLines(std::string_view text) {
 
 std::optional<SeriesName> AscSeriesOf(const std::string& path, const AscOptions& options) {
   if (path.empty() || !(options.Split || options.Live)) return std::nullopt;
-  SeriesName series{path.substr(0, path.rfind('.')), ""};
+  SeriesName series{path.substr(0, WithoutCompression(path).rfind('.')), ""};
   series.Ending = path.substr(series.Stem.size());
   RefuseLeftOver({series.Stem, series.Ending + ".part"});
   return series;

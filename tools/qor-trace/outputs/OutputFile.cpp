@@ -19,14 +19,18 @@ std::optional<PartFile> Claim(const std::string& path) {
 }  // namespace
 
 OutputFile::OutputFile(const std::string& path)
-    : Name(path), Part(Claim(path)), File(Part ? Part->File() : STDOUT_FILENO) {}
+    : Name(path), Part(Claim(path)), File(Part ? Part->File() : STDOUT_FILENO) {
+  const Compression kind = CompressionOf(path);
+  if (kind != Compression::None) Packed = std::make_unique<PackedFile>(File, kind);
+}
 
 OutputFile::~OutputFile() {
+  Packed.reset();  // writes what it has
   if (Part && !Worth) Part->Discard();
 }
 
 size_t OutputFile::Write(const unsigned char* bytes, size_t size) {
-  const size_t done = WriteAll(File, bytes, size);
+  const size_t done = Packed ? Packed->Write(bytes, size) : WriteAll(File, bytes, size);
   Worth = Worth || done > 0;
   return done;
 }
@@ -36,6 +40,12 @@ void OutputFile::Fail(int error, unsigned long wholeBytes, unsigned long count, 
   if (Gone) return;
   if (Name.empty()) {
     Sentence = fmt::format("Cannot write to standard output: {}", ErrnoText(error));
+    return;
+  }
+  if (Packed) {
+    Packed.reset();
+    Sentence = fmt::format("Cannot write \"{}\": {}. What was packed before that is in \"{}\"", Name, ErrnoText(error),
+                           Part->PartName());
     return;
   }
   if (wholeBytes == 0) {
@@ -53,6 +63,10 @@ bool OutputFile::Complete(const std::function<std::string()>& beforeNaming) {
   if (!Usable()) return false;
   if (!Part) return true;
   Worth = true;  // even as an empty recording
+  if (Packed && !Packed->End()) {
+    Fail(errno, 0, 0, "");
+    return false;
+  }
   Sentence = Part->Complete(Previous, beforeNaming);
   return Sentence.empty();
 }

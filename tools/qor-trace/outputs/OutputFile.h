@@ -3,14 +3,17 @@
 
 #include <cstddef>
 #include <functional>
+#include <memory>
 #include <optional>
 #include <string>
 
+#include "outputs/PackedFile.h"
 #include "system/PartFile.h"
 
 namespace client {
 
-/// A file that is called NAME.part until it is complete, or standard output. Its name is claimed as long as this lives,
+/// A file that is called NAME.part until it is complete, or standard output. A name that ends in .gz or .zst is that of a
+/// compressed file. Its name is claimed as long as this lives,
 /// even once it is complete: the first file of a series stays claimed until the last one is complete.
 ///
 /// Threads: one.
@@ -28,9 +31,10 @@ class OutputFile {
 
   /// Writes bytes, all if it can.
   /// @return how many were written; fewer than `size` is a failure to pass to Fail; errno says which
+  ///         (or a write before it, if the file is compressed)
   [[nodiscard]] size_t Write(const unsigned char* bytes, size_t size);
 
-  /// Notes a failed write. A file is cut after its first `wholeBytes` bytes, which hold `whole` ("3 entries"). It isn't
+  /// Notes a failed write. A file that isn't compressed is cut after its first `wholeBytes` bytes, which hold `whole` ("3 entries"). It isn't
   /// a failure that the reader of standard output has gone: see ReaderGone.
   void Fail(int error, unsigned long wholeBytes, unsigned long count, const std::string& whole);
 
@@ -53,6 +57,7 @@ class OutputFile {
   const std::string Name;
   std::optional<PartFile> Part;  // none: standard output
   const int File;
+  std::unique_ptr<PackedFile> Packed;  // none: not compressed
   Existing Previous = Existing::Replaced;
   bool Worth = false;  // there is something in the part file
   bool Gone = false;

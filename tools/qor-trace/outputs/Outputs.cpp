@@ -7,6 +7,7 @@
 #include <cerrno>
 #include <set>
 
+#include "system/Compression.h"
 #include "system/DiskSpace.h"
 #include "system/Failure.h"
 #include "system/Text.h"
@@ -34,7 +35,7 @@ Format StandardFormat(const std::string& typed) {
 
 /// By the extension, in large or small letters.
 std::optional<Format> KnownFormatOf(const std::string& path) {
-  const std::string extension = ExtensionOf(path);
+  const std::string extension = ExtensionOf(WithoutCompression(path));
   for (const Format format : kFormats)
     if (extension == std::string(".") + Word(format)) return format;
   return std::nullopt;
@@ -54,7 +55,7 @@ Format FormatOf(const std::string& name) {
   if (const auto format = KnownFormatOf(name)) return *format;
   throw UsageError(
       fmt::format("Output \"{}\" ends in none of .asc, .pcapng, .mf4, .bin, .ndjson, .csv and .log; add one of "
-                  "them",
+                  "them, and .gz or .zst after it for a compressed file",
                   name));
 }
 
@@ -62,6 +63,9 @@ Output PlanOutput(const std::string& name, const std::filesystem::path& folder, 
   if (name == "-") return {standard, ""};
   std::filesystem::path path = (folder / name).lexically_normal();
   const Format format = FormatOf(name);
+  if (format == Format::Mdf && CompressionOf(name) != Compression::None)
+    throw UsageError(fmt::format("Output \"{}\": a measurement file is compressed inside already; write -o {}", name,
+                                 WithoutCompression(name)));
   if (format == Format::Mdf) path.replace_extension(Word(format));  // the only extension that the library uses
   return {format, path.string()};
 }
