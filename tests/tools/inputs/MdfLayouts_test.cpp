@@ -104,7 +104,7 @@ class MdfLayouts : public testing::Test {
     EXPECT_EQ(ReadAll(reader, collector), ReadingEnd::Whole);
     Found = reader.Found();
     Told = reader.Describe();
-    Remarks = reader.Remarks();
+    Notes = reader.Notes();
     return collector.Records;
   }
   std::string Refusal(MdfMaker& file) {
@@ -120,7 +120,7 @@ class MdfLayouts : public testing::Test {
   test::TemporaryDirectory Directory;
   Findings Found;
   Description Told;
-  std::vector<std::string> Remarks;
+  std::vector<std::string> Notes;
 };
 
 TEST_F(MdfLayouts, DataBytesOfFixedLengthAndTimesInSeconds) {
@@ -326,8 +326,8 @@ TEST_F(MdfLayouts, BusesThatShareANumberGetChannelsOfTheirOwn) {
   const auto records = Read(file);
   ASSERT_EQ(records.size(), 2u);
   EXPECT_EQ(ViewOf(records[0]).ChannelId(), 1u);
-  EXPECT_EQ(ViewOf(records[1]).ChannelId(), 2u);
-  EXPECT_EQ(Remarks, std::vector<std::string>{"\"x.mf4\" numbers each kind of bus by itself: LIN 1 is channel 2"});
+  EXPECT_EQ(ViewOf(records[1]).ChannelId(), 101u);
+  EXPECT_EQ(Notes, std::vector<std::string>{"\"x.mf4\" numbers each kind of bus by itself: LIN 1 is channel 101"});
   // Of a frame without a checksum it is the enhanced one: of 0x11 with its parity bits, 1 and 2.
   const LinView frame = ViewOf(records[1]).Lin();
   EXPECT_EQ(frame.Data().size(), 2u);

@@ -147,14 +147,14 @@ TEST_F(MdfReaderTest, SeriesIsReadAsOneRecording) {
   ASSERT_TRUE(fs::exists(Folder / "x_1.mf4"));
   EXPECT_TRUE(Read() == records);
   MdfReader reader(Path);
-  ASSERT_EQ(reader.Remarks().size(), 1u);
-  EXPECT_NE(reader.Remarks()[0].find("x.mf4\" is the first of"), std::string::npos) << reader.Remarks()[0];
+  ASSERT_EQ(reader.Notes().size(), 1u);
+  EXPECT_NE(reader.Notes()[0].find("x.mf4\" is the first of"), std::string::npos) << reader.Notes()[0];
   EXPECT_GT(reader.Size(), fs::file_size(Path));
 
   fs::rename(Folder / "x_1.mf4", Folder / "other.mf4");
   EXPECT_LT(Read().size(), records.size());  // what would follow isn't there
   MdfReader later((Folder / "other.mf4").string());
-  EXPECT_TRUE(later.Remarks().empty());
+  EXPECT_TRUE(later.Notes().empty());
 }
 
 TEST_F(MdfReaderTest, FileOfAnotherRecordingWithTheNameOfALaterOneIsLeftAlone) {

@@ -107,6 +107,7 @@ int Convert(const ConvertArguments& arguments, Signals& signals) {
   Summary summary(arguments.BitRates.Rates());
   const std::string input = InputPath(arguments.Input);
   const auto reader = OpenInput(input);  // refuses what can't be read before an output is made
+  for (const std::string& note : reader->Notes()) Say(note);
   for (const std::string& remark : reader->Remarks()) Say(remark);
   const auto told = [&](Description recording) {
     if (!arguments.Output.Title.empty()) recording.Title = arguments.Output.Title;

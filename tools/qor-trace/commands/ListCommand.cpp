@@ -72,6 +72,7 @@ int ListFile(const ListArguments& arguments, Signals& signals) {
         "A file is listed as it is, without recording; leave out --speed, --memory-limit and --swap-folder");
   const std::string& input = typed.Sources.front();
   const auto reader = OpenInput(input);
+  for (const std::string& note : reader->Notes()) Say(note);
   for (const std::string& remark : reader->Remarks()) Say(remark);
   Description description;
   MessageTable table;

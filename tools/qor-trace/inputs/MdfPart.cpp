@@ -29,8 +29,8 @@ unsigned int MdfChannels::Of(unsigned char bus, unsigned int number) {
   if (known != Numbers.end()) return known->second;
   if (Numbers.size() >= kMost) return 0;
   unsigned int channel = std::max(number, 1u);
-  if (Taken.contains(channel))
-    for (channel = 1; Taken.contains(channel);) ++channel;
+  if (Taken.contains(channel)) channel += 100 * (bus == BusType_Can ? 4u : bus);
+  while (channel == 0 || Taken.contains(channel)) ++channel;
   Taken.emplace(channel, bus);
   return Numbers[{bus, number}] = channel;
 }

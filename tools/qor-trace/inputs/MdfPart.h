@@ -23,7 +23,8 @@
 namespace client {
 
 /// The channel numbers that buses have in records: those of the file, as long as no two buses share one. In a file that
-/// numbers each kind of bus from 1, those that come later get the next number that is free.
+/// numbers each kind of bus by itself, those that come later are counted from 101 (LIN), 201 (FlexRay), 301 (Ethernet) or
+/// 401 (CAN) on.
 class MdfChannels {
  public:
   static constexpr size_t kMost = 4096;

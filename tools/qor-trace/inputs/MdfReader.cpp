@@ -41,7 +41,7 @@ void MdfReader::Open(const std::string& path) {
   Known.Losses.clear();  // the last file knows of all
   Part->AddTo(Known);
   if (Opened == 1) AllSize = Part->File().Size();
-  if (Part->IsMixed() && !Order) Order.emplace(InOrder, Late);
+  if (Part->IsMixed() && !Order) Order.emplace(InOrder, TooLate);
   if (Part->File().IsFinalized()) return;
   Complete = false;
   Seen.AtByte(FindingKind::CutOff, "a file that isn't finalized: its recording was cut off", Part->File().Size());
@@ -63,16 +63,18 @@ void MdfReader::FindSeries() {
 }
 
 std::vector<std::string> MdfReader::Remarks() const {
-  std::vector<std::string> remarks;
+  if (!Part || !Part->Head().IsLocalTime) return {};
+  return {fmt::format("\"{}\" says when it began in the local time of some zone; it is taken for UTC", Paths.front())};
+}
+
+std::vector<std::string> MdfReader::Notes() const {
+  std::vector<std::string> notes;
   if (Paths.size() > 1)
-    remarks.push_back(fmt::format("\"{}\" is the first of {} files of one recording, which are read as one",
-                                  Paths.front(), Paths.size()));
+    notes.push_back(fmt::format("\"{}\" is the first of {} files of one recording, which are read as one",
+                                Paths.front(), Paths.size()));
   if (const std::string renumbered = Channels.RenumberedText(); !renumbered.empty())
-    remarks.push_back(fmt::format("\"{}\" numbers each kind of bus by itself: {}", Paths.front(), renumbered));
-  if (Part && Part->Head().IsLocalTime)
-    remarks.push_back(
-        fmt::format("\"{}\" says when it began in local time of some zone; it is taken for UTC", Paths.front()));
-  return remarks;
+    notes.push_back(fmt::format("\"{}\" numbers each kind of bus by itself: {}", Paths.front(), renumbered));
+  return notes;
 }
 
 bool MdfReader::MayGoOn() {
@@ -88,11 +90,12 @@ const RecordView* MdfReader::Next() {
 }
 
 const RecordView* MdfReader::NextOfParts() {
-  while (Part) {
+  while (!AllRead) {
     if (const RecordView* record = Part->Next()) return record;
     const auto& marked = Part->MarkedLosses();
     Marked.insert(Marked.end(), marked.begin(), marked.end());
-    if (Opened == Paths.size()) return nullptr;
+    AllRead = Opened == Paths.size();
+    if (AllRead) break;
     DoneBytes += Part->File().Size();
     Open(Paths[Opened]);
   }
@@ -117,7 +120,7 @@ const RecordView* MdfReader::NextInOrder() {
 }
 
 void MdfReader::TellLate() {
-  for (const Loss& late : Late.All())
+  for (const Loss& late : TooLate.All())
     Seen.Add(FindingKind::Odd,
              fmt::format("a record of channel {} that is much older than those before it", late.Channel),
              fmt::format("{} ns", late.First), late.Count.value_or(1));

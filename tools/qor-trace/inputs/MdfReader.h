@@ -33,6 +33,7 @@ class MdfReader : public Reader {
   [[nodiscard]] bool Stopped() const override { return Ended; }
   [[nodiscard]] Description Describe() const override;
   [[nodiscard]] std::vector<std::string> Remarks() const override;
+  [[nodiscard]] std::vector<std::string> Notes() const override;
   [[nodiscard]] unsigned long Position() const override;
   [[nodiscard]] unsigned long Size() const override { return AllSize; }
   [[nodiscard]] const Findings& Found() const override { return Seen; }
@@ -61,6 +62,7 @@ class MdfReader : public Reader {
   Description Known;
   std::vector<std::string> Paths;  // of the series
   size_t Opened = 0;               // files of it
+  bool AllRead = false;
   std::unique_ptr<MdfPart> Part;
   unsigned long DoneBytes = 0;  // of the files that were read
   unsigned long AllSize = 0;
@@ -68,7 +70,7 @@ class MdfReader : public Reader {
   bool Complete = true;      // all files up to now
 
   Queue InOrder;
-  LossLedger Late;  // what the queue was handed too late
+  LossLedger TooLate;  // to be put in order
   std::optional<Reorder> Order;
   bool OrderFinished = false;
   std::optional<RecordView> Current;

@@ -47,6 +47,8 @@ class Reader {
   [[nodiscard]] virtual Description Describe() const = 0;
   /// Sentences that a person should read before the first record; mostly none.
   [[nodiscard]] virtual std::vector<std::string> Remarks() const { return {}; }
+  /// Likewise, about what is read: with nothing wrong with it.
+  [[nodiscard]] virtual std::vector<std::string> Notes() const { return {}; }
 
   /// Bytes read so far, and of the whole input; a size of 0 isn't known.
   [[nodiscard]] virtual unsigned long Position() const = 0;
