@@ -125,6 +125,7 @@ int RunCommandLine(std::vector<std::string> arguments, const std::string& versio
     AddConvertCommand(app, action);
     AddListCommand(app, action);
     AddCheckCommand(app, action);
+    AddRecoverCommand(app, action);
     for (CLI::App* command : app.get_subcommands({})) {
       command->set_version_flag("--version", version);
       RefuseEmptyValues(*command);

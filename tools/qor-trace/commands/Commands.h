@@ -16,5 +16,6 @@ void AddRecordCommand(CLI::App& app, Action& action);
 void AddConvertCommand(CLI::App& app, Action& action);
 void AddListCommand(CLI::App& app, Action& action);
 void AddCheckCommand(CLI::App& app, Action& action);
+void AddRecoverCommand(CLI::App& app, Action& action);
 
 }  // namespace client

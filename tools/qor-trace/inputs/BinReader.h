@@ -13,13 +13,19 @@ namespace client {
 
 class BinReader : public Reader {
  public:
+  /// What to do where there is no whole record.
+  enum class AtDamage {
+    Fail,      // a failure
+    PassOver,  // on with the next chain of plausible records; a rest without one was cut off
+  };
+
   /// Unless it is a pipe, its first record is checked, and what lies beside it is read: see FindDescription.
   /// @param path  as opened; "-" for standard input
   /// Failure: Failure when the input doesn't begin with a record.
   explicit BinReader(const std::string& path) : BinReader(InputBytes(path), path) {}
-  BinReader(InputBytes bytes, const std::string& path);
+  BinReader(InputBytes bytes, const std::string& path, AtDamage atDamage = AtDamage::Fail);
 
-  /// Failure: Failure when the file can't be read or does not consist of whole records. When reading was ended, the last
+  /// Failure: Failure when the file can't be read or, unless that was to be gone on after, does not consist of whole records. When reading was ended, the last
   ///          record may be cut.
   [[nodiscard]] const RecordView* Next() override;
 
@@ -30,18 +36,23 @@ class BinReader : public Reader {
   [[nodiscard]] std::vector<std::string> Remarks() const override { return Sentences; }
   [[nodiscard]] unsigned long Position() const override { return Bytes.Taken(); }
   [[nodiscard]] unsigned long Size() const override { return Bytes.Size(); }
-  [[nodiscard]] const Findings& Found() const override { return Nothing; }
+  [[nodiscard]] const Findings& Found() const override { return Seen; }
   [[nodiscard]] unsigned long Records() const override { return Count; }
 
  private:
   [[nodiscard]] unsigned int NextLength() const;
   [[nodiscard]] unsigned long FirstDigest();
+  [[nodiscard]] const RecordView* Hand(unsigned int length);
+  [[nodiscard]] const RecordView* NextPlausible();
+  [[nodiscard]] bool IsSound(unsigned int length);
+  [[nodiscard]] bool BeginsChain();
   [[nodiscard]] Failure Damaged() const;
 
   InputBytes Bytes;
   Description Known;
   std::vector<std::string> Sentences;
-  const Findings Nothing = {};
+  const AtDamage OnDamage;
+  Findings Seen;
   std::optional<RecordView> Current;
   unsigned int Length = 0;  // of the current record
   unsigned long Count = 0;

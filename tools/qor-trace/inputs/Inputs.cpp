@@ -46,7 +46,9 @@ std::optional<InputFormat> FormatOfText(std::string_view front) {
 }
 
 InputFormat FormatOfName(const std::string& path) {
-  const std::string extension = ExtensionOf(WithoutCompression(path));
+  constexpr std::string_view kPart = ".part";
+  const std::string name = path.ends_with(kPart) ? path.substr(0, path.size() - kPart.size()) : path;
+  const std::string extension = ExtensionOf(WithoutCompression(name));
   if (extension == ".asc") return InputFormat::Asc;
   if (extension == ".log") return InputFormat::Candump;
   if (extension == ".csv") return InputFormat::Csv;
@@ -54,7 +56,7 @@ InputFormat FormatOfName(const std::string& path) {
 }
 
 /// @param bytes  with those at its front ready
-std::unique_ptr<Reader> MakeReaderOf(InputBytes bytes, const std::string& path) {
+std::unique_ptr<Reader> MakeReaderOf(InputBytes bytes, const std::string& path, BinReader::AtDamage atDamage) {
   const auto ready = bytes.Ready();
   switch (FormatOfInput(ready.first(std::min(ready.size(), kFront)), path)) {
     case InputFormat::Asc:
@@ -75,14 +77,15 @@ std::unique_ptr<Reader> MakeReaderOf(InputBytes bytes, const std::string& path) 
     case InputFormat::Bin:
       break;
   }
-  return std::make_unique<BinReader>(std::move(bytes), path);
+  return std::make_unique<BinReader>(std::move(bytes), path, atDamage);
 }
 
-std::unique_ptr<Reader> MakeReader(InputBytes bytes, const std::string& path) {
+std::unique_ptr<Reader> MakeReader(InputBytes bytes, const std::string& path,
+                                   BinReader::AtDamage atDamage = BinReader::AtDamage::Fail) {
   (void)bytes.Need(bytes.IsPipe() ? kFrontOfPipe : kFront);
-  if (!bytes.IsPacked()) return MakeReaderOf(std::move(bytes), path);
+  if (!bytes.IsPacked()) return MakeReaderOf(std::move(bytes), path, atDamage);
   const auto cutOff = bytes.CutOff();
-  return std::make_unique<UnpackedReader>(MakeReaderOf(std::move(bytes), path), cutOff);
+  return std::make_unique<UnpackedReader>(MakeReaderOf(std::move(bytes), path, atDamage), cutOff);
 }
 
 }  // namespace
@@ -114,6 +117,11 @@ std::unique_ptr<Reader> OpenInput(const std::string& path) {
   if (!bytes.IsPipe()) return MakeReader(std::move(bytes), path);
   return std::make_unique<PipedReader>(std::move(bytes), kFrontOfPipe,
                                        [path](InputBytes begun) { return MakeReader(std::move(begun), path); });
+}
+
+std::unique_ptr<Reader> OpenDamagedInput(const std::string& path) {
+  CheckInputFile(path);
+  return MakeReader(InputBytes(path), path, BinReader::AtDamage::PassOver);
 }
 
 void RefuseWithoutRecords(const Reader& reader, const std::string& path) {

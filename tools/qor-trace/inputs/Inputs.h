@@ -25,6 +25,8 @@ constexpr size_t kFrontOfPipe = 8;
 /// Opens a file ("-": standard input). What a pipe holds is known once it is read.
 /// Failure: Failure when it can't be read, or isn't what it seems to be; UsageError when standard input is a terminal.
 [[nodiscard]] std::unique_ptr<Reader> OpenInput(const std::string& path);
+/// Likewise, for what a crash has left: a damaged part of raw records is passed over.
+[[nodiscard]] std::unique_ptr<Reader> OpenDamagedInput(const std::string& path);
 
 /// After the whole input was read: one without a single record is a mistake, and not worth an existing output, unless it is
 /// standard input.

@@ -1,0 +1,146 @@
+#include "commands/Conversion.h"
+
+#include <fmt/format.h>
+
+#include <algorithm>
+#include <nlohmann/json.hpp>
+#include <utility>
+
+#include "commands/Conclusion.h"
+#include "commands/ReadingProgress.h"
+#include "inputs/DescriptionBeside.h"
+#include "inputs/Inputs.h"
+#include "stream/FirstRecord.h"
+#include "stream/LossLedger.h"
+#include "stream/OverrunMarks.h"
+#include "stream/Selection.h"
+#include "stream/Tee.h"
+#include "system/Failure.h"
+#include "system/Pace.h"
+#include "system/Terminal.h"
+#include "system/Units.h"
+
+namespace client {
+
+namespace {
+
+bool Has(const OutputPlan& plan, Format format) {
+  return std::any_of(plan.Outputs.begin(), plan.Outputs.end(),
+                     [&](const Output& output) { return output.Kind == format; });
+}
+
+/// The word for it in the JSON summary.
+const char* Word(ReadingEnd end) {
+  switch (end) {
+    case ReadingEnd::Whole:
+      return "input_ended";
+    case ReadingEnd::Declined:
+      return "output_closed";
+    case ReadingEnd::Stopped:
+      return "interrupted";
+  }
+  return "";
+}
+
+/// Is there an output whose times say when something happened? Those of raw records never do.
+bool TimesAreShown(const OutputPlan& plan) {
+  return Has(plan, Format::Asc) || Has(plan, Format::Pcapng) || Has(plan, Format::Mdf) || Has(plan, Format::Candump);
+}
+
+/// Reads all records into the front of the sinks, and these into the outputs. A failure is noted with them: what came
+/// before it is kept.
+std::string ReadInto(OutputSet& outputs, RecordSink& front, const Selection& selected, Summary& summary, Reader& reader,
+                     const ConvertArguments& arguments, Signals& signals) {
+  ReadingProgress progress(reader, signals, arguments.Progress);
+  std::string sentence;
+  auto end = ReadingEnd::Whole;
+  try {
+    end = ReadAll(reader, front, progress.MayGoOn());
+    if (end == ReadingEnd::Whole) RefuseWithoutRecords(reader, arguments.Input);
+  } catch (const Failure& failure) {
+    if (summary.Entries() == 0) throw;  // outputs that got nothing leave nothing
+    sentence = failure.what();
+  }
+  progress.Clear();
+  // A pipe has no known end that could be missing: what came so far is all there is.
+  if (end == ReadingEnd::Stopped && arguments.Input != "-")
+    sentence = fmt::format("Interrupted: the outputs end after {} of \"{}\"",
+                           FormatCount(summary.Entries(), "entry", "entries"), arguments.Input);
+  if (!sentence.empty()) outputs.KeepExisting();
+  outputs.NoteError(sentence);
+  if (!sentence.empty() && end != ReadingEnd::Stopped) return "failed";
+  return selected.EndedBy() != nullptr ? selected.EndedBy() : Word(end);
+}
+
+/// What is known by now, with the times that the first record has fixed.
+Description WithTimesOf(const Description& known, Description now) {
+  now.Epoch = known.Epoch;
+  now.Anchor = known.Anchor;
+  return now;
+}
+
+}  // namespace
+
+OutputPlan PlanOf(const ConvertArguments& arguments) {
+  OutputPlan plan = arguments.Output.Plan();
+  if (plan.Capture.AsExported && Has(plan, Format::Pcapng))
+    throw UsageError("The library exports a .pcapng only of a recording; leave --as-exported or the output out");
+  (void)arguments.Stream.Plan();
+  (void)arguments.Output.Times.FirstTime();
+  (void)arguments.Output.Times.TableFormat();
+  return plan;
+}
+
+int Convert(const std::string& command, Reader& reader, const ConvertArguments& arguments, Signals& signals) {
+  const OutputPlan plan = PlanOf(arguments);
+  const SelectionPlan wanted = arguments.Stream.Plan();
+  const auto firstTime = arguments.Output.Times.FirstTime();
+  const TimeFormat format = arguments.Output.Times.TableFormat();
+  Summary summary(arguments.BitRates.Rates());
+  for (const std::string& note : reader.Notes()) Say(note);
+  for (const std::string& remark : reader.Remarks()) Say(remark);
+  const auto told = [&](Description recording) {
+    if (!arguments.Output.Title.empty()) recording.Title = arguments.Output.Title;
+    return arguments.Stream.Describe(std::move(recording), wanted);
+  };
+  Description description = told(reader.Describe());
+  description.Losses.clear();  // it isn't known yet which of them are selected
+  for (const Output& output : plan.Outputs) CheckWritable(output);
+  OutputSet outputs(plan, description);
+  Tee sinks(outputs, summary);
+  Selection selected(sinks, wanted);
+  LossLedger marks;
+  const auto known = [&] {
+    LossLedger losses(reader.Describe().Losses);
+    losses.Append(marks.All());
+    Description recording = reader.Describe();
+    recording.Losses = selected.Concerned(losses.All());
+    return told(std::move(recording));
+  };
+  Pace marksPace(kBetweenMarks);
+  OverrunMarks marked(selected, marks, [&] {
+    if (marksPace.IsDue()) outputs.Describe(WithTimesOf(description, known()));
+  });
+  // The first record of the file, which needn't be the first one that is selected.
+  FirstRecord started(marked, [&](const RecordView& record) {
+    selected.BeginAt(record.Timestamp());
+    description = known();
+    SetFirstTime(description, record.Timestamp(), firstTime);
+    if (!description.Anchor && (TimesAreShown(plan) || NeedsUtc(format))) Say(UnknownTimeText(arguments.Input));
+    outputs.Describe(description);
+  });
+  const std::string end = ReadInto(outputs, started, selected, summary, reader, arguments, signals);
+  description = WithTimesOf(description, known());
+  description.Complete = description.Complete && end == Word(ReadingEnd::Whole);
+  TakeChannels(description, summary);
+  summary.SetFound(arguments.Input, reader.Found());
+  summary.SetTimes(format, TimesOf(description));
+  {
+    const WaitingLine line("completing the outputs", arguments.Progress);
+    outputs.Finish(description);
+  }
+  return Conclude(command, summary, selected, outputs, arguments.Output, description,
+                  {{"input", arguments.Input}, {"ended_by", end}});
+}
+
+}  // namespace client
