@@ -59,6 +59,29 @@ class LossesTest(ClientTest):
         self.assertEqual(process.returncode, 3, err)
         return json.loads(out)
 
+    def through(self, name):
+        """The ledger of a file, as a conversion to raw records knows it, on the clock of a.bin."""
+        self.run_client("convert", name, "-o", "through.bin", expect=3)
+        here, there = self.description()["clock"]["start"], self.description("through.bin.json")["clock"]["start"]
+        offset = (there["entry_time_ns"] - there["utc_ns"]) - (here["entry_time_ns"] - here["utc_ns"])
+        ledger = self.ledger("through.bin.json")
+        for loss in ledger:
+            loss["first_time_ns"] -= offset
+            loss["last_time_ns"] -= offset
+        return ledger
+
+    def in_whole_microseconds(self, ledger):
+        """What comments of captures hold of it: the first time is rounded down, the last one up."""
+        utc = self.description()["clock"]["start"]["utc_ns"] - self.description()["clock"]["start"]["entry_time_ns"]
+        down = lambda moment: (utc + moment) // 1000 * 1000 - utc
+        return [{**loss, "first_time_ns": down(loss["first_time_ns"]), "last_time_ns": down(loss["last_time_ns"]) + 999}
+                for loss in ledger]
+
+    def assert_in_all_formats(self, stem):
+        self.assertEqual(self.through(stem + ".mf4"), self.ledger())
+        self.assertEqual(self.through(stem + ".asc"), self.ledger())
+        self.assertEqual(self.through(stem + ".pcapng"), self.in_whole_microseconds(self.ledger()))
+
     def sent(self):
         """What the sources have: the same again, as fast as it can be drained, of which nothing is lost."""
         summary = self.summary(*self.SOURCES, "--speed", "max", "-o", "sent.bin")
@@ -68,7 +91,7 @@ class LossesTest(ClientTest):
 
 class HeldProcess(LossesTest):
     def test_ledger_and_entries_are_what_was_sent(self):
-        summary = self.record_and_hold()
+        summary = self.record_and_hold("a.asc", "a.mf4", "a.pcapng")
         sent, got = self.sent(), entries_of(self.contents("a.bin"))
         losses = [loss for loss in self.ledger() if loss["cause"] != "reordering"]  # those are among the entries
         self.assertEqual({loss["cause"] for loss in losses}, {"capture_buffer_full"})
@@ -86,6 +109,7 @@ class HeldProcess(LossesTest):
             self.assertEqual(missing, [])
             self.assertEqual(summary["channels"][channel - 1]["lost"]["count"], sum(loss["count"] for loss in mine))
         self.assertEqual(summary["losses"], self.ledger())
+        self.assert_in_all_formats("a")  # written while it was held
 
 
 class Conversions(LossesTest):
@@ -118,6 +142,22 @@ class Conversions(LossesTest):
         self.assertIn("  LOST: 17 items found the capture buffer full, 1.000000000 s to 2.000000000 s\n", err)
         self.assertIn("  LOST: 4 items were dropped for newer ones, 4.000000000 s to 5.000000000 s\n", err)
         self.assertIn("  LOST: an unknown number of items are missing as the interface was gone, at 1.500000000 s\n", err)
+
+    def test_ledger_survives_every_format_that_holds_it(self):
+        self.run_client("convert", "a.bin", "-o", "b.asc", "-o", "b.mf4", "-o", "b.pcapng", expect=3)
+        self.assert_in_all_formats("b")
+
+    def test_rows_are_in_front_of_what_comes_after_them(self):
+        self.run_client("convert", "a.bin", "-o", "b.ndjson", expect=3)
+        rows = [json.loads(line) for line in self.contents("b.ndjson").splitlines()]
+        told = [row for row in rows if row["kind"] == "loss"]
+        self.assertEqual([(row["channel"], row["cause"], row["time_ns"]) for row in told],
+                         [(loss["channel"], loss["cause"], loss["first_time_ns"]) for loss in self.LOSSES])
+        for row, loss in zip(told, self.LOSSES):
+            place = rows.index(row)
+            mine = [other["time_ns"] for other in rows if other["kind"] != "loss" and other["channel"] == row["channel"]]
+            before = [other["time_ns"] for other in rows[:place] if other["kind"] != "loss" and other["channel"] == row["channel"]]
+            self.assertEqual(before, [moment for moment in mine if moment <= loss["last_time_ns"]])
 
     def test_losses_outside_a_cut_are_left_out(self):
         first = min(moment for _, moment in entries_of(self.contents("a.bin")))
@@ -166,6 +206,13 @@ class OverrunMarks(LossesTest):
     def test_they_are_in_the_ledger(self):
         self.assertEqual(self.ledger(), self.LOSSES)
         self.assertEqual(self.summary_json["losses"], self.LOSSES)
+
+    def test_other_formats_have_them(self):
+        self.run_client("convert", "a.bin", "-o", "b.asc", "-o", "b.mf4", "-o", "b.pcapng", expect=3)
+        self.assertEqual(self.contents("b.asc").count(b"// "), 2, "the version, and the mark, which isn't told twice")
+        self.assert_in_all_formats("b")
+        self.run_client("convert", "b.pcapng", "-o", "c.asc", expect=3)  # whose records have no mark
+        self.assertIn(b"// LOST on LIN 1: an unknown number of items are missing after an overrun mark", self.contents("c.asc"))
 
     def test_conversion_knows_each_once(self):
         self.run_client("convert", "a.bin", "-o", "b.bin", expect=3)

@@ -220,6 +220,38 @@ TEST_F(AscReaderTest, LogThatIsWrittenFromWhatWasReadIsTheSame) {
   EXPECT_EQ(test::FileText(Path), text);
 }
 
+TEST_F(AscReaderTest, LossesComeBackFromTheirComments) {
+  Description known;
+  known.Channels = {{.Number = 1, .BusType = BusType_Can}};
+  known.Losses = {{1, LossCause::CaptureBufferFull, kSecond, kSecond + 1, 17},
+                  {9, LossCause::InterfaceGone, 3 * kSecond, 4 * kSecond, std::nullopt}};
+  for (const bool relative : {false, true}) {
+    AscWriter output(Path, {.Relative = relative});
+    output.Describe(known);
+    for (const unsigned long second : {1ul, 2ul, 5ul}) Put(output, RecordOf(test::CanItem().At(second * kSecond)));
+    ASSERT_TRUE(output.Finish());
+    const WholeInput input = ReadWhole(Path);
+    EXPECT_EQ(input.Known.Losses, known.Losses);
+    EXPECT_EQ(input.Findings(), std::vector<std::string>());
+    ASSERT_EQ(input.Records.size(), 3u);
+    EXPECT_EQ(ViewOf(input.Records[2]).Timestamp(), 5 * kSecond);
+  }
+}
+
+TEST_F(AscReaderTest, LossIsKnownBeforeTheEntryAfterItIsHandedOut) {
+  const std::string text = std::string(kHead) + "1.0 1  123        Rx d 0\n2.0 1  123        Rx d 0\n" +
+                           "// LOST on CAN 1: 3 items found the capture buffer full, 2.000000001 s to 3.000000000 s\n" +
+                           "4.0 1  123        Rx d 0\n" + kTail;
+  std::ofstream(Path) << text;
+  const auto reader = OpenInput(Path);
+  ASSERT_NE(reader->Next(), nullptr);
+  const unsigned long before = reader->LossesKnown();
+  ASSERT_NE(reader->Next(), nullptr);
+  ASSERT_NE(reader->Next(), nullptr);
+  EXPECT_NE(reader->LossesKnown(), before);
+  EXPECT_EQ(reader->Describe().Losses.size(), 1u);
+}
+
 TEST_F(AscReaderTest, LibrarysExportIsReadInEitherBase) {
   // Its lines have no place for the mark of a loss and a CRC error, and it leaves Ethernet's mark out.
   auto all = AllKinds();

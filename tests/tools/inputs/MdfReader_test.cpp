@@ -55,6 +55,22 @@ TEST_F(MdfReaderTest, AllKindsOfRecordsComeBackFromTheClientsFile) {
   EXPECT_EQ(Read(), records);
 }
 
+TEST_F(MdfReaderTest, EventOfALossIsNoMarkOfTheEntryAtItsTime) {
+  const std::vector<Bytes> records = {RecordOf(test::CanItem().At(kSecond).Data({1})),
+                                      RecordOf(test::CanItem().At(2 * kSecond).Data({2})),
+                                      RecordOf(test::CanItem().At(3 * kSecond).Data({3}))};
+  Description known{.Anchor = ClockAnchor{0, kNoon}};
+  known.Channels = {{.Number = 1, .BusType = BusType_Can}};
+  known.Losses = {{1, LossCause::CaptureBufferFull, kSecond, 2 * kSecond, 17}};
+  Write(records, {}, known);
+  EXPECT_EQ(Read(), records);
+  MdfReader reader(Path);
+  Collector collector;
+  EXPECT_EQ(ReadAll(reader, collector), ReadingEnd::Whole);
+  EXPECT_EQ(reader.Describe().Losses, known.Losses);
+  EXPECT_TRUE(reader.Found().Empty());
+}
+
 TEST_F(MdfReaderTest, WhatTheLibrarysOwnConventionHoldsComesBackFromIt) {
   const auto records = EveryKindOfTheExport();
   Write(records, {.AsExported = true});

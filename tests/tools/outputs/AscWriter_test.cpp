@@ -255,5 +255,30 @@ TEST_F(AscWriterTest, MoreThanTheBufferHoldsIsWrittenInOrder) {
   }
 }
 
+TEST_F(AscWriterTest, LossIsACommentBeforeTheFirstLineOfItsChannelAfterIt) {
+  Description description = StartedAt(kBegin, kBegin);
+  description.Channels = {{.Number = 1, .BusType = BusType_Can}};
+  description.Losses = {{1, LossCause::CaptureBufferFull, kBegin + 1'000'000, kBegin + 2'000'000, 17},
+                        {2, LossCause::InterfaceGone, kBegin + 1'000'000, kBegin + 1'000'000, std::nullopt},
+                        {1, LossCause::OverrunMark, kBegin + 4'000'000, kBegin + 5'000'000, std::nullopt}};
+  std::vector<Bytes> records;
+  for (unsigned long ms = 1; ms <= 3; ++ms) records.push_back(RecordOf(test::CanItem().At(kBegin + ms * 1'000'000)));
+  records.push_back(RecordOf(test::CanItem().At(kBegin + 4'000'000).Overrun()));
+  records.push_back(RecordOf(test::CanItem().At(kBegin + 5'000'000)));
+  Write(records, {}, description);
+  const std::string text = Text("x.asc");
+  EXPECT_EQ(text.substr(text.find("0.001456")),
+            "0.001456 1  0          Rx d 0\n"
+            "0.002456 1  0          Rx d 0\n"
+            "// LOST on CAN 1: 17 items found the capture buffer full, 0.001456000 s to 0.002456000 s\n"
+            "0.003456 1  0          Rx d 0\n"
+            "0.004456 1  0          Rx d 0\n"
+            "// 0.004456 CAN 1: overrun, data were lost here\n"
+            "0.005456 1  0          Rx d 0\n"
+            "// LOST on channel 2: an unknown number of items are missing as the interface was gone, 0.001456000 s to "
+            "0.001456000 s\n"
+            "End TriggerBlock\n");
+}
+
 }  // namespace
 }  // namespace client

@@ -175,6 +175,34 @@ TEST_F(MdfOutputTest, CommentSaysWhoRecordedAndWhatWasLost) {
       << comment;
 }
 
+TEST_F(MdfOutputTest, LossIsAnEventAtItsTime) {
+  constexpr unsigned long kSecond = 1'000'000'000;
+  MdfOutput output(Path, {});
+  Description description{.Anchor = ClockAnchor{0, Noon}};
+  description.Losses = {{1, LossCause::CaptureBufferFull, 1 * kSecond, 2 * kSecond, 17},
+                        {1, LossCause::OverrunMark, 3 * kSecond, 4 * kSecond, std::nullopt},
+                        {7, LossCause::InterfaceGone, 5 * kSecond, 6 * kSecond, std::nullopt}};
+  output.Describe(description);
+  for (unsigned long second = 1; second <= 6; ++second) {
+    const auto item = test::CanItem().At(second * kSecond).Data({1});
+    EXPECT_TRUE(Put(output, RecordOf(second == 3 ? test::CanItem().At(3 * kSecond).Data({1}).Overrun() : item)));
+    output.Describe(description);
+  }
+  EXPECT_TRUE(output.Finish());
+  StrictMdfReader reader(StrictMdfReader::Load(Path));
+  reader.ReadFile();
+  EXPECT_EQ(reader.Report(), "");
+  std::vector<std::string> names;
+  for (const size_t event : reader.Of("EV")) names.push_back(reader.Text(StrictMdfReader::LinkOf(reader.At(event), 3)));
+  std::erase(names, "");  // begin and end of the recording
+  std::sort(names.begin(), names.end());
+  EXPECT_EQ(names, (std::vector<std::string>{
+                       "Data lost after this entry",
+                       "LOST on CAN 1: 17 items found the capture buffer full, 1.000000000 s to 2.000000000 s",
+                       "LOST on channel 7: an unknown number of items are missing as the interface was gone, "
+                       "5.000000000 s to 6.000000000 s"}));
+}
+
 TEST_F(MdfOutputTest, PartIsUpToDateAfterAPause) {
   MdfOutput output(Path, {});
   EXPECT_TRUE(Put(output, RecordOf(test::CanItem().Data({1}))));

@@ -59,10 +59,11 @@ TEST_F(RowWriterTest, LossesStandInFrontOfTheFirstEntryAfterThem) {
                         {1, LossCause::InterfaceGone, 900, 950, std::nullopt}};
   RowWriter writer(Path, RowFormat::Ndjson);
   writer.Describe(description);
-  for (const unsigned long time : {100ul, 200ul, 250ul, 300ul}) EXPECT_TRUE(Put(writer, CanAt(time)));
+  EXPECT_TRUE(Put(writer, RecordOf(test::CanItem().At(100).Overrun().Data({1}))));
+  for (const unsigned long time : {200ul, 250ul, 300ul}) EXPECT_TRUE(Put(writer, CanAt(time)));
   EXPECT_TRUE(writer.Finish());
-  EXPECT_EQ(Times(), "100 200 250 150-250:7 300 900-950:1");
-  EXPECT_EQ(Rows()[3]["bus"], "flexray");
+  EXPECT_EQ(Times(), "100 100-100:1 200 250 150-250:7 300 900-950:1");
+  EXPECT_EQ(Rows()[4]["bus"], "flexray");
 }
 
 TEST_F(RowWriterTest, ALossThatGoesOnHasAFurtherRowForWhatWasAdded) {

@@ -1,7 +1,6 @@
 // What a command says at the end, and its exit code.
 #pragma once
 
-#include <chrono>
 #include <cstddef>
 #include <nlohmann/json_fwd.hpp>
 #include <string>
@@ -16,9 +15,6 @@ namespace client {
 
 /// Names the channels of a summary by their sources, and adds what they lost.
 void TakeChannels(const Description& description, Summary& summary);
-
-/// Real time between two descriptions that tell outputs of overrun marks: a bus may mark entry after entry.
-constexpr std::chrono::milliseconds kBetweenMarks{100};
 
 /// ns for which entries of this many sources are held back to be put in order; 0 for one, whose entries are in order.
 [[nodiscard]] unsigned long OrderingWindow(size_t sources);

@@ -3,10 +3,12 @@
 #include <fmt/format.h>
 
 #include <algorithm>
+#include <functional>
 #include <nlohmann/json.hpp>
 #include <utility>
 
 #include "commands/Conclusion.h"
+#include "commands/LossNews.h"
 #include "commands/ReadingProgress.h"
 #include "inputs/DescriptionBeside.h"
 #include "inputs/Inputs.h"
@@ -16,7 +18,6 @@
 #include "stream/Selection.h"
 #include "stream/Tee.h"
 #include "system/Failure.h"
-#include "system/Pace.h"
 #include "system/Terminal.h"
 #include "system/Units.h"
 
@@ -117,12 +118,12 @@ int Convert(const std::string& command, Reader& reader, const ConvertArguments& 
     recording.Losses = selected.Concerned(losses.All());
     return told(std::move(recording));
   };
-  Pace marksPace(kBetweenMarks);
-  OverrunMarks marked(selected, marks, [&] {
-    if (marksPace.IsDue()) outputs.Describe(WithTimesOf(description, known()));
-  });
+  LossNews news([&] { outputs.Describe(WithTimesOf(description, known())); });
+  OverrunMarks marked(selected, marks, std::ref(news));
+  InputLosses between(
+      marked, [&] { return reader.LossesKnown(); }, news);
   // The first record of the file, which needn't be the first one that is selected.
-  FirstRecord started(marked, [&](const RecordView& record) {
+  FirstRecord started(between, [&](const RecordView& record) {
     selected.BeginAt(record.Timestamp());
     description = known();
     SetFirstTime(description, record.Timestamp(), firstTime);

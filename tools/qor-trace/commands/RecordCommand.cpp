@@ -1,5 +1,6 @@
 // qor-trace record
 #include <filesystem>
+#include <functional>
 #include <memory>
 #include <nlohmann/json.hpp>
 #include <utility>
@@ -7,6 +8,7 @@
 #include "commands/BitRateArguments.h"
 #include "commands/Commands.h"
 #include "commands/Conclusion.h"
+#include "commands/LossNews.h"
 #include "commands/OutputArguments.h"
 #include "commands/RecordingArguments.h"
 #include "commands/StreamArguments.h"
@@ -16,7 +18,6 @@
 #include "stream/Selection.h"
 #include "stream/Tee.h"
 #include "system/Failure.h"
-#include "system/Pace.h"
 #include "system/Terminal.h"
 
 namespace client {
@@ -74,10 +75,8 @@ int Record(const RecordArguments& arguments, Signals& signals) {
     recording.Losses = selected.Concerned(recording.Losses);
     outputs.Describe(told(std::move(recording)));
   };
-  Pace marksPace(kBetweenMarks);
-  OverrunMarks marked(selected, losses, [&] {
-    if (marksPace.IsDue()) tell(recorder.Describe());
-  });
+  LossNews news([&] { tell(recorder.Describe()); });
+  OverrunMarks marked(selected, losses, std::ref(news));
   Reorder ordered(marked, losses, OrderingWindow(sources.size()));
   const End end = recorder.Run(
       ordered, [&](const std::string& sentence) { outputs.NoteError(sentence); }, tell);

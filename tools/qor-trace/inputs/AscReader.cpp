@@ -6,6 +6,7 @@
 #include <utility>
 
 #include "inputs/AscSeries.h"
+#include "stream/LossComment.h"
 
 namespace client {
 
@@ -124,6 +125,7 @@ const RecordView* AscReader::Read(std::string_view line) {
   line.remove_prefix(begin);
   if (DigitValue(line[0]) < 10 || line[0] == '-') return ReadEvent(line);
   if (const auto remark = RemarkOf(line)) return ReadRemark(*remark);
+  if (TakeLoss(line)) return nullptr;
   TakeHead(line);
   return nullptr;
 }
@@ -197,6 +199,7 @@ bool AscReader::NextIsComment() { return Pieces.empty() && Lines->NextBeginsWith
 void AscReader::TakeRemarks(AscEvent& event) {
   while (!Waiting && NextIsComment()) {
     const auto comment = NextLine();
+    if (comment && TakeLoss(*comment)) continue;
     const auto remark = comment ? RemarkOf(*comment) : std::nullopt;
     if (remark && !Apply(*remark, event)) Waiting = remark;
   }
@@ -216,6 +219,20 @@ std::optional<AscReader::Remark> AscReader::RemarkOf(std::string_view comment) {
   if (line.Take("the frame above has a CRC error")) return Remark{Remark::Word::CrcError, *bus, *channel, *column};
   if (line.Take("malformed record of")) return Remark{Remark::Word::Malformed, *bus, *channel, *column};
   return std::nullopt;
+}
+
+/// "// LOST on CAN 1: 311 items found the capture buffer full, 1.500000000 s to 1.612000000 s". False for another text.
+bool AscReader::TakeLoss(std::string_view line) {
+  constexpr std::string_view kComment = "// ";
+  if (!line.starts_with(kComment)) return false;
+  auto loss = LossFromComment(line.substr(kComment.size()));
+  if (!loss || loss->Channel > AscChannels::kGreatest) return false;
+  TextScan words(line);
+  words.SkipWords(3);
+  if (const auto bus = BusNamed(words.Word())) loss->Channel = Channels.Of(*bus, loss->Channel);
+  Losses.Add(*loss);
+  ++LossCount;
+  return true;
 }
 
 /// False for a remark that isn't of this event.
@@ -253,6 +270,7 @@ Description AscReader::Describe() const {
   Description known;
   known.Complete = !IsCut;
   known.Channels = Channels.Describe();
+  known.Losses = Losses.All();
   if (Since1970) {
     known.Epoch = ClockEpoch::Since1970;
   } else if (const auto& date = Head.Date(); date && !Head.IsExport() && CountsSince1970(date->Utc)) {

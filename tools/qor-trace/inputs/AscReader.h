@@ -15,6 +15,7 @@
 #include "inputs/MadeRecord.h"
 #include "inputs/Reader.h"
 #include "inputs/TextLines.h"
+#include "stream/LossLedger.h"
 
 namespace client {
 
@@ -35,6 +36,7 @@ class AscReader : public Reader {
   void Attend(Attendance attendance) override;
   [[nodiscard]] bool Stopped() const override { return Lines->Stopped(); }
   [[nodiscard]] Description Describe() const override;
+  [[nodiscard]] unsigned long LossesKnown() const override { return LossCount; }
   [[nodiscard]] unsigned long Position() const override { return BytesBefore + Lines->Position(); }
   [[nodiscard]] unsigned long Size() const override { return SeriesSize; }
   [[nodiscard]] const Findings& Found() const override { return Noted; }
@@ -59,6 +61,7 @@ class AscReader : public Reader {
   [[nodiscard]] const RecordView* ReadRemark(const Remark& remark);
   [[nodiscard]] static std::optional<Remark> RemarkOf(std::string_view comment);
   [[nodiscard]] static bool Apply(const Remark& remark, AscEvent& event);
+  [[nodiscard]] bool TakeLoss(std::string_view line);
   void TakeHead(std::string_view line);
   void TakeRemarks(AscEvent& event);
   void FollowBase(const AscEvent& event);
@@ -86,6 +89,8 @@ class AscReader : public Reader {
   unsigned long Count = 0;
   bool Since1970 = false;
   bool IsCut = false;
+  LossLedger Losses;            // that comments tell of
+  unsigned long LossCount = 0;  // such comments
   Findings Noted;
 };
 

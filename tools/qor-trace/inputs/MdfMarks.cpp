@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "inputs/MdfFrames.h"
+#include "stream/LossComment.h"
 
 namespace client {
 
@@ -84,10 +85,12 @@ std::vector<MdfMark> ReadMdfMarks(MdfBlocks& file, unsigned long firstEvent,
       found.AtByte(FindingKind::Unread, "events beyond the first 200000", block->Position);
       break;
     }
+    const std::string text = file.Text(block->Link(3));
+    if (LossFromComment(text)) continue;  // it stands in the comment of the header as well
     MdfMark mark;
     std::optional<MdfBus> bus;
     for (size_t scope = kEventLinks; !bus && scope < block->Links.size(); ++scope) bus = busOf(block->Links[scope]);
-    const bool known = TakeText(mark, file.Text(block->Link(3))) || type == kAcquisitionInterrupt;
+    const bool known = TakeText(mark, text) || type == kAcquisitionInterrupt;
     if (bus) mark.Of = *bus;
     if (!known || !bus || !IsOfBus(mark) || fields.At<unsigned char>(1) != kTimeInSeconds) {
       found.AtByte(FindingKind::LeftOut, "an event that is of no bus", block->Position);

@@ -45,6 +45,8 @@ class Reader {
   /// What the input says of the recording by now: what isn't known before the first record may be known after it, what
   /// stands at the end of a file after the last one.
   [[nodiscard]] virtual Description Describe() const = 0;
+  /// Another number once Describe() has further losses, as where they stand between the records.
+  [[nodiscard]] virtual unsigned long LossesKnown() const { return 0; }
   /// Sentences that a person should read before the first record; mostly none.
   [[nodiscard]] virtual std::vector<std::string> Remarks() const { return {}; }
   /// Likewise, about what is read: with nothing wrong with it.

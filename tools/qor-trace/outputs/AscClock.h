@@ -41,6 +41,11 @@ class AscClock {
   /// The next line is the first one of its file.
   void BeginFile() { LineBefore = 0; }
 
+  /// ns since the date, of a moment that is no line's; 0 before it.
+  [[nodiscard]] unsigned long SinceDate(unsigned long entryTime) const {
+    return IsBeforeDate(entryTime) ? 0 : entryTime - Start.EntryTime + Offset;
+  }
+
   /// The date of all files of the log in local time, as in "Sun Nov 15 09:00:19.123 am 2026".
   [[nodiscard]] std::string Date() const;
   /// Entries that happened before it.
@@ -49,11 +54,14 @@ class AscClock {
  private:
   /// Units of the last decimal since the date, rounded.
   unsigned long TicksOf(unsigned long entryTime) {
-    if (entryTime < Start.EntryTime && Start.EntryTime - entryTime > Offset) {
+    if (IsBeforeDate(entryTime)) {
       ++EarlyEntries;
       return 0;
     }
     return (entryTime - Start.EntryTime + Offset + TickLength / 2) / TickLength;
+  }
+  [[nodiscard]] bool IsBeforeDate(unsigned long entryTime) const {
+    return entryTime < Start.EntryTime && Start.EntryTime - entryTime > Offset;
   }
 
   const AscStart Start;

@@ -7,6 +7,8 @@
 #include <nlohmann/json.hpp>
 
 #include "outputs/AscText.h"
+#include "stream/KindText.h"
+#include "stream/LossComment.h"
 #include "system/Failure.h"
 #include "system/Units.h"
 
@@ -52,10 +54,17 @@ AscWriter::~AscWriter() {
   }
 }
 
+void AscWriter::Describe(const Description& description) {
+  Described = description;
+  Untold.Describe(description.Losses);
+}
+
 bool AscWriter::Take(const RecordView& record) {
   if (!Files.Usable()) return false;
   if (!Clock) Begin();
   if (FileIsFull()) BeginNextFile();
+  AppendLosses(Untold.Before(record));
+  if (record.HasOverrunMark()) Untold.Shown(record);
   const AscTime time = Clock->Next(record.Timestamp());
   char* const begin = Room(AscRoom(record));
   const ComposedLine line = ComposeAscLine(Style, record, time, begin);
@@ -74,6 +83,7 @@ void AscWriter::Pause() {
 bool AscWriter::Finish() {
   if (!Files.Usable()) return false;
   if (!Clock) Begin();  // even a log without entries has a header
+  AppendLosses(Untold.Rest());
   EndFile();
   return Error().empty();
 }
@@ -89,6 +99,16 @@ void AscWriter::Append(const std::string& text) {
   Used += text.size();
 }
 
+void AscWriter::AppendLosses(const std::vector<Loss>& losses) {
+  for (Loss loss : losses) {
+    const ChannelDescription* const channel = FindChannel(Described, loss.Channel);
+    loss.First = Clock->SinceDate(loss.First);
+    loss.Last = Clock->SinceDate(loss.Last);
+    Append(fmt::format(
+        "// {}\n", LossComment(channel != nullptr && channel->BusType ? BusName(*channel->BusType) : "channel", loss)));
+  }
+}
+
 void AscWriter::Flush() {
   if (Used == 0) return;
   Files.Write({Buffer.get(), Used});
@@ -97,7 +117,8 @@ void AscWriter::Flush() {
 }
 
 void AscWriter::Begin() {
-  Clock.emplace(AscStart{Times.Start, Times.Utc.value_or(0)}, Style.Decimals, Options.Relative);
+  const TimeBase times = TimesOf(Described);
+  Clock.emplace(AscStart{times.Start, times.Utc.value_or(0)}, Style.Decimals, Options.Relative);
   BeginFile();
 }
 

@@ -15,6 +15,7 @@
 #include "outputs/Omissions.h"
 #include "outputs/Outputs.h"
 #include "outputs/StreamOutput.h"
+#include "outputs/UntoldLosses.h"
 #include "record/RecordView.h"
 #include "system/Pace.h"
 #include "system/PartSeries.h"
@@ -23,6 +24,8 @@ namespace client {
 
 /// Writes NAME.asc, or a series NAME.asc, NAME_1.asc, ... of limited size: a file ends after the entry that takes it beyond
 /// its limit, and the next one begins with the next entry.
+///
+/// A loss is a comment in front of the first line of its channel after it.
 ///
 /// The header is composed with the first entry. Its date is the start of the recording as it is described, 1970 where that isn't
 /// known.
@@ -38,7 +41,7 @@ class AscWriter : public StreamOutput {
   AscWriter(const AscWriter&) = delete;
   AscWriter& operator=(const AscWriter&) = delete;
 
-  void Describe(const Description& description) override { Times = TimesOf(description); }
+  void Describe(const Description& description) override;
   [[nodiscard]] bool Take(const RecordView& record) override;
   /// Writes what is left; to a file that isn't live, at most once a second. A failure shows at the next entry.
   void Pause() override;
@@ -55,6 +58,7 @@ class AscWriter : public StreamOutput {
   [[nodiscard]] std::string FileName(unsigned long number) const;
   [[nodiscard]] char* Room(size_t bytes);
   void Append(const std::string& text);
+  void AppendLosses(const std::vector<Loss>& losses);
   void Begin();
   void BeginFile();
   void EndFile();
@@ -74,7 +78,8 @@ class AscWriter : public StreamOutput {
   unsigned long Written = 0;       // bytes of the open file that have left the buffer
   unsigned long FileNumber = 0;    // of the open file in its series
   bool FileHasEntries = false;     // the open one
-  TimeBase Times;
+  Description Described;
+  UntoldLosses Untold;
   std::optional<AscClock> Clock;  // from the first entry on
   unsigned long LatestTime = 0;   // since the date, units of the last decimal
   Omissions Omitted{kAscOmissions};

@@ -8,6 +8,7 @@
 #include <nlohmann/json.hpp>
 
 #include "stream/KindText.h"
+#include "stream/LossComment.h"
 #include "system/Failure.h"
 #include "system/Host.h"
 #include "system/Units.h"
@@ -18,8 +19,11 @@ namespace {
 
 constexpr const char* kExtension = ".mf4";
 constexpr std::chrono::seconds kFlushInterval{1};
-constexpr unsigned int kWorkers = 2;         // threads that pack
-constexpr unsigned long kFlushCheck = 4096;  // records between two looks at the clock
+constexpr unsigned int kWorkers = 2;                        // threads that pack
+constexpr unsigned char kInterrupted = 1;                   // kind of an event
+constexpr unsigned char kError = 1;                         // its cause
+constexpr unsigned long kBetweenLossMarks = 1'000'000'000;  // ns
+constexpr unsigned long kFlushCheck = 4096;                 // records between two looks at the clock
 
 constexpr unsigned long kBeforeStart = 1000000000;  // ns that entries may lie before the start of the recording
 
@@ -146,13 +150,16 @@ MdfOutput::~MdfOutput() {
 
 void MdfOutput::Describe(const Description& description) {
   Times = TimesOf(description);
-  if (!Options.AsExported) File.Recording_Set(RecordingInfoOf(description, Zero));
+  if (Options.AsExported) return;
+  Untold.Describe(description.Losses);
+  File.Recording_Set(RecordingInfoOf(description, Zero));
 }
 
 bool MdfOutput::Take(const RecordView& record) {
   if (!Sentence.empty()) return false;
   if (!Start) Begin();
   Latest = std::max(Latest, InFile(record.Timestamp()));
+  MarkLossesBefore(record);
   if (const auto omission = MdfOmissionOf(record, Options.AsExported)) {
     Omitted.Count(*omission);
     return true;
@@ -168,6 +175,29 @@ void MdfOutput::Begin() {
   Zero = Times.Start - std::min(Times.Start, kBeforeStart);
   Start = Times.IsKnown() ? Times.UtcOf(Zero) : 0;
   File.StartTime_Reset(*Start, false);
+}
+
+/// Once a second of the file at most: a loss may go on for long, and what is added to it comes with the next mark.
+void MdfOutput::MarkLossesBefore(const RecordView& record) {
+  if (record.HasOverrunMark()) Untold.Shown(record);
+  const unsigned long time = InFile(record.Timestamp());
+  if (time < NextLossMark) return;
+  const std::vector<Loss> losses = Untold.Before(record);
+  if (losses.empty()) return;
+  MarkLosses(losses);
+  NextLossMark = time + kBetweenLossMarks;
+}
+
+void MdfOutput::MarkLosses(const std::vector<Loss>& losses) {
+  for (Loss loss : losses) {
+    loss.First = InFile(loss.First);
+    loss.Last = InFile(loss.Last);
+    const auto bus = Buses.lower_bound({loss.Channel, 0});
+    if (bus != Buses.end() && bus->first == loss.Channel)
+      File.Event(LossComment(BusName(bus->second), loss), kInterrupted, kError, loss.First, loss.Channel, bus->second);
+    else
+      File.Event(LossComment("channel", loss), kInterrupted, kError, loss.First);
+  }
 }
 
 unsigned long MdfOutput::InFile(unsigned long time) const { return time - std::min(time, Zero); }
@@ -197,6 +227,7 @@ bool MdfOutput::Finish() {
   if (!Sentence.empty()) return false;
   errno = 0;
   if (!Start) Begin();  // of an empty recording
+  MarkLosses(Untold.Rest());
   if (!File.File_Close(Latest)) Fail();
   Series.DiscardNext();
   if (Sentence.empty()) Sentence = Series.CompleteCurrent(Previous);

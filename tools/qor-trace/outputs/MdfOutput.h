@@ -11,6 +11,7 @@
 #include "outputs/Omissions.h"
 #include "outputs/Outputs.h"
 #include "outputs/StreamOutput.h"
+#include "outputs/UntoldLosses.h"
 #include "record/RecordView.h"
 #include "system/Pace.h"
 #include "system/PartSeries.h"
@@ -46,6 +47,8 @@ enum class MdfOmission {
 /// The file's start time is that of the recording, and its records count from there. The clock of entries that was running
 /// before, or counts since 1970, may bring entries from shortly before the start: their files begin a second earlier.
 ///
+/// A loss is an event of the file at its time, and stands in the comment.
+///
 /// Threads: one, and two of the library's that pack. Memory: two data blocks of 2 MiB for each bus and kind of event that
 /// comes, and 21 MiB for what is being packed.
 class MdfOutput : public StreamOutput {
@@ -75,6 +78,8 @@ class MdfOutput : public StreamOutput {
  private:
   void Begin();
   [[nodiscard]] unsigned long InFile(unsigned long time) const;
+  void MarkLossesBefore(const RecordView& record);
+  void MarkLosses(const std::vector<Loss>& losses);
   [[nodiscard]] bool Insert(const RecordView& record);
   void NextFile();
   bool ClaimNext();
@@ -87,6 +92,8 @@ class MdfOutput : public StreamOutput {
   std::set<std::pair<unsigned int, unsigned char>> Buses;  // channel and bus of those that the file has
   std::vector<unsigned char> Entry;
   TimeBase Times;
+  UntoldLosses Untold;
+  unsigned long NextLossMark = 0;      // ns in the file: losses before records after it are marked
   std::optional<unsigned long> Start;  // ns since 1970; from the first entry on
   unsigned long Zero = 0;              // time of entries at Start, ns
   unsigned long Latest = 0;            // ns, the greatest time so far

@@ -50,6 +50,7 @@ constexpr unsigned short kDropped = 5;             // isb_ifdrop
 
 constexpr char kFilterIsText = 0;
 constexpr size_t kLongestText = 1000;  // bytes of an option
+constexpr size_t kMostDrops = 7;       // that a packet's comment has room for
 
 constexpr unsigned char kNanoseconds = 9;
 constexpr unsigned int kInbound = 1;
@@ -160,7 +161,7 @@ PcapngWriter::PcapngWriter(ByteSink& sink, const PcapngOptions& options)
 void PcapngWriter::Describe(const Description& description) {
   Described = description;
   Times = TimesOf(description);
-  for (auto& [key, interface] : Interfaces) NoteLosses(key, interface);
+  Untold.Describe(description.Losses);
 }
 
 /// Composes what stands in front of the first packet.
@@ -199,7 +200,7 @@ bool PcapngWriter::Take(const RecordView& record) {
     return FailedWith == 0;
   }
   const unsigned long time = record.Timestamp();
-  const DropNote drops = time > interface->NextDrop ? TakeDrops(*interface, time) : DropNote();
+  const DropNote drops = TakeDrops(record);
   if (!WritePacket(interface->Number, Times.UtcOf(time), packet, drops)) return false;
   if (!packet.AlsoOnChannelB) return true;
   MoveToChannelB(packet);
@@ -218,7 +219,6 @@ PcapngWriter::Interface& PcapngWriter::AddInterface(const InterfaceKey& key, con
   const auto number = static_cast<unsigned int>(Interfaces.size());
   Latest = Interfaces.try_emplace(key, Interface{.Number = number}).first;
   WriteInterface(key, bus);
-  NoteLosses(key, Latest->second);
   return Latest->second;
 }
 
@@ -274,53 +274,27 @@ bool PcapngWriter::WritePacket(unsigned int interface, unsigned long time, const
   return true;
 }
 
-/// Takes over what the description says of the losses of an interface's channel; what was told of them stays told.
-void PcapngWriter::NoteLosses(const InterfaceKey& key, Interface& interface) {
-  for (const Loss& loss : Described.Losses) {
-    if (loss.Channel != key.first) continue;
-    const auto same = [&](const Drop& drop) { return drop.What.Cause == loss.Cause && drop.What.First == loss.First; };
-    const auto known = std::find_if(interface.Drops.begin(), interface.Drops.end(), same);
-    if (known == interface.Drops.end())
-      interface.Drops.push_back({loss});
-    else
-      known->What = loss;
-  }
-  FindNextDrop(interface);
-}
-
-void PcapngWriter::FindNextDrop(Interface& interface) {
-  interface.NextDrop = ~0ul;
-  for (const Drop& drop : interface.Drops)
-    if (!drop.Named || drop.What.Count.value_or(0) > drop.Told)
-      interface.NextDrop = std::min(interface.NextDrop, drop.What.Last);
-}
-
-/// The losses that lie before a packet and that no packet has told.
-PcapngWriter::DropNote PcapngWriter::TakeDrops(Interface& interface, unsigned long time) const {
+/// The losses that lie before a record and that no packet has told; as many as a comment holds.
+PcapngWriter::DropNote PcapngWriter::TakeDrops(const RecordView& record) {
   DropNote note;
-  for (Drop& drop : interface.Drops) {
-    const unsigned long count = drop.What.Count.value_or(0) - drop.Told;
-    if (drop.What.Last >= time || (drop.Named && count == 0)) continue;
-    note.Count += count;
+  for (const Loss& loss : Untold.Before(record, kMostDrops)) {
+    if (IsMissing(loss.Cause)) note.Count += loss.Count.value_or(0);
     if (!note.Comment.empty()) note.Comment += '\n';
-    note.Comment += LossText(drop.What.Cause, drop.What.Count ? std::optional(count) : std::nullopt,
-                             Times.UtcOf(drop.What.First), Times.UtcOf(drop.What.Last));
-    drop.Told += count;
-    drop.Named = true;
+    note.Comment += LossText(loss.Cause, loss.Count, Times.UtcOf(loss.First), Times.UtcOf(loss.Last));
   }
-  FindNextDrop(interface);
   return note;
 }
 
 /// Of a channel whose losses aren't all counted it isn't said how much is missing.
-bool PcapngWriter::WriteStatistics(const Interface& interface) {
+bool PcapngWriter::WriteStatistics(unsigned int channel, const Interface& interface) {
   if (!Reserve(kBlockFrame + 12 + 4 * (kOptionHead + 8) + kOptionHead)) return false;
   const unsigned long end = Times.UtcOf(std::max(LatestTime, Times.Start));
   unsigned long lost = 0;
   bool allCounted = true;
-  for (const Drop& drop : interface.Drops) {
-    lost += drop.What.Count.value_or(0);
-    allCounted = allCounted && drop.What.Count;
+  for (const Loss& loss : Described.Losses) {
+    if (loss.Channel != channel || !IsMissing(loss.Cause)) continue;
+    lost += loss.Count.value_or(0);
+    allCounted = allCounted && loss.Count;
   }
   BlockComposer block(Buffer.get() + Used, kInterfaceStatistics);
   block.Number(interface.Number).Time(end);
@@ -334,7 +308,7 @@ bool PcapngWriter::WriteStatistics(const Interface& interface) {
 bool PcapngWriter::Finish() {
   if (!Begin()) return false;
   for (const auto& [key, interface] : Interfaces)
-    if (!WriteStatistics(interface)) return false;
+    if (!WriteStatistics(key.first, interface)) return false;
   return Flush();
 }
 

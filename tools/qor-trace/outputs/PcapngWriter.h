@@ -10,6 +10,7 @@
 
 #include "outputs/Omissions.h"
 #include "outputs/PcapngPackets.h"
+#include "outputs/UntoldLosses.h"
 #include "record/RecordView.h"
 #include "stream/Description.h"
 
@@ -86,17 +87,9 @@ class PcapngWriter {
   [[nodiscard]] unsigned long LeftOut() const { return OtherBuses; }
 
  private:
-  /// A loss, and how much of it packets have told.
-  struct Drop {
-    Loss What;
-    unsigned long Told = 0;
-    bool Named = false;
-  };
   struct Interface {
     unsigned int Number = 0;
     unsigned long Entries = 0;
-    std::vector<Drop> Drops = {};
-    unsigned long NextDrop = ~0ul;  // ns: packets after it tell one
   };
   /// What a packet tells of losses before it.
   struct DropNote {
@@ -111,10 +104,8 @@ class PcapngWriter {
   bool WriteSectionHeader();
   bool WriteInterface(const InterfaceKey& key, const CaptureBus& bus);
   bool WritePacket(unsigned int interface, unsigned long time, const Packet& packet, const DropNote& drops);
-  bool WriteStatistics(const Interface& interface);
-  void NoteLosses(const InterfaceKey& key, Interface& interface);
-  static void FindNextDrop(Interface& interface);
-  DropNote TakeDrops(Interface& interface, unsigned long time) const;
+  bool WriteStatistics(unsigned int channel, const Interface& interface);
+  DropNote TakeDrops(const RecordView& record);
   bool Reserve(size_t size);
   bool WriteOut();
   void KeepWholeBlocks(size_t limit);
@@ -123,6 +114,7 @@ class PcapngWriter {
   const std::string Application;
   const bool EthernetOnly;
   Description Described;
+  UntoldLosses Untold;
   TimeBase Times;
   bool Begun = false;  // section header and described interfaces are composed
   std::map<InterfaceKey, Interface> Interfaces;

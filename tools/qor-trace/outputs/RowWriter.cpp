@@ -2,9 +2,7 @@
 
 #include <fmt/format.h>
 
-#include <algorithm>
 #include <nlohmann/json.hpp>
-#include <utility>
 
 namespace client {
 
@@ -12,45 +10,22 @@ RowWriter::RowWriter(const std::string& path, RowFormat format) : File(path), Ro
   File.AddHeader(Rows.Header());
 }
 
-namespace {
-
-/// Of one channel and cause, and partly at the same time.
-bool Overlap(const Loss& one, const Loss& other) {
-  return one.Channel == other.Channel && one.Cause == other.Cause && one.First <= other.Last && other.First <= one.Last;
-}
-
-}  // namespace
-
-/// What was told of a loss stays told, also when losses have become one.
 void RowWriter::Describe(const Description& description) {
   Described = description;
   Origin.Times = TimesOf(description);
-  std::vector<Told> losses;
-  for (const Loss& loss : description.Losses) {
-    if (loss.Cause == LossCause::OverrunMark) continue;  // the records have it
-    Told now{loss};
-    for (const Told& before : Losses) {
-      if (!before.Named || !Overlap(before.What, loss)) continue;
-      now = {loss, now.Count + before.Count, std::max(now.Until, before.Until), true};
-    }
-    losses.push_back(now);
-  }
-  Losses = std::move(losses);
-  FindNextLoss();
+  Untold.Describe(description.Losses);
 }
 
 bool RowWriter::Take(const RecordView& record) {
   if (!File.Usable()) return false;
   if (Origin.Recording.empty()) Origin.Recording = RowId(Described.Id, record);
   const unsigned long time = record.Timestamp();
-  if (time > NextLoss) AddLossesBefore(time);
+  AddLosses(Untold.Before(record));
   File.Add(Rows.Compose(File.Room(RowComposer::Room(record)), record, Origin));
   ++Entries;
-  if (record.HasOverrunMark()) {
-    const Loss mark{.Channel = record.ChannelId(), .Cause = LossCause::OverrunMark, .First = time, .Last = time};
-    AddLoss(mark, record.Bus());
-    Marks.Add(mark);
-  }
+  if (!record.HasOverrunMark()) return File.Usable();
+  Untold.Shown(record);
+  AddLoss({.Channel = record.ChannelId(), .Cause = LossCause::OverrunMark, .First = time, .Last = time}, record.Bus());
   return File.Usable();
 }
 
@@ -59,22 +34,8 @@ void RowWriter::AddLoss(const Loss& loss, unsigned char busType) {
   ++LossRows;
 }
 
-void RowWriter::AddLossesBefore(unsigned long time) {
-  for (Told& told : Losses) {
-    if (!told.IsDue() || told.What.Last >= time) continue;
-    Loss added = told.What;
-    if (told.Named) added.First = told.Until;
-    if (added.Count) *added.Count -= std::min(*added.Count, told.Count);
-    AddLoss(added, BusOf(added.Channel));
-    told = {told.What, told.What.Count.value_or(0), told.What.Last, true};
-  }
-  FindNextLoss();
-}
-
-void RowWriter::FindNextLoss() {
-  NextLoss = ~0ul;
-  for (const Told& told : Losses)
-    if (told.IsDue()) NextLoss = std::min(NextLoss, told.What.Last);
+void RowWriter::AddLosses(const std::vector<Loss>& losses) {
+  for (const Loss& loss : losses) AddLoss(loss, BusOf(loss.Channel));
 }
 
 unsigned char RowWriter::BusOf(unsigned int channel) const {
@@ -84,21 +45,8 @@ unsigned char RowWriter::BusOf(unsigned int channel) const {
 }
 
 bool RowWriter::Finish() {
-  if (Entries > 0 && File.Usable()) {
-    AddLossesBefore(~0ul);
-    AddMarksOfOthers();
-  }
+  if (Entries > 0 && File.Usable()) AddLosses(Untold.Rest());
   return File.Finish();
-}
-
-/// What was lost after an entry with a mark is missing even if that entry wasn't selected.
-void RowWriter::AddMarksOfOthers() {
-  const std::vector<Loss> told = Marks.All();
-  for (const Loss& loss : Described.Losses) {
-    if (loss.Cause != LossCause::OverrunMark) continue;
-    const bool known = std::any_of(told.begin(), told.end(), [&](const Loss& mark) { return Overlap(mark, loss); });
-    if (!known) AddLoss(loss, BusOf(loss.Channel));
-  }
 }
 
 std::string RowWriter::RemarkText() const {

@@ -14,19 +14,8 @@ namespace {
 constexpr std::string_view kBegin = "LOST: ";
 constexpr unsigned long kLeftOut = 999;  // ns at most, in a time of whole microseconds
 
-struct Sentence {
-  LossCause Cause;
-  std::string_view Text;
-};
-
-constexpr Sentence kSentences[] = {
-    {LossCause::CaptureBufferFull, "found the capture buffer full"},
-    {LossCause::OverrunMark, "are missing after an overrun mark"},
-    {LossCause::MemoryLimit, "were dropped for newer ones"},
-    {LossCause::DiskFull, "found the disk full"},
-    {LossCause::Reordering, "came too late"},
-    {LossCause::InterfaceGone, "are missing as the interface was gone"},
-};
+constexpr LossCause kCauses[] = {LossCause::CaptureBufferFull, LossCause::OverrunMark, LossCause::MemoryLimit,
+                                 LossCause::DiskFull,          LossCause::Reordering,  LossCause::InterfaceGone};
 
 /// Takes a text from the front. False if it isn't there.
 bool Take(std::string_view& line, std::string_view text) {
@@ -49,23 +38,21 @@ bool TakeCount(std::string_view& line, std::optional<unsigned long>& count) {
 }  // namespace
 
 std::string LossText(LossCause cause, std::optional<unsigned long> count, unsigned long first, unsigned long last) {
-  const auto* const found = std::find_if(std::begin(kSentences), std::end(kSentences),
-                                         [&](const Sentence& sentence) { return sentence.Cause == cause; });
-  return fmt::format("{}{} {}, {} to {}", kBegin, count ? FormatCount(*count, "item", "items") : "items",
-                     found == std::end(kSentences) ? "are missing" : found->Text, FormatUtc(first), FormatUtc(last));
+  return fmt::format("{}{} {}, {} to {}", kBegin, count ? FormatCount(*count, "item", "items") : "items", Fate(cause),
+                     FormatUtc(first), FormatUtc(last));
 }
 
 std::optional<Loss> LossFromText(std::string_view line) {
   Loss loss;
   if (!Take(line, kBegin) || !TakeCount(line, loss.Count)) return std::nullopt;
-  const auto* const found = std::find_if(std::begin(kSentences), std::end(kSentences),
-                                         [&](const Sentence& sentence) { return Take(line, sentence.Text); });
+  const auto* const found =
+      std::find_if(std::begin(kCauses), std::end(kCauses), [&](LossCause cause) { return Take(line, Fate(cause)); });
   const size_t middle = line.find(" to ");
-  if (found == std::end(kSentences) || !Take(line, ", ") || middle == std::string_view::npos) return std::nullopt;
+  if (found == std::end(kCauses) || !Take(line, ", ") || middle == std::string_view::npos) return std::nullopt;
   const auto first = ParseWallClock(std::string(line.substr(0, middle - 2)));
   const auto last = ParseWallClock(std::string(line.substr(middle + 2)));
   if (!first || !last || *last < *first || *last > ~0ul - kLeftOut) return std::nullopt;
-  loss.Cause = found->Cause;
+  loss.Cause = *found;
   loss.First = *first;
   loss.Last = *last + kLeftOut;
   return loss;
