@@ -31,6 +31,7 @@ class PipedReader : public Reader {
   }
   [[nodiscard]] bool Stopped() const override { return Inner ? Inner->Stopped() : Bytes.Stopped(); }
   [[nodiscard]] Description Describe() const override { return Inner ? Inner->Describe() : Undescribed(); }
+  [[nodiscard]] unsigned long LossesKnown() const override { return Inner ? Inner->LossesKnown() : 0; }
   [[nodiscard]] unsigned long Position() const override { return Inner ? Inner->Position() : 0; }
   [[nodiscard]] unsigned long Size() const override { return 0; }
   [[nodiscard]] const Findings& Found() const override { return Inner ? Inner->Found() : Nothing; }

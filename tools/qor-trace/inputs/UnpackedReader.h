@@ -38,7 +38,9 @@ class UnpackedReader : public Reader {
     known.Complete = known.Complete && !*CutOff;
     return known;
   }
+  [[nodiscard]] unsigned long LossesKnown() const override { return Inner->LossesKnown(); }
   [[nodiscard]] std::vector<std::string> Remarks() const override { return Inner->Remarks(); }
+  [[nodiscard]] std::vector<std::string> Notes() const override { return Inner->Notes(); }
   [[nodiscard]] unsigned long Position() const override { return Inner->Position(); }
   [[nodiscard]] unsigned long Size() const override { return Inner->Size(); }
   [[nodiscard]] const Findings& Found() const override { return Passed.Empty() ? Inner->Found() : Passed; }
