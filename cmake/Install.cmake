@@ -23,7 +23,8 @@ install(FILES include/qor_api_trace.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 install(FILES hardware/simulator/qor_sim.h DESTINATION ${CMAKE_INSTALL_INCLUDEDIR}/qor-sim)
 # The C++ interface: the MDF classes, the ASC writer, what their headers lean on, and the platform helpers.
 set(headers ${CMAKE_INSTALL_INCLUDEDIR}/qor_api_trace)
-install(DIRECTORY src/mdf DESTINATION ${headers} FILES_MATCHING PATTERN "*.h")
+# The queue of the workers is nobody else's: it leans on what is not installed.
+install(DIRECTORY src/mdf DESTINATION ${headers} FILES_MATCHING PATTERN "*.h" PATTERN "PackQueue.h" EXCLUDE)
 install(FILES src/export/AscLineState.h src/export/ExportFile.h src/export/Qor_Trace_AscTarget.h
               src/export/Qor_Trace_Export_ASC.h
         DESTINATION ${headers}/export)

@@ -151,9 +151,12 @@ class Conversions(LossesTest):
         self.run_client("convert", "a.bin", "-o", "b.ndjson", expect=3)
         rows = [json.loads(line) for line in self.contents("b.ndjson").splitlines()]
         told = [row for row in rows if row["kind"] == "loss"]
+        place = lambda loss: (loss["channel"], loss["first_time_ns"])
+        told.sort(key=lambda row: (row["channel"], row["time_ns"]))
+        losses = sorted(self.LOSSES, key=place)
         self.assertEqual([(row["channel"], row["cause"], row["time_ns"]) for row in told],
-                         [(loss["channel"], loss["cause"], loss["first_time_ns"]) for loss in self.LOSSES])
-        for row, loss in zip(told, self.LOSSES):
+                         [(loss["channel"], loss["cause"], loss["first_time_ns"]) for loss in losses])
+        for row, loss in zip(told, losses):
             place = rows.index(row)
             mine = [other["time_ns"] for other in rows if other["kind"] != "loss" and other["channel"] == row["channel"]]
             before = [other["time_ns"] for other in rows[:place] if other["kind"] != "loss" and other["channel"] == row["channel"]]

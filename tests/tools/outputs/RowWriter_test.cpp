@@ -97,7 +97,7 @@ TEST_F(RowWriterTest, LossesThatBecomeOneAreNotToldAgain) {
   EXPECT_EQ(Times(), "100-150:7 250-270:5 300 400 270-410:2");
 }
 
-TEST_F(RowWriterTest, MarksOfEntriesThatWereNotSelectedAreToldAtTheEnd) {
+TEST_F(RowWriterTest, MarksOfEntriesThatWereNotSelectedStandBeforeTheNextEntry) {
   Description description;
   description.Losses = {{1, LossCause::OverrunMark, 100, 200, std::nullopt},
                         {1, LossCause::OverrunMark, 300, 400, std::nullopt}};
@@ -106,7 +106,7 @@ TEST_F(RowWriterTest, MarksOfEntriesThatWereNotSelectedAreToldAtTheEnd) {
   EXPECT_TRUE(Put(writer, RecordOf(test::CanItem().Channel(1).At(300).Overrun().Data({1}))));
   EXPECT_TRUE(Put(writer, CanAt(500)));
   EXPECT_TRUE(writer.Finish());
-  EXPECT_EQ(Times(), "300 300-300:1 500 100-200:1");
+  EXPECT_EQ(Times(), "100-200:1 300 300-300:1 500");
 }
 
 TEST_F(RowWriterTest, EntriesThatCameTooLateAreNotMissing) {

@@ -20,7 +20,7 @@ namespace {
 constexpr const char* kExtension = ".mf4";
 constexpr std::chrono::seconds kFlushInterval{1};
 constexpr unsigned int kWorkers = 2;                        // threads that pack
-constexpr unsigned char kInterrupted = 1;                   // kind of an event
+constexpr unsigned char kMarker = 2;                        // kind of an event: an interruption has no name
 constexpr unsigned char kError = 1;                         // its cause
 constexpr unsigned long kBetweenLossMarks = 1'000'000'000;  // ns
 constexpr unsigned long kFlushCheck = 4096;                 // records between two looks at the clock
@@ -194,9 +194,9 @@ void MdfOutput::MarkLosses(const std::vector<Loss>& losses) {
     loss.Last = InFile(loss.Last);
     const auto bus = Buses.lower_bound({loss.Channel, 0});
     if (bus != Buses.end() && bus->first == loss.Channel)
-      File.Event(LossComment(BusName(bus->second), loss), kInterrupted, kError, loss.First, loss.Channel, bus->second);
+      File.Event(LossComment(BusName(bus->second), loss), kMarker, kError, loss.First, loss.Channel, bus->second);
     else
-      File.Event(LossComment("channel", loss), kInterrupted, kError, loss.First);
+      File.Event(LossComment("channel", loss), kMarker, kError, loss.First);
   }
 }
 
