@@ -23,10 +23,34 @@ TEST(StreamArguments, BecomeAPlan) {
   const SelectionPlan plan = typed.Plan();
   EXPECT_FALSE(plan.IsEverything());
   EXPECT_TRUE(plan.Wanted.has_value());
-  EXPECT_EQ(plan.Times.From, kSecond * 3 / 2);
-  EXPECT_EQ(plan.Times.To, 60 * kSecond);
+  EXPECT_EQ(plan.Times.From, (TimeBound{kSecond * 3 / 2, false}));
+  EXPECT_EQ(plan.Times.To, (TimeBound{60 * kSecond, false}));
   EXPECT_EQ(plan.Count, 3ul);
   EXPECT_EQ(plan.Channels.Of(7), 255u);
+}
+
+TEST(StreamArguments, TimesMayBeWhenItWas) {
+  StreamArguments typed;
+  typed.From = "2026-11-21T14:30:00Z";
+  typed.To = "2026-11-21T16:30:01+02:00";
+  const TimeBounds times = typed.Plan().Times;
+  EXPECT_EQ(times.From, (TimeBound{1'795'271'400 * kSecond, true}));
+  EXPECT_EQ(times.To, (TimeBound{1'795'271'401 * kSecond, true}));
+  EXPECT_TRUE(times.NeedUtc());
+  typed.From = "1s";
+  EXPECT_TRUE(typed.Plan().Times.NeedUtc());
+  typed.To = "2s";
+  EXPECT_FALSE(typed.Plan().Times.NeedUtc());
+}
+
+TEST(StreamArguments, CutsByUtcNeedARecordingThatKnowsIt) {
+  StreamArguments typed;
+  typed.To = "2026-11-21T14:30:00Z";
+  Description recording;
+  EXPECT_THROW(CheckTimes(typed.Plan(), recording, "x.bin"), Failure);
+  recording.Anchor = ClockAnchor{0, kSecond};
+  EXPECT_NO_THROW(CheckTimes(typed.Plan(), recording, "x.bin"));
+  EXPECT_NO_THROW(CheckTimes(StreamArguments().Plan(), {}, "x.bin"));
 }
 
 /// The sentence that refuses the arguments; "" if they are taken.
@@ -59,10 +83,13 @@ TEST(StreamArguments, MistakesAreRefused) {
   typed.Filter = "";
   typed.Count = 0;
   EXPECT_EQ(Refusal(typed), "--count is at least 1");
-  EXPECT_EQ(Refusal(WithTimes("soon", "")),
-            "--from \"soon\" is no time; write 90s or 1h30m, counted from the first entry");
-  EXPECT_EQ(Refusal(WithTimes("", "-1s")), "--to \"-1s\" is no time; write 90s or 1h30m, counted from the first entry");
-  for (const auto& times : {WithTimes("2s", "1s"), WithTimes("1s", "1000ms"), WithTimes("", "0s")})
+  EXPECT_EQ(
+      Refusal(WithTimes("soon", "")),
+      "--from \"soon\" is no time; write 90s or 1h30m, counted from the first entry, or 2026-11-21T14:30:00 in local "
+      "time, or with Z after it in UTC");
+  EXPECT_TRUE(Refusal(WithTimes("", "-1s")).starts_with("--to \"-1s\" is no time; write 90s"));
+  for (const auto& times : {WithTimes("2s", "1s"), WithTimes("1s", "1000ms"), WithTimes("", "0s"),
+                            WithTimes("2026-11-21T14:30:00Z", "2026-11-21T14:29:59Z")})
     EXPECT_EQ(Refusal(times), "--from is not before --to, so nothing would be left; give an earlier one");
   for (const char* channel : {"1", "1=", "=1", "1=2=3", "0=1", "1=0", "1=256", "a=1", "1=-1", " 1=2"})
     EXPECT_EQ(Refusal(WithChannels({channel})),
@@ -97,7 +124,7 @@ TEST(StreamArguments, ARecordingEndsWithWhatIsWantedOfIt) {
   RecordingOptions options;
   EndWithSelection(options, wanted);
   EXPECT_EQ(options.Duration, std::nullopt);
-  wanted.Times.To = 5;
+  wanted.Times.To = TimeBound{5};
   EndWithSelection(options, wanted);
   EXPECT_EQ(options.Duration, 5ul);
   options.Duration = 3;

@@ -34,21 +34,44 @@ Passed Through(const SelectionPlan& plan, const std::vector<unsigned long>& time
 
 TEST(TimeCut, PassesWhatIsFromTheStartOfTheRangeOnAndBeforeItsEnd) {
   const std::vector<unsigned long> times = {0, 9, 10, 11, 19, 20, 21};
-  EXPECT_EQ(Through({.Times = {10, 20}}, times).Times, (std::vector<unsigned long>{10, 11, 19}));
-  EXPECT_EQ(Through({.Times = {10, std::nullopt}}, times).Times, (std::vector<unsigned long>{10, 11, 19, 20, 21}));
-  EXPECT_EQ(Through({.Times = {std::nullopt, 10}}, times).Times, (std::vector<unsigned long>{0, 9}));
+  EXPECT_EQ(Through({.Times = {TimeBound{10}, TimeBound{20}}}, times).Times, (std::vector<unsigned long>{10, 11, 19}));
+  EXPECT_EQ(Through({.Times = {TimeBound{10}, std::nullopt}}, times).Times,
+            (std::vector<unsigned long>{10, 11, 19, 20, 21}));
+  EXPECT_EQ(Through({.Times = {std::nullopt, TimeBound{10}}}, times).Times, (std::vector<unsigned long>{0, 9}));
   EXPECT_EQ(Through({}, times).Times, times);
 }
 
 TEST(TimeCut, CountsTimesFromTheFirstRecordWhichMayNotBeTheOldest) {
-  EXPECT_EQ(Through({.Times = {0, 10}}, {5, 3, 14, 15}).Times, (std::vector<unsigned long>{5, 3, 14}));
+  EXPECT_EQ(Through({.Times = {TimeBound{0}, TimeBound{10}}}, {5, 3, 14, 15}).Times,
+            (std::vector<unsigned long>{5, 3, 14}));
 }
 
 TEST(TimeCut, EndsTheStreamOnlyWhenNothingThatIsInsideCanFollow) {
-  const SelectionPlan plan{.Times = {std::nullopt, kSecond}};
+  const SelectionPlan plan{.Times = {std::nullopt, TimeBound{kSecond}}};
   EXPECT_TRUE(Through(plan, {0, kSecond}).GoesOn);
   EXPECT_EQ(Through(plan, {0, 2 * kSecond - 1, kSecond - 1}).Times, (std::vector<unsigned long>{0, kSecond - 1}));
   EXPECT_FALSE(Through(plan, {0, 2 * kSecond}).GoesOn);
+}
+
+TEST(TimeCut, BoundsInUtcLieWhereTheRecordingKnowsThem) {
+  constexpr unsigned long noon = 1'795'262'400 * kSecond;
+  Collector kept;
+  TimeCut cut(kept, {TimeBound{noon + 10, true}, TimeBound{noon + 20, true}});
+  cut.BeginAt(5, {1'000, noon});  // the entries' clock showed 1000 at noon
+  EXPECT_EQ(cut.Inside(), std::pair(1'010ul, 1'020ul));
+  for (const unsigned long time : {5ul, 1'009ul, 1'010ul, 1'019ul, 1'020ul})
+    EXPECT_TRUE(Put(cut, RecordOf(test::CanItem().At(time))));
+  ASSERT_EQ(kept.Records.size(), 2u);
+  EXPECT_EQ(ViewOf(kept.Records[0]).Timestamp(), 1'010u);
+  EXPECT_EQ(ViewOf(kept.Records[1]).Timestamp(), 1'019u);
+  EXPECT_EQ(cut.LeftOut(), 3u);
+}
+
+TEST(TimeCut, BoundsOfEitherKindGoTogether) {
+  Collector kept;
+  TimeCut cut(kept, {TimeBound{10}, TimeBound{kSecond, true}});
+  cut.BeginAt(50, {0, 0});
+  EXPECT_EQ(cut.Inside(), std::pair(60ul, kSecond));
 }
 
 std::vector<Loss> LossesAt(const std::vector<unsigned long>& times) {
@@ -61,7 +84,7 @@ std::vector<Loss> LossesAt(const std::vector<unsigned long>& times) {
 TEST(Selection, LossesOutsideTheRangeConcernNobody) {
   const std::vector<Loss> losses = LossesAt({9, 10, 19, 20});
   Collector sink;
-  Selection selection(sink, {.Times = {10, 20}});
+  Selection selection(sink, {.Times = {TimeBound{10}, TimeBound{20}}});
   EXPECT_TRUE(selection.Concerned(losses).empty());  // it isn't known yet when the range begins
   selection.BeginAt(kStart);
   EXPECT_EQ(selection.Concerned(losses), LossesAt({10, 19}));
@@ -98,7 +121,7 @@ TEST(CountLimit, EndsTheStreamWithTheLastRecordThatIsWanted) {
 
 TEST(Selection, CountsWhatPassesTimeAndExpression) {
   Collector sink;
-  Selection selection(sink, {.Times = {10, std::nullopt}, .Wanted = Filter("id == 7"), .Count = 2});
+  Selection selection(sink, {.Times = {TimeBound{10}, std::nullopt}, .Wanted = Filter("id == 7"), .Count = 2});
   bool goesOn = true;
   std::vector<unsigned long> times;
   for (unsigned long time = 0; goesOn; ++time)
@@ -117,7 +140,7 @@ TEST(Selection, SaysWhatEndedIt) {
   EXPECT_TRUE(Put(open, EntryAt(0)));
   EXPECT_EQ(open.EndedBy(), nullptr);
   EXPECT_EQ(open.Text(), "");
-  Selection cut(sink, {.Times = {std::nullopt, 1}});
+  Selection cut(sink, {.Times = {std::nullopt, TimeBound{1}}});
   EXPECT_TRUE(Put(cut, EntryAt(0)));
   EXPECT_FALSE(Put(cut, EntryAt(2 * kSecond)));
   EXPECT_STREQ(cut.EndedBy(), "to");

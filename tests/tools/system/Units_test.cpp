@@ -86,11 +86,16 @@ TEST(Units, WallClockTimesAreLocalUnlessTheySayUtc) {
   EXPECT_EQ(ParseWallClock("2026-11-21T14:30:00Z"), 1795271400000000000u);
   EXPECT_EQ(ParseWallClock("2026-11-21T14:30:00.25Z"), 1795271400250000000u);
   EXPECT_EQ(ParseWallClock("2026-11-21T14:30:00.1234567899Z"), 1795271400123456789u);
+  EXPECT_EQ(ParseWallClock("2026-11-21T16:30:00+02:00"), 1795271400000000000u);
+  EXPECT_EQ(ParseWallClock("2026-11-21T09:00:00.5-0530"), 1795271400500000000u);
   struct tm local {};
   local.tm_year = 126, local.tm_mon = 10, local.tm_mday = 21, local.tm_hour = 14, local.tm_isdst = -1;
   EXPECT_EQ(ParseWallClock("2026-11-21T14:00:00"), static_cast<unsigned long>(mktime(&local)) * 1000000000);
-  for (const char* text : {"", "2026-11-21", "14:30", "2026-11-21T14:30", "2026-13-21T14:30:00", "2026-11-21T14:30:00z",
-                           "2026-11-21T14:30:00.Z", "2026-11-21T14:30:00 Z", "1960-01-01T00:00:00Z"})
+  for (const char* text :
+       {"", "2026-11-21", "14:30", "2026-11-21T14:30", "2026-13-21T14:30:00", "2026-11-21T14:30:00z",
+        "2026-11-21T14:30:00.Z", "2026-11-21T14:30:00 Z", "1960-01-01T00:00:00Z", "1970-01-01T00:00:00+01:00",
+        "2026-11-21T14:30:00+2", "2026-11-21T14:30:00+24:00", "2026-11-21T14:30:00+01:60", "2026-11-21T14:30:00 +01:00",
+        "2026-11-21T14:30:00+0a:00", "2026-11-21T14:30:00+-1:00"})
     EXPECT_FALSE(ParseWallClock(text)) << text;
 }
 

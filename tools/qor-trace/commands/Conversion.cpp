@@ -8,6 +8,7 @@
 #include <utility>
 
 #include "commands/Conclusion.h"
+#include "commands/InputRemarks.h"
 #include "commands/LossNews.h"
 #include "commands/ReadingProgress.h"
 #include "inputs/DescriptionBeside.h"
@@ -29,6 +30,14 @@ bool Has(const OutputPlan& plan, Format format) {
   return std::any_of(plan.Outputs.begin(), plan.Outputs.end(),
                      [&](const Output& output) { return output.Kind == format; });
 }
+
+/// For sentences and summaries.
+std::string ShownInput(const std::vector<std::string>& inputs) {
+  return inputs.size() == 1 ? inputs.front() : fmt::format("{} inputs", inputs.size());
+}
+
+/// What came so far is all there is: a pipe has no known end that could be missing.
+bool IsStandardInput(const std::vector<std::string>& inputs) { return inputs == std::vector<std::string>{"-"}; }
 
 /// The word for it in the JSON summary.
 const char* Word(ReadingEnd end) {
@@ -57,16 +66,15 @@ std::string ReadInto(OutputSet& outputs, RecordSink& front, const Selection& sel
   auto end = ReadingEnd::Whole;
   try {
     end = ReadAll(reader, front, progress.MayGoOn());
-    if (end == ReadingEnd::Whole) RefuseWithoutRecords(reader, arguments.Input);
+    if (end == ReadingEnd::Whole) RefuseWithoutRecords(reader, ShownInput(arguments.Inputs));
   } catch (const Failure& failure) {
     if (summary.Entries() == 0) throw;  // outputs that got nothing leave nothing
     sentence = failure.what();
   }
   progress.Clear();
-  // A pipe has no known end that could be missing: what came so far is all there is.
-  if (end == ReadingEnd::Stopped && arguments.Input != "-")
+  if (end == ReadingEnd::Stopped && !IsStandardInput(arguments.Inputs))
     sentence = fmt::format("Interrupted: the outputs end after {} of \"{}\"",
-                           FormatCount(summary.Entries(), "entry", "entries"), arguments.Input);
+                           FormatCount(summary.Entries(), "entry", "entries"), ShownInput(arguments.Inputs));
   if (!sentence.empty()) outputs.KeepExisting();
   outputs.NoteError(sentence);
   if (!sentence.empty() && end != ReadingEnd::Stopped) return "failed";
@@ -98,8 +106,8 @@ int Convert(const std::string& command, Reader& reader, const ConvertArguments& 
   const auto firstTime = arguments.Output.Times.FirstTime();
   const TimeFormat format = arguments.Output.Times.TableFormat();
   Summary summary(arguments.BitRates.Rates());
-  for (const std::string& note : reader.Notes()) Say(note);
-  for (const std::string& remark : reader.Remarks()) Say(remark);
+  const std::string input = ShownInput(arguments.Inputs);
+  ToldRemarks remarks(reader);
   const auto told = [&](Description recording) {
     if (!arguments.Output.Title.empty()) recording.Title = arguments.Output.Title;
     return arguments.Stream.Describe(std::move(recording), wanted);
@@ -124,24 +132,28 @@ int Convert(const std::string& command, Reader& reader, const ConvertArguments& 
       marked, [&] { return reader.LossesKnown(); }, news);
   // The first record of the file, which needn't be the first one that is selected.
   FirstRecord started(between, [&](const RecordView& record) {
-    selected.BeginAt(record.Timestamp());
-    description = known();
-    SetFirstTime(description, record.Timestamp(), firstTime);
-    if (!description.Anchor && (TimesAreShown(plan) || NeedsUtc(format))) Say(UnknownTimeText(arguments.Input));
+    remarks.Tell();
+    Description clock = reader.Describe();
+    SetFirstTime(clock, record.Timestamp(), firstTime);
+    CheckTimes(wanted, clock, input);
+    selected.BeginAt(record.Timestamp(), TimesOf(clock));
+    description = WithTimesOf(clock, known());
+    if (!description.Anchor && (TimesAreShown(plan) || NeedsUtc(format))) Say(UnknownTimeText(input));
     outputs.Describe(description);
   });
   const std::string end = ReadInto(outputs, started, selected, summary, reader, arguments, signals);
+  remarks.Tell();
   description = WithTimesOf(description, known());
   description.Complete = description.Complete && end == Word(ReadingEnd::Whole);
   TakeChannels(description, summary);
-  summary.SetFound(arguments.Input, reader.Found());
+  summary.SetFound(input, reader.Found());
   summary.SetTimes(format, TimesOf(description));
   {
     const WaitingLine line("completing the outputs", arguments.Progress);
     outputs.Finish(description);
   }
   return Conclude(command, summary, selected, outputs, arguments.Output, description,
-                  {{"input", arguments.Input}, {"ended_by", end}});
+                  {{"input", input}, {"inputs", arguments.Inputs}, {"ended_by", end}});
 }
 
 }  // namespace client

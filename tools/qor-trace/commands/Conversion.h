@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "commands/BitRateArguments.h"
 #include "commands/OutputArguments.h"
@@ -14,7 +15,7 @@ namespace client {
 
 /// As typed.
 struct ConvertArguments {
-  std::string Input;  // for sentences: what is read
+  std::vector<std::string> Inputs;  // what is read
   BitRateArguments BitRates;
   OutputArguments Output;
   StreamArguments Stream;

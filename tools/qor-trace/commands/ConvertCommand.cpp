@@ -1,23 +1,24 @@
 // qor-trace convert
-#include <filesystem>
 #include <memory>
 
 #include "commands/Commands.h"
 #include "commands/Conversion.h"
+#include "commands/InputRemarks.h"
 #include "inputs/Inputs.h"
+#include "inputs/MergedReader.h"
 
 namespace client {
 
 namespace {
 
-/// Nothing is made before the input is known to be there.
-std::string InputPath(const std::string& typed) {
-  return typed == "-" ? typed : std::filesystem::absolute(typed).string();
-}
+struct ConvertCommandArguments : ConvertArguments {
+  bool SameChannels = false;
+};
 
-int ConvertFile(const ConvertArguments& arguments, Signals& signals) {
+int ConvertFiles(const ConvertCommandArguments& arguments, Signals& signals) {
   (void)PlanOf(arguments);
-  const auto reader = OpenInput(InputPath(arguments.Input));  // refuses what can't be read before an output is made
+  // Refuses what can't be read before an output is made.
+  const auto reader = OpenInputs(arguments.Inputs, MergingOf(arguments.SameChannels));
   return Convert("convert", *reader, arguments, signals);
 }
 
@@ -26,6 +27,7 @@ constexpr const char* kConvertHelp =
     "  qor-trace convert drive.bin -o drive.asc -o drive.pcapng\n"
     "  qor-trace convert drive.bin -o - --format pcapng | tshark -r -\n"
     "  qor-trace convert drive.asc -o drive.pcapng\n"
+    "  qor-trace convert can.asc ethernet.pcapng -o drive.mf4\n"
     "  qor-trace convert drive.bin -o part.mf4 --from 1m30s --to 2m --filter \"bus == lin or error\"\n"
     "\n"
     "The outputs hold what a recording into them would have held. INPUT is a .bin, .asc, .mf4, .pcapng or .pcap file, "
@@ -41,8 +43,10 @@ constexpr const char* kConvertHelp =
 
 void AddConvertCommand(CLI::App& app, Action& action) {
   CLI::App* command = app.add_subcommand("convert", "Write the outputs from a recording");
-  const auto arguments = std::make_shared<ConvertArguments>();
-  command->add_option("INPUT", arguments->Input, "A recording, or - for standard input")->required();
+  const auto arguments = std::make_shared<ConvertCommandArguments>();
+  command->add_option("INPUT", arguments->Inputs, "Recordings, or - for standard input; several are merged by time")
+      ->required();
+  command->add_flag("--same-channels", arguments->SameChannels, kSameChannelsHelp);
   arguments->Output.AddTo(*command);
   command->get_option("--output")->required();
   arguments->Stream.AddTo(*command);
@@ -51,7 +55,7 @@ void AddConvertCommand(CLI::App& app, Action& action) {
                     "Tell how far it has come every few seconds, also without a terminal");
   command->footer(std::string(kFilterHelp) + kConvertHelp);
   command->callback(
-      [arguments, &action] { action = [arguments](Signals& signals) { return ConvertFile(*arguments, signals); }; });
+      [arguments, &action] { action = [arguments](Signals& signals) { return ConvertFiles(*arguments, signals); }; });
 }
 
 }  // namespace client

@@ -1,16 +1,20 @@
 // qor-trace list
+#include <fmt/format.h>
+
 #include <algorithm>
 #include <memory>
 #include <nlohmann/json.hpp>
 
 #include "commands/Commands.h"
 #include "commands/Conclusion.h"
+#include "commands/InputRemarks.h"
 #include "commands/ReadingProgress.h"
 #include "commands/RecordingArguments.h"
 #include "commands/StreamArguments.h"
 #include "commands/TimeArguments.h"
 #include "inputs/DescriptionBeside.h"
 #include "inputs/Inputs.h"
+#include "inputs/MergedReader.h"
 #include "stream/DurationLimit.h"
 #include "stream/FirstRecord.h"
 #include "stream/LossLedger.h"
@@ -32,6 +36,7 @@ struct ListArguments {
   StreamArguments Stream;
   bool Strict = false;
   bool Json = false;
+  bool SameChannels = false;
   TimeArguments Times;
 };
 
@@ -65,15 +70,16 @@ int ListFile(const ListArguments& arguments, Signals& signals) {
   const SelectionPlan wanted = arguments.Stream.Plan();
   const auto firstTime = arguments.Times.FirstTime();
   const TimeFormat format = arguments.Times.TableFormat();
-  if (typed.Sources.size() != 1)
-    throw UsageError("A recording is listed on its own, as channel numbers of several would mix; list them one by one");
+  if (!std::all_of(typed.Sources.begin(), typed.Sources.end(), IsNameOfInput))
+    throw UsageError(
+        "Files that were recorded and sources that are to be can't be listed together; list them one by one");
   if (!typed.Speed.empty() || typed.MemoryLimit || !typed.SwapFolder.empty())
     throw UsageError(
         "A file is listed as it is, without recording; leave out --speed, --memory-limit and --swap-folder");
-  const std::string& input = typed.Sources.front();
-  const auto reader = OpenInput(input);
-  for (const std::string& note : reader->Notes()) Say(note);
-  for (const std::string& remark : reader->Remarks()) Say(remark);
+  const bool one = typed.Sources.size() == 1;
+  const std::string input = one ? typed.Sources.front() : fmt::format("{} inputs", typed.Sources.size());
+  const auto reader = OpenInputs(typed.Sources, MergingOf(arguments.SameChannels));
+  ToldRemarks remarks(*reader);
   Description description;
   MessageTable table;
   Summary summary;
@@ -83,16 +89,19 @@ int ListFile(const ListArguments& arguments, Signals& signals) {
   OverrunMarks marked(selected, marks);
   unsigned long lastTime = ~0ul;
   FirstRecord started(marked, [&](const RecordView& record) {
-    selected.BeginAt(record.Timestamp());
+    remarks.Tell();
     if (const auto limit = typed.TraceTime()) lastTime = record.Timestamp() + *limit;
     description = reader->Describe();
     SetFirstTime(description, record.Timestamp(), firstTime);
+    CheckTimes(wanted, description, input);
+    selected.BeginAt(record.Timestamp(), TimesOf(description));
     if (!description.Anchor && NeedsUtc(format)) Say(UnknownTimeText(input));
   });
   DurationLimit limited(started, typed.TraceTime());
   ReadingProgress progress(*reader, signals, typed.Progress);
   const auto end = ReadAll(*reader, limited, progress.MayGoOn());
   progress.Clear();
+  remarks.Tell();
   if (end == ReadingEnd::Whole) RefuseWithoutRecords(*reader, input);
   TakeChannels(Renumbered(AtTheEnd(reader->Describe(), marks, selected, lastTime), wanted.Channels), summary);
   summary.SetFound(input, reader->Found());
@@ -116,13 +125,16 @@ int ListRecording(const ListArguments& arguments, Signals& signals) {
   Summary summary;
   Tee sinks(table, summary);
   Selection selected(sinks, wanted);
-  OverrunMarks marked(selected, losses);
+  FirstRecord started(
+      selected, [&](const RecordView& record) { selected.BeginAt(record.Timestamp(), TimesOf(recorder.Describe())); });
+  OverrunMarks marked(started, losses);
   Reorder ordered(marked, losses, OrderingWindow(sources.size()));
   bool failed = false;
-  recorder.Run(ordered, [&](const std::string& sentence) {
+  const auto complain = [&](const std::string& sentence) {
     SayError(sentence);
     failed = true;
-  });
+  };
+  recorder.Run(ordered, complain);
   ordered.Finish();
   Description description = recorder.Describe();
   description.Losses = selected.Concerned(description.Losses);
@@ -164,6 +176,7 @@ void AddListCommand(CLI::App& app, Action& action) {
   arguments->Stream.AddTo(*command);
   command->add_flag("--strict", arguments->Strict, "Refuse a text recording with a line that can't be read");
   arguments->Times.AddTo(*command);
+  command->add_flag("--same-channels", arguments->SameChannels, kSameChannelsHelp);
   command->add_flag("--json", arguments->Json, "Print the rows as JSON, times in ns");
   command->footer(std::string(kListHelp) + kFilterHelp + kSourceHelp);
   command->callback(

@@ -12,6 +12,7 @@
 #include "commands/OutputArguments.h"
 #include "commands/RecordingArguments.h"
 #include "commands/StreamArguments.h"
+#include "stream/FirstRecord.h"
 #include "stream/LossLedger.h"
 #include "stream/OverrunMarks.h"
 #include "stream/Reorder.h"
@@ -76,7 +77,9 @@ int Record(const RecordArguments& arguments, Signals& signals) {
     outputs.Describe(told(std::move(recording)));
   };
   LossNews news([&] { tell(recorder.Describe()); });
-  OverrunMarks marked(selected, losses, std::ref(news));
+  FirstRecord started(
+      selected, [&](const RecordView& record) { selected.BeginAt(record.Timestamp(), TimesOf(recorder.Describe())); });
+  OverrunMarks marked(started, losses, std::ref(news));
   Reorder ordered(marked, losses, OrderingWindow(sources.size()));
   const End end = recorder.Run(
       ordered, [&](const std::string& sentence) { outputs.NoteError(sentence); }, tell);

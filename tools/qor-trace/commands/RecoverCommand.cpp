@@ -18,11 +18,6 @@ namespace {
 
 namespace fs = std::filesystem;
 
-struct RecoverArguments {
-  std::vector<std::string> Files;
-  ConvertArguments Conversion;
-};
-
 /// Of a swap folder, the swap files in it.
 std::vector<std::string> FilesOf(const std::vector<std::string>& typed) {
   std::vector<std::string> files;
@@ -55,13 +50,13 @@ void RefuseInPlace(const OutputPlan& plan, const std::vector<std::string>& files
     }
 }
 
-int Recover(RecoverArguments arguments, Signals& signals) {
-  const OutputPlan plan = PlanOf(arguments.Conversion);
-  const auto files = FilesOf(arguments.Files);
+int Recover(ConvertArguments arguments, Signals& signals) {
+  const OutputPlan plan = PlanOf(arguments);
+  const auto files = FilesOf(arguments.Inputs);
   RefuseInPlace(plan, files);
   RecoveryReader reader(files);
-  arguments.Conversion.Input = files.size() == 1 ? files.front() : fmt::format("{} files", files.size());
-  return Convert("recover", reader, arguments.Conversion, signals);
+  arguments.Inputs = files;
+  return Convert("recover", reader, arguments, signals);
 }
 
 constexpr const char* kRecoverHelp =
@@ -83,14 +78,13 @@ constexpr const char* kRecoverHelp =
 
 void AddRecoverCommand(CLI::App& app, Action& action) {
   CLI::App* command = app.add_subcommand("recover", "Write complete files from what a crash has left");
-  const auto arguments = std::make_shared<RecoverArguments>();
-  command->add_option("FILE", arguments->Files, "Part files, swap folders, files that were cut off")->required();
-  ConvertArguments& conversion = arguments->Conversion;
-  conversion.Output.AddTo(*command);
+  const auto arguments = std::make_shared<ConvertArguments>();
+  command->add_option("FILE", arguments->Inputs, "Part files, swap folders, files that were cut off")->required();
+  arguments->Output.AddTo(*command);
   command->get_option("--output")->required();
-  conversion.Stream.AddTo(*command);
-  conversion.BitRates.AddTo(*command);
-  command->add_flag("--progress", conversion.Progress,
+  arguments->Stream.AddTo(*command);
+  arguments->BitRates.AddTo(*command);
+  command->add_flag("--progress", arguments->Progress,
                     "Tell how far it has come every few seconds, also without a terminal");
   command->footer(kRecoverHelp);
   command->callback(

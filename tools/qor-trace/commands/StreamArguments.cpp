@@ -25,13 +25,22 @@ namespace {
 
 constexpr unsigned int kGreatestNumber = 255;  // of a channel; more is no channel anywhere
 
-std::optional<unsigned long> TimeOf(const char* option, const std::string& typed) {
+std::optional<TimeBound> TimeOf(const char* option, const std::string& typed) {
   if (typed.empty()) return std::nullopt;
-  const auto time = ParseDuration(typed);
-  if (!time)
-    throw UsageError(
-        fmt::format("{} \"{}\" is no time; write 90s or 1h30m, counted from the first entry", option, typed));
-  return time;
+  if (const auto time = ParseDuration(typed)) return TimeBound{*time, false};
+  if (const auto time = ParseWallClock(typed)) return TimeBound{*time, true};
+  throw UsageError(
+      fmt::format("{} \"{}\" is no time; write 90s or 1h30m, counted from the first entry, or 2026-11-21T14:30:00 in "
+                  "local time, or "
+                  "with Z after it in UTC",
+                  option, typed));
+}
+
+/// Nothing can lie between them.
+bool IsEmpty(const TimeBounds& times) {
+  if (!times.To) return false;
+  if (times.From && times.From->Utc != times.To->Utc) return false;
+  return (times.From ? times.From->Time : 0) >= times.To->Time;
 }
 
 std::optional<unsigned int> NumberOf(std::string_view text) {
@@ -59,7 +68,9 @@ void AddChannel(const std::string& typed, ChannelNumbers& numbers) {
 void StreamArguments::AddTo(CLI::App& command) {
   command.add_option("--filter", Filter,
                      "Only entries that this expression matches, e.g. \"bus == can and id == 0x123\"");
-  command.add_option("--from", From, "Only entries from this time on, since the first entry, e.g. 90s or 1h30m");
+  command.add_option("--from", From,
+                     "Only entries from this time on: since the first entry, e.g. 90s or 1h30m, or when it was: "
+                     "2026-11-21T14:30:00 in local time, or with Z or an offset such as +02:00 appended");
   command.add_option("--to", To, "Only entries before this time, likewise");
   command.add_option("--count", Count, "End after so many entries (of those that the other options select)");
   command.add_option("--channel", Channels, "OLD=NEW: give a channel another number. Repeat it for several")
@@ -69,8 +80,7 @@ void StreamArguments::AddTo(CLI::App& command) {
 SelectionPlan StreamArguments::Plan() const {
   SelectionPlan plan;
   plan.Times = {TimeOf("--from", From), TimeOf("--to", To)};
-  if (plan.Times.To && plan.Times.From.value_or(0) >= *plan.Times.To)
-    throw UsageError("--from is not before --to, so nothing would be left; give an earlier one");
+  if (IsEmpty(plan.Times)) throw UsageError("--from is not before --to, so nothing would be left; give an earlier one");
   if (Count == 0ul) throw UsageError("--count is at least 1");
   plan.Count = Count;
   if (!Filter.empty()) plan.Wanted.emplace(Filter);
@@ -87,7 +97,16 @@ Description StreamArguments::Describe(Description recording, const SelectionPlan
 }
 
 void EndWithSelection(RecordingOptions& options, const SelectionPlan& wanted) {
-  if (wanted.Times.To) options.Duration = std::min(options.Duration.value_or(*wanted.Times.To), *wanted.Times.To);
+  const auto& to = wanted.Times.To;
+  if (to && !to->Utc) options.Duration = std::min(options.Duration.value_or(to->Time), to->Time);
+}
+
+void CheckTimes(const SelectionPlan& wanted, const Description& recording, const std::string& input) {
+  if (wanted.Times.NeedUtc() && !recording.Anchor)
+    throw Failure(
+        fmt::format("It isn't known when the entries of {} were recorded, so --from and --to can only count from "
+                    "the first one; or say when that was, with --start-time",
+                    input));
 }
 
 void CheckChannels(const ChannelNumbers& numbers, size_t channels) {

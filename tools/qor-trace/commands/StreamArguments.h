@@ -33,6 +33,11 @@ struct StreamArguments {
 /// A recording isn't continued beyond the end of what is selected of it.
 void EndWithSelection(RecordingOptions& options, const SelectionPlan& wanted);
 
+/// Before anything is selected by UTC.
+/// @param input  for the sentence
+/// Failure: Failure when it isn't known when the recording was made.
+void CheckTimes(const SelectionPlan& wanted, const Description& recording, const std::string& input);
+
 /// Failure: UsageError when a channel's new number is another channel's, or there is no such channel.
 /// @param channels  of a recording: they are numbered from 1
 void CheckChannels(const ChannelNumbers& numbers, size_t channels);

@@ -14,6 +14,7 @@
 #include "inputs/InputBytes.h"
 #include "inputs/MadeRecord.h"
 #include "inputs/Reader.h"
+#include "inputs/SeriesFiles.h"
 #include "inputs/TextLines.h"
 #include "stream/LossLedger.h"
 
@@ -27,7 +28,7 @@ namespace client {
 /// nothing else.
 ///
 /// Memory: 1 MiB for bytes, 64 KiB for a frame, and a few bytes per channel.
-class AscReader : public Reader {
+class AscReader : public Reader, public SeriesFiles {
  public:
   /// @param path  "-": standard input
   AscReader(InputBytes bytes, const std::string& path);
@@ -37,6 +38,7 @@ class AscReader : public Reader {
   [[nodiscard]] bool Stopped() const override { return Lines->Stopped(); }
   [[nodiscard]] Description Describe() const override;
   [[nodiscard]] unsigned long LossesKnown() const override { return LossCount; }
+  [[nodiscard]] std::vector<std::string> LaterFiles() const override { return Later; }
   [[nodiscard]] unsigned long Position() const override { return BytesBefore + Lines->Position(); }
   [[nodiscard]] unsigned long Size() const override { return SeriesSize; }
   [[nodiscard]] const Findings& Found() const override { return Noted; }

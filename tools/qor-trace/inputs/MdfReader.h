@@ -9,6 +9,7 @@
 
 #include "inputs/MdfPart.h"
 #include "inputs/Reader.h"
+#include "inputs/SeriesFiles.h"
 #include "stream/LossLedger.h"
 #include "stream/Reorder.h"
 
@@ -20,7 +21,7 @@ namespace client {
 /// those of several groups lie among each other, as far as Reorder can put them in order.
 ///
 /// A file that isn't finalized, or that the end is missing of, is read as far as it goes.
-class MdfReader : public Reader {
+class MdfReader : public Reader, public SeriesFiles {
  public:
   /// @param path  as opened; "-" for standard input, which must be a file
   /// Failure: Failure when it is no MDF 4 file, can't be read by positions, or has nothing that could be a record; says why.
@@ -34,6 +35,7 @@ class MdfReader : public Reader {
   [[nodiscard]] Description Describe() const override;
   [[nodiscard]] std::vector<std::string> Remarks() const override;
   [[nodiscard]] std::vector<std::string> Notes() const override;
+  [[nodiscard]] std::vector<std::string> LaterFiles() const override { return {Paths.begin() + 1, Paths.end()}; }
   [[nodiscard]] unsigned long Position() const override;
   [[nodiscard]] unsigned long Size() const override { return AllSize; }
   [[nodiscard]] const Findings& Found() const override { return Seen; }

@@ -139,6 +139,19 @@ Description RecoveryReader::Describe() const {
   return description;
 }
 
+unsigned long RecoveryReader::LossesKnown() const {
+  unsigned long sum = 0;
+  for (const Input& input : Inputs) sum += input.Source->LossesKnown();
+  return sum;
+}
+
+std::vector<std::string> RecoveryReader::Notes() const {
+  std::vector<std::string> all;
+  for (const Input& input : Inputs)
+    for (std::string& note : input.Source->Notes()) all.push_back(std::move(note));
+  return all;
+}
+
 std::vector<std::string> RecoveryReader::Remarks() const {
   std::vector<std::string> all;
   for (const Input& input : Inputs)

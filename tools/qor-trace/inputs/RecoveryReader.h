@@ -26,7 +26,9 @@ class RecoveryReader : public Reader {
   void Attend(Attendance attendance) override;
   [[nodiscard]] bool Stopped() const override;
   [[nodiscard]] Description Describe() const override;
+  [[nodiscard]] unsigned long LossesKnown() const override;
   [[nodiscard]] std::vector<std::string> Remarks() const override;
+  [[nodiscard]] std::vector<std::string> Notes() const override;
   [[nodiscard]] unsigned long Position() const override;
   [[nodiscard]] unsigned long Size() const override;
   [[nodiscard]] const Findings& Found() const override { return Seen; }

@@ -6,14 +6,25 @@
 #include <utility>
 
 #include "stream/RecordSink.h"
+#include "stream/TimeBase.h"
 
 namespace client {
 
-/// Times in ns since the first record that came; a record at From is in, one at To is not, so that cuts of one recording at
-/// the same time have each record once.
+/// A time at which a cut lies.
+struct TimeBound {
+  unsigned long Time = 0;  // ns
+  bool Utc = false;        // since 1970; else since the first record that came
+
+  bool operator==(const TimeBound&) const = default;
+};
+
+/// A record at From is in, one at To is not, so that cuts of one recording at the same time have each record once.
 struct TimeBounds {
-  std::optional<unsigned long> From = std::nullopt;
-  std::optional<unsigned long> To = std::nullopt;
+  std::optional<TimeBound> From = std::nullopt;
+  std::optional<TimeBound> To = std::nullopt;
+
+  /// It must be known when the recording was made.
+  [[nodiscard]] bool NeedUtc() const { return (From && From->Utc) || (To && To->Utc); }
 };
 
 /// Hands on the records between two times. Records may come a little out of order: the stream is ended by the first one that is a
@@ -26,24 +37,31 @@ class TimeCut : public RecordSink {
   TimeCut(RecordSink& next, TimeBounds bounds) : Next(next), Bounds(bounds) {}
 
   [[nodiscard]] bool Take(const RecordView& record) override {
-    const unsigned long time = SinceStart(record.Timestamp());
-    if (Bounds.To && time >= *Bounds.To) {
+    const unsigned long time = record.Timestamp();
+    if (!Range) BeginAt(time);
+    if (time >= Range->second && Bounds.To) {
       ++Outside;
-      Ended = time - *Bounds.To >= kLongestDelay;
+      Ended = time - Range->second >= kLongestDelay;
       return !Ended;
     }
-    if (time >= Bounds.From.value_or(0)) return Next.Take(record);
+    if (time >= Range->first) return Next.Take(record);
     ++Outside;
     return true;
   }
   void Pause() override { Next.Pause(); }
 
   /// Says when the stream begins, before its first record is taken.
-  void BeginAt(unsigned long time) { Start = time; }
+  /// @param times  of the records, for bounds in UTC
+  void BeginAt(unsigned long time, const TimeBase& times = {}) {
+    Start = time;
+    Range.emplace(Bounds.From ? PlaceOf(*Bounds.From, times) : 0, Bounds.To ? PlaceOf(*Bounds.To, times) : kNever);
+    // A record that is older than the first one is as much from the beginning on.
+    if (Range->first == Start) Range->first = 0;
+  }
   /// The times that are inside, the second one excluded; nothing before the first record, unless that makes no difference.
   [[nodiscard]] std::optional<std::pair<unsigned long, unsigned long>> Inside() const {
-    if (!Start && (Bounds.From || Bounds.To)) return std::nullopt;
-    return std::pair(Bounds.From ? Later(*Bounds.From) : 0, Bounds.To ? Later(*Bounds.To) : kNever);
+    if (Range || Bounds.From || Bounds.To) return Range;
+    return std::pair(0ul, kNever);
   }
 
   /// Records that were left out.
@@ -54,18 +72,17 @@ class TimeCut : public RecordSink {
  private:
   static constexpr unsigned long kNever = ~0ul;
 
-  /// So long after the first record.
-  [[nodiscard]] unsigned long Later(unsigned long time) const { return *Start + std::min(time, kNever - *Start); }
-
-  /// 0 for a record that is older than the first one.
-  [[nodiscard]] unsigned long SinceStart(unsigned long time) {
-    if (!Start) Start = time;
-    return time - std::min(time, *Start);
+  /// On the records' clock.
+  [[nodiscard]] unsigned long PlaceOf(const TimeBound& bound, const TimeBase& times) const {
+    if (!bound.Utc) return Start + std::min(bound.Time, kNever - Start);
+    const TimeBase back{times.Utc.value_or(0), times.IsKnown() ? times.Start : 0};  // from UTC to the records' clock
+    return back.UtcOf(bound.Time);
   }
 
   RecordSink& Next;
   const TimeBounds Bounds;
-  std::optional<unsigned long> Start;  // ns, time of the first record
+  unsigned long Start = 0;                                       // ns, time of the first record
+  std::optional<std::pair<unsigned long, unsigned long>> Range;  // ns, of what is inside; once it is known
   unsigned long Outside = 0;
   bool Ended = false;
 };

@@ -97,15 +97,31 @@ std::optional<unsigned long> ParseDuration(std::string_view text) {
   return total;
 }
 
+namespace {
+
+/// "Z", "+02:00", "-0330" -> s ahead of UTC; nothing for another text.
+std::optional<long> ParseZone(std::string_view text) {
+  if (text == "Z") return 0;
+  if (text.size() == 6 && text[3] == ':') return ParseZone(fmt::format("{}{}", text.substr(0, 3), text.substr(4)));
+  if (text.size() != 5 || (text[0] != '+' && text[0] != '-')) return std::nullopt;
+  if (text.find_first_not_of("0123456789", 1) != std::string_view::npos) return std::nullopt;
+  const auto digits = [&](size_t place) { return (text[place] - '0') * 10l + (text[place + 1] - '0'); };
+  if (digits(1) > 23 || digits(3) > 59) return std::nullopt;
+  return (text[0] == '-' ? -60 : 60) * (60 * digits(1) + digits(3));
+}
+
+}  // namespace
+
 std::optional<unsigned long> ParseWallClock(const std::string& text) {
   struct tm time {};
   const char* const end = strptime(text.c_str(), "%Y-%m-%dT%H:%M:%S", &time);
   if (end == nullptr) return std::nullopt;
   std::string_view rest = end;
   const auto fraction = TakeFraction(rest);
-  if (!fraction || (!rest.empty() && rest != "Z")) return std::nullopt;
+  const auto zone = rest.empty() ? 0 : ParseZone(rest);
+  if (!fraction || !zone) return std::nullopt;
   time.tm_isdst = -1;  // the system knows
-  const time_t seconds = rest.empty() ? mktime(&time) : timegm(&time);
+  const time_t seconds = rest.empty() ? mktime(&time) : timegm(&time) - *zone;
   unsigned long ns = 0;
   if (seconds < 0 || __builtin_mul_overflow(static_cast<unsigned long>(seconds), 1000000000ul, &ns))
     return std::nullopt;

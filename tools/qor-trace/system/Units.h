@@ -19,7 +19,8 @@ namespace client {
 /// @return ns, or nothing for another text or more than 64 bits
 [[nodiscard]] std::optional<unsigned long> ParseDuration(std::string_view text);
 
-/// "2026-11-21T14:30:00" (local time), "2026-11-21T14:30:00.25Z" (UTC) -> ns since 1970. A fraction is cut at 1 ns.
+/// "2026-11-21T14:30:00" (local time), "2026-11-21T14:30:00.25Z" (UTC), "2026-11-21T16:30:00+02:00" (so far ahead of UTC)
+/// -> ns since 1970. A fraction is cut at 1 ns.
 /// @return ns, or nothing for another text or a time before 1970
 [[nodiscard]] std::optional<unsigned long> ParseWallClock(const std::string& text);
 
