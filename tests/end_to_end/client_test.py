@@ -65,6 +65,7 @@ class WrongUsage(ClientTest):
         self.refused("frobnicate")
         self.refused("help", "frobnicate")
         self.refused("record", "can")
+        self.assertIn("--output is missing", self.refused("convert", "x.bin"))
         self.refused("record", "can", "-o", "x.bin", "--no-output")
         self.refused("record", "can", "-d", "", "-o", "x.bin")
         self.refused("record", "can", "--swap-folder", "", "-o", "x.bin")

@@ -203,6 +203,19 @@ TEST_F(MdfOutputTest, LossIsAnEventAtItsTime) {
                        "5.000000000 s to 6.000000000 s"}));
 }
 
+TEST_F(MdfOutputTest, ChannelsWhoseBusIsKnownAreDescribed) {
+  MdfOutput output(Path, {});
+  Description description;
+  description.Channels = {{.Number = 1, .BusType = BusType_Can, .Source = "can?seed=7", .Name = "Chassis"},
+                          {.Number = 2, .Source = "vehicle.log", .Name = "Unheard"}};
+  output.Describe(description);
+  EXPECT_TRUE(Put(output, RecordOf(test::CanItem().Data({1}))));
+  EXPECT_TRUE(output.Finish());
+  const std::string file = StrictMdfReader::Load(Path);
+  for (const char* known : {"Chassis", "can?seed=7"}) EXPECT_NE(file.find(known), std::string::npos) << known;
+  for (const char* unknown : {"Unheard", "vehicle.log"}) EXPECT_EQ(file.find(unknown), std::string::npos) << unknown;
+}
+
 TEST_F(MdfOutputTest, PartIsUpToDateAfterAPause) {
   MdfOutput output(Path, {});
   EXPECT_TRUE(Put(output, RecordOf(test::CanItem().Data({1}))));
