@@ -83,6 +83,25 @@ TEST_F(BinReaderTest, LongestRecordThatAnInterfaceCanDeliverIsRead) {
   EXPECT_EQ(ReadBin(Path, collector), 1u);
 }
 
+TEST_F(BinReaderTest, DamageBetweenRecordsIsPassedOverWhereThatIsAskedFor) {
+  std::vector<Bytes> records(10, RecordOf(test::CanItem().Data({1, 2, 3})));
+  const Bytes before = Joined({records[0], records[1]});
+  const Bytes damages[] = {Bytes(500, 0), Bytes(500, 0xFF), Bytes(records[0].begin(), records[0].begin() + 29)};
+  for (const Bytes& damage : damages) {
+    SCOPED_TRACE(damage.size());
+    Write(Joined({before, damage, Joined(records), Bytes(5, 1)}));
+    BinReader reader(InputBytes(Path), Path, BinReader::AtDamage::PassOver);
+    Collector collector;
+    EXPECT_EQ(ReadAll(reader, collector), ReadingEnd::Whole);
+    EXPECT_EQ(collector.Records, std::vector<Bytes>(12, records[0]));
+    ASSERT_EQ(reader.Found().All().size(), 2u);
+    EXPECT_EQ(reader.Found().All()[0].Kind, FindingKind::Unread);
+    EXPECT_EQ(reader.Found().All()[0].Count, damage.size());
+    EXPECT_EQ(reader.Found().All()[1].Kind, FindingKind::CutOff);
+    EXPECT_EQ(reader.Found().All()[1].Count, 5u);
+  }
+}
+
 TEST_F(BinReaderTest, MissingFileIsAFailure) {
   Collector collector;
   EXPECT_THROW(ReadBin((Folder / "missing.bin").string(), collector), Failure);
