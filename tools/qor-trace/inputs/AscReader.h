@@ -59,7 +59,7 @@ class AscReader : public Reader, public SeriesFiles {
   [[nodiscard]] bool BeginNextFile();
   void EndFile();
   [[nodiscard]] const RecordView* Read(std::string_view line);
-  [[nodiscard]] const RecordView* ReadEvent(std::string_view line);
+  [[nodiscard]] const RecordView* ReadEvent(std::string_view text);
   [[nodiscard]] const RecordView* ReadRemark(const Remark& remark);
   [[nodiscard]] static std::optional<Remark> RemarkOf(std::string_view comment);
   [[nodiscard]] static bool Apply(const Remark& remark, AscEvent& event);

@@ -21,6 +21,6 @@ using CanBytes = std::span<unsigned char, 64>;
 
 /// Reads "(1398128223.803317) can0 123#0102030405060708", in all its forms; the frame's data lie in `room`.
 /// @param line  not blank
-[[nodiscard]] std::optional<LineFault> ReadCandumpLine(std::string_view line, CanBytes room, CandumpFrame& frame);
+[[nodiscard]] std::optional<LineFault> ReadCandumpLine(std::string_view text, CanBytes room, CandumpFrame& frame);
 
 }  // namespace client

@@ -23,6 +23,6 @@ struct CsvEntry {
 using CsvBytes = std::span<unsigned char, 254>;
 
 /// Reads a row; the entry's data lie in `room`.
-[[nodiscard]] std::optional<LineFault> ReadCsvRow(std::string_view row, CsvBytes room, CsvEntry& entry);
+[[nodiscard]] std::optional<LineFault> ReadCsvRow(std::string_view text, CsvBytes room, CsvEntry& entry);
 
 }  // namespace client

@@ -122,23 +122,21 @@ bool InputBytes::SkipFar(unsigned long size) {
 }
 
 std::optional<std::string_view> InputBytes::Line() {
-  const unsigned char* end = nullptr;
-  size_t searched = 0;
-  for (;;) {
+  const auto text = [this] {
     const auto ready = Ready();
-    const size_t limit = std::min(ready.size(), kLongestLine);
-    end = static_cast<const unsigned char*>(std::memchr(ready.data() + searched, '\n', limit - searched));
-    if (end != nullptr || limit == kLongestLine) break;
-    searched = limit;
-    if (!Need(ready.size() + 1)) break;
+    return std::string_view(reinterpret_cast<const char*>(ready.data()), std::min(ready.size(), kLongestLine));
+  };
+  size_t searched = 0;
+  size_t end = text().find('\n');
+  while (end == std::string_view::npos && text().size() < kLongestLine) {
+    searched = text().size();
+    if (!Need(searched + 1)) break;
+    end = text().find('\n', searched);
   }
-  const auto ready = Ready();
-  if (Ended || ready.empty()) return std::nullopt;
-  size_t length = std::min(ready.size(), kLongestLine);
-  if (end != nullptr) length = static_cast<size_t>(end - ready.data());
-  HadEnd = end != nullptr;
-  Skip(HadEnd ? length + 1 : length);
-  std::string_view line(reinterpret_cast<const char*>(ready.data()), length);
+  if (Ended || text().empty()) return std::nullopt;
+  HadEnd = end != std::string_view::npos;
+  std::string_view line = text().substr(0, end);
+  Skip(line.size() + (HadEnd ? 1 : 0));
   if (line.ends_with('\r')) line.remove_suffix(1);
   return line;
 }

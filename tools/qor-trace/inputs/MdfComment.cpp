@@ -125,6 +125,26 @@ std::optional<MdfBusName> ParseMdfBusName(std::string_view name) {
   return bus;
 }
 
+namespace {
+
+/// A property of the recording itself. The version of its tool comes by itself.
+void TakeOwn(Description& description, std::string& version, std::string_view name, const std::string& value) {
+  if (name == "title") description.Title = value;
+  if (name == "tool") description.Tool = value;
+  if (name == "tool_version") version = value;
+  if (name == "host") description.Host = value;
+  if (name == "system") description.System = value;
+  if (name == "machine") description.Machine = value;
+}
+
+/// A property of the channel of that number; 0 is none.
+void TakeChannelOf(Description& description, unsigned int channel, std::string_view name, const std::string& value) {
+  for (ChannelDescription& known : description.Channels)
+    if (channel != 0 && known.Number == channel) TakeChannel(known, name, value);
+}
+
+}  // namespace
+
 void TakeMdfProperties(Description& description, const std::vector<MdfProperty>& properties,
                        const std::function<unsigned int(const MdfBusName&)>& channelOf) {
   std::map<unsigned long, LossParts> losses;  // by their numbers
@@ -134,12 +154,7 @@ void TakeMdfProperties(Description& description, const std::vector<MdfProperty>&
     const size_t last = path.rfind('/');
     const std::string_view name = std::string_view(path).substr(last == std::string::npos ? 0 : last + 1);
     if (first == std::string::npos) {
-      if (name == "title") description.Title = value;
-      if (name == "tool") description.Tool = value;
-      if (name == "tool_version") version = value;
-      if (name == "host") description.Host = value;
-      if (name == "system") description.System = value;
-      if (name == "machine") description.Machine = value;
+      TakeOwn(description, version, name, value);
       continue;
     }
     if (first == last) continue;
@@ -147,9 +162,7 @@ void TakeMdfProperties(Description& description, const std::vector<MdfProperty>&
     const std::string_view member = std::string_view(path).substr(first + 1, last - first - 1);
     if (const auto number = NumberIn(member); tree == "losses" && number) losses[*number].Take(name, value);
     const auto bus = tree == "channels" ? ParseMdfBusName(member) : std::nullopt;
-    const unsigned int channel = bus ? channelOf(*bus) : 0;
-    for (ChannelDescription& known : description.Channels)
-      if (channel != 0 && known.Number == channel) TakeChannel(known, name, value);
+    TakeChannelOf(description, bus ? channelOf(*bus) : 0, name, value);
   }
   if (!version.empty()) description.Tool += " " + version;
   for (const auto& [number, loss] : losses) {

@@ -98,10 +98,10 @@ std::optional<ErrorCode> LibrarysErrorCode(Span flags) {
   if (flags.size() != 7 || !std::equal(std::begin(kFront), std::end(kFront), flags.begin())) return std::nullopt;
   const unsigned char found[] = {static_cast<unsigned char>(flags[4] & ~kReceived),
                                  static_cast<unsigned char>(flags[5] & ~kReceived), flags[6]};
-  for (unsigned char code = 0; code < std::size(kCodes); ++code) {
+  for (size_t code = 0; code < std::size(kCodes); ++code) {
     if (!std::equal(std::begin(found), std::end(found), std::begin(kCodes[code]))) continue;
-    constexpr unsigned char kOverrun = 8;
-    return code == kOverrun ? ErrorCode{0, true} : ErrorCode{code, false};
+    constexpr size_t kOverrun = 8;
+    return code == kOverrun ? ErrorCode{0, true} : ErrorCode{static_cast<unsigned char>(code), false};
   }
   return std::nullopt;
 }
@@ -227,8 +227,8 @@ std::optional<unsigned char> LibrarysState(Span data) {
   constexpr unsigned char kStates[][2] = {{2, 0x0F}, {2, 0},    {2, 4},    {1, 2},   {1, 3},
                                           {2, 1},    {2, 0x20}, {2, 0x13}, {0, 0x0F}};
   if (data.size() < 12) return std::nullopt;
-  for (unsigned char code = 0; code < std::size(kStates); ++code)
-    if (data[4] == kStates[code][0] && data[8] == kStates[code][1]) return code;
+  for (size_t code = 0; code < std::size(kStates); ++code)
+    if (data[4] == kStates[code][0] && data[8] == kStates[code][1]) return static_cast<unsigned char>(code);
   return std::nullopt;
 }
 

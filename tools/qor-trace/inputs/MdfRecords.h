@@ -46,6 +46,6 @@ class MdfRecords {
 
 /// @param file, group, found  outlive what is returned
 /// @return                    null for a data group without records of bus events; why, if that isn't sound, is in `found`
-[[nodiscard]] std::unique_ptr<MdfRecords> OpenMdfRecords(MdfBlocks& file, const MdfDataGroup& group, Findings& found);
+[[nodiscard]] std::unique_ptr<MdfRecords> OpenMdfRecords(MdfBlocks& file, const MdfDataGroup& data, Findings& found);
 
 }  // namespace client

@@ -46,6 +46,7 @@ std::unique_ptr<Reader> OpenInputs(const std::vector<std::string>& paths, Channe
   if (std::count(paths.begin(), paths.end(), "-") > 1)
     throw UsageError("Standard input can only be read once; leave one - out");
   std::vector<MergedInput> inputs;
+  inputs.reserve(paths.size());
   for (const std::string& path : paths) inputs.push_back({path, OpenInput(path)});
   std::vector<std::string> notes = LeaveOutLaterFiles(inputs);
   if (inputs.size() == 1 && notes.empty()) return std::move(inputs.front().Source);

@@ -4,6 +4,7 @@
 // writable, and what they held is lost.
 #pragma once
 
+#include <algorithm>
 #include <array>
 #include <bit>
 #include <cstddef>
@@ -47,10 +48,7 @@ inline char* Text(char* out, const char (&text)[kSize]) {
   return out + kSize - 1;
 }
 
-inline char* Text(char* out, std::string_view text) {
-  std::memcpy(out, text.data(), text.size());
-  return out + text.size();
-}
+inline char* Text(char* out, std::string_view text) { return std::copy(text.begin(), text.end(), out); }
 
 inline char* Character(char* out, char character) {
   *out = character;
