@@ -126,6 +126,7 @@ int RunCommandLine(std::vector<std::string> arguments, const std::string& versio
     AddListCommand(app, action);
     AddCheckCommand(app, action);
     AddRecoverCommand(app, action);
+    AddInfoCommand(app, action);
     for (CLI::App* command : app.get_subcommands({})) {
       command->set_version_flag("--version", version);
       RefuseEmptyValues(*command);

@@ -17,5 +17,6 @@ void AddConvertCommand(CLI::App& app, Action& action);
 void AddListCommand(CLI::App& app, Action& action);
 void AddCheckCommand(CLI::App& app, Action& action);
 void AddRecoverCommand(CLI::App& app, Action& action);
+void AddInfoCommand(CLI::App& app, Action& action);
 
 }  // namespace client
