@@ -17,7 +17,6 @@ namespace {
 using test::MdfChannel;
 using test::MdfMaker;
 
-constexpr unsigned char kFixed = 0;
 constexpr unsigned char kVariable = 1;
 constexpr unsigned char kMaster = 2;
 constexpr unsigned char kMaximum = 5;
