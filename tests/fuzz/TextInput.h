@@ -8,6 +8,7 @@
 #include "inputs/Inputs.h"
 #include "outputs/BinFile.h"
 #include "support/TemporaryDirectory.h"
+#include "system/Compression.h"
 #include "system/Failure.h"
 #include "tools/ClientEntries.h"
 #include "tools/ReadBin.h"
@@ -29,9 +30,11 @@ inline client::Collector ReadInput(const std::string& name) {
   return records;
 }
 
-/// Whether it is what the name says: what begins like another format is read as that, and raw records may be anything.
+/// Whether it is what the name says: what begins like another format, or compressed, is read as that, and raw records may be
+/// anything.
 inline bool IsTextInput(const std::string& name, const std::uint8_t* data, std::size_t size) {
   using client::InputFormat;
+  if (client::CompressionOfBytes({data, size}, false) != client::Compression::None) return false;
   const auto format = client::FormatOfInput({data, std::min(size, client::kFront)}, name);
   return format == InputFormat::Asc || format == InputFormat::Candump || format == InputFormat::Csv;
 }

@@ -3,6 +3,7 @@
 #include "Input.h"
 #include "outputs/BinFile.h"
 #include "support/TemporaryDirectory.h"
+#include "system/Compression.h"
 #include "system/Failure.h"
 #include "tools/ClientEntries.h"
 #include "tools/ReadBin.h"
@@ -32,6 +33,8 @@ Bytes WholeRecords(const Bytes& file, size_t& count) {
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static const test::TemporaryDirectory directory;
   const Bytes file(data, data + size);
+  if (client::CompressionOfBytes(file, false) != client::Compression::None)
+    return 0;  // it is unpacked before it is read
   size_t count = 0;
   const Bytes whole = WholeRecords(file, count);
   test::WriteFile("in.bin", file);
