@@ -1,12 +1,10 @@
 """Measurement files (.mf4) as inputs: what was recorded into one comes out of it again."""
 
 import json
-import signal
-import time
 
 import readers
 from buses_test import recordings as recordings_of
-from mdf_test import Reader
+from mdf_test import Reader, killed_recording
 from support import ClientTest, main
 
 
@@ -81,23 +79,10 @@ class MdfInput(ClientTest):
         self.assertIn("is a pipe, but an MDF file is read by positions", err)
 
     def test_killed_recording_is_read_as_far_as_it_got_to_the_disk(self):
-        process = self.start("record", "can?load=90", "--speed", "200", "-o", "a.mf4")
-        part = self.folder / "a.part.mf4"
-
-        def counted():
-            return sum(len(group.records) for group in Reader(part.read_bytes()).groups)
-
-        self.wait_until(part.exists, "the file")
-        process.send_signal(signal.SIGSTOP)
-        while counted() < 1000:  # what was flushed
-            process.send_signal(signal.SIGCONT)
-            time.sleep(0.1)
-            process.send_signal(signal.SIGSTOP)
-        process.kill()
-        process.wait()
-        out, _ = self.run_client("convert", part, "-o", "b.bin", "--json", expect=3)
+        left = killed_recording(self)
+        out, _ = self.run_client("convert", "a.part.mf4", "-o", "b.bin", "--json", expect=3)
         summary = json.loads(out)
-        self.assertGreaterEqual(summary["entries"], counted())
+        self.assertGreaterEqual(summary["entries"], sum(len(group.records) for group in left.groups))
         self.assertEqual({found["kind"] for found in summary["found"]}, {"cut_off"})
 
 

@@ -136,6 +136,25 @@ class Reader:
                     yield group.name, lambda name, record=record, group=group: group.value(record, name)
 
 
+def killed_recording(test):
+    """Records into a.mf4, kills the client when 1000 frames were flushed, and reads what is left: a.part.mf4."""
+    process = test.start("record", "can?load=90", "--speed", "200", "-o", "a.mf4")
+    part = test.folder / "a.part.mf4"
+
+    def counted():
+        return sum(len(group.records) for group in Reader(part.read_bytes()).groups)
+
+    test.wait_until(part.exists, "the file")
+    process.send_signal(signal.SIGSTOP)
+    while counted() < 1000:  # what was flushed
+        process.send_signal(signal.SIGCONT)
+        time.sleep(0.1)
+        process.send_signal(signal.SIGSTOP)
+    process.kill()
+    process.wait()
+    return Reader(part.read_bytes())
+
+
 def can_frames(reader):
     """The frames of the CAN groups, by time."""
     frames = []
@@ -331,22 +350,9 @@ class Mdf(ClientTest):
         self.assertGreater(len(can_frames(reader)), 0)
 
     def test_killed_recording_leaves_a_readable_file(self):
-        process = self.start("record", "can?load=90", "--speed", "200", "-o", "a.mf4")
-        part = self.folder / "a.part.mf4"
-
-        def counted():
-            return sum(len(group.records) for group in Reader(part.read_bytes()).groups)
-
-        self.wait_until(part.exists, "the file")
-        process.send_signal(signal.SIGSTOP)
-        while counted() < 1000:  # what was flushed
-            process.send_signal(signal.SIGCONT)
-            time.sleep(0.1)
-            process.send_signal(signal.SIGSTOP)
-        process.kill()
-        process.wait()
-        self.assertFalse(Reader(part.read_bytes()).finalized)
-        self.assertGreaterEqual(len(can_frames(Reader(part.read_bytes()))), 1000)
+        left = killed_recording(self)
+        self.assertFalse(left.finalized)
+        self.assertGreaterEqual(len(can_frames(left)), 1000)
 
     def test_outputs_that_make_no_sense(self):
         for args in (["-o", "a.mf4", "--mdf-split", "2M"], ["-o", "a.bin", "--mdf-split", "5M"],

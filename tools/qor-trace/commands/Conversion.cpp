@@ -120,9 +120,9 @@ int Convert(const std::string& command, Reader& reader, const ConvertArguments& 
   Selection selected(sinks, wanted);
   LossLedger marks;
   const auto known = [&] {
-    LossLedger losses(reader.Describe().Losses);
-    losses.Append(marks.All());
     Description recording = reader.Describe();
+    LossLedger losses(recording.Losses);
+    losses.Append(marks.All());
     recording.Losses = selected.Concerned(losses.All());
     return told(std::move(recording));
   };

@@ -1,9 +1,9 @@
 #include "inputs/CandumpLine.h"
 
 #include <algorithm>
-#include <iterator>
 
 #include "inputs/TextScan.h"
+#include "stream/CanDlc.h"
 
 namespace client {
 
@@ -58,13 +58,11 @@ bool ReadRemote(std::string_view text, CanParts& parts) {
 
 /// A digit of flags and the data, whose length must be one that there is.
 bool ReadFd(std::string_view text, CanBytes room, CanParts& parts) {
-  constexpr unsigned char kLengths[] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 12, 16, 20, 24, 32, 48, 64};
   constexpr unsigned int kRateSwitch = 1, kErrorState = 2;
   const unsigned int flags = text.empty() ? kNoDigit : DigitValue(text[0]);
   if (flags == kNoDigit || !ReadData(text.substr(1), room.size(), room, parts)) return false;
-  const auto* const length = std::find(std::begin(kLengths), std::end(kLengths), parts.Data.size());
-  if (length == std::end(kLengths)) return false;
-  parts.Dlc = static_cast<unsigned char>(length - std::begin(kLengths));
+  parts.Dlc = CanDlcOf(parts.Data.size());
+  if (BytesOfCanDlc(parts.Dlc, true) != parts.Data.size()) return false;
   SetFlag(parts, QOR_TRACE_CAN_FD);
   if ((flags & kRateSwitch) != 0) SetFlag(parts, QOR_TRACE_CAN_BRS);
   if ((flags & kErrorState) != 0) SetFlag(parts, QOR_TRACE_CAN_ESI);

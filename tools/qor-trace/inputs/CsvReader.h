@@ -4,11 +4,9 @@
 #include <array>
 #include <map>
 #include <optional>
+#include <string_view>
 
-#include "inputs/InputBytes.h"
-#include "inputs/MadeRecord.h"
-#include "inputs/Reader.h"
-#include "inputs/TextLines.h"
+#include "inputs/TextReader.h"
 
 namespace client {
 
@@ -16,32 +14,21 @@ namespace client {
 /// in which they come. The bit times of LIN aren't in it.
 ///
 /// Memory: 1 MiB.
-class CsvReader : public Reader {
+class CsvReader : public TextReader {
  public:
-  explicit CsvReader(InputBytes bytes) : Lines(std::move(bytes)) {}
+  using TextReader::TextReader;
 
   /// Failure: Failure for another header, which is an other CSV.
   [[nodiscard]] const RecordView* Next() override;
-  void Attend(Attendance attendance) override { Lines.Attend(std::move(attendance)); }
-  [[nodiscard]] bool Stopped() const override { return Lines.Stopped(); }
   [[nodiscard]] Description Describe() const override;
-  [[nodiscard]] unsigned long Position() const override { return Lines.Position(); }
-  [[nodiscard]] unsigned long Size() const override { return Lines.Size(); }
-  [[nodiscard]] const Findings& Found() const override { return Noted; }
-  [[nodiscard]] unsigned long Records() const override { return Count; }
 
  private:
   [[nodiscard]] const RecordView* Read(std::string_view row);
   [[nodiscard]] unsigned int ChannelOf(std::optional<unsigned int> lin);
 
-  TextLines Lines;
   bool HasHeader = false;
   std::map<std::optional<unsigned int>, unsigned int> Channels;  // by LIN channel; nothing: FlexRay
   std::array<unsigned char, 254> Room;
-  MadeRecord Made;
-  unsigned long Count = 0;
-  bool IsCut = false;
-  Findings Noted;
 };
 
 }  // namespace client

@@ -7,6 +7,7 @@
 #include <iterator>
 #include <limits>
 
+#include "stream/CanDlc.h"
 #include "stream/LinChecksum.h"
 
 namespace client {
@@ -63,7 +64,6 @@ Span Data(const MdfRecord& from) {
 
 // --- CAN ---
 
-constexpr unsigned char kDlcBytes[] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 12, 16, 20, 24, 32, 48, 64};
 constexpr unsigned int kExtendedBit = 0x80000000;
 constexpr unsigned int kIdentifierBits = 0x1FFFFFFF;
 
@@ -272,12 +272,6 @@ unsigned char BusOf(MdfEvent event) {
   if (event <= MdfEvent::CanError) return BusType_Can;
   if (event <= MdfEvent::LinWakeUp) return BusType_Lin;
   return event <= MdfEvent::FlexRaySymbol ? BusType_FlexRay : BusType_Ethernet;
-}
-
-unsigned char CanDlcOf(size_t bytes) {
-  const auto* code =
-      std::find_if(std::begin(kDlcBytes), std::end(kDlcBytes), [&](size_t held) { return held >= bytes; });
-  return static_cast<unsigned char>(std::min<std::ptrdiff_t>(code - std::begin(kDlcBytes), 15));
 }
 
 bool IsOfBothChannels(const MdfRecord& frame) { return (Number(frame, Name::FrameFlags) & kBothChannels) != 0; }

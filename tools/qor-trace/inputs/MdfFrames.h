@@ -37,8 +37,6 @@ enum class MdfEvent : unsigned char {
 [[nodiscard]] std::optional<MdfEvent> MdfEventOf(std::string_view name);
 /// Qor_Trace_BusType
 [[nodiscard]] unsigned char BusOf(MdfEvent event);
-/// The least length code of a CAN frame with room for so many bytes.
-[[nodiscard]] unsigned char CanDlcOf(size_t bytes);
 
 /// Is it half of a FlexRay frame that was on both channels, of which the file has a record for each?
 [[nodiscard]] bool IsOfBothChannels(const MdfRecord& frame);

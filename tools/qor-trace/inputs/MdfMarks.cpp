@@ -6,6 +6,7 @@
 #include <string_view>
 
 #include "inputs/MdfFrames.h"
+#include "stream/CanDlc.h"
 #include "stream/LossComment.h"
 
 namespace client {

@@ -5,6 +5,7 @@
 #include <algorithm>
 
 #include "inputs/OrderedBytes.h"
+#include "stream/CanDlc.h"
 #include "stream/PacketLayouts.h"
 
 namespace client {
@@ -21,13 +22,6 @@ constexpr unsigned char kLinInvalidIdentifier = 0x10;  // likewise
 
 unsigned int BigEndianAt(std::span<const unsigned char> bytes, size_t offset) {
   return OrderedBytes(bytes, ByteOrder::Big).At<unsigned int>(offset);
-}
-
-/// The smallest data length code that covers so many bytes.
-unsigned char DlcOf(size_t bytes) {
-  constexpr size_t kBytes[] = {0, 1, 2, 3, 4, 5, 6, 7, 8, 12, 16, 20, 24, 32, 48, 64};
-  const auto* const found = std::lower_bound(std::begin(kBytes), std::end(kBytes), bytes);
-  return static_cast<unsigned char>(found - std::begin(kBytes));
 }
 
 unsigned char FlagIf(bool condition, unsigned int flag) { return static_cast<unsigned char>(condition ? flag : 0); }
@@ -74,7 +68,7 @@ const RecordView* PacketRecords::MakeCan(const CapturedPacket& packet) {
       !remote && ((marks & kSocketCanFdf) != 0 || length > kMostClassicData || packet.OriginalSize == kFdPacket);
   if (length > (fd ? kMostFdData : kMostClassicData))
     return None(packet, FindingKind::Unread, "a CAN packet with a length that no frame has");
-  CanParts parts{.Identifier = identifier & kSocketCanIdentifierBits, .Dlc = DlcOf(length)};
+  CanParts parts{.Identifier = identifier & kSocketCanIdentifierBits, .Dlc = CanDlcOf(length)};
   parts.Flags =
       static_cast<unsigned char>(FlagIf((identifier & kSocketCanExtended) != 0, QOR_TRACE_CAN_EXTENDED) |
                                  FlagIf(packet.Outbound, QOR_TRACE_CAN_TRANSMITTED) | FlagIf(fd, QOR_TRACE_CAN_FD) |

@@ -16,6 +16,8 @@ namespace client {
 ///
 /// Afterwards Found() says what is missing, and from when on. A file that can't be read on is Unread from there; reading goes on
 /// with the others.
+///
+/// Memory: a reader's for each file; of several ones also the records of one time.
 class RecoveryReader : public Reader {
  public:
   /// Failure: Failure when one can't be opened, or is still being written; UsageError for several that aren't all raw records.

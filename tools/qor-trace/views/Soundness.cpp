@@ -3,22 +3,15 @@
 #include <fmt/format.h>
 
 #include <algorithm>
-#include <array>
 #include <string>
 
+#include "stream/CanDlc.h"
 #include "stream/LinChecksum.h"
 #include "system/Units.h"
 
 namespace client {
 
 namespace {
-
-/// Data bytes of a frame with a DLC. A classic frame has at most 8.
-size_t BytesOfDlc(unsigned char dlc, bool fd) {
-  constexpr std::array<unsigned char, 16> kBytes = {0, 1, 2, 3, 4, 5, 6, 7, 8, 12, 16, 20, 24, 32, 48, 64};
-  const size_t bytes = kBytes[dlc & 0x0F];
-  return fd ? bytes : std::min<size_t>(bytes, 8);
-}
 
 std::string LossText(const Loss& loss) {
   const std::string count = loss.Count ? FormatCount(*loss.Count, "item", "items") : "an unknown number of items";
@@ -71,7 +64,7 @@ void Soundness::LookAtCan(const CanView& can) {
   if (can.Held.size() < can.DataLength) Note(FindingKind::Odd, "a CAN entry with fewer data than it announces");
   const RecordKind kind = can.Kind();
   if ((kind != RecordKind::CanFrame && kind != RecordKind::CanFdFrame) || can.IsRemote()) return;
-  if (can.DataLength != BytesOfDlc(can.Dlc, kind == RecordKind::CanFdFrame))
+  if (can.DataLength != BytesOfCanDlc(can.Dlc, kind == RecordKind::CanFdFrame))
     Note(FindingKind::Odd, "a CAN frame whose data length isn't that of its DLC");
 }
 
