@@ -13,59 +13,24 @@
 #include <string>
 
 #include "Measure.h"
-#include "Random.h"
+#include "Scratch.h"
+#include "Traffic.h"
 #include "inputs/BinReader.h"
 #include "outputs/AscWriter.h"
 #include "outputs/ExportedAsc.h"
-#include "support/EntryBuilder.h"
 
 namespace {
 
 namespace fs = std::filesystem;
-using test::Bytes;
+using bench::Traffic;
 
 constexpr size_t kPiece = size_t{256} * 1024;
 
-using Make = test::EntryPtr (*)(Random& random, unsigned long time);
-
-test::EntryPtr Can(Random& random, unsigned long time) {
-  return test::CanItem().At(time).Id(random.Below(0x800)).Data(random.SomeBytes(8)).Entry();
-}
-
-test::EntryPtr CanFd(Random& random, unsigned long time) {
-  return test::CanItem().At(time).Id(random.Below(0x800)).Fd().Brs().Data(random.SomeBytes(64)).Entry();
-}
-
-/// What a vehicle has, roughly: mostly CAN.
-test::EntryPtr FourBuses(Random& random, unsigned long time) {
-  switch (random.Below(10)) {
-    case 0:
-      return test::LinItem().Channel(2).At(time).Id(random.Below(64)).Data(random.SomeBytes(8), 0x5A).Entry();
-    case 1:
-      return test::FlexRayItem().Channel(3).At(time).Slot(1 + random.Below(2047)).Data(random.SomeBytes(32)).Entry();
-    case 2:
-      return test::EthernetItem().Channel(4).At(time).Frame(random.SomeBytes(60 + random.Below(200))).Entry();
-    default:
-      return Can(random, time);
-  }
-}
-
-struct Kind {
-  const char* Name;
-  size_t Entries;
-  Make MakeEntry;
-};
-
-constexpr Kind kKinds[] = {{"CAN", 400'000, Can}, {"CAN FD 64", 100'000, CanFd}, {"four buses", 200'000, FourBuses}};
-
-void WriteRecords(const fs::path& path, const Kind& kind, size_t count) {
-  Random random;
+void WriteRecords(const fs::path& path, const Traffic& traffic, size_t count) {
   std::ofstream file(path, std::ios::binary);
-  unsigned long time = 100'000'000'000;
-  for (size_t i = 0; i < count; ++i) {
-    const auto entry = kind.MakeEntry(random, time += 100'000 + random.Below(200'000));
-    file.write(reinterpret_cast<const char*>(entry->GetEntry()), entry->GetLength());
-  }
+  bench::ForEachRecord(traffic.Make, count, [&](const RecordView& record) {
+    file.write(reinterpret_cast<const char*>(record.Bytes().data()), record.Length());
+  });
 }
 
 template <class Output>
@@ -97,13 +62,13 @@ std::string Contents(const fs::path& path) {
 }
 
 template <class Output>
-void Measure(const char* what, const Kind& kind, const fs::path& folder, bool quick) {
-  const size_t count = quick ? 1000 : kind.Entries;
-  WriteRecords(folder / "x.bin", kind, count);
+void Measure(const char* what, const Traffic& traffic, const fs::path& folder, bool quick) {
+  const size_t count = quick ? 1000 : traffic.Records;
+  WriteRecords(folder / "x.bin", traffic, count);
   TimeOfConversion<Output>(folder / "x.bin", folder / "x.asc");
   const std::string text = Contents(folder / "x.asc");
   auto row = bench::Compare(
-      std::string(what) + ", " + kind.Name + ": ", quick ? 1 : 11, static_cast<double>(count), "entry",
+      std::string(what) + ", " + traffic.Name + ": ", quick ? 1 : 11, static_cast<double>(count), "entry",
       [&] { return TimeOfConversion<Output>(folder / "x.bin", folder / "x.asc"); },
       [&] { return TimeOfWrite(folder / "x.asc", text); });
   char figure[32];
@@ -117,15 +82,11 @@ void Measure(const char* what, const Kind& kind, const fs::path& folder, bool qu
 int main(int argc, char** argv) {
   const bool quick = bench::Quick(argc, argv);
   bench::BecomeMultiThreaded();
-  // In memory where there is such a folder, so that no disk is measured.
-  const fs::path memory = access("/dev/shm", W_OK) == 0 ? "/dev/shm" : ".";
-  const fs::path folder = memory / ("asc_convert_bench_" + std::to_string(getpid()));
-  fs::create_directory(folder);
+  const bench::Scratch scratch;
   bench::PrintHead();
-  for (const Kind& kind : kKinds) {
-    Measure<client::AscWriter>("own", kind, folder, quick);
-    Measure<client::ExportedAsc>("as exported", kind, folder, quick);
+  for (const Traffic& traffic : {bench::kCan, bench::kCanFd, bench::kFourBuses}) {
+    Measure<client::AscWriter>("own", traffic, scratch.Folder(), quick);
+    Measure<client::ExportedAsc>("as exported", traffic, scratch.Folder(), quick);
   }
-  fs::remove_all(folder);
   return 0;
 }

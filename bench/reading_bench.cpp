@@ -1,104 +1,56 @@
 // A file of each format that the client reads, record by record.
 //
 // The bound is read() of the same file, in pieces as large as the readers' blocks. Files lie in memory, if the machine has such a
-// place. A format is a row of kFormats: how its file is made.
+// place. A format is a row of kFormats: how its file is made, and of which traffic.
 #include <fcntl.h>
 #include <fmt/format.h>
 #include <unistd.h>
 
-#include <cstdio>
 #include <cstdlib>
+#include <filesystem>
 #include <fstream>
 #include <memory>
-#include <random>
 #include <string>
 #include <vector>
 
 #include "Measure.h"
 #include "Scratch.h"
+#include "Traffic.h"
+#include "inputs/CsvRow.h"
 #include "inputs/Inputs.h"
-#include "outputs/AscWriter.h"
-#include "support/EntryBuilder.h"
+#include "outputs/OutputSet.h"
 
 namespace {
 
-using test::Bytes;
-
-class Random {
- public:
-  /// 0 to `end` - 1.
-  unsigned int Below(unsigned int end) { return static_cast<unsigned int>(Engine() % end); }
-  Bytes SomeBytes(size_t count) {
-    Bytes bytes(count);
-    for (auto& byte : bytes) byte = static_cast<unsigned char>(Engine());
-    return bytes;
-  }
-
- private:
-  std::mt19937_64 Engine{42};
-};
-
-using MakeEntry = test::EntryPtr (*)(Random& random, unsigned long time);
-
-test::EntryPtr Can(Random& random, unsigned long time) {
-  return test::CanItem().At(time).Id(random.Below(0x800)).Data(random.SomeBytes(8)).Entry();
-}
-
-test::EntryPtr CanFd(Random& random, unsigned long time) {
-  return test::CanItem().At(time).Id(random.Below(0x800)).Fd().Brs().Data(random.SomeBytes(64)).Entry();
-}
-
-/// What a vehicle has, roughly: mostly CAN.
-test::EntryPtr FourBuses(Random& random, unsigned long time) {
-  switch (random.Below(10)) {
-    case 0:
-      return test::LinItem().Channel(2).At(time).Id(random.Below(64)).Data(random.SomeBytes(8), 0x5A).Entry();
-    case 1:
-      return test::FlexRayItem().Channel(3).At(time).Slot(1 + random.Below(2047)).Data(random.SomeBytes(32)).Entry();
-    case 2:
-      return test::EthernetItem().Channel(4).At(time).Frame(random.SomeBytes(60 + random.Below(200))).Entry();
-    default:
-      return Can(random, time);
-  }
-}
-
-/// Hands out the same records in every run, on a clock that counts since 1970.
-void ForEachRecord(MakeEntry make, size_t count, const std::function<void(const RecordView&)>& visit) {
-  Random random;
-  unsigned long time = 1'794'733'219'123'456'000;
-  for (size_t i = 0; i < count; ++i)
-    visit(RecordView(*make(random, time += 100'000 + random.Below(200'000))->GetEntry()));
-}
+using bench::Traffic;
 
 // ---- How the files are made ----------------------------------------------------------------------------------------------
 
-void WriteBin(const std::string& path, MakeEntry make, size_t count) {
-  std::ofstream file(path, std::ios::binary);
-  ForEachRecord(make, count, [&](const RecordView& record) {
-    file.write(reinterpret_cast<const char*>(record.Bytes().data()), record.Length());
+/// As `qor-trace convert` writes it.
+void WriteOutput(const std::string& path, const Traffic& traffic, size_t count) {
+  client::OutputPlan plan;
+  plan.Outputs = client::PlanOutputs({path}, {}, "/");
+  client::OutputSet outputs(plan);
+  client::Description known;
+  bench::ForEachRecord(traffic.Make, count, [&](const RecordView& record) {
+    if (!known.Anchor) {
+      client::SetFirstTime(known, record.Timestamp());
+      outputs.Describe(known);
+    }
+    if (!outputs.Take(record)) std::abort();
   });
+  outputs.Finish(known);
+  if (!outputs.Errors().empty()) std::abort();
 }
 
-void WriteAsc(const std::string& path, MakeEntry make, size_t count) {
-  client::AscWriter output(path, {});
-  ForEachRecord(make, count, [&](const RecordView& record) {
-    client::Description described;
-    client::SetFirstTime(described, record.Timestamp());
-    output.Describe(described);
-    if (!output.Take(record)) std::abort();
-  });
-  if (!output.Finish()) std::abort();
-}
-
-/// Classic and FD frames, as candump writes them.
-void WriteCandump(const std::string& path, MakeEntry make, size_t count) {
+/// LIN frames, as other programs write them for the simulator.
+void WriteCsv(const std::string& path, const Traffic& traffic, size_t count) {
   std::ofstream file(path);
-  ForEachRecord(make, count, [&](const RecordView& record) {
-    const CanView can = record.Can();
-    const unsigned long time = record.Timestamp();
-    file << fmt::format("({}.{:06}) can0 {:03X}#{}", time / 1'000'000'000, time % 1'000'000'000 / 1000,
-                        can.PlainIdentifier(), can.Has(QOR_TRACE_CAN_FD) ? "#1" : "");
-    for (const unsigned char byte : can.Data()) file << fmt::format("{:02X}", byte);
+  file << client::kCsvHeader << '\n';
+  bench::ForEachRecord(traffic.Make, count, [&](const RecordView& record) {
+    const LinView lin = record.Lin();
+    file << fmt::format("{},1,frame,,0x{:x},,0x{:x},", record.Timestamp(), lin.Identifier, *lin.Checksum());
+    for (const unsigned char byte : lin.Data()) file << fmt::format("{:02x}", byte);
     file << '\n';
   });
 }
@@ -106,20 +58,22 @@ void WriteCandump(const std::string& path, MakeEntry make, size_t count) {
 struct Format {
   const char* Name;
   const char* File;
-  void (*Write)(const std::string& path, MakeEntry make, size_t count);
-  bool CanOnly = false;
+  void (*Write)(const std::string& path, const Traffic& traffic, size_t count);
+  std::vector<Traffic> What;
 };
 
-constexpr Format kFormats[] = {
-    {".bin", "x.bin", WriteBin}, {".asc", "x.asc", WriteAsc}, {"candump", "x.log", WriteCandump, true}};
-
-struct Kind {
-  const char* Name;
-  size_t Records;
-  MakeEntry Make;
-};
-
-constexpr Kind kKinds[] = {{"CAN", 400'000, Can}, {"CAN FD 64", 100'000, CanFd}, {"four buses", 200'000, FourBuses}};
+const std::vector<Format>& Formats() {
+  using bench::kCan, bench::kCanFd, bench::kFourBuses, bench::kLin;
+  static const std::vector<Format> formats = {{".bin", "x.bin", WriteOutput, {kCan, kCanFd, kFourBuses}},
+                                              {".asc", "x.asc", WriteOutput, {kCan, kCanFd, kFourBuses}},
+                                              {"candump", "x.log", WriteOutput, {kCan, kCanFd}},
+                                              {"CSV", "x.csv", WriteCsv, {kLin}},
+                                              {".pcapng", "x.pcapng", WriteOutput, {kCan, kCanFd, kFourBuses}},
+                                              {".mf4", "x.mf4", WriteOutput, {kCan, kCanFd, kFourBuses}},
+                                              {".bin.gz", "x.bin.gz", WriteOutput, {kFourBuses}},
+                                              {".bin.zst", "x.bin.zst", WriteOutput, {kFourBuses}}};
+  return formats;
+}
 
 // ---- What is measured ----------------------------------------------------------------------------------------------------
 
@@ -128,7 +82,7 @@ double TimeOfReading(const std::string& path, size_t count) {
     const auto reader = client::OpenInput(path);
     size_t records = 0;
     while (reader->Next() != nullptr) ++records;
-    if (records != count || !reader->Found().Empty()) std::abort();
+    if (records != count || reader->Found().Lossy()) std::abort();
   });
 }
 
@@ -143,16 +97,14 @@ double TimeOfRead(const std::string& path) {
   });
 }
 
-void Measure(const Format& format, const Kind& kind, const bench::Scratch& scratch, bool quick) {
-  const size_t count = quick ? 1000 : kind.Records;
+void Measure(const Format& format, const Traffic& traffic, const bench::Scratch& scratch, bool quick) {
+  const size_t count = quick ? 1000 : traffic.Records;
   const std::string path = scratch.Path(format.File);
-  format.Write(path, kind.Make, count);
+  format.Write(path, traffic, count);
   auto row = bench::Compare(
-      std::string(format.Name) + ", " + kind.Name + ": ", quick ? 1 : 11, static_cast<double>(count), "record",
+      fmt::format("{}, {}: ", format.Name, traffic.Name), quick ? 1 : 11, static_cast<double>(count), "record",
       [&] { return TimeOfReading(path, count); }, [&] { return TimeOfRead(path); });
-  char figure[32];
-  std::snprintf(figure, sizeof figure, "%.1f M/s", static_cast<double>(count) / row.WorkSeconds / 1e6);
-  row.Name += figure;
+  row.Name += fmt::format("{:.1f} M/s", static_cast<double>(count) / row.WorkSeconds / 1e6);
   bench::Print(row);
   std::filesystem::remove(path);
 }
@@ -164,8 +116,7 @@ int main(int argc, char** argv) {
   bench::BecomeMultiThreaded();
   const bench::Scratch scratch;
   bench::PrintHead();
-  for (const Format& format : kFormats)
-    for (const Kind& kind : kKinds)
-      if (!format.CanOnly || kind.Make != FourBuses) Measure(format, kind, scratch, quick);
+  for (const Format& format : Formats())
+    for (const Traffic& traffic : format.What) Measure(format, traffic, scratch, quick);
   return 0;
 }
