@@ -126,7 +126,7 @@ class ClientBench {
     if (fromRecording) Table.Print({"CAN frames to ASC, from .bin, by log2asc's speed", *fromRecording, "x", 6, true});
     if (Json) return;
     const Job editcap = {{"editcap", capture, Path("converted", "pcapng")}, Path("converted", "pcapng")};
-    const Job pythonCan = {{"python3", "-m", "can.logconvert", asc, Path("converted", "log")},
+    const Job pythonCan = {{"/usr/bin/python3", "-m", "can.logconvert", asc, Path("converted", "log")},
                            Path("converted", "log")};
     std::printf("%-64s %10s\n", "beside other programs, the same input", "as fast");
     Print("candump text to ASC: log2asc", TimesAsFast(Convert(log, to), log2asc));

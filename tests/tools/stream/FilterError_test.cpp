@@ -34,7 +34,7 @@ constexpr Case kCases[] = {
     {"chanel == 1", "There is no field \"chanel\"; did you mean channel?", "^^^^^^"},
     {"fd and can", "There is no field \"can\"; did you mean bus == can?", "       ^^^"},
     {"tx", "There is no field \"tx\"; did you mean dir == tx?", "^^"},
-    {"velocity > 5", "There is no field \"velocity\"; qor-trace(1) lists them", "^^^^^^^^"},
+    {"velocity > 5", "There is no field \"velocity\"; qor-trace-filter(7) lists them", "^^^^^^^^"},
     {"0x123 == id", "A field is expected here, as in id == 0x123", "^^^^^"},
     {"fd and", "A field is expected here, as in id == 0x123", "      ^"},
     {"fd or or brs", "A field is expected here, as in id == 0x123", "      ^^"},
@@ -156,11 +156,11 @@ TEST(FilterError, TheMarksStandBelowThePlaceWhateverIsBeforeIt) {
             "  fd and\\t\\x1b[31m\n"
             "          ^^^^");
   EXPECT_EQ(Told("fd and größe and brs"),
-            "There is no field \"größe\"; qor-trace(1) lists them\n"
+            "There is no field \"größe\"; qor-trace-filter(7) lists them\n"
             "  fd and größe and brs\n"
             "         ^^^^^");
   EXPECT_EQ(Told("größe"),
-            "There is no field \"größe\"; qor-trace(1) lists them\n"
+            "There is no field \"größe\"; qor-trace-filter(7) lists them\n"
             "  größe\n"
             "  ^^^^^");
   EXPECT_EQ(Told("brs or\xff fd"),

@@ -18,7 +18,7 @@ const char* const kFilterHelp =
     "  id & 0x7F0 == 0x120 and dir == rx      slot == 17 and side in a, ab\n"
     "  data[2..3] > 1000 and not extended     vlan == 5 and port == 30490\n"
     "\n"
-    "Quote them. qor-trace(1) lists the fields; a record without the field passes no comparison with it.\n"
+    "Quote them. qor-trace-filter(7) lists the fields; a record without the field passes no comparison with it.\n"
     "\n";
 
 namespace {

@@ -81,7 +81,7 @@ std::string FieldMeant(std::string_view typed) {
     if (WordNamed(field, typed) != nullptr) return fmt::format("did you mean {} == {}?", field.Name, typed);
   }
   const auto nearest = Nearest(typed, FieldNames());
-  return nearest ? fmt::format("did you mean {}?", *nearest) : "qor-trace(1) lists them";
+  return nearest ? fmt::format("did you mean {}?", *nearest) : "qor-trace-filter(7) lists them";
 }
 
 // ---- Parser ---------------------------------------------------------------------------------------------------------
