@@ -68,7 +68,7 @@ Qor_Sim_Status_t Bus::Status() const {
 
 void Bus::BeginCycle(Time now) {
   SentBefore = Polled = Status().Delivered;
-  NothingWaits = now;
+  LastLook = NothingWaits = now;
 }
 
 unsigned long Bus::Sent() const {
@@ -79,11 +79,12 @@ unsigned long Bus::Sent() const {
 
 bool Bus::Stalls(Time now) {
   const auto status = Status();
+  const bool unwatched = now - std::exchange(LastLook, now) > kLongWait;  // nobody saw how long items waited meanwhile
   if (status.Buffered == 0 || status.Delivered != Polled) {
     Polled = status.Delivered;
     NothingWaits = now;
   }
-  if (now - NothingWaits <= kLongWait) return false;
+  if (!unwatched && now - NothingWaits <= kLongWait) return false;
   NothingWaits = now;
   return true;
 }

@@ -30,7 +30,8 @@ class Bus {
   /// Items that the interface has handed out in this cycle. None may have been lost.
   [[nodiscard]] unsigned long Sent() const;
 
-  /// Looks after the interface. True when items have waited there so long that the trace may have gone on without them.
+  /// Looks after the interface. True when items have waited there so long that the trace may have gone on without them, or may
+  /// have, as the machine kept this thread from looking.
   [[nodiscard]] bool Stalls(Time now);
 
   /// Takes account of the next record of this bus. Its time must not lie before that of the one before.
@@ -47,7 +48,8 @@ class Bus {
   unsigned int PortHandle = 0;
   unsigned long SentBefore = 0;
   unsigned long Polled = 0;    // items, when the interface was last looked at ...
-  Time NothingWaits;           // ... and when nothing waited there that had waited before
+  Time LastLook;               // ... when that was,
+  Time NothingWaits;           // and when nothing waited there that had waited before
   unsigned long Taken = 0;     // records
   unsigned long LastTime = 0;  // ns, of the last one
   unsigned long Checksum = 0;
