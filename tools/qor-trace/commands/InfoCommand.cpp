@@ -11,6 +11,7 @@
 #include "inputs/Inputs.h"
 #include "stream/DescriptionJson.h"
 #include "stream/KindText.h"
+#include "stream/LossWords.h"
 #include "system/Failure.h"
 #include "system/Printable.h"
 #include "system/Terminal.h"
@@ -95,9 +96,8 @@ std::string ChannelText(unsigned int number, const Contents::Channel& channel, c
 std::string LossesText(const Description& known) {
   std::string text;
   for (const Loss& loss : known.Losses) {
-    const std::string count = loss.Count ? FormatCount(*loss.Count, "item", "items") : "an unknown number of items";
-    text += fmt::format("  channel {}: {} {} between {} s and {} s\n", loss.Channel, count, Fate(loss.Cause),
-                        FormatSeconds(loss.First), FormatSeconds(loss.Last));
+    text += fmt::format("  channel {}: {} {} between {} s and {} s\n", loss.Channel, ItemsText(loss.Count),
+                        Fate(loss.Cause), FormatSeconds(loss.First), FormatSeconds(loss.Last));
   }
   return text;
 }

@@ -5,6 +5,7 @@
 #include <map>
 
 #include "qor_api_trace.h"
+#include "stream/LossWords.h"
 
 namespace client {
 
@@ -52,14 +53,6 @@ std::optional<unsigned long> NumberIn(std::string_view text) {
   return number;
 }
 
-std::optional<LossCause> CauseOf(std::string text) {
-  std::replace(text.begin(), text.end(), ' ', '_');
-  for (const LossCause cause : {LossCause::CaptureBufferFull, LossCause::OverrunMark, LossCause::MemoryLimit,
-                                LossCause::DiskFull, LossCause::Reordering, LossCause::InterfaceGone})
-    if (text == Word(cause)) return cause;
-  return std::nullopt;
-}
-
 void TakeChannel(ChannelDescription& channel, std::string_view name, const std::string& value) {
   const auto number = NumberIn(value).value_or(0);
   if (name == "name") channel.Name = value;
@@ -81,7 +74,7 @@ struct LossParts {
   void Take(std::string_view name, const std::string& value) {
     const auto number = NumberIn(value);
     if (name == "bus") Bus = ParseMdfBusName(value);
-    if (name == "cause") Cause = CauseOf(value);
+    if (name == "cause") Cause = CauseFromText(value);
     if (name == "items") Count = number;
     if (name == "first") First = number.value_or(0);
     if (name == "last") Last = number.value_or(0);

@@ -9,6 +9,7 @@
 
 #include "stream/KindText.h"
 #include "stream/LossComment.h"
+#include "stream/LossWords.h"
 #include "system/Failure.h"
 #include "system/Host.h"
 #include "system/Units.h"
@@ -68,13 +69,6 @@ std::pair<std::string, std::string> ProgramAndVersion(const std::string& tool) {
   const size_t blank = tool.rfind(' ');
   if (blank == std::string::npos) return {tool, ""};
   return {tool.substr(0, blank), tool.substr(blank + 1)};
-}
-
-/// "capture_buffer_full" as a person would write it.
-std::string CauseText(LossCause cause) {
-  std::string text = Word(cause);
-  std::replace(text.begin(), text.end(), '_', ' ');
-  return text;
 }
 
 /// @param zero  time of entries at which the file's times begin, ns

@@ -7,17 +7,16 @@
 
 #include "stream/CanDlc.h"
 #include "stream/LinChecksum.h"
+#include "stream/LossWords.h"
 #include "system/Units.h"
 
 namespace client {
 
 namespace {
 
-std::string LossText(const Loss& loss) {
-  const std::string count = loss.Count ? FormatCount(*loss.Count, "item", "items") : "an unknown number of items";
-  std::string cause = Word(loss.Cause);
-  std::replace(cause.begin(), cause.end(), '_', ' ');
-  return fmt::format("a loss that the recording noted: {} of channel {}, {}", count, loss.Channel, cause);
+std::string NotedLoss(const Loss& loss) {
+  return fmt::format("a loss that the recording noted: {} of channel {}, {}", ItemsText(loss.Count), loss.Channel,
+                     CauseText(loss.Cause));
 }
 
 }  // namespace
@@ -95,7 +94,7 @@ void Soundness::Compare(const Description& description) {
   const std::string place = "its description";
   if (!description.Complete) Noted.Add(FindingKind::Unread, "a recording that didn't come to its end", place);
   for (const Loss& loss : description.Losses)
-    if (loss.Cause != LossCause::OverrunMark) Noted.Add(FindingKind::Unread, LossText(loss), place);
+    if (loss.Cause != LossCause::OverrunMark) Noted.Add(FindingKind::Unread, NotedLoss(loss), place);
   const auto& records = description.Records;
   if (records && records->Count != Count)
     Noted.Add(FindingKind::Odd,
