@@ -162,12 +162,20 @@ TEST_F(PcapngReaderTest, DescriptionComesBack) {
   EXPECT_EQ(out.At(2).Lin().BitTime, 416'667u) << "by the bit rate of the channel";
 }
 
-TEST_F(PcapngReaderTest, LossAfterTheLastPacketIsInTheStatistics) {
+TEST_F(PcapngReaderTest, LossesAfterTheLastPacketComeBack) {
   Description told;
   told.Anchor = ClockAnchor{0, kStart};
-  told.Losses = {{1, LossCause::CaptureBufferFull, 100, 200, 9}};
+  told.Losses = {{1, LossCause::CaptureBufferFull, 100'000, 200'000, 9},
+                 {1, LossCause::CaptureBufferFull, 300'000, 400'000, 2},
+                 {1, LossCause::Reordering, 350'000, 360'000, 7},
+                 {2, LossCause::InterfaceGone, 400'000, 500'000, std::nullopt}};
   const ReadOut out = ThroughFile({RecordOf(CanItem().At(50)), RecordOf(LinItem().Channel(2).At(300))}, told);
-  EXPECT_EQ(out.Known.Losses, (std::vector<Loss>{{1, LossCause::CaptureBufferFull, kStart + 50, kStart + 300, 9}}));
+  std::vector<Loss> expected = told.Losses;
+  for (Loss& loss : expected) {
+    loss.First += kStart;
+    loss.Last += kStart + 999;
+  }
+  EXPECT_EQ(out.Known.Losses, expected);
 }
 
 TEST_F(PcapngReaderTest, RecordingThatWasCutOffIsIncomplete) {
@@ -359,13 +367,12 @@ TEST_F(PcapngReaderTest, DropCountsLieBetweenThePackets) {
   file.Packet(0, 100, Frame()).Packet(1, 150, Frame()).Packet(0, 200, Frame(), file.New().NumberOption(4, 5ul).All);
   // Counts of the interface since its beginning: five of them are known by now.
   file.Block(5, file.New().Put(0u).Put(0u).Put(300u).Put(file.New().NumberOption(5, 5ul).NumberOption(7, 2ul).All).All);
-  file.Packet(0, 400, Frame());
-  file.Block(5, file.New().Put(0u).Put(0u).Put(500u).Put(file.New().NumberOption(5, 8ul).All).All);
+  file.Packet(0, 400, Frame()).Packet(0, 450, Frame(), file.New().NumberOption(4, 4ul).All);
+  file.Block(5, file.New().Put(0u).Put(0u).Put(500u).Put(file.New().NumberOption(5, 12ul).All).All);
   file.Block(5, file.New().Put(1u).Put(0u).Put(500u).Put(file.New().NumberOption(5, 0ul).All).All);
   const ReadOut out = ReadBytes(file.All);
-  const std::vector<Loss> losses = {{1, LossCause::CaptureBufferFull, 100, 200, 5},
-                                    {1, LossCause::CaptureBufferFull, 200, 300, 2},
-                                    {1, LossCause::CaptureBufferFull, 300, 500, 1}};
+  const std::vector<Loss> losses = {{1, LossCause::CaptureBufferFull, 100, 300, 7},
+                                    {1, LossCause::CaptureBufferFull, 400, 500, 5}};
   EXPECT_EQ(out.Known.Losses, losses);
 }
 
@@ -373,11 +380,15 @@ TEST_F(PcapngReaderTest, LossesBeyondMeasureAreJoined) {
   PcapngFile file;
   file.Section().Interface(kEthernet, kNanoseconds);
   const Bytes one = file.New().NumberOption(4, 1ul).All;
-  for (unsigned long index = 0; index < PcapngInterfaces::kMostLosses + 50; ++index) file.Packet(0, index, {}, one);
+  const unsigned long count = LossLedger::kMost + 50;
+  for (unsigned long index = 0; index < count; ++index)
+    file.Packet(0, 10 * index, {}).Packet(0, 10 * index + 5, {}, one);
   const ReadOut out = ReadBytes(file.All);
-  ASSERT_EQ(out.Known.Losses.size(), PcapngInterfaces::kMostLosses);
-  EXPECT_EQ(out.Known.Losses.back().Count, 51u);
-  EXPECT_EQ(out.Known.Losses.back().Last, PcapngInterfaces::kMostLosses + 49);
+  ASSERT_EQ(out.Known.Losses.size(), LossLedger::kMost);
+  EXPECT_EQ(out.Known.Losses.back().Last, 10 * count - 5);
+  unsigned long sum = 0;
+  for (const Loss& loss : out.Known.Losses) sum += loss.Count.value_or(0);
+  EXPECT_EQ(sum, count);
 }
 
 TEST_F(PcapngReaderTest, OtherLinkTypesAndBlocksAreLeftOutAndCounted) {

@@ -202,14 +202,14 @@ TEST(PcapngWriter, ChannelNumbersOfEveryWidthAreNames) {
 TEST(PcapngWriter, TheFileEndsInTheCountsOfItsInterfaces) {
   StringSink sink;
   PcapngWriter writer(sink);
+  Description description;
+  description.Losses = {{1, LossCause::CaptureBufferFull, 0x400000000, 0x400000001, 0x123456780},
+                        {1, LossCause::CaptureBufferFull, 0x500000000, 0x500000001, 9},
+                        {7, LossCause::CaptureBufferFull, 1, 2, 5}};
+  writer.Describe(description);
   writer.Take(*CanItem().Channel(1).At(0x500000007).Data({}).Entry()->GetEntry());
   writer.Take(*CanItem().Channel(1).At(3).RisingEdge().Entry()->GetEntry());
   writer.Take(*CanItem().Channel(2).At(4).Data({}).Entry()->GetEntry());
-  Description description;
-  description.Losses = {{1, LossCause::CaptureBufferFull, 0x600000000, 0x600000001, 0x123456780},
-                        {1, LossCause::CaptureBufferFull, 0x700000000, 0x700000001, 9},
-                        {7, LossCause::CaptureBufferFull, 1, 2, 5}};
-  writer.Describe(description);
   EXPECT_TRUE(writer.Finish());
   EXPECT_EQ(Hex(sink.Text.substr(sink.Text.size() - 104)),
             "05 00 00 00 34 00 00 00 00 00 00 00 05 00 00 00 07 00 00 00 04 00 08 00 02 00 00 00 00 00 00 00 "
@@ -387,6 +387,31 @@ TEST(PcapngDescription, LossesThatNobodyCountedAreNoSum) {
   Description description;
   description.Losses = {{1, LossCause::InterfaceGone, 1, 2, std::nullopt}};
   EXPECT_EQ(OptionOf(BlocksOf(Described(description, CanItem().Data({})), 5).at(0), StatisticsOptions, 5), "none");
+}
+
+TEST(PcapngDescription, LossesThatNoPacketComesAfterAreToldAtTheEnd) {
+  Description description;
+  description.Anchor = ClockAnchor{0, Noon};
+  description.Losses = {{1, LossCause::CaptureBufferFull, 1000000, 2000000, 17},
+                        {1, LossCause::InterfaceGone, 3000000, 4000000, std::nullopt}};
+  const std::string file = Described(description, CanItem().At(1000000).Data({}), LinItem().Channel(2).At(4000000));
+  const std::string can = BlocksOf(file, 5).at(0);
+  EXPECT_EQ(OptionOf(can, StatisticsOptions, 5), "none") << "the sum isn't known";
+  const std::string first =
+      "LOST: 17 items found the capture buffer full, 2026-11-21T12:00:00.001000Z to 2026-11-21T12:00:00.002000Z";
+  EXPECT_EQ(OptionOf(can, StatisticsOptions, 1), first);
+  EXPECT_NE(can.find("LOST: items are missing as the interface was gone, 2026-11-21T12:00:00.003000Z to "
+                     "2026-11-21T12:00:00.004000Z"),
+            std::string::npos);
+  EXPECT_EQ(OptionOf(BlocksOf(file, 5).at(1), StatisticsOptions, 1), "none");
+}
+
+TEST(PcapngDescription, AnyNumberOfLossesFitsTheEnd) {
+  Description description;
+  description.Anchor = ClockAnchor{0, Noon};
+  for (unsigned long time = 0; time < 3000; ++time)
+    description.Losses.push_back({1, LossCause::InterfaceGone, 10 * time, 10 * time + 1, ~0ul});
+  EXPECT_GT(BlocksOf(Described(description, CanItem().At(0).Data({})), 5).at(0).size(), 100'000u);
 }
 
 // ---- CAN ------------------------------------------------------------------------------------------------------------

@@ -65,6 +65,20 @@ std::optional<unsigned int> NumberIn(std::string_view name, unsigned int link, b
   return whole && number >= 1 ? std::optional(number) : std::nullopt;
 }
 
+/// The losses that comments tell of, each in a line of its own.
+std::vector<Loss> LossesIn(std::string_view comments, unsigned int channel) {
+  std::vector<Loss> losses;
+  while (!comments.empty()) {
+    const size_t end = std::min(comments.find('\n'), comments.size());
+    if (const auto loss = LossFromText(comments.substr(0, end))) {
+      losses.push_back(*loss);
+      losses.back().Channel = channel;
+    }
+    comments.remove_prefix(std::min(end + 1, comments.size()));
+  }
+  return losses;
+}
+
 /// if_fcslen is said to be in bits, and to be 4 for Ethernet: both are found.
 unsigned int CheckSequenceOf(unsigned int length) {
   constexpr unsigned int kMostBytes = 8;
@@ -195,63 +209,56 @@ const PcapngInterface* PcapngInterfaces::Find(size_t number) const {
 void PcapngInterfaces::TakePacket(unsigned int channel, unsigned long time, unsigned long dropped,
                                   const std::string& comments) {
   AnyPacket = true;
-  Ledger& ledger = Ledgers[channel];
-  if (!ledger.Latest) ledger.AccountedTo = time;
+  Account& account = Accounts[channel];
+  if (!account.Latest) account.AccountedTo = time;
   if (dropped > 0 || !comments.empty()) {
-    std::string_view rest = comments;
-    bool told = false;
-    while (!rest.empty()) {
-      const size_t end = std::min(rest.find('\n'), rest.size());
-      if (auto loss = LossFromText(rest.substr(0, end))) {
-        loss->Channel = channel;
-        AddLoss(*loss);
-        told = true;
-      }
-      rest.remove_prefix(std::min(end + 1, rest.size()));
-    }
-    if (!told && dropped > 0)
-      AddLoss(
-          {.Channel = channel, .First = std::min(ledger.Latest.value_or(time), time), .Last = time, .Count = dropped});
-    if (told || dropped > 0) ledger.AccountedTo = std::max(ledger.AccountedTo, time);
-    ledger.Told += dropped;
+    std::vector<Loss> losses = LossesIn(comments, channel);
+    if (losses.empty() && dropped > 0)
+      losses.push_back(
+          {.Channel = channel, .First = std::min(account.Latest.value_or(time), time), .Last = time, .Count = dropped});
+    if (!losses.empty()) account.AccountedTo = std::max(account.AccountedTo, time);
+    account.Told += dropped;
+    Losses.Append(losses);
   }
-  ledger.Latest = std::max(ledger.Latest.value_or(0), time);
+  account.Latest = std::max(account.Latest.value_or(0), time);
 }
 
 bool PcapngInterfaces::TakeStatistics(const OrderedBytes& body) {
   AnyStatistics = true;
   unsigned long dropped = 0;
   std::optional<unsigned long> start;
+  std::string comments;
   const bool sound = ForEachOption(body.From(kStatisticsOptions), [&](unsigned short code, const OrderedBytes& value) {
+    if (code == kComment) comments += std::string(value.Text()) + "\n";
     if (code == kStartTime) start = StampAt(value, 0);
     if (code == kDropped || code == kDroppedBySystem) dropped += value.At<unsigned long>(0);
   });
   const PcapngInterface* const interface = Find(body.At<unsigned int>(0));
   if (interface == nullptr) return sound;
   const PcapngClock& clock = interface->Clock;
-  Ledger& ledger = Ledgers[interface->Channel];
-  const unsigned long time = std::max(clock.NanosecondsOf(StampAt(body, 4)), ledger.Latest.value_or(0));
-  if (!ledger.Latest && ledger.AccountedTo == 0) ledger.AccountedTo = start ? clock.NanosecondsOf(*start) : time;
-  // The counts are those since the beginning: what is new in them happened since everything was accounted for.
-  if (dropped > ledger.Told) {
-    AddLoss({.Channel = interface->Channel,
-             .First = std::min(ledger.AccountedTo, time),
-             .Last = time,
-             .Count = dropped - ledger.Told});
-    ledger.Told = dropped;
+  Account& account = Accounts[interface->Channel];
+  const unsigned long time = std::max(clock.NanosecondsOf(StampAt(body, 4)), account.Latest.value_or(0));
+  if (!account.Latest && account.AccountedTo == 0) account.AccountedTo = start ? clock.NanosecondsOf(*start) : time;
+  for (const Loss& loss : LossesIn(comments, interface->Channel)) {
+    Losses.Add(loss);
+    if (IsMissing(loss.Cause)) account.Told += loss.Count.value_or(0);
   }
-  ledger.AccountedTo = time;
+  // The counts are those since the beginning: what is new in them happened since everything was accounted for.
+  if (dropped > account.Told) {
+    Losses.Add({.Channel = interface->Channel,
+                .First = std::min(account.AccountedTo, time),
+                .Last = time,
+                .Count = dropped - account.Told});
+    account.Told = dropped;
+  }
+  account.AccountedTo = time;
   return sound;
 }
 
-void PcapngInterfaces::AddLoss(const Loss& loss) {
-  auto& losses = Described.Losses;
-  const auto same = [&](const Loss& other) { return other.Channel == loss.Channel && other.Cause == loss.Cause; };
-  const auto kin = losses.size() < kMostLosses ? losses.rend() : std::find_if(losses.rbegin(), losses.rend(), same);
-  if (kin == losses.rend()) return losses.push_back(loss);
-  kin->First = std::min(kin->First, loss.First);
-  kin->Last = std::max(kin->Last, loss.Last);
-  kin->Count = kin->Count && loss.Count ? std::optional(*kin->Count + *loss.Count) : std::nullopt;
+Description PcapngInterfaces::Known() const {
+  Description known = Described;
+  known.Losses = Losses.All();
+  return known;
 }
 
 }  // namespace client

@@ -11,6 +11,7 @@
 
 #include "inputs/OrderedBytes.h"
 #include "stream/Description.h"
+#include "stream/LossLedger.h"
 
 namespace client {
 
@@ -38,11 +39,10 @@ struct PcapngInterface {
 /// taken gives way to the next free one. An interface of a later section that has the same name and link type as one before
 /// is the same channel.
 ///
-/// Memory: bounded by kMostInterfaces and kMostLosses.
+/// Memory: bounded by kMostInterfaces and LossLedger::kMost.
 class PcapngInterfaces {
  public:
   static constexpr size_t kMostInterfaces = 4096;  // of a section, and channels of a file
-  static constexpr size_t kMostLosses = 10'000;    // beyond that, those of a channel and cause become one
 
   /// Takes a section header. Its interfaces are numbered from 0 again.
   /// @return false if its options are damaged; likewise below
@@ -50,7 +50,7 @@ class PcapngInterfaces {
   /// Takes an interface description.
   /// Failure: Failure when there are more of them than any sound file has.
   bool AddInterface(const OrderedBytes& body);
-  /// Takes an interface's counts: what isn't known yet of its losses.
+  /// Takes an interface's counts, and what comments say beside them: what isn't known yet of its losses.
   bool TakeStatistics(const OrderedBytes& body);
 
   /// Null for one that isn't described. Valid until the next section or interface.
@@ -60,13 +60,15 @@ class PcapngInterfaces {
   /// The interface that was described last, the channel of records without one.
   [[nodiscard]] const PcapngInterface* Newest() const { return Section.empty() ? nullptr : &Section.back(); }
 
-  /// A packet of a channel came: see Loss for what stands between two.
+  /// A packet of a channel came, which may tell of a loss before it.
   /// @param dropped   items that are missing before it
   /// @param comments  of the packet: the writers here tell there what is missing since when
   void TakePacket(unsigned int channel, unsigned long time, unsigned long dropped, const std::string& comments);
 
   /// Without what is known at the end only.
-  [[nodiscard]] const Description& Known() const { return Described; }
+  [[nodiscard]] Description Known() const;
+  /// Another number once there are further losses.
+  [[nodiscard]] unsigned long LossesKnown() const { return Losses.Changes(); }
   /// A recording of this program has counts of all its interfaces at the end.
   [[nodiscard]] bool EndIsMissing() const { return Own && AnyPacket && !AnyStatistics; }
 
@@ -76,8 +78,8 @@ class PcapngInterfaces {
     std::string Text;
     ChannelDescription Channel;
   };
-  /// What is known to be missing, by channel.
-  struct Ledger {
+  /// How far the losses of a channel are told.
+  struct Account {
     std::optional<unsigned long> Latest = std::nullopt;  // ns, time of the latest packet
     unsigned long AccountedTo = 0;                       // ns: everything that is missing before is told
     unsigned long Told = 0;                              // items
@@ -87,15 +89,15 @@ class PcapngInterfaces {
   [[nodiscard]] unsigned int ChannelOf(const Named& named, unsigned int link);
   [[nodiscard]] unsigned int NumberFor(const Named& named, unsigned int link) const;
   void Describe(Named named, unsigned int link, unsigned int channel);
-  void AddLoss(const Loss& loss);
 
-  Description Described;
+  Description Described;  // but for the losses
+  LossLedger Losses;
   std::vector<PcapngInterface> Section;
   std::map<std::string, unsigned int>
       SectionNames;                              // how often the section has an interface of this name and link type
   std::map<std::string, unsigned int> Channels;  // numbers, by name, link type and which of those in its section
   std::set<unsigned int> Taken;                  // numbers
-  std::map<unsigned int, Ledger> Ledgers;
+  std::map<unsigned int, Account> Accounts;      // by channel
   bool Exported = false;
   bool Own = false;
   bool AnySection = false;

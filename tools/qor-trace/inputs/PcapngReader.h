@@ -27,7 +27,7 @@ class PcapngReader : public Reader {
   void Attend(Attendance attendance) override { Blocks.Bytes().Attend(std::move(attendance)); }
   [[nodiscard]] bool Stopped() const override { return Blocks.Bytes().Stopped(); }
   [[nodiscard]] Description Describe() const override;
-  [[nodiscard]] unsigned long LossesKnown() const override { return Interfaces.Known().Losses.size(); }
+  [[nodiscard]] unsigned long LossesKnown() const override { return Interfaces.LossesKnown(); }
   [[nodiscard]] unsigned long Position() const override { return Blocks.Bytes().Taken(); }
   [[nodiscard]] unsigned long Size() const override { return Blocks.Bytes().Size(); }
   [[nodiscard]] const Findings& Found() const override { return Passed; }

@@ -51,6 +51,7 @@ constexpr unsigned short kDropped = 5;             // isb_ifdrop
 constexpr char kFilterIsText = 0;
 constexpr size_t kLongestText = 1000;  // bytes of an option
 constexpr size_t kMostDrops = 7;       // that a packet's comment has room for
+constexpr size_t kMostUntold = 1000;   // losses that the counts of an interface have room for
 
 constexpr unsigned char kNanoseconds = 9;
 constexpr unsigned int kInbound = 1;
@@ -62,6 +63,8 @@ constexpr size_t kBlockFrame = 12;  // type and length in front, length at the e
 constexpr size_t kOptionHead = 4;
 constexpr size_t kTextOption = kOptionHead + kLongestText;  // at most
 constexpr size_t kDropOptions = kOptionHead + 8 + kTextOption;
+constexpr size_t kLossOption = kOptionHead + 160;  // at most
+static_assert(kMostUntold * kLossOption + kTextOption < kCapacity);
 constexpr size_t kPacketBlock = kBlockFrame + 20 + (kOptionHead + 4) + kOptionHead;  // without the packet
 
 /// As much of a UTF-8 text as an option takes.
@@ -140,6 +143,10 @@ std::string SectionComment(const Description& description) {
   if (description.Tool.empty()) return text;
   text += fmt::format("{}recorded by {}", text.empty() ? "" : "\n", description.Tool);
   return description.Host.empty() ? text : text + " on " + description.Host;
+}
+
+std::string CommentOn(const Loss& loss, const TimeBase& times) {
+  return LossText(loss.Cause, loss.Count, times.UtcOf(loss.First), times.UtcOf(loss.Last));
 }
 
 unsigned int NumberAt(const unsigned char* place) {
@@ -280,14 +287,16 @@ PcapngWriter::DropNote PcapngWriter::TakeDrops(const RecordView& record) {
   for (const Loss& loss : Untold.Before(record, kMostDrops)) {
     if (IsMissing(loss.Cause)) note.Count += loss.Count.value_or(0);
     if (!note.Comment.empty()) note.Comment += '\n';
-    note.Comment += LossText(loss.Cause, loss.Count, Times.UtcOf(loss.First), Times.UtcOf(loss.Last));
+    note.Comment += CommentOn(loss, Times);
   }
   return note;
 }
 
 /// Of a channel whose losses aren't all counted it isn't said how much is missing.
-bool PcapngWriter::WriteStatistics(unsigned int channel, const Interface& interface) {
-  if (!Reserve(kBlockFrame + 12 + 4 * (kOptionHead + 8) + kOptionHead)) return false;
+/// @param untold  losses that no packet has told
+bool PcapngWriter::WriteStatistics(unsigned int channel, const Interface& interface, const std::vector<Loss>& untold) {
+  const size_t comments = std::min(untold.size(), kMostUntold);
+  if (!Reserve(kBlockFrame + 12 + 4 * (kOptionHead + 8) + comments * kLossOption + kOptionHead)) return false;
   const unsigned long end = Times.UtcOf(std::max(LatestTime, Times.Start));
   unsigned long lost = 0;
   bool allCounted = true;
@@ -301,14 +310,17 @@ bool PcapngWriter::WriteStatistics(unsigned int channel, const Interface& interf
   if (Times.IsKnown()) block.TimeOption(kStartTime, *Times.Utc).TimeOption(kEndTime, end);
   block.Option(kReceived, interface.Entries);
   if (allCounted) block.Option(kDropped, lost);
+  for (size_t index = 0; index < comments; ++index) block.Option(kComment, CommentOn(untold[index], Times));
   Used += block.Close();
   return true;
 }
 
 bool PcapngWriter::Finish() {
   if (!Begin()) return false;
+  std::map<unsigned int, std::vector<Loss>> untold;  // by channel
+  for (const Loss& loss : Untold.Rest()) untold[loss.Channel].push_back(loss);
   for (const auto& [key, interface] : Interfaces)
-    if (!WriteStatistics(key.first, interface)) return false;
+    if (!WriteStatistics(key.first, interface, std::exchange(untold[key.first], {}))) return false;
   return Flush();
 }
 

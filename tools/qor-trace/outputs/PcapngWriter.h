@@ -45,8 +45,8 @@ struct PcapngOptions {
 ///
 /// Times are ns since 1970. Where it isn't known when the recording was made, they are those of the entries.
 ///
-/// The first packet of a channel after a loss has the number of items that are missing there, and says why. Counts are told
-/// once only by interface, at the end: readers show no others.
+/// The first packet of a channel after a loss has the number of items that are missing there, and says why. What no packet
+/// comes after is said with the counts of the interface. These are told once only, at the end: readers show no others.
 ///
 /// CAN error frames and LIN wake-ups are packets as well. A FlexRay frame of both channels becomes two packets. A frame
 /// that announces more bytes than its record holds is a packet that was captured only in part. Entries that are no
@@ -104,7 +104,7 @@ class PcapngWriter {
   bool WriteSectionHeader();
   bool WriteInterface(const InterfaceKey& key, const CaptureBus& bus);
   bool WritePacket(unsigned int interface, unsigned long time, const Packet& packet, const DropNote& drops);
-  bool WriteStatistics(unsigned int channel, const Interface& interface);
+  bool WriteStatistics(unsigned int channel, const Interface& interface, const std::vector<Loss>& untold);
   DropNote TakeDrops(const RecordView& record);
   bool Reserve(size_t size);
   bool WriteOut();
