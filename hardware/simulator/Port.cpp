@@ -22,15 +22,21 @@ void Port::CheckOpen() {
   if (Closed) throw Error(QOR_SIM_ERROR_HANDLE, "The port of this connection was closed.");
 }
 
+/// Is it open, and does its interface answer?
+void Port::CheckPresent() {
+  CheckOpen();
+  if (IsGone()) throw Error(QOR_SIM_ERROR_GONE, "The interface is gone.");
+}
+
 void Port::AskInfo() {
   const Lock lock(Guard);
-  CheckOpen();
+  CheckPresent();
   FailIfScripted(Call::InterfaceInfo);
 }
 
 void Port::Connect() {
   const Lock lock(Guard);
-  CheckOpen();
+  CheckPresent();
   FailIfScripted(Call::Open);
   ++Connections;
 }
@@ -68,7 +74,7 @@ void Port::Execute(const CommandCall& call, ResponseBuffer& response) {
 }
 
 void Port::Perform(const CommandCall& call, ResponseBuffer& response) {
-  CheckOpen();
+  CheckPresent();
   const BusProtocol* protocol = FindProtocol(Type);
   if (protocol == nullptr) {
     throw Error(QOR_SIM_ERROR_COMMAND, "No trace channel knows interface type " + std::to_string(Type) + ".");

@@ -66,6 +66,8 @@ class Port {
   virtual void OnStart() SIM_REQUIRES(Guard) {}
   virtual void OnStop() SIM_REQUIRES(Guard) {}
   virtual void OnClose() SIM_REQUIRES(Guard) {}
+  /// The interface answers nothing any more.
+  virtual bool IsGone() SIM_REQUIRES(Guard) { return false; }
   /// Answers a poll in the layout of the bus.
   virtual void Poll(const ResponseLayout& layout, ResponseBuffer& response) SIM_REQUIRES(Guard) = 0;
   virtual Qor_Sim_Status_t TrafficStatus() SIM_REQUIRES(Guard) = 0;
@@ -76,6 +78,7 @@ class Port {
   enum class State { Idle, Configured, Started };
 
   void CheckOpen() SIM_REQUIRES(Guard);
+  void CheckPresent() SIM_REQUIRES(Guard);
   void Perform(const CommandCall& call, ResponseBuffer& response) SIM_REQUIRES(Guard);
   void CheckState(const BusProtocol& protocol, Call kind) SIM_REQUIRES(Guard);
   void Control(Call kind, ResponseBuffer& response) SIM_REQUIRES(Guard);

@@ -50,6 +50,7 @@ TrafficSettings TakeTrafficSettings(OptionReader& options) {
   TrafficSettings settings;
   settings.Pace = TakeSpeed(options);
   settings.BufferItems = options.TakeUnsigned("buffer", 1, kGreatestBuffer, settings.BufferItems);
+  settings.GoneAt = options.TakeDuration("gone");
   return settings;
 }
 

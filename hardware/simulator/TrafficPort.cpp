@@ -30,6 +30,7 @@ TrafficPort::TrafficPort(unsigned char interfaceType, unsigned char instance, st
       LeftOut(source->Skipped()),
       Source(std::move(source)),
       Pace(settings.Pace),
+      GoneAt(settings.GoneAt),
       Buffer(settings.BufferItems),
       Time(clock) {}
 
@@ -51,14 +52,25 @@ void TrafficPort::Capture() {
   const uint64_t now = Pace->SourceTime(Time.Elapsed());
   for (unsigned int count = 0; count < kMostPerCapture; ++count) {
     const Item* item = Source->Peek();
-    if (item == nullptr || item->Due > now) return;
+    if (item == nullptr || item->Due > now || !ComesThrough(*item)) return;
     Buffer.Offer(*item);
     ++Offered;
     Source->Advance();
   }
 }
 
-const Item* TrafficPort::Next() { return Pace ? Buffer.Front() : Source->Peek(); }
+bool TrafficPort::IsGone() {
+  if (!GoneAt) return false;
+  if (Pace) return Pace->SourceTime(Time.Elapsed()) >= *GoneAt;
+  const Item* const next = Source->Peek();
+  return next != nullptr && !ComesThrough(*next);
+}
+
+const Item* TrafficPort::Next() {
+  if (Pace) return Buffer.Front();
+  const Item* const next = Source->Peek();
+  return next != nullptr && ComesThrough(*next) ? next : nullptr;
+}
 
 void TrafficPort::Remove() {
   ++Delivered;
@@ -91,8 +103,9 @@ Qor_Sim_Status_t TrafficPort::TrafficStatus() {
   status.Lost = Buffer.Lost();
   status.FirstLostTime = Buffer.FirstLostTime();
   status.LastLostTime = Buffer.LastLostTime();
-  status.Buffered = static_cast<unsigned int>(Buffer.Size());
-  status.Finished = Buffer.Size() == 0 && Source->Peek() == nullptr ? 1 : 0;
+  status.Gone = IsGone() ? 1 : 0;
+  status.Buffered = status.Gone != 0 ? 0 : static_cast<unsigned int>(Buffer.Size());
+  status.Finished = status.Gone != 0 || (Buffer.Size() == 0 && Source->Peek() == nullptr) ? 1 : 0;
   return status;
 }
 

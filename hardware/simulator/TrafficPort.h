@@ -22,6 +22,7 @@ struct Speed {
 struct TrafficSettings {
   std::optional<Speed> Pace = Speed{};  // none: as fast as polls drain the source
   size_t BufferItems = 100000;
+  std::optional<uint64_t> GoneAt = std::nullopt;  // ns of the source; none: never
   BusFacts Bus = {};
 };
 
@@ -37,11 +38,14 @@ class TrafficPort final : public Port {
   void OnStart() override SIM_REQUIRES(Guard);
   void OnStop() override SIM_REQUIRES(Guard);
   void OnClose() override SIM_REQUIRES(Guard);
+  bool IsGone() override SIM_REQUIRES(Guard);
   void Poll(const ResponseLayout& layout, ResponseBuffer& response) override SIM_REQUIRES(Guard);
   Qor_Sim_Status_t TrafficStatus() override SIM_REQUIRES(Guard);
 
   /// Moves what is due by now from the source to the capture buffer.
   void Capture() SIM_REQUIRES(Guard);
+  /// The interface is still there when the item is due.
+  bool ComesThrough(const Item& item) const { return !GoneAt || item.Due < *GoneAt; }
   /// The next item for a poll, or null, and its removal.
   const Item* Next() SIM_REQUIRES(Guard);
   void Remove() SIM_REQUIRES(Guard);
@@ -50,6 +54,7 @@ class TrafficPort final : public Port {
   const SkippedLines LeftOut;  // of the source
   const std::unique_ptr<ItemSource> Source;
   const std::optional<Speed> Pace;
+  const std::optional<uint64_t> GoneAt;
   CaptureBuffer Buffer SIM_GUARDED_BY(Guard);
   ClockUser Time SIM_GUARDED_BY(Guard);
   bool Started SIM_GUARDED_BY(Guard) = false;

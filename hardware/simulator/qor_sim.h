@@ -33,6 +33,7 @@
  *             out, see Qor_Sim_GetSkippedLine)
  *   all but script: speed=FACTOR|max (1; 0.001 to 1000000; max: as fast as polls drain it)
  *             buffer=ITEMS (100000; capture buffer, 1 to 100000000)
+ *             gone=TIME (never): from then on the interface answers nothing, as if its plug were pulled
  *   script:   type=N (4; interface type, 1 to 255)  instance=N (1; monitor instance id)
  *
  *   TIME is a number with ns, us, ms, s, m or h, or several of them in a row: 90s, 1h30m, 0.5s. PATH reaches up to the
@@ -46,6 +47,9 @@
  *
  * Capture buffer. Items that are due but not polled wait in a buffer of limited size, as in a real interface; when it
  * is full the newest item is dropped and counted. At speed=max items are made when polled and nothing is dropped.
+ *
+ * Gone. With gone=TIME every call to the interface fails with QOR_SIM_ERROR_GONE from that time of its source on. What
+ * waits in its capture buffer then is lost with it. At speed=max all items before that time are delivered first.
  *
  * Strictness. A port answers exactly the commands that a trace channel of its bus sends, byte for byte, in the
  * states where they make sense (configured, started); anything else gets an error code and changes nothing; the
@@ -77,7 +81,8 @@ enum {
   QOR_SIM_ERROR_STATE = 0x02000205,    /* a known command in the wrong state (poll before start, ...) */
   QOR_SIM_ERROR_FILE = 0x02000206,     /* the file of a source can't be read as what it should be */
   QOR_SIM_ERROR_CAPACITY = 0x02000207, /* the caller's buffer is too small */
-  QOR_SIM_ERROR_MEMORY = 0x02000208    /* memory is exhausted */
+  QOR_SIM_ERROR_MEMORY = 0x02000208,   /* memory is exhausted */
+  QOR_SIM_ERROR_GONE = 0x02000209      /* the interface is gone (option gone) */
 };
 
 /**
@@ -121,7 +126,9 @@ typedef struct Qor_Sim_Status_t {
   unsigned long FirstLostTime; /* ns; timestamp of the first lost item, 0 without one */
   unsigned long LastLostTime;  /* ns; timestamp of the last lost item */
   unsigned int Buffered;       /* items waiting in the capture buffer */
-  unsigned int Finished;       /* 1: the source has ended and all its items were delivered or lost */
+  unsigned int Finished;       /* 1: nothing more will come: the source has ended and all its items were delivered or
+                                  lost, or the interface is gone */
+  unsigned int Gone;           /* 1: the interface is gone: it answers nothing any more */
 } Qor_Sim_Status_t;
 
 /**

@@ -104,6 +104,17 @@ class FullDisk(ClientTest):
         self.assertNotIn("stay in memory", err)
         self.assertEqual((self.folder / "x.bin").read_bytes(), (self.folder / "whole.bin").read_bytes())
 
+    def test_emptied_swap_folder_leaves_out_an_interface_that_is_gone(self):
+        source = ["ethernet?load=60&gone=500ms", "ethernet?seed=2&load=60&duration=3s"]
+        self.run_client("record", source[1], "--speed", "max", "-o", "whole.bin")
+        code, err = self.record("20m", "-o", "x.bin", "--swap-folder", "disk", "--memory-limit", "500", source=source)
+        self.assertEqual(code, 1, err)
+        self.assertRegex(err, r'The swap folder ".*disk" was full at entry \d+, ')
+        self.assertIn("are missing as the interface was gone", err)
+        second = [record for record in records((self.folder / "x.bin").read_bytes())[0] if record[4] == 2]
+        whole, _ = records((self.folder / "whole.bin").read_bytes())
+        self.assertEqual([record[8:] for record in second], [record[8:] for record in whole])
+
     def test_recording_ends_while_outputs_can_be_completed(self):
         source = ["can?seed=1&load=90", "--speed", "max"]  # endless
         code, err = self.record("70m", "-o", "disk/x.bin", "-o", "disk/x.asc", "-o", "disk/x.mf4", source=source)

@@ -11,7 +11,7 @@ from support import ClientTest, main
 def entries_of(contents):
     """(channel, time) of each record of a .bin file."""
     entries, place = [], 0
-    while place < len(contents):
+    while place + 16 <= len(contents):  # the last one may be about to be written
         length, channel, moment = struct.unpack_from("<IIQ", contents, place)
         entries.append((channel, moment))
         place += length
@@ -110,6 +110,67 @@ class HeldProcess(LossesTest):
             self.assertEqual(summary["channels"][channel - 1]["lost"]["count"], sum(loss["count"] for loss in mine))
         self.assertEqual(summary["losses"], self.ledger())
         self.assert_in_all_formats("a")  # written while it was held
+
+
+class GoneInterface(LossesTest):
+    """One of two interfaces is pulled after two seconds."""
+
+    SOURCES = ("can?seed=1&duration=5s", "lin?seed=2&duration=5s")
+    PULLED = ("can?seed=1&duration=5s&gone=2s", "lin?seed=2&duration=5s")
+
+    def expected(self, got):
+        """From the last entry of the pulled channel to the last one of all."""
+        return [{"channel": 1, "cause": "interface_gone", "first_time_ns": times_of(got, 1)[-1],
+                 "last_time_ns": times_of(got, 2)[-1], "count": None}]
+
+    def test_everything_before_is_there_and_everything_after_is_a_loss(self):
+        outputs = [word for name in ("a.bin", "a.asc", "a.mf4", "a.pcapng", "a.ndjson") for word in ("-o", name)]
+        out, err = self.run_client("record", *self.PULLED, "--speed", "max", *outputs, "--json", expect=3)
+        self.assertIn(f'The interface of channel 1, "{self.PULLED[0]}", no longer answers; ', err)
+        sent, got = self.sent(), entries_of(self.contents("a.bin"))
+        self.assertEqual(times_of(got, 1), [moment for moment in times_of(sent, 1) if moment < 2000000000])
+        self.assertEqual(times_of(got, 2), times_of(sent, 2))
+        summary = json.loads(out)
+        self.assertEqual(summary["losses"], self.expected(got))
+        self.assertEqual(self.ledger(), self.expected(got))
+        self.assertEqual((summary["ended_by"], summary["errors"], summary["exit_code"]), ("sources_ended", [], 3))
+        self.assertIn("  LOST: an unknown number of items are missing as the interface was gone, 1.9", err)
+        self.assert_in_all_formats("a")
+        rows = [json.loads(line) for line in self.contents("a.ndjson").splitlines()]
+        self.assertEqual([(row["channel"], row["cause"]) for row in rows if row["kind"] == "loss"], [(1, "interface_gone")])
+
+    def test_channel_without_an_entry_is_missing_from_the_first_one_of_the_others(self):
+        self.write_candump(["(0.0) can0 001#", "(60.0) can1 001#"])
+        late = "some.log?interface=can1&gone=2s"
+        summary = self.summary(late, "lin?duration=5s", "--speed", "10", "-o", "a.bin", expect=3)
+        times = times_of(entries_of(self.contents("a.bin")), 2)
+        self.assertEqual(summary["losses"], [{"channel": 1, "cause": "interface_gone", "first_time_ns": times[0],
+                                              "last_time_ns": times[-1], "count": None}])
+
+    def test_recording_ends_when_no_interface_is_left(self):
+        summary = self.summary("can?seed=1&gone=1s", "lin?gone=2s", "--speed", "max", "-o", "a.bin", expect=3)
+        self.assertEqual(summary["ended_by"], "interface_gone")
+        self.assertEqual({loss["channel"] for loss in summary["losses"]}, {1, 2})
+
+    def test_killed_recording_has_it(self):
+        """At its own speed, and with more than one channel, which go through a stage that sorts."""
+        process = self.start("record", "can?seed=1&gone=1s", "can?seed=2", "-o", "a.bin")
+        part = self.folder / "a.bin.json.part"
+        ledger = lambda: json.loads(part.read_text())["losses"] if part.exists() else []
+        self.wait_until(lambda: ledger() != [], "the loss in the description")
+        since = ledger()[0]["first_time_ns"]
+        after = lambda: times_of(entries_of(self.contents("a.bin.part")), 2)[-1:] > [since]
+        self.wait_until(after, "entries after it, which are put in order first")
+        process.kill()
+        process.wait()
+        got = entries_of(self.contents("a.bin.part"))
+        self.assertEqual([(loss["channel"], loss["cause"], loss["first_time_ns"]) for loss in ledger()],
+                         [(1, "interface_gone", times_of(got, 1)[-1])])
+        self.assertLess(times_of(got, 1)[-1], 1000000000)
+
+    def test_list_knows_it(self):
+        _, err = self.run_client("list", "can?gone=1s", "--speed", "max", expect=3)
+        self.assertIn("are missing as the interface was gone", err)
 
 
 class Conversions(LossesTest):

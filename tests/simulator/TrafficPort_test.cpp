@@ -247,6 +247,57 @@ TEST_F(TrafficPortTest, PollOfAChannelTakesAsManyItemsAsFit) {
   EXPECT_EQ(port.Poll().size(), (65535u - 4) / kItem);
 }
 
+// ---- An interface that is pulled ------------------------------------------------------------------------------------
+
+TEST_F(TrafficPortTest, InterfaceThatIsGoneAnswersNothing) {
+  constexpr unsigned int kGone = QOR_SIM_ERROR_GONE;
+  TrafficSettings settings = AtSpeed(2, 1);
+  settings.GoneAt = 100;
+  TestPort port(Shared, {0, 90, 98, 100}, settings);
+  port.Start();
+  Time.Pass(45);
+  EXPECT_EQ(port.Poll(), (Numbers{0, 1}));
+  Time.Pass(4);
+  EXPECT_EQ(port.Target.Status().Gone, 0u);
+  EXPECT_EQ(port.Target.Status().Finished, 0u);
+  Time.Pass(1);
+  for (const Bytes* request : {&kCan.Configure, &kCan.Start, &kCan.Stop}) EXPECT_EQ(port.Send(1, *request), kGone);
+  EXPECT_EQ(port.Send(2, kCan.Poll), kGone);
+  EXPECT_EQ(ThrownBy([&] { port.Target.AskInfo(); }).Code, kGone);
+  EXPECT_EQ(ThrownBy([&] { port.Target.Connect(); }).Code, kGone);
+  const auto status = port.Target.Status();
+  EXPECT_EQ(status.Gone, 1u);
+  EXPECT_EQ(status.Finished, 1u);
+  EXPECT_EQ(status.Offered, 3u);
+  EXPECT_EQ(status.Delivered, 2u);
+  EXPECT_EQ(status.Buffered, 0u) << "what waited has gone with it";
+  port.Target.Disconnect();
+  port.Target.Close();
+}
+
+TEST_F(TrafficPortTest, AtMaxSpeedAnInterfaceIsGoneOnceAllBeforeIsDelivered) {
+  TrafficSettings settings = AsFastAsPossible();
+  settings.GoneAt = 100;
+  TestPort port(Shared, {0, 99, 100, 101}, settings);
+  port.Start();
+  EXPECT_EQ(port.Target.Status().Gone, 0u);
+  EXPECT_EQ(port.Poll(), (Numbers{0, 1}));
+  EXPECT_EQ(port.Send(2, kCan.Poll), unsigned{QOR_SIM_ERROR_GONE});
+  EXPECT_EQ(port.Target.Status().Gone, 1u);
+  EXPECT_EQ(port.Target.Status().Finished, 1u);
+}
+
+TEST_F(TrafficPortTest, SourceThatEndsBeforeIsNotGoneAtMaxSpeed) {
+  TrafficSettings settings = AsFastAsPossible();
+  settings.GoneAt = 100;
+  TestPort port(Shared, {0, 99}, settings);
+  port.Start();
+  EXPECT_EQ(port.Poll(), (Numbers{0, 1}));
+  EXPECT_EQ(port.Poll(), Numbers{});
+  EXPECT_EQ(port.Target.Status().Gone, 0u);
+  EXPECT_EQ(port.Target.Status().Finished, 1u);
+}
+
 // ---- States --------------------------------------------------------------------------------------------------------
 
 TEST_F(TrafficPortTest, CommandsInTheWrongStateAreRefused) {

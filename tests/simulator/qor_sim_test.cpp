@@ -65,6 +65,8 @@ TEST(OpenPort, RefusesMalformedSourcesWithASentence) {
       {"can?seed=18446744073709551616",
        "The option seed can't be \"18446744073709551616\": it takes a number from 0 to 18446744073709551615."},
       {"can?duration=5", "The option duration can't be \"5\": it takes a time such as 90s, 1h30m or 0.5s."},
+      {"can?gone=soon", "The option gone can't be \"soon\": it takes a time such as 90s, 1h30m or 0.5s."},
+      {"script?gone=5s", "A source of the kind script has no option \"gone\"."},
       {"can?buffer=0", "The option buffer can't be \"0\": it takes a number from 1 to 100000000."},
       {"can?speed=0", "The option speed can't be \"0\": it takes max or a factor from 0.001 to 1000000."},
       {"can?speed=0.0009", "The option speed can't be \"0.0009\": it takes max or a factor from 0.001 to 1000000."},
@@ -85,7 +87,8 @@ TEST(OpenPort, RefusesMalformedSourcesWithASentence) {
 TEST(OpenPort, TakesEveryOption) {
   const TextFile file("(1) can0 001#\n(1) can1 001#\n");
   for (const std::string& source :
-       {std::string("can?seed=0&duration=1h30m&load=100&speed=0.001&buffer=1"), std::string("can?speed=1000000"),
+       {std::string("can?seed=0&duration=1h30m&load=100&speed=0.001&buffer=1&gone=5s"),
+        std::string("can?speed=1000000"),
         "candump:" + file.Path + "?interface=can1&origin=absolute&direction=tx&speed=max&buffer=100000000",
         "candump:" + file.Path + "?interface=can0&origin=file&direction=rx&speed=0.5",
         std::string("script?type=255&instance=0")}) {

@@ -18,11 +18,9 @@ const char* const kSourceHelp =
     "  csv:PATH or PATH.csv          replay of LIN and FlexRay: bus=lin|flexray, channel=N, bitrate=N (of LIN, 19200)\n"
     "\n"
     "Replays take origin=file|absolute (times) and direction=rx|tx (where the file doesn't say). Options go after '?' "
-    "and "
-    "are joined by '&'; all sources take speed=FACTOR|max and buffer=ITEMS. A recording of several interfaces becomes "
-    "one "
-    "channel for each of them. Channels count from 1. Lines of a text recording that can't be read are left out and "
-    "named.\n"
+    "and are joined by '&'; all sources take speed=FACTOR|max, buffer=ITEMS and gone=TIME. A recording of several "
+    "interfaces becomes one channel for each of them. Channels count from 1. Lines of a text recording that can't be "
+    "read are left out and named.\n"
     "\n"
     "Exit codes: 0 done, 1 failed, 2 wrong usage, 3 done but some of the input was lost.";
 

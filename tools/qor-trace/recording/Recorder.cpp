@@ -67,6 +67,8 @@ const char* Word(End end) {
   switch (end) {
     case End::SourcesEnded:
       return "sources_ended";
+    case End::InterfacesGone:
+      return "interface_gone";
     case End::DurationReached:
       return "duration";
     case End::Interrupted:
@@ -132,6 +134,8 @@ End Recorder::Run(RecordSink& sink, const Complaint& complain, const News& tell)
   StopMonitor();
   if (*end != End::SinkClosed) DrainRest(sink);
   LookForLosses();
+  for (RecordedChannel& channel : RecordedChannels)
+    if (channel.IsGone) AddGone(channel);
   // Without entries any clock fits.
   if (!ClockIsKnown) Known.Anchor = ClockAnchor{0, Arrival.Started, Arrival.StartTook, AnchorOrigin::RecordingStart};
   if (Reports::RecordingFailed() || end == End::DiskFull) NoteFullDisk();
@@ -146,7 +150,7 @@ std::optional<End> Recorder::Step(RecordSink& sink) {
   const bool drained = Drain(sink);
   if (SinkIsClosed) return End::SinkClosed;
   if (Reports::RecordingFailed()) return End::RecordingFailed;
-  if (finished) return End::SourcesEnded;
+  if (finished) return AllGone() ? End::InterfacesGone : End::SourcesEnded;
   if (StopSignals.StopRequested()) return End::Interrupted;
   if (DurationIsOver()) return End::DurationReached;
   if (const auto end = CheckDisks(sink)) return end;
@@ -210,7 +214,8 @@ void Recorder::EmptyTrace(RecordSink& sink) {
   Drained.emplace(TraceMonitor.Handle(), kDrainBuffer);
   BytesInTrace = 0;
   ChooseMemoryLimit();
-  TraceMonitor.Start(0);
+  RemoveGone();
+  if (!AllGone()) TraceMonitor.Start(0);
   const auto paused = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - began);
   Complain(
       fmt::format("The swap folder \"{}\" was full at entry {}, {} s: the recording stood still for {} ms to empty it, "
@@ -355,7 +360,11 @@ RecordedChannel* Recorder::ChannelOf(unsigned int number) {
 
 /// Places what the ports have lost since the last look.
 void Recorder::LookForLosses() {
-  for (size_t index = 0; index < Ports.size(); ++index) NoteLoss(RecordedChannels[index], Ports[index].Status());
+  for (size_t index = 0; index < Ports.size(); ++index) {
+    const Qor_Sim_Status_t status = Ports[index].Status();
+    NoteGone(RecordedChannels[index], status.Gone != 0);
+    NoteLoss(RecordedChannels[index], status);
+  }
   if (ClockIsKnown && Losses.Changes() != LossesTold) TellKnown();
 }
 
@@ -371,6 +380,39 @@ void Recorder::NoteLoss(RecordedChannel& channel, const Qor_Sim_Status_t& status
               status.Lost - channel.Lost});
   channel.Lost = status.Lost;
   channel.LastLost = status.LastLostTime;
+}
+
+/// Entries may be on their way for a while after their interface has gone: before they have come, it isn't known since when
+/// something is missing.
+void Recorder::NoteGone(RecordedChannel& channel, bool isGone) {
+  const auto now = std::chrono::steady_clock::now();
+  if (!isGone || channel.Latest != channel.LatestThen) channel.NewsCame = now;
+  if (!isGone) return;
+  if (!std::exchange(channel.IsGone, true)) {
+    Progress.Clear();
+    SayError(fmt::format(
+        "The interface of channel {}, \"{}\", no longer answers; what comes over its bus from now on is missing",
+        channel.Number, channel.Source));
+  }
+  if (now - channel.NewsCame > kLongestWay) AddGone(channel);
+}
+
+/// Everything is missing from the channel's last entry on up to now.
+void Recorder::AddGone(RecordedChannel& channel) {
+  if (channel.GoneTo == LatestTime) return;
+  const unsigned long first = channel.Latest > 0 ? channel.Latest : FirstTime.value_or(0);
+  channel.GoneTo = LatestTime;
+  Losses.Add({channel.Number, LossCause::InterfaceGone, first, std::max(first, LatestTime), std::nullopt});
+}
+
+/// An interface that is gone can't be started again, and would keep the others from it.
+void Recorder::RemoveGone() {
+  for (size_t index = 0; index < Ports.size(); ++index)
+    if (Ports[index].Status().Gone != 0) TraceMonitor.RemoveChannel(RecordedChannels[index].Number);
+}
+
+bool Recorder::AllGone() const {
+  return std::all_of(Ports.begin(), Ports.end(), [](const Port& port) { return port.Status().Gone != 0; });
 }
 
 /// From here on everything is missing that the buses had for the recording.

@@ -34,7 +34,15 @@ using Complaint = std::function<void(const std::string& sentence)>;
 using News = std::function<void(const Description& description)>;
 
 /// Why a recording came to its end.
-enum class End { SourcesEnded, DurationReached, Interrupted, SinkClosed, DiskFull, RecordingFailed };
+enum class End {
+  SourcesEnded,
+  InterfacesGone,  // all of them
+  DurationReached,
+  Interrupted,
+  SinkClosed,
+  DiskFull,
+  RecordingFailed
+};
 
 /// The word for it in the JSON summary.
 [[nodiscard]] const char* Word(End end);
@@ -42,12 +50,15 @@ enum class End { SourcesEnded, DurationReached, Interrupted, SinkClosed, DiskFul
 /// A channel of a recording, and what the latest look for losses found.
 struct RecordedChannel {
   unsigned int Number = 0;
-  std::string Source;            // as typed
-  bool IsLosing = false;         // there was a loss
-  unsigned long Lost = 0;        // items that had found the capture buffer full
-  unsigned long LastLost = 0;    // time of the last one, ns
-  unsigned long Latest = 0;      // greatest time of its entries so far, ns
-  unsigned long LatestThen = 0;  // likewise, at that look
+  std::string Source;                                   // as typed
+  bool IsLosing = false;                                // there was a loss
+  unsigned long Lost = 0;                               // items that had found the capture buffer full
+  unsigned long LastLost = 0;                           // time of the last one, ns
+  unsigned long Latest = 0;                             // greatest time of its entries so far, ns
+  unsigned long LatestThen = 0;                         // likewise, at that look
+  bool IsGone = false;                                  // its interface answers nothing any more
+  std::optional<unsigned long> GoneTo = std::nullopt;   // ns: up to there that is in the ledger
+  std::chrono::steady_clock::time_point NewsCame = {};  // the latest look before which it had entries, or wasn't gone
 };
 
 class Recorder {
@@ -61,6 +72,8 @@ class Recorder {
   /// Records, handing every entry exactly once and in order to `sink`, until the sources have ended, the duration is
   /// over, a stop is requested, the sink declines an entry, or a disk of the outputs is nearly full. The monitor is stopped
   /// afterwards. Once.
+  ///
+  /// When an interface is gone, the others go on. What of its channel is missing is a loss.
   ///
   /// When the swap folder is full, what is left of the trace is handed on and the trace is emptied. If there is still
   /// no room, entries stay in memory from then on.
@@ -105,6 +118,10 @@ class Recorder {
   [[nodiscard]] RecordedChannel* ChannelOf(unsigned int number);
   void LookForLosses();
   void NoteLoss(RecordedChannel& channel, const Qor_Sim_Status_t& status);
+  void NoteGone(RecordedChannel& channel, bool isGone);
+  void AddGone(RecordedChannel& channel);
+  void RemoveGone();
+  [[nodiscard]] bool AllGone() const;
   void NoteFullDisk();
   void TellKnown();
   void ShowProgress();

@@ -88,6 +88,11 @@ unsigned int Monitor::AddChannel(const Port& port, unsigned int number) {
   return response.ChannelId;
 }
 
+void Monitor::RemoveChannel(unsigned int number) {
+  const size_t mark = Reports::Mark();
+  Reports::Check(Qor_Trace_RemoveChannel(MonitorHandle, number), "Cannot remove a channel", mark);
+}
+
 void Monitor::SetNumber(unsigned short id, unsigned int value, const char* what) {
   unsigned char bytes[sizeof value];
   std::memcpy(bytes, &value, sizeof value);
@@ -106,7 +111,8 @@ void Monitor::Start(unsigned int mode) {
 
 void Monitor::Stop() {
   const size_t mark = Reports::Mark();
-  Reports::Check(Qor_Trace_Stop(MonitorHandle), "Cannot stop the recording cleanly", mark);
+  const unsigned int status = Qor_Trace_Stop(MonitorHandle);
+  if (status != QOR_SIM_ERROR_GONE) Reports::Check(status, "Cannot stop the recording cleanly", mark);
 }
 
 void Monitor::Empty() {

@@ -49,7 +49,10 @@ class Monitor {
   /// @return        the channel number
   [[nodiscard]] unsigned int AddChannel(const Port& port, unsigned int number = 0);
   void SetMemoryLimit(unsigned int entries);
+  /// Takes a channel out. To be called while the monitor is stopped.
+  void RemoveChannel(unsigned int number);
   void Start(unsigned int mode);
+  /// It is no failure that an interface is gone, and can't be told to stop.
   void Stop();
   /// Drops all entries, and with them the contents of the swap file.
   void Empty();
