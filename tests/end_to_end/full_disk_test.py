@@ -1,5 +1,6 @@
 """Recording to a disk that is really full: a tiny file system in memory, mounted in a user namespace."""
 
+import json
 import struct
 import subprocess
 import sys
@@ -77,13 +78,21 @@ class FullDisk(ClientTest):
 
     def test_the_other_outputs_are_complete(self):
         self.run_client("record", *self.SOURCE, "-o", "whole.bin", "-o", "whole.asc")
-        code, err = self.record(300000, "-o", "x.bin", "-o", "disk/x.mf4", "-o", "disk/x.bin", "-o", "x.asc", "--min-free", "0")
+        outputs = [word for name in ("x.bin", "disk/x.mf4", "disk/x.bin", "x.asc") for word in ("-o", name)]
+        code, err = self.record(300000, *outputs, "--min-free", "0")
         self.assertEqual(code, 1, err)
         self.assertIn("No space left on device", err)
         self.assertIn("; the other outputs go on", err)
         self.assertEqual((self.folder / "x.bin").read_bytes(), (self.folder / "whole.bin").read_bytes())
         x, whole = ((self.folder / name).read_text().splitlines()[5:] for name in ("x.asc", "whole.asc"))
         self.assertEqual(x, whole)
+        # What the one on the full disk has no room for any more, its description says.
+        kept, _ = records(self.saved("x.bin.part"))
+        all_records, _ = records((self.folder / "whole.bin").read_bytes())
+        times = [struct.unpack_from("<Q", record, 8)[0] for record in (kept[-1], all_records[-1])]
+        cut = {"channel": 1, "cause": "disk_full", "first_time_ns": times[0], "last_time_ns": times[1], "count": None}
+        description = json.loads(self.saved("x.bin.json.part"))
+        self.assertEqual((description["losses"], description["complete"]), ([cut], False))
 
     def test_swap_folder_without_room_leaves_the_recording_complete(self):
         for sources in (["can?seed=1"], ["can?seed=1", "can?seed=2"]):

@@ -223,5 +223,63 @@ TEST_F(BinFileTest, FullDiskLeavesWholeRecordsAndSaysSo) {
   EXPECT_EQ(collector.Records.back(), record);
 }
 
+/// Writes records of two channels until the file takes no more, and more of them for nobody; @return their number
+unsigned long RecordToAFullDisk(const std::string& path, const Description& known) {
+  BinWriter writer(path);
+  writer.Describe(known);
+  const test::FileSizeLimit limit(2000000);
+  unsigned long taken = 0;
+  while (taken < 1000000 && Put(writer, RecordOf(test::CanItem().Channel(taken % 2 == 0 ? 3 : 5).At(1000 + taken))))
+    ++taken;
+  EXPECT_LT(taken, 1000000u);
+  writer.NoteCut(known, 1000 + taken);
+  writer.NoteCut(known, 9000000);  // the recording went on
+  return taken;
+}
+
+TEST_F(BinFileTest, CutOfAFullDiskIsALossOfEachChannel) {
+  Description known = Titled("x");
+  known.Complete = true;
+  known.Channels = {{.Number = 1}, {.Number = 3}};
+  known.Losses = {{3, LossCause::Reordering, 1001, 1002, 4}};
+  RecordToAFullDisk(Path, known);
+  Collector collector;
+  const unsigned long kept = ReadBin(Path + ".part", collector);
+  const Description description = ReadDescription(Path + ".json.part");
+  EXPECT_FALSE(description.Complete);
+  EXPECT_EQ(description.Title, "x");
+  ASSERT_TRUE(description.Records.has_value());
+  EXPECT_EQ(description.Records->Count, kept);
+  const unsigned long last = 1000 + kept - 1;
+  const std::vector<Loss> losses = {known.Losses[0],
+                                    {1, LossCause::DiskFull, last, 9000000, std::nullopt},
+                                    {3, LossCause::DiskFull, last, 9000000, std::nullopt},
+                                    {5, LossCause::DiskFull, last, 9000000, std::nullopt}};
+  EXPECT_EQ(description.Losses, losses);
+}
+
+TEST_F(BinFileTest, NothingIsCutWhereNoWriteFailed) {
+  BinWriter writer(Path);
+  writer.Describe(Titled("x"));
+  Put(writer, OddRecords()[5]);
+  writer.NoteCut(Titled("y"), 77);
+  EXPECT_TRUE(writer.Finish());
+  EXPECT_EQ(ReadDescription(Path + ".json").Losses, std::vector<Loss>{});
+}
+
+TEST_F(BinFileTest, DescriptionThatCannotGrowStaysAsItWas) {
+  BinWriter writer(Path);
+  writer.Describe(Titled("x"));
+  const auto size = fs::file_size(Path + ".json.part");
+  {
+    const test::FileSizeLimit limit(size + 10);
+    Description longer = Titled("a long title, longer than the first one");
+    longer.Anchor = ClockAnchor{1, 2};
+    writer.Describe(longer);
+  }
+  EXPECT_EQ(fs::file_size(Path + ".json.part"), size);
+  EXPECT_EQ(ReadDescription(Path + ".json.part").Title, "x");
+}
+
 }  // namespace
 }  // namespace client

@@ -6,6 +6,7 @@
 #include <nlohmann/json.hpp>
 #include <regex>
 
+#include "stream/DescriptionJson.h"
 #include "support/FileSizeLimit.h"
 #include "support/TemporaryDirectory.h"
 #include "system/Failure.h"
@@ -90,6 +91,36 @@ TEST_F(OutputSetTest, OneThatFailsWhileEntriesComeEndsAloneAndSaysWhere) {
   EXPECT_EQ(outputs.Errors().size(), 1u);
   EXPECT_EQ(outputs.WrittenText(), "; written: " + PathOf("b.pcapng"));
   EXPECT_TRUE(fs::exists(PathOf("a.bin.part")));
+  const nlohmann::json json = outputs.Json();
+  EXPECT_EQ(json[0]["complete"], false);
+  const std::string why = json[0]["error"];
+  EXPECT_EQ(outputs.Errors()[0].find(why), 0u);
+  const unsigned long entry = json[0]["ended_at"]["entry"];
+  EXPECT_EQ(json[0]["ended_at"]["time_ns"], entry * 1000000000);
+  EXPECT_NE(outputs.Errors()[0].find("at entry " + std::to_string(entry) + " of the trace"), std::string::npos);
+  EXPECT_FALSE(json[1].contains("ended_at"));
+  EXPECT_FALSE(json[1].contains("error"));
+}
+
+TEST_F(OutputSetTest, OneThatFailsHasItsCutInItsDescription) {
+  const unsigned long count = 30000;
+  Description known;
+  known.Channels = {{.Number = 1}};
+  {
+    OutputSet outputs(PlanOf({"a.bin", "b.bin"}), known);
+    const test::FileSizeLimit limit(100000);
+    for (unsigned long index = 1; index <= count; ++index)
+      static_cast<void>(Put(outputs, RecordOf(test::CanItem().At(index).Data({1, 2}))));
+    outputs.Finish(known);
+    EXPECT_EQ(outputs.Errors().size(), 2u);
+  }
+  const Bytes text = test::FileBytes(PathOf("a.bin.json.part"));
+  const Description cut = DescriptionFromJson({reinterpret_cast<const char*>(text.data()), text.size()});
+  ASSERT_EQ(cut.Losses.size(), 1u);
+  EXPECT_EQ(cut.Losses[0].Cause, LossCause::DiskFull);
+  EXPECT_EQ(cut.Losses[0].First, cut.Records.value_or(RecordsDescription{}).Count);
+  EXPECT_GT(cut.Losses[0].Last, cut.Losses[0].First);
+  EXPECT_FALSE(cut.Complete);
 }
 
 TEST_F(OutputSetTest, WhenAllHaveFailedNothingMoreIsTaken) {

@@ -1,9 +1,12 @@
 #include "outputs/BinFile.h"
 
+#include <algorithm>
 #include <cerrno>
 #include <filesystem>
 #include <utility>
 
+#include "stream/LossLedger.h"
+#include "system/Compression.h"
 #include "system/Failure.h"
 #include "system/Units.h"
 
@@ -16,17 +19,25 @@ constexpr size_t kFlushSize = 1u << 20;
 struct Whole {
   size_t Bytes = 0;
   unsigned int Records = 0;
+  std::optional<unsigned long> Latest = std::nullopt;  // time of the last one, ns
 };
+
+/// Calls `use` with each record and the place of its end.
+template <class Use>
+void ForEachRecord(const std::vector<unsigned char>& buffer, Use use) {
+  for (size_t place = 0; place < buffer.size();) {
+    const RecordView record(buffer.data() + place, RecordView::LengthAt(buffer.data() + place));
+    place += record.Length();
+    use(record, place);
+  }
+}
 
 /// The whole records among the first `limit` bytes.
 Whole WholeRecords(const std::vector<unsigned char>& buffer, size_t limit) {
   Whole whole;
-  while (whole.Bytes < buffer.size()) {
-    const size_t end = whole.Bytes + RecordView::LengthAt(buffer.data() + whole.Bytes);
-    if (end > limit) break;
-    whole.Bytes = end;
-    ++whole.Records;
-  }
+  ForEachRecord(buffer, [&](const RecordView& record, size_t end) {
+    if (end <= limit) whole = {end, whole.Records + 1, record.Timestamp()};
+  });
   return whole;
 }
 
@@ -59,6 +70,22 @@ void BinWriter::WriteDescription() {
   Beside->Write(Described);
 }
 
+/// Everything is missing from the last record in the file on. Which one that is of a compressed file shows only when it is
+/// read.
+void BinWriter::NoteCut(const Description& known, unsigned long latest) {
+  if (ChannelsAtTheCut.empty() || Written == 0) return;
+  const unsigned long since = CompressionOf(File.Path()) == Compression::None ? LatestWritten : FirstTime;
+  std::set<unsigned int> channels = ChannelsAtTheCut;
+  for (const ChannelDescription& channel : known.Channels) channels.insert(channel.Number);
+  LossLedger losses(known.Losses);
+  for (const unsigned int channel : channels)
+    losses.Add({channel, LossCause::DiskFull, since, std::max(since, latest), std::nullopt});
+  Described = known;
+  Described.Complete = false;
+  Described.Losses = losses.All();
+  WriteDescription();
+}
+
 void BinWriter::KeepExisting() {
   ExistingIsKept = true;
   File.KeepExisting();
@@ -70,11 +97,17 @@ const std::string& BinWriter::Error() const {
 
 bool BinWriter::Take(const RecordView& record) {
   if (!File.Usable()) return false;
-  if (Records == 0) FirstRecord = DigestOf(record.Bytes().data(), record.Bytes().size());
+  if (Records == 0) Begin(record);
   Buffer.insert(Buffer.end(), record.Bytes().begin(), record.Bytes().end());
+  Latest = record.Timestamp();
   ++Records;
   ++BufferedRecords;
   return Buffer.size() < kFlushSize || Flush();
+}
+
+void BinWriter::Begin(const RecordView& record) {
+  FirstRecord = DigestOf(record.Bytes().data(), record.Bytes().size());
+  FirstTime = record.Timestamp();
 }
 
 void BinWriter::Pause() {
@@ -90,6 +123,7 @@ bool BinWriter::Flush() {
     return false;
   }
   Written += Buffer.size();
+  LatestWritten = Latest;
   Buffer.clear();
   BufferedRecords = 0;
   return true;
@@ -99,6 +133,8 @@ void BinWriter::Fail(int error, size_t writtenOfBuffer) {
   const Whole whole = WholeRecords(Buffer, writtenOfBuffer);
   Records = Records - BufferedRecords + whole.Records;
   Written += whole.Bytes;
+  LatestWritten = whole.Latest.value_or(LatestWritten);
+  ForEachRecord(Buffer, [&](const RecordView& record, size_t) { ChannelsAtTheCut.insert(record.ChannelId()); });
   Buffer.clear();
   BufferedRecords = 0;
   File.Fail(error, Written, Records, FormatCount(Records, "entry", "entries"));

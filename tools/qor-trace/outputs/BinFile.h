@@ -4,6 +4,7 @@
 
 #include <chrono>
 #include <optional>
+#include <set>
 #include <string>
 #include <vector>
 
@@ -19,7 +20,7 @@ namespace client {
 /// at the end.
 ///
 /// When a write fails, the file is cut after the last whole record that reached the disk and stays as NAME.part, so
-/// that what was recorded before remains readable.
+/// that what was recorded before remains readable. Its description has the cut as a loss of each channel.
 ///
 /// Threads: one. Memory: 1 MiB.
 class BinWriter : public StreamOutput {
@@ -38,6 +39,8 @@ class BinWriter : public StreamOutput {
   /// Writes what is left; to a file, at most once a second. A failure shows at the next entry.
   void Pause() override;
 
+  void NoteCut(const Description& known, unsigned long latest) override;
+
   /// Writes what is left and gives the file its name. False as for Take.
   [[nodiscard]] bool Finish() override;
   void KeepExisting() override;
@@ -50,6 +53,7 @@ class BinWriter : public StreamOutput {
   [[nodiscard]] unsigned long Bytes() const { return Written; }
 
  private:
+  void Begin(const RecordView& record);
   bool Flush();
   void WriteDescription();
   [[nodiscard]] std::string RemovePreviousDescription() const;
@@ -65,6 +69,10 @@ class BinWriter : public StreamOutput {
   unsigned long Records = 0;          // taken; after a failure, those in the file
   unsigned long Written = 0;          // bytes in the file
   unsigned int BufferedRecords = 0;
+  unsigned long FirstTime = 0;              // of the first record, ns
+  unsigned long Latest = 0;                 // of the last one taken, ns
+  unsigned long LatestWritten = 0;          // of the last one in the file
+  std::set<unsigned int> ChannelsAtTheCut;  // of the records that a failed write was about; empty without one
   Pace FlushPace{std::chrono::seconds(1)};
 };
 

@@ -1,5 +1,6 @@
 #include "outputs/DescriptionFile.h"
 
+#include <fcntl.h>
 #include <fmt/format.h>
 #include <unistd.h>
 
@@ -11,6 +12,9 @@
 namespace client {
 
 namespace {
+
+// Bytes that the file has on the disk from the start, so that it can still say that the disk is full.
+constexpr off_t kReserved = 16 * 1024;
 
 /// @return false, with errno, unless all was written
 bool WriteAtFront(int file, const std::string& text) {
@@ -27,7 +31,10 @@ bool WriteAtFront(int file, const std::string& text) {
 
 }  // namespace
 
-DescriptionFile::DescriptionFile(const std::string& records) : Part(records + ".json") {}
+DescriptionFile::DescriptionFile(const std::string& records) : Part(records + ".json") {
+  // Some file systems can't; then it has the room that it happens to get.
+  static_cast<void>(fallocate(Part.File(), FALLOC_FL_KEEP_SIZE, 0, kReserved));
+}
 
 void DescriptionFile::Write(const Description& description) {
   if (!Sentence.empty()) return;
@@ -36,11 +43,26 @@ void DescriptionFile::Write(const Description& description) {
   // process may end between the two.
   if (text.size() < Written.size()) text.insert(text.size() - 1, Written.size() - text.size(), ' ');
   if (text == Written) return;
-  if (!WriteAtFront(Part.File(), text)) Fail(errno);
-  Written = std::move(text);
+  if (WriteAtFront(Part.File(), text)) {
+    Written = std::move(text);
+  } else {
+    Fail(errno);
+    PutBack();
+  }
+}
+
+/// The one before, for which there was room.
+void DescriptionFile::PutBack() {
+  if (WriteAtFront(Part.File(), Written)) GiveBackRoom();
+}
+
+/// Frees what the file has on the disk past its end.
+void DescriptionFile::GiveBackRoom() {
+  static_cast<void>(ftruncate(Part.File(), static_cast<off_t>(Written.size())) == 0);
 }
 
 void DescriptionFile::Synchronize() {
+  GiveBackRoom();
   if (Sentence.empty() && fsync(Part.File()) != 0 && errno != EINVAL && errno != EROFS) Fail(errno);
 }
 

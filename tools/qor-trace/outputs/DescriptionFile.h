@@ -18,7 +18,7 @@ class DescriptionFile {
   /// Failure: Failure as PartFile.
   explicit DescriptionFile(const std::string& records);
 
-  /// Writes the description in place of the one before. A failure is kept: see Error.
+  /// Writes the description in place of the one before, which stays if that fails. A failure is kept: see Error.
   void Write(const Description& description);
 
   /// Puts what is written on the disk.
@@ -36,6 +36,8 @@ class DescriptionFile {
   const std::string& Error() const { return Sentence; }
 
  private:
+  void PutBack();
+  void GiveBackRoom();
   void Fail(int error);
 
   PartFile Part;

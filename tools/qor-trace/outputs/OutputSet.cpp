@@ -61,6 +61,7 @@ OutputSet::OutputSet(const OutputPlan& plan, const Description& description) {
 }
 
 void OutputSet::Describe(const Description& description) {
+  Known = description;
   for (Member& member : Members)
     if (!member.Ended) member.Writer->Describe(description);
 }
@@ -93,14 +94,19 @@ void OutputSet::EndIfFailed(Member& member) {
   const std::string& error = member.Writer->Error();
   if (error.empty()) return;
   member.Ended = true;
+  member.EndedAtEntry = Entries;
+  member.EndedAtTime = LatestTime;
+  member.Writer->NoteCut(Known, LatestTime);
   NoteError(fmt::format("{}. It ended at entry {} of the trace, {} s{}", error, Entries, FormatSeconds(LatestTime),
                         AnyLeft() ? "; the other outputs go on" : ""));
 }
 
 void OutputSet::Finish(const Description& description, const LibraryExport& capture) {
   Describe(description);
-  for (Member& member : Members)
+  for (Member& member : Members) {
     if (!member.Ended) Complete(member, capture);
+    if (!member.Complete) member.Writer->NoteCut(Known, LatestTime);
+  }
 }
 
 void OutputSet::Complete(Member& member, const LibraryExport& capture) {
@@ -144,6 +150,8 @@ nlohmann::json OutputSet::Json() const {
   for (const Member& member : Members) {
     nlohmann::json json = {
         {"path", member.Planned.Path}, {"format", Word(member.Planned.Kind)}, {"complete", member.Complete}};
+    if (!member.Writer->Error().empty()) json["error"] = member.Writer->Error();
+    if (member.Ended) json["ended_at"] = {{"entry", member.EndedAtEntry}, {"time_ns", member.EndedAtTime}};
     member.Writer->AddJson(json);
     array.push_back(json);
   }

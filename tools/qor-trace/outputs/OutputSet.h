@@ -50,7 +50,9 @@ class OutputSet : public RecordSink {
   struct Member {
     Output Planned;
     std::unique_ptr<StreamOutput> Writer;
-    bool Ended = false;
+    bool Ended = false;              // by a failure; it takes nothing more
+    unsigned long EndedAtEntry = 0;  // of the trace, counted from 1
+    unsigned long EndedAtTime = 0;   // of that entry, ns
     bool Complete = false;
   };
 
@@ -59,6 +61,7 @@ class OutputSet : public RecordSink {
   void Complete(Member& member, const LibraryExport& capture);
 
   std::vector<Member> Members;
+  Description Known;
   unsigned long Entries = 0;     // so far, the one being taken included
   unsigned long LatestTime = 0;  // of that one, ns
   std::vector<std::string> Sentences;

@@ -21,6 +21,11 @@ class StreamOutput : public RecordSink {
   /// after each loss, and before Finish.
   /// Failure: Failure, the first time only, when a file can't be made.
   virtual void Describe(const Description& /*description*/) {}
+  /// After a failure, what came since is missing in the output: it says so where it has a place for that. To be called right
+  /// then, and again at the end of the recording.
+  /// @param known   of the recording
+  /// @param latest  ns; time of the recording's latest entry
+  virtual void NoteCut(const Description& /*known*/, unsigned long /*latest*/) {}
   /// Has the library write what only it can write; before Finish.
   /// Failure: Failure when that fails.
   virtual void Export(const LibraryExport& /*capture*/) {}
