@@ -125,6 +125,7 @@ int RunCommandLine(std::vector<std::string> arguments, const std::string& versio
     AddConvertCommand(app, action);
     AddListCommand(app, action);
     AddCheckCommand(app, action);
+    AddCompareCommand(app, action);
     AddRecoverCommand(app, action);
     AddInfoCommand(app, action);
     for (CLI::App* command : app.get_subcommands({})) {

@@ -16,6 +16,7 @@ void AddRecordCommand(CLI::App& app, Action& action);
 void AddConvertCommand(CLI::App& app, Action& action);
 void AddListCommand(CLI::App& app, Action& action);
 void AddCheckCommand(CLI::App& app, Action& action);
+void AddCompareCommand(CLI::App& app, Action& action);
 void AddRecoverCommand(CLI::App& app, Action& action);
 void AddInfoCommand(CLI::App& app, Action& action);
 
