@@ -4,6 +4,7 @@
 Inputs that a fuzzer found are put beside them by hand, under other names; this script leaves them alone.
 """
 
+import gzip
 import struct
 import zlib
 from pathlib import Path
@@ -558,6 +559,41 @@ def text_input_seeds():
             write(f"{name}_input", seed.name, seed.read_bytes()[options:])
 
 
+def raw_zstd(data):
+    """A frame of one block that isn't compressed; of 256 bytes and more."""
+    return struct.pack("<IBHI", 0xFD2FB528, 0x60, len(data) - 256, len(data) << 3 | 1)[:-1] + data
+
+
+def compressed_input_seeds():
+    zstd, asc, log, csv, as_file, two_streams = 1, 2, 4, 6, 8, 16
+    everything = b"".join(records())
+    packed = gzip.compress(everything, mtime=0)
+    texts = {"asc": (asc, "asc_input/other-tools"), "candump": (log, "candump_input/two-interfaces"),
+             "csv": (csv, "csv_input/lin")}
+
+    def seed(name, options, data, part=0):
+        write("compressed_input", name, bytes([options, part]) + data)
+
+    for name, kind in (("gzip", 0), ("zstd", zstd)):
+        seed(f"{name}-records", kind, everything)
+        for part in (1, 128, 255):
+            seed(f"{name}-records-two-streams-cut-{part}", kind | two_streams, everything, part)
+        for text, (option, path) in texts.items():
+            seed(f"{name}-{text}", kind | option, (CORPUS / path).read_bytes(), 128)
+    seed("file-gzip", as_file, packed)
+    seed("file-gzip-two-members", as_file, packed + packed)
+    seed("file-gzip-rubbish-after-it", as_file, packed + b"rubbish")
+    seed("file-gzip-cut", as_file, packed[:-20])
+    seed("file-gzip-wrong-checksum", as_file, packed[:-8] + bytes(4) + packed[-4:])
+    seed("file-gzip-nothing-in-it", as_file, gzip.compress(b"", mtime=0))
+    seed("file-gzip-zeros", as_file, gzip.compress(bytes(100000), mtime=0))
+    seed("file-zstd", as_file | zstd, raw_zstd(everything))
+    seed("file-zstd-two-frames", as_file | zstd, raw_zstd(everything) + raw_zstd(everything))
+    seed("file-zstd-skippable-frame", as_file | zstd, struct.pack("<II", 0x184D2A50, 4) + b"skip" + raw_zstd(everything))
+    seed("file-zstd-cut", as_file | zstd, raw_zstd(everything)[:-20])
+    seed("file-zstd-large-window", as_file | zstd, bytes.fromhex("28B52FFD00F8") + bytes(20))
+
+
 if __name__ == "__main__":
     poll_seeds()
     swap_file_seeds()
@@ -578,3 +614,4 @@ if __name__ == "__main__":
     mdf_reader_seeds()
     filter_seeds()
     text_input_seeds()  # after those that it takes
+    compressed_input_seeds()  # likewise
