@@ -23,17 +23,21 @@ class Contents : public RecordSink {
     std::unordered_set<unsigned long> Messages = {};
   };
 
+  Contents() = default;
+  Contents(const Contents&) = delete;
+  Contents& operator=(const Contents&) = delete;
+
   [[nodiscard]] bool Take(const RecordView& record) override;
 
   [[nodiscard]] const std::map<unsigned int, Channel>& Channels() const { return Known; }
   [[nodiscard]] unsigned long Entries() const { return Count; }
-  /// ns, clock of the entries; of the earliest and the latest record.
+  /// ns, clock of the entries; of the earliest and the latest record, if there are any.
   [[nodiscard]] unsigned long First() const { return Earliest; }
   [[nodiscard]] unsigned long Last() const { return Latest; }
 
  private:
   std::map<unsigned int, Channel> Known;
-  std::map<unsigned int, Channel>::iterator Newest = Known.end();
+  std::map<unsigned int, Channel>::iterator Newest = Known.end();  // of the record before
   unsigned long Count = 0;
   unsigned long Earliest = ~0ul;
   unsigned long Latest = 0;
