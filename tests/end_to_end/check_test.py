@@ -42,6 +42,28 @@ class Checking(ClientTest):
                          ("odd", "an entry earlier than the one before", "entry 2"))
         self.assertTrue(finding["remedy"])
 
+    def test_remedy_for_a_file_that_is_cut_off_is_recover(self):
+        self.record("-o", "drive.pcapng")
+        for name in ("drive.pcapng", "drive.bin"):
+            (self.folder / ("cut-" + name)).write_bytes((self.folder / name).read_bytes()[:-5])
+        remedy = "qor-trace recover {} -o NEW writes what is there as a complete file"
+        report = json.loads(self.check("--json", "cut-drive.pcapng", "cut-drive.bin", "drive.bin", expect=1))
+        capture, records, sound = report["files"]
+        cut, = (finding for finding in capture["findings"] if finding["kind"] == "cut_off")
+        self.assertEqual(cut["remedy"], remedy.format("cut-drive.pcapng"))
+        self.assertEqual((records["verdict"], records["remedy"]), ("unreadable", remedy.format("cut-drive.bin")))
+        self.assertEqual((capture["remedy"], sound["remedy"]), ("", ""))
+        self.assertIn("\n    " + remedy.format("cut-drive.pcapng") + "\n", self.check("cut-drive.pcapng", expect=3))
+        self.assertIn("\n    " + remedy.format("cut-drive.bin") + "\n", self.check("cut-drive.bin", expect=1))
+        # It keeps its word.
+        for name in ("cut-drive.pcapng", "cut-drive.bin"):
+            self.run_client("recover", name, "-o", "new.bin", expect=3)
+            self.check("new.bin", expect=None)
+
+    def test_nothing_recovers_a_file_without_records(self):
+        (self.folder / "text.bin").write_text("hello\n" * 40)
+        self.assertNotIn("recover", self.check("text.bin", expect=1))
+
     def test_recording_that_was_cut_off_is_a_defect(self):
         self.record()
         description = self.folder / "drive.bin.json"

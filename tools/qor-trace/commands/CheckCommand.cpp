@@ -8,8 +8,7 @@
 #include <vector>
 
 #include "commands/Commands.h"
-#include "commands/ReadingProgress.h"
-#include "inputs/Inputs.h"
+#include "commands/WholeInput.h"
 #include "system/Failure.h"
 #include "system/Printable.h"
 #include "system/Terminal.h"
@@ -51,13 +50,19 @@ struct Verdict {
   }
 };
 
+/// What makes a complete file of one that is cut off or damaged.
+std::string RecoverText(const std::string& file) {
+  return fmt::format("qor-trace recover {} -o NEW writes what is there as a complete file",
+                     file == "-" ? "FILE" : file);
+}
+
 /// What a person can do about it; empty: nothing, or nothing is wrong.
 std::string Remedy(const Finding& finding, const std::string& file) {
   switch (finding.Kind) {
     case FindingKind::LeftOut:
       return "";
     case FindingKind::CutOff:
-      return fmt::format("qor-trace convert {} -o NEW writes what is there as a complete file", file);
+      return RecoverText(file);
     case FindingKind::Unread:
       return "what is missing can't be had back; what is there can be used";
     case FindingKind::Odd:
@@ -66,25 +71,21 @@ std::string Remedy(const Finding& finding, const std::string& file) {
   return "";
 }
 
-/// Failure: never; what fails is in the verdict.
+/// Likewise, about a file that can't be read to its end.
+std::string Remedy(const Verdict& verdict, const std::string& file) {
+  return !verdict.Error.empty() && verdict.Judge.Entries() > 0 ? RecoverText(file) : "";
+}
+
+/// Failure: UsageError only; what fails otherwise is in the verdict.
 void Judge(Verdict& verdict, bool progress, const Signals& signals) {
-  std::unique_ptr<Reader> reader;
-  try {
-    reader = OpenInput(verdict.File);
-    ReadingProgress shown(*reader, signals, progress);
-    const ReadingEnd end = ReadAll(*reader, verdict.Judge, shown.MayGoOn());
-    shown.Clear();
-    verdict.Interrupted = end == ReadingEnd::Stopped;
-    if (end == ReadingEnd::Whole) RefuseWithoutRecords(*reader, verdict.File);
-  } catch (const UsageError&) {
-    throw;
-  } catch (const Failure& failure) {
-    verdict.Error = failure.what();
-  }
-  if (reader == nullptr) return;
-  verdict.Found = reader->Found();
-  for (const std::string& remark : reader->Remarks()) verdict.Found.Add(FindingKind::Odd, remark, "its description");
-  if (!verdict.Interrupted) verdict.Judge.Compare(reader->Describe());
+  const WholeInput input = ReadWhole(verdict.File, verdict.Judge, NoRecords::Refused, progress, signals);
+  verdict.Error = input.Error;
+  verdict.Interrupted = input.Stopped;
+  if (input.Source == nullptr) return;
+  verdict.Found = input.Source->Found();
+  for (const std::string& remark : input.Source->Remarks())
+    verdict.Found.Add(FindingKind::Odd, remark, "its description");
+  if (!verdict.Interrupted) verdict.Judge.Compare(input.Source->Describe());
   verdict.Found.Append(verdict.Judge.Found());
 }
 
@@ -102,6 +103,8 @@ std::string Text(const Verdict& verdict) {
   if (judge.Entries() > 0)
     text += fmt::format("  {} of {} in {} s\n", FormatCount(judge.Entries(), "entry", "entries"),
                         FormatCount(judge.Channels().size(), "channel", "channels"), FormatSeconds(judge.Span()));
+  if (const std::string remedy = Remedy(verdict, Printable(verdict.File)); !remedy.empty())
+    text += fmt::format("    {}\n", remedy);
   for (const Finding& finding : verdict.Found.All()) {
     text += "  " + FindingText(finding);
     const std::string remedy = Remedy(finding, Printable(verdict.File));
@@ -123,7 +126,8 @@ nlohmann::json Json(const Verdict& verdict) {
           {"channels", verdict.Judge.Channels()},
           {"span_ns", verdict.Judge.Span()},
           {"findings", findings},
-          {"error", verdict.Error}};
+          {"error", verdict.Error},
+          {"remedy", Remedy(verdict, verdict.File)}};
 }
 
 /// The worst of two: not readable, then defects.

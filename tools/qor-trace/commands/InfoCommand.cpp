@@ -3,12 +3,13 @@
 
 #include <memory>
 #include <nlohmann/json.hpp>
+#include <optional>
 #include <string>
 #include <vector>
 
 #include "commands/Commands.h"
-#include "commands/ReadingProgress.h"
-#include "inputs/Inputs.h"
+#include "commands/WholeInput.h"
+#include "inputs/InputFormat.h"
 #include "stream/DescriptionJson.h"
 #include "stream/KindText.h"
 #include "stream/LossWords.h"
@@ -33,6 +34,7 @@ struct InfoArguments {
 struct Info {
   std::string File = {};
   std::string Error = {};  // why it can't be read any further; empty if it was read to its end
+  std::optional<InputKind> Kind = std::nullopt;
   unsigned long Size = 0;  // bytes; 0: not known
   Contents Held = {};
   Description Known = {};
@@ -47,24 +49,35 @@ struct Info {
 
 /// Failure: UsageError only; what fails otherwise is in the info.
 void Read(Info& info, bool progress, const Signals& signals) {
-  std::unique_ptr<Reader> reader;
-  try {
-    reader = OpenInput(info.File);
-    for (const std::string& remark : reader->Remarks()) Say(remark);
-    info.Size = reader->Size();
-    ReadingProgress shown(*reader, signals, progress);
-    const ReadingEnd end = ReadAll(*reader, info.Held, shown.MayGoOn());
-    shown.Clear();
-    info.Stopped = end == ReadingEnd::Stopped;
-  } catch (const UsageError&) {
-    throw;
-  } catch (const Failure& failure) {
-    info.Error = failure.what();
-  }
-  if (reader == nullptr) return;
-  info.Known = reader->Describe();
-  info.Found = reader->Found();
+  const WholeInput input = ReadWhole(info.File, info.Held, NoRecords::Fine, progress, signals);
+  info.Error = input.Error;
+  info.Stopped = input.Stopped;
+  if (input.Source == nullptr) return;
+  for (const std::string& remark : input.Source->Remarks()) Say(remark);
+  info.Kind = input.Source->Kind();
+  info.Size = input.Source->Size();
+  info.Known = input.Source->Describe();
+  info.Found = input.Source->Found();
   if (info.Held.Entries() > 0) SetFirstTime(info.Known, info.Held.First());
+}
+
+/// Null for an input that isn't compressed.
+const char* PackingWord(const InputKind& kind) {
+  switch (kind.Packing) {
+    case Compression::Gzip:
+      return "gzip";
+    case Compression::Zstd:
+      return "zstd";
+    case Compression::None:
+      break;
+  }
+  return nullptr;
+}
+
+std::string FormatText(const InputKind& kind) {
+  const char* const packing = PackingWord(kind);
+  return fmt::format("  format: {}{}\n", NameOf(kind.Format),
+                     packing != nullptr ? fmt::format(", compressed by {}", packing) : "");
 }
 
 std::string StartText(const Info& info) {
@@ -105,6 +118,7 @@ std::string LossesText(const Description& known) {
 std::string Text(const Info& info) {
   std::string text = Printable(info.File) + ":\n";
   if (!info.Known.Title.empty()) text += fmt::format("  title: {}\n", Printable(info.Known.Title));
+  if (info.Kind) text += FormatText(*info.Kind);
   if (info.Size > 0) text += fmt::format("  size: {}\n", FormatSize(info.Size));
   if (info.Held.Entries() > 0) {
     text += StartText(info);
@@ -142,7 +156,10 @@ nlohmann::json Json(const Info& info) {
   nlohmann::json findings = nlohmann::json::array();
   for (const Finding& finding : info.Found.All()) findings.push_back(FindingJson(finding));
   const bool any = info.Held.Entries() > 0;
+  const char* const packing = info.Kind ? PackingWord(*info.Kind) : nullptr;
   return {{"file", info.File},
+          {"format", info.Kind ? nlohmann::json(Word(info.Kind->Format)) : nlohmann::json()},
+          {"compression", packing != nullptr ? nlohmann::json(packing) : nlohmann::json()},
           {"size", info.Size},
           {"id", info.Known.Id},
           {"title", info.Known.Title},
@@ -179,10 +196,9 @@ constexpr const char* kInfoHelp =
     "  qor-trace info drive.bin\n"
     "  qor-trace info --json archive/*.mf4\n"
     "\n"
-    "Reads each file to its end and tells when it was recorded and for how long, from which channels, how many "
-    "entries, "
-    "messages and kinds of events each has, what is known to be lost, and whether it is complete. A message is an "
-    "identifier (CAN, LIN), a slot (FlexRay) or a pair of addresses (Ethernet).\n"
+    "Reads each file to its end and tells its format, when it was recorded and for how long, from which channels, how "
+    "many entries, messages and kinds of events each has, what is known to be lost, and whether it is complete. A "
+    "message is an identifier (CAN, LIN), a slot (FlexRay) or a pair of addresses (Ethernet).\n"
     "\n"
     "Exit codes: 0 done, 3 done but something of a file is damaged or cut off, 1 one can't be read to its end, 2 wrong "
     "usage.";
@@ -190,7 +206,8 @@ constexpr const char* kInfoHelp =
 }  // namespace
 
 void AddInfoCommand(CLI::App& app, Action& action) {
-  CLI::App* command = app.add_subcommand("info", "Say what recordings hold: start, length, channels, messages, losses");
+  CLI::App* command =
+      app.add_subcommand("info", "Say what recordings hold: format, start, length, channels, messages, losses");
   const auto arguments = std::make_shared<InfoArguments>();
   command->add_option("FILE", arguments->Files, "Recordings in any format that is read, or - for standard input")
       ->required();

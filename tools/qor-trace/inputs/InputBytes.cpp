@@ -49,6 +49,7 @@ bool InputBytes::Begin() {
   for (bool more = true;;) {
     if (const auto kind = CompressionOfBytes(Buffer, more)) {
       Begun = true;
+      PackedAs = *kind;
       if (*kind != Compression::None) Packed = std::make_unique<Unpacked>(*kind, std::exchange(Buffer, {}));
       return true;
     }

@@ -49,8 +49,9 @@ class InputBytes {
   /// The last line had its end. Else the input ends in it, or it is longer than kLongestLine.
   [[nodiscard]] bool LineHadEnd() const { return HadEnd; }
 
-  /// It is compressed. To be asked once Need was called.
+  /// Whether it is compressed. To be asked once Need was called, likewise below.
   [[nodiscard]] bool IsPacked() const { return Packed != nullptr; }
+  [[nodiscard]] Compression Packing() const { return PackedAs; }
   /// Becomes true when a compressed input ends too early.
   [[nodiscard]] std::shared_ptr<const bool> CutOff() const { return Packed->CutOff(); }
 
@@ -85,6 +86,7 @@ class InputBytes {
   unsigned long FileSize = 0;  // bytes
   unsigned long FromFile = 0;  // bytes read
   std::unique_ptr<Unpacked> Packed;
+  Compression PackedAs = Compression::None;
   std::vector<unsigned char> Buffer;
   size_t WindowBegin = 0;    // in the buffer
   unsigned long Offset = 0;  // of the buffer in the file

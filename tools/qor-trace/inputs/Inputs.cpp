@@ -55,10 +55,9 @@ InputFormat FormatOfName(const std::string& path) {
   return extension == ".mf4" ? InputFormat::Mdf : InputFormat::Bin;
 }
 
-/// @param bytes  with those at its front ready
-std::unique_ptr<Reader> MakeReaderOf(InputBytes bytes, const std::string& path, BinReader::AtDamage atDamage) {
-  const auto ready = bytes.Ready();
-  switch (FormatOfInput(ready.first(std::min(ready.size(), kFront)), path)) {
+std::unique_ptr<Reader> MakeReaderOf(InputFormat format, InputBytes bytes, const std::string& path,
+                                     BinReader::AtDamage atDamage) {
+  switch (format) {
     case InputFormat::Asc:
       return std::make_unique<AscReader>(std::move(bytes), path);
     case InputFormat::Candump:
@@ -83,9 +82,13 @@ std::unique_ptr<Reader> MakeReaderOf(InputBytes bytes, const std::string& path, 
 std::unique_ptr<Reader> MakeReader(InputBytes bytes, const std::string& path,
                                    BinReader::AtDamage atDamage = BinReader::AtDamage::Fail) {
   (void)bytes.Need(bytes.IsPipe() ? kFrontOfPipe : kFront);
-  if (!bytes.IsPacked()) return MakeReaderOf(std::move(bytes), path, atDamage);
-  const auto cutOff = bytes.CutOff();
-  return std::make_unique<UnpackedReader>(MakeReaderOf(std::move(bytes), path, atDamage), cutOff);
+  const auto ready = bytes.Ready();
+  const InputKind kind{FormatOfInput(ready.first(std::min(ready.size(), kFront)), path), bytes.Packing()};
+  const auto cutOff = bytes.IsPacked() ? bytes.CutOff() : nullptr;
+  std::unique_ptr<Reader> reader = MakeReaderOf(kind.Format, std::move(bytes), path, atDamage);
+  if (cutOff != nullptr) reader = std::make_unique<UnpackedReader>(std::move(reader), cutOff);
+  reader->SetKind(kind);
+  return reader;
 }
 
 }  // namespace

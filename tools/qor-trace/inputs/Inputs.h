@@ -5,12 +5,10 @@
 #include <span>
 #include <string>
 
+#include "inputs/InputFormat.h"
 #include "inputs/Reader.h"
 
 namespace client {
-
-/// Formats that can be read.
-enum class InputFormat { Bin, Asc, Candump, Csv, Mdf, Pcap, Pcapng };
 
 /// By what an input begins with; where that says nothing, by its name; else it is taken for raw records, whose reader says
 /// what is wrong.

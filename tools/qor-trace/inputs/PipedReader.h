@@ -3,6 +3,7 @@
 
 #include <functional>
 #include <memory>
+#include <optional>
 #include <utility>
 
 #include "inputs/InputBytes.h"
@@ -24,6 +25,7 @@ class PipedReader : public Reader {
     if (!Inner) Begin();
     return Inner ? Inner->Next() : nullptr;
   }
+  [[nodiscard]] std::optional<InputKind> Kind() const override { return Inner ? Inner->Kind() : std::nullopt; }
   void Attend(Attendance attendance) override {
     if (Inner) return Inner->Attend(std::move(attendance));
     Present = attendance;

@@ -2,9 +2,11 @@
 #pragma once
 
 #include <functional>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "inputs/InputFormat.h"
 #include "record/RecordView.h"
 #include "stream/Description.h"
 #include "stream/Findings.h"
@@ -37,6 +39,10 @@ class Reader {
   /// Failure: Failure when nothing more can be read. All records before it were whole.
   [[nodiscard]] virtual const RecordView* Next() = 0;
 
+  /// Nothing as long as a pipe hasn't shown what it holds, and of what has several inputs.
+  [[nodiscard]] virtual std::optional<InputKind> Kind() const { return Is; }
+  void SetKind(InputKind kind) { Is = kind; }
+
   /// Asks and tells somebody from now on.
   virtual void Attend(Attendance attendance) = 0;
   /// MayGoOn has said no.
@@ -60,6 +66,9 @@ class Reader {
   [[nodiscard]] virtual const Findings& Found() const = 0;
   /// Records handed out so far.
   [[nodiscard]] virtual unsigned long Records() const = 0;
+
+ private:
+  std::optional<InputKind> Is;
 };
 
 /// Why reading ended.

@@ -1,0 +1,45 @@
+#include "inputs/InputFormat.h"
+
+namespace client {
+
+const char* Word(InputFormat format) {
+  switch (format) {
+    case InputFormat::Bin:
+      return "bin";
+    case InputFormat::Asc:
+      return "asc";
+    case InputFormat::Candump:
+      return "log";
+    case InputFormat::Csv:
+      return "csv";
+    case InputFormat::Mdf:
+      return "mf4";
+    case InputFormat::Pcap:
+      return "pcap";
+    case InputFormat::Pcapng:
+      return "pcapng";
+  }
+  return "";
+}
+
+const char* NameOf(InputFormat format) {
+  switch (format) {
+    case InputFormat::Bin:
+      return "raw records";
+    case InputFormat::Asc:
+      return "ASC log";
+    case InputFormat::Candump:
+      return "candump text";
+    case InputFormat::Csv:
+      return "CSV of LIN and FlexRay";
+    case InputFormat::Mdf:
+      return "measurement file (MDF)";
+    case InputFormat::Pcap:
+      return "pcap capture";
+    case InputFormat::Pcapng:
+      return "PCAPNG capture";
+  }
+  return "";
+}
+
+}  // namespace client
