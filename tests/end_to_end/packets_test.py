@@ -39,6 +39,20 @@ def swapped(capture):
     return out
 
 
+def in_parts(capture, count):
+    """A capture as that many files, as tools write that begin a new one every so often: each has all the interfaces."""
+    blocks, place = [], 0
+    while place < len(capture):
+        (length,) = struct.unpack_from("<I", capture, place + 4)
+        blocks.append(capture[place : place + length])
+        place += length
+    kind = lambda block: struct.unpack_from("<I", block)[0]
+    head = b"".join(block for block in blocks if kind(block) not in (5, 6))
+    frames = [block for block in blocks if kind(block) == 6]
+    size = -(-len(frames) // count)
+    return [head + b"".join(frames[first : first + size]) for first in range(0, len(frames), size)]
+
+
 class Packets(ClientTest):
     def convert(self, name, *outputs, **kwargs):
         arguments = [argument for output in outputs for argument in ("-o", output)]
@@ -135,6 +149,20 @@ class Packets(ClientTest):
             self.assertIn("cut.pcapng: odd: a packet that was not captured whole", err)
             lengths = [self.tool("tshark", "-r", name, "-T", "fields", "-e", "frame.len") for name in (str(path), "b.pcapng")]
             self.assertEqual(*lengths)
+
+    def test_parts_of_a_capture_are_one_recording_when_all_are_named(self):
+        self.run_client("record", "vehicle?duration=2s&speed=max", "-o", "whole.pcapng", expect=None)
+        names = []
+        for number, part in enumerate(in_parts(self.bytes_of("whole.pcapng"), 3), 1):
+            names.append(f"drive_{number:05}_202611211200{number:02}.pcapng")
+            (self.folder / names[-1]).write_bytes(part)
+        self.run_client("convert", "whole.pcapng", "-o", "whole.bin")
+        _, err = self.run_client("convert", *names, "--same-channels", "-o", "parts.bin", expect=None)
+        self.assertNotIn("becomes", err)
+        self.assertEqual(self.bytes_of("parts.bin"), self.bytes_of("whole.bin"))
+        # One of them is itself alone: the next one in the folder may be of another capture.
+        out, _ = self.run_client("info", names[0], "--json", expect=None)
+        self.assertLess(json.loads(out)["files"][0]["entries"], json.loads(self.bytes_of("whole.bin.json"))["records"]["count"])
 
     def test_merged_captures_keep_their_channels(self):
         if not captures():
