@@ -331,6 +331,7 @@ TEST_F(AscReaderTest, LinesOfOtherToolsAreRead) {
       {"1.0 1 123 Rx r 4 Length = 0", RecordOf(can(0x123, {}).Dlc(4))},
       {"1.0 1 123 Rx d f 01 02 03 04 05 06 07 08", RecordOf(can(0x123, test::Counting(8)).Dlc(15))},
       {"1.0 1 ErrorFrame", RecordOf(ErrorOf(7).At(kSecond))},
+      {"1.0 14 ErrorFrame ECC: 10100000", RecordOf(ErrorOf(1).Channel(14).At(kSecond))},
       {"1.0 1 ErrorFrame Flags = 0xe CodeExt = 0x20a2 Code = 0x82 ID = 0 DLC = 0 Position = 5 Length = 11300",
        RecordOf(ErrorOf(7).At(kSecond))},
       {"1.0 CANFD   1 ErrorFrame Not Acknowledge error, dominant error flag fffe c7 31ca Arb. 556 44 0 0 f 0",

@@ -20,14 +20,15 @@ AscLineResult ReadAscEvent(TextScan line, const AscNumbers& numbers, AscBytes ro
   line.SkipBlanks();
   const std::string_view word = line.Peek();
   if (word.empty()) return kOther;
-  if (IsDigit(word[0])) return asc_event::ReadCan(line, canBase, room, event);
+  if (IsDigit(word[0])) return asc_event::ReadCan(line, canBase, numbers.IsExport, room, event);
   if (word == "CANFD") return asc_event::ReadCanFd(line, canBase, numbers.IsExport, room, event);
   if (IsLin(word)) return asc_event::ReadLin(line, numbers.RunningBase, room, event);
   if (word == "Fr") return asc_event::ReadFlexRay(line, numbers.Base, room, event);
   if (word == "ETH") return asc_event::ReadEthernet(line, numbers.RunningBase, room, event);
   if (word == "log") return asc_event::ReadTrigger(line, canBase, room, event);
   // The library's channels from 10 on are letters on lines of CAN error frames.
-  if (numbers.IsExport && DigitValue(word[0]) != kNoDigit) return asc_event::ReadCan(line, canBase, room, event);
+  if (numbers.IsExport && DigitValue(word[0]) != kNoDigit)
+    return asc_event::ReadCan(line, canBase, numbers.IsExport, room, event);
   return kOther;
 }
 

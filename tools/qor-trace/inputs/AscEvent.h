@@ -46,7 +46,7 @@ namespace asc_event {
 
 // The lines of each bus, from the word on that says which bus it is. For ReadAscEvent only.
 
-[[nodiscard]] AscLineResult ReadCan(TextScan line, int base, AscBytes room, AscEvent& event);
+[[nodiscard]] AscLineResult ReadCan(TextScan line, int base, bool channelIsHex, AscBytes room, AscEvent& event);
 [[nodiscard]] AscLineResult ReadCanFd(TextScan line, int base, bool channelIsHex, AscBytes room, AscEvent& event);
 [[nodiscard]] AscLineResult ReadTrigger(TextScan line, int base, AscBytes room, AscEvent& event);
 [[nodiscard]] AscLineResult ReadLin(TextScan line, int base, AscBytes room, AscEvent& event);

@@ -116,11 +116,10 @@ bool ReadSwitches(TextScan& line, CanParts& parts) {
 }  // namespace
 
 /// "1  18fe0102x  Rx d 8 ..." and "1 ErrorFrame ..."
-AscLineResult ReadCan(TextScan line, int base, AscBytes room, AscEvent& event) {
+AscLineResult ReadCan(TextScan line, int base, bool channelIsHex, AscBytes room, AscEvent& event) {
   const std::string_view number = line.Word();
   const bool isError = line.Peek() == "ErrorFrame";
-  // Channels are decimal; but for the library's export, which has no classic lines.
-  event.Channel = NumberOf<unsigned int>(number, isError && DigitValue(number[0]) != kNoDigit ? base : 10);
+  event.Channel = NumberOf<unsigned int>(number, channelIsHex ? 16 : 10);
   if (!event.Channel) return kUnreadable;
   return isError ? ReadErrorFrame(line, room, event) : ReadClassicFrame(line, base, room, event);
 }
