@@ -153,6 +153,10 @@ void ComparedRecord::Clear(const ComparedFields& fields) {
     if (fields.test(field)) Clear(static_cast<ComparedField>(field));
 }
 
+void ComparedRecord::DropZerosAtEnd() {
+  while (DataSize > 0 && Data().back() == 0) --DataSize;
+}
+
 unsigned long ComparedRecord::Content() const {
   unsigned long hash = 0;
   for (const unsigned long value : Values) hash = Mixed(hash, value);

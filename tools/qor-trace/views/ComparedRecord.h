@@ -70,6 +70,7 @@ class ComparedRecord {
   void Set(ComparedField field, unsigned long value) { Values[static_cast<size_t>(field)] = value; }
   void Clear(ComparedField field);
   void Clear(const ComparedFields& fields);
+  void DropZerosAtEnd();  // of the data
   void SetIndex(unsigned long index) { Place = index; }
 
   /// The same for records with the same fields and data, whatever their times; hardly ever for others.

@@ -70,12 +70,15 @@ void KeepErrorCode(ComparedRecord& record) {
   record.Set(Field::Length, 1);
 }
 
+void SetLinKind(ComparedRecord& record, RecordKind kind) {
+  record.Set(Field::Kind, static_cast<unsigned long>(BusType_Lin) << 8 | static_cast<unsigned long>(kind));
+}
+
 /// A frame without data whose checksum is 0 looks like a header that nobody answered.
 void ConfuseNoResponse(ComparedRecord& record) {
   if (record[Field::Length] != 1 || record[Field::Checksum] != 1) return;
   ClearData(record);
-  record.Set(Field::Kind,
-             static_cast<unsigned long>(BusType_Lin) << 8 | static_cast<unsigned long>(RecordKind::LinNoResponse));
+  SetLinKind(record, RecordKind::LinNoResponse);
 }
 
 // ---- ASC ------------------------------------------------------------------------------------------------------------
@@ -115,8 +118,10 @@ void KeepAscLin(ComparedRecord& record, RecordKind kind) {
     case RecordKind::LinSyncError:
       Clear(record, {Field::Identifier, Field::Direction});
       return ClearData(record);
-    case RecordKind::LinTransmitError:
     case RecordKind::LinWakeUp:
+      record.Clear(Field::Identifier);
+      return ClearData(record);
+    case RecordKind::LinTransmitError:
       return ClearData(record);
     case RecordKind::LinEvent:
       record.Set(Field::Identifier, record.View().Lin().Identifier != 0 ? 1 : 0);
@@ -159,21 +164,49 @@ bool KeepAsc(ComparedRecord& record, RecordKind kind) {
 
 // ---- MDF ------------------------------------------------------------------------------------------------------------
 
-void KeepMdfLin(ComparedRecord& record, RecordKind kind) {
-  Mask(record, Field::BitTime, ~7ul);  // whole ns
+void KeepMdfCan(ComparedRecord& record, RecordKind kind) {
+  Mask(record, Field::Flags, ~unsigned{QOR_TRACE_CAN_OVERRUN});  // there is at most one mark a second
   switch (kind) {
+    case RecordKind::CanErrorFrame:
+      record.Clear(Field::Dlc);
+      if (record[Field::Code] > 7) record.Clear(Field::Code);
+      return;
+    case RecordKind::CanEvent:
+      record.Clear(Field::Identifier);
+      record.Set(Field::Flags, QOR_TRACE_CAN_TRIGGER);
+      return record.Set(Field::Dlc, CanDlcOf(record[Field::Length]));
+    default:
+      return record.Set(Field::Length, record.Data().size());
+  }
+}
+
+/// An own header that nobody answered is an own frame that failed.
+void KeepMdfNoResponse(ComparedRecord& record) {
+  if (record[Field::Direction] == 0) return;
+  SetLinKind(record, RecordKind::LinTransmitError);
+  record.Set(Field::Flags, QOR_TRACE_LIN_TRANSMIT_ERROR);
+}
+
+void KeepMdfLin(ComparedRecord& record, RecordKind kind) {
+  Mask(record, Field::BitTime, ~7ul);                            // whole ns
+  Mask(record, Field::Flags, ~unsigned{QOR_TRACE_LIN_OVERRUN});  // as for CAN
+  switch (kind) {
+    case RecordKind::LinFrame:
+      return ConfuseNoResponse(record);
+    case RecordKind::LinNoResponse:
+      return KeepMdfNoResponse(record);
     case RecordKind::LinParityError:
       record.Clear(Field::Direction);
       if (record[Field::Checksum] != 0) record.Set(Field::Checksum, 1);
       return;
     case RecordKind::LinSyncError:
+    case RecordKind::LinWakeUp:
       record.Clear(Field::Identifier);
       return ClearData(record);
     case RecordKind::LinEvent:
       record.Clear(Field::BitTime);
       return ClearData(record);
     case RecordKind::LinTransmitError:
-    case RecordKind::LinWakeUp:
       return ClearData(record);
     default:
       return;
@@ -185,17 +218,29 @@ void KeepMdfFlexRay(ComparedRecord& record, RecordKind kind) {
   constexpr auto kSyntax = static_cast<unsigned long>(FlexRayItemType::SyntaxError);
   Mask(record, Field::Flags, kFlexRayFlags);
   if (kind == RecordKind::FlexRayNullFrame) record.Clear(Field::Data);
+  if (kind == RecordKind::FlexRayFrame) record.DropZerosAtEnd();  // bytes that are missing come back as zeros
   if (kind == RecordKind::FlexRayState) record.Set(Field::Code, std::min(record[Field::Code], 8ul));
   if (kind == RecordKind::FlexRayError && record[Field::Code] == kNitSyntax) record.Set(Field::Code, kSyntax);
 }
 
+/// A record that lacks some of its bytes comes back as one that never had them.
 bool KeepMdf(ComparedRecord& record, RecordKind kind) {
-  if (!IsWhole(record, kind) || kind == RecordKind::EthernetRecord || kind == RecordKind::FlexRayStatus) return false;
+  if (kind == RecordKind::Unknown || kind == RecordKind::EthernetRecord || kind == RecordKind::FlexRayStatus)
+    return false;
   record.Clear(Field::Reserved);
-  if (record.View().Bus() == BusType_Lin) KeepMdfLin(record, kind);
-  if (record.View().Bus() == BusType_FlexRay) KeepMdfFlexRay(record, kind);
-  if (kind == RecordKind::CanErrorFrame) record.Clear(Field::Dlc);
-  if (kind == RecordKind::CanEvent) record.Clear(Field::Identifier);
+  switch (record.View().Bus()) {
+    case BusType_Can:
+      KeepMdfCan(record, kind);
+      break;
+    case BusType_Lin:
+      KeepMdfLin(record, kind);
+      break;
+    case BusType_FlexRay:
+      KeepMdfFlexRay(record, kind);
+      break;
+    default:
+      record.Set(Field::Length, record.Data().size());
+  }
   return true;
 }
 
@@ -229,8 +274,9 @@ void KeepFlexRayPacket(ComparedRecord& record, RecordKind kind) {
   if (kind == RecordKind::FlexRayNullFrame) record.Clear(Field::Data);
 }
 
+/// Packets say that they were not captured whole, so records that lack some of their bytes are kept.
 bool KeepPcapng(ComparedRecord& record, RecordKind kind) {
-  if (!IsWhole(record, kind)) return false;
+  if (kind == RecordKind::Unknown) return false;
   switch (record.View().Bus()) {
     case BusType_Can:
       if (kind == RecordKind::CanEvent) return false;
@@ -270,10 +316,11 @@ std::optional<KeptFormat> KeptFormatNamed(std::string_view name) {
 bool KeptFormats::Keep(ComparedRecord& record) const {
   constexpr bool (*kKeepers[])(ComparedRecord&, RecordKind) = {KeepAsc, KeepMdf, KeepPcapng, KeepCandump};
   static_assert(std::size(kKeepers) == kKeptFormatCount);
-  if (Empty()) return true;
   const RecordKind kind = record.View().Kind();
-  for (size_t format = 0; format < kKeptFormatCount; ++format)
-    if (Formats.test(format) && !kKeepers[format](record, kind)) return false;
+  // What one format makes of a record may be what another can't tell from something else.
+  for (size_t pass = 0; pass < Formats.count(); ++pass)
+    for (size_t format = 0; format < kKeptFormatCount; ++format)
+      if (Formats.test(format) && !kKeepers[format](record, kind)) return false;
   return true;
 }
 
