@@ -25,7 +25,8 @@ enum CanFlag : unsigned char {
   kCanFd = 0x08,
   kCanTrigger = 0x10,  // Data[0]: CanTriggerKind, or another value: a user event whose data Data is
   kCanBrs = 0x20,
-  kCanEsi = 0x40
+  kCanEsi = 0x40,
+  kCanOverrun = 0x80  // data were lost after this item
 };
 
 // Marker bits of an identifier.
@@ -50,6 +51,12 @@ enum CanTriggerKind : unsigned char { kCanRisingEdge = 0, kCanFallingEdge = 1 };
 
 /// The data length code of a CAN FD frame; nothing for a length that no code stands for.
 std::optional<unsigned char> CanFdDlc(size_t length);
+
+/// Makes an item an error frame, by what Linux tells of one; its time and other flags stay as they are. It
+/// counts as transmitted when the error occurred while sending.
+/// @param errorClass  bits of the identifier
+/// @param data        eight bytes
+void SetCanError(CanItem& item, uint32_t errorClass, const unsigned char* data);
 
 /// The bytes of an item: its head and DataLength bytes, without padding. Reuses what `bytes` holds.
 void EncodeCanItem(const CanItem& item, std::vector<unsigned char>& bytes);

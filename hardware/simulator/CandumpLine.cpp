@@ -109,36 +109,13 @@ void ParseFd(std::string_view text, CanItem& item) {
   if ((*flags & 2) != 0) SetFlag(item, kCanEsi);
 }
 
-/// The kind of an error frame, from its class (bits of the identifier) and its data: 2 is the type of a protocol
-/// violation (bits), 3 its place in the frame.
-CanErrorKind ErrorKind(uint32_t errorClass, const unsigned char* data) {
-  constexpr uint32_t kProtocolViolation = 0x08;
-  constexpr uint32_t kNoAcknowledge = 0x20;
-  if ((errorClass & kNoAcknowledge) != 0) return kCanAckError;
-  if ((errorClass & kProtocolViolation) == 0) return kCanOtherError;
-  const unsigned char type = data[2];
-  const unsigned char place = data[3];
-  if ((type & 0x04) != 0) return kCanStuffError;
-  if ((type & 0x02) != 0) return kCanFormError;
-  if ((type & 0x08) != 0) return kCanBit0Error;
-  if ((type & 0x11) != 0) return kCanBit1Error;
-  if (place == 0x08) return kCanCrcError;  // the CRC sequence
-  if (place == 0x19) return kCanAckError;  // the acknowledge slot
-  return kCanOtherError;
-}
-
 void ParseError(std::string_view text, CandumpFrame& frame) {
   CanItem& item = frame.Item;
   ParseData(text, 8, item);
-  const uint32_t errorClass = item.Identifier & ~kErrorBit;
-  const bool whileSending = (errorClass & 0x08) != 0 && (item.Data[2] & 0x80) != 0;
-  if (whileSending) frame.OwnDirection = Direction::Transmitted;
-  const CanErrorKind kind = ErrorKind(errorClass, item.Data);
-  std::fill(std::begin(item.Data), std::end(item.Data), static_cast<unsigned char>(0));
-  item.Identifier = 0;
-  item.Dlc = 0;
-  item.DataLength = 1;
-  item.Data[0] = kind;
+  SetCanError(item, item.Identifier & ~kErrorBit, CanItem(item).Data);
+  if ((item.Flags & kCanTransmitted) == 0) return;
+  item.Flags = kCanError;
+  frame.OwnDirection = Direction::Transmitted;
 }
 
 void ParseFrame(std::string_view word, CandumpFrame& frame) {

@@ -4,12 +4,19 @@
 
 namespace qor_sim {
 
+namespace {
+
+template <class Clock>
+uint64_t Nanoseconds(std::chrono::time_point<Clock> time) {
+  return static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::nanoseconds>(time.time_since_epoch()).count());
+}
+
+}  // namespace
+
 TimeSource& SteadyTime() {
   class Steady final : public TimeSource {
-    uint64_t Now() override {
-      const auto since = std::chrono::steady_clock::now().time_since_epoch();
-      return static_cast<uint64_t>(std::chrono::duration_cast<std::chrono::nanoseconds>(since).count());
-    }
+    uint64_t Now() override { return Nanoseconds(std::chrono::steady_clock::now()); }
+    uint64_t Utc() override { return Nanoseconds(std::chrono::system_clock::now()); }
   };
   static Steady steady;
   return steady;

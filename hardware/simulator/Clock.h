@@ -13,9 +13,11 @@ class TimeSource {
   virtual ~TimeSource() = default;
   /// ns of any steady clock; never goes back. Called from any thread.
   virtual uint64_t Now() = 0;
+  /// ns since 1970. Called from any thread.
+  virtual uint64_t Utc() = 0;
 };
 
-/// std::chrono::steady_clock.
+/// std::chrono::steady_clock; UTC by the system's clock.
 TimeSource& SteadyTime();
 
 /// Runs while at least one of its users runs, stands still while none does, and begins anew at 0 when its last user
@@ -28,6 +30,8 @@ class Clock {
 
   /// ns since the clock began, pauses left out.
   uint64_t Elapsed() SIM_EXCLUDES(Guard);
+  /// ns since 1970, as it is now.
+  uint64_t Utc() { return Time.Utc(); }
 
  private:
   friend class ClockUser;
@@ -58,6 +62,7 @@ class ClockUser {
   void Stop();
   void Leave();
   uint64_t Elapsed() { return Shared.Elapsed(); }
+  uint64_t Utc() { return Shared.Utc(); }
 
  private:
   Clock& Shared;

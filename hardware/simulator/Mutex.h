@@ -1,7 +1,7 @@
-// A mutex that clang's thread-safety analysis can follow, for the simulator alone.
+// A mutex that clang's thread-safety analysis can follow, for the hardware library alone.
 //
-// Lock order, outermost first: Port, Clock. Simulator (the tables of ports and connections) and Reports nest in none
-// and none nests in them.
+// Lock order, outermost first: Port, then Clock or Inbox. Simulator (the tables of ports and connections) and Reports nest
+// in none and none nests in them.
 #pragma once
 
 #include <mutex>

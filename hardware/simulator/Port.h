@@ -6,6 +6,7 @@
 
 #include "CommandLog.h"
 #include "Mutex.h"
+#include "Notice.h"
 #include "Protocol.h"
 #include "SkippedLines.h"
 
@@ -59,6 +60,8 @@ class Port {
   virtual BusFacts Bus() const { return {}; }
   /// Lines that were left out of the file that it replays.
   virtual SkippedLines Skipped() const { return {}; }
+  /// What happened to a real interface so far.
+  virtual Notices Noticed() { return {}; }
 
  protected:
   /// Throws when the next call of this kind was scripted to fail.

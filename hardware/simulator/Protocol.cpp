@@ -13,23 +13,23 @@ namespace {
 // The second request byte is the monitor instance id, filled in when a request is compared (see InstanceByte).
 // clang-format off
 constexpr BusProtocol kProtocols[] = {
-  {QOR_INTERFACE_CAN, "CAN", InstanceByte::Sent, /*StopAnyTime=*/false, {4, false, 4}, {{
+  {QOR_INTERFACE_CAN, "CAN", InstanceByte::Sent, /*StopAnyTime=*/false, {4, false, 4}, 0, {{
     // kind           command mode length  request
     {Call::Configure, 0x50,   1,   12,     {0x09, 0, 0, 0, 0x0F, 0x0E, 0, 0, 0, 0, 0, 0}},
     {Call::Start,     0x50,   1,   4,      {0x0C, 0, 0, 0}},
     {Call::Stop,      0x50,   1,   4,      {0x0D, 0, 0, 0}},
     {Call::Poll,      0x50,   2,   4,      {0x0F, 0, 0, 0}}}}},
-  {QOR_INTERFACE_LIN, "LIN", InstanceByte::Zero, /*StopAnyTime=*/false, {8, true, 1}, {{
+  {QOR_INTERFACE_LIN, "LIN", InstanceByte::Zero, /*StopAnyTime=*/false, {8, true, 1}, 4, {{
     {Call::Configure, 0x50,   1,   16,     {0x09, 0, 0, 0, 0x07, 0x06, 0, 0, 0, 0, 0, 0, 0x01, 0, 0, 0}},
     {Call::Start,     0x50,   1,   4,      {0x0C, 0, 0, 0}},
     {Call::Stop,      0x50,   1,   4,      {0x0D, 0, 0, 0}},
     {Call::Poll,      0x50,   0,   4,      {0x0E, 0, 0, 0}}}}},
-  {QOR_INTERFACE_FLEXRAY, "FlexRay", InstanceByte::Sent, /*StopAnyTime=*/true, {8, false, 4}, {{
+  {QOR_INTERFACE_FLEXRAY, "FlexRay", InstanceByte::Sent, /*StopAnyTime=*/true, {8, false, 4}, 4, {{
     {Call::Configure, 0x21,   1,   8,      {0x00, 0, 0, 0, 0x3E, 0x1F, 0, 0}},
     {Call::Start,     0x21,   1,   4,      {0x01, 0, 0, 0}},
     {Call::Stop,      0x21,   1,   4,      {0x02, 0, 0, 0}},
     {Call::Poll,      0x21,   2,   4,      {0x03, 0, 0, 0}}}}},
-  {QOR_INTERFACE_ETHERNET, "Ethernet", InstanceByte::Sent, /*StopAnyTime=*/false, {8, true, 1}, {{
+  {QOR_INTERFACE_ETHERNET, "Ethernet", InstanceByte::Sent, /*StopAnyTime=*/false, {8, true, 1}, 4, {{
     {Call::Configure, 0x50,   1,   8,      {0x00, 0, 0, 0, 0x07, 0, 0, 0}},
     {Call::Start,     0x50,   1,   4,      {0x01, 0, 0, 0}},
     {Call::Stop,      0x50,   1,   4,      {0x02, 0, 0, 0}},

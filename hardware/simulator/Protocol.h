@@ -45,6 +45,7 @@ struct BusProtocol {
   InstanceByte Instance;
   bool StopAnyTime;  // the stop command also comes when the monitor was not started
   ResponseLayout Response;
+  size_t TimeOffset;  // of the timestamp, eight bytes, in an item
   std::array<CommandForm, 4> Commands;
 };
 

@@ -1,5 +1,7 @@
 #include "Sources.h"
 
+#include <algorithm>
+#include <iterator>
 #include <limits>
 #include <utility>
 
@@ -14,6 +16,7 @@
 #include "SyntheticFlexRay.h"
 #include "SyntheticLin.h"
 #include "TrafficPort.h"
+#include "linux/LinuxSources.h"
 #include "qor_api.h"
 
 namespace qor_sim {
@@ -51,6 +54,10 @@ TrafficSettings TakeTrafficSettings(OptionReader& options) {
   settings.Pace = TakeSpeed(options);
   settings.BufferItems = options.TakeUnsigned("buffer", 1, kGreatestBuffer, settings.BufferItems);
   settings.GoneAt = options.TakeDuration("gone");
+  settings.Stamps = options.TakeChoice("clock", {"own", "utc"}, 0) == 0 ? StampClock::Own : StampClock::Utc;
+  const bool realTime = settings.Pace && settings.Pace->Numerator == settings.Pace->Denominator;
+  if (settings.Stamps == StampClock::Utc && !realTime)
+    throw SourceError("The option clock=utc needs speed=1: UTC goes at no other speed.");
   return settings;
 }
 
@@ -295,6 +302,10 @@ std::vector<std::string> ExpandScript(const SourceText& source) {
   return {ToText(source)};
 }
 
+std::shared_ptr<Port> MakeSocketCan(const SourceText& source, const PortContext& context) {
+  return qor_linux::MakeSocketCan(source, context.Instance);
+}
+
 struct Kind {
   std::string_view Name;
   std::shared_ptr<Port> (*Make)(const SourceText&, const PortContext&);
@@ -310,28 +321,49 @@ constexpr Kind kKinds[] = {
     {"lin", MakeSynthetic<kLin>, ExpandSynthetic<kLin>},
     {"pcap", MakePcap, ExpandPcap},
     {"script", MakeScript, ExpandScript, true},
+    {"socketcan", MakeSocketCan, qor_linux::ExpandSocketCan},
     {"vehicle", MakeVehicle, ExpandVehicle},
 };
 
-const Kind& FindKind(const std::string& name) {
+const Kind* FindKind(const std::string& name) {
+  const auto* const found =
+      std::find_if(std::begin(kKinds), std::end(kKinds), [&](const Kind& kind) { return kind.Name == name; });
+  return found == std::end(kKinds) ? nullptr : found;
+}
+
+Error NoKind(const SourceText& source) {
   std::string known;
-  for (const Kind& kind : kKinds) {
-    if (kind.Name == name) return kind;
+  for (const Kind& kind : kKinds)
     if (!kind.ForTests) known += (known.empty() ? "" : ", ") + std::string(kind.Name);
-  }
-  throw SourceError("There is no kind of source \"" + name + "\"; there are " + known + ".");
+  const char* const what =
+      source.Path.empty() ? "There is no kind of source and no interface \"" : "There is no kind of source \"";
+  return SourceError(what + source.Kind + "\"; there are " + known + ".");
+}
+
+/// A source whose kind is one: a name may be that of an interface.
+struct KnownSource {
+  SourceText Source;
+  const Kind& Of;
+};
+
+KnownSource Recognise(std::string_view text) {
+  SourceText source = ParseSource(text);
+  if (const Kind* const kind = FindKind(source.Kind)) return {std::move(source), *kind};
+  auto interface = qor_linux::SourceOfInterface(source);
+  if (!interface) throw NoKind(source);
+  return {*interface, *FindKind(interface->Kind)};
 }
 
 }  // namespace
 
 std::shared_ptr<Port> MakePort(std::string_view text, unsigned char instance, Clock& clock) {
-  const SourceText source = ParseSource(text);
-  return FindKind(source.Kind).Make(source, {instance, clock});
+  const KnownSource known = Recognise(text);
+  return known.Of.Make(known.Source, {instance, clock});
 }
 
 std::vector<std::string> ExpandSource(std::string_view text) {
-  const SourceText source = ParseSource(text);
-  return FindKind(source.Kind).Expand(source);
+  const KnownSource known = Recognise(text);
+  return known.Of.Expand(known.Source);
 }
 
 }  // namespace qor_sim

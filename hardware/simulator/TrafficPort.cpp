@@ -1,5 +1,6 @@
 #include "TrafficPort.h"
 
+#include <cstring>
 #include <limits>
 #include <string>
 #include <utility>
@@ -13,6 +14,11 @@ namespace {
 constexpr unsigned int kMostPerCapture = 1'000'000;
 
 constexpr size_t kLoggedCommands = 0;  // a port may be polled for days
+
+size_t TimeOffsetOf(unsigned char interfaceType) {
+  const BusProtocol* const protocol = FindProtocol(interfaceType);
+  return protocol == nullptr ? 0 : protocol->TimeOffset;
+}
 
 }  // namespace
 
@@ -31,6 +37,8 @@ TrafficPort::TrafficPort(unsigned char interfaceType, unsigned char instance, st
       Source(std::move(source)),
       Pace(settings.Pace),
       GoneAt(settings.GoneAt),
+      Stamps(settings.Stamps),
+      TimeOffset(TimeOffsetOf(interfaceType)),
       Buffer(settings.BufferItems),
       Time(clock) {}
 
@@ -49,11 +57,13 @@ void TrafficPort::OnClose() { Time.Leave(); }
 
 void TrafficPort::Capture() {
   if (!Pace || !Started) return;
-  const uint64_t now = Pace->SourceTime(Time.Elapsed());
+  const uint64_t elapsed = Time.Elapsed();
+  const uint64_t now = Pace->SourceTime(elapsed);
+  const uint64_t utcOffset = Stamps == StampClock::Utc ? Time.Utc() - elapsed : 0;
   for (unsigned int count = 0; count < kMostPerCapture; ++count) {
     const Item* item = Source->Peek();
     if (item == nullptr || item->Due > now || !ComesThrough(*item)) return;
-    Buffer.Offer(*item);
+    Offer(*item, utcOffset);
     ++Offered;
     Source->Advance();
   }
@@ -64,6 +74,18 @@ bool TrafficPort::IsGone() {
   if (Pace) return Pace->SourceTime(Time.Elapsed()) >= *GoneAt;
   const Item* const next = Source->Peek();
   return next != nullptr && !ComesThrough(*next);
+}
+
+void TrafficPort::Offer(const Item& item, uint64_t utcOffset) {
+  if (Stamps == StampClock::Own) {
+    Buffer.Offer(item);
+    return;
+  }
+  Item stamped = item;
+  stamped.Timestamp = utcOffset + item.Due;
+  if (stamped.Bytes.size() >= TimeOffset + sizeof stamped.Timestamp)
+    std::memcpy(stamped.Bytes.data() + TimeOffset, &stamped.Timestamp, sizeof stamped.Timestamp);
+  Buffer.Offer(stamped);
 }
 
 const Item* TrafficPort::Next() {

@@ -19,11 +19,17 @@ struct Speed {
   uint64_t SourceTime(uint64_t clockTime) const;
 };
 
+enum class StampClock {
+  Own,  // timestamps are those of the source
+  Utc   // ns since 1970: when the item was due
+};
+
 struct TrafficSettings {
   std::optional<Speed> Pace = Speed{};  // none: as fast as polls drain the source
   size_t BufferItems = 100000;
   std::optional<uint64_t> GoneAt = std::nullopt;  // ns of the source; none: never
   BusFacts Bus = {};
+  StampClock Stamps = StampClock::Own;
 };
 
 class TrafficPort final : public Port {
@@ -42,6 +48,7 @@ class TrafficPort final : public Port {
   void Poll(const ResponseLayout& layout, ResponseBuffer& response) override SIM_REQUIRES(Guard);
   Qor_Sim_Status_t TrafficStatus() override SIM_REQUIRES(Guard);
 
+  void Offer(const Item& item, uint64_t utcOffset) SIM_REQUIRES(Guard);
   /// Moves what is due by now from the source to the capture buffer.
   void Capture() SIM_REQUIRES(Guard);
   /// The interface is still there when the item is due.
@@ -55,6 +62,8 @@ class TrafficPort final : public Port {
   const std::unique_ptr<ItemSource> Source;
   const std::optional<Speed> Pace;
   const std::optional<uint64_t> GoneAt;
+  const StampClock Stamps;
+  const size_t TimeOffset;  // of the timestamp in an item
   CaptureBuffer Buffer SIM_GUARDED_BY(Guard);
   ClockUser Time SIM_GUARDED_BY(Guard);
   bool Started SIM_GUARDED_BY(Guard) = false;

@@ -90,6 +90,23 @@ unsigned int Qor_Sim_GetSkippedLine(unsigned int portHandle, unsigned int index,
   });
 }
 
+unsigned long Qor_Sim_NoticeCount(unsigned int portHandle) {
+  unsigned long count = 0;
+  ResultOf([&] { count = Simulator::Process().FindPort(portHandle)->Noticed().Count(); });
+  return count;
+}
+
+unsigned int Qor_Sim_GetNotice(unsigned int portHandle, unsigned long index, Qor_Sim_Notice_t* notice) {
+  return ResultOf([&] {
+    Require(notice, "notice");
+    const qor_sim::Notices all = Simulator::Process().FindPort(portHandle)->Noticed();
+    const qor_sim::Notice* const kept = all.At(index);
+    if (kept == nullptr) throw qor_sim::ArgumentError("There is no such notice, or it is no longer kept.");
+    *notice = {kept->Time, kept->Kind, {}};
+    kept->Text.copy(notice->Text, sizeof notice->Text - 1);
+  });
+}
+
 unsigned int Qor_Sim_ReportCount(void) { return Simulator::Process().ErrorReports.Count(); }
 
 unsigned int Qor_Sim_GetReport(unsigned int index, Qor_Sim_Report_t* report) {

@@ -1,8 +1,8 @@
 /*
- * qor_sim.h - simulated bus interfaces for machines without the hardware.
+ * qor_sim.h - simulated bus interfaces for machines without the hardware, and the machine's own CAN interfaces.
  *
  * The simulator is a libqor_api.so.2 that answers the calls of hardware/qor_api.h, plus the calls below by which a
- * client opens simulated ports, sees what became of their traffic, and scripts failures in tests.
+ * client opens ports, sees what became of their traffic, and scripts failures in tests.
  *
  * Sources. A port is opened from a source text: KIND[:PATH][?NAME=VALUE[&NAME=VALUE...]]
  *
@@ -19,6 +19,7 @@
  *   pcap:PATH[?...]       replay of a pcap or pcapng file of Ethernet frames
  *   csv:PATH[?...]        replay of LIN or FlexRay traffic from lines "timestamp_ns,channel,kind,flags,id,cycle,crc,data";
  *                         docs/simulator.md has kinds and flags
+ *   socketcan:NAME[?...]  a CAN interface of this machine; the NAME alone does as well
  *   script[?...]          a port that does what the Qor_Sim_Script_* calls say; for tests
  *
  *   can, lin, flexray, ethernet, vehicle: seed=N (1)  duration=TIME (endless)
@@ -31,7 +32,10 @@
  *             bitrate=N (19200; LIN, 1000 to 20000 bit/s)  origin, direction (lines may carry their own) as above
  *   candump and csv: bad_lines=refuse|skip (refuse: a line that can't be read makes the source unusable; skip: it is left
  *             out, see Qor_Sim_GetSkippedLine)
- *   all but script: speed=FACTOR|max (1; 0.001 to 1000000; max: as fast as polls drain it)
+ *   socketcan: id=ID[:MASK][,...] (all frames; hexadecimal)  buffer=ITEMS as below
+ *             socket_buffer=BYTES (8388608; of the kernel, which may grant less)
+ *   all that is simulated: clock=own|utc (own; utc: timestamps are UTC, for a trace with interfaces of this machine; speed=1 only)
+ *   all simulated but script: speed=FACTOR|max (1; 0.001 to 1000000; max: as fast as polls drain it)
  *             buffer=ITEMS (100000; capture buffer, 1 to 100000000)
  *             gone=TIME (never): from then on the interface answers nothing, as if its plug were pulled
  *   script:   type=N (4; interface type, 1 to 255)  instance=N (1; monitor instance id)
@@ -42,7 +46,7 @@
  * Time. Item timestamps are ns. All ports of the process share one clock, so that their timestamps can be merged. It
  * begins when the first port starts, stands still while no port is started, and begins anew when all ports that were
  * ever started are closed. A source's items become available when the clock, times the port's speed, has reached
- * them; a source plays once. Stopping and starting a port again goes on with the next item of its source: items that
+ * them; a source plays once. Timestamps of this machine's interfaces are ns since 1970 (UTC). Stopping and starting a port again goes on with the next item of its source: items that
  * wait in the capture buffer stay there, and what became due on a port that was stopped while others ran comes at once.
  *
  * Capture buffer. Items that are due but not polled wait in a buffer of limited size, as in a real interface; when it
@@ -82,7 +86,8 @@ enum {
   QOR_SIM_ERROR_FILE = 0x02000206,     /* the file of a source can't be read as what it should be */
   QOR_SIM_ERROR_CAPACITY = 0x02000207, /* the caller's buffer is too small */
   QOR_SIM_ERROR_MEMORY = 0x02000208,   /* memory is exhausted */
-  QOR_SIM_ERROR_GONE = 0x02000209      /* the interface is gone (option gone) */
+  QOR_SIM_ERROR_GONE = 0x02000209,     /* the interface is gone (option gone) */
+  QOR_SIM_ERROR_INTERFACE = 0x0200020A /* an interface of this machine can't be opened */
 };
 
 /**
@@ -97,7 +102,7 @@ const char* Qor_Sim_ErrorText(void);
  * Opens a simulated port. Its file, if it has one, is read here, whole. Port handles count from 1, leaving out 255, and
  * are never reused; connections to ports have handles above 65536.
  *
- * @return QOR_SIM_ERROR_SOURCE, _FILE, _ARGUMENT (a null pointer), _MEMORY; *portHandle is then as before
+ * @return QOR_SIM_ERROR_SOURCE, _FILE, _INTERFACE, _ARGUMENT (a null pointer), _MEMORY; *portHandle is then as before
  */
 unsigned int Qor_Sim_OpenPort(const char* source, unsigned int* portHandle);
 
@@ -172,6 +177,27 @@ unsigned long Qor_Sim_SkippedLineCount(unsigned int portHandle);
  * @return QOR_SIM_ERROR_HANDLE, _ARGUMENT (null, or a line that is not kept)
  */
 unsigned int Qor_Sim_GetSkippedLine(unsigned int portHandle, unsigned int index, Qor_Sim_SkippedLine_t* line);
+
+/** What can happen to an interface of this machine. */
+enum {
+  QOR_SIM_NOTICE_GONE = 1, /* it receives nothing from here on: down, gone, or off the bus */
+  QOR_SIM_NOTICE_BACK = 2  /* it receives again */
+};
+
+typedef struct Qor_Sim_Notice_t {
+  unsigned long Time; /* ns since 1970 */
+  unsigned int Kind;  /* QOR_SIM_NOTICE_* */
+  char Text[300];     /* without a full stop; cut if longer */
+} Qor_Sim_Notice_t;
+
+/** Number of notices of a port so far; 0 for simulated ports and unknown ones. The last 1000 are kept. */
+unsigned long Qor_Sim_NoticeCount(unsigned int portHandle);
+/**
+ * Notice number `index`, counted from 0.
+ *
+ * @return QOR_SIM_ERROR_HANDLE, _ARGUMENT (null, or a notice that is not kept)
+ */
+unsigned int Qor_Sim_GetNotice(unsigned int portHandle, unsigned long index, Qor_Sim_Notice_t* notice);
 
 /* ---- Error reports ---------------------------------------------------------------------------------------------- */
 

@@ -413,6 +413,55 @@ def mdf_entries_seeds():
     write("mdf_entries", "flexray-on-both-channels-and-none", b"\xFF\x01" + of_channels)
 
 
+# ---- What Linux says of its interfaces
+
+
+def socket_message(frame, control=b""):
+    kind = {16: 0, 72: 1}.get(len(frame), 2)
+    return bytes([0, 0, len(frame), kind]) + frame + struct.pack("<H", len(control)) + control
+
+
+def control_message(kind, content):
+    message = struct.pack("<QII", 16 + len(content), 1, kind) + content
+    return message + bytes(-len(message) % 8)
+
+
+def classic_frame(identifier, data, dlc=0):
+    return struct.pack("<IBxxB8s", identifier, len(data), dlc, data)
+
+
+def linux_can_seeds():
+    stamped = control_message(37, struct.pack("<6q", 1700000000, 1, 0, 0, 5, 6)) + control_message(40, struct.pack("<I", 7))
+    messages = [
+        socket_message(classic_frame(0x123, b"123"), stamped),
+        socket_message(classic_frame(0x98FEF100, b"12345678", 12)),
+        socket_message(classic_frame(0x40000123, b"1234")),
+        socket_message(classic_frame(0x20000008, bytes([0, 0, 4, 0, 0, 0, 0, 0]))),
+        socket_message(classic_frame(0x20000044, bytes([0, 1, 0, 0, 0, 0, 0, 0]))),
+        socket_message(struct.pack("<IBBxx64s", 0x321, 64, 7, bytes(range(64)))),
+        socket_message(b"no frame"),
+    ]
+    write("linux_can", "all-kinds", b"".join(messages))
+    write("linux_can", "cut-control", socket_message(classic_frame(1, b""), stamped[:-9]))
+
+
+def linux_links_seeds():
+    def attribute(kind, content):
+        return struct.pack("<HH", 4 + len(content), kind) + content + bytes(-len(content) % 4)
+
+    def message(kind, content):
+        return struct.pack("<IHHII", 16 + len(content), kind, 0, 0, 0) + content
+
+    def link(kind, name, info=b""):
+        return message(16, struct.pack("<BxHiII", 0, kind, 1, 1, 0) + attribute(3, name + b"\0") + attribute(18, info))
+
+    timing = struct.pack("<8I", 500000, 0, 0, 0, 0, 0, 0, 0)
+    data = attribute(1, timing) + attribute(4, struct.pack("<I", 3)) + attribute(8, timing)
+    can = link(280, b"can0", attribute(1, b"can\0") + attribute(2, data))
+    write("linux_links", "can-and-ethernet", can + link(1, b"eth0") + message(3, bytes(4)))
+    write("linux_links", "cut-off", can[:-20])
+
+
 # ---- Measurement files, as mdf_reader_fuzz.cpp reads them
 
 
@@ -603,6 +652,8 @@ if __name__ == "__main__":
     pcapng_client_seeds()
     asc_client_seeds()
     asc_input_seeds()
+    linux_can_seeds()
+    linux_links_seeds()
     source_seeds()
     candump_seeds()
     csv_seeds()

@@ -2,6 +2,7 @@
 
 #include <gtest/gtest.h>
 
+#include <cstring>
 #include <memory>
 
 #include "Channel.h"
@@ -114,6 +115,40 @@ TEST_F(TrafficPortTest, ItemsComeWhenTheClockHasReachedThem) {
   Time.Pass(1000);
   EXPECT_EQ(port.Poll(), Numbers{2});
   EXPECT_EQ(port.Poll(), Numbers{});
+}
+
+TEST_F(TrafficPortTest, StampsInUtcSayWhenAnItemWasDue) {
+  TrafficSettings settings;
+  settings.Stamps = StampClock::Utc;
+  TestPort port(Shared, {0, 100, 200}, settings);
+  Time.Pass(5000);
+  const uint64_t begin = Time.Utc();
+  port.Start();
+  Time.Pass(150);
+  EXPECT_EQ(port.Poll().size(), 2u);
+  uint64_t first = 0, second = 0;
+  std::memcpy(&first, port.Buffer.data() + 4, sizeof first);
+  std::memcpy(&second, port.Buffer.data() + 4 + kItem, sizeof second);
+  EXPECT_EQ(first, begin);
+  EXPECT_EQ(second, begin + 100);
+}
+
+TEST_F(TrafficPortTest, StampsInUtcGoOnWithUtcAfterAPause) {
+  TrafficSettings settings;
+  settings.Stamps = StampClock::Utc;
+  TestPort port(Shared, {0, 100}, settings);
+  port.Start();
+  const uint64_t begin = Time.Utc();
+  Time.Pass(50);
+  EXPECT_EQ(port.Poll().size(), 1u);
+  port.Stop();
+  Time.Pass(1000);  // which the clock leaves out
+  EXPECT_EQ(port.Send(1, kCan.Start), 0u);
+  Time.Pass(60);
+  EXPECT_EQ(port.Poll().size(), 1u);
+  uint64_t second = 0;
+  std::memcpy(&second, port.Buffer.data() + 4, sizeof second);
+  EXPECT_EQ(second, begin + 1100);
 }
 
 TEST_F(TrafficPortTest, SpeedScalesTheClock) {

@@ -43,7 +43,9 @@ TEST(OpenPort, RefusesMalformedSourcesWithASentence) {
   constexpr Case kCases[] = {
       {"", "The source \"\" names no kind, such as can or candump."},
       {"usb",
-       "There is no kind of source \"usb\"; there are can, candump, csv, ethernet, flexray, lin, pcap, vehicle."},
+       "There is no kind of source and no interface \"usb\"; there are can, candump, csv, ethernet, flexray, lin, "
+       "pcap, "
+       "socketcan, vehicle."},
       {"can:file", "A source of the kind can takes no file."},
       {"script:file", "A source of the kind script takes no file."},
       {"candump", "A source of the kind candump needs a file: candump:PATH."},
@@ -134,7 +136,7 @@ TEST(ErrorText, BelongsToItsThread) {
 
 TEST(ErrorText, LongSourcesAreCut) {
   const std::string text = OpenError(std::string(5000, 'x'));
-  EXPECT_EQ(text.substr(0, 30), "There is no kind of source \"xx");
+  EXPECT_EQ(text.substr(0, 47), "There is no kind of source and no interface \"xx");
   EXPECT_LT(text.size(), 1000u);
 }
 

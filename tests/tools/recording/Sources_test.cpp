@@ -54,6 +54,24 @@ TEST(Sources, WhatBecomesOfBadLinesIsAskedOfTextRecordingsOnly) {
   EXPECT_EQ(Planned("sub/x.log?speed=max").File, "sub/x.log");
 }
 
+TEST(Sources, InterfacesOfThisMachineStayAsTheyAre) {
+  const SourceDefaults defaults{"1", "5s", "skip", "utc"};
+  for (const std::string text : {"can0", "eth0?promisc=off", "socketcan:can0", "socketcan:can0?id=100:7F0"}) {
+    EXPECT_EQ(Planned(text, defaults).Text, text);
+    EXPECT_EQ(Planned(text, defaults).Speed, 1);
+    EXPECT_EQ(Planned(text, defaults).File, "");
+    EXPECT_FALSE(FileOf(text)) << text;
+  }
+}
+
+TEST(Sources, WhatIsSimulatedBesideThemIsInUtc) {
+  const SourceDefaults utc{"", "", "", "utc"};
+  EXPECT_EQ(Planned("can?seed=2", utc).Text, "can?seed=2&clock=utc");
+  EXPECT_EQ(Planned("x.pcap", utc).Text, "pcap:/where/x.pcap?clock=utc");
+  EXPECT_EQ(Planned("lin?clock=own", utc).Text, "lin?clock=own");
+  EXPECT_EQ(Planned("script", utc).Text, "script");
+}
+
 TEST(Sources, SpeedIsAFactorAndMaxIsNone) {
   EXPECT_EQ(Planned("can").Speed, 1);
   EXPECT_EQ(Planned("can?seed=1&speed=2.5").Speed, 2.5);

@@ -25,6 +25,7 @@ constexpr unsigned long kFastestSwap = 8ul << 20;  // bytes that come between tw
 constexpr unsigned long kTypicalRecord = 128;      // bytes, before there are any
 constexpr unsigned long kLargestInMemory = 512ul << 20;  // bytes of a trace that can't be swapped
 constexpr unsigned int kNoMemoryLimit = 0xFFFFFFFF;
+constexpr unsigned int kNoticesTold = 20;  // of a channel; the ledger has them all
 
 /// 0 when one of them goes as fast as it can: then wall time says nothing about trace time.
 double SlowestOf(const std::vector<Source>& sources) {
@@ -136,6 +137,8 @@ End Recorder::Run(RecordSink& sink, const Complaint& complain, const News& tell)
   LookForLosses();
   for (RecordedChannel& channel : RecordedChannels)
     if (channel.IsGone) AddGone(channel);
+  for (const RecordedChannel& channel : RecordedChannels)
+    if (channel.DeafSince) NoteDeaf(channel, Nanoseconds(std::chrono::system_clock::now().time_since_epoch()));
   // Without entries any clock fits.
   if (!ClockIsKnown) Known.Anchor = ClockAnchor{0, Arrival.Started, Arrival.StartTook, AnchorOrigin::RecordingStart};
   if (Reports::RecordingFailed() || end == End::DiskFull) NoteFullDisk();
@@ -364,6 +367,7 @@ void Recorder::LookForLosses() {
     const Qor_Sim_Status_t status = Ports[index].Status();
     NoteGone(RecordedChannels[index], status.Gone != 0);
     NoteLoss(RecordedChannels[index], status);
+    for (const Qor_Sim_Notice_t& notice : Ports[index].NewNotices()) HeedNotice(RecordedChannels[index], notice);
   }
   if (ClockIsKnown && Losses.Changes() != LossesTold) TellKnown();
 }
@@ -413,6 +417,26 @@ void Recorder::RemoveGone() {
 
 bool Recorder::AllGone() const {
   return std::all_of(Ports.begin(), Ports.end(), [](const Port& port) { return port.Status().Gone != 0; });
+}
+
+/// An interface that receives nothing is a loss, whether the bus was silent or not.
+void Recorder::HeedNotice(RecordedChannel& channel, const Qor_Sim_Notice_t& notice) {
+  if (channel.NoticesTold++ < kNoticesTold) {
+    Progress.Clear();
+    Say(fmt::format("{}: {}", FormatUtc(notice.Time), notice.Text));
+  }
+  if (notice.Kind == QOR_SIM_NOTICE_GONE && !channel.DeafSince) {
+    channel.DeafSince = notice.Time;
+    NoteDeaf(channel, notice.Time);
+  } else if (notice.Kind == QOR_SIM_NOTICE_BACK && channel.DeafSince) {
+    NoteDeaf(channel, notice.Time);
+    channel.DeafSince.reset();
+  }
+}
+
+void Recorder::NoteDeaf(const RecordedChannel& channel, unsigned long until) {
+  const unsigned long since = channel.DeafSince.value_or(until);
+  Losses.Add({channel.Number, LossCause::InterfaceGone, since, std::max(since, until), std::nullopt});
 }
 
 /// From here on everything is missing that the buses had for the recording.

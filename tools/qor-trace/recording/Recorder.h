@@ -50,15 +50,17 @@ enum class End {
 /// A channel of a recording, and what the latest look for losses found.
 struct RecordedChannel {
   unsigned int Number = 0;
-  std::string Source;                                   // as typed
-  bool IsLosing = false;                                // there was a loss
-  unsigned long Lost = 0;                               // items that had found the capture buffer full
-  unsigned long LastLost = 0;                           // time of the last one, ns
-  unsigned long Latest = 0;                             // greatest time of its entries so far, ns
-  unsigned long LatestThen = 0;                         // likewise, at that look
-  bool IsGone = false;                                  // its interface answers nothing any more
-  std::optional<unsigned long> GoneTo = std::nullopt;   // ns: up to there that is in the ledger
-  std::chrono::steady_clock::time_point NewsCame = {};  // the latest look before which it had entries, or wasn't gone
+  std::string Source;                                     // as typed
+  bool IsLosing = false;                                  // there was a loss
+  unsigned long Lost = 0;                                 // items that had found the capture buffer full
+  unsigned long LastLost = 0;                             // time of the last one, ns
+  unsigned long Latest = 0;                               // greatest time of its entries so far, ns
+  unsigned long LatestThen = 0;                           // likewise, at that look
+  bool IsGone = false;                                    // its interface answers nothing any more
+  std::optional<unsigned long> GoneTo = std::nullopt;     // ns: up to there that is in the ledger
+  std::chrono::steady_clock::time_point NewsCame = {};    // the latest look before which it had entries, or wasn't gone
+  std::optional<unsigned long> DeafSince = std::nullopt;  // ns: its interface receives nothing since then
+  unsigned int NoticesTold = 0;                           // of its interface
 };
 
 class Recorder {
@@ -122,6 +124,8 @@ class Recorder {
   void AddGone(RecordedChannel& channel);
   void RemoveGone();
   [[nodiscard]] bool AllGone() const;
+  void HeedNotice(RecordedChannel& channel, const Qor_Sim_Notice_t& notice);
+  void NoteDeaf(const RecordedChannel& channel, unsigned long until);
   void NoteFullDisk();
   void TellKnown();
   void ShowProgress();

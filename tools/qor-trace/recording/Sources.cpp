@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <charconv>
+#include <initializer_list>
 #include <iterator>
 #include <string_view>
 #include <utility>
@@ -32,10 +33,17 @@ const char* KindOfFile(const std::string& path) {
   return nullptr;
 }
 
+bool IsOneOf(const std::string& word, std::initializer_list<const char*> words) {
+  return std::find(words.begin(), words.end(), word) != words.end();
+}
+
 /// Synthetic buses, which take a duration.
-bool IsSynthetic(const std::string& kind) {
-  constexpr const char* kKinds[] = {"can", "lin", "flexray", "ethernet", "vehicle"};
-  return std::find(std::begin(kKinds), std::end(kKinds), kind) != std::end(kKinds);
+bool IsSynthetic(const std::string& kind) { return IsOneOf(kind, {"can", "lin", "flexray", "ethernet", "vehicle"}); }
+
+/// Interfaces of this machine: one of their kinds, or just a name.
+bool IsReal(const Parts& parts) {
+  if (IsOneOf(parts.Kind, {"socketcan"})) return true;
+  return parts.Path.empty() && !IsSynthetic(parts.Kind) && !IsOneOf(parts.Kind, {"candump", "csv", "pcap", "script"});
 }
 
 /// Recordings that people can read, line by line.
@@ -88,7 +96,7 @@ double SpeedOf(const std::string& options) {
 /// What the simulator's refusal of a source means: Failure for its file, UsageError for its text.
 Failure Refusal(const Source& source, unsigned int status) {
   std::string sentence = fmt::format("Source \"{}\": {}", source.Shown, Qor_Sim_ErrorText());
-  if (status == QOR_SIM_ERROR_FILE) return Failure(sentence);
+  if (status == QOR_SIM_ERROR_FILE || status == QOR_SIM_ERROR_INTERFACE) return Failure(sentence);
   std::error_code ignored;
   if (source.File.empty() && std::filesystem::exists(source.Shown, ignored))
     sentence += " For a file write candump:PATH, pcap:PATH or csv:PATH.";
@@ -111,6 +119,7 @@ std::string Expand(const Source& source) {
 
 /// What distinguishes one of several buses of the same source: " (can1)", " (lin)"; empty for a single one.
 std::string Difference(const Parts& whole, const Parts& one) {
+  if (IsReal(one)) return "";
   if (one.Kind != whole.Kind) return fmt::format(" ({})", one.Kind);
   for (const char* option : {"interface", "channel", "bus"}) {
     const auto value = Option(one.Options, option);
@@ -123,7 +132,9 @@ std::string Difference(const Parts& whole, const Parts& one) {
 
 Source PlanSource(const std::string& typed, const SourceDefaults& defaults, const std::filesystem::path& folder) {
   Parts parts = Split(typed);
+  if (IsReal(parts)) return {Join(parts), typed};
   if (!parts.Path.empty()) parts.Path = (folder / parts.Path).lexically_normal().string();
+  if (parts.Kind != "script") SetDefault(parts.Options, "clock", defaults.Clock);
   SetDefault(parts.Options, "speed", defaults.Speed);
   if (IsSynthetic(parts.Kind)) SetDefault(parts.Options, "duration", defaults.Duration);
   if (IsText(parts.Kind)) SetDefault(parts.Options, "bad_lines", defaults.BadLines);
@@ -132,15 +143,18 @@ Source PlanSource(const std::string& typed, const SourceDefaults& defaults, cons
 
 std::optional<std::string> FileOf(const std::string& source) {
   const Parts parts = Split(source);
-  if (parts.Path.empty()) return std::nullopt;
+  if (parts.Path.empty() || IsReal(parts)) return std::nullopt;
   return parts.Path;
 }
 
 std::vector<Source> PlanSources(const std::vector<std::string>& typed, const SourceDefaults& defaults,
                                 const std::filesystem::path& folder) {
+  SourceDefaults own = defaults;
+  if (std::any_of(typed.begin(), typed.end(), [](const std::string& text) { return IsReal(Split(text)); }))
+    own.Clock = "utc";
   std::vector<Source> sources;
   for (const std::string& text : typed) {
-    const Source whole = PlanSource(text, defaults, folder);
+    const Source whole = PlanSource(text, own, folder);
     // The simulator would name an unreadable file as well, but report it like a wrong source text.
     if (const auto path = FileOf(whole.Text)) CheckInputFile(*path);
     const std::string lines = Expand(whole);

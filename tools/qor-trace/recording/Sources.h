@@ -21,20 +21,21 @@ struct SourceDefaults {
   std::string Speed;
   std::string Duration = {};  // synthetic buses only
   std::string BadLines = {};  // text recordings only: refuse or skip
+  std::string Clock = {};     // what is simulated only: own or utc
 };
 
 /// Completes what was typed: "x.log" becomes "candump:/where/x.log", likewise .pcap, .pcapng and .csv; and the defaults
-/// are added.
+/// are added. Interfaces of this machine stay as they are.
 [[nodiscard]] Source PlanSource(const std::string& typed, const SourceDefaults& defaults,
                                 const std::filesystem::path& folder);
 
 /// The file that a source is read from, if any.
 [[nodiscard]] std::optional<std::string> FileOf(const std::string& source);
 
-/// Plans all, and makes one source for each bus of a vehicle or of a recording that has several.
+/// Plans all, in UTC when there is an interface of this machine among them, and makes one source for each bus of a vehicle or of a recording that has several.
 ///
-/// Failure: UsageError for a source that the simulator doesn't understand, Failure for a file that can't be read, or not as
-///          what it should be.
+/// Failure: UsageError for a source that the simulator doesn't understand, Failure for a file or an interface that can't be
+///          read as what it should be.
 [[nodiscard]] std::vector<Source> PlanSources(const std::vector<std::string>& typed, const SourceDefaults& defaults,
                                               const std::filesystem::path& folder);
 

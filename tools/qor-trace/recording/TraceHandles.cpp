@@ -43,7 +43,7 @@ Port::~Port() {
   if (PortHandle != 0) Qor_Sim_ClosePort(PortHandle);
 }
 
-Port::Port(Port&& other) noexcept : PortHandle(std::exchange(other.PortHandle, 0)) {}
+Port::Port(Port&& other) noexcept : PortHandle(std::exchange(other.PortHandle, 0)), NoticesSeen(other.NoticesSeen) {}
 
 Qor_Sim_Status_t Port::Status() const {
   Qor_Sim_Status_t status{};
@@ -61,6 +61,16 @@ ChannelDescription Port::Describe() const {
   channel.BitRate = interface.BitRate;
   channel.DataBitRate = interface.DataBitRate;
   return channel;
+}
+
+std::vector<Qor_Sim_Notice_t> Port::NewNotices() {
+  std::vector<Qor_Sim_Notice_t> notices;
+  const unsigned long count = Qor_Sim_NoticeCount(PortHandle);
+  for (; NoticesSeen < count; ++NoticesSeen) {
+    Qor_Sim_Notice_t notice{};
+    if (Qor_Sim_GetNotice(PortHandle, NoticesSeen, &notice) == 0) notices.push_back(notice);
+  }
+  return notices;
 }
 
 UnreadLines Port::Unread() const {

@@ -30,9 +30,12 @@ class Port {
   [[nodiscard]] ChannelDescription Describe() const;
   /// Lines of its file that were left out, the first ten of them by number and reason; the file isn't named.
   [[nodiscard]] UnreadLines Unread() const;
+  /// What happened to the interface since the last call.
+  [[nodiscard]] std::vector<Qor_Sim_Notice_t> NewNotices();
 
  private:
   unsigned int PortHandle = 0;
+  unsigned long NoticesSeen = 0;
 };
 
 /// A monitor. Failures of its calls are thrown with what the library reported about them.

@@ -1,0 +1,83 @@
+#include "HostInterfaces.h"
+
+#include <linux/ethtool.h>
+#include <linux/netlink.h>
+#include <linux/rtnetlink.h>
+#include <linux/sockios.h>
+#include <net/if.h>
+#include <net/if_arp.h>
+#include <sys/ioctl.h>
+#include <sys/socket.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <iterator>
+
+namespace qor_linux {
+namespace {
+
+/// A socket for the length of a scope.
+class Socket {
+ public:
+  Socket(int family, int type, int protocol) : Descriptor(socket(family, type | SOCK_CLOEXEC, protocol)) {}
+  ~Socket() {
+    if (Descriptor >= 0) close(Descriptor);
+  }
+  Socket(const Socket&) = delete;
+  Socket& operator=(const Socket&) = delete;
+  int Get() const { return Descriptor; }
+
+ private:
+  int Descriptor;
+};
+
+bool AskForLinks(int netlink) {
+  struct {
+    nlmsghdr Head;
+    ifinfomsg Which;
+  } request{};
+  request.Head.nlmsg_len = sizeof request;
+  request.Head.nlmsg_type = RTM_GETLINK;
+  request.Head.nlmsg_flags = NLM_F_REQUEST | NLM_F_DUMP;
+  request.Which.ifi_family = AF_UNSPEC;
+  return send(netlink, &request, sizeof request, 0) == sizeof request;
+}
+
+}  // namespace
+
+std::vector<Link> HostLinks() {
+  const Socket netlink(AF_NETLINK, SOCK_RAW, NETLINK_ROUTE);
+  std::vector<Link> links;
+  if (netlink.Get() < 0 || !AskForLinks(netlink.Get())) return links;
+  std::vector<unsigned char> answer(1u << 16);
+  for (bool done = false; !done;) {
+    const ssize_t length = recv(netlink.Get(), answer.data(), answer.size(), 0);
+    if (length <= 0) break;
+    auto some = ParseLinks(std::span(answer).first(static_cast<size_t>(length)), done);
+    std::move(some.begin(), some.end(), std::back_inserter(links));
+  }
+  return links;
+}
+
+std::optional<Link> FindLink(const std::string& name) {
+  auto links = HostLinks();
+  const auto found = std::find_if(links.begin(), links.end(), [&](const Link& link) { return link.Name == name; });
+  return found == links.end() ? std::nullopt : std::optional(std::move(*found));
+}
+
+bool IsCan(const Link& link) { return link.Type == ARPHRD_CAN; }
+
+bool IsEthernet(const Link& link) { return link.Type == ARPHRD_ETHER || link.Type == ARPHRD_LOOPBACK; }
+
+std::string DriverOf(const std::string& name) {
+  const Socket any(AF_INET, SOCK_DGRAM, 0);
+  ethtool_drvinfo info{};
+  info.cmd = ETHTOOL_GDRVINFO;
+  ifreq request{};
+  name.copy(request.ifr_name, sizeof request.ifr_name - 1);
+  request.ifr_data = reinterpret_cast<char*>(&info);
+  if (any.Get() < 0 || ioctl(any.Get(), SIOCETHTOOL, &request) != 0) return "";
+  return std::string(info.driver, std::find(std::begin(info.driver), std::end(info.driver), '\0'));
+}
+
+}  // namespace qor_linux
