@@ -2,6 +2,8 @@
 
 #include <gtest/gtest.h>
 
+#include "system/Failure.h"
+
 namespace client {
 namespace {
 
@@ -77,6 +79,19 @@ TEST(Sources, SpeedIsAFactorAndMaxIsNone) {
   EXPECT_EQ(Planned("can?seed=1&speed=2.5").Speed, 2.5);
   EXPECT_EQ(Planned("can?speed=max").Speed, 0);
   EXPECT_EQ(Planned("can", {"10", ""}).Speed, 10);
+}
+
+TEST(Sources, SeveralOnesWithoutAnEndAreRefusedAtSpeedMax) {
+  const auto planned = [](const std::vector<std::string>& typed, const SourceDefaults& defaults = {}) {
+    return PlanSources(typed, defaults, "/where").size();
+  };
+  EXPECT_THROW((void)planned({"vehicle?speed=max"}), UsageError);
+  EXPECT_THROW((void)planned({"can", "lin"}, {"max"}), UsageError);
+  EXPECT_THROW((void)planned({"can?duration=1s&speed=max", "lin?speed=max"}), UsageError);
+  EXPECT_EQ(planned({"can?speed=max"}), 1U);  // not merged with any
+  EXPECT_EQ(planned({"vehicle"}, {"max", "1s"}), 4U);
+  EXPECT_EQ(planned({"vehicle?speed=1000"}), 4U);
+  EXPECT_EQ(planned({"can", "lin?gone=1s"}, {}), 2U);
 }
 
 }  // namespace

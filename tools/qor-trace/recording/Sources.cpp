@@ -128,6 +128,20 @@ std::string Difference(const Parts& whole, const Parts& one) {
   return "";
 }
 
+/// Several buses are merged at the pace of real time, and what comes faster waits in memory: without an end it would fill that.
+void RefuseEndless(const std::vector<Source>& sources) {
+  if (sources.size() < 2) return;
+  for (const Source& source : sources) {
+    const Parts parts = Split(source.Text);
+    const bool ends = Option(parts.Options, "duration") || Option(parts.Options, "gone");
+    if (!IsSynthetic(parts.Kind) || source.Speed > 0 || ends) continue;
+    throw UsageError(fmt::format(
+        "Source \"{}\" has no end, and at speed=max its entries would fill the memory while they wait to be "
+        "merged with others; give it one with --duration TIME",
+        source.Shown));
+  }
+}
+
 }  // namespace
 
 Source PlanSource(const std::string& typed, const SourceDefaults& defaults, const std::filesystem::path& folder) {
@@ -166,6 +180,7 @@ std::vector<Source> PlanSources(const std::vector<std::string>& typed, const Sou
       begin = end + 1;
     }
   }
+  RefuseEndless(sources);
   return sources;
 }
 

@@ -32,10 +32,11 @@ struct SourceDefaults {
 /// The file that a source is read from, if any.
 [[nodiscard]] std::optional<std::string> FileOf(const std::string& source);
 
-/// Plans all, in UTC when there is an interface of this machine among them, and makes one source for each bus of a vehicle or of a recording that has several.
+/// Plans all, in UTC when there is an interface of this machine among them, and makes one source for each bus of a vehicle or
+/// of a recording that has several.
 ///
-/// Failure: UsageError for a source that the simulator doesn't understand, Failure for a file or an interface that can't be
-///          read as what it should be.
+/// Failure: UsageError for a source that the simulator doesn't understand, and for one of several that never ends at
+///          speed=max; Failure for a file or an interface that can't be read as what it should be.
 [[nodiscard]] std::vector<Source> PlanSources(const std::vector<std::string>& typed, const SourceDefaults& defaults,
                                               const std::filesystem::path& folder);
 
