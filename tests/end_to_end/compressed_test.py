@@ -67,6 +67,7 @@ class Compressed(ClientTest):
                 (self.folder / ("cut.bin" + ending)).write_bytes(packed[: len(packed) // 2])
                 _, err = self.run_client("convert", "cut.bin" + ending, "-o", "b.bin", expect=3)
                 self.assertIn("the compressed data end too early", err)
+                self.assertIn(f"at byte {len(packed) // 2}\n", err)
                 got = (self.folder / "b.bin").read_bytes()
                 self.assertTrue(whole.startswith(got))
                 self.assertGreater(len(got), len(whole) // 10)

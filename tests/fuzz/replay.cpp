@@ -34,7 +34,7 @@ int main(int argc, char** argv) {
     std::fprintf(stderr, "usage: %s CORPUS_FOLDER\n", argc > 0 ? argv[0] : "replay");
     return 2;
   }
-  const auto files = FilesIn(argv[1]);
+  const auto files = FilesIn(fs::absolute(argv[1]));  // targets work in a folder of their own
   for (const auto& file : files) {
     std::fprintf(stderr, "%s\n", file.c_str());  // the last one named is the one that crashed
     const auto bytes = BytesOf(file);

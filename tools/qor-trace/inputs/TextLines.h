@@ -39,7 +39,8 @@ class TextLines {
 
   void Attend(Attendance attendance) { Bytes.Attend(std::move(attendance)); }
   [[nodiscard]] bool Stopped() const { return Bytes.Stopped(); }
-  [[nodiscard]] unsigned long Position() const { return Bytes.Position(); }
+  /// Bytes of the file: of a compressed one, those that were unpacked so far.
+  [[nodiscard]] unsigned long Position() const { return Bytes.IsPacked() ? Bytes.Taken() : Bytes.Position(); }
   [[nodiscard]] unsigned long Size() const { return Bytes.Size(); }
   [[nodiscard]] bool IsPipe() const { return Bytes.IsPipe(); }
   /// For sentences: the path in quotation marks, or "standard input".
