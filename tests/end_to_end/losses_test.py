@@ -252,6 +252,26 @@ class Conversions(LossesTest):
         self.run_client("list", "a.bin", "--duration", "100ms")
 
 
+class ExhaustedMemory(ClientTest):
+    MEMORY = 180 << 20  # bytes
+
+    def setUp(self):
+        super().setUp()
+        probe = self.start("--version", memory_limit=self.MEMORY)
+        probe.communicate()
+        if probe.returncode != 0:
+            self.skipTest("this build needs more address space than the test has for it")
+
+    def test_recording_ends_and_says_why(self):
+        """A thread that fetches entries ends without memory, and nothing more would come."""
+        _, err = self.run_client("record", "can?load=90&speed=max", "--memory-limit", "4000000000", "-o", "a.bin",
+                                 expect=1, memory_limit=self.MEMORY)
+        self.assertIn("The recording failed after ", err)
+        self.assertIn("memory is exhausted", err)
+        self.assertFalse(json.loads((self.folder / "a.bin.json").read_text())["complete"])
+        self.run_client("check", "a.bin", expect=3)
+
+
 class OverrunMarks(LossesTest):
     CSV = (
         "timestamp_ns,channel,kind,flags,id,cycle,crc,data\n"

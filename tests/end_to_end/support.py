@@ -50,18 +50,19 @@ class ClientTest(unittest.TestCase):
         self.addCleanup(folder.cleanup)
         self.folder = pathlib.Path(folder.name)
 
-    def start(self, *args, file_limit=None, **kwargs):
-        """Starts the client; files that it writes end at `file_limit` bytes, as on a full disk."""
-        limit = None
-        if file_limit is not None:
-            limit = lambda: resource.setrlimit(resource.RLIMIT_FSIZE, (file_limit, file_limit))
+    def start(self, *args, file_limit=None, memory_limit=None, **kwargs):
+        """Starts the client; files that it writes end at `file_limit` bytes, as on a full disk, and it gets `memory_limit` bytes of
+        address space."""
+        limits = {resource.RLIMIT_FSIZE: file_limit, resource.RLIMIT_AS: memory_limit}
+        limits = {kind: most for kind, most in limits.items() if most is not None}
+        limit = lambda: [resource.setrlimit(kind, (most, most)) for kind, most in limits.items()]
         kwargs.setdefault("stdin", subprocess.DEVNULL)
         process = subprocess.Popen(
             [arguments.client, *map(str, args)],
             cwd=self.folder,
             stdout=kwargs.pop("stdout", subprocess.PIPE),
             stderr=kwargs.pop("stderr", subprocess.PIPE),
-            preexec_fn=limit,
+            preexec_fn=limit if limits else None,
             **kwargs,
         )
         self.addCleanup(self.end, process)

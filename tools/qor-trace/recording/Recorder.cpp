@@ -141,7 +141,7 @@ End Recorder::Run(RecordSink& sink, const Complaint& complain, const News& tell)
     if (channel.DeafSince) NoteDeaf(channel, Nanoseconds(std::chrono::system_clock::now().time_since_epoch()));
   // Without entries any clock fits.
   if (!ClockIsKnown) Known.Anchor = ClockAnchor{0, Arrival.Started, Arrival.StartTook, AnchorOrigin::RecordingStart};
-  if (Reports::RecordingFailed() || end == End::DiskFull) NoteFullDisk();
+  if (Reports::FileFailed() || end == End::DiskFull) NoteFullDisk();
   if (Broken) return End::RecordingFailed;
   Known.Complete = true;
   return SinkIsClosed ? End::SinkClosed : *end;

@@ -80,8 +80,8 @@ class Recorder {
   /// When the swap folder is full, what is left of the trace is handed on and the trace is emptied. If there is still
   /// no room, entries stay in memory from then on.
   ///
-  /// After RecordingFailed (the swap file could not be written after all), entries that were not drained by then are
-  /// left out: what the monitor still holds may repeat some.
+  /// After RecordingFailed (the swap file could not be written after all, or memory is exhausted), entries that were not drained
+  /// by then are left out: what the monitor still holds may repeat some.
   ///
   /// Failure: Failure when the monitor can't be started or read.
   End Run(

@@ -6,6 +6,7 @@
 #include <atomic>
 #include <deque>
 #include <exception>
+#include <new>
 #include <utility>
 
 #include "qor_api_trace.h"
@@ -28,8 +29,9 @@ constexpr size_t kKept = 100;
 Mutex Guard;  // nests in nothing; held for a few lines only
 std::deque<Report> Last GUARDED_BY(Guard);
 size_t Count GUARDED_BY(Guard) = 0;
-std::string FileFailure GUARDED_BY(Guard);
-std::atomic<bool> FileFailed = false;
+std::string FirstFailure GUARDED_BY(Guard);  // of those that end a recording
+std::atomic<bool> Failed = false;
+std::atomic<bool> OfAFile = false;
 std::function<void()> LastWish GUARDED_BY(Guard);
 
 /// What a code means, for reports without a text.
@@ -68,14 +70,32 @@ std::string Sentence(unsigned int code, const std::string& text) {
   return fmt::format("{} (0x{:08X})", text.empty() ? Meaning(code) : text, code);
 }
 
+/// A receive thread ends by either, and says nothing more.
+bool EndsRecording(unsigned int code) {
+  return code == QOR_TRACE_STATUS_FILE_ERROR || code == QOR_TRACE_STATUS_OUT_OF_MEMORY;
+}
+
+/// The library's words for exhausted memory are about what it was for.
+std::string WhyItEnds(unsigned int code, const std::string& text) {
+  const bool memory = code == QOR_TRACE_STATUS_OUT_OF_MEMORY && !text.empty();
+  return (memory ? std::string(Meaning(code)) + ": " : "") + Sentence(code, text);
+}
+
+void Keep(const Qor_Sim_Report_t& report) REQUIRES(Guard) {
+  if (FirstFailure.empty() && EndsRecording(report.Code)) FirstFailure = WhyItEnds(report.Code, report.Text);
+  Last.push_back({report.Code, report.Text});
+  if (Last.size() > kKept) Last.pop_front();
+}
+
 void Take(void*, const Qor_Sim_Report_t* report) {
   const MutexLock lock(Guard);
-  Last.push_back({report->Code, report->Text});
-  if (Last.size() > kKept) Last.pop_front();
   ++Count;
-  if (report->Code != QOR_TRACE_STATUS_FILE_ERROR || FileFailed) return;
-  FileFailure = Sentence(report->Code, report->Text);
-  FileFailed = true;
+  try {
+    Keep(*report);
+  } catch (const std::bad_alloc&) {  // which may be what it reports: its words are lost, not that it was made
+  }
+  if (report->Code == QOR_TRACE_STATUS_FILE_ERROR) OfAFile = true;
+  if (EndsRecording(report->Code)) Failed = true;
 }
 
 /// The text of the exception in flight.
@@ -94,7 +114,7 @@ std::string CurrentError() {
   std::string reason;
   std::function<void()> wish;
   if (Guard.try_lock()) {  // whoever holds it may be the one that is ending
-    reason = FileFailure;
+    reason = FirstFailure;
     wish = LastWish;
     Guard.unlock();
   }
@@ -133,11 +153,13 @@ void Check(unsigned int status, const std::string& what, size_t mark) {
   throw Failure(fmt::format("{}: {}", what, Sentence(status, text)));
 }
 
-bool RecordingFailed() { return FileFailed; }
+bool RecordingFailed() { return Failed; }
+
+bool FileFailed() { return OfAFile; }
 
 std::string RecordingFailure() {
   const MutexLock lock(Guard);
-  return FileFailure;
+  return FirstFailure.empty() ? Meaning(QOR_TRACE_STATUS_OUT_OF_MEMORY) : FirstFailure;
 }
 
 }  // namespace client::Reports

@@ -24,9 +24,11 @@ void SetLastWish(std::function<void()> wish);
 /// @param mark    taken before the call
 void Check(unsigned int status, const std::string& what, size_t mark);
 
-/// True once a file of a running recording (swap file, live ASC file) could not be written. It is set before the
-/// library lets anybody see the entries that this concerns.
+/// True once a file of a running recording (swap file, live ASC file) could not be written, or memory was exhausted on a
+/// thread of the library. It is set before the library lets anybody see the entries that this concerns.
 [[nodiscard]] bool RecordingFailed();
+/// Whether it was a file, at least as well.
+[[nodiscard]] bool FileFailed();
 
 /// Why, in the library's words and with its code.
 [[nodiscard]] std::string RecordingFailure();

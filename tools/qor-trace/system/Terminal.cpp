@@ -7,6 +7,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <nlohmann/json.hpp>
+#include <system_error>
 #include <utility>
 
 #include "system/Descriptor.h"
@@ -102,8 +103,13 @@ void LiveLine::Clear() {
   Dirty = false;
 }
 
-WaitingLine::WaitingLine(std::string phase, bool elsewhere)
-    : Phase(std::move(phase)), Line(elsewhere), Thread([this] { Run(); }) {}
+WaitingLine::WaitingLine(std::string phase, bool elsewhere) : Phase(std::move(phase)), Line(elsewhere) {
+  try {
+    Thread = std::thread([this] { Run(); });
+  } catch (
+      const std::system_error&) {  // what takes so long needs no line, and may be the end of a recording without memory
+  }
+}
 
 WaitingLine::~WaitingLine() {
   {
@@ -111,7 +117,7 @@ WaitingLine::~WaitingLine() {
     Over = true;
   }
   Changed.NotifyAll();
-  Thread.join();
+  if (Thread.joinable()) Thread.join();
 }
 
 void WaitingLine::Run() {
