@@ -131,6 +131,17 @@ def swap_file_seeds():
     write("swap_file", "small-buffer", bytes([0, 0, 0, 100, 0, 1, 1]) + bytes(9) + whole)
 
 
+def compare_seeds():
+    """Settings, then 6 bytes for each record: its time step, kind, data, identifier and channel."""
+    drive = b"".join(bytes([20, 5, 1, number, number % 3, 0]) for number in range(60))
+    jumps = b"".join(bytes([30 - number % 5, number % 8, number % 4, 1, number % 3, number % 2, 0]) for number in range(60))
+    for name, settings in (("exact", bytes([0, 0, 0, 0, 10, 1])), ("without-times", bytes([1, 0, 0, 0, 10, 1])),
+                           ("tolerance", bytes([0, 1, 0, 0, 1, 0, 0, 0, 10, 1])),
+                           ("as-kept", bytes([0, 0, 0, 1, 15, 10, 1]))):
+        write("compare", name, settings + b"\x02" + drive)
+        write("compare", name + "-out-of-order", settings[:-1] + b"\x00\x03" + jumps)
+
+
 def asc_seeds():
     for flags in range(16):
         head = struct.pack("<BQH", flags, 150, 0)
@@ -646,6 +657,7 @@ def compressed_input_seeds():
 if __name__ == "__main__":
     poll_seeds()
     swap_file_seeds()
+    compare_seeds()
     asc_seeds()
     pcapng_seeds()
     bin_seeds()

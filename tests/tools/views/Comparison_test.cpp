@@ -251,6 +251,19 @@ TEST(Comparison, OddTimeOfOneRecordHoldsUpNoOther) {
   }
 }
 
+TEST(Comparison, ClockThatIsResetIsFollowedHoweverSlowTheBusIs) {
+  Recording reset;
+  for (const Bytes& record : Drive(600)) reset.push_back(record);
+  for (size_t index = 0; index < reset.size(); ++index)
+    reinterpret_cast<Qor_Trace_Entry_t*>(reset[index].data())->Timestamp = index % 300 * 10'000 * kMs;
+  const auto same = Compared(reset, reset);
+  EXPECT_EQ(Outcome(*same), "equal 600, only A 0, only B 0, different 0");
+  EXPECT_EQ(same->All().Reordered, 0u);
+  EXPECT_EQ(Outcome(*Compared(reset, Without(reset, 400))), "equal 599, only A 1, only B 0, different 0");
+  EXPECT_EQ(Outcome(*Compared(Without(reset, 400), reset)), "equal 599, only A 0, only B 1, different 0");
+  EXPECT_EQ(Outcome(*Compared(reset, Without(reset, 300))), "equal 599, only A 1, only B 0, different 0");
+}
+
 TEST(Comparison, RecordsThatGoBackInTimeFindEachOther) {
   Recording late = Drive(3000);
   std::rotate(late.begin() + 1000, late.begin() + 1001, late.begin() + 1400);  // one comes 400 ms later

@@ -34,6 +34,8 @@ Alignment::Alignment(const TimeRule& rule, const ReadingFronts& fronts, Strays::
     : Rule(rule), Fronts(fronts), Settled(std::move(settled)), Left(ReachOf(rule)), Acceptable(kUsuallyAlike) {}
 
 void Alignment::Take(Side side, ComparedRecord&& record) {
+  // One side alone has gone back in time, as where a clock is reset: its times say nothing about how far the other one is.
+  if (record.Time() < Fronts[side].Greatest) record.WaitFor(Fronts[Other(side)].Taken + kLatePatience);
   QueueMemory += record.Memory();
   Queue(side).push_back(std::move(record));
   Advance();
@@ -99,7 +101,8 @@ void Alignment::TakeEqual() {
 bool Alignment::LeaveLonely(Side side) {
   const Records& queue = Queue(side);
   const ReadingFronts::Front& other = Fronts[Other(side)];
-  const bool passed = Rule.Counts && other.Time > Sum(queue.front().Time(), Rule.Tolerance);
+  const ComparedRecord& head = queue.front();
+  const bool passed = Rule.Counts && other.Time > Sum(head.Time(), Rule.Tolerance) && other.Taken >= head.WaitsFor();
   if (!passed && !other.Ended && queue.size() < kMostAhead && !IsFull()) return false;
   LeaveFront(side, 0);
   ++Position;

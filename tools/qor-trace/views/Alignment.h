@@ -14,8 +14,10 @@ namespace client {
 /// How far two recordings have been read.
 struct ReadingFronts {
   struct Front {
-    unsigned long Time = 0;  // ns, on the clock that both share: of the newest record
-    bool Ended = false;      // no record will follow
+    unsigned long Time = 0;      // ns, on the clock that both share: of the newest record
+    unsigned long Greatest = 0;  // ns, of any record so far
+    unsigned long Taken = 0;     // records
+    bool Ended = false;          // no record will follow
   };
   [[nodiscard]] const Front& operator[](Side side) const { return Fronts[static_cast<size_t>(side)]; }
   [[nodiscard]] Front& operator[](Side side) { return Fronts[static_cast<size_t>(side)]; }
@@ -42,6 +44,7 @@ class Alignment {
   static constexpr size_t kFirstAhead = 64;  // records, where a search begins
   static constexpr size_t kMostAhead = 16384;
   static constexpr size_t kMostMemory = size_t{8} << 20;     // bytes
+  static constexpr unsigned long kLatePatience = 512;        // records that one waits for which goes back in time
   static constexpr unsigned long kPatience = 1'000'000'000;  // ns of trace time that a stray waits for a partner
 
   /// That strays may be apart which are a pair: ns, or where times don't count, records.

@@ -72,6 +72,9 @@ class ComparedRecord {
   void Clear(const ComparedFields& fields);
   void DropZerosAtEnd();  // of the data
   void SetIndex(unsigned long index) { Place = index; }
+  /// So many records of the other recording must have come before this one has no equal; 0: its time alone says so.
+  [[nodiscard]] unsigned long WaitsFor() const { return Patience; }
+  void WaitFor(unsigned long records) { Patience = records; }
 
   /// The same for records with the same fields and data, whatever their times; hardly ever for others.
   [[nodiscard]] unsigned long Content() const;
@@ -100,6 +103,7 @@ class ComparedRecord {
   unsigned long CommonTime = 0;
   unsigned long Number = 0;
   unsigned long Place = 0;
+  unsigned long Patience = 0;
 };
 
 }  // namespace client

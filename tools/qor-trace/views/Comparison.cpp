@@ -31,7 +31,10 @@ std::optional<Side> Comparison::Wanted() const {
 }
 
 void Comparison::Take(Side side, const RecordView& record, unsigned long time, unsigned long entry) {
-  Fronts[side].Time = time;
+  ReadingFronts::Front& front = Fronts[side];
+  front.Time = time;
+  front.Greatest = std::max(front.Greatest, time);
+  ++front.Taken;
   InARow = side == Newest ? InARow + 1 : 1;
   Newest = side;
   ComparedRecord compared(record, time, entry);
