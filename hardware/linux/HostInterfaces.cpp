@@ -12,6 +12,7 @@
 
 #include <algorithm>
 #include <iterator>
+#include <new>
 
 namespace qor_linux {
 namespace {
@@ -43,6 +44,14 @@ bool AskForLinks(int netlink) {
   return send(netlink, &request, sizeof request, 0) == sizeof request;
 }
 
+bool AskDriver(const std::string& name, void* question) {
+  const Socket any(AF_INET, SOCK_DGRAM, 0);
+  ifreq request{};
+  name.copy(request.ifr_name, sizeof request.ifr_name - 1);
+  request.ifr_data = static_cast<char*>(question);
+  return any.Get() >= 0 && ioctl(any.Get(), SIOCETHTOOL, &request) == 0;
+}
+
 }  // namespace
 
 std::vector<Link> HostLinks() {
@@ -69,14 +78,24 @@ bool IsCan(const Link& link) { return link.Type == ARPHRD_CAN; }
 
 bool IsEthernet(const Link& link) { return link.Type == ARPHRD_ETHER || link.Type == ARPHRD_LOOPBACK; }
 
+uint64_t EthernetBitRate(const std::string& name) {
+  // The kernel says first, as a negative number, how many words its bit sets have, and then wants them asked for.
+  constexpr size_t kMostWords = 127;
+  alignas(
+      ethtool_link_settings) unsigned char room[sizeof(ethtool_link_settings) + 3 * kMostWords * sizeof(uint32_t)] = {};
+  auto* const settings = new (room) ethtool_link_settings{};
+  settings->cmd = ETHTOOL_GLINKSETTINGS;
+  if (!AskDriver(name, room) || settings->link_mode_masks_nwords >= 0) return 0;
+  settings->cmd = ETHTOOL_GLINKSETTINGS;
+  settings->link_mode_masks_nwords = static_cast<signed char>(-settings->link_mode_masks_nwords);
+  if (!AskDriver(name, room) || settings->speed == static_cast<uint32_t>(SPEED_UNKNOWN)) return 0;
+  return uint64_t{settings->speed} * 1'000'000;
+}
+
 std::string DriverOf(const std::string& name) {
-  const Socket any(AF_INET, SOCK_DGRAM, 0);
   ethtool_drvinfo info{};
   info.cmd = ETHTOOL_GDRVINFO;
-  ifreq request{};
-  name.copy(request.ifr_name, sizeof request.ifr_name - 1);
-  request.ifr_data = reinterpret_cast<char*>(&info);
-  if (any.Get() < 0 || ioctl(any.Get(), SIOCETHTOOL, &request) != 0) return "";
+  if (!AskDriver(name, &info)) return "";
   return std::string(info.driver, std::find(std::begin(info.driver), std::end(info.driver), '\0'));
 }
 

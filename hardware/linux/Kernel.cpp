@@ -71,6 +71,13 @@ class MachineKernel final : public Kernel {
     return -error;
   }
 
+  int CanWorks() override {
+    const int opened = socket(PF_CAN, SOCK_RAW | SOCK_CLOEXEC, CAN_RAW);
+    if (opened < 0) return -errno;
+    close(opened);
+    return 0;
+  }
+
   void Close(int socket) override { close(socket); }
 
   int Receive(int socket, std::span<Message> batch) override {

@@ -1,12 +1,14 @@
 // The calls of qor_sim.h.
 #include "qor_sim.h"
 
+#include <algorithm>
 #include <cstring>
 #include <string>
 
 #include "EntryPoint.h"
 #include "Simulator.h"
 #include "Sources.h"
+#include "linux/InterfaceList.h"
 
 using qor_sim::Require;
 using qor_sim::ResultOf;
@@ -104,6 +106,19 @@ unsigned int Qor_Sim_GetNotice(unsigned int portHandle, unsigned long index, Qor
     if (kept == nullptr) throw qor_sim::ArgumentError("There is no such notice, or it is no longer kept.");
     *notice = {kept->Time, kept->Kind, {}};
     kept->Text.copy(notice->Text, sizeof notice->Text - 1);
+  });
+}
+
+unsigned int Qor_Sim_ListInterfaces(Qor_Sim_HostInterface_t* list, unsigned int* count) {
+  return ResultOf([&] {
+    Require(count, "count");
+    const auto all = qor_linux::ListInterfaces();
+    const unsigned int capacity = *count;
+    *count = static_cast<unsigned int>(all.size());
+    if (*count > capacity)
+      throw qor_sim::Error(QOR_SIM_ERROR_CAPACITY, "There are " + std::to_string(*count) + " interfaces.");
+    if (*count > 0) Require(list, "list");
+    std::copy(all.begin(), all.end(), list);
   });
 }
 

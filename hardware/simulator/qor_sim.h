@@ -199,6 +199,36 @@ unsigned long Qor_Sim_NoticeCount(unsigned int portHandle);
  */
 unsigned int Qor_Sim_GetNotice(unsigned int portHandle, unsigned long index, Qor_Sim_Notice_t* notice);
 
+/* ---- The interfaces of this machine ------------------------------------------------------------------------------ */
+
+/** Why an interface of this machine can't be recorded. */
+enum {
+  QOR_SIM_OBSTACLE_NONE = 0,
+  QOR_SIM_OBSTACLE_KIND = 1,   /* no source knows interfaces of its kind */
+  QOR_SIM_OBSTACLE_KERNEL = 2, /* the kernel lacks what it takes */
+  QOR_SIM_OBSTACLE_RIGHTS = 3  /* this program may not */
+};
+
+typedef struct Qor_Sim_HostInterface_t {
+  char Name[64];         /* also the source that records it */
+  unsigned int Type;     /* 4 CAN, 14 Ethernet; 0 for another kind */
+  char State[32];        /* "up", "down", "no carrier"; of a CAN controller also "error-passive", "bus-off" and so on */
+  unsigned long BitRate; /* bit/s; 0 when it isn't known */
+  unsigned long DataBitRate; /* likewise, of the data phase of CAN FD frames */
+  char Driver[64];           /* empty when it isn't known */
+  unsigned int Obstacle;     /* QOR_SIM_OBSTACLE_* */
+  char Why[300];             /* a sentence without a full stop about the obstacle; empty without one */
+} Qor_Sim_HostInterface_t;
+
+/**
+ * Lists the network interfaces of this machine, in the kernel's order.
+ *
+ * @param list   out: the first of them; may be null when *count is 0
+ * @param count  in: capacity of list; out: the number of interfaces, also with QOR_SIM_ERROR_CAPACITY
+ * @return QOR_SIM_ERROR_CAPACITY, _ARGUMENT (a null pointer)
+ */
+unsigned int Qor_Sim_ListInterfaces(Qor_Sim_HostInterface_t* list, unsigned int* count);
+
 /* ---- Error reports ---------------------------------------------------------------------------------------------- */
 
 /** One call of Qor_ErrorHandler. */

@@ -109,6 +109,10 @@ begin mixed vcan0 'can?seed=3' 'lin?seed=3'
 cangen vcan0 -g 5 -n 200
 finish mixed
 
+# What there is.
+qor-trace ports --json >ports.json
+qor-trace ports >ports.text
+
 # Nothing there.
 qor-trace record can77 --no-output 2>none.err
 echo $? >none.exit
@@ -320,6 +324,14 @@ class CanTest(unittest.TestCase):
             own = [struct.unpack_from("<Q", contents, place + 8)[0] for place in offsets(contents) if contents[place + 4] == number]
             self.assertLess(abs(own[0] - times[0]), 30 * 10**9)
             self.assertLess(abs(own[-1] - times[-1]), 30 * 10**9)
+
+    def test_ports_are_listed(self):
+        ports = {port["port"]: port for port in json.loads(self.text("ports.json"))["ports"]}
+        self.assertEqual(set(ports), {"lo", "vcan0", "vxcan0", "vxcan1"})
+        self.assertEqual(ports["vcan0"], {"port": "vcan0", "bus": "CAN", "state": "up", "bit_rate": 0, "data_bit_rate": 0,
+                                          "driver": "vcan", "recordable": True, "why_not": ""})
+        self.assertEqual(ports["lo"]["bus"], "Ethernet")
+        self.assertRegex(self.text("ports.text"), r"(?m)^vxcan1 +CAN +up +vxcan +yes$")
 
     def test_interface_that_is_not_there_is_named(self):
         self.assertEqual(int(self.text("none.exit")), 2)

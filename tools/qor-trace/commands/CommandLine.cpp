@@ -128,6 +128,7 @@ int RunCommandLine(std::vector<std::string> arguments, const std::string& versio
     AddCompareCommand(app, action);
     AddRecoverCommand(app, action);
     AddInfoCommand(app, action);
+    AddPortsCommand(app, action);
     for (CLI::App* command : app.get_subcommands({})) {
       command->set_version_flag("--version", version);
       RefuseEmptyValues(*command);

@@ -19,5 +19,6 @@ void AddCheckCommand(CLI::App& app, Action& action);
 void AddCompareCommand(CLI::App& app, Action& action);
 void AddRecoverCommand(CLI::App& app, Action& action);
 void AddInfoCommand(CLI::App& app, Action& action);
+void AddPortsCommand(CLI::App& app, Action& action);
 
 }  // namespace client
