@@ -45,7 +45,7 @@ class Selection : public RecordSink {
 
   /// Says when the stream begins, before its first record is taken.
   /// @param times  of the records, if bounds are in UTC
-  void BeginAt(unsigned long time, const TimeBase& times = {}) { Cut.BeginAt(time, times); }
+  void BeginAt(unsigned long time, const TimeBase& times = kUnknownTimes) { Cut.BeginAt(time, times); }
   /// The losses that concern what is selected, as far as that is known by now; channels keep their numbers. An expression leaves
   /// none out: what was lost might have matched.
   [[nodiscard]] std::vector<Loss> Concerned(const std::vector<Loss>& losses) const;

@@ -28,4 +28,7 @@ struct TimeBase {
   long SinceStart(unsigned long time) const { return static_cast<long>(time - Start); }
 };
 
+/// Of a recording whose moment isn't known.
+inline constexpr TimeBase kUnknownTimes{};
+
 }  // namespace client

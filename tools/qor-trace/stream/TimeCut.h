@@ -52,7 +52,7 @@ class TimeCut : public RecordSink {
 
   /// Says when the stream begins, before its first record is taken.
   /// @param times  of the records, for bounds in UTC
-  void BeginAt(unsigned long time, const TimeBase& times = {}) {
+  void BeginAt(unsigned long time, const TimeBase& times = kUnknownTimes) {
     Start = time;
     Range.emplace(Bounds.From ? PlaceOf(*Bounds.From, times) : 0, Bounds.To ? PlaceOf(*Bounds.To, times) : kNever);
     // A record that is older than the first one is as much from the beginning on.

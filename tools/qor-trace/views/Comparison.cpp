@@ -16,7 +16,7 @@ void Add(Counts& sums, const Counts& more) {
 
 }  // namespace
 
-Comparison::Comparison(ComparisonPlan plan) : Asked(std::move(plan)) {}
+Comparison::Comparison(const ComparisonPlan& plan) : Asked(plan) {}
 
 std::optional<Side> Comparison::Wanted() const {
   if (Fronts[Side::A].Ended && Fronts[Side::B].Ended) return std::nullopt;

@@ -64,7 +64,7 @@ class Comparison {
  public:
   using ChannelKey = std::pair<unsigned int, unsigned char>;  // number (0 where numbers don't count), bus
 
-  explicit Comparison(ComparisonPlan plan);
+  explicit Comparison(const ComparisonPlan& plan);
   Comparison(const Comparison&) = delete;
   Comparison& operator=(const Comparison&) = delete;
 
