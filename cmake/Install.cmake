@@ -7,6 +7,7 @@
 #   include/qor_api_trace.h            the C interface
 #   include/qor_api_trace/             the C++ headers, by the names that they have in src/
 #   include/qor-sim/qor_sim.h          the simulator's own calls
+#   bin/qor-trace-capture              opens capture sockets for it where it may not itself
 #   bin/qor-trace                      the client; it uses the simulator and finds it by its run path
 #   share/man, share/doc
 include(CMakePackageConfigHelpers)
@@ -51,7 +52,7 @@ install(EXPORT qor_api_trace NAMESPACE qor_api_trace:: DESTINATION ${package_dir
 if(TARGET qor-trace)
   set_target_properties(qor-trace PROPERTIES INSTALL_RPATH
                         "$ORIGIN/../${CMAKE_INSTALL_LIBDIR};$ORIGIN/../${simulator_dir}")
-  install(TARGETS qor-trace RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
+  install(TARGETS qor-trace qor-trace-capture RUNTIME DESTINATION ${CMAKE_INSTALL_BINDIR})
 endif()
 
 include(cmake/Manual.cmake)

@@ -5,6 +5,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "PacketDoor.h"
 #include "qor_api.h"
 
 namespace qor_linux {
@@ -20,8 +21,17 @@ struct Obstacle {
   std::string Why = {};
 };
 
+Obstacle PacketObstacle(Kernel& kernel) {
+  const int error = -kernel.CaptureWorks();
+  if (error == 0) return {};
+  if (error == EPERM || error == EACCES)
+    return {QOR_SIM_OBSTACLE_RIGHTS, "capturing takes a right; give it with \"" + PacketRightsCommand() + "\""};
+  return {QOR_SIM_OBSTACLE_KERNEL, "the kernel has no packet sockets (sudo modprobe af_packet)"};
+}
+
 Obstacle ObstacleOf(const Link& link, Kernel& kernel) {
-  if (!IsCan(link)) return {QOR_SIM_OBSTACLE_KIND, "it is no CAN interface"};
+  if (IsEthernet(link)) return PacketObstacle(kernel);
+  if (!IsCan(link)) return {QOR_SIM_OBSTACLE_KIND, "it is neither CAN nor Ethernet"};
   const int error = -kernel.CanWorks();
   if (error == 0) return {};
   if (error == EPERM || error == EACCES) return {QOR_SIM_OBSTACLE_RIGHTS, "this program may not open CAN interfaces"};

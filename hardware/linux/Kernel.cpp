@@ -16,6 +16,8 @@
 #include <chrono>
 #include <system_error>
 
+#include "PacketDoor.h"
+
 namespace qor_linux {
 namespace {
 
@@ -73,6 +75,13 @@ class MachineKernel final : public Kernel {
 
   int CanWorks() override {
     const int opened = socket(PF_CAN, SOCK_RAW | SOCK_CLOEXEC, CAN_RAW);
+    if (opened < 0) return -errno;
+    close(opened);
+    return 0;
+  }
+
+  int CaptureWorks() override {
+    const int opened = OpenPacketDoor();
     if (opened < 0) return -errno;
     close(opened);
     return 0;

@@ -59,6 +59,8 @@ class Kernel {
   virtual int OpenCan(const CanSocketSettings& settings) = 0;
   /// Can there be CAN sockets? 0 or an errno with its sign changed.
   virtual int CanWorks() = 0;
+  /// Can Ethernet be captured? Likewise.
+  virtual int CaptureWorks() = 0;
   virtual void Close(int socket) = 0;
   /// Takes what has arrived, up to the size of the batch, without waiting. The number of messages.
   virtual int Receive(int socket, std::span<Message> batch) = 0;

@@ -306,6 +306,10 @@ std::shared_ptr<Port> MakeSocketCan(const SourceText& source, const PortContext&
   return qor_linux::MakeSocketCan(source, context.Instance);
 }
 
+std::shared_ptr<Port> MakePacket(const SourceText& source, const PortContext& context) {
+  return qor_linux::MakePacket(source, context.Instance);
+}
+
 struct Kind {
   std::string_view Name;
   std::shared_ptr<Port> (*Make)(const SourceText&, const PortContext&);
@@ -319,6 +323,7 @@ constexpr Kind kKinds[] = {
     {"ethernet", MakeSynthetic<kEthernet>, ExpandSynthetic<kEthernet>},
     {"flexray", MakeSynthetic<kFlexRay>, ExpandSynthetic<kFlexRay>},
     {"lin", MakeSynthetic<kLin>, ExpandSynthetic<kLin>},
+    {"packet", MakePacket, qor_linux::ExpandPacket},
     {"pcap", MakePcap, ExpandPcap},
     {"script", MakeScript, ExpandScript, true},
     {"socketcan", MakeSocketCan, qor_linux::ExpandSocketCan},

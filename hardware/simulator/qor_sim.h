@@ -1,5 +1,5 @@
 /*
- * qor_sim.h - simulated bus interfaces for machines without the hardware, and the machine's own CAN interfaces.
+ * qor_sim.h - simulated bus interfaces for machines without the hardware, and the machine's own CAN and Ethernet interfaces.
  *
  * The simulator is a libqor_api.so.2 that answers the calls of hardware/qor_api.h, plus the calls below by which a
  * client opens ports, sees what became of their traffic, and scripts failures in tests.
@@ -20,6 +20,7 @@
  *   csv:PATH[?...]        replay of LIN or FlexRay traffic from lines "timestamp_ns,channel,kind,flags,id,cycle,crc,data";
  *                         docs/simulator.md has kinds and flags
  *   socketcan:NAME[?...]  a CAN interface of this machine; the NAME alone does as well
+ *   packet:NAME[?...]     an Ethernet interface of this machine, likewise
  *   script[?...]          a port that does what the Qor_Sim_Script_* calls say; for tests
  *
  *   can, lin, flexray, ethernet, vehicle: seed=N (1)  duration=TIME (endless)
@@ -34,6 +35,8 @@
  *             out, see Qor_Sim_GetSkippedLine)
  *   socketcan: id=ID[:MASK][,...] (all frames; hexadecimal)  buffer=ITEMS as below
  *             socket_buffer=BYTES (8388608; of the kernel, which may grant less)
+ *   packet:   filter=EXPRESSION (all frames; libpcap's syntax)  promisc=on|off (on)  ring=BYTES (16777216; capture buffer, in
+ *             the kernel)  fanout=N (1; to 64: the frames are dealt out among N ports, see Qor_Sim_ExpandSource)
  *   all that is simulated: clock=own|utc (own; utc: timestamps are UTC, for a trace with interfaces of this machine; speed=1 only)
  *   all simulated but script: speed=FACTOR|max (1; 0.001 to 1000000; max: as fast as polls drain it)
  *             buffer=ITEMS (100000; capture buffer, 1 to 100000000)
@@ -181,7 +184,8 @@ unsigned int Qor_Sim_GetSkippedLine(unsigned int portHandle, unsigned int index,
 /** What can happen to an interface of this machine. */
 enum {
   QOR_SIM_NOTICE_GONE = 1, /* it receives nothing from here on: down, gone, or off the bus */
-  QOR_SIM_NOTICE_BACK = 2  /* it receives again */
+  QOR_SIM_NOTICE_BACK = 2, /* it receives again */
+  QOR_SIM_NOTICE_CUT = 3   /* its frames are longer than an item can hold, and are cut; told once */
 };
 
 typedef struct Qor_Sim_Notice_t {

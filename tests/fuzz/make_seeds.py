@@ -456,6 +456,18 @@ def linux_can_seeds():
     write("linux_can", "cut-control", socket_message(classic_frame(1, b""), stamped[:-9]))
 
 
+def linux_packet_seeds():
+    def packet(data, last, status=0, tag=0):
+        size = (68 + len(data) + 15) // 16 * 16
+        head = struct.pack("<IIIIIIHHIIHxx8x", 0 if last else size, 1700000000, 7, len(data), len(data), status, 68, 82, 0, tag, 0x8100)
+        return (head + struct.pack("<HHiHBB8s", 17, 3, 2, 1, 4, 6, bytes(8)) + data).ljust(size, b"\0")
+
+    packets = packet(bytes(60), False) + packet(bytes(range(100)), True, 0x50, 100)
+    block = struct.pack("<IIIIIIQIIII", 1, 0, 1, 2, 48, 48 + len(packets), 1, 0, 0, 0, 0) + packets
+    write("linux_packet", "two", block)
+    write("linux_packet", "cut-off", block[:-30])
+
+
 def linux_links_seeds():
     def attribute(kind, content):
         return struct.pack("<HH", 4 + len(content), kind) + content + bytes(-len(content) % 4)
@@ -666,6 +678,7 @@ if __name__ == "__main__":
     asc_input_seeds()
     linux_can_seeds()
     linux_links_seeds()
+    linux_packet_seeds()
     source_seeds()
     candump_seeds()
     csv_seeds()

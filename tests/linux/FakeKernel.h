@@ -71,6 +71,7 @@ class FakeKernel final : public qor_linux::Kernel {
     ++Open;
     return 100;
   }
+  int CaptureWorks() override { return -CaptureError; }
   int CanWorks() override { return -CanError; }
   void Close(int) override {
     const std::lock_guard lock(Guard);
@@ -126,6 +127,7 @@ class FakeKernel final : public qor_linux::Kernel {
   // Set before a thread looks.
   int OpenError = 0;
   int CanError = 0;
+  int CaptureError = 0;
   int Up = 1;
   std::optional<uint32_t> DroppedByNow = 0;
   qor_linux::CanSocketSettings Asked;

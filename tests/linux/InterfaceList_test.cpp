@@ -51,6 +51,20 @@ TEST(InterfaceList, ObstacleIsNamed) {
   EXPECT_EQ(Listed(tunnel, kernel).Type, 0u);
 }
 
+TEST(InterfaceList, EthernetNeedsTheRightToCapture) {
+  FakeKernel kernel;
+  Link link = CanLink();
+  for (const unsigned short type :
+       {static_cast<unsigned short>(ARPHRD_ETHER), static_cast<unsigned short>(ARPHRD_LOOPBACK)}) {
+    link.Type = type;
+    EXPECT_EQ(Listed(link, kernel).Type, unsigned{QOR_INTERFACE_ETHERNET});
+    EXPECT_EQ(Listed(link, kernel).Obstacle, unsigned{QOR_SIM_OBSTACLE_NONE});
+  }
+  kernel.CaptureError = EPERM;
+  EXPECT_EQ(Listed(link, kernel).Obstacle, unsigned{QOR_SIM_OBSTACLE_RIGHTS});
+  EXPECT_NE(std::string(Listed(link, kernel).Why).find("sudo setcap cap_net_raw+ep "), std::string::npos);
+}
+
 TEST(InterfaceList, StateOfTheControllerIsTold) {
   Link link = CanLink();
   const std::pair<CanState, const char*> states[] = {{CanState::ErrorActive, "up"},

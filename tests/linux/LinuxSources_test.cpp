@@ -10,7 +10,8 @@ namespace {
 
 std::string Refusal(const std::string& text) {
   try {
-    qor_linux::ExpandSocketCan(ParseSource(text));
+    const auto source = ParseSource(text);
+    source.Kind == "packet" ? qor_linux::ExpandPacket(source) : qor_linux::ExpandSocketCan(source);
   } catch (const qor_sim::Error& error) {
     EXPECT_EQ(error.Code(), unsigned{QOR_SIM_ERROR_SOURCE}) << text;
     return error.what();
@@ -30,7 +31,18 @@ TEST(LinuxSources, WhatIsWrongWithASourceIsSaid) {
   EXPECT_NE(Refusal("socketcan:a-name-that-is-too-long").find("15 characters"), std::string::npos);
   EXPECT_NE(Refusal("socketcan:can0?speed=2").find("no option \"speed\""), std::string::npos);
   EXPECT_NE(Refusal("socketcan:can0?id=nonsense").find("\"nonsense\""), std::string::npos);
+  EXPECT_NE(Refusal("packet:eth0?promisc=maybe").find("promisc"), std::string::npos);
+  EXPECT_NE(Refusal("packet:eth0?filter=no filter").find("\"no filter\""), std::string::npos);
+  EXPECT_NE(Refusal("packet:eth0?fanout=2&share=3").find("share"), std::string::npos);
   EXPECT_NE(Refusal("socketcan:can0?buffer=0").find("buffer"), std::string::npos);
+}
+
+TEST(LinuxSources, FanoutBecomesASourceForEachShare) {
+  EXPECT_EQ(qor_linux::ExpandPacket(ParseSource("packet:eth0?fanout=2&promisc=off")),
+            (std::vector<std::string>{"packet:eth0?fanout=2&promisc=off&share=1",
+                                      "packet:eth0?fanout=2&promisc=off&share=2"}));
+  EXPECT_EQ(qor_linux::ExpandPacket(ParseSource("packet:eth0")), std::vector<std::string>{"packet:eth0"});
+  EXPECT_THROW(qor_linux::MakePacket(ParseSource("packet:eth0?fanout=2"), 1), qor_sim::Error);
 }
 
 TEST(LinuxSources, InterfaceThatIsNotThereCannotBeOpened) {

@@ -44,6 +44,7 @@ TEST(OpenPort, RefusesMalformedSourcesWithASentence) {
       {"", "The source \"\" names no kind, such as can or candump."},
       {"usb",
        "There is no kind of source and no interface \"usb\"; there are can, candump, csv, ethernet, flexray, lin, "
+       "packet, "
        "pcap, "
        "socketcan, vehicle."},
       {"can:file", "A source of the kind can takes no file."},

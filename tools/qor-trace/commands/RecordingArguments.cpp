@@ -17,6 +17,7 @@ const char* const kSourceHelp =
     "  pcap:PATH or PATH.pcap[ng]    replay of an Ethernet capture\n"
     "  csv:PATH or PATH.csv          replay of LIN and FlexRay: bus=lin|flexray, channel=N, bitrate=N (of LIN, 19200)\n"
     "  NAME or socketcan:NAME        a CAN interface of this machine: id=ID[:MASK][,...] in hexadecimal, buffer=ITEMS\n"
+    "  NAME or packet:NAME           an Ethernet interface: filter=EXPRESSION, promisc=off, ring=BYTES, fanout=N\n"
     "\n"
     "Replays take origin=file|absolute (times) and direction=rx|tx (where the file doesn't say). Options go after '?' "
     "and are joined by '&'; simulated ones take speed=FACTOR|max, buffer=ITEMS and gone=TIME. A recording of several "

@@ -42,7 +42,7 @@ bool IsSynthetic(const std::string& kind) { return IsOneOf(kind, {"can", "lin", 
 
 /// Interfaces of this machine: one of their kinds, or just a name.
 bool IsReal(const Parts& parts) {
-  if (IsOneOf(parts.Kind, {"socketcan"})) return true;
+  if (IsOneOf(parts.Kind, {"socketcan", "packet"})) return true;
   return parts.Path.empty() && !IsSynthetic(parts.Kind) && !IsOneOf(parts.Kind, {"candump", "csv", "pcap", "script"});
 }
 
@@ -119,7 +119,10 @@ std::string Expand(const Source& source) {
 
 /// What distinguishes one of several buses of the same source: " (can1)", " (lin)"; empty for a single one.
 std::string Difference(const Parts& whole, const Parts& one) {
-  if (IsReal(one)) return "";
+  if (IsReal(one)) {
+    const auto share = Option(one.Options, "share");
+    return share && !Option(whole.Options, "share") ? fmt::format(" ({})", *share) : "";
+  }
   if (one.Kind != whole.Kind) return fmt::format(" ({})", one.Kind);
   for (const char* option : {"interface", "channel", "bus"}) {
     const auto value = Option(one.Options, option);
