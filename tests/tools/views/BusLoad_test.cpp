@@ -10,7 +10,7 @@ namespace {
 template <class... Item>
 BusLoad LoadOf(const BitRates& rates, const Item&... items) {
   BusLoad load;
-  const auto add = [&](const Bytes& record) { load.Add(ViewOf(record), rates); };
+  const auto add = [&](const Bytes& record) { load.Add(ViewOf(record), BitTimes(rates)); };
   (add(RecordOf(items)), ...);
   return load;
 }

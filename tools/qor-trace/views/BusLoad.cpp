@@ -22,6 +22,9 @@ constexpr unsigned int kFlexRayFixedBytes = 5 + 3;       // header, frame CRC
 constexpr unsigned int kEthernetEdgeBytes = 8 + 4 + 12;  // preamble, CRC, gap
 constexpr unsigned int kEthernetSmallestFrame = 60;
 
+/// ns
+constexpr double BitTime(unsigned long bitRate) { return 1e9 / static_cast<double>(bitRate); }
+
 unsigned int LinBits(const LinView& lin) {
   switch (lin.Kind()) {
     case RecordKind::LinEvent:
@@ -67,46 +70,48 @@ const char* LaneName(unsigned char busType, size_t lane) {
   return "bus";
 }
 
-void BusLoad::Add(const RecordView& record, const BitRates& rates) {
+BitTimes::BitTimes(const BitRates& rates)
+    : CanNominal(BitTime(rates.CanNominal)), CanData(BitTime(rates.CanData)), Ethernet(BitTime(rates.Ethernet)) {}
+
+void BusLoad::Add(const RecordView& record, const BitTimes& times) {
   if (!record.IsWellFormed()) return;
   switch (record.Bus()) {
     case BusType_Can:
-      return AddCan(record.Can(), rates);
+      return AddCan(record.Can(), times);
     case BusType_Lin:
       return AddLin(record.Lin());
     case BusType_FlexRay:
       return AddFlexRay(record.FlexRay());
     default:
-      return AddEthernet(record.Ethernet(), rates);
+      return AddEthernet(record.Ethernet(), times);
   }
 }
 
-void BusLoad::AddCan(const CanView& can, const BitRates& rates) {
+void BusLoad::AddCan(const CanView& can, const BitTimes& times) {
   const CanBits bits = CanBitsOf(can);
-  const double dataBits = bits.Data * static_cast<double>(rates.CanNominal) / static_cast<double>(rates.CanData);
-  AddTime(0, bits.Nominal + dataBits, static_cast<double>(rates.CanNominal));
+  AddTime(0, bits.Nominal * times.CanNominal + bits.Data * times.CanData);
 }
 
 void BusLoad::AddLin(const LinView& lin) {
-  AddTime(0, LinBits(lin), lin.BitTime == 0 ? static_cast<double>(kLinBitRate) : 8e9 / lin.BitTime);
+  AddTime(0, LinBits(lin) * (lin.BitTime == 0 ? BitTime(kLinBitRate) : lin.BitTime / 8.0));
 }
 
 void BusLoad::AddFlexRay(const FlexRayView& flexRay) {
   if (!flexRay.IsFrame()) return;
   const unsigned int bits = kFlexRayEdgeBits + kFlexRayByteBits * (kFlexRayFixedBytes + flexRay.PayloadBytes());
   for (size_t lane = 0; lane < kMostLanes; ++lane)
-    if (IsOnLane(flexRay, lane)) AddTime(lane, bits, static_cast<double>(kFlexRayBitRate));
+    if (IsOnLane(flexRay, lane)) AddTime(lane, bits * BitTime(kFlexRayBitRate));
 }
 
-void BusLoad::AddEthernet(const EthernetView& ethernet, const BitRates& rates) {
+void BusLoad::AddEthernet(const EthernetView& ethernet, const BitTimes& times) {
   if (!IsFrame(ethernet.Kind())) return;
   const unsigned int bytes = kEthernetEdgeBytes + std::max<unsigned int>(ethernet.FrameLength, kEthernetSmallestFrame);
-  AddTime(ethernet.Has(QOR_TRACE_ETHERNET_TRANSMITTED) ? 1 : 0, 8 * bytes, static_cast<double>(rates.Ethernet));
+  AddTime(ethernet.Has(QOR_TRACE_ETHERNET_TRANSMITTED) ? 1 : 0, 8 * bytes * times.Ethernet);
 }
 
-void BusLoad::AddTime(size_t lane, double bits, double bitRate) {
-  if (bits <= 0) return;
-  Lanes[lane].Time += bits * 1e9 / bitRate;
+void BusLoad::AddTime(size_t lane, double time) {
+  if (time <= 0) return;
+  Lanes[lane].Time += time;
   ++Lanes[lane].Frames;
 }
 

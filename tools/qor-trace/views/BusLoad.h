@@ -21,6 +21,15 @@ struct BitRates {
   unsigned long Ethernet = 100000000;
 };
 
+/// How long a bit takes at these rates, ns.
+struct BitTimes {
+  explicit BitTimes(const BitRates& rates);
+
+  double CanNominal;
+  double CanData;
+  double Ethernet;
+};
+
 /// "500k" -> 500000. Digits, perhaps a fraction, then nothing or one of k, M, G (powers of 1000).
 /// @return bit/s, at least 1; nothing for another text or more than 64 bits
 [[nodiscard]] std::optional<unsigned long> ParseBitRate(std::string_view text);
@@ -41,18 +50,18 @@ inline constexpr size_t kMostLanes = 2;
 /// a start sequence of nine bits. Ethernet: with preamble, CRC and gap.
 class BusLoad {
  public:
-  void Add(const RecordView& record, const BitRates& rates);
+  void Add(const RecordView& record, const BitTimes& times);
 
   /// @param span  ns, from the start of the first frame to that of the last one
   /// @return      percent; nothing without a frame or for one at a single moment. More than 100 when the bit rate is wrong.
   [[nodiscard]] std::optional<double> Percent(size_t lane, unsigned long span) const;
 
  private:
-  void AddCan(const CanView& can, const BitRates& rates);
+  void AddCan(const CanView& can, const BitTimes& times);
   void AddLin(const LinView& lin);
   void AddFlexRay(const FlexRayView& flexRay);
-  void AddEthernet(const EthernetView& ethernet, const BitRates& rates);
-  void AddTime(size_t lane, double bits, double bitRate);
+  void AddEthernet(const EthernetView& ethernet, const BitTimes& times);
+  void AddTime(size_t lane, double time);
 
   struct Busy {
     double Time = 0;  // ns

@@ -66,7 +66,7 @@ bool Summary::Take(const RecordView& record) {
   if (!channel.BusType) channel.BusType = record.Bus();
   Extend(channel.Times, record.Timestamp(), channel.Counted.Entries == 0);
   Count(channel.Counted, record);
-  channel.Load.Add(record, Rates);
+  channel.Load.Add(record, Bits);
   if (!record.HasOverrunMark()) return true;
   Extend(channel.OverrunTimes, record.Timestamp(), channel.Counted.Overruns == 0);
   ++channel.Counted.Overruns;

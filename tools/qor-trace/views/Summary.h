@@ -51,7 +51,7 @@ struct ChannelSummary {
 
 class Summary : public RecordSink {
  public:
-  explicit Summary(const BitRates& rates = {}) : Rates(rates) {}
+  explicit Summary(const BitRates& rates = {}) : Rates(rates), Bits(rates) {}
 
   /// Names the source of a channel; entries of channels without a name are counted all the same.
   void NameChannel(unsigned int channel, std::string source);
@@ -101,6 +101,7 @@ class Summary : public RecordSink {
   [[nodiscard]] std::map<unsigned char, BusSummary> Buses() const;
 
   const BitRates Rates;
+  const BitTimes Bits;
   TimeFormat Format = TimeFormat::Relative;
   TimeBase Moment;
   std::map<unsigned int, ChannelSummary> Channels;
