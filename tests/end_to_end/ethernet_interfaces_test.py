@@ -188,7 +188,7 @@ class EthernetInterfaces(ClientTest):
 
     def wait_for_loss(self, count):
         description = self.folder / "rec.bin.json.part"
-        self.wait_until(lambda: len(json.loads(description.read_text())["losses"]) >= count, "a loss")
+        self.wait_until(lambda: len(json.loads(description.read_text() or '{"losses": []}')["losses"]) >= count, "a loss")
 
     def wait_for_frame(self, data):
         self.wait_until(lambda: self.try_to_send("veth1", self.frame(data)) and self.has_come(data), data.decode())

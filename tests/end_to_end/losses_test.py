@@ -22,6 +22,12 @@ def times_of(entries, channel):
     return sorted(moment for number, moment in entries if number == channel)
 
 
+def losses_in(description):
+    """Of a description that is being written: there may be nothing in it yet."""
+    text = description.read_text() if description.exists() else ""
+    return json.loads(text)["losses"] if text else []
+
+
 class LossesTest(ClientTest):
     # Each channel has an entry at a time only once, so times tell which ones are missing.
     SOURCES = ("can?seed=1&duration=40s", "can?seed=2&duration=40s&load=60", "lin?duration=40s")
@@ -39,7 +45,7 @@ class LossesTest(ClientTest):
 
     def lost_so_far(self):
         part = self.folder / "a.bin.json.part"
-        return sum(loss["count"] or 0 for loss in json.loads(part.read_text())["losses"]) if part.exists() else 0
+        return sum(loss["count"] or 0 for loss in losses_in(part))
 
     def record_and_hold(self, *outputs):
         """Records with small capture buffers; holds the process again and again, each time until that has cost something. Gives the
@@ -156,7 +162,7 @@ class GoneInterface(LossesTest):
         """At its own speed, and with more than one channel, which go through a stage that sorts."""
         process = self.start("record", "can?seed=1&gone=1s", "can?seed=2", "-o", "a.bin")
         part = self.folder / "a.bin.json.part"
-        ledger = lambda: json.loads(part.read_text())["losses"] if part.exists() else []
+        ledger = lambda: losses_in(part)
         self.wait_until(lambda: ledger() != [], "the loss in the description")
         since = ledger()[0]["first_time_ns"]
         after = lambda: times_of(entries_of(self.contents("a.bin.part")), 2)[-1:] > [since]
