@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <new>
 #include <utility>
 
 #include "simulator/qor_sim.h"
@@ -32,7 +33,12 @@ CanReceiver::~CanReceiver() {
 
 void CanReceiver::Run() {
   Thread = std::thread([this] {
-    while (!StopRequested) Step();
+    while (!StopRequested) {
+      try {
+        Step();
+      } catch (const std::bad_alloc&) {  // for the words of a notice, which nobody reads then
+      }
+    }
   });
 }
 
@@ -52,10 +58,19 @@ void CanReceiver::Receive() {
       Fail(-count);
       return;
     }
-    for (size_t index = 0; index < static_cast<size_t>(count); ++index) Take(Batch[index]);
+    for (size_t index = 0; index < static_cast<size_t>(count); ++index) TakeOrDrop(Batch[index]);
     if (static_cast<size_t>(count) < Batch.size()) break;
   }
   NoteDropped(Calls.Dropped(Socket), Calls.Now());  // those after which nothing has come yet
+}
+
+/// A frame that there is no memory for is lost, and counted.
+void CanReceiver::TakeOrDrop(const Message& message) {
+  try {
+    Take(message);
+  } catch (const std::bad_alloc&) {
+    Target.NoteDropped(1, Calls.Now());
+  }
 }
 
 void CanReceiver::Take(const Message& message) {
@@ -105,9 +120,9 @@ void CanReceiver::Fail(int error) {
     Clock = {};
     DroppedBefore = 0;
   }
+  IsDown = true;
   Lose(Settings.Interface + (error == ENETDOWN ? " is down" : " is gone") + "; it is recorded as soon as it is up",
        Calls.Now());
-  IsDown = true;
 }
 
 void CanReceiver::LookForInterface() {
@@ -116,8 +131,9 @@ void CanReceiver::LookForInterface() {
 }
 
 void CanReceiver::Lose(std::string what, uint64_t time) {
-  if (std::exchange(IsDeaf, true)) return;
+  if (IsDeaf) return;
   Target.Tell({time, QOR_SIM_NOTICE_GONE, std::move(what)});
+  IsDeaf = true;
 }
 
 void CanReceiver::Regain(std::string what, uint64_t time) {

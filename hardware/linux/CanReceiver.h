@@ -36,6 +36,7 @@ class CanReceiver {
 
  private:
   void Receive();
+  void TakeOrDrop(const Message& message);
   void Take(const Message& message);
   uint64_t TimeOf(const Ancillary& told);
   void NoteDropped(std::optional<uint32_t> dropped, uint64_t before);

@@ -9,9 +9,9 @@ using qor_sim::Lock;
 
 void Inbox::Offer(const qor_sim::Item& item) {
   const Lock lock(Guard);
+  Buffer.Offer(item);
   Latest = std::max(Latest, item.Timestamp);
   ++Offered;
-  Buffer.Offer(item);
 }
 
 void Inbox::NoteDropped(uint64_t count, uint64_t before) {

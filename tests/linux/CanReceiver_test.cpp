@@ -3,6 +3,9 @@
 #include <gtest/gtest.h>
 #include <linux/can/error.h>
 
+#include <new>
+#include <utility>
+
 #include "FakeKernel.h"
 #include "qor_api.h"
 #include "simulator/qor_sim.h"
@@ -70,7 +73,32 @@ using Texts = std::vector<std::string>;
 
 const std::string kDown = "gone: can0 is down; it is recorded as soon as it is up";
 
+/// Has no memory for the first frame.
+class ExhaustedKernel final : public FakeKernel {
+ public:
+  uint64_t Now() override {
+    if (std::exchange(Exhausted, false)) throw std::bad_alloc();
+    return FakeKernel::Now();
+  }
+
+ private:
+  bool Exhausted = true;
+};
+
 }  // namespace
+
+TEST(CanReceiver, FrameThatThereIsNoMemoryForIsLostAndTheNextOneCome) {
+  ExhaustedKernel kernel;
+  Inbox target{1000};
+  CanReceiver receiver(kernel, {"can0"}, kernel.OpenCan({"can0"}), target);
+  kernel.Arrive(FrameMessage(0x100, {1, 2}));  // without a time of the kernel's
+  kernel.Arrive(FrameMessage(0x101, {1, 2}));
+  receiver.Step();
+  const Qor_Sim_Status_t status = target.Status();
+  EXPECT_EQ(status.Offered, 2U);
+  EXPECT_EQ(status.Lost, 1U);
+  EXPECT_EQ(status.Buffered, 1U);
+}
 
 TEST_F(CanReceiverTest, FramesHaveTheTimesOfTheKernel) {
   Arrive(0x100, 10);

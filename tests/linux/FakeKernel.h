@@ -62,7 +62,7 @@ inline void AddTimes(qor_linux::Message& message, uint64_t software, uint64_t ha
 inline void AddDropped(qor_linux::Message& message, uint32_t dropped) { AddControl(message, SO_RXQ_OVFL, dropped); }
 
 /// Threads: any.
-class FakeKernel final : public qor_linux::Kernel {
+class FakeKernel : public qor_linux::Kernel {
  public:
   int OpenCan(const qor_linux::CanSocketSettings& settings) override {
     const std::lock_guard lock(Guard);
