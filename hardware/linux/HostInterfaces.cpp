@@ -8,29 +8,15 @@
 #include <net/if_arp.h>
 #include <sys/ioctl.h>
 #include <sys/socket.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <iterator>
 #include <new>
 
+#include "Descriptor.h"
+
 namespace qor_linux {
 namespace {
-
-/// A socket for the length of a scope.
-class Socket {
- public:
-  Socket(int family, int type, int protocol) : Descriptor(socket(family, type | SOCK_CLOEXEC, protocol)) {}
-  ~Socket() {
-    if (Descriptor >= 0) close(Descriptor);
-  }
-  Socket(const Socket&) = delete;
-  Socket& operator=(const Socket&) = delete;
-  int Get() const { return Descriptor; }
-
- private:
-  int Descriptor;
-};
 
 bool AskForLinks(int netlink) {
   struct {
@@ -45,7 +31,7 @@ bool AskForLinks(int netlink) {
 }
 
 bool AskDriver(const std::string& name, void* question) {
-  const Socket any(AF_INET, SOCK_DGRAM, 0);
+  const Descriptor any(socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0));
   ifreq request{};
   name.copy(request.ifr_name, sizeof request.ifr_name - 1);
   request.ifr_data = static_cast<char*>(question);
@@ -55,7 +41,7 @@ bool AskDriver(const std::string& name, void* question) {
 }  // namespace
 
 std::vector<Link> HostLinks() {
-  const Socket netlink(AF_NETLINK, SOCK_RAW, NETLINK_ROUTE);
+  const Descriptor netlink(socket(AF_NETLINK, SOCK_RAW | SOCK_CLOEXEC, NETLINK_ROUTE));
   std::vector<Link> links;
   if (netlink.Get() < 0 || !AskForLinks(netlink.Get())) return links;
   std::vector<unsigned char> answer(1u << 16);

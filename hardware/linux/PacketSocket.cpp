@@ -13,6 +13,7 @@
 #include <cerrno>
 #include <utility>
 
+#include "Descriptor.h"
 #include "Kernel.h"
 #include "PacketDoor.h"
 
@@ -28,21 +29,6 @@ template <class Value>
 bool SetOption(int socket, int name, const Value& value) {
   return setsockopt(socket, SOL_PACKET, name, &value, sizeof value) == 0;
 }
-
-/// A file descriptor, closed at the end.
-class Descriptor {
- public:
-  explicit Descriptor(int descriptor) : Number(descriptor) {}
-  ~Descriptor() {
-    if (Number >= 0) close(Number);
-  }
-  Descriptor(Descriptor&& other) noexcept : Number(std::exchange(other.Number, -1)) {}
-  Descriptor& operator=(Descriptor&&) = delete;
-  int Get() const { return Number; }
-
- private:
-  int Number;
-};
 
 unsigned int BlocksOf(size_t bytes) { return static_cast<unsigned int>(std::max(bytes / kBlockBytes, kLeastBlocks)); }
 

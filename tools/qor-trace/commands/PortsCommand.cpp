@@ -30,8 +30,9 @@ std::vector<Interface> Interfaces() {
 }
 
 const char* BusOf(const Interface& interface) {
-  if (interface.Type == 4) return "CAN";
-  return interface.Type == 14 ? "Ethernet" : "";
+  constexpr unsigned int kCan = 4, kEthernet = 14;  // as qor_sim.h has them
+  if (interface.Type == kCan) return "CAN";
+  return interface.Type == kEthernet ? "Ethernet" : "";
 }
 
 std::string RatesOf(const Interface& interface) {
