@@ -5,7 +5,7 @@ if(QOR_WERROR)
 endif()
 if(CMAKE_CXX_COMPILER_ID MATCHES "Clang")
   # Locks say what they guard (internal/Mutex.h); clang checks it.
-  add_compile_options($<$<COMPILE_LANGUAGE:CXX>:-Wthread-safety>)
+  add_compile_options("$<$<COMPILE_LANGUAGE:CXX>:-Wthread-safety;-Wzero-as-null-pointer-constant;-Wsuggest-override>")
 endif()
 if(QOR_SANITIZE)
   # -g1: line numbers for the reports, without the time that whole debug information takes

@@ -24,8 +24,7 @@ struct Obstacle {
 Obstacle PacketObstacle(Kernel& kernel) {
   const int error = -kernel.CaptureWorks();
   if (error == 0) return {};
-  if (error == EPERM || error == EACCES)
-    return {QOR_SIM_OBSTACLE_RIGHTS, "capturing takes a right; give it with \"" + PacketRightsCommand() + "\""};
+  if (error == EPERM || error == EACCES) return {QOR_SIM_OBSTACLE_RIGHTS, PacketRightsAdvice()};
   return {QOR_SIM_OBSTACLE_KERNEL, "the kernel has no packet sockets (sudo modprobe af_packet)"};
 }
 

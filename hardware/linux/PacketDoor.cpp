@@ -59,6 +59,15 @@ int AskHelper(const std::string& helper) {
   return descriptor;
 }
 
+/// As it stands where it can; else in quotes.
+std::string ShellWord(const std::string& word) {
+  constexpr const char* kPlain = "abcdefghijklmnopqrstuvwxyzABCDEFGHIJKLMNOPQRSTUVWXYZ0123456789/._+-";
+  if (word.find_first_not_of(kPlain) == std::string::npos) return word;
+  std::string quoted = "'";
+  for (const char letter : word) quoted += letter == '\'' ? std::string("'\\''") : std::string(1, letter);
+  return quoted + '\'';
+}
+
 }  // namespace
 
 std::string PacketHelper() { return OwnFolder() + kHelper; }
@@ -72,6 +81,12 @@ int OpenPacketDoor() {
   return passed;
 }
 
-std::string PacketRightsCommand() { return "sudo setcap cap_net_raw+ep " + PacketHelper(); }
+std::string PacketRightsAdvice(const std::string& helper) {
+  const std::string need = "capturing takes a right";
+  if (access(helper.c_str(), X_OK) == 0)
+    return need + "; give it with \"sudo setcap cap_net_raw+ep " + ShellWord(helper) + "\"";
+  if (errno == EACCES) return need + "; it comes with " + helper + ", which this user may not run";
+  return need + " that root has, and there is no " + helper + " that could be given it";
+}
 
 }  // namespace qor_linux

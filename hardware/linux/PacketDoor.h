@@ -12,7 +12,8 @@ std::string PacketHelper();
 /// EPERM when neither may.
 int OpenPacketDoor();
 
-/// What gives the right, in a shell.
-std::string PacketRightsCommand();
+/// What a user can do who may not capture: a sentence without a full stop, with the command that gives the right, in a shell.
+/// @param helper  path of the helper
+std::string PacketRightsAdvice(const std::string& helper = PacketHelper());
 
 }  // namespace qor_linux

@@ -22,7 +22,7 @@ std::string WhyNot(const std::string& interface, int error) {
       return "there is no interface " + interface;
     case EPERM:
     case EACCES:
-      return "capturing takes a right; give it with \"" + PacketRightsCommand() + "\"";
+      return PacketRightsAdvice();
     default:
       return std::strerror(error);
   }

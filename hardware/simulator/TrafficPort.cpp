@@ -1,5 +1,6 @@
 #include "TrafficPort.h"
 
+#include <chrono>
 #include <cstring>
 #include <limits>
 #include <string>
@@ -10,8 +11,10 @@
 namespace qor_sim {
 namespace {
 
-// Items. A source that can't keep up with its speed falls behind rather than keep its port busy without end.
-constexpr unsigned int kMostPerCapture = 1'000'000;
+// A source that can't keep up with its speed falls behind rather than keep its port busy without end.
+constexpr unsigned int kMostPerCapture = 1'000'000;  // items
+constexpr std::chrono::seconds kLongestCapture{2};
+constexpr unsigned int kItemsBetweenLooks = 256;  // at the time
 
 constexpr size_t kLoggedCommands = 0;  // a port may be polled for days
 
@@ -60,7 +63,9 @@ void TrafficPort::Capture() {
   const uint64_t elapsed = Time.Elapsed();
   const uint64_t now = Pace->SourceTime(elapsed);
   const uint64_t utcOffset = Stamps == StampClock::Utc ? Time.Utc() - elapsed : 0;
+  const auto end = std::chrono::steady_clock::now() + kLongestCapture;
   for (unsigned int count = 0; count < kMostPerCapture; ++count) {
+    if (count % kItemsBetweenLooks == kItemsBetweenLooks - 1 && std::chrono::steady_clock::now() > end) return;
     const Item* item = Source->Peek();
     if (item == nullptr || item->Due > now || !ComesThrough(*item)) return;
     Offer(*item, utcOffset);

@@ -321,6 +321,36 @@ unsigned int Qor_Sim_GetCommand(unsigned int portHandle, unsigned int index, Qor
 /** Connections made by Qor_OpenInterface2 that are not closed, over all ports. */
 unsigned int Qor_Sim_OpenConnections(void);
 
+/*
+ * For a program that also runs with a hardware library that lacks these calls: it defines QOR_SIM_OPTIONAL, and finds null in
+ * their place there.
+ */
+#if defined(QOR_SIM_OPTIONAL)
+#pragma weak Qor_Sim_ErrorText
+#pragma weak Qor_Sim_OpenPort
+#pragma weak Qor_Sim_ClosePort
+#pragma weak Qor_Sim_ExpandSource
+#pragma weak Qor_Sim_GetStatus
+#pragma weak Qor_Sim_GetInterface
+#pragma weak Qor_Sim_SkippedLineCount
+#pragma weak Qor_Sim_GetSkippedLine
+#pragma weak Qor_Sim_NoticeCount
+#pragma weak Qor_Sim_GetNotice
+#pragma weak Qor_Sim_ListInterfaces
+#pragma weak Qor_Sim_ReportCount
+#pragma weak Qor_Sim_GetReport
+#pragma weak Qor_Sim_ClearReports
+#pragma weak Qor_Sim_SuppressReports
+#pragma weak Qor_Sim_SetReportCallback
+#pragma weak Qor_Sim_Script_Response
+#pragma weak Qor_Sim_Script_Pending
+#pragma weak Qor_Sim_Script_Fail
+#pragma weak Qor_Sim_Script_LastError
+#pragma weak Qor_Sim_CommandCount
+#pragma weak Qor_Sim_GetCommand
+#pragma weak Qor_Sim_OpenConnections
+#endif
+
 #if defined(__GNUC__)
 #pragma GCC visibility pop
 #endif

@@ -4,6 +4,7 @@
 #include <memory>
 #include <string_view>
 
+#include "internal/Span.h"
 #include "mdf/BlockTree.h"
 #include "mdf/Bus.h"
 #include "mdf/BusRoot.h"
@@ -40,7 +41,7 @@ MDF::CCBLOCK* Linear(double offset, double factor, const char* unit) {
 }
 
 /// The texts of the values 0, 1, 2, ...; no text for others.
-MDF::CCBLOCK* Texts(std::span<const char* const> texts) {
+MDF::CCBLOCK* Texts(Span<const char* const> texts) {
   NewTree<MDF::CCBLOCK> conversion(new MDF::CCBLOCK(kValueToText, 0, nullptr));
   double value = 0;
   for (const char* text : texts) {

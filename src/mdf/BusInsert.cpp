@@ -4,8 +4,8 @@
 #include <cstddef>
 #include <cstring>
 #include <iterator>
-#include <span>
 
+#include "internal/Span.h"
 #include "mdf/Bus.h"
 #include "mdf/BusRecord.h"
 #include "mdf/BusTables.h"
@@ -147,10 +147,11 @@ unsigned char FlxCycleByte(const FlexRayView& frame, unsigned int channel) {
 constexpr unsigned char kFlxBoth = 2;
 
 /// The channels of a frame, each of which gets a record; none for a code without a meaning.
-std::span<const unsigned char> FlxChannelsOf(const FlexRayView& frame) {
+Span<const unsigned char> FlxChannelsOf(const FlexRayView& frame) {
   static constexpr unsigned char kChannels[] = {0, 1};
   if (frame.Channel > kFlxBoth) return {};
-  return frame.Channel == kFlxBoth ? std::span(kChannels) : std::span(kChannels).subspan(frame.Channel, 1);
+  const Span<const unsigned char> both(kChannels);
+  return frame.Channel == kFlxBoth ? both : both.subspan(frame.Channel, 1);
 }
 
 /// The flags named in kFlxFrame, and two without a name: bit 19, always set, and bit 23, a frame of both channels.

@@ -5,7 +5,8 @@
 #pragma once
 
 #include <array>
-#include <span>
+
+#include "internal/Span.h"
 
 namespace MDF {
 
@@ -32,7 +33,7 @@ struct Field {
   unsigned int Bits;
   ChannelType Type = kFixed;
   DataType Data = kUnsigned;
-  std::span<const char* const> Texts = {};  // of the values 0, 1, 2, ...
+  Span<const char* const> Texts = {};  // of the values 0, 1, 2, ...
   const char* Comment = "";
 };
 
@@ -45,8 +46,8 @@ struct Constant {
 
 struct Event {
   const char* Name;
-  std::span<const Constant> Constants;
-  std::span<const Field> Fields;
+  Span<const Constant> Constants;
+  Span<const Field> Fields;
 };
 
 inline constexpr char kDirComment[] =
@@ -286,7 +287,7 @@ inline constexpr Event kStandardEthernet[] = {
 struct StandardBus {
   const char* Name;          // before the channel number
   unsigned char SourceType;  // si_bus_type
-  std::span<const Event> Events;
+  Span<const Event> Events;
 };
 inline constexpr StandardBus kStandardBuses[] = {
     {"CAN", 2, kStandardCan},

@@ -5,6 +5,7 @@
 #include <string>
 #include <utility>
 
+#include "internal/Span.h"
 #include "mdf/ChannelBlock.h"
 #include "mdf/DataBlock.h"
 #include "mdf/FullBlock.h"
@@ -169,8 +170,9 @@ long DLBLOCK::Write(FileStream&) { return Write() ? 1 : 0; }
 
 bool DLBLOCK::PutOutDataBlock() {
   const long end = Current.Packed != nullptr ? Current.Packed->PutOut(Stream) : Current.Block->Write(Stream);
-  if (end != 0) Stream.flush();
-  return end != 0 && Stream.good();
+  if (end == 0) return false;
+  Stream.flush();
+  return Stream.good();
 }
 
 void DLBLOCK::BeginNextDataBlock(unsigned int bytes, BlockSet& reset) {
@@ -341,7 +343,7 @@ unsigned long DLBLOCK::FullRoom() const {
 
 void DLBLOCK::WriteSection() {
   Put(Stream, Section());
-  Put(Stream, std::span<const uint64_t>(Listed.Offsets));
+  Put(Stream, Span<const uint64_t>(Listed.Offsets));
 }
 
 // The parent points to the first list; every other list is chained to the one before it.

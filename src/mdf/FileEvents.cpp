@@ -3,9 +3,9 @@
 
 #include <algorithm>
 #include <optional>
-#include <span>
 #include <string>
 
+#include "internal/Span.h"
 #include "mdf/File.h"
 #include "mdf/PackQueue.h"
 #include "record/RecordView.h"
@@ -45,7 +45,7 @@ constexpr unsigned long kBetweenLossMarks = 1'000'000'000;  // ns
 
 std::string EdgeText(unsigned char code) { return code == 0 ? "rising edge" : "falling edge"; }
 
-std::string HexText(std::span<const unsigned char> bytes) {
+std::string HexText(Span<const unsigned char> bytes) {
   constexpr char kDigits[] = "0123456789ABCDEF";
   std::string text;
   for (const unsigned char byte : bytes) text.append({' ', kDigits[byte >> 4], kDigits[byte & 15]});

@@ -1,13 +1,12 @@
 // The output stream beneath an MDF file, and the one way in which tables are stored in it.
 #pragma once
 
-#include <bit>
 #include <cstddef>
 #include <fstream>
-#include <span>
 #include <string>
 #include <type_traits>
 
+#include "internal/Span.h"
 #include "internal/Visibility.h"
 
 /// A standard output file stream with a mark that says whether anything was written.
@@ -30,11 +29,11 @@ namespace MDF {
 
 using ::FileStream;
 
-static_assert(std::endian::native == std::endian::little, "tables are stored as they are held: little-endian");
+static_assert(__BYTE_ORDER__ == __ORDER_LITTLE_ENDIAN__, "tables are stored as they are held: little-endian");
 
-/// A table, a number or an array of either that is stored byte by byte as it is held.
+/// For a table, a number or an array of either, which is stored byte by byte as it is held.
 template <class T>
-concept Storable = std::is_trivially_copyable_v<T> && !std::is_pointer_v<T>;
+using IfStorable = std::enable_if_t<std::is_trivially_copyable_v<T> && !std::is_pointer_v<T>>;
 
 /// The Put family: every byte that a block stores goes through one of these. They set the stream's written mark;
 /// errors show in its state.
@@ -43,13 +42,13 @@ inline void PutBytes(FileStream& stream, const void* bytes, size_t size) {
   stream.Written = true;
 }
 
-template <Storable T>
+template <class T, class = IfStorable<T>>
 void Put(FileStream& stream, const T& value) {
   PutBytes(stream, &value, sizeof value);
 }
 
-template <Storable T>
-void Put(FileStream& stream, std::span<const T> values) {
+template <class T, class = IfStorable<T>>
+void Put(FileStream& stream, Span<const T> values) {
   PutBytes(stream, values.data(), values.size_bytes());
 }
 

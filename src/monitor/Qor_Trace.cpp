@@ -18,7 +18,9 @@ namespace {
 
 constexpr unsigned int kLastChannelNumber = 0xFFFFFFFF;
 constexpr unsigned long kNsPerMs = 1000000;
-constexpr std::chrono::nanoseconds kMostLate = std::chrono::milliseconds(200);   // for passes of the sort thread
+constexpr std::chrono::nanoseconds kMostLate = std::chrono::milliseconds(200);  // for passes of the sort thread
+// On a machine with too much to do, sleeps of tens of ms take twice as long, and short ones don't.
+constexpr std::chrono::nanoseconds kLateSleep = std::chrono::milliseconds(1);
 constexpr unsigned long kEndOfTime = std::numeric_limits<unsigned long>::max();  // ns; a valid time as well
 
 Mutex MutexHandleCounter;
@@ -305,7 +307,7 @@ void Qor_Trace_Monitor::SortThreadFunction() {
   Clock::time_point due;                 // of the last pass, had none come late
   bool late = false;
   while (Running) {
-    SleepFor(std::chrono::milliseconds(late ? SortInterval / 2 : SortInterval));
+    SleepFor(late ? kLateSleep : std::chrono::milliseconds(SortInterval));
     if (!horizon) {
       horizon = OldestQueued();
       due = Clock::now();

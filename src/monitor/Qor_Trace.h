@@ -66,7 +66,7 @@ class QOR_EXPORT Qor_Trace_Monitor {
   ///
   /// Each pass moves the horizon on by SortInterval of bus time. A sleep of that length and the pass take longer together,
   /// so passes come late. Once they are more than 200 ms late and the newest entry is more than 200 ms ahead of the horizon,
-  /// the sleeps are halved until one of the two no longer holds.
+  /// the sleeps are short until one of the two no longer holds.
   void SortThreadFunction();
 
   // Retrieval.

@@ -40,7 +40,7 @@ void Qor_Trace_Monitor::ExportToASC(unsigned int flags, const char* fileName, un
     swapped = InSwapFile();
     if (swapped != 0) swapFile = Swap.Snapshot();
   }
-  if (swapped != 0) swapFile.MakeCopy(copyName);
+  swapFile.MakeCopy(copyName);
   bool complete = true;
   std::string failure;
   {

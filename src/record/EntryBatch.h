@@ -4,7 +4,6 @@
 #include <algorithm>
 #include <cstring>
 #include <memory>
-#include <span>
 #include <vector>
 
 #include "qor_api_trace.h"

@@ -7,10 +7,10 @@
 #include <iterator>
 #include <memory>
 #include <new>
-#include <span>
 #include <utility>
 #include <vector>
 
+#include "internal/Span.h"
 #include "qor_api_trace.h"
 #include "record/Qor_Trace_Entry.h"
 #include "record/RecordSegment.h"
@@ -96,7 +96,7 @@ class Qor_Trace_EntryStore {
   /// Appends records that lie one after the other, each at a multiple of 8 from the start of `bytes`.
   /// @param offsets  of the records in `bytes`, ascending
   /// @throws std::bad_alloc; the sequence then ends with as many of them as there was memory for.
-  void Append(std::span<const unsigned char> bytes, std::span<const unsigned int> offsets) {
+  void Append(Span<const unsigned char> bytes, Span<const unsigned int> offsets) {
     while (!offsets.empty()) {
       const size_t count = CountThatFits(bytes.size(), offsets);
       const size_t end = count < offsets.size() ? offsets[count] : bytes.size();
@@ -150,14 +150,14 @@ class Qor_Trace_EntryStore {
   /// Records in the last segment.
   [[nodiscard]] size_t CountInLast() const { return End - Pieces.back().First + Pieces.back().Dropped; }
   /// How many of the records, which end at `end`, have a place in the last segment.
-  [[nodiscard]] size_t CountThatFits(size_t end, std::span<const unsigned int> offsets) const {
+  [[nodiscard]] size_t CountThatFits(size_t end, Span<const unsigned int> offsets) const {
     if (Pieces.empty()) return 0;
     const size_t before = CountInLast();
     size_t count = offsets.size();
     while (count > 0 && !RecordSegment::Holds(Used + Padded(end - offsets[0]), before + count)) end = offsets[--count];
     return count;
   }
-  void CopyIn(std::span<const unsigned char> bytes, std::span<const unsigned int> offsets) {
+  void CopyIn(Span<const unsigned char> bytes, Span<const unsigned int> offsets) {
     RecordSegment& segment = *Pieces.back().Segment;
     const size_t first = offsets.front();
     std::memcpy(segment.At(Used), bytes.data() + first, bytes.size() - first);

@@ -18,13 +18,13 @@
 #include <cstdint>
 #include <cstring>
 #include <optional>
-#include <span>
 
+#include "internal/Span.h"
 #include "qor_api_trace.h"  // the layout of records
 #include "record/RecordKind.h"
 
 /// A record's bytes past its common header.
-using RecordPayload = std::span<const unsigned char>;
+using RecordPayload = Span<const unsigned char>;
 
 namespace record_view {
 
@@ -61,7 +61,7 @@ class FixedFields {
 };
 
 /// The bytes from `offset` on, at most `most` of them.
-[[nodiscard]] inline RecordPayload From(RecordPayload payload, size_t offset, size_t most = std::dynamic_extent) {
+[[nodiscard]] inline RecordPayload From(RecordPayload payload, size_t offset, size_t most = SIZE_MAX) {
   if (payload.size() <= offset) return {};
   return payload.subspan(offset, std::min(most, payload.size() - offset));
 }
@@ -87,12 +87,14 @@ struct CanView {
   [[nodiscard]] static CanView Of(RecordPayload payload) {
     using Layout = Qor_Trace_Entry_Can_t;
     const record_view::FixedFields<kFixedFields> fields(payload);
-    return {.Identifier = fields.At<unsigned int>(offsetof(Layout, Identifier)),
-            .Flags = fields.At<unsigned char>(offsetof(Layout, Flags)),
-            .Reserved = fields.At<unsigned char>(offsetof(Layout, Reserved)),
-            .Dlc = fields.At<unsigned char>(offsetof(Layout, Dlc)),
-            .DataLength = fields.At<unsigned char>(offsetof(Layout, DataLength)),
-            .Held = record_view::From(payload, kFixedFields)};
+    CanView view;
+    view.Identifier = fields.At<unsigned int>(offsetof(Layout, Identifier));
+    view.Flags = fields.At<unsigned char>(offsetof(Layout, Flags));
+    view.Reserved = fields.At<unsigned char>(offsetof(Layout, Reserved));
+    view.Dlc = fields.At<unsigned char>(offsetof(Layout, Dlc));
+    view.DataLength = fields.At<unsigned char>(offsetof(Layout, DataLength));
+    view.Held = record_view::From(payload, kFixedFields);
+    return view;
   }
 
   /// Any of these flags.
@@ -135,12 +137,14 @@ struct LinView {
   [[nodiscard]] static LinView Of(RecordPayload payload) {
     using Layout = Qor_Trace_Entry_Lin_t;
     const record_view::FixedFields<kFixedFields> fields(payload);
-    return {.Reserved = fields.At<unsigned short>(offsetof(Layout, Reserved1)),
-            .Flags = fields.At<unsigned short>(offsetof(Layout, Flags)),
-            .DataLength = fields.At<unsigned char>(offsetof(Layout, DataLength)),
-            .Identifier = fields.At<unsigned char>(offsetof(Layout, Identifier)),
-            .BitTime = fields.At<unsigned int>(offsetof(Layout, BitTime)),
-            .Held = record_view::From(payload, kData, kRoom)};
+    LinView view;
+    view.Reserved = fields.At<unsigned short>(offsetof(Layout, Reserved1));
+    view.Flags = fields.At<unsigned short>(offsetof(Layout, Flags));
+    view.DataLength = fields.At<unsigned char>(offsetof(Layout, DataLength));
+    view.Identifier = fields.At<unsigned char>(offsetof(Layout, Identifier));
+    view.BitTime = fields.At<unsigned int>(offsetof(Layout, BitTime));
+    view.Held = record_view::From(payload, kData, kRoom);
+    return view;
   }
 
   /// Any of these flags.
@@ -198,14 +202,16 @@ struct FlexRayView {
   [[nodiscard]] static FlexRayView Of(RecordPayload payload) {
     using Layout = Qor_Trace_Entry_FlexRay_t;
     const record_view::FixedFields<kFixedFields> fields(payload);
-    return {.Type = fields.At<FlexRayItemType>(offsetof(Layout, ItemType)),
-            .Channel = fields.At<unsigned char>(offsetof(Layout, Channel)),
-            .FrameFlags = fields.At<unsigned char>(offsetof(Layout, FrameFlags)),
-            .SlotId = fields.At<unsigned short>(offsetof(Layout, SlotId)),
-            .Cycle = fields.At<unsigned char>(offsetof(Layout, Cycle)),
-            .PayloadLength = fields.At<unsigned char>(offsetof(Layout, PayloadLength)),
-            .HeaderCrc = fields.At<unsigned short>(offsetof(Layout, HeaderCrc)),
-            .Held = record_view::From(payload, kFixedFields)};
+    FlexRayView view;
+    view.Type = fields.At<FlexRayItemType>(offsetof(Layout, ItemType));
+    view.Channel = fields.At<unsigned char>(offsetof(Layout, Channel));
+    view.FrameFlags = fields.At<unsigned char>(offsetof(Layout, FrameFlags));
+    view.SlotId = fields.At<unsigned short>(offsetof(Layout, SlotId));
+    view.Cycle = fields.At<unsigned char>(offsetof(Layout, Cycle));
+    view.PayloadLength = fields.At<unsigned char>(offsetof(Layout, PayloadLength));
+    view.HeaderCrc = fields.At<unsigned short>(offsetof(Layout, HeaderCrc));
+    view.Held = record_view::From(payload, kFixedFields);
+    return view;
   }
 
   /// Any of these flags.
@@ -271,10 +277,12 @@ struct EthernetView {
   [[nodiscard]] static EthernetView Of(RecordPayload payload) {
     using Layout = Qor_Trace_Entry_Ethernet_t;
     const record_view::FixedFields<kFixedFields> fields(payload);
-    return {.Type = fields.At<EthernetItemType>(offsetof(Layout, ItemType)),
-            .Flags = fields.At<unsigned char>(offsetof(Layout, Flags)),
-            .FrameLength = fields.At<unsigned short>(offsetof(Layout, FrameLength)),
-            .Held = record_view::From(payload, kFixedFields)};
+    EthernetView view;
+    view.Type = fields.At<EthernetItemType>(offsetof(Layout, ItemType));
+    view.Flags = fields.At<unsigned char>(offsetof(Layout, Flags));
+    view.FrameLength = fields.At<unsigned short>(offsetof(Layout, FrameLength));
+    view.Held = record_view::From(payload, kFixedFields);
+    return view;
   }
 
   /// Any of these flags.
@@ -325,7 +333,7 @@ class RecordView {
   }
   /// Bytes, header included.
   [[nodiscard]] unsigned int Length() const { return RecordLength; }
-  [[nodiscard]] std::span<const unsigned char> Bytes() const { return {Record, RecordLength}; }
+  [[nodiscard]] Span<const unsigned char> Bytes() const { return {Record, RecordLength}; }
   /// For calls that take no view. Whatever length the view was given, they will believe the record's own.
   [[nodiscard]] const Qor_Trace_Entry_t& Entry() const { return *reinterpret_cast<const Qor_Trace_Entry_t*>(Record); }
   [[nodiscard]] RecordPayload Payload() const { return {Record + kHeader, RecordLength - kHeader}; }

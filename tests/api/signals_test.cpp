@@ -5,40 +5,19 @@
 
 #include <atomic>
 #include <csignal>
-#include <filesystem>
-#include <fstream>
 #include <set>
 #include <string>
 #include <thread>
 
 #include "api/ApiTest.h"
+#include "support/ProcessThreads.h"
 #include "support/Sleeps.h"
 
 using namespace test;
 
 namespace {
 
-/// Every signal but those that nothing can block: SIGKILL, SIGSTOP, and the two that the C library keeps to itself.
-constexpr const char* kEverySignal = "fffffffe7ffbfeff";
-
 std::atomic<unsigned int> Handled;
-
-std::set<pid_t> Threads() {
-  std::set<pid_t> threads;
-  for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
-    threads.insert(std::stoi(thread.path().filename()));
-  }
-  return threads;
-}
-
-/// The signals that a thread blocks, as the system shows them: 16 hexadecimal digits.
-std::string Blocked(pid_t thread) {
-  std::ifstream status("/proc/self/task/" + std::to_string(thread) + "/status");
-  for (std::string line; std::getline(status, line);) {
-    if (line.rfind("SigBlk:\t", 0) == 0) return line.substr(8);
-  }
-  return "";
-}
 
 class Signals : public ApiTest {
  protected:

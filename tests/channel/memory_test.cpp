@@ -1,10 +1,12 @@
 // Receive threads that run out of memory: the newest entry is marked, what was made is delivered, the thread ends.
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <set>
 
 #include "channel/ChannelTest.h"
 #include "support/FailingAllocator.h"
+#include "support/ProcessThreads.h"
 
 using namespace test;
 
@@ -113,6 +115,7 @@ TEST_P(ReceiveMemory, PollsNoMoreOnceItWasExhausted) {
   const auto channel = NewChannel(interface);
   std::atomic<unsigned int> deliveries = 0;
   channel->ConnectReceiveCallback([&](EntryBatch&, LatestByKey&) { ++deliveries; });
+  const std::set<pid_t> others = Threads();
   channel->Start();
   ASSERT_TRUE(WaitUntil([&] { return interface.PollCount() > 0; }));
   {
@@ -120,6 +123,8 @@ TEST_P(ReceiveMemory, PollsNoMoreOnceItWasExhausted) {
     interface.NextItems(SomeItems());
     ASSERT_TRUE(WaitUntil([&] { return deliveries > 0; }));
   }
+  ASSERT_TRUE(WaitUntil([&] { return std::ranges::includes(others, Threads()); }))
+      << "the receive thread ends by itself";
   interface.NextItems(SomeItems());
   channel->Stop();
   EXPECT_EQ(interface.Pending(), 1U);

@@ -169,6 +169,22 @@ class Captures(ClientTest):
         self.assertEqual(process.returncode, 0, err)
         self.assertNotIn("qor-trace:", err)
 
+    def test_a_reader_that_goes_while_the_bus_is_silent_ends_the_recording(self):
+        quiet = self.write_candump(["(0.0) can0 123#0102", "(3600.0) can0 124#"])
+        frames = {"pcapng": b"\0\0\x01\x23\x02", "bin": b"\x23\x01\0\0", "asc": b" 123 ", "ndjson": b"0102"}
+        for form, frame in frames.items():
+            process = self.start("record", quiet, "-o", "-", "--format", form, "-o", "a.bin")
+            contents = b""
+            while frame not in contents:
+                part = os.read(process.stdout.fileno(), 65536)
+                self.assertTrue(part, "the recording has ended")
+                contents += part
+            process.stdout.close()
+            err = process.stderr.read().decode()
+            process.wait()
+            self.assertEqual(process.returncode, 0, err)
+            self.assertEqual(len(read_bin((self.folder / "a.bin").read_bytes())), 1)
+
     def test_full_disk_leaves_whole_blocks_under_the_temporary_name(self):
         _, err = self.run_client("record", self.SOURCE, "-o", "a.pcapng", expect=1, file_limit=300001)
         self.assertEqual(self.files(), ["a.pcapng.part"])

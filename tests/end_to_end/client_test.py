@@ -61,7 +61,6 @@ class WrongUsage(ClientTest):
         return err
 
     def test_arguments_that_make_no_sense(self):
-        self.refused()
         self.refused("frobnicate")
         self.refused("help", "frobnicate")
         self.refused("record", "can")
@@ -85,7 +84,6 @@ class WrongUsage(ClientTest):
 
     def test_every_error_is_one_sentence_that_says_what_to_do(self):
         for args, sentence in (
-            ([], "There is no command; see 'qor-trace --help'."),
             (["recrod", "can"], 'There is no command "recrod"; did you mean record?'),
             (["frobnicate"], 'There is no command "frobnicate"; see \'qor-trace --help\'.'),
             (["record", "can", "--durration", "5s"], "There is no option --durration; did you mean --duration?"),
@@ -98,6 +96,23 @@ class WrongUsage(ClientTest):
              'Output "a.asc,b.bin" is several names in one; write -o a.asc -o b.bin.'),
         ):
             self.assertEqual(self.refused(*args), f"qor-trace: {sentence}\n")
+
+    def test_without_a_command_there_are_five_first_steps_that_work(self):
+        out, err = self.run_client(expect=2)
+        self.assertEqual(out, b"")  # it is no data
+        steps = [re.split(r"\s{2,}", line) for line in err.splitlines()]
+        self.assertEqual(len(steps), 5)
+        for command, what in steps:
+            with self.subTest(command=command):
+                program, *arguments = command.split()
+                self.assertEqual(program, "qor-trace")
+                self.assertTrue(what)
+                process = self.start(*arguments)
+                _, err = process.communicate(timeout=DEADLINE)
+                # An interface that takes rights to record is an error of `ports`, on some machines.
+                allowed = (0, 1) if arguments == ["ports"] else (0,)
+                self.assertIn(process.returncode, allowed, err)
+        self.assertEqual(self.files(), ["drive.mf4", "drive.pcapng"])
 
     def test_kind_of_source_that_is_for_tests_is_not_offered(self):
         self.assertNotIn("script", self.refused("record", "usb", "-o", "x.bin"))

@@ -1,68 +1,52 @@
 """Recordings of Ethernet interfaces with real traffic: pairs of veth interfaces in a network namespace of the test's own."""
 
-import ctypes
 import json
 import os
 import pathlib
-import socket
+import random
 import struct
 import subprocess
 import sys
-import unittest
 
 import support
+import veth
 from support import DEADLINE, SKIPPED, ClientTest, main
+from veth import ethernet_records, ip
 
-CLONE_NEWNET, CLONE_NEWUSER = 0x40000000, 0x10000000
 LOST = 3
 KIND, MARKER = 0x88B5, b"marker"  # an Ethernet type for experiments
+AT_ONCE = 500  # frames that any capture buffer has room for
 
 
-def enter_namespace():
-    """A network namespace for this process and its children; a user of its own where only that allows one."""
-    libc = ctypes.CDLL(None, use_errno=True)
-    if libc.unshare(CLONE_NEWNET) == 0:
-        return
-    user, group = os.getuid(), os.getgid()
-    if libc.unshare(CLONE_NEWUSER | CLONE_NEWNET) != 0:
-        raise OSError(ctypes.get_errno(), "no network namespace can be made")
-    pathlib.Path("/proc/self/setgroups").write_text("deny")
-    pathlib.Path("/proc/self/uid_map").write_text(f"0 {user} 1")
-    pathlib.Path("/proc/self/gid_map").write_text(f"0 {group} 1")
-
-
-def ip(*args):
-    subprocess.run(["ip", *args], check=True, stdout=subprocess.PIPE, stderr=subprocess.PIPE)
-
-
-def ethernet_records(contents):
-    """(channel, time, transmitted, frame) of each record of a .bin file."""
-    offset = 0
+def captured_frames(path):
+    """The frames of a pcap file, whole as they were on the wire. Raises ValueError for another file."""
+    contents = path.read_bytes()
+    order = {b"\xd4\xc3\xb2\xa1": "<", b"\xa1\xb2\xc3\xd4": ">", b"\x4d\x3c\xb2\xa1": "<", b"\xa1\xb2\x3c\x4d": ">"}.get(contents[:4])
+    if order is None or struct.unpack_from(order + "I", contents, 20)[0] != 1:
+        raise ValueError(f"{path} is no capture of Ethernet")
+    offset = 24
     while offset < len(contents):
-        length, channel, time, _, bus = struct.unpack_from("<IIQQB3x", contents, offset)
-        if bus != 3:
-            raise ValueError(f"no Ethernet record at {offset}")
-        _, kind, item_time, flags, _, size = struct.unpack_from("<HHQBBH", contents, offset + 28)
-        if kind != 1 or item_time != time or size != length - 44:
-            raise ValueError(f"odd record at {offset}")
-        yield channel, time, bool(flags & 1), contents[offset + 44 : offset + length]
-        offset += length
+        kept, size = struct.unpack_from(order + "8xII", contents, offset)
+        if kept == size:
+            yield contents[offset + 16 : offset + 16 + kept]
+        offset += 16 + kept
+
+
+def tagged(frame, *tags):
+    """With VLAN tags, the outer one first."""
+    return frame[:12] + b"".join(struct.pack(">HH", protocol, tag) for protocol, tag in tags) + frame[12:]
 
 
 class EthernetInterfaces(ClientTest):
     def setUp(self):
         super().setUp()
-        ip("link", "add", "veth0", "type", "veth", "peer", "name", "veth1")
-        self.addCleanup(subprocess.run, ["ip", "link", "del", "veth0"], stderr=subprocess.DEVNULL, check=False)
-        for name in ("veth0", "veth1"):
-            pathlib.Path(f"/proc/sys/net/ipv6/conf/{name}/disable_ipv6").write_text("1")
-            ip("link", "set", name, "mtu", "9000", "up")
+        veth.add_pair("veth0", "veth1")
+        self.addCleanup(veth.remove_pair, "veth0")
         self.senders = {name: self.sender(name) for name in ("veth0", "veth1")}
 
     def sender(self, name):
-        opened = socket.socket(socket.AF_PACKET, socket.SOCK_RAW)
+        opened = veth.sender(name)
         self.addCleanup(opened.close)
-        opened.bind((name, 0))
         return opened
 
     def record(self, *sources, output="rec.bin"):
@@ -119,6 +103,48 @@ class EthernetInterfaces(ClientTest):
         self.assertEqual(times, sorted(times))
         self.assertGreater(len({time % 1000 for time in times}), 1, "times in ns")
 
+    def test_frames_of_random_bytes_are_recorded_and_every_file_is_sound(self):
+        chance = random.Random(17)
+        outputs = ["rec.asc", "rec.pcapng", "rec.mf4", "rec.csv"]
+        process = self.record("veth0", *(text for name in outputs for text in ("-o", name)))
+        sent = []
+        # Headers of all kinds with nothing sensible behind them; a tag that is cut off doesn't come through the kernel.
+        kinds = [None, b"\x81\x00", b"\x88\xa8", b"\x08\x00", b"\x86\xdd", b"\x08\x06", b"\x22\xf0", b"\x00\x05"]
+        for number in range(AT_ONCE):
+            kind = kinds[number % len(kinds)]
+            frame = chance.randbytes(chance.randint(14 if kind is None else 22, 1500))
+            frame = frame[:12] + (kind or frame[12:14]) + frame[14:]
+            self.send("veth1", frame)
+            sent.append(frame)
+        self.end_recording(process)
+        self.assertEqual([frame for _, _, _, frame in self.records()], sent)
+        self.run_client("check", "rec.bin", *outputs[:3])
+        for name in outputs[1:3]:
+            self.run_client("compare", "rec.bin", name, "--as-kept-by", name.partition(".")[2])
+
+    def replay(self, path, *tags):
+        """What of a capture was sent over the interface, and what was recorded of it."""
+        sent = [tagged(frame, *tags) for frame in captured_frames(path)]
+        process = self.record("veth0")
+        for place in range(0, len(sent), AT_ONCE):
+            for frame in sent[place : place + AT_ONCE]:
+                self.send("veth1", frame)
+            self.send("veth1", self.frame(b"marker %d end" % place))
+            self.wait_until(lambda: self.has_come(b"marker %d end" % place), "the frames so far")
+        self.end_recording(process)
+        return sent, [frame for _, _, transmitted, frame in self.records() if not transmitted]
+
+    def test_real_captures_are_recorded_frame_by_frame(self):
+        captures = sorted((pathlib.Path(support.arguments.recordings) / "ethernet").glob("*.pcap"))
+        if not captures:
+            self.skipTest(f"there are no captures in {support.arguments.recordings}")
+        for path in captures:
+            for tags in ((), ((0x8100, 0x6123),), ((0x88A8, 0x0FFE), (0x8100, 0x0001))):
+                with self.subTest(capture=path.name, tags=len(tags)):
+                    sent, recorded = self.replay(path, *tags)
+                    self.assertGreater(len(sent), 0)
+                    self.assertEqual(recorded, sent)
+
     def test_description_names_the_interface(self):
         self.end_recording(self.record("veth0"))
         description = json.loads((self.folder / "rec.bin.json").read_text())
@@ -133,6 +159,19 @@ class EthernetInterfaces(ClientTest):
             self.send("veth1", self.frame(bytes([size & 0xFF]) * size, [(0x8100, tag)] if tag else ()))
         self.end_recording(process)
         self.assertEqual([len(frame) for _, _, _, frame in self.records()], [318, 60])
+
+    def test_interface_is_promiscuous_while_it_is_recorded_unless_that_is_not_wanted(self):
+        for source, expected in (("veth0", 1), ("veth0?promisc=off", 0)):
+            with self.subTest(source=source):
+                process = self.record(source)
+                self.assertEqual(self.promiscuity(), expected)
+                self.end_recording(process)
+                self.assertEqual(self.promiscuity(), 0)
+
+    @staticmethod
+    def promiscuity():
+        shown = subprocess.run(["ip", "-details", "-json", "link", "show", "veth0"], check=True, stdout=subprocess.PIPE).stdout
+        return json.loads(shown)[0]["promiscuity"]
 
     def test_filter_that_cannot_be_read_is_explained(self):
         _, err = self.run_client("record", "veth0?filter=nonsense of mine", "--no-output", expect=2)
@@ -220,10 +259,8 @@ class EthernetInterfaces(ClientTest):
 
 if __name__ == "__main__":
     try:
-        enter_namespace()
-        subprocess.run(["ip", "link", "add", "veth0", "type", "veth", "peer", "name", "veth1"], check=True, stderr=subprocess.PIPE)
-        subprocess.run(["ip", "link", "del", "veth0"], check=True)
-    except (OSError, subprocess.SubprocessError) as reason:
-        print(f"skipped: {reason} {getattr(reason, 'stderr', b'') or b''}", file=sys.stderr)
+        veth.enter_namespace()
+    except veth.Unavailable as reason:
+        print(f"skipped: {reason}", file=sys.stderr)
         sys.exit(SKIPPED)
     main()

@@ -153,15 +153,16 @@ CANDUMP = re.compile(r"\((\d+\.\d+)\) can(\d+) ([0-9A-F]+)#(\S*)(?: ([RT]))?$")
 def of_asc2log(path, first):
     """What can-utils' asc2log makes of an .asc file. It numbers interfaces from 0.
 
-    It reads the date only where certain locales are installed, so the times count from the first frame, which was at
-    `first`.
+    It reads the date only where certain locales are installed, and counts from the moment at which it runs elsewhere; so the times
+    count from the first frame, which was at `first`. A whole second that it comes to by adding stands as "1.1000000".
     """
     with open(path, "rb") as file:
         result = subprocess.run(["asc2log"], stdin=file, stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, check=True)
     start = None
     for line in result.stdout.decode().splitlines():
         stamp, interface, identifier, rest, direction = CANDUMP.match(line.strip()).groups()
-        moment = nanoseconds(stamp)
+        seconds, microseconds = map(int, stamp.split("."))
+        moment = (seconds * 1_000_000 + microseconds) * 1000
         start = moment if start is None else start
         event = {"time": first + moment - start, "channel": int(interface) + 1}
         number = int(identifier, 16)

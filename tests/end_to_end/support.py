@@ -157,6 +157,21 @@ def read_bin(contents, swapped=False):
     return frames
 
 
+def records_of(contents):
+    """The records of a .bin file, raw."""
+    records, place = [], 0
+    while place < len(contents):
+        length, = struct.unpack_from("<I", contents, place)
+        records.append(contents[place : place + length])
+        place += length
+    return records
+
+
+def time_of(record):
+    """ns"""
+    return struct.unpack_from("<Q", record, 8)[0]
+
+
 def nanoseconds(seconds):
     """ "1398128223.803317" -> ns, exactly."""
     whole, _, fraction = seconds.partition(".")
@@ -197,4 +212,7 @@ def recordings():
 def main():
     """Runs the tests of the calling script: SCRIPT CLIENT RECORDINGS [unittest arguments]."""
     arguments.client, arguments.recordings = sys.argv[1:3]
-    unittest.main(argv=[sys.argv[0], *sys.argv[3:]], verbosity=2)
+    # Swap folders of their own: what a killed recording leaves is news for the next one in the same place.
+    with tempfile.TemporaryDirectory(prefix="qor-trace-swap-") as folder:
+        os.environ["TMPDIR"] = folder
+        unittest.main(argv=[sys.argv[0], *sys.argv[3:]], verbosity=2)

@@ -1,13 +1,16 @@
 // Expressions: refused with a marked place inside them, or matched against any bytes; a record matches an expression exactly
-// if it doesn't match the expression's negation.
+// if it doesn't match the expression's negation. Conditions likewise: a filter is one that happens with what it matches, and
+// what else they say ends.
 #include "Input.h"
 #include "stream/Filter.h"
 #include "stream/FilterError.h"
+#include "stream/StreamCondition.h"
 
 namespace {
 
 using client::Filter;
 using client::FilterError;
+using client::StreamCondition;
 using fuzz::Require;
 
 /// Characters of UTF-8 text.
@@ -48,6 +51,20 @@ bool Matches(const std::string& expression, const RecordView& record, bool expec
   }
 }
 
+void RequireHappenings(const std::string& expression, const RecordView& record, std::optional<bool> matches) {
+  StreamCondition condition(expression);
+  condition.NoteLosses({{1, client::LossCause::CaptureBufferFull, record.Timestamp(), record.Timestamp(), 1}});
+  size_t moments = 0;
+  for (unsigned long time = record.Timestamp();; time = ~0ul) {
+    while (condition.NextMoment(time)) ++moments;
+    const bool happens = condition.Take(record);
+    Require(!matches || happens == *matches, "a filter happens with what it matches");
+    if (time == ~0ul) break;
+  }
+  Require(moments <= expression.size() + 1, "each absence and each loss happens once");
+  Require(!matches || moments == 0, "a filter needs a record");
+}
+
 }  // namespace
 
 // The expression, a zero, the bytes of a record.
@@ -57,13 +74,21 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   test::Bytes bytes(std::min(end + 1, data + size), data + size);
   bytes.resize(std::max<size_t>(bytes.size(), RecordView::kHeader));
   const RecordView record(bytes.data(), static_cast<unsigned int>(bytes.size()));
+  std::optional<bool> matched;
   try {
     const bool matches = Filter(expression).Matches(record);
+    matched = matches;
     Require(Matches("(" + expression + ")", record, matches) == matches, "parentheses change nothing");
     Require(Matches("not (" + expression + ")", record, !matches) == !matches, "a negation is the opposite");
     Require(Matches("(" + expression + ") and not fd or (" + expression + ") and fd", record, matches) == matches,
             "parts of an expression are put together right");
   } catch (const FilterError& error) {
+    RequireRefusal(error, expression);
+  }
+  try {
+    RequireHappenings(expression, record, matched);
+  } catch (const FilterError& error) {
+    Require(!matched, "every filter is a condition");
     RequireRefusal(error, expression);
   }
   return 0;

@@ -582,11 +582,21 @@ EXPRESSIONS = {
 }
 
 
+CONDITIONS = [
+    "missing(bus == can and id == 0x123) for 200ms",
+    "missing(id in 1, 2) for 0.5 s and not (id == 3 or overrun) or loss",
+    "loss and not missing(error) for 1m30s or fd",
+]
+
+
 def filter_seeds():
     for place, bus in enumerate(EXPRESSIONS):
         of_bus = [r for r in records() if r[24] == place]
         for number, expression in enumerate(EXPRESSIONS[bus]):
             write("filter", f"{bus}-{number}", expression.encode() + b"\0" + of_bus[number % len(of_bus)])
+    of_can = [r for r in records() if r[24] == 0]
+    for number, expression in enumerate(CONDITIONS):
+        write("filter", f"condition-{number}", expression.encode() + b"\0" + of_can[number % len(of_can)])
     for name, expression in {
         "misspelled": "bus == can and idd == 1",
         "unclosed": "not (((fd or brs) and dir == tx",

@@ -10,6 +10,7 @@
 
 #include "internal/SystemCallsForTest.h"
 #include "internal/qor_internal.h"
+#include "support/Sanitizers.h"
 
 using testing::ElementsAre;
 using testing::IsEmpty;
@@ -188,9 +189,8 @@ TEST_F(Events, ResetDoesNotLogALockThatFails) {
 
 // The lock fails with ENOTRECOVERABLE, 131, and so the unlock with EPERM.
 TEST_F(Events, GiveTheUnlocksErrorBack) {
-#ifdef __SANITIZE_THREAD__
-  GTEST_SKIP() << "ThreadSanitizer reports the unlock of a mutex that could not be locked, as it is meant here";
-#endif
+  if (test::kThreadSanitizer)
+    GTEST_SKIP() << "ThreadSanitizer reports the unlock of a mutex that could not be locked, as it is meant here";
   TestMutex lost{PTHREAD_MUTEX_NORMAL, PTHREAD_MUTEX_ROBUST};
   lost.LoseForGood();
   Event.Mutex = &lost.Native;

@@ -224,12 +224,11 @@ TEST_F(PacketPortTest, FrameThatNoItemHoldsIsCutAndToldOnce) {
   EXPECT_EQ(Notices(), (Kinds{QOR_SIM_NOTICE_CUT}));
 }
 
-TEST_F(PacketPortTest, MissingRightNamesTheCommandThatGivesIt) {
+TEST_F(PacketPortTest, MissingRightIsExplained) {
   System.Line.OpenError = EPERM;
   const Thrown thrown = ThrownBy([&] { Open(); });
   EXPECT_EQ(thrown.Code, unsigned{QOR_SIM_ERROR_INTERFACE});
-  EXPECT_EQ(thrown.Text, "Cannot open eth0: capturing takes a right; give it with \"sudo setcap cap_net_raw+ep " +
-                             qor_linux::PacketHelper() + "\".");
+  EXPECT_EQ(thrown.Text, "Cannot open eth0: " + qor_linux::PacketRightsAdvice() + ".");
   System.Line.OpenError = ENODEV;
   EXPECT_EQ(ThrownBy([&] { Open(); }).Text, "Cannot open eth0: there is no interface eth0.");
 }

@@ -1,7 +1,7 @@
 #!/usr/bin/env python3
 """Recordings of CAN interfaces with real traffic, beside candump's of the same frames, in a virtual machine with Debian's kernel.
 
-Usage: can_test.py CLIENT RECORDINGS CACHE [unittest arguments]
+Usage: can_test.py CLIENT ODD_FRAMES RECORDINGS CACHE [unittest arguments]
 """
 
 import json
@@ -60,6 +60,19 @@ sleep 1
 kill $dump
 wait $dump
 
+# Length codes that can-utils don't send, from a program of this machine and from a partner.
+begin lengths vcan0 vxcan1 -o lengths.asc -o lengths.mf4
+machine_odd_frames vcan0 lengths
+machine_odd_frames vxcan0 lengths
+finish lengths
+for file in asc mf4; do qor-trace compare lengths.bin lengths.$file --as-kept-by $file || echo "$file differs"; done
+
+# Any bytes that the kernel lets pass, into every kind of file.
+begin random vcan0 -o random.asc -o random.pcapng -o random.mf4 -o random.ndjson
+machine_odd_frames vcan0 random 3000
+finish random
+for file in bin asc pcapng mf4; do qor-trace check random.$file --json >random.check.$file; done
+
 # Only what is asked for.
 begin filtered 'vcan0?id=100:7F0,7FF,18FEF100:1FFFFF00'
 for id in 0FF 100 10F 110 18FEF1AA 18FEF2AA 00000105; do cansend vcan0 $id#0102; done
@@ -109,6 +122,44 @@ begin mixed vcan0 'can?seed=3' 'lin?seed=3'
 cangen vcan0 -g 5 -n 200
 finish mixed
 
+# A user who may not capture, before and after root has run the command that is printed; in a folder that a shell would take apart.
+mkdir -p "/own programs" /somebody /var/tmp
+cp /bin/qor-trace /bin/qor-trace-capture "/own programs"
+chown 1000:1000 /somebody
+chmod 1777 /tmp /var/tmp
+somebody() { (cd /somebody && /bin/setpriv --reuid=1000 --regid=1000 --clear-groups "/own programs/qor-trace" "$@"); }
+sudo() { "$@"; }
+ip link add veth0 type veth peer name veth1
+for name in veth0 veth1; do ip link set $name up; done
+ip address add 192.0.2.1/24 dev veth1
+somebody ports --json >before.json 2>before.err
+echo $? >before.exit
+somebody record veth0 --no-output >barred.out 2>barred.err
+echo $? >barred.exit
+sed -n 's/.*give it with "\\(sudo .*\\)"\\.$/\\1/p' barred.err >command
+eval "$(cat command)"
+somebody ports --json >after.json 2>after.err
+echo $? >after.exit
+somebody record veth0 --count 1 -o captured.pcapng 2>captured.err &
+recorder=$!
+while alive; do ping -c 1 -W 1 192.0.2.2 >/dev/null; done
+wait $recorder
+echo $? >captured.exit
+cp /somebody/captured.pcapng .
+setcap cap_net_raw+ep "/own programs/qor-trace"
+somebody --hardware any.so --adapter any.so ports 2>lent.err
+echo $? >lent.exit
+
+# Both kinds of interfaces in one recording.
+begin both vcan0 veth0 -o both.mf4
+for number in 1 2 3; do
+  cansend vcan0 30$number#
+  ping -c 1 -W 1 192.0.2.1$number >/dev/null  # somebody who is asked for, once
+done
+finish both
+qor-trace info both.mf4 --json >both.info
+ip link del veth0
+
 # What there is.
 qor-trace ports --json >ports.json
 qor-trace ports >ports.text
@@ -118,7 +169,7 @@ qor-trace record can77 --no-output 2>none.err
 echo $? >none.exit
 """
 
-PARTS = ["side", "filtered", "away", "late", "off", "flood", "mixed", "none"]
+PARTS = ["side", "lengths", "random", "filtered", "away", "late", "off", "flood", "mixed", "none"]
 MARKER = 0x7FF
 LOST, DONE = 3, 0
 LONGEST_REPLAY = 1500  # lines of a recording
@@ -198,7 +249,7 @@ def between_markers(frames):
 
 class CanTest(unittest.TestCase):
     results = None
-    cache = client = recordings = None
+    cache = client = odd_frames = recordings = None
 
     @classmethod
     def setUpClass(cls):
@@ -210,7 +261,9 @@ class CanTest(unittest.TestCase):
         files.setdefault("recordings/own.log", b"(1.000000) can0 123#1122\n(1.100000) can0 12345678#\n")
         programs = [cls.client, machine.need("ip", "iproute2")]
         programs += [machine.need(name, "can-utils") for name in ("candump", "cangen", "cansend", "canplayer")]
-        started = machine.Machine(kernel, SCRIPT, programs, files)
+        programs += [cls.odd_frames, cls.client.parent / "qor-trace-capture", machine.need("setcap", "libcap2-bin"),
+                     machine.need("setpriv", "util-linux")]
+        started = machine.Machine(kernel, SCRIPT, programs, files, [*machine.CAN_MODULES, "veth"])
         cls.output, cls.results = started.output, started.results
 
     @staticmethod
@@ -239,7 +292,8 @@ class CanTest(unittest.TestCase):
         self.assertEqual(self.exit_of("side"), DONE, self.text("side.err"))
         shown = [dumped(line) for line in self.text("side.log").splitlines()]
         for channel, interface in ((1, "vcan0"), (2, "vxcan1")):
-            expected = between_markers([frame for name, frame in shown if name == interface])
+            # candump shows them as they come, which two programs that send at the same time can turn round.
+            expected = sorted(between_markers([frame for name, frame in shown if name == interface]), key=lambda frame: frame.time)
             mine = between_markers([one.frame for one in self.frames("side") if one.channel == channel])
             self.assertGreater(len(expected), 500)
             self.assertEqual(mine, expected)
@@ -263,6 +317,54 @@ class CanTest(unittest.TestCase):
     def test_frames_of_programs_on_this_machine_are_transmitted_and_those_of_a_partner_received(self):
         for one in self.frames("side"):
             self.assertEqual(one.transmitted, one.channel == 1)
+
+    def test_raw_length_codes_are_recorded(self):
+        self.assertEqual(self.exit_of("lengths"), DONE, self.text("lengths.err"))
+        data, expected = b"odd code", []
+        for code in range(16):
+            own = {"dlc": max(code, 8), "data": data}
+            expected.append(CanFrame(0, 0x600 + code, **own))
+            if code > 8:
+                expected.append(CanFrame(0, 0x600 + code, extended=True, **own))
+                expected.append(CanFrame(0, 0x620 + code, remote=True, dlc=code))
+        for channel in (1, 2):
+            frames = [one.frame._replace(time=0) for one in self.frames("lengths") if one.channel == channel]
+            self.assertEqual([frame for frame in frames if frame.identifier != MARKER], expected)
+        self.assertNotIn("differs", self.output)
+
+    def test_frames_of_random_bytes_are_recorded_and_every_file_is_sound(self):
+        frames = [one.frame for one in self.frames("random")]
+        self.assertEqual(len(frames) - sum(frame.identifier == MARKER and not frame.error for frame in frames), 3000)
+        self.assertEqual({loss["cause"] for loss in self.losses("random")} - {"interface_gone", "overrun_mark"}, set())
+        for name in ("bin", "asc", "pcapng", "mf4"):
+            with self.subTest(name=name):
+                checked, = json.loads(self.text(f"random.check.{name}"))["files"]
+                self.assertEqual((checked["entries"], checked["error"]), (len(frames), ""))
+                # The interface said that it had lost something, and nothing else is wrong.
+                losses = r"a mark of the interface after which data were lost|a loss that the recording noted|a CAN frame whose data length"
+                for finding in checked["findings"]:
+                    self.assertRegex(finding["what"], losses)
+        rows = [json.loads(line) for line in self.text("random.ndjson").splitlines()]
+        self.assertEqual(sum(row["kind"] != "loss" for row in rows), len(frames))
+
+    def test_command_that_is_printed_gives_a_user_the_right_to_capture(self):
+        ports = {when: {port["port"]: port for port in json.loads(self.text(f"{when}.json"))["ports"]} for when in ("before", "after")}
+        self.assertEqual((self.exit_of("before"), self.exit_of("barred")), (1, 1))
+        command = self.text("command").strip()
+        self.assertEqual(command, "sudo setcap cap_net_raw+ep '/own programs/qor-trace-capture'")
+        sentence = f'capturing takes a right; give it with "{command}"'
+        self.assertEqual(self.text("before.err"), f"qor-trace: Cannot record lo: {sentence}.\n")
+        self.assertEqual(self.text("barred.err"), f'qor-trace: Source "veth0": Cannot open veth0: {sentence}.\n')
+        self.assertEqual((ports["before"]["veth0"]["recordable"], ports["before"]["veth0"]["why_not"]), (False, sentence))
+        self.assertEqual((self.exit_of("after"), self.text("after.err")), (DONE, ""))
+        self.assertEqual((ports["after"]["veth0"]["recordable"], ports["after"]["veth0"]["why_not"]), (True, ""))
+        self.assertEqual(self.exit_of("captured"), DONE, self.text("captured.err"))
+        self.assertGreater(len(self.results["captured.pcapng"]), 0)
+
+    def test_program_with_rights_of_its_own_lends_them_to_no_library(self):
+        self.assertEqual(self.exit_of("lent"), 1)
+        self.assertEqual(self.text("lent.err"), 'qor-trace: The hardware library "any.so" can\'t be used: this program has rights '
+                                                "that its user has not (setuid or setcap).\n")
 
     def test_filter_of_the_kernel_leaves_out_the_rest(self):
         frames = between_markers([one.frame for one in self.frames("filtered")])
@@ -322,8 +424,24 @@ class CanTest(unittest.TestCase):
         self.assertEqual(description["clock"]["epoch"], "1970")
         for number in channels:
             own = [struct.unpack_from("<Q", contents, place + 8)[0] for place in offsets(contents) if contents[place + 4] == number]
-            self.assertLess(abs(own[0] - times[0]), 30 * 10**9)
-            self.assertLess(abs(own[-1] - times[-1]), 30 * 10**9)
+            self.assertLess(abs(own[0] - times[0]), 3600 * 10**9)  # of one clock
+            self.assertLess(abs(own[-1] - times[-1]), 3600 * 10**9)  # of one clock
+
+    def test_can_and_ethernet_are_one_trace_in_order(self):
+        self.assertEqual(self.exit_of("both"), DONE, self.text("both.err"))
+        contents, order, times = self.results["both.bin"], "", []
+        for place in offsets(contents):
+            _, channel, time = struct.unpack_from("<IIQ", contents, place)
+            times.append(time)
+            if channel == 2:
+                order += "e"
+            elif (identifier := struct.unpack_from("<I", contents, place + 36)[0]) != MARKER:
+                order += str(identifier & 0xF)
+        self.assertEqual(times, sorted(times))
+        self.assertRegex(order, "^e*1e+2e+3e+$")
+        described, = json.loads(self.text("both.info"))["files"]
+        self.assertEqual(described["entries"], len(times))
+        self.assertEqual([(channel["bus"], channel["name"]) for channel in described["channels"]], [("CAN", "vcan0"), ("Ethernet", "veth0")])
 
     def test_ports_are_listed(self):
         ports = {port["port"]: port for port in json.loads(self.text("ports.json"))["ports"]}
@@ -346,9 +464,9 @@ def offsets(contents):
 
 
 if __name__ == "__main__":
-    CanTest.client, CanTest.recordings, CanTest.cache = (pathlib.Path(argument).resolve() for argument in sys.argv[1:4])
+    CanTest.client, CanTest.odd_frames, CanTest.recordings, CanTest.cache = (pathlib.Path(argument).resolve() for argument in sys.argv[1:5])
     try:
         machine.check(CanTest.cache)
     except machine.CannotRun as reason:
         machine.skip(reason)
-    unittest.main(argv=[sys.argv[0], *sys.argv[4:]], verbosity=2)
+    unittest.main(argv=[sys.argv[0], *sys.argv[5:]], verbosity=2)

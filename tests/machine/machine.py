@@ -4,6 +4,7 @@ It has Debian's kernel, from its package, and a disk in memory with busybox and 
 root; what the script leaves in /results comes back.
 """
 
+import fcntl
 import gzip
 import io
 import lzma
@@ -16,12 +17,15 @@ import subprocess
 import sys
 import tarfile
 import tempfile
+import time
 
 SKIPPED = 77  # what ctest takes for "skipped"
-DEADLINE = 600  # seconds until a machine that doesn't end is taken for dead; never a measure of speed
+DEADLINE = 1000  # seconds until a machine that doesn't end is taken for dead; never a measure of speed
 
 # In the order in which they can be loaded.
 CAN_MODULES = ["can", "can-raw", "can-dev", "vcan", "vxcan"]
+DRIVE_MODULES = ["virtio_ring", "virtio", "virtio_pci_legacy_dev", "virtio_pci_modern_dev", "virtio_pci", "virtio_blk", "crc16",
+                 "crc32c_generic", "libcrc32c", "mbcache", "jbd2", "ext4"]
 
 INIT = """#!/bin/sh
 export PATH=/bin HOME=/
@@ -62,18 +66,18 @@ class Kernel:
     """Debian's kernel, downloaded and unpacked, not installed."""
 
     def __init__(self, cache):
-        cache.mkdir(parents=True, exist_ok=True)
-        found = sorted(cache.glob("unpacked/boot/vmlinuz-*"))
-        if not found:
-            self.fetch(cache)
-            found = sorted(cache.glob("unpacked/boot/vmlinuz-*"))
-        if not found:
-            raise CannotRun("the kernel's package has no kernel in it")
-        self.image = found[-1]
         self.modules = cache / "unpacked"
+        cache.mkdir(parents=True, exist_ok=True)
+        with open(cache / "lock", "w", encoding="ascii") as lock:  # of several tests that start in an empty folder, one downloads
+            fcntl.flock(lock, fcntl.LOCK_EX)
+            if not self.modules.exists():
+                self.fetch(cache)
+        images = sorted(self.modules.glob("boot/vmlinuz-*"))
+        if not images:
+            raise CannotRun("the kernel's package has no kernel in it")
+        self.image = images[-1]
 
-    @staticmethod
-    def fetch(cache):
+    def fetch(self, cache):
         need("apt-get", "apt")
         try:
             depends = run("apt-cache", "depends", "linux-image-amd64")
@@ -83,8 +87,10 @@ class Kernel:
             why = (getattr(error, "stderr", "") or "it has no kernel package").strip().splitlines()[-1]
             raise CannotRun(f"Debian's kernel can't be downloaded: {why}") from error
         archive = next(cache.glob("linux-image-*.deb"))
-        run("dpkg-deb", "-x", archive, cache / "unpacked.part")
-        (cache / "unpacked.part").rename(cache / "unpacked")
+        part = cache / "unpacked.part"
+        shutil.rmtree(part, ignore_errors=True)  # of a run that was killed
+        run("dpkg-deb", "-x", archive, part)
+        part.rename(self.modules)
         archive.unlink()
 
     def module(self, name):
@@ -109,6 +115,8 @@ class Disk:
     def add_program(self, path, name=None):
         """A program and the libraries that it is linked with."""
         self.add(name or f"bin/{os.path.basename(path)}", pathlib.Path(path).read_bytes())
+        for part in pathlib.Path(path).parent.glob(f"lib{os.path.basename(path)}-*.so"):  # loaded while it runs, from where it was
+            self.add_program(part, str(part).lstrip("/"))
         linked = subprocess.run(["ldd", path], stdout=subprocess.PIPE, stderr=subprocess.DEVNULL, text=True, check=False)
         for library in re.findall(r"(/\S+) \(0x", linked.stdout):
             self.add(library.lstrip("/"), pathlib.Path(library).read_bytes())
@@ -121,33 +129,52 @@ class Disk:
                 out.write(head + bytes(-len(head) % 4) + contents + bytes(-len(contents) % 4))
 
 
+def disk_of(kernel, script, programs, files, modules):
+    """The disk in memory that a machine starts from."""
+    busybox = need("busybox", "busybox-static")
+    disk = Disk()
+    disk.add("bin/busybox", pathlib.Path(busybox).read_bytes())
+    for program in programs:
+        disk.add_program(program)
+    for applet in run(busybox, "--list").split():  # where there is no program of that name
+        disk.add(f"bin/{applet}", b"busybox", stat.S_IFLNK | 0o777)
+    for name, contents in (files or {}).items():
+        disk.add(name, contents, stat.S_IFREG | 0o644)
+    for module in modules:
+        disk.add(f"modules/{module}", kernel.module(module))
+    disk.add("script", (PRELUDE + script).encode())
+    disk.add("init", INIT.format(modules=" ".join(modules)).encode())
+    return disk
+
+
+def command_of(kernel, folder, counted):
+    """How a machine is started whose files are in a folder.
+
+    If it is counted, its clock counts its instructions, 1 ns each, and real time only while it waits: a busy computer makes it late,
+    not slow.
+    """
+    processors = ["-smp", "1", "-icount", "shift=0"] if counted else ["-smp", "2"]
+    # On a very busy computer the kernel would take its timer for broken (no_timer_check).
+    return [need("qemu-system-x86_64", "qemu-system-x86"), "-accel", "tcg", "-m", "512", *processors, "-display", "none",
+            "-no-reboot", "-nic", "none", "-kernel", kernel.image, "-initrd", folder / "disk",
+            "-append", "console=ttyS0 quiet panic=-1 no_timer_check", "-serial", f"file:{folder}/console", "-serial", f"file:{folder}/results"]
+
+
+def console_of(folder):
+    console = folder / "console"
+    return console.read_text(errors="replace") if console.exists() else ""
+
+
 class Machine:
     """One start of it: runs a script and holds what the script left."""
 
-    def __init__(self, kernel, script, programs=(), files=None, modules=CAN_MODULES):
-        qemu = need("qemu-system-x86_64", "qemu-system-x86")
-        busybox = need("busybox", "busybox-static")
-        disk = Disk()
-        disk.add("bin/busybox", pathlib.Path(busybox).read_bytes())
-        for applet in run(busybox, "--list").split():
-            if applet not in ("busybox", "ip"):
-                disk.add(f"bin/{applet}", b"busybox", stat.S_IFLNK | 0o777)
-        for program in programs:
-            disk.add_program(program)
-        for name, contents in (files or {}).items():
-            disk.add(name, contents, stat.S_IFREG | 0o644)
-        for module in modules:
-            disk.add(f"modules/{module}", kernel.module(module))
-        disk.add("script", (PRELUDE + script).encode())
-        disk.add("init", INIT.format(modules=" ".join(modules)).encode())
-        with tempfile.TemporaryDirectory(prefix="qor-trace-machine-") as folder:
-            self.start(qemu, kernel, disk, pathlib.Path(folder))
+    def __init__(self, kernel, script, programs=(), files=None, modules=CAN_MODULES, counted=False):
+        with tempfile.TemporaryDirectory(prefix="qor-trace-machine-") as name:
+            folder = pathlib.Path(name)
+            disk_of(kernel, script, programs, files, modules).write(folder / "disk")
+            self.run(command_of(kernel, folder, counted), folder)
 
-    def start(self, qemu, kernel, disk, folder):
-        disk.write(folder / "disk")
-        command = [qemu, "-accel", "tcg", "-m", "512", "-smp", "2", "-display", "none", "-no-reboot", "-nic", "none",
-                   "-kernel", kernel.image, "-initrd", folder / "disk", "-append", "console=ttyS0 quiet panic=-1",
-                   "-serial", f"file:{folder}/console", "-serial", f"file:{folder}/results"]
+    def run(self, command, folder):
         try:
             subprocess.run(command, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE, check=True,
                            timeout=DEADLINE)
@@ -155,10 +182,43 @@ class Machine:
                 self.results = {member.name.removeprefix("./"): archive.extractfile(member).read()
                                 for member in archive if member.isfile()}
         except (OSError, EOFError, tarfile.TarError, subprocess.SubprocessError) as error:
-            console = (folder / "console").read_text(errors="replace") if (folder / "console").exists() else ""
-            raise AssertionError(f"the machine did not come to its end: {error}\n{console[-3000:]}") from error
+            raise AssertionError(f"the machine did not come to its end: {error}\n{console_of(folder)[-3000:]}") from error
         self.exit = int(self.results["exit"])
         self.output = self.results["output"].decode(errors="replace")
+
+
+class DoomedMachine:
+    """A start that ends with a power cut. Of its drives, which are files, stays what has been written to them by then."""
+
+    def __init__(self, kernel, folder, script, programs=(), files=None, drives=()):
+        self.folder = folder
+        disk_of(kernel, script, programs, files, CAN_MODULES + DRIVE_MODULES).write(folder / "disk")
+        command = command_of(kernel, folder, counted=True)
+        for drive in drives:  # /dev/vda and so on
+            command += ["-drive", f"file={drive},format=raw,if=virtio,cache=writeback"]
+        self.process = subprocess.Popen(command, stdin=subprocess.DEVNULL, stdout=subprocess.DEVNULL, stderr=subprocess.PIPE)
+
+    def __enter__(self):
+        return self
+
+    def __exit__(self, *_):
+        self.cut()
+        self.process.stderr.close()
+
+    def wait_for(self, told):
+        """Waits until something can be told from what the machine has shown, and gives it: whatever isn't None."""
+        end = time.monotonic() + DEADLINE
+        while True:
+            shown = console_of(self.folder)
+            if (result := told(shown)) is not None:
+                return result
+            if self.process.poll() is not None or time.monotonic() > end:
+                raise AssertionError(f"the machine did not come that far\n{shown[-3000:]}")
+            time.sleep(0.02)
+
+    def cut(self):
+        self.process.kill()
+        self.process.wait()
 
 
 def check(cache):

@@ -278,6 +278,7 @@ struct ConstantCase {
   double Value;
   std::string Comment;
 };
+void PrintTo(const ConstantCase& constant, std::ostream* out) { *out << constant.Channel << "In" << constant.Index; }
 
 const std::string kInterfaceType =
     "<CNcomment><TX>Type of bus interface.</TX><names><display>InterfaceType</display></names></CNcomment>";

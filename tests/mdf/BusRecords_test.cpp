@@ -471,6 +471,14 @@ TEST_F(LoneBus, GroupsBeyondTheLastAreOutOfRange) {
   EXPECT_THROW((void)Ptr->CycleCount_Get(1), std::out_of_range);
 }
 
+TEST_F(LoneBus, BlocksBeginByThemselves) {
+  Add(0);
+  EXPECT_TRUE(Insert(CanItem().Data({1}).Entry()));
+  EXPECT_TRUE(Ptr->Data_NewBlock());
+  EXPECT_TRUE(Root.Data_NewBlock());
+  EXPECT_TRUE(Ptr->Data_Waiting()) << "nothing was written";
+}
+
 TEST_F(LoneBus, ReadsEveryEntryByItsOwnType) {
   Add(1);
   EXPECT_TRUE(Insert(LinItem().Channel(9).Data({1}, 2).Entry()));

@@ -1,5 +1,7 @@
 #include "mdf/DataBlock.h"
 
+#include <zlib.h>
+
 #include <random>
 
 #include "support/MdfFiles.h"
@@ -323,12 +325,25 @@ TEST_F(DataBlock, BytesThatDontPackIntoTheMaximumStandAsTheyAre) {
 }
 
 TEST_F(DataBlock, CompressReplacesTheCacheOrLeavesIt) {
-  FileStream closed;
-  MDF::DZBLOCK block(nullptr, true, closed);
+  FileStream stream(NewFile());
+  Roots({64});
+  MDF::Block::ExtendFile(stream, 64);
+  MDF::DZBLOCK block(nullptr, true, stream);
   std::string data(1000, 'a');
   ASSERT_TRUE(block.Insert(Data(data), 1000));
   EXPECT_TRUE(block.Compress());
   EXPECT_EQ(block.DataBytes(), 17U);
+  EXPECT_NE(block.Write(stream), 0);
+  stream.flush();
+  StrictMdfReader reader(Contents());
+  reader.ReadBlocks({64});
+  std::string packed = reader.DataBehind(64);
+  std::string unpacked(2000, ' ');
+  uLongf length = unpacked.size();
+  ASSERT_EQ(uncompress(Data(unpacked), &length, Data(packed), packed.size()), Z_OK);
+  EXPECT_EQ(unpacked.substr(0, length), data);
+
+  FileStream closed;
   MDF::DZBLOCK noisy(nullptr, true, closed);
   std::string noise = Noise(kFull, 7);
   ASSERT_TRUE(noisy.Insert(Data(noise), kFull));

@@ -15,6 +15,9 @@ struct FullDiskCase {
   bool Compressed;
   unsigned int BlocksBefore;  // of lists of two
 };
+void PrintTo(const FullDiskCase& disk, std::ostream* out) {
+  *out << (disk.Compressed ? "Compressed" : "Plain") << "After" << disk.BlocksBefore;
+}
 
 class DataListOnFullDisk : public MdfFiles, public ::testing::WithParamInterface<FullDiskCase> {
  protected:

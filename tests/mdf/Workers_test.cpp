@@ -2,9 +2,9 @@
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <filesystem>
-#include <fstream>
 #include <set>
 #include <string>
 #include <thread>
@@ -15,6 +15,7 @@
 #include "support/MdfDecoder.h"
 #include "support/MdfEntries.h"
 #include "support/MdfFiles.h"
+#include "support/ProcessThreads.h"
 #include "support/StrictMdfReader.h"
 #include "support/TemporaryDirectory.h"
 #include "support/WaitUntil.h"
@@ -123,23 +124,6 @@ std::vector<std::string> Record(const Drive& drive) {
 void ExpectSame(const std::vector<std::string>& actual, const std::vector<std::string>& expected) {
   ASSERT_EQ(actual.size(), expected.size());
   for (size_t file = 0; file < actual.size(); ++file) EXPECT_TRUE(SameBytes(actual[file], expected[file])) << file;
-}
-
-std::set<int> Threads() {
-  std::set<int> threads;
-  for (const auto& thread : std::filesystem::directory_iterator("/proc/self/task")) {
-    threads.insert(std::stoi(thread.path().filename()));
-  }
-  return threads;
-}
-
-/// The signals that a thread blocks, as the system shows them: 16 hexadecimal digits.
-std::string Blocked(int thread) {
-  std::ifstream status("/proc/self/task/" + std::to_string(thread) + "/status");
-  for (std::string line; std::getline(status, line);) {
-    if (line.starts_with("SigBlk:\t")) return line.substr(8);
-  }
-  return "";
 }
 
 class MdfWorkers : public ::testing::Test {
@@ -354,17 +338,16 @@ TEST_F(MdfWorkers, AreRefusedWhileTheirDataCannotBeWritten) {
 }
 
 TEST_F(MdfWorkers, TakeNoSignalsAndEndWithTheFile) {
-  constexpr const char* kEverySignal = "fffffffe7ffbfeff";  // but those that nothing can block
-  const std::set<int> before = Threads();
+  const std::set<pid_t> before = test::Threads();
   {
     MdfFile file("other", 0);
     ASSERT_TRUE(file.Workers_Set(2));
-    std::set<int> workers = Threads();
-    for (const int thread : before) workers.erase(thread);
+    std::set<pid_t> workers = test::Threads();
+    for (const pid_t thread : before) workers.erase(thread);
     EXPECT_EQ(workers.size(), 2U);
-    for (const int worker : workers) {
-      EXPECT_TRUE(test::WaitUntil([&] { return Blocked(worker) == kEverySignal; }));
+    for (const pid_t worker : workers) {
+      EXPECT_TRUE(test::WaitUntil([&] { return test::Blocked(worker) == test::kEverySignal; }));
     }
   }
-  EXPECT_TRUE(test::WaitUntil([&] { return Threads() == before; }));
+  EXPECT_TRUE(test::WaitUntil([&] { return std::ranges::includes(before, test::Threads()); }));
 }

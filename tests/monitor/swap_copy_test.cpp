@@ -1,4 +1,5 @@
 // The copy of the swap file on file systems that have no second names for a file.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 #include <sys/stat.h>
 
@@ -63,6 +64,15 @@ TEST_F(WithoutLinks, TheExportIsWholeThoughTheCopyDoesNotFit) {
   reader.join();
   EXPECT_EQ(Lines(text), Lines(FileText("whole.asc")));
   EXPECT_TRUE(TakeReports().empty());
+}
+
+TEST(SwapSnapshotOfAFileThatWasCut, IsCopiedUpToItsEnd) {
+  const TemporaryDirectory directory;
+  WriteFile("swap.bin", Bytes(1000, 7));
+  const FailingFiles refused("linkat");
+  const SwapSnapshot snapshot{FileDescriptor("swap.bin", O_RDONLY), 5000};
+  snapshot.MakeCopy("copy.bin");
+  EXPECT_EQ(FileBytes("copy.bin"), Bytes(1000, 7));
 }
 
 TEST(SwapFileThatCannotBeCut, HasNoRecordsPastTheBreak) {

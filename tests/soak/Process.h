@@ -10,12 +10,6 @@
 
 namespace soak {
 
-#if defined(__SANITIZE_ADDRESS__)
-constexpr bool kAddressSanitizer = true;  // it keeps memory for itself
-#else
-constexpr bool kAddressSanitizer = false;
-#endif
-
 /// KiB.
 inline long ResidentMemory() {
   std::ifstream status("/proc/self/status");

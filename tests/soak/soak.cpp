@@ -19,6 +19,7 @@
 #include "qor_api_trace.h"
 #include "recording/TraceDrain.h"
 #include "support/AllocatedMemory.h"
+#include "support/Sanitizers.h"
 #include "support/TemporaryDirectory.h"
 
 namespace soak {
@@ -35,8 +36,8 @@ constexpr auto kPullInterval = 10ms;
 // between the two: a leak of 5 bytes per thousand entries is found. What waits in the simulated interfaces when a cycle
 // ends differs by some 20 KiB, and a few cycles don't even it out.
 constexpr long kMostAllocated = 32;
-constexpr long kMostResident = 192;  // pages are seldom free as a whole
-constexpr long kMostInFewCycles = kAddressSanitizer ? 16 << 10 : 512;
+constexpr long kMostResident = 192;                                          // pages are seldom free as a whole
+constexpr long kMostInFewCycles = test::kAddressSanitizer ? 16 << 10 : 512;  // which keeps memory for itself
 constexpr size_t kManyCycles = 12;
 
 class Soak {

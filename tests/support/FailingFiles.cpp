@@ -26,6 +26,7 @@ std::atomic<unsigned long> Count = 0;
 std::atomic<unsigned long> FailAt = 0;
 std::atomic<const char*> FailOnly = nullptr;  // calls of this name
 std::atomic<const char*> FirstFailed = nullptr;
+std::atomic<void (*)(int)> Watcher = nullptr;  // of files that are synchronized
 
 /// Whether this call, one more of them, is to fail.
 bool MustFail(const char* call) {
@@ -53,6 +54,10 @@ Function* Next(Function*, const char* name) {
   return reinterpret_cast<Function*>(dlsym(RTLD_NEXT, name));
 }
 
+void TellWatcher(int file) {
+  if (void (*const watcher)(int) = Watcher; watcher != nullptr) watcher(file);
+}
+
 bool IsStandard(int file) { return file <= STDERR_FILENO; }
 
 /// What a read or write of `size` bytes may do: all, half, or, refused, nothing.
@@ -70,13 +75,17 @@ Share ShareOf(const char* call, int file, size_t size) {
 
 }  // namespace
 
-test::FailingFiles::FailingFiles(const char* call) : FailingFiles(1, Refused, FromThenOn) { FailOnly = call; }
+test::FailingFiles::FailingFiles(const char* call, Duration duration) : FailingFiles(call, 1, Refused, duration) {}
 
-test::FailingFiles::FailingFiles(unsigned long number, How how, Duration duration) {
+test::FailingFiles::FailingFiles(unsigned long number, How how, Duration duration)
+    : FailingFiles(nullptr, number, how, duration) {}
+
+test::FailingFiles::FailingFiles(const char* call, unsigned long number, How how, Duration duration) {
   Halved = how == Short;
   Emptied = how == Empty;
   Ending = how == Ends;
   ForEver = duration == FromThenOn;
+  FailOnly = call;
   Count = 0;
   FailAt = number;
   FirstFailed = nullptr;
@@ -87,6 +96,8 @@ test::FailingFiles::~FailingFiles() {
   Armed = false;
   FailOnly = nullptr;
 }
+
+void test::FailingFiles::WatchSynchronizing(void (*watcher)(int file)) { Watcher = watcher; }
 
 bool test::FailingFiles::HasFailed() const { return FirstFailed != nullptr; }
 
@@ -214,7 +225,14 @@ int renameat2(int fromFolder, const char* from, int toFolder, const char* to, un
 
 int fsync(int file) {
   static const auto next = Next(&fsync, "fsync");
+  TellWatcher(file);
   return Refuses("fsync") ? -1 : next(file);
+}
+
+int fdatasync(int file) {
+  static const auto next = Next(&fdatasync, "fdatasync");
+  TellWatcher(file);
+  return Refuses("fdatasync") ? -1 : next(file);
 }
 
 int flock(int file, int operation) noexcept {

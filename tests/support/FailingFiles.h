@@ -21,8 +21,8 @@ class FailingFiles {
 
   /// The `number`th call (from 1) fails; later ones too, or not.
   FailingFiles(unsigned long number, How how, Duration duration);
-  /// Every call of this name is refused.
-  explicit FailingFiles(const char* call);
+  /// Calls of this name are refused: each of them, or the first.
+  explicit FailingFiles(const char* call, Duration duration = FromThenOn);
   ~FailingFiles();
   FailingFiles(const FailingFiles&) = delete;
   FailingFiles& operator=(const FailingFiles&) = delete;
@@ -31,6 +31,14 @@ class FailingFiles {
   [[nodiscard]] bool HasFailed() const;
   /// The first call that did, by name; empty without one.
   [[nodiscard]] std::string What() const;
+
+  /// From now on, also without an object of this: called with each file or folder that is about to be synchronized, on the
+  /// thread that does it. Null: nobody.
+  static void WatchSynchronizing(void (*watcher)(int file));
+
+ private:
+  /// @param call  its name, or null for any
+  FailingFiles(const char* call, unsigned long number, How how, Duration duration);
 };
 
 }  // namespace test

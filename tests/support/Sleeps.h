@@ -1,7 +1,7 @@
 // Time under the test's control: an executable that links Sleeps.cpp takes over the sleeps by which the library's threads
 // keep their intervals.
 //
-// The 10 ms between two polls last 1 ms and the 50 ms of the sort thread (25 ms when it's late) 5 ms, so that tests are
+// The 10 ms between two polls last 1 ms and the 50 ms of the sort thread (1 ms when it's late) 5 ms, so that tests are
 // fast; while a SortClock lives, the latter last until the test lets them end.
 #pragma once
 
@@ -9,7 +9,7 @@ namespace test {
 
 constexpr unsigned int kPollInterval = 10000;  // µs
 constexpr unsigned int kSortInterval = 50000;  // µs
-constexpr unsigned int kLateInterval = 25000;  // µs
+constexpr unsigned int kLateInterval = 1000;   // µs
 
 /// How often the library has slept for `microseconds` so far, which is one of the intervals.
 unsigned int SleepCount(unsigned int microseconds);

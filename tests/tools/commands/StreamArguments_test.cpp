@@ -29,6 +29,21 @@ TEST(StreamArguments, BecomeAPlan) {
   EXPECT_EQ(plan.Channels.Of(7), 255u);
 }
 
+TEST(StreamArguments, AreSaidAsTyped) {
+  EXPECT_EQ(StreamArguments().Typed(), "");
+  const StreamArguments typed{.Filter = "id == 0x123",
+                              .StartOn = "error",
+                              .StopOn = "loss",
+                              .From = "1.5s",
+                              .To = "1m",
+                              .Count = 3,
+                              .StopAfter = {"5s", "1MB"},
+                              .Channels = {"1=2"}};
+  EXPECT_EQ(typed.Typed(),
+            "--filter id == 0x123 --from 1.5s --to 1m --start-on error --stop-on loss --stop-after 5s --stop-after 1MB "
+            "--count 3 --channel 1=2");
+}
+
 TEST(StreamArguments, TimesMayBeWhenItWas) {
   StreamArguments typed;
   typed.From = "2026-11-21T14:30:00Z";

@@ -63,6 +63,7 @@ TEST_F(CsvReaderTest, EveryKindOfFlexRayIsRead) {
        RecordOf(flexRay().Slot(64).Cycle(10).HeaderCrc(1047).FrameFlags(0x1C).Data(Bytes(4)))},
       {"5,AB,frame,tx|ppi,2047,63,0x7FF,",
        RecordOf(flexRay().Tx().Code(2).Slot(2047).Cycle(63).HeaderCrc(0x7FF).FrameFlags(2))},
+      {"5,A,frame,,1,0,0,", RecordOf(flexRay().Slot(1).HeaderCrc(0))},
       {"5,B,start_of_cycle,,,11,,", RecordOf(flexRay().Kind(3).Code(11))},
       {"5,A,state,wakeup,,,,", RecordOf(flexRay().Kind(4).Code(7))},
       {"5,A,status,,,,,", RecordOf(flexRay().Kind(5))},

@@ -376,6 +376,20 @@ TEST_F(PcapngReaderTest, DropCountsLieBetweenThePackets) {
   EXPECT_EQ(out.Known.Losses, losses);
 }
 
+TEST_F(PcapngReaderTest, WhatWasLostBeforeTheFirstPacketIsMissingSinceTheCaptureBegan) {
+  const auto lost = [](const Bytes& options) {
+    PcapngFile file;
+    file.Section().Interface(kEthernet, kNanoseconds);
+    file.Block(5, file.New().Put(0u).Put(0u).Put(300u).Put(options).Put(file.New().NumberOption(5, 7ul).All).All);
+    file.Packet(0, 400, Frame());
+    return ReadBytes(file.All).Known.Losses;
+  };
+  const Bytes since = BytesIn(ByteOrder::Little).Option(2, BytesIn(ByteOrder::Little).Put(0u).Put(50u).All).All;
+  EXPECT_EQ(lost(since), (std::vector<Loss>{{1, LossCause::CaptureBufferFull, 50, 300, 7}}));
+  EXPECT_EQ(lost({}), (std::vector<Loss>{{1, LossCause::CaptureBufferFull, 300, 300, 7}}))
+      << "nothing says when it began";
+}
+
 TEST_F(PcapngReaderTest, LossesBeyondMeasureAreJoined) {
   PcapngFile file;
   file.Section().Interface(kEthernet, kNanoseconds);

@@ -26,7 +26,7 @@ std::vector<Bytes> FourBuses() {
     const unsigned long time = index * 5000000ul;
     const auto byte = static_cast<unsigned char>(index);
     records.push_back(RecordOf(test::CanItem().Channel(1).At(time).Id(index % 7).Data({byte, 2})));
-    records.push_back(RecordOf(test::LinItem().Channel(2).At(time + 1).Id(index % 5).Data({byte}, 2)));
+    records.push_back(RecordOf(test::LinItem().Channel(2).At(time).Id(index % 5).Data({byte}, 2)));
     records.push_back(RecordOf(test::FlexRayItem().Channel(30).At(time + 2).Slot(4).Data({byte, 2})));
     records.push_back(RecordOf(test::EthernetItem().Channel(4).At(time + 3).Frame(test::Counting(index))));
   }

@@ -12,6 +12,7 @@
 #include "inputs/InputBytes.h"
 #include "outputs/OutputFile.h"
 #include "support/TemporaryDirectory.h"
+#include "support/WaitUntil.h"
 #include "system/Descriptor.h"
 #include "system/Failure.h"
 
@@ -70,6 +71,35 @@ TEST_P(PackedFileTest, WhatIsWrittenComesBackAndTakesLessRoom) {
   EXPECT_FALSE(*input.CutOff());
   EXPECT_EQ(input.Position(), text.size());
   EXPECT_EQ(input.Taken(), input.Size());
+}
+
+TEST_P(PackedFileTest, OnceItIsSettledItsSizeIsThatOnTheDisk) {
+  const std::string text = SomeText(3'000'000);
+  OutputFile file(Path);
+  unsigned long taken = 0;
+  for (size_t place = 0; place < text.size(); place += 100'000) {
+    taken += file.Write(BytesOf(text) + place, 100'000);
+    const unsigned long size = file.Size();
+    EXPECT_GE(size, fs::file_size(Path + ".part") / 2) << "what is being packed counts as it came";
+    EXPECT_LE(size, taken + 1000);
+  }
+  file.Settle();
+  EXPECT_EQ(file.Size(), fs::file_size(Path + ".part"));
+  EXPECT_LT(file.Size(), taken / 2);
+  file.Settle();
+  EXPECT_EQ(file.Size(), fs::file_size(Path + ".part")) << "there is nothing left to settle";
+  ASSERT_TRUE(file.Complete()) << file.Error();
+  InputBytes input(Path);
+  EXPECT_TRUE(TextOf(input) == text);
+}
+
+TEST_P(PackedFileTest, WhatIsInTheFileBeforeAFlushDoesNotCountTwice) {
+  const std::string text = SomeText(2'000'000);
+  OutputFile file(Path);
+  for (size_t place = 0; place < text.size(); place += 10'000)
+    ASSERT_EQ(file.Write(BytesOf(text) + place, 10'000), 10'000u);
+  ASSERT_TRUE(test::WaitUntil([&] { return fs::file_size(Path + ".part") > 100'000; }));
+  EXPECT_LE(file.Size(), text.size() + 1000);
 }
 
 TEST_P(PackedFileTest, AFileWithNothingInItIsWhole) {

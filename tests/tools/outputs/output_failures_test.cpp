@@ -8,12 +8,14 @@
 #include <functional>
 #include <iterator>
 #include <memory>
+#include <optional>
 
 #include "outputs/BinFile.h"
 #include "outputs/CandumpWriter.h"
 #include "outputs/CaptureFile.h"
 #include "outputs/MdfOutput.h"
 #include "outputs/RowWriter.h"
+#include "outputs/SeriesOutput.h"
 #include "stream/DescriptionJson.h"
 #include "support/FailingFiles.h"
 #include "support/TemporaryDirectory.h"
@@ -133,6 +135,77 @@ TEST(OutputWithFailingFiles, ExistingFileIsKeptIfThatIsWanted) {
       EXPECT_EQ(fs::file_size(output.Name), 3u);
     }
   }
+}
+
+// ---- Series ---------------------------------------------------------------------------------------------------------
+
+/// Three files x_000001.bin to x_000003.bin.
+template <class Writer = BinWriter>
+Outcome RecordSeries(const char* name = "x.bin", std::optional<unsigned long> keep = std::nullopt) {
+  constexpr unsigned long kSecond = 1'000'000'000;
+  try {
+    const auto make = [](const std::string& path) { return std::make_unique<Writer>(path); };
+    SeriesOutput series((fs::current_path() / name).string(), {.Time = kSecond, .KeepFiles = keep}, make);
+    Description known;
+    known.Id = "00000000-1111-2222-3333-444444444444";
+    series.Describe(known);
+    for (unsigned long index = 0; index < 3 * 50; ++index)
+      Put(series, RecordOf(test::CanItem().At(index * (kSecond / 50)).Data({1, 2, 3})));
+    const bool done = series.Finish();
+    return {done, series.Error().empty() ? series.RemarkText() : series.Error()};
+  } catch (const Failure& failure) {
+    return {false, failure.what()};
+  }
+}
+
+constexpr const char* kSeries[] = {"x_000001.bin", "x_000002.bin", "x_000003.bin"};
+
+TEST(SeriesWithFailingFiles, EveryFileThatHasItsNameIsWhole) {
+  const test::TemporaryDirectory directory;
+  ASSERT_TRUE(RecordSeries().Done);
+  const auto whole = fs::file_size(kSeries[0]);
+  const auto open = OpenFiles();
+  for (const auto duration : {FailingFiles::Once, FailingFiles::FromThenOn}) {
+    unsigned long number = 1;
+    for (bool failed = true; failed; ++number) {
+      SCOPED_TRACE(number);
+      for (const auto& file : fs::directory_iterator(".")) fs::remove(file);
+      test::WriteFile(kSeries[1], {1, 2, 3});
+      Outcome outcome;
+      {
+        const FailingFiles failing(number, FailingFiles::Refused, duration);
+        outcome = RecordSeries();
+        failed = failing.HasFailed();
+        SCOPED_TRACE(failing.What());
+        if (!failed) {
+          EXPECT_TRUE(outcome.Done) << outcome.Sentence;
+        }
+      }
+      if (!outcome.Done) {
+        EXPECT_NE(outcome.Sentence, "");
+      }
+      for (const char* name : kSeries) {
+        if (!fs::exists(name)) {
+          EXPECT_FALSE(outcome.Done) << name;
+        } else if (name == kSeries[1] && fs::file_size(name) == 3) {
+          EXPECT_FALSE(outcome.Done) << "the file that was there isn't one of this series";
+        } else {
+          EXPECT_EQ(fs::file_size(name), whole) << name;
+        }
+      }
+      EXPECT_EQ(OpenFiles(), open);
+    }
+    EXPECT_GT(number, 20u);
+  }
+}
+
+TEST(SeriesWithFailingFiles, WhatCannotBeDeletedStaysAndIsTold) {
+  const test::TemporaryDirectory directory;
+  const FailingFiles failing("unlink");
+  const Outcome outcome = RecordSeries<CandumpWriter>("x.log", 1);
+  EXPECT_TRUE(outcome.Done);
+  EXPECT_NE(outcome.Sentence.find("should have been deleted"), std::string::npos) << outcome.Sentence;
+  for (const char* name : {"x_000001.log", "x_000002.log", "x_000003.log"}) EXPECT_TRUE(fs::exists(name));
 }
 
 // ---- Records with a description --------------------------------------------------------------------------------------

@@ -74,6 +74,13 @@ TEST(Sources, WhatIsSimulatedBesideThemIsInUtc) {
   EXPECT_EQ(Planned("script", utc).Text, "script");
 }
 
+TEST(Sources, WhatOnlyTheStandInHasIsKnownByItsKind) {
+  for (const char* typed : {"can", "vehicle?seed=1", "x.log", "pcap:x", "socketcan:can0", "packet:eth0", "script"})
+    EXPECT_TRUE(NeedsStandIn(typed)) << typed;
+  for (const char* typed : {"can0", "CAN 1", "usb:1", "eth0?promisc=off", ""})
+    EXPECT_FALSE(NeedsStandIn(typed)) << typed;
+}
+
 TEST(Sources, SpeedIsAFactorAndMaxIsNone) {
   EXPECT_EQ(Planned("can").Speed, 1);
   EXPECT_EQ(Planned("can?seed=1&speed=2.5").Speed, 2.5);

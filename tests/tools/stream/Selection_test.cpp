@@ -111,7 +111,7 @@ TEST(Selection, LossesConcernWhateverAnExpressionMatches) {
   EXPECT_EQ(selection.Concerned(losses), losses);
 }
 
-TEST(CountLimit, EndsTheStreamWithTheLastRecordThatIsWanted) {
+TEST(Selection, ACountEndsTheStreamWithTheLastRecordThatIsWanted) {
   EXPECT_TRUE(Through({.Count = 3}, {1, 2}).GoesOn);
   const Passed three = Through({.Count = 3}, {1, 2, 3});
   EXPECT_EQ(three.Times, (std::vector<unsigned long>{1, 2, 3}));
@@ -144,6 +144,55 @@ TEST(Selection, SaysWhatEndedIt) {
   EXPECT_TRUE(Put(cut, EntryAt(0)));
   EXPECT_FALSE(Put(cut, EntryAt(2 * kSecond)));
   EXPECT_STREQ(cut.EndedBy(), "to");
+}
+
+TEST(Selection, WhatIsReachedFirstEndsIt) {
+  Collector sink;
+  Selection counted(sink, {.Count = 5, .Stop = {.Entries = 2, .Frames = 3}});
+  EXPECT_TRUE(Put(counted, EntryAt(0)));
+  EXPECT_FALSE(Put(counted, EntryAt(1)));
+  EXPECT_STREQ(counted.EndedBy(), "count");
+  Selection framed(sink, {.Count = 5, .Stop = {.Frames = 1}});
+  EXPECT_FALSE(Put(framed, EntryAt(0)));
+  EXPECT_STREQ(framed.EndedBy(), "stop_after");
+}
+
+TEST(Selection, LossesBehindItsEndDoNotConcernIt) {
+  const std::vector<Loss> losses = LossesAt({1, 2, 3});
+  Collector sink;
+  Selection selection(sink, {.Stop = {.Time = 2}});
+  Put(selection, EntryAt(0));
+  EXPECT_EQ(selection.Concerned(losses), LossesAt({1}));
+}
+
+TEST(Selection, ConditionsSeeWhatTheFilterLeavesOut) {
+  SelectionPlan plan{.Wanted = Filter("id == 7")};
+  plan.Between.Start.emplace("id == 1");
+  plan.Between.Stop.emplace("id == 2");
+  Collector sink;
+  Selection selection(sink, plan);
+  EXPECT_FALSE(plan.IsEverything());
+  EXPECT_TRUE(selection.Concerned(LossesAt({3})).empty());
+  unsigned long time = 0;
+  for (const unsigned int id : {7u, 2u, 1u, 7u, 8u})
+    EXPECT_TRUE(Put(selection, RecordOf(test::CanItem().At(kStart + time++).Id(id))));
+  EXPECT_EQ(selection.EndedBy(), nullptr);
+  EXPECT_FALSE(Put(selection, RecordOf(test::CanItem().At(kStart + time).Id(2))));
+  EXPECT_STREQ(selection.EndedBy(), "stop_on");
+  ASSERT_EQ(sink.Records.size(), 1u);
+  EXPECT_EQ(ViewOf(sink.Records[0]).Timestamp(), kStart + 3);
+  EXPECT_EQ(selection.Text(), "left out: 2 entries before --start-on, 3 entries that --filter doesn't match\n");
+  EXPECT_EQ(selection.Json()["before_start"], 2);
+  EXPECT_EQ(selection.Concerned(LossesAt({1, 2, 5, 6})), LossesAt({2, 5}));
+}
+
+TEST(Selection, SaysThatNothingHasStartedIt) {
+  SelectionPlan plan;
+  plan.Between.Start.emplace("id == 1");
+  Collector sink;
+  Selection selection(sink, plan);
+  EXPECT_TRUE(Put(selection, EntryAt(0)));
+  EXPECT_EQ(selection.Text(), "left out: 1 entry before --start-on, which never happened\n");
 }
 
 TEST(Selection, DeclinesWhatTheNextSinkDeclines) {

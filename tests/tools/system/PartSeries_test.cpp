@@ -71,12 +71,12 @@ TEST_F(PartSeriesTest, SeriesIsClaimedUntilItsLastFileIsComplete) {
 }
 
 TEST_F(PartSeriesTest, LaterPartThatACrashHasLeftIsRefusedBeforeAnythingIsWritten) {
-  std::ofstream("x_12.asc.part") << "left";
+  std::ofstream("x_10.asc.part") << "left";
   EXPECT_EQ(Refusal(Length::Several),
-            "Cannot write the series of \"x.asc.part\": \"x_12.asc.part\" is left over from a run that was cut off; "
+            "Cannot write the series of \"x.asc.part\": \"x_10.asc.part\" is left over from a run that was cut off; "
             "rename it to keep what it holds, or remove it");
   EXPECT_EQ(Refusal(Length::One), "");
-  EXPECT_EQ(Files(), Names{"x_12.asc.part"});
+  EXPECT_EQ(Files(), Names{"x_10.asc.part"});
 }
 
 TEST_F(PartSeriesTest, FilesOfOtherNamesAreNotLeftOver) {

@@ -104,6 +104,18 @@ TEST(ComparedRecord, EachFieldOfAnEthernetEntryIsToldApart) {
   EXPECT_EQ(Differences(OfItem(frame().Kind(2)), OfItem(EthernetItem().Frame(Bytes(60, 2)).Kind(2))), "reserved");
 }
 
+TEST(ComparedRecord, ZerosAfterAnEntryOfNoKnownKindDoNotCount) {
+  const auto longer = [](unsigned char end) {
+    Bytes record = RecordOf(test::FlexRayItem().Kind(0).Slot(3));
+    record.insert(record.end(), {0, 0, 0, end});
+    record[0] = static_cast<unsigned char>(record.size());
+    return Of(record);
+  };
+  const ComparedRecord one = OfItem(test::FlexRayItem().Kind(0).Slot(3));
+  EXPECT_EQ(Differences(one, longer(0)), "");
+  EXPECT_EQ(Differences(one, longer(1)), "reserved");
+}
+
 TEST(ComparedRecord, FieldsThatAreClearedAreTheSame) {
   ComparedRecord one = OfItem(test::CanItem().Id(1).Data({1}));
   ComparedRecord other = OfItem(test::CanItem().Id(2).Data({2}));

@@ -113,6 +113,17 @@ TEST(Summary, LoadIsThatOfTheWholeRecording) {
   EXPECT_NE(summary.Text().find("load 2.6 %, 0.000000000 s to 0.009000000 s\n"), std::string::npos);
 }
 
+TEST(Summary, LoadIsThatOfTheTimeThatIsCovered) {
+  Summary summary({.CanNominal = 1000000});
+  for (const unsigned long begin : {0ul, 1000ul})
+    for (unsigned long ms = 0; ms <= 10; ++ms) Put(summary, RecordOf(test::CanItem().At((begin + ms) * 1000000)));
+  EXPECT_EQ(summary.ChannelsJson()[0]["load_percent"]["bus"], 0.12);  // 22 * 53 us of 1010.053 ms
+  summary.SetCovered(20000000);
+  EXPECT_EQ(summary.Span(), 20000000u);
+  EXPECT_EQ(summary.ChannelsJson()[0]["load_percent"]["bus"], 5.81);  // of 20.053 ms
+  EXPECT_EQ(summary.Times()->Last, 1010000000u);
+}
+
 TEST(Summary, TimesSpanAllChannels) {
   Summary summary = TwoChannels();
   Put(summary, RecordOf(test::CanItem().Channel(2).At(500)));

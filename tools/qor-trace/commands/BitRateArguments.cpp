@@ -2,6 +2,7 @@
 
 #include <fmt/format.h>
 
+#include "commands/Command.h"
 #include "system/Failure.h"
 
 namespace client {
@@ -15,9 +16,9 @@ unsigned long RateOf(std::string_view text, const std::string& typed) {
 
 }  // namespace
 
-void BitRateArguments::AddTo(CLI::App& command) {
-  command.add_option("--bitrate", Can, "Bit rates of CAN buses, for the bus load: nominal[/data] (500k/2M)");
-  command.add_option("--ethernet-bitrate", Ethernet, "Bit rate of Ethernet, for the bus load (100M)");
+void BitRateArguments::AddTo(Command& command) {
+  command.Add("--bitrate", Can, "Bit rates of CAN buses, for the bus load: nominal[/data] (500k/2M)");
+  command.Add("--ethernet-bitrate", Ethernet, "Bit rate of Ethernet, for the bus load (100M)");
 }
 
 BitRates BitRateArguments::Rates() const {
@@ -28,6 +29,21 @@ BitRates BitRateArguments::Rates() const {
   const auto slash = typed.find('/');
   rates.CanNominal = RateOf(typed.substr(0, slash), Can);
   rates.CanData = slash == std::string_view::npos ? rates.CanNominal : RateOf(typed.substr(slash + 1), Can);
+  return rates;
+}
+
+ChannelRates BitRateArguments::RatesOf(const ChannelDescription* known, unsigned char busType) const {
+  const bool typed = !(busType == BusType_Ethernet ? Ethernet : Can).empty();
+  ChannelRates rates{Rates(), !typed, !typed};
+  if (typed || known == nullptr) return rates;
+  if (known->BitRate > 0) {
+    rates.Rates.CanNominal = rates.Rates.Ethernet = known->BitRate;
+    rates.Assumed = false;
+  }
+  if (known->DataBitRate > 0) {
+    rates.Rates.CanData = known->DataBitRate;
+    rates.DataAssumed = false;
+  }
   return rates;
 }
 

@@ -166,17 +166,15 @@ constexpr const char* kCheckHelp =
 
 }  // namespace
 
-void AddCheckCommand(CLI::App& app, Action& action) {
-  CLI::App* command = app.add_subcommand("check", "Read recordings to their end and say what is wrong with them");
+void AddCheckCommand(CLI::App& program, Action& chosen) {
+  Command command(program, chosen, "check", "Read recordings to their end and say what is wrong with them");
   const auto arguments = std::make_shared<CheckArguments>();
-  command->add_option("FILE", arguments->Files, "Recordings in any format that is read, or - for standard input")
-      ->required();
-  command->add_flag("--json", arguments->Json, "Print the verdicts as JSON");
-  command->add_flag("--progress", arguments->Progress,
-                    "Tell how far it has come every few seconds, also without a terminal");
-  command->footer(kCheckHelp);
-  command->callback(
-      [arguments, &action] { action = [arguments](Signals& signals) { return Check(*arguments, signals); }; });
+  command.Add("FILE", arguments->Files, "Recordings in any format that is read, or - for standard input").Required();
+  command.AddFlag("--json", arguments->Json, "Print the verdicts as JSON");
+  command.AddFlag("--progress", arguments->Progress,
+                  "Tell how far it has come every few seconds, also without a terminal");
+  command.Footer(kCheckHelp);
+  command.Does([arguments](Signals& signals) { return Check(*arguments, signals); });
 }
 
 }  // namespace client

@@ -1,24 +1,21 @@
 // The subcommands: each adds its arguments to the command line and does its work when it was chosen.
 #pragma once
 
-#include <CLI/CLI.hpp>
-#include <functional>
-
-#include "system/Signals.h"
+#include "commands/Command.h"
 
 namespace client {
 
-/// What a chosen subcommand does. Returns the exit code; throws Failure.
-using Action = std::function<int(Signals&)>;
-
-/// @param action  set when the subcommand is chosen
-void AddRecordCommand(CLI::App& app, Action& action);
-void AddConvertCommand(CLI::App& app, Action& action);
-void AddListCommand(CLI::App& app, Action& action);
-void AddCheckCommand(CLI::App& app, Action& action);
-void AddCompareCommand(CLI::App& app, Action& action);
-void AddRecoverCommand(CLI::App& app, Action& action);
-void AddInfoCommand(CLI::App& app, Action& action);
-void AddPortsCommand(CLI::App& app, Action& action);
+/// @param chosen  set to what the command does when it was chosen
+void AddRecordCommand(CLI::App& program, Action& chosen);
+void AddConvertCommand(CLI::App& program, Action& chosen);
+void AddListCommand(CLI::App& program, Action& chosen);
+void AddCheckCommand(CLI::App& program, Action& chosen);
+void AddCompareCommand(CLI::App& program, Action& chosen);
+void AddRecoverCommand(CLI::App& program, Action& chosen);
+void AddInfoCommand(CLI::App& program, Action& chosen);
+void AddReportCommand(CLI::App& program, Action& chosen);
+void AddPortsCommand(CLI::App& program, Action& chosen);
+void AddExtcapCommand(CLI::App& program, Action& chosen);
+void AddWatchCommand(CLI::App& program, Action& chosen);
 
 }  // namespace client

@@ -277,45 +277,42 @@ constexpr const char* kCompareHelp =
     "Exit codes: 0 equal, 3 different or something of a recording is unreadable, 1 one can't be read to its end, 2 "
     "wrong usage.";
 
-void AddOptions(CLI::App& command, CompareArguments& arguments) {
+void AddOptions(Command& command, CompareArguments& arguments) {
   const auto addList = [&](const char* name, std::vector<std::string>& values, const char* help) {
-    command.add_option(name, values, help)->delimiter(',')->allow_extra_args(false);
+    command.Add(name, values, help).SeparatedByCommas().OneValueEach();
   };
-  command.add_option("A", arguments.Files[0], "A recording in any format that is read, or - for standard input")
-      ->required();
-  command.add_option("B", arguments.Files[1], "The one that it is compared with, likewise")->required();
-  command.add_option("--tolerance", arguments.Tolerance, "Times may be so far apart, e.g. 1us or 10ms");
-  command.add_option("--times", arguments.Times,
-                     "What times count from: utc, own (each clock as it is) or relative (the first entry of each)");
-  command.add_option("--offset", arguments.Offset, "Add this to the times of B, e.g. 1.5s or -20ms");
+  command.Add("A", arguments.Files[0], "A recording in any format that is read, or - for standard input").Required();
+  command.Add("B", arguments.Files[1], "The one that it is compared with, likewise").Required();
+  command.Add("--tolerance", arguments.Tolerance, "Times may be so far apart, e.g. 1us or 10ms");
+  command.Add("--times", arguments.Times,
+              "What times count from: utc, own (each clock as it is) or relative (the first entry of each)");
+  command.Add("--offset", arguments.Offset, "Add this to the times of B, e.g. 1.5s or -20ms");
   addList("--ignore", arguments.Ignored,
           "Fields that don't count, such as time,dir. There are time, channel, kind, dir, id, slot, cycle, side, code, "
           "flags, dlc, len, data, checksum, crc, bit_time and reserved");
   addList("--as-kept-by", arguments.Formats,
           "Formats that one of them has gone through, of asc, mf4, pcapng and log, such as asc,mf4: what they have no "
           "place for doesn't count");
-  command.add_option("--max", arguments.Most, "Show so many differences");
-  command.add_flag("--description", arguments.Description, "Compare titles, channels, start and losses as well");
+  command.Add("--max", arguments.Most, "Show so many differences");
+  command.AddFlag("--description", arguments.Description, "Compare titles, channels, start and losses as well");
   arguments.Stream.AddTo(command);
-  command.get_option("--channel")->description("OLD=NEW: channel OLD of B is channel NEW of A. Repeat it for several");
-  command.get_option("--count")->description(
-      "Compare so many entries of each (of those that the other options select)");
-  command.add_option("--time-format", arguments.TimeFormatName,
-                     "How times are shown: relative (s since the start of each recording), utc, local or epoch");
-  command.add_flag("--json", arguments.Json, "Print the result as JSON, times in ns");
-  command.add_flag("--progress", arguments.Progress,
-                   "Tell how far it has come every few seconds, also without a terminal");
+  command.Get("--channel").Help("OLD=NEW: channel OLD of B is channel NEW of A. Repeat it for several");
+  command.Get("--count").Help("Compare so many entries of each (of those that the other options select)");
+  command.Add("--time-format", arguments.TimeFormatName,
+              "How times are shown: relative (s since the start of each recording), utc, local or epoch");
+  command.AddFlag("--json", arguments.Json, "Print the result as JSON, times in ns");
+  command.AddFlag("--progress", arguments.Progress,
+                  "Tell how far it has come every few seconds, also without a terminal");
 }
 
 }  // namespace
 
-void AddCompareCommand(CLI::App& app, Action& action) {
-  CLI::App* command = app.add_subcommand("compare", "Show the first differences of two recordings");
+void AddCompareCommand(CLI::App& program, Action& chosen) {
+  Command command(program, chosen, "compare", "Show the first differences of two recordings");
   const auto arguments = std::make_shared<CompareArguments>();
-  AddOptions(*command, *arguments);
-  command->footer(std::string(kFilterHelp) + kCompareHelp);
-  command->callback(
-      [arguments, &action] { action = [arguments](Signals& signals) { return Compare(*arguments, signals); }; });
+  AddOptions(command, *arguments);
+  command.Footer(std::string(kFilterHelp) + kCompareHelp);
+  command.Does([arguments](Signals& signals) { return Compare(*arguments, signals); });
 }
 
 }  // namespace client

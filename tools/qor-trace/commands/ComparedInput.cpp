@@ -54,11 +54,18 @@ bool ComparedInput::Take(const RecordView& record) {
 }
 
 bool ComparedInput::Feed() {
+  if (Input->LossesKnown() != LossesNoted) NoteLosses();
   const bool goesOn = Next != nullptr && Selected.Take(*Next);
   Next = goesOn ? Input->Next() : nullptr;
   if (Input->Stopped()) return false;
   if (Next == nullptr) Into.End(From);
   return true;
+}
+
+/// Something may happen by them.
+void ComparedInput::NoteLosses() {
+  LossesNoted = Input->LossesKnown();
+  Selected.NoteLosses(Input->Describe().Losses);
 }
 
 void ComparedInput::ReadFirst() {

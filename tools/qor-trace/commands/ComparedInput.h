@@ -52,6 +52,7 @@ class ComparedInput : private RecordSink {
 
   [[nodiscard]] bool Take(const RecordView& record) override;
   void ReadFirst();
+  void NoteLosses();
   void ShareClock(ComparedClock clock, long offset);
 
   const Side From;
@@ -60,7 +61,8 @@ class ComparedInput : private RecordSink {
   Comparison& Into;
   const std::unique_ptr<Reader> Input;
   Selection Selected;
-  const RecordView* Next = nullptr;  // the record that is handed on next
+  const RecordView* Next = nullptr;          // the record that is handed on next
+  std::optional<unsigned long> LossesNoted;  // LossesKnown() of the input then
   TimeBase Known = {};
   ComparedClock Shared = ComparedClock::Own;
   TimeBase Common = {};  // from its own clock to that which both share

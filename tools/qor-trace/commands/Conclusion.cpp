@@ -3,7 +3,9 @@
 #include <fmt/format.h>
 
 #include <nlohmann/json.hpp>
+#include <utility>
 
+#include "commands/EventJson.h"
 #include "stream/DescriptionJson.h"
 #include "stream/Reorder.h"
 #include "system/Failure.h"
@@ -29,32 +31,39 @@ std::string MissingEthernetText(const Summary& summary, const OutputArguments& a
 
 }  // namespace
 
+nlohmann::json SummaryJson(const std::string& command, const Summary& summary, const Selection& selected,
+                           const Description& description) {
+  const auto times = summary.Times();
+  return {{"command", command},
+          {"entries", summary.Entries()},
+          {"first_time_ns", times ? nlohmann::json(times->First) : nlohmann::json()},
+          {"last_time_ns", times ? nlohmann::json(times->Last) : nlohmann::json()},
+          {"start", AnchorJson(description.Anchor)},
+          {"channels", summary.ChannelsJson()},
+          {"buses", summary.BusesJson()},
+          {"losses", summary.LossesJson()},
+          {"unread_lines", summary.UnreadJson()},
+          {"found", summary.FoundJson()},
+          {"left_out", selected.Json()}};
+}
+
 int Conclude(const std::string& command, const Summary& summary, const Selection& selected, const OutputSet& outputs,
-             const OutputArguments& asked, const Description& description, const nlohmann::json& more) {
+             const OutputArguments& asked, const Description& description, const nlohmann::json& more,
+             bool printsEvents) {
   const std::string shortfall = outputs.ShortfallText() + MissingEthernetText(summary, asked);
   const bool lossy = summary.Lossy() || selected.Lossy() || (asked.Strict && !shortfall.empty());
   const int code = !outputs.Errors().empty() ? ExitFailed : lossy ? ExitLossy : ExitDone;
-  const auto times = summary.Times();
   Say(fmt::format("{}{}{}{}{} in {} s{}", summary.Text(), selected.Text(), shortfall, outputs.RemarkText(),
-                  FormatCount(summary.Entries(), "entry", "entries"),
-                  FormatSeconds(times ? times->Last - times->First : 0), outputs.WrittenText()));
+                  FormatCount(summary.Entries(), "entry", "entries"), FormatSeconds(summary.Span()),
+                  outputs.WrittenText()));
   if (!asked.Json) return code;
-  nlohmann::json object = {{"command", command},
-                           {"entries", summary.Entries()},
-                           {"first_time_ns", times ? nlohmann::json(times->First) : nlohmann::json()},
-                           {"last_time_ns", times ? nlohmann::json(times->Last) : nlohmann::json()},
-                           {"start", AnchorJson(description.Anchor)},
-                           {"channels", summary.ChannelsJson()},
-                           {"buses", summary.BusesJson()},
-                           {"losses", summary.LossesJson()},
-                           {"unread_lines", summary.UnreadJson()},
-                           {"found", summary.FoundJson()},
-                           {"left_out", selected.Json()},
-                           {"outputs", outputs.Json()},
-                           {"errors", outputs.Errors()},
-                           {"exit_code", code}};
+  nlohmann::json object = SummaryJson(command, summary, selected, description);
+  object.update({{"outputs", outputs.Json()}, {"errors", outputs.Errors()}, {"exit_code", code}});
   object.update(more);
-  PrintJson(object);
+  if (printsEvents)
+    PrintEvent("summary", std::move(object));
+  else
+    PrintJson(object);
   return code;
 }
 

@@ -7,7 +7,9 @@
 #include <nlohmann/json.hpp>
 #include <utility>
 
+#include "commands/Command.h"
 #include "commands/Conclusion.h"
+#include "commands/Destination.h"
 #include "commands/InputRemarks.h"
 #include "commands/LossNews.h"
 #include "commands/ReadingProgress.h"
@@ -17,7 +19,6 @@
 #include "stream/LossLedger.h"
 #include "stream/OverrunMarks.h"
 #include "stream/Selection.h"
-#include "stream/Tee.h"
 #include "system/Failure.h"
 #include "system/Terminal.h"
 #include "system/Units.h"
@@ -90,8 +91,19 @@ Description WithTimesOf(const Description& known, Description now) {
 
 }  // namespace
 
+void ConvertArguments::AddTo(Command& command) {
+  Output.AddTo(command);
+  command.Get("--output").Required();
+  Stream.AddTo(command);
+  Box.AddTo(command);
+  BitRates.AddTo(command);
+  command.AddFlag("--progress", Progress, "Tell how far it has come every few seconds, also without a terminal");
+}
+
 OutputPlan PlanOf(const ConvertArguments& arguments) {
   OutputPlan plan = arguments.Output.Plan();
+  if (arguments.Box.Plan(plan) && arguments.Box.Triggers.empty())
+    throw UsageError("What is read is written when something happens in it; say what, as in --trigger \"error\"");
   if (plan.Capture.AsExported && Has(plan, Format::Pcapng))
     throw UsageError("The library exports a .pcapng only of a recording; leave --as-exported or the output out");
   (void)arguments.Stream.Plan();
@@ -102,7 +114,8 @@ OutputPlan PlanOf(const ConvertArguments& arguments) {
 
 int Convert(const std::string& command, Reader& reader, const ConvertArguments& arguments, Signals& signals) {
   const OutputPlan plan = PlanOf(arguments);
-  const SelectionPlan wanted = arguments.Stream.Plan();
+  SelectionPlan wanted = arguments.Stream.Plan();
+  wanted.Triggers = arguments.Box.TriggerList();
   const auto firstTime = arguments.Output.Times.FirstTime();
   const TimeFormat format = arguments.Output.Times.TableFormat();
   Summary summary(arguments.BitRates.Rates());
@@ -115,18 +128,23 @@ int Convert(const std::string& command, Reader& reader, const ConvertArguments& 
   Description description = told(reader.Describe());
   description.Losses.clear();  // it isn't known yet which of them are selected
   for (const Output& output : plan.Outputs) CheckWritable(output);
-  OutputSet outputs(plan, description);
-  Tee sinks(outputs, summary);
-  Selection selected(sinks, wanted);
+  const auto box = arguments.Box.Plan(plan);
+  OutputSet outputs(plan, description, TellOfSeries(arguments.Output.Json),
+                    box ? FilesOf::Incidents : FilesOf::Recording);
+  Destination destination(outputs, summary, box, arguments.Output.Json);
+  Selection selected(destination.Front(), wanted);
+  destination.TakeTriggersOf(selected);
   LossLedger marks;
   const auto known = [&] {
     Description recording = reader.Describe();
     LossLedger losses(recording.Losses);
     losses.Append(marks.All());
+    selected.NoteLosses(losses.All());
     recording.Losses = selected.Concerned(losses.All());
     return told(std::move(recording));
   };
   LossNews news([&] { outputs.Describe(WithTimesOf(description, known())); });
+  selected.TellOfStart(std::ref(news));
   OverrunMarks marked(selected, marks, std::ref(news));
   InputLosses between(
       marked, [&] { return reader.LossesKnown(); }, news);
@@ -144,6 +162,9 @@ int Convert(const std::string& command, Reader& reader, const ConvertArguments& 
   const std::string end = ReadInto(outputs, started, selected, summary, reader, arguments, signals);
   remarks.Tell();
   description = WithTimesOf(description, known());
+  outputs.Describe(description);
+  destination.Finish(selected);
+  description.Losses = destination.Concerned(description.Losses);
   description.Complete = description.Complete && end == Word(ReadingEnd::Whole);
   TakeChannels(description, summary);
   summary.SetFound(input, reader.Found());
@@ -152,8 +173,10 @@ int Convert(const std::string& command, Reader& reader, const ConvertArguments& 
     const WaitingLine line("completing the outputs", arguments.Progress);
     outputs.Finish(description);
   }
-  return Conclude(command, summary, selected, outputs, arguments.Output, description,
-                  {{"input", input}, {"inputs", arguments.Inputs}, {"ended_by", end}});
+  nlohmann::json more = {{"input", input}, {"inputs", arguments.Inputs}, {"ended_by", end}};
+  destination.AddJson(more);
+  return Conclude(command, summary, selected, outputs, arguments.Output, description, more,
+                  arguments.Output.PrintsEvents(plan) || (arguments.Output.Json && box));
 }
 
 }  // namespace client

@@ -5,6 +5,7 @@
 #include <vector>
 
 #include "commands/BitRateArguments.h"
+#include "commands/BlackBoxArguments.h"
 #include "commands/OutputArguments.h"
 #include "commands/StreamArguments.h"
 #include "inputs/Reader.h"
@@ -19,7 +20,11 @@ struct ConvertArguments {
   BitRateArguments BitRates;
   OutputArguments Output;
   StreamArguments Stream;
+  BlackBoxArguments Box;
   bool Progress = false;  // also without a terminal
+
+  /// All but the inputs, which each command has its own words for.
+  void AddTo(Command& command);
 };
 
 /// What is to be written, before anything is opened.

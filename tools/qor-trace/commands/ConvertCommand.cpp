@@ -41,21 +41,14 @@ constexpr const char* kConvertHelp =
 
 }  // namespace
 
-void AddConvertCommand(CLI::App& app, Action& action) {
-  CLI::App* command = app.add_subcommand("convert", "Write the outputs from a recording");
+void AddConvertCommand(CLI::App& program, Action& chosen) {
+  Command command(program, chosen, "convert", "Write the outputs from a recording");
   const auto arguments = std::make_shared<ConvertCommandArguments>();
-  command->add_option("INPUT", arguments->Inputs, "Recordings, or - for standard input; several are merged by time")
-      ->required();
-  command->add_flag("--same-channels", arguments->SameChannels, kSameChannelsHelp);
-  arguments->Output.AddTo(*command);
-  command->get_option("--output")->required();
-  arguments->Stream.AddTo(*command);
-  arguments->BitRates.AddTo(*command);
-  command->add_flag("--progress", arguments->Progress,
-                    "Tell how far it has come every few seconds, also without a terminal");
-  command->footer(std::string(kFilterHelp) + kConvertHelp);
-  command->callback(
-      [arguments, &action] { action = [arguments](Signals& signals) { return ConvertFiles(*arguments, signals); }; });
+  command.Add("INPUT", arguments->Inputs, "Recordings, or - for standard input; several are merged by time").Required();
+  command.AddFlag("--same-channels", arguments->SameChannels, kSameChannelsHelp);
+  arguments->AddTo(command);
+  command.Footer(std::string(kFilterHelp) + kConvertHelp);
+  command.Does([arguments](Signals& signals) { return ConvertFiles(*arguments, signals); });
 }
 
 }  // namespace client

@@ -61,25 +61,6 @@ void Read(Info& info, bool progress, const Signals& signals) {
   if (info.Held.Entries() > 0) SetFirstTime(info.Known, info.Held.First());
 }
 
-/// Null for an input that isn't compressed.
-const char* PackingWord(const InputKind& kind) {
-  switch (kind.Packing) {
-    case Compression::Gzip:
-      return "gzip";
-    case Compression::Zstd:
-      return "zstd";
-    case Compression::None:
-      break;
-  }
-  return nullptr;
-}
-
-std::string FormatText(const InputKind& kind) {
-  const char* const packing = PackingWord(kind);
-  return fmt::format("  format: {}{}\n", NameOf(kind.Format),
-                     packing != nullptr ? fmt::format(", compressed by {}", packing) : "");
-}
-
 std::string StartText(const Info& info) {
   const TimeBase times = TimesOf(info.Known);
   if (!times.IsKnown()) return "  start: not known\n";
@@ -118,7 +99,7 @@ std::string LossesText(const Description& known) {
 std::string Text(const Info& info) {
   std::string text = Printable(info.File) + ":\n";
   if (!info.Known.Title.empty()) text += fmt::format("  title: {}\n", Printable(info.Known.Title));
-  if (info.Kind) text += FormatText(*info.Kind);
+  if (info.Kind) text += fmt::format("  format: {}\n", NameOf(*info.Kind));
   if (info.Size > 0) text += fmt::format("  size: {}\n", FormatSize(info.Size));
   if (info.Held.Entries() > 0) {
     text += StartText(info);
@@ -205,18 +186,16 @@ constexpr const char* kInfoHelp =
 
 }  // namespace
 
-void AddInfoCommand(CLI::App& app, Action& action) {
-  CLI::App* command =
-      app.add_subcommand("info", "Say what recordings hold: format, start, length, channels, messages, losses");
+void AddInfoCommand(CLI::App& program, Action& chosen) {
+  Command command(program, chosen, "info",
+                  "Say what recordings hold: format, start, length, channels, messages, losses");
   const auto arguments = std::make_shared<InfoArguments>();
-  command->add_option("FILE", arguments->Files, "Recordings in any format that is read, or - for standard input")
-      ->required();
-  command->add_flag("--json", arguments->Json, "Print it as JSON, times in ns");
-  command->add_flag("--progress", arguments->Progress,
-                    "Tell how far it has come every few seconds, also without a terminal");
-  command->footer(kInfoHelp);
-  command->callback(
-      [arguments, &action] { action = [arguments](Signals& signals) { return Tell(*arguments, signals); }; });
+  command.Add("FILE", arguments->Files, "Recordings in any format that is read, or - for standard input").Required();
+  command.AddFlag("--json", arguments->Json, "Print it as JSON, times in ns");
+  command.AddFlag("--progress", arguments->Progress,
+                  "Tell how far it has come every few seconds, also without a terminal");
+  command.Footer(kInfoHelp);
+  command.Does([arguments](Signals& signals) { return Tell(*arguments, signals); });
 }
 
 }  // namespace client

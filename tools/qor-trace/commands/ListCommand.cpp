@@ -8,6 +8,7 @@
 #include "commands/Commands.h"
 #include "commands/Conclusion.h"
 #include "commands/InputRemarks.h"
+#include "commands/LossNews.h"
 #include "commands/ReadingProgress.h"
 #include "commands/RecordingArguments.h"
 #include "commands/StreamArguments.h"
@@ -23,6 +24,7 @@
 #include "stream/Selection.h"
 #include "stream/Tee.h"
 #include "system/Failure.h"
+#include "system/TemporaryFolder.h"
 #include "system/Terminal.h"
 #include "system/Text.h"
 #include "views/MessageTable.h"
@@ -86,10 +88,19 @@ int ListFile(const ListArguments& arguments, Signals& signals) {
   Tee sinks(table, summary);
   Selection selected(sinks, wanted);
   LossLedger marks;
-  OverrunMarks marked(selected, marks);
+  const auto noteLosses = [&] {
+    LossLedger losses(reader->Describe().Losses);
+    losses.Append(marks.All());
+    selected.NoteLosses(losses.All());
+  };
+  OverrunMarks marked(selected, marks, noteLosses);
+  LossNews news(noteLosses);
+  InputLosses between(
+      marked, [&] { return reader->LossesKnown(); }, news);
   unsigned long lastTime = ~0ul;
-  FirstRecord started(marked, [&](const RecordView& record) {
+  FirstRecord started(between, [&](const RecordView& record) {
     remarks.Tell();
+    noteLosses();
     if (const auto limit = typed.TraceTime()) lastTime = record.Timestamp() + *limit;
     description = reader->Describe();
     SetFirstTime(description, record.Timestamp(), firstTime);
@@ -112,13 +123,14 @@ int ListFile(const ListArguments& arguments, Signals& signals) {
 }
 
 int ListRecording(const ListArguments& arguments, Signals& signals) {
-  const SelectionPlan wanted = arguments.Stream.Plan();
-  RecordingOptions options = arguments.Recording.Options("/var/tmp");
+  SelectionPlan wanted = arguments.Stream.Plan();
+  RecordingOptions options = arguments.Recording.Options(TemporaryFolder());
   EndWithSelection(options, wanted);
   options.FirstTime = arguments.Times.FirstTime();
   const TimeFormat format = arguments.Times.TableFormat();
   const std::vector<Source> sources = arguments.Recording.Plan(arguments.Strict);
   CheckChannels(wanted.Channels, sources.size());
+  wanted.Silent = TimingOf(sources, OrderingWindow(sources.size()));
   LossLedger losses;
   Recorder recorder(options, sources, signals, losses);
   MessageTable table;
@@ -127,14 +139,16 @@ int ListRecording(const ListArguments& arguments, Signals& signals) {
   Selection selected(sinks, wanted);
   FirstRecord started(
       selected, [&](const RecordView& record) { selected.BeginAt(record.Timestamp(), TimesOf(recorder.Describe())); });
-  OverrunMarks marked(started, losses);
+  OverrunMarks marked(started, losses, [&] { selected.NoteLosses(losses.All()); });
   Reorder ordered(marked, losses, OrderingWindow(sources.size()));
   bool failed = false;
   const auto complain = [&](const std::string& sentence) {
     SayError(sentence);
     failed = true;
   };
-  recorder.Run(ordered, complain);
+  recorder.Run(
+      ordered, complain, [&](const Description& recording) { selected.NoteLosses(recording.Losses); },
+      [&] { return selected.EndedBy() != nullptr; });
   ordered.Finish();
   Description description = recorder.Describe();
   description.Losses = selected.Concerned(description.Losses);
@@ -169,18 +183,17 @@ constexpr const char* kListHelp =
 
 }  // namespace
 
-void AddListCommand(CLI::App& app, Action& action) {
-  CLI::App* command = app.add_subcommand("list", "Record sources and print one row per message");
+void AddListCommand(CLI::App& program, Action& chosen) {
+  Command command(program, chosen, "list", "Record sources and print one row per message");
   const auto arguments = std::make_shared<ListArguments>();
-  arguments->Recording.AddTo(*command);
-  arguments->Stream.AddTo(*command);
-  command->add_flag("--strict", arguments->Strict, "Refuse a text recording with a line that can't be read");
-  arguments->Times.AddTo(*command);
-  command->add_flag("--same-channels", arguments->SameChannels, kSameChannelsHelp);
-  command->add_flag("--json", arguments->Json, "Print the rows as JSON, times in ns");
-  command->footer(std::string(kListHelp) + kFilterHelp + kSourceHelp);
-  command->callback(
-      [arguments, &action] { action = [arguments](Signals& signals) { return List(*arguments, signals); }; });
+  arguments->Recording.AddTo(command);
+  arguments->Stream.AddTo(command);
+  command.AddFlag("--strict", arguments->Strict, "Refuse a text recording with a line that can't be read");
+  arguments->Times.AddTo(command);
+  command.AddFlag("--same-channels", arguments->SameChannels, kSameChannelsHelp);
+  command.AddFlag("--json", arguments->Json, "Print the rows as JSON, times in ns");
+  command.Footer(std::string(kListHelp) + kFilterHelp + kSourceHelp);
+  command.Does([arguments](Signals& signals) { return List(*arguments, signals); });
 }
 
 }  // namespace client

@@ -4,6 +4,7 @@
 
 #include <filesystem>
 
+#include "commands/Command.h"
 #include "system/Failure.h"
 #include "system/Units.h"
 
@@ -18,6 +19,8 @@ const char* const kSourceHelp =
     "  csv:PATH or PATH.csv          replay of LIN and FlexRay: bus=lin|flexray, channel=N, bitrate=N (of LIN, 19200)\n"
     "  NAME or socketcan:NAME        a CAN interface of this machine: id=ID[:MASK][,...] in hexadecimal, buffer=ITEMS\n"
     "  NAME or packet:NAME           an Ethernet interface: filter=EXPRESSION, promisc=off, ring=BYTES, fanout=N\n"
+    "With --hardware and --adapter in front of the command: the interfaces that 'ports' lists then, and their "
+    "options.\n"
     "\n"
     "Replays take origin=file|absolute (times) and direction=rx|tx (where the file doesn't say). Options go after '?' "
     "and are joined by '&'; simulated ones take speed=FACTOR|max, buffer=ITEMS and gone=TIME. A recording of several "
@@ -26,14 +29,14 @@ const char* const kSourceHelp =
     "\n"
     "Exit codes: 0 done, 1 failed, 2 wrong usage, 3 done but some of the input was lost.";
 
-void RecordingArguments::AddTo(CLI::App& command) {
-  command.add_option("SOURCE", Sources, "What to record; several are recorded together")->required();
-  command.add_option("--duration,-d", Duration, "End after this much trace time, e.g. 90s or 1h30m");
-  command.add_option("--speed", Speed, "Speed of the sources that don't set their own: a factor, or max");
-  command.add_option("--memory-limit", MemoryLimit, "Entries held in memory before they go to the swap file (50000)");
-  command.add_option("--swap-folder", SwapFolder,
-                     "Where the swap file's own folder is made (the folder of the first output, else /var/tmp)");
-  command.add_flag("--progress", Progress, "Tell how far it has come every few seconds, also without a terminal");
+void RecordingArguments::AddTo(Command& command) {
+  command.Add("SOURCE", Sources, "What to record; several are recorded together").Required();
+  command.Add("--duration,-d", Duration, "End after this much trace time, e.g. 90s or 1h30m");
+  command.Add("--speed", Speed, "Speed of the sources that don't set their own: a factor, or max");
+  command.Add("--memory-limit", MemoryLimit, "Entries held in memory before they go to the swap file (50000)");
+  command.Add("--swap-folder", SwapFolder,
+              "Where the swap file's own folder is made (the folder of the first output, else TMPDIR or /var/tmp)");
+  command.AddFlag("--progress", Progress, "Tell how far it has come every few seconds, also without a terminal");
 }
 
 RecordingOptions RecordingArguments::Options(const std::string& defaultSwapFolder) const {
@@ -55,7 +58,7 @@ std::optional<unsigned long> RecordingArguments::TraceTime() const {
 }
 
 std::vector<Source> RecordingArguments::Plan(bool strict) const {
-  return PlanSources(Sources, {Speed, Duration, strict ? "refuse" : "skip"}, std::filesystem::current_path());
+  return Supply().Plan(Sources, {Speed, Duration, strict ? "refuse" : "skip"}, std::filesystem::current_path());
 }
 
 }  // namespace client

@@ -1,7 +1,6 @@
 // The arguments that every recording subcommand takes.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <optional>
 #include <string>
 #include <vector>
@@ -9,6 +8,8 @@
 #include "recording/Recorder.h"
 
 namespace client {
+
+class Command;
 
 /// As typed.
 struct RecordingArguments {
@@ -19,7 +20,7 @@ struct RecordingArguments {
   std::optional<unsigned int> MemoryLimit;
   bool Progress = false;  // also without a terminal
 
-  void AddTo(CLI::App& command);
+  void AddTo(Command& command);
 
   /// @param defaultSwapFolder  for the swap file, unless another was given
   /// Failure: UsageError.

@@ -61,7 +61,7 @@ int Recover(ConvertArguments arguments, Signals& signals) {
 
 constexpr const char* kRecoverHelp =
     "Examples:\n"
-    "  qor-trace recover drive.part.mf4 -o drive.mf4\n"
+    "  qor-trace recover drive.part.mf4 -o saved.mf4\n"
     "  qor-trace recover drive.bin.part .qor-trace-swap-* -o saved.bin -o saved.asc\n"
     "\n"
     "FILE is what a crash or a power cut has left: the part file of any format that is read, a swap folder or its "
@@ -76,19 +76,13 @@ constexpr const char* kRecoverHelp =
 
 }  // namespace
 
-void AddRecoverCommand(CLI::App& app, Action& action) {
-  CLI::App* command = app.add_subcommand("recover", "Write complete files from what a crash has left");
+void AddRecoverCommand(CLI::App& program, Action& chosen) {
+  Command command(program, chosen, "recover", "Write complete files from what a crash has left");
   const auto arguments = std::make_shared<ConvertArguments>();
-  command->add_option("FILE", arguments->Inputs, "Part files, swap folders, files that were cut off")->required();
-  arguments->Output.AddTo(*command);
-  command->get_option("--output")->required();
-  arguments->Stream.AddTo(*command);
-  arguments->BitRates.AddTo(*command);
-  command->add_flag("--progress", arguments->Progress,
-                    "Tell how far it has come every few seconds, also without a terminal");
-  command->footer(kRecoverHelp);
-  command->callback(
-      [arguments, &action] { action = [arguments](Signals& signals) { return Recover(*arguments, signals); }; });
+  command.Add("FILE", arguments->Inputs, "Part files, swap folders, files that were cut off").Required();
+  arguments->AddTo(command);
+  command.Footer(kRecoverHelp);
+  command.Does([arguments](Signals& signals) { return Recover(*arguments, signals); });
 }
 
 }  // namespace client

@@ -7,6 +7,8 @@
 #include <string_view>
 #include <utility>
 
+#include "commands/Command.h"
+#include "commands/StopArguments.h"
 #include "system/Failure.h"
 #include "system/Units.h"
 
@@ -18,7 +20,9 @@ const char* const kFilterHelp =
     "  id & 0x7F0 == 0x120 and dir == rx      slot == 17 and side in a, ab\n"
     "  data[2..3] > 1000 and not extended     vlan == 5 and port == 30490\n"
     "\n"
-    "Quote them. qor-trace-filter(7) lists the fields; a record without the field passes no comparison with it.\n"
+    "Quote them. qor-trace-filter(7) lists the fields; a record without the field passes no comparison with it. "
+    "Conditions are such expressions too, and also:\n"
+    "  missing(id == 0x123) for 200ms         loss\n"
     "\n";
 
 namespace {
@@ -65,16 +69,27 @@ void AddChannel(const std::string& typed, ChannelNumbers& numbers) {
 
 }  // namespace
 
-void StreamArguments::AddTo(CLI::App& command) {
-  command.add_option("--filter", Filter,
-                     "Only entries that this expression matches, e.g. \"bus == can and id == 0x123\"");
-  command.add_option("--from", From,
-                     "Only entries from this time on: since the first entry, e.g. 90s or 1h30m, or when it was: "
-                     "2026-11-21T14:30:00 in local time, or with Z or an offset such as +02:00 appended");
-  command.add_option("--to", To, "Only entries before this time, likewise");
-  command.add_option("--count", Count, "End after so many entries (of those that the other options select)");
-  command.add_option("--channel", Channels, "OLD=NEW: give a channel another number. Repeat it for several")
-      ->allow_extra_args(false);
+void StreamArguments::AddTo(Command& command) {
+  command.Add("--filter", Filter, "Only entries that this expression matches, e.g. \"bus == can and id == 0x123\"");
+  command.Add("--from", From,
+              "Only entries from this time on: since the first entry, e.g. 90s or 1h30m, or when it was: "
+              "2026-11-21T14:30:00 in local time, or with Z or an offset such as +02:00 appended");
+  command.Add("--to", To, "Only entries before this time, likewise");
+  AddConditionsTo(command);
+  command.Add("--count", Count, "Short for --stop-after with so many entries");
+  command.Add("--channel", Channels, "OLD=NEW: give a channel another number. Repeat it for several").OneValueEach();
+}
+
+void StreamArguments::AddConditionsTo(Command& command) {
+  command.Add("--start-on", StartOn,
+              "Only entries from the first one on with which this condition happens, that one included, e.g. "
+              "\"kind == error\" or \"missing(id == 0x123) for 200ms\"");
+  command.Add("--stop-on", StopOn, "End with the entry with which this condition happens, likewise");
+  command
+      .Add("--stop-after", StopAfter,
+           "End after so many frames, entries or bytes, or so much time, of what the other options select: "
+           "10000frames, 10000entries, 500MB, 90s. Repeat it for several; the first that is reached counts")
+      .OneValueEach();
 }
 
 SelectionPlan StreamArguments::Plan() const {
@@ -83,9 +98,28 @@ SelectionPlan StreamArguments::Plan() const {
   if (IsEmpty(plan.Times)) throw UsageError("--from is not before --to, so nothing would be left; give an earlier one");
   if (Count == 0ul) throw UsageError("--count is at least 1");
   plan.Count = Count;
+  plan.Stop = StopLimitsOf(StopAfter);
+  if (!StartOn.empty()) plan.Between.Start.emplace(StartOn);
+  if (!StopOn.empty()) plan.Between.Stop.emplace(StopOn);
   if (!Filter.empty()) plan.Wanted.emplace(Filter);
   for (const std::string& typed : Channels) AddChannel(typed, plan.Channels);
   return plan;
+}
+
+std::string StreamArguments::Typed() const {
+  std::string text;
+  const auto add = [&](const char* option, const std::string& value) {
+    if (!value.empty()) text += fmt::format("{}{} {}", text.empty() ? "" : " ", option, value);
+  };
+  add("--filter", Filter);
+  add("--from", From);
+  add("--to", To);
+  add("--start-on", StartOn);
+  add("--stop-on", StopOn);
+  for (const std::string& limit : StopAfter) add("--stop-after", limit);
+  add("--count", Count ? fmt::format("{}", *Count) : "");
+  for (const std::string& channel : Channels) add("--channel", channel);
+  return text;
 }
 
 Description StreamArguments::Describe(Description recording, const SelectionPlan& wanted) const {
@@ -99,6 +133,10 @@ Description StreamArguments::Describe(Description recording, const SelectionPlan
 void EndWithSelection(RecordingOptions& options, const SelectionPlan& wanted) {
   const auto& to = wanted.Times.To;
   if (to && !to->Utc) options.Duration = std::min(options.Duration.value_or(to->Time), to->Time);
+  // Where the first entry is the first that is wanted, time passes on a silent bus as well.
+  const auto& after = wanted.Stop.Time;
+  if (after && !wanted.Times.From && !wanted.Wanted)
+    options.Duration = std::min(options.Duration.value_or(*after), *after);
 }
 
 void CheckTimes(const SelectionPlan& wanted, const Description& recording, const std::string& input) {

@@ -1,7 +1,6 @@
 // The arguments about what of a stream is wanted, alike in every subcommand.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <cstddef>
 #include <optional>
 #include <string>
@@ -13,18 +12,27 @@
 
 namespace client {
 
+class Command;
+
 /// As typed.
 struct StreamArguments {
   std::string Filter;
+  std::string StartOn;
+  std::string StopOn;
   std::string From;
   std::string To;
   std::optional<unsigned long> Count;
+  std::vector<std::string> StopAfter;
   std::vector<std::string> Channels;  // "A=B"
 
-  void AddTo(CLI::App& command);
+  void AddTo(Command& command);
+  /// Only those by which it begins and ends with what happens: --start-on, --stop-on, --stop-after.
+  void AddConditionsTo(Command& command);
 
   /// Failure: UsageError, of the expression FilterError.
   [[nodiscard]] SelectionPlan Plan() const;
+  /// The options that were given, for people: "--filter bus == can --from 10s".
+  [[nodiscard]] std::string Typed() const;
   /// The description of what is selected: its channels' numbers, and the filter that each was recorded through.
   /// @param wanted  Plan()
   [[nodiscard]] Description Describe(Description recording, const SelectionPlan& wanted) const;

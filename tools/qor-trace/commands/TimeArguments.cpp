@@ -2,19 +2,19 @@
 
 #include <fmt/format.h>
 
+#include "commands/Command.h"
 #include "system/Failure.h"
 #include "system/Units.h"
 
 namespace client {
 
-void TimeArguments::AddTo(CLI::App& command) {
-  command.add_option("--start-time", StartTime,
-                     "When the first entry was, in place of what is known: 2026-11-21T14:30:00 in local time, or with "
-                     "Z appended in UTC");
-  command.add_option(
-      "--time-format", Format,
-      "How tables show times: relative (s since the start of the recording), utc, local or epoch (s since "
-      "1970)");
+void TimeArguments::AddTo(Command& command) {
+  command.Add("--start-time", StartTime,
+              "When the first entry was, in place of what is known: 2026-11-21T14:30:00 in local time, or with "
+              "Z appended in UTC");
+  command.Add("--time-format", Format,
+              "How tables show times: relative (s since the start of the recording), utc, local or epoch (s since "
+              "1970)");
 }
 
 std::optional<unsigned long> TimeArguments::FirstTime() const {

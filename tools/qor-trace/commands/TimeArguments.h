@@ -1,7 +1,6 @@
 // The arguments that say when a recording was made, and how its times are shown.
 #pragma once
 
-#include <CLI/CLI.hpp>
 #include <optional>
 #include <string>
 
@@ -9,12 +8,14 @@
 
 namespace client {
 
+class Command;
+
 /// As typed.
 struct TimeArguments {
   std::string StartTime;
   std::string Format = "relative";
 
-  void AddTo(CLI::App& command);
+  void AddTo(Command& command);
 
   /// When the first entry was, ns since 1970, if that was given.
   /// Failure: UsageError.

@@ -122,6 +122,15 @@ bool InputBytes::SkipFar(unsigned long size) {
   return true;
 }
 
+bool InputBytes::SkipZerosToEnd() {
+  while (Need(1)) {
+    const auto ready = Ready();
+    if (!std::all_of(ready.begin(), ready.end(), [](unsigned char byte) { return byte == 0; })) return false;
+    Skip(ready.size());
+  }
+  return true;
+}
+
 std::optional<std::string_view> InputBytes::Line() {
   const auto text = [this] {
     const auto ready = Ready();

@@ -40,6 +40,10 @@ class InputBytes {
   /// Moves the window on by any number of bytes, reading and forgetting them. False if the input ends before.
   /// Failure: as Need.
   [[nodiscard]] bool SkipFar(unsigned long size);
+  /// Skips zeros. True if there is nothing else up to the end of the input, as where a power cut has left a file longer than what
+  /// had reached the disk.
+  /// Failure: as Need.
+  [[nodiscard]] bool SkipZerosToEnd();
 
   /// The next line without its end (LF or CR LF), which is skipped. Nothing at the end of the input, and when reading is to
   /// end. A line of more than kLongestLine bytes comes cut, in one piece. Valid until the next call.

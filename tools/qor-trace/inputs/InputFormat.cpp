@@ -1,5 +1,7 @@
 #include "inputs/InputFormat.h"
 
+#include <fmt/format.h>
+
 namespace client {
 
 const char* Word(InputFormat format) {
@@ -40,6 +42,23 @@ const char* NameOf(InputFormat format) {
       return "PCAPNG capture";
   }
   return "";
+}
+
+const char* PackingWord(const InputKind& kind) {
+  switch (kind.Packing) {
+    case Compression::Gzip:
+      return "gzip";
+    case Compression::Zstd:
+      return "zstd";
+    case Compression::None:
+      break;
+  }
+  return nullptr;
+}
+
+std::string NameOf(const InputKind& kind) {
+  const char* const packing = PackingWord(kind);
+  return fmt::format("{}{}", NameOf(kind.Format), packing != nullptr ? fmt::format(", compressed by {}", packing) : "");
 }
 
 }  // namespace client

@@ -1,6 +1,8 @@
 // The formats that are read.
 #pragma once
 
+#include <string>
+
 #include "system/Compression.h"
 
 namespace client {
@@ -19,5 +21,10 @@ struct InputKind {
 
   bool operator==(const InputKind&) const = default;
 };
+
+/// "gzip", "zstd"; null for what isn't compressed.
+[[nodiscard]] const char* PackingWord(const InputKind& kind);
+/// "ASC log, compressed by gzip"
+[[nodiscard]] std::string NameOf(const InputKind& kind);
 
 }  // namespace client

@@ -17,6 +17,7 @@
 #include "inputs/PcapReader.h"
 #include "inputs/PcapngReader.h"
 #include "inputs/PipedReader.h"
+#include "inputs/SeriesReader.h"
 #include "inputs/UnpackedReader.h"
 #include "system/Compression.h"
 #include "system/Failure.h"
@@ -111,6 +112,7 @@ bool IsNameOfInput(const std::string& path) {
 }
 
 std::unique_ptr<Reader> OpenInput(const std::string& path) {
+  if (auto series = OpenSeries(path, OpenInput)) return series;
   if (path != "-") {
     CheckInputFile(path);
   } else if (isatty(STDIN_FILENO) == 1) {

@@ -20,7 +20,7 @@ constexpr size_t kFrontOfPipe = 8;
 /// By the name alone: a recording that is read as it is, even where it could be replayed.
 [[nodiscard]] bool IsNameOfInput(const std::string& path);
 
-/// Opens a file ("-": standard input). What a pipe holds is known once it is read.
+/// Opens a file ("-": standard input), or the series of a name that no file has: see OpenSeries. What a pipe holds is known once it is read.
 /// Failure: Failure when it can't be read, or isn't what it seems to be; UsageError when standard input is a terminal.
 [[nodiscard]] std::unique_ptr<Reader> OpenInput(const std::string& path);
 /// Likewise, for what a crash has left: a damaged part of raw records is passed over.

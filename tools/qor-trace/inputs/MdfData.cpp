@@ -12,7 +12,8 @@ namespace client {
 namespace {
 
 constexpr unsigned long kWindow = 256ul << 10;  // bytes of a plain block that are read at once
-constexpr size_t kPackedHead = 24;              // bytes of a packed block in front of the packed ones
+constexpr size_t kBlockHead = 24;
+constexpr size_t kPackedHead = 24;  // bytes of a packed block in front of the packed ones
 // No stream of zlib's unpacks to more than this.
 constexpr unsigned long kMostRatio = 1032;
 constexpr unsigned char kEqualLengths = 1;  // flag of a list
@@ -87,14 +88,20 @@ void MdfData::AddList(unsigned long link) {
 
 void MdfData::AddBlocksOf(const MdfBlock& list) {
   const MdfFields fields = File.Fields(list, 16 + list.Links.size() * 8);
-  const bool equal = (fields.At<unsigned char>(0) & kEqualLengths) != 0;
-  const unsigned long count = fields.At<unsigned int>(4);
-  const unsigned long listed = list.Links.empty() ? 0 : std::min<unsigned long>(count, list.Links.size() - 1);
+  const unsigned long count = fields.At<unsigned int>(4), links = list.Links.empty() ? 0 : list.Links.size() - 1;
+  // What comes after the links moves when one is added, in the same write; a power cut may have let only half of it through.
+  const bool torn = count != links && !File.IsFinalized();
+  const bool equal = !torn && (fields.At<unsigned char>(0) & kEqualLengths) != 0;
+  const unsigned long listed = torn ? links : std::min(count, links);
   for (size_t index = 0; index < listed && Refusal.empty(); ++index) {
     const unsigned long position = list.Link(1 + index);
     if (position == 0) continue;
     const unsigned long stated = equal ? 0 : fields.At<unsigned long>(8 + index * 8);
-    if (GapBefore && stated > Next) Next = stated;
+    if (GapBefore && stated > Next && !torn) Next = stated;
+    if (torn && !File.Find(position)) {
+      Found.AtByte(FindingKind::CutOff, "a list of data blocks that was being written", list.Position);
+      return;
+    }
     if (AddBlock(position)) continue;
     if (equal) Next += fields.At<unsigned long>(8);
     GapBefore = true;
@@ -146,8 +153,9 @@ bool MdfData::AddPacked(const MdfBlock& block) {
   const unsigned long present = block.DataSize < kPackedHead ? 0 : block.DataSize - kPackedHead;
   piece.Stored = std::min(plain ? piece.Size : packed, present);
   if (plain) piece.Size = piece.Stored;
-  const bool believable = plain || (piece.Size <= kMostUnpacked && piece.Size / kMostRatio <= piece.Stored);
-  if (block.DataSize < kPackedHead || (!believable && !block.IsCut)) {
+  const bool believable = block.DataSize >= kPackedHead &&
+                          (plain || (piece.Size <= kMostUnpacked && piece.Size / kMostRatio <= piece.Stored));
+  if (!believable && !block.IsCut) {
     Found.AtByte(FindingKind::Unread, "a packed block whose lengths can't be true", block.Position);
     return false;
   }
@@ -177,9 +185,21 @@ void MdfData::ExtendLast() {
 }
 
 void MdfData::Missing(unsigned long position) {
-  const bool past = position >= File.Size();
-  Found.AtByte(past ? FindingKind::CutOff : FindingKind::Unread,
-               past ? "a data block past the end of the file" : "a link to a data block that isn't there", position);
+  if (position >= File.Size())
+    Found.AtByte(FindingKind::CutOff, "a data block past the end of the file", position);
+  else if (WasBeingWritten(position))
+    Found.AtByte(FindingKind::CutOff, "a data block that was being written", position);
+  else
+    Found.AtByte(FindingKind::Unread, "a link to a data block that isn't there", position);
+}
+
+/// A power cut may leave a list that is newer than the end of its file: in the place of a block there are zeros, or the file
+/// ends in its head.
+bool MdfData::WasBeingWritten(unsigned long position) {
+  std::array<unsigned char, kBlockHead> head;
+  const auto there = std::span(head).first(File.ReadAt(position, head));
+  if (File.IsFinalized()) return false;
+  return there.size() < head.size() || std::all_of(there.begin(), there.end(), [](auto byte) { return byte == 0; });
 }
 
 // --- the bytes ---

@@ -56,6 +56,7 @@ class MdfData {
   void Append(Piece piece);
   void ExtendLast();
   void Missing(unsigned long position);
+  [[nodiscard]] bool WasBeingWritten(unsigned long position);
 
   [[nodiscard]] const Piece* PieceAt(unsigned long offset) const;
   void Load(const Piece& piece, unsigned long offset);

@@ -93,10 +93,12 @@ class SortedRecords : public MdfRecords {
         }
       }
     }
-    // Of a file that was cut off, the data may be missing that the last records belong to.
-    const bool isTail = !File.IsFinalized() && Index > Group.Cycles;
-    if (!isTail)
-      Found.AtByte(FindingKind::Unread, fmt::format("a record of {} without its data", Group.BusName), Current.Place);
+    // Of a file that was cut off, the data may be missing that the last records belong to, counted or not.
+    const bool isUncounted = !File.IsFinalized() && Index > Group.Cycles;
+    const bool isTail = !File.IsFinalized() && !Signal.AfterGap(offset);
+    if (!isUncounted)
+      Found.AtByte(isTail ? FindingKind::CutOff : FindingKind::Unread,
+                   fmt::format("a record of {} without its data", Group.BusName), Current.Place);
     return false;
   }
 

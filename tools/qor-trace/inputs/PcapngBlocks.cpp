@@ -64,8 +64,12 @@ std::optional<PcapngBlock> PcapngBlocks::Next() {
   const bool atBegin = Input.Position() == 0;
   const Framed frame = FrameAt(0);
   if (Input.Stopped()) return std::nullopt;
-  if (frame.State == Framed::Damaged || (atBegin && frame.State == Framed::Whole && frame.Type != kSectionHeaderBlock))
-    throw Damaged();
+  if (atBegin && frame.State == Framed::Whole && frame.Type != kSectionHeaderBlock) throw Damaged();
+  if (frame.State == Framed::Damaged) {
+    const Failure damaged = Damaged();  // with the place as it is now
+    if (!Input.SkipZerosToEnd()) throw damaged;
+    CutOff = true;
+  }
   if (frame.State == Framed::Cut) CutOff = true;
   if (frame.State != Framed::Whole) return std::nullopt;
   Latest = frame;

@@ -2,6 +2,8 @@
 
 #include <fmt/format.h>
 
+#include <algorithm>
+
 #include "system/Failure.h"
 
 namespace client {
@@ -25,10 +27,26 @@ std::optional<size_t> Unpacked::Next(unsigned char* target, size_t room, const R
       Between = step.Between;
       return step.Made;
     }
-    if (step.Damaged || step.Taken == 0)
-      throw Failure(fmt::format("The compressed data of {} are damaged at byte {}", name, Taken));
+    if (step.Damaged || step.Taken == 0) {
+      const auto zeros = OnlyZerosFollow(read);
+      if (!zeros) return std::nullopt;
+      if (!*zeros) throw Failure(fmt::format("The compressed data of {} are damaged at byte {}", name, Taken));
+      continue;  // to the end
+    }
     Between = step.Between;
   }
+}
+
+/// Nothing when reading is to end. If it is true, nothing is left to be read.
+std::optional<bool> Unpacked::OnlyZerosFollow(const Read& read) {
+  while (!Packed.empty()) {
+    const auto isZero = [](unsigned char byte) { return byte == 0; };
+    if (!std::all_of(Packed.begin() + static_cast<std::ptrdiff_t>(Begin), Packed.end(), isZero)) return false;
+    Packed.clear();
+    Begin = 0;
+    if (!read(Packed)) return std::nullopt;
+  }
+  return true;
 }
 
 }  // namespace client

@@ -26,6 +26,7 @@ class Unpacked {
       : Packed(std::move(begun)), Inflate(MakeDecompressor(kind)) {}
 
   /// The next bytes: some unless the stream has ended; nothing when reading is to end.
+  /// Zeros up to the end of the file, as a power cut leaves them, end a stream like the end of the file.
   /// @param name  for sentences
   /// Failure: Failure that names the byte of the file from which on it is no compressed stream. All bytes before it were returned.
   [[nodiscard]] std::optional<size_t> Next(unsigned char* target, size_t room, const Read& read,
@@ -35,6 +36,8 @@ class Unpacked {
   [[nodiscard]] std::shared_ptr<const bool> CutOff() const { return Cut; }
 
  private:
+  [[nodiscard]] std::optional<bool> OnlyZerosFollow(const Read& read);
+
   std::vector<unsigned char> Packed;
   size_t Begin = 0;         // of what wasn't taken yet
   unsigned long Taken = 0;  // bytes of the file

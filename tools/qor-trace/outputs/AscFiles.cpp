@@ -27,6 +27,7 @@ std::optional<SeriesName> AscSeriesOf(const std::string& path, const AscOptions&
 }
 
 void AscFiles::Begin(const std::string& name) {
+  if (Current() != nullptr) BytesBefore += Current()->Size();
   Bytes = Lines = 0;
   if (!Sentence.empty()) return;
   try {

@@ -33,12 +33,24 @@ class AscFiles : public Qor_Trace_AscTarget {
   void Begin(const std::string& name) override;
   void Write(std::string_view text) override;
   void End() override;
+  /// Adds the open file, for somebody who puts on the disk what was written to it.
+  void AddTo(std::vector<WrittenFile>& files) {
+    if (Usable()) Current()->AddTo(files);
+  }
+  /// That couldn't be done.
+  void FailToKeep(int error) { Current()->FailToKeep(error); }
   /// The file that is open stays incomplete, as it is.
   void GiveUp() { GivenUp = true; }
   /// Instead, the open file is removed: it has a header and nothing else.
   void Discard();
   /// From now on, files that exist are kept: see StreamOutput.
   void KeepExisting();
+
+  /// Bytes of all files so far, as StreamOutput.
+  [[nodiscard]] unsigned long Size() const { return BytesBefore + (Current() != nullptr ? Current()->Size() : 0); }
+  void Settle() {
+    if (Usable()) Current()->Settle();
+  }
 
   [[nodiscard]] bool Usable() const { return Current() != nullptr && Current()->Usable() && Sentence.empty(); }
   /// The sentence that says what failed; empty if nothing did.
@@ -56,8 +68,9 @@ class AscFiles : public Qor_Trace_AscTarget {
   std::unique_ptr<OutputFile> First;
   std::unique_ptr<OutputFile> Later;  // the one that is open, if that isn't the first
   bool ExistingAreKept = false;
-  unsigned long Bytes = 0;  // of the open file
-  unsigned long Lines = 0;  // likewise
+  unsigned long BytesBefore = 0;  // of the files before the open one
+  unsigned long Bytes = 0;        // of the open file
+  unsigned long Lines = 0;        // likewise
   bool GivenUp = false;
   std::vector<std::string> CompleteNames;
   std::string Sentence;

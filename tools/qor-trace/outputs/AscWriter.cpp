@@ -80,6 +80,19 @@ void AscWriter::Pause() {
   if (Files.Usable() && (UpToDate || FlushPace.IsDue())) Flush();
 }
 
+void AscWriter::WriteOut(std::vector<WrittenFile>& files) {
+  if (!Files.Usable()) return;
+  Flush();
+  FlushPace.Restart();
+  Files.AddTo(files);
+}
+
+void AscWriter::Settle() {
+  if (!Files.Usable()) return;
+  Flush();
+  Files.Settle();
+}
+
 bool AscWriter::Finish() {
   if (!Files.Usable()) return false;
   if (!Clock) Begin();  // even a log without entries has a header

@@ -45,9 +45,13 @@ class AscWriter : public StreamOutput {
   [[nodiscard]] bool Take(const RecordView& record) override;
   /// Writes what is left; to a file that isn't live, at most once a second. A failure shows at the next entry.
   void Pause() override;
+  void WriteOut(std::vector<WrittenFile>& files) override;
+  void FailToKeep(int error) override { Files.FailToKeep(error); }
   [[nodiscard]] bool Finish() override;
 
   void KeepExisting() override { Files.KeepExisting(); }
+  [[nodiscard]] unsigned long Size() const override { return Files.Size() + Used; }
+  void Settle() override;
   [[nodiscard]] const std::string& Error() const override { return Files.Error(); }
   [[nodiscard]] std::string ShortfallText() const override;
   [[nodiscard]] std::string RemarkText() const override { return OlderFilesText(OlderInSeries()); }

@@ -116,6 +116,28 @@ void BinWriter::Pause() {
   if (Flush()) WriteDescription();
 }
 
+void BinWriter::WriteOut(std::vector<WrittenFile>& files) {
+  if (File.IsStandardOutput() || !File.Usable() || !Flush()) return;
+  FlushPace.Restart();
+  WriteDescription();
+  File.AddTo(files);
+  if (Beside) Beside->AddTo(files);
+}
+
+void BinWriter::FailToKeep(int error) {
+  for (const ChannelDescription& channel : Described.Channels) ChannelsAtTheCut.insert(channel.Number);
+  File.FailToKeep(error);
+}
+
+void BinWriter::Settle() {
+  if (File.Usable() && Flush()) File.Settle();
+}
+
+std::vector<std::string> BinWriter::FilesBeside() const {
+  if (!Finished || !Beside) return {};
+  return {Beside->Name()};
+}
+
 bool BinWriter::Flush() {
   const size_t done = File.Write(Buffer.data(), Buffer.size());
   if (done < Buffer.size()) {

@@ -39,11 +39,18 @@ class BinWriter : public StreamOutput {
   /// Writes what is left; to a file, at most once a second. A failure shows at the next entry.
   void Pause() override;
 
+  void WriteOut(std::vector<WrittenFile>& files) override;
+  void FailToKeep(int error) override;
+
   void NoteCut(const Description& known, unsigned long latest) override;
 
   /// Writes what is left and gives the file its name. False as for Take.
   [[nodiscard]] bool Finish() override;
   void KeepExisting() override;
+
+  [[nodiscard]] unsigned long Size() const override { return File.Size() + Buffer.size(); }
+  void Settle() override;
+  [[nodiscard]] std::vector<std::string> FilesBeside() const override;
 
   /// The sentence that says what failed; empty if nothing did. After Finish it may be about the description of whole records.
   [[nodiscard]] const std::string& Error() const override;

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "outputs/LineFile.h"
 #include "outputs/Omissions.h"
@@ -22,8 +23,12 @@ class CandumpWriter : public StreamOutput {
   void Describe(const Description& description) override { Times = TimesOf(description); }
   [[nodiscard]] bool Take(const RecordView& record) override;
   void Pause() override { File.Pause(); }
+  void WriteOut(std::vector<WrittenFile>& files) override { File.WriteOut(files); }
+  void FailToKeep(int error) override { File.FailToKeep(error); }
   [[nodiscard]] bool Finish() override { return File.Finish(); }
   void KeepExisting() override { File.KeepExisting(); }
+  [[nodiscard]] unsigned long Size() const override { return File.Size(); }
+  void Settle() override { File.Settle(); }
 
   [[nodiscard]] const std::string& Error() const override { return File.Error(); }
   [[nodiscard]] std::string ShortfallText() const override;

@@ -32,6 +32,16 @@ void CaptureWriter::Pause() {
   if (File.IsStandardOutput() || FlushPace.IsDue()) Checked(Writer.Flush());
 }
 
+void CaptureWriter::WriteOut(std::vector<WrittenFile>& files) {
+  if (!File.Usable() || !Checked(Writer.Flush())) return;
+  FlushPace.Restart();
+  File.AddTo(files);
+}
+
+void CaptureWriter::Settle() {
+  if (File.Usable() && Checked(Writer.Flush())) File.Settle();
+}
+
 bool CaptureWriter::Finish() { return File.Usable() && Checked(Writer.Finish()) && File.Complete(); }
 
 bool CaptureWriter::Checked(bool written) {

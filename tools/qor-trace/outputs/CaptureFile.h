@@ -8,6 +8,7 @@
 #include <nlohmann/json_fwd.hpp>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include "outputs/OutputFile.h"
 #include "outputs/PcapngWriter.h"
@@ -33,11 +34,15 @@ class CaptureWriter : public StreamOutput {
   [[nodiscard]] bool Take(const RecordView& record) override;
   /// Writes what is left; to a file, at most once a second. A failure shows at the next entry.
   void Pause() override;
+  void WriteOut(std::vector<WrittenFile>& files) override;
+  void FailToKeep(int error) override { File.FailToKeep(error); }
 
   void Describe(const Description& description) override { Writer.Describe(description); }
   /// Writes the counts of the channels and what is left, and gives the file its name. False as for Take.
   [[nodiscard]] bool Finish() override;
   void KeepExisting() override { File.KeepExisting(); }
+  [[nodiscard]] unsigned long Size() const override { return File.Size() + Writer.Composed(); }
+  void Settle() override;
 
   [[nodiscard]] const std::string& Error() const override { return File.Error(); }
   [[nodiscard]] const std::string& Path() const { return File.Path(); }

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "stream/Description.h"
 #include "system/PartFile.h"
@@ -21,6 +22,8 @@ class DescriptionFile {
   /// Writes the description in place of the one before, which stays if that fails. A failure is kept: see Error.
   void Write(const Description& description);
 
+  /// Adds the file, for somebody who puts on the disk what is written.
+  void AddTo(std::vector<WrittenFile>& files) const { files.push_back(Part.Written()); }
   /// Puts what is written on the disk.
   void Synchronize();
   /// Removes the description of the record file that is about to be replaced: it must not lie beside the new one, whenever the
@@ -32,6 +35,8 @@ class DescriptionFile {
   /// Removes it: there are no records.
   void Discard() { Part.Discard(); }
 
+  /// When it is complete.
+  [[nodiscard]] const std::string& Name() const { return Part.Name(); }
   /// The sentence that says what failed; empty if nothing did.
   const std::string& Error() const { return Sentence; }
 

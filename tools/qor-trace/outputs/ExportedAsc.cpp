@@ -72,6 +72,13 @@ void ExportedAsc::Pause() {
   if (Files.Usable() && (UpToDate || FlushPace.IsDue())) Writer.Flush();
 }
 
+void ExportedAsc::WriteOut(std::vector<WrittenFile>& files) {
+  if (!Files.Usable()) return;
+  Writer.Flush();
+  FlushPace.Restart();
+  Files.AddTo(files);
+}
+
 bool ExportedAsc::Finish() {
   if (!Files.Usable()) return false;
   Writer.EndFile();

@@ -39,6 +39,8 @@ class ExportedAsc : public StreamOutput {
   [[nodiscard]] bool Take(const RecordView& record) override;
   /// Writes what is left; to a file that isn't live, at most once a second. A failure shows at the next entry.
   void Pause() override;
+  void WriteOut(std::vector<WrittenFile>& files) override;
+  void FailToKeep(int error) override { Files.FailToKeep(error); }
   [[nodiscard]] bool Finish() override;
 
   void KeepExisting() override { Files.KeepExisting(); }

@@ -25,6 +25,12 @@ void LineFile::Pause() {
   if (BufferedLines > 0 && (File.IsStandardOutput() || FlushPace.IsDue())) Flush();
 }
 
+void LineFile::WriteOut(std::vector<WrittenFile>& files) {
+  if (BufferedLines > 0) Flush();
+  FlushPace.Restart();
+  File.AddTo(files);
+}
+
 bool LineFile::Finish() {
   Flush();
   return File.Complete();

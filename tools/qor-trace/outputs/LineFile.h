@@ -6,6 +6,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <vector>
 
 #include "outputs/OutputFile.h"
 #include "system/Pace.h"
@@ -45,6 +46,17 @@ class LineFile {
 
   /// Writes what is left; to a file, at most once a second.
   void Pause();
+  /// Writes what is left; the file is added, for somebody who puts it on the disk.
+  void WriteOut(std::vector<WrittenFile>& files);
+  /// That couldn't be done.
+  void FailToKeep(int error) { File.FailToKeep(error); }
+  /// Bytes of the file so far, as StreamOutput.
+  [[nodiscard]] unsigned long Size() const { return File.Size() + Used; }
+  /// Writes all that was composed.
+  void Settle() {
+    Flush();
+    File.Settle();
+  }
   /// Writes what is left and gives the file its name. False if that or an earlier write failed.
   [[nodiscard]] bool Finish();
   void KeepExisting() { File.KeepExisting(); }

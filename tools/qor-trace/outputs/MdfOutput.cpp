@@ -1,6 +1,7 @@
 #include "outputs/MdfOutput.h"
 
 #include <fmt/format.h>
+#include <sys/stat.h>
 
 #include <algorithm>
 #include <cerrno>
@@ -206,15 +207,39 @@ bool MdfOutput::Insert(const RecordView& record) {
   if (File.FileName() != Series.Current().PartName()) NextFile();
   errno = error;
   if (!inserted && Sentence.empty()) Fail();
+  CollectedBytes += record.Length();
   if (inserted && ++Records % kFlushCheck == 0) Pause();
   return Sentence.empty();
 }
 
 void MdfOutput::Pause() {
-  if (!Sentence.empty() || Records == FlushedRecords || !FlushPace.IsDue()) return;
+  if (Sentence.empty() && Records != FlushedRecords && FlushPace.IsDue()) Flush();
+}
+
+void MdfOutput::WriteOut(std::vector<WrittenFile>& files) {
+  if (!Sentence.empty()) return;
+  Flush();
+  FlushPace.Restart();
+  if (Sentence.empty()) files.push_back(Series.Current().Written());
+}
+
+void MdfOutput::FailToKeep(int error) {
+  Sentence =
+      fmt::format("Cannot put \"{}\" on the disk: {}. What the disk has kept is in \"{}\", marked as unfinalized", Path,
+                  ErrnoText(error), Series.Current().PartName());
+}
+
+void MdfOutput::Settle() {
+  if (Sentence.empty()) Flush();
+}
+
+void MdfOutput::Flush() {
   errno = 0;
   if (!File.File_FlushData()) Fail();
   FlushedRecords = Records;
+  CollectedBytes = 0;
+  struct stat status {};
+  if (fstat(Series.Current().File(), &status) == 0) FlushedBytes = static_cast<unsigned long>(status.st_size);
 }
 
 bool MdfOutput::Finish() {

@@ -67,7 +67,12 @@ class MdfOutput : public StreamOutput {
   [[nodiscard]] bool Take(const RecordView& record) override;
   /// Brings the file up to date, at most every second. A failure shows at the next entry.
   void Pause() override;
+  void WriteOut(std::vector<WrittenFile>& files) override;
+  void FailToKeep(int error) override;
   [[nodiscard]] bool Finish() override;
+  /// Of the current file. What isn't flushed counts as it came, since it isn't packed yet.
+  [[nodiscard]] unsigned long Size() const override { return FlushedBytes + CollectedBytes; }
+  void Settle() override;
   void KeepExisting() override { Previous = Existing::Kept; }
 
   [[nodiscard]] const std::string& Error() const override { return Sentence; }
@@ -83,6 +88,7 @@ class MdfOutput : public StreamOutput {
   [[nodiscard]] bool Insert(const RecordView& record);
   void NextFile();
   bool ClaimNext();
+  void Flush();
   void Fail();
 
   const std::string Path;
@@ -101,6 +107,8 @@ class MdfOutput : public StreamOutput {
   Omissions Omitted;
   Pace FlushPace;
   unsigned long FlushedRecords = 0;
+  unsigned long FlushedBytes = 0;    // of the file, when it was flushed
+  unsigned long CollectedBytes = 0;  // of records since then
   Existing Previous = Existing::Replaced;
   bool Finished = false;
   std::string Sentence;

@@ -32,6 +32,7 @@ OutputFile::~OutputFile() {
 size_t OutputFile::Write(const unsigned char* bytes, size_t size) {
   const size_t done = Packed ? Packed->Write(bytes, size) : WriteAll(File, bytes, size);
   Worth = Worth || done > 0;
+  WrittenBytes += done;
   return done;
 }
 
@@ -57,6 +58,18 @@ void OutputFile::Fail(int error, unsigned long wholeBytes, unsigned long count, 
   Sentence =
       fmt::format("Cannot write \"{}\": {}. The {} before that {} in \"{}\"{}", Name, ErrnoText(error), whole,
                   count == 1 ? "is" : "are", Part->PartName(), cut ? "" : ", followed by a part of the next one");
+}
+
+void OutputFile::AddTo(std::vector<WrittenFile>& files) {
+  if (!Part || !Usable()) return;
+  files.push_back(Part->Written());
+  if (Packed) files.back().HandedOver = Packed->Flush();
+}
+
+void OutputFile::FailToKeep(int error) {
+  Packed.reset();
+  Sentence = fmt::format("Cannot put \"{}\" on the disk: {}. What the disk has kept is in \"{}\"", Name,
+                         ErrnoText(error), Part->PartName());
 }
 
 bool OutputFile::Complete(const std::function<std::string()>& beforeNaming) {

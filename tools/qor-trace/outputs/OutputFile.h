@@ -6,6 +6,7 @@
 #include <memory>
 #include <optional>
 #include <string>
+#include <vector>
 
 #include "outputs/PackedFile.h"
 #include "system/PartFile.h"
@@ -34,9 +35,21 @@ class OutputFile {
   ///         (or a write before it, if the file is compressed)
   [[nodiscard]] size_t Write(const unsigned char* bytes, size_t size);
 
+  /// Bytes of the file so far, or more as long as a compressed one isn't settled.
+  [[nodiscard]] unsigned long Size() const { return Packed ? Packed->Size() : WrittenBytes; }
+  /// Has a compressed file write all that it has.
+  void Settle() {
+    if (Packed) Packed->Flush().wait();
+  }
+
   /// Notes a failed write. A file that isn't compressed is cut after its first `wholeBytes` bytes, which hold `whole` ("3 entries"). It isn't
   /// a failure that the reader of standard output has gone: see ReaderGone.
   void Fail(int error, unsigned long wholeBytes, unsigned long count, const std::string& whole);
+
+  /// Adds the file, for somebody who puts on the disk what was written; nothing for standard output.
+  void AddTo(std::vector<WrittenFile>& files);
+  /// Notes that this couldn't be done.
+  void FailToKeep(int error);
 
   /// Gives a file its name. False if that fails, or something did before.
   /// @param beforeNaming  as for PartFile
@@ -59,7 +72,8 @@ class OutputFile {
   const int File;
   std::unique_ptr<PackedFile> Packed;  // none: not compressed
   Existing Previous = Existing::Replaced;
-  bool Worth = false;  // there is something in the part file
+  unsigned long WrittenBytes = 0;  // before they are compressed
+  bool Worth = false;              // there is something in the part file
   bool Gone = false;
   std::string Sentence;
 };

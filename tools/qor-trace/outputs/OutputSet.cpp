@@ -4,6 +4,7 @@
 
 #include <algorithm>
 #include <nlohmann/json.hpp>
+#include <utility>
 
 #include "outputs/AscWriter.h"
 #include "outputs/BinFile.h"
@@ -12,6 +13,7 @@
 #include "outputs/ExportedAsc.h"
 #include "outputs/MdfOutput.h"
 #include "outputs/RowWriter.h"
+#include "outputs/SeriesOutput.h"
 #include "system/Failure.h"
 #include "system/Host.h"
 #include "system/Printable.h"
@@ -21,6 +23,8 @@
 namespace client {
 
 namespace {
+
+constexpr unsigned long kSyncCheck = 4096;  // entries between two looks at the clock
 
 MdfOptions MdfOptionsOf(const OutputPlan& plan) {
   MdfOptions options = plan.Mdf;
@@ -51,13 +55,64 @@ std::unique_ptr<StreamOutput> MakeWriter(const Output& output, const OutputPlan&
   return nullptr;
 }
 
+std::unique_ptr<StreamOutput> MakeOutput(const Output& output, const OutputPlan& plan, const SeriesNews& news) {
+  if (!IsSeries(output, plan.Series)) return MakeWriter(output, plan);
+  const auto makeFile = [output, plan](const std::string& path) { return MakeWriter({output.Kind, path}, plan); };
+  return std::make_unique<SeriesOutput>(output.Path, plan.Series, makeFile, news);
+}
+
 std::string NameOf(const Output& output) { return output.Path.empty() ? "standard output" : Printable(output.Path); }
 
 }  // namespace
 
-OutputSet::OutputSet(const OutputPlan& plan, const Description& description) {
-  for (const Output& output : plan.Outputs) Members.push_back({output, MakeWriter(output, plan)});
+OutputSet::OutputSet(const OutputPlan& plan, const Description& description, const SeriesNews& news, FilesOf files) {
+  for (const Output& output : plan.Outputs) {
+    if (files == FilesOf::Incidents)
+      AddIncidents(output, plan);
+    else
+      Members.push_back({output, MakeOutput(output, plan, news)});
+  }
+  if (plan.Sync) Sync = std::make_unique<OutputSync>(std::chrono::nanoseconds(*plan.Sync));
   Describe(description);
+}
+
+void OutputSet::AddIncidents(const Output& output, const OutputPlan& plan) {
+  auto incidents = std::make_unique<IncidentOutput>(
+      output.Path, plan.MinFree,
+      [output, plan](const std::string& path) {
+        return MakeWriter({output.Kind, path}, plan);
+      },
+      [this](const std::string& sentence) { NoteError(sentence); });
+  IncidentOutput* const writer = incidents.get();
+  Members.push_back({.Planned = output, .Writer = std::move(incidents), .Incidents = writer});
+}
+
+void OutputSet::Begin(const Incident& incident) {
+  for (const Member& member : Members) member.Incidents->Begin(incident);
+}
+
+void OutputSet::End(const Incident& incident) {
+  for (const Member& member : Members) member.Incidents->End(incident);
+}
+
+unsigned long OutputSet::FreeIncident() const {
+  unsigned long number = 1;
+  for (const Member& member : Members) number = std::max(number, member.Incidents->FreeNumber());
+  return number;
+}
+
+std::string OutputSet::IncidentText() const {
+  std::string text;
+  for (const Member& member : Members)
+    if (const IncidentFile& file = member.Incidents->Latest(); file.Complete)
+      text += (text.empty() ? "" : ", ") + Printable(file.Path);
+  return text;
+}
+
+nlohmann::json OutputSet::IncidentJson() const {
+  nlohmann::json files = nlohmann::json::array();
+  for (const Member& member : Members) files.push_back(JsonOf(member.Incidents->Latest()));
+  return files;
 }
 
 void OutputSet::Describe(const Description& description) {
@@ -75,15 +130,50 @@ bool OutputSet::Take(const RecordView& record) {
     if (member.Writer->Error().empty()) wanted = false;  // its reader has gone
     EndIfFailed(member);
   }
+  if (Entries % kSyncCheck == 0) KeepOnDisk();
   return wanted && AnyLeft();
 }
 
 void OutputSet::Pause() {
+  KeepOnDisk();
   for (Member& member : Members) {
     if (member.Ended) continue;
     member.Writer->Pause();
     EndIfFailed(member);
   }
+}
+
+/// Once in a while, all that the outputs took.
+void OutputSet::KeepOnDisk() {
+  if (!Sync) return;
+  EndThoseNotKept(Sync->Errors());
+  if (!Sync->IsDue()) return;
+  std::vector<DiskSync::Files> files(Members.size());
+  for (size_t index = 0; index < Members.size(); ++index) {
+    if (Members[index].Ended) continue;
+    Members[index].Writer->WriteOut(files[index]);
+    EndIfFailed(Members[index]);
+  }
+  Sync->Begin(std::move(files));
+}
+
+/// @param errors  errno of each member's files; none where there is no news
+void OutputSet::EndThoseNotKept(const std::vector<int>& errors) {
+  for (size_t index = 0; index < errors.size(); ++index) {
+    if (errors[index] == 0 || Members[index].Ended) continue;
+    Members[index].Writer->FailToKeep(errors[index]);
+    EndIfFailed(Members[index]);
+  }
+}
+
+/// A file is on the disk before it gets its name, but the name isn't.
+void OutputSet::KeepNames() {
+  std::vector<Output> complete;
+  for (const Member& member : Members)
+    if (member.Complete) complete.push_back(member.Planned);
+  for (const std::string& folder : FoldersOf(complete))
+    if (const int error = SynchronizeFolder(folder); error != 0)
+      NoteError(fmt::format("Cannot put the names of the outputs in \"{}\" on the disk: {}", folder, ErrnoText(error)));
 }
 
 bool OutputSet::AnyLeft() const {
@@ -102,11 +192,13 @@ void OutputSet::EndIfFailed(Member& member) {
 }
 
 void OutputSet::Finish(const Description& description, const LibraryExport& capture) {
+  if (Sync) EndThoseNotKept(Sync->LastErrors());
   Describe(description);
   for (Member& member : Members) {
     if (!member.Ended) Complete(member, capture);
     if (!member.Complete) member.Writer->NoteCut(Known, LatestTime);
   }
+  if (Sync) KeepNames();
 }
 
 void OutputSet::Complete(Member& member, const LibraryExport& capture) {
@@ -142,7 +234,7 @@ std::string OutputSet::RemarkText() const {
   std::string text;
   for (const Member& member : Members)
     if (const std::string remark = member.Writer->RemarkText(); !remark.empty()) text += Printable(remark) + "\n";
-  return text;
+  return Sync ? text + Sync->Text() : text;
 }
 
 nlohmann::json OutputSet::Json() const {
@@ -158,11 +250,28 @@ nlohmann::json OutputSet::Json() const {
   return array;
 }
 
+nlohmann::json OutputSet::SyncJson() const { return Sync ? Sync->Json() : nlohmann::json(); }
+
 std::string OutputSet::WrittenText() const {
   std::string text;
-  for (const Member& member : Members)
-    if (member.Complete) text += (text.empty() ? "; written: " : ", ") + NameOf(member.Planned);
+  for (const Member& member : Members) {
+    if (!member.Complete) continue;
+    const std::string files = member.Writer->FilesText();
+    text += (text.empty() ? "; written: " : ", ") + (files.empty() ? NameOf(member.Planned) : files);
+  }
   return text;
+}
+
+unsigned long OutputSet::DeletedBytes() const {
+  unsigned long size = 0;
+  for (const Member& member : Members) size += member.Writer->DeletedBytes();
+  return size;
+}
+
+unsigned long OutputSet::Size() const {
+  unsigned long size = 0;
+  for (const Member& member : Members) size += member.Writer->Size();
+  return size;
 }
 
 }  // namespace client

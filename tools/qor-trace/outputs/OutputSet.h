@@ -6,18 +6,25 @@
 #include <string>
 #include <vector>
 
+#include "outputs/IncidentOutput.h"
+#include "outputs/OutputSync.h"
 #include "outputs/Outputs.h"
 #include "outputs/StreamOutput.h"
 
 namespace client {
+
+/// What a file of an output holds: the whole recording, or an incident of a black box (then the paths are patterns).
+enum class FilesOf { Recording, Incidents };
 
 /// Hands each entry to all outputs. One that fails ends alone; the others go on.
 class OutputSet : public RecordSink {
  public:
   /// Makes the files.
   /// @param description  what is known of the recording before its first entry
+  /// @param news         told of the files of series; null: nobody
   /// Failure: Failure when a file can't be made.
-  explicit OutputSet(const OutputPlan& plan, const Description& description = {});
+  explicit OutputSet(const OutputPlan& plan, const Description& description = {}, const SeriesNews& news = nullptr,
+                     FilesOf files = FilesOf::Recording);
 
   /// Tells the outputs what is known of the recording by now: see StreamOutput.
   void Describe(const Description& description);
@@ -25,6 +32,16 @@ class OutputSet : public RecordSink {
   /// Says what failed. False when all outputs have ended, or when the reader of standard output has gone.
   [[nodiscard]] bool Take(const RecordView& record) override;
   void Pause() override;
+
+  /// With files of incidents: what is taken between these two is one.
+  void Begin(const Incident& incident);
+  void End(const Incident& incident);
+  /// The first number that no file of any output has.
+  [[nodiscard]] unsigned long FreeIncident() const;
+  /// "a.asc, b.mf4": the complete files of the latest incident; empty without any.
+  [[nodiscard]] std::string IncidentText() const;
+  /// Its files, one object per output.
+  [[nodiscard]] nlohmann::json IncidentJson() const;
 
   /// From now on, files that exist under the outputs' names are kept: see StreamOutput.
   void KeepExisting();
@@ -43,8 +60,13 @@ class OutputSet : public RecordSink {
   [[nodiscard]] std::string RemarkText() const;
   /// One object per output, in their order.
   [[nodiscard]] nlohmann::json Json() const;
+  /// How they were put on the disk; null where that wasn't asked for.
+  [[nodiscard]] nlohmann::json SyncJson() const;
   /// "; written: a.asc, standard output": the complete ones. Empty without any.
   [[nodiscard]] std::string WrittenText() const;
+  /// Bytes of all files so far: see StreamOutput.
+  [[nodiscard]] unsigned long Size() const;
+  [[nodiscard]] unsigned long DeletedBytes() const;
 
  private:
   struct Member {
@@ -54,13 +76,20 @@ class OutputSet : public RecordSink {
     unsigned long EndedAtEntry = 0;  // of the trace, counted from 1
     unsigned long EndedAtTime = 0;   // of that entry, ns
     bool Complete = false;
+    IncidentOutput* Incidents = nullptr;  // the writer, where files are of incidents
   };
 
   [[nodiscard]] bool AnyLeft() const;
+  void KeepOnDisk();
+  void EndThoseNotKept(const std::vector<int>& errors);
+  void KeepNames();
   void EndIfFailed(Member& member);
   void Complete(Member& member, const LibraryExport& capture);
 
+  void AddIncidents(const Output& output, const OutputPlan& plan);
+
   std::vector<Member> Members;
+  std::unique_ptr<OutputSync> Sync;  // none: the system decides when files are put on the disk
   Description Known;
   unsigned long Entries = 0;     // so far, the one being taken included
   unsigned long LatestTime = 0;  // of that one, ns

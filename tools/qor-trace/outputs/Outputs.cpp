@@ -10,6 +10,7 @@
 #include "system/Compression.h"
 #include "system/DiskSpace.h"
 #include "system/Failure.h"
+#include "system/NamePattern.h"
 #include "system/Text.h"
 #include "system/Units.h"
 
@@ -151,6 +152,25 @@ std::vector<Output> PlanOutputs(const std::vector<std::string>& names, const Asc
     throw UsageError("--asc-split needs files, and standard output is one; name a file with -o");
   if (!standard.empty() && !UsesStandardOutput(outputs)) throw UsageError("--format needs the output -; add -o -");
   return outputs;
+}
+
+bool IsSeries(const Output& output, const SeriesPlan& plan) {
+  return !output.Path.empty() && (plan.Splits() || NamePattern::IsOne(output.Path));
+}
+
+void CheckSeries(const OutputPlan& plan) {
+  CheckSeriesPlan(plan.Series);
+  for (const Output& output : plan.Outputs)
+    if (IsSeries(output, plan.Series)) (void)NamePattern(output.Path);
+  if (!plan.Series.Splits()) return;
+  if (UsesStandardOutput(plan.Outputs))
+    throw UsageError("--split-size and --split-time need files, and standard output is one; name a file with -o");
+  if (plan.Asc.Split || plan.Mdf.Split)
+    throw UsageError("--asc-split and --mdf-split say the same for one format; leave them or --split-size out");
+  if (plan.Capture.AsExported)
+    throw UsageError(
+        "--as-exported has the library's own series, with --asc-split and --mdf-split; leave it or "
+        "--split-size and --split-time out");
 }
 
 void CheckWritable(const Output& output) {

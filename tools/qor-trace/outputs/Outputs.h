@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "outputs/SeriesPlan.h"
+
 namespace client {
 
 enum class Format { Bin, Asc, Pcapng, Mdf, Ndjson, Csv, Candump };
@@ -52,6 +54,9 @@ struct OutputPlan {
   CaptureOptions Capture;
   MdfOptions Mdf;
   unsigned long MinFree = 0;  // bytes that must stay free on the disks of the outputs
+  std::optional<unsigned long> Sync =
+      std::nullopt;  // ns after which what is written is put on the disk; none: as the system does
+  SeriesPlan Series = {};
 };
 
 /// Finds out what was asked for before anything is done.
@@ -63,6 +68,12 @@ struct OutputPlan {
 [[nodiscard]] std::vector<Output> PlanOutputs(const std::vector<std::string>& names, const AscOptions& asc,
                                               const std::filesystem::path& folder, const CaptureOptions& capture = {},
                                               const std::string& standard = "", const MdfOptions& mdf = {});
+
+/// Does an output get several files, or one whose name has placeholders?
+[[nodiscard]] bool IsSeries(const Output& output, const SeriesPlan& plan);
+
+/// Failure: UsageError when the outputs can't be divided so.
+void CheckSeries(const OutputPlan& plan);
 
 /// Throws a Failure if an output can't be written: its folder is missing, it is a folder itself, or permission is
 /// missing.

@@ -20,7 +20,7 @@ PackedFile::PackedFile(int file, Compression kind)
 PackedFile::~PackedFile() { Stop(); }
 
 size_t PackedFile::Write(const unsigned char* bytes, size_t size) {
-  Block block(bytes, bytes + size);
+  Block block{{bytes, bytes + size}};
   int failed = 0;
   {
     const MutexLock lock(Guard);
@@ -34,6 +34,23 @@ size_t PackedFile::Write(const unsigned char* bytes, size_t size) {
   Changed.NotifyAll();
   errno = failed;
   return failed == 0 ? size : 0;
+}
+
+/// A block that is dropped after a failure ends the waiting as well, since its promise is broken.
+std::shared_future<void> PackedFile::Flush() {
+  Block block{{}, std::promise<void>()};
+  std::shared_future<void> written = block.Awaited->get_future().share();
+  {
+    const MutexLock lock(Guard);
+    if (FailedWith == 0) Waiting.push_back(std::move(block));
+  }
+  Changed.NotifyAll();
+  return written;
+}
+
+unsigned long PackedFile::Size() {
+  const MutexLock lock(Guard);
+  return FileBytes + HeldBytes + WaitingBytes;
 }
 
 bool PackedFile::End() {
@@ -70,13 +87,17 @@ void PackedFile::Run() {
         Waiting.pop_front();
       }
     }
-    const auto until = ended               ? Compressor::Until::End
-                       : FlushPace.IsDue() ? Compressor::Until::Flush
-                                           : Compressor::Until::Later;
+    const bool flush = block.Awaited.has_value() || FlushPace.IsDue();
+    const auto until = ended ? Compressor::Until::End : flush ? Compressor::Until::Flush : Compressor::Until::Later;
     const int failed = Pack(block, until) ? 0 : errno;
     {
       const MutexLock lock(Guard);
-      WaitingBytes -= block.size();
+      WaitingBytes -= block.Bytes.size();
+      HeldBytes += block.Bytes.size();
+      if (until != Compressor::Until::Later) {
+        HeldBytes = 0;
+        FileBytes = Packed;
+      }
       if (FailedWith == 0) FailedWith = failed;
       if (FailedWith != 0) {
         Waiting.clear();
@@ -84,6 +105,7 @@ void PackedFile::Run() {
       }
       ended = ended || FailedWith != 0;
     }
+    if (block.Awaited) block.Awaited->set_value();
     Changed.NotifyAll();
   }
 }
@@ -91,7 +113,8 @@ void PackedFile::Run() {
 /// False, with errno, if it can't be written.
 bool PackedFile::Pack(const Block& block, Compressor::Until until) {
   try {
-    return Packer->Feed(block.data(), block.size(), until, [this](const unsigned char* bytes, size_t size) {
+    return Packer->Feed(block.Bytes.data(), block.Bytes.size(), until, [this](const unsigned char* bytes, size_t size) {
+      Packed += size;
       return WriteAll(File, bytes, size) == size;
     });
   } catch (const std::bad_alloc&) {

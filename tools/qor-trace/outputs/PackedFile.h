@@ -4,7 +4,9 @@
 #include <chrono>
 #include <cstddef>
 #include <deque>
+#include <future>
 #include <memory>
+#include <optional>
 #include <thread>
 #include <vector>
 
@@ -32,11 +34,21 @@ class PackedFile {
   /// Takes bytes; waits while too many are on their way.
   /// @return how many were taken; fewer than `size` after an earlier write has failed; errno says which
   [[nodiscard]] size_t Write(const unsigned char* bytes, size_t size);
+  /// Has what was taken so far written, so that it can be read.
+  /// @return ready once that is so, or something has failed
+  [[nodiscard]] std::shared_future<void> Flush();
+  /// Bytes in the file at the last flush, and those taken since, as they came: never more than was taken, but for a few of the
+  /// format's own.
+  [[nodiscard]] unsigned long Size();
   /// Writes what is left and closes the stream. False, with errno, if something failed. Once.
   [[nodiscard]] bool End();
 
  private:
-  using Block = std::vector<unsigned char>;
+  /// Bytes, and whoever waits until everything up to them is in the file.
+  struct Block {
+    std::vector<unsigned char> Bytes;
+    std::optional<std::promise<void>> Awaited = std::nullopt;
+  };
 
   void Run();
   [[nodiscard]] bool Pack(const Block& block, Compressor::Until until);
@@ -45,11 +57,14 @@ class PackedFile {
 
   const int File;
   const std::unique_ptr<Compressor> Packer;  // of the thread
+  unsigned long Packed = 0;                  // likewise: bytes in the file
   Pace FlushPace{std::chrono::seconds(1)};   // likewise
   Mutex Guard;                               // nests in nothing
   Condition Changed;
   std::deque<Block> Waiting GUARDED_BY(Guard);
   size_t WaitingBytes GUARDED_BY(Guard) = 0;
+  size_t HeldBytes GUARDED_BY(Guard) = 0;         // taken by the packer since the last flush
+  unsigned long FileBytes GUARDED_BY(Guard) = 0;  // at the last flush
   bool Over GUARDED_BY(Guard) = false;
   int FailedWith GUARDED_BY(Guard) = 0;  // errno
   std::thread Thread;

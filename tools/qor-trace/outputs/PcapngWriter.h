@@ -79,6 +79,8 @@ class PcapngWriter {
   [[nodiscard]] int Error() const { return FailedWith; }
   /// Bytes that were written; after a failed write those up to the end of the last whole block.
   [[nodiscard]] unsigned long Bytes() const { return Written; }
+  /// Bytes that are composed and not written yet.
+  [[nodiscard]] size_t Composed() const { return Used; }
   /// Packets taken; after a failed write those in the file.
   [[nodiscard]] unsigned long Packets() const { return PacketCount; }
   /// Entries that are no packet, by PcapngOmission.

@@ -25,8 +25,12 @@ class RowWriter : public StreamOutput {
   void Describe(const Description& description) override;
   [[nodiscard]] bool Take(const RecordView& record) override;
   void Pause() override { File.Pause(); }
+  void WriteOut(std::vector<WrittenFile>& files) override { File.WriteOut(files); }
+  void FailToKeep(int error) override { File.FailToKeep(error); }
   [[nodiscard]] bool Finish() override;
   void KeepExisting() override { File.KeepExisting(); }
+  [[nodiscard]] unsigned long Size() const override { return File.Size(); }
+  void Settle() override { File.Settle(); }
 
   [[nodiscard]] const std::string& Error() const override { return File.Error(); }
   [[nodiscard]] std::string RemarkText() const override;

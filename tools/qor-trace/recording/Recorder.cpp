@@ -7,6 +7,7 @@
 #include <utility>
 
 #include "recording/Reports.h"
+#include "stream/Reorder.h"
 #include "system/DiskSpace.h"
 #include "system/Failure.h"
 #include "system/Host.h"
@@ -16,7 +17,6 @@ namespace client {
 
 namespace {
 
-constexpr std::chrono::milliseconds kPullInterval{50};
 // Entries on their way from the interface into the trace: polls every 10 ms, and a sort stage of 100 ms.
 constexpr std::chrono::milliseconds kLongestWay{500};
 constexpr unsigned int kDrainBuffer = 8u << 20;
@@ -64,6 +64,16 @@ Description NewDescription() {
 
 }  // namespace
 
+LiveTiming TimingOf(const std::vector<Source>& sources, unsigned long window) {
+  const double speed = SlowestOf(sources);
+  const auto traceTime = [&](std::chrono::nanoseconds time) {
+    return static_cast<unsigned long>(static_cast<double>(time.count()) * speed);
+  };
+  // What is held back to be put in order comes when newer records do, or after a while in which none do.
+  const unsigned long held = window == 0 ? 0 : std::max(window, traceTime(Reorder::kLongestSilence));
+  return {speed, traceTime(kLongestWay) + held};
+}
+
 const char* Word(End end) {
   switch (end) {
     case End::SourcesEnded:
@@ -90,7 +100,7 @@ Recorder::Recorder(const RecordingOptions& options, const std::vector<Source>& s
       StopSignals(signals),
       Losses(losses),
       Known(NewDescription()),
-      Swap(options.SwapParent),
+      Swap(options.SwapParent, options.TellsOfLeftOvers),
       Progress(options.Progress),
       SlowestSpeed(SlowestOf(sources)),
       FastestSpeed(FastestOf(sources)) {
@@ -116,8 +126,9 @@ void Recorder::NoteUnread(const Source& source, const Port& port) {
   UnreadOfFiles.push_back(std::move(lines));
 }
 
-End Recorder::Run(RecordSink& sink, const Complaint& complain, const News& tell) {
+End Recorder::Run(RecordSink& sink, const Complaint& complain, const News& tell, const Enough& enough) {
   Tell = tell;
+  HasEnough = enough;
   Complain = [&](const std::string& sentence) {
     Progress.Clear();
     complain(sentence);
@@ -151,7 +162,7 @@ End Recorder::Run(RecordSink& sink, const Complaint& complain, const News& tell)
 std::optional<End> Recorder::Step(RecordSink& sink) {
   const bool finished = AllFinished();  // asked before the pull: what comes after it is fetched by DrainRest
   const bool drained = Drain(sink);
-  if (SinkIsClosed) return End::SinkClosed;
+  if (SinkIsClosed || HasEnough()) return End::SinkClosed;
   if (Reports::RecordingFailed()) return End::RecordingFailed;
   if (finished) return AllGone() ? End::InterfacesGone : End::SourcesEnded;
   if (StopSignals.StopRequested()) return End::Interrupted;
@@ -159,7 +170,9 @@ std::optional<End> Recorder::Step(RecordSink& sink) {
   if (const auto end = CheckDisks(sink)) return end;
   if (!drained) {
     sink.Pause();
-    StopSignals.Wait(kPullInterval);
+    SinkIsClosed = Options.NobodyReads && Options.NobodyReads();
+    if (SinkIsClosed) return End::SinkClosed;
+    StopSignals.Wait(Options.PullInterval);
   }
   return std::nullopt;
 }
@@ -189,6 +202,10 @@ unsigned long Recorder::RoomForSwapping() const {
 
 bool Recorder::TraceIsTooLarge() const {
   if (InMemoryOnly) return BytesInTrace > kLargestInMemory;
+  return BytesInTrace > Options.LargestTrace || SwapFolderIsFull();
+}
+
+bool Recorder::SwapFolderIsFull() const {
   // A trace below the limit has nothing in the swap file that emptying it would free.
   return Drained->Delivered() >= Options.MemoryLimit && RoomToGrow(Swap.Path()) < RoomForSwapping();
 }
@@ -210,6 +227,7 @@ void Recorder::ChooseMemoryLimit() {
 /// receive.
 void Recorder::EmptyTrace(RecordSink& sink) {
   const auto began = std::chrono::steady_clock::now();
+  const bool planned = !InMemoryOnly && !SwapFolderIsFull();
   StopMonitor();
   DrainRest(sink);
   if (Broken || SinkIsClosed) return;
@@ -219,6 +237,7 @@ void Recorder::EmptyTrace(RecordSink& sink) {
   ChooseMemoryLimit();
   RemoveGone();
   if (!AllGone()) TraceMonitor.Start(0);
+  if (planned) return;
   const auto paused = std::chrono::duration_cast<std::chrono::milliseconds>(std::chrono::steady_clock::now() - began);
   Complain(
       fmt::format("The swap folder \"{}\" was full at entry {}, {} s: the recording stood still for {} ms to empty it, "
@@ -372,18 +391,10 @@ void Recorder::LookForLosses() {
   if (ClockIsKnown && Losses.Changes() != LossesTold) TellKnown();
 }
 
-/// Losses of looks one after the other touch and so are one loss. Another one begins after the entries that had come by the
-/// last look, since the port drops what is newest.
 void Recorder::NoteLoss(RecordedChannel& channel, const Qor_Sim_Status_t& status) {
-  const unsigned long cameBefore = std::exchange(channel.LatestThen, channel.Latest);
-  const bool wasLosing = std::exchange(channel.IsLosing, status.Lost != channel.Lost);
-  if (!channel.IsLosing) return;
-  unsigned long begin = wasLosing ? channel.LastLost : std::max(channel.LastLost, cameBefore);
-  if (channel.Lost == 0) begin = status.FirstLostTime;
-  Losses.Add({channel.Number, LossCause::CaptureBufferFull, begin, std::max(begin, status.LastLostTime),
-              status.Lost - channel.Lost});
-  channel.Lost = status.Lost;
-  channel.LastLost = status.LastLostTime;
+  const auto lost = channel.Lost.Look(status.Lost, status.FirstLostTime, status.LastLostTime, channel.Latest);
+  if (lost) Losses.Add({channel.Number, LossCause::CaptureBufferFull, lost->Begin, lost->End, lost->Count});
+  channel.LatestThen = channel.Latest;
 }
 
 /// Entries may be on their way for a while after their interface has gone: before they have come, it isn't known since when
@@ -448,6 +459,12 @@ void Recorder::NoteFullDisk() {
 void Recorder::TellKnown() {
   LossesTold = Losses.Changes();
   Tell(Describe());
+}
+
+unsigned long Recorder::Waiting() const {
+  if (!Drained) return 0;
+  const unsigned int delivered = Drained->Delivered();
+  return std::max(Drained->EntryCount(), delivered) - delivered;
 }
 
 Description Recorder::Describe() const {

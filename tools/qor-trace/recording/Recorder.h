@@ -8,23 +8,32 @@
 #include <vector>
 
 #include "recording/FirstArrival.h"
+#include "recording/PortLosses.h"
 #include "recording/Sources.h"
 #include "recording/TraceDrain.h"
 #include "recording/TraceHandles.h"
 #include "stream/LossLedger.h"
+#include "stream/SilentTime.h"
 #include "system/Signals.h"
 #include "system/Terminal.h"
 
 namespace client {
 
 struct RecordingOptions {
-  std::optional<unsigned long> Duration;   // ns of trace time, from the first entry on
-  unsigned int MemoryLimit = 50000;        // entries
-  std::string SwapParent;                  // folder for the swap folder
-  std::vector<std::string> OutputFolders;  // whose disks are watched
-  unsigned long MinFree = 0;               // bytes: the recording ends before one of them has less
-  bool Progress = false;                   // also shown without a terminal
-  std::optional<unsigned long> FirstTime;  // when the first entry was, ns since 1970, in place of what is found out
+  /// For those who may run for weeks and need no trace: it is emptied before it fills the disk of the swap file.
+  static constexpr unsigned long kLargestUnneededTrace = 1ul << 30;
+
+  std::optional<unsigned long> Duration;       // ns of trace time, from the first entry on
+  unsigned int MemoryLimit = 50000;            // entries
+  std::string SwapParent;                      // folder for the swap folder
+  bool TellsOfLeftOvers = true;                // what other recordings have left there
+  std::vector<std::string> OutputFolders;      // whose disks are watched
+  unsigned long MinFree = 0;                   // bytes: the recording ends before one of them has less
+  bool Progress = false;                       // also shown without a terminal
+  std::optional<unsigned long> FirstTime;      // when the first entry was, ns since 1970, in place of what is found out
+  unsigned long LargestTrace = ~0ul;           // bytes: beyond that the trace is emptied, as nobody needs what is in it
+  std::chrono::milliseconds PullInterval{50};  // between two looks at a trace that grows slowly
+  std::function<bool()> NobodyReads;  // ends a recording whose sink has nothing to decline; null: somebody does
 };
 
 /// Called with what goes wrong during a recording, or why it ends; one sentence each.
@@ -32,6 +41,13 @@ using Complaint = std::function<void(const std::string& sentence)>;
 
 /// Called when more is known of a recording: before its first entry is handed on, and after each loss.
 using News = std::function<void(const Description& description)>;
+
+/// Asked several times a second: whether somebody has all that they want.
+using Enough = std::function<bool()>;
+
+/// By which the time of a stream can be known while nothing comes.
+/// @param window  ns for which records are held back to be put in order
+[[nodiscard]] LiveTiming TimingOf(const std::vector<Source>& sources, unsigned long window);
 
 /// Why a recording came to its end.
 enum class End {
@@ -51,9 +67,7 @@ enum class End {
 struct RecordedChannel {
   unsigned int Number = 0;
   std::string Source;                                     // as typed
-  bool IsLosing = false;                                  // there was a loss
-  unsigned long Lost = 0;                                 // items that had found the capture buffer full
-  unsigned long LastLost = 0;                             // time of the last one, ns
+  PortLosses Lost = {};                                   // items that had found the capture buffer full
   unsigned long Latest = 0;                               // greatest time of its entries so far, ns
   unsigned long LatestThen = 0;                           // likewise, at that look
   bool IsGone = false;                                    // its interface answers nothing any more
@@ -72,7 +86,7 @@ class Recorder {
   Recorder(const RecordingOptions& options, const std::vector<Source>& sources, Signals& signals, LossLedger& losses);
 
   /// Records, handing every entry exactly once and in order to `sink`, until the sources have ended, the duration is
-  /// over, a stop is requested, the sink declines an entry, or a disk of the outputs is nearly full. The monitor is stopped
+  /// over, a stop is requested, the sink declines an entry, has enough or is read by nobody, or a disk of the outputs is nearly full. The monitor is stopped
   /// afterwards. Once.
   ///
   /// When an interface is gone, the others go on. What of its channel is missing is a loss.
@@ -85,11 +99,14 @@ class Recorder {
   ///
   /// Failure: Failure when the monitor can't be started or read.
   End Run(
-      RecordSink& sink, const Complaint& complain, const News& tell = [](const Description&) {});
+      RecordSink& sink, const Complaint& complain, const News& tell = [](const Description&) {},
+      const Enough& enough = [] { return false; });
 
   /// What is known of the recording.
   [[nodiscard]] Description Describe() const;
 
+  /// Entries in the trace that weren't handed on yet.
+  [[nodiscard]] unsigned long Waiting() const;
   /// In the order of the sources.
   [[nodiscard]] const std::vector<RecordedChannel>& Channels() const { return RecordedChannels; }
   /// By file, of those that have any.
@@ -102,6 +119,7 @@ class Recorder {
   void ChooseMemoryLimit();
   [[nodiscard]] bool TraceIsTooLarge() const;
   [[nodiscard]] unsigned long RoomForSwapping() const;
+  [[nodiscard]] bool SwapFolderIsFull() const;
   void EmptyTrace(RecordSink& sink);
   bool Drain(RecordSink& sink);
   void DrainFirst(RecordSink& sink);
@@ -134,6 +152,7 @@ class Recorder {
   Signals& StopSignals;
   Complaint Complain;
   News Tell;
+  Enough HasEnough;
   LossLedger& Losses;
   unsigned long LossesTold = 0;  // Changes() of the ledger then
   Description Known;             // but for the losses

@@ -10,9 +10,9 @@
 #include <utility>
 
 #include "qor_api_trace.h"
-#include "qor_sim.h"
 #include "system/Failure.h"
 #include "system/Mutex.h"
+#include "system/Screen.h"
 #include "system/Terminal.h"
 
 namespace client::Reports {
@@ -81,21 +81,10 @@ std::string WhyItEnds(unsigned int code, const std::string& text) {
   return (memory ? std::string(Meaning(code)) + ": " : "") + Sentence(code, text);
 }
 
-void Keep(const Qor_Sim_Report_t& report) REQUIRES(Guard) {
-  if (FirstFailure.empty() && EndsRecording(report.Code)) FirstFailure = WhyItEnds(report.Code, report.Text);
-  Last.push_back({report.Code, report.Text});
+void Keep(unsigned int code, const char* text) REQUIRES(Guard) {
+  if (FirstFailure.empty() && EndsRecording(code)) FirstFailure = WhyItEnds(code, text);
+  Last.push_back({code, text});
   if (Last.size() > kKept) Last.pop_front();
-}
-
-void Take(void*, const Qor_Sim_Report_t* report) {
-  const MutexLock lock(Guard);
-  ++Count;
-  try {
-    Keep(*report);
-  } catch (const std::bad_alloc&) {  // which may be what it reports: its words are lost, not that it was made
-  }
-  if (report->Code == QOR_TRACE_STATUS_FILE_ERROR) OfAFile = true;
-  if (EndsRecording(report->Code)) Failed = true;
 }
 
 /// The text of the exception in flight.
@@ -119,6 +108,7 @@ std::string CurrentError() {
     Guard.unlock();
   }
   if (reason.empty()) reason = CurrentError();
+  LeaveScreenAtOnce();
   Say(fmt::format("\nqor-trace: The recording failed and can't go on: {}. What the outputs hold is in .part files.",
                   reason));
   if (wish) wish();
@@ -127,9 +117,17 @@ std::string CurrentError() {
 
 }  // namespace
 
-void Install() {
-  Qor_Sim_SetReportCallback(Take, nullptr);
-  std::set_terminate(ExplainAndEnd);
+void Install() { std::set_terminate(ExplainAndEnd); }
+
+void Note(unsigned int code, const char* text) {
+  const MutexLock lock(Guard);
+  ++Count;
+  try {
+    Keep(code, text);
+  } catch (const std::bad_alloc&) {  // which may be what it reports: its words are lost, not that it was made
+  }
+  if (code == QOR_TRACE_STATUS_FILE_ERROR) OfAFile = true;
+  if (EndsRecording(code)) Failed = true;
 }
 
 void SetLastWish(std::function<void()> wish) {

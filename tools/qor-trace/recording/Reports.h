@@ -7,9 +7,12 @@
 
 namespace client::Reports {
 
-/// From now on reports are kept, and an error that ends the process on a thread of the library is explained on standard
-/// error first (exit code 1). To be called once, before anything else of the library.
+/// From now on an error that ends the process on a thread of the library is explained on standard error first (exit code 1). To
+/// be called once, before anything else of the library.
 void Install();
+
+/// Keeps a report that the library makes, on whichever thread that is. To be called before the library goes on.
+void Note(unsigned int code, const char* text);
 
 /// Called before such an error ends the process, whatever other threads are doing; it must not wait for them.
 void SetLastWish(std::function<void()> wish);

@@ -158,6 +158,11 @@ Source PlanSource(const std::string& typed, const SourceDefaults& defaults, cons
   return {Join(parts), typed, SpeedOf(parts.Options), Split(typed).Path};
 }
 
+bool NeedsStandIn(const std::string& typed) {
+  const std::string kind = Split(typed).Kind;
+  return IsSynthetic(kind) || IsOneOf(kind, {"candump", "csv", "packet", "pcap", "script", "socketcan"});
+}
+
 std::optional<std::string> FileOf(const std::string& source) {
   const Parts parts = Split(source);
   if (parts.Path.empty() || IsReal(parts)) return std::nullopt;

@@ -29,6 +29,10 @@ struct SourceDefaults {
 [[nodiscard]] Source PlanSource(const std::string& typed, const SourceDefaults& defaults,
                                 const std::filesystem::path& folder);
 
+/// Whether it is written as a source that only the stand-in hardware library has: simulated, a replay, or an interface of this
+/// machine by its kind.
+[[nodiscard]] bool NeedsStandIn(const std::string& typed);
+
 /// The file that a source is read from, if any.
 [[nodiscard]] std::optional<std::string> FileOf(const std::string& source);
 

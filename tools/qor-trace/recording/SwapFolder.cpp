@@ -50,7 +50,7 @@ void CheckTrusted(const std::string& parent) {
 /// Another start may take a new folder for a left-over one, as long as it isn't locked.
 Descriptor MakeLocked(const std::string& parent, std::string& path) {
   for (int attempt = 0; attempt < kAttempts; ++attempt) {
-    path = (fs::path(parent) / (std::string(kPrefix) + "XXXXXX")).string();
+    path = (fs::path(parent) / fmt::format("{}XXXXXX", kPrefix)).string();
     if (mkdtemp(path.data()) == nullptr) Refuse(parent, errno);
     Descriptor folder = OpenFolder(path);
     if (!folder.IsOpen()) {
@@ -105,13 +105,15 @@ std::vector<std::string> ClearLeftOverSwapFolders(const std::string& parent) {
   return kept;
 }
 
-SwapFolder::SwapFolder(const std::string& parent) {
+SwapFolder::SwapFolder(const std::string& parent, bool tellOfLeftOvers) {
   CheckTrusted(parent);
-  for (const std::string& file : ClearLeftOverSwapFolders(parent))
+  for (const std::string& file : ClearLeftOverSwapFolders(parent)) {
+    if (!tellOfLeftOvers) continue;
     Say(fmt::format(
         "\"{}\" is left over from a recording that was cut off; 'qor-trace convert' reads its entries, or remove "
         "its folder",
         file));
+  }
   Locked = MakeLocked(parent, Folder);
   std::error_code error;
   Before = fs::current_path(error).string();

@@ -14,11 +14,12 @@ namespace client {
 /// its process is gone.
 class SwapFolder {
  public:
-  /// Removes empty folders that crashes have left in `parent`, and says which of them hold entries.
+  /// Removes empty folders that crashes have left in `parent`.
   ///
-  /// @param parent  existing folder that no other user can meddle with
+  /// @param parent           existing folder that no other user can meddle with
+  /// @param tellOfLeftOvers  say which of those folders hold entries
   /// Failure: Failure when `parent` can't be trusted, or no folder can be made there.
-  explicit SwapFolder(const std::string& parent);
+  explicit SwapFolder(const std::string& parent, bool tellOfLeftOvers = true);
   ~SwapFolder();
   SwapFolder(const SwapFolder&) = delete;
   SwapFolder& operator=(const SwapFolder&) = delete;

@@ -1,87 +1,11 @@
 #include "recording/TraceHandles.h"
 
-#include <fmt/format.h>
-
 #include <cstring>
-#include <utility>
 
+#include "recording/Connections.h"
 #include "recording/Reports.h"
-#include "system/Failure.h"
-#include "system/Terminal.h"
 
 namespace client {
-
-namespace {
-
-/// By the types of interfaces as the hardware library numbers them.
-std::optional<unsigned char> BusOfInterface(unsigned int type) {
-  switch (type) {
-    case 4:
-      return BusType_Can;
-    case 5:
-      return BusType_Lin;
-    case 9:
-      return BusType_FlexRay;
-    case 14:
-      return BusType_Ethernet;
-    default:
-      return std::nullopt;
-  }
-}
-
-}  // namespace
-
-Port::Port(const Source& source) {
-  const unsigned int status = Qor_Sim_OpenPort(source.Text.c_str(), &PortHandle);
-  if (status == 0) return;
-  const std::string sentence = fmt::format("Source \"{}\": {}", source.Shown, Qor_Sim_ErrorText());
-  if (status == QOR_SIM_ERROR_SOURCE) throw UsageError(sentence);
-  throw Failure(sentence);
-}
-
-Port::~Port() {
-  if (PortHandle != 0) Qor_Sim_ClosePort(PortHandle);
-}
-
-Port::Port(Port&& other) noexcept : PortHandle(std::exchange(other.PortHandle, 0)), NoticesSeen(other.NoticesSeen) {}
-
-Qor_Sim_Status_t Port::Status() const {
-  Qor_Sim_Status_t status{};
-  if (Qor_Sim_GetStatus(PortHandle, &status) != 0) status.Finished = 1;  // nothing will come from there
-  return status;
-}
-
-ChannelDescription Port::Describe() const {
-  ChannelDescription channel;
-  Qor_Sim_Interface_t interface {};
-  if (Qor_Sim_GetInterface(PortHandle, &interface) != 0) return channel;
-  channel.BusType = BusOfInterface(interface.Type);
-  channel.Name = interface.Name;
-  channel.Hardware = interface.Hardware;
-  channel.BitRate = interface.BitRate;
-  channel.DataBitRate = interface.DataBitRate;
-  return channel;
-}
-
-std::vector<Qor_Sim_Notice_t> Port::NewNotices() {
-  std::vector<Qor_Sim_Notice_t> notices;
-  const unsigned long count = Qor_Sim_NoticeCount(PortHandle);
-  for (; NoticesSeen < count; ++NoticesSeen) {
-    Qor_Sim_Notice_t notice{};
-    if (Qor_Sim_GetNotice(PortHandle, NoticesSeen, &notice) == 0) notices.push_back(notice);
-  }
-  return notices;
-}
-
-UnreadLines Port::Unread() const {
-  constexpr unsigned int kTold = 10;
-  UnreadLines lines;
-  lines.Count = Qor_Sim_SkippedLineCount(PortHandle);
-  Qor_Sim_SkippedLine_t line{};
-  for (unsigned int index = 0; index < kTold && Qor_Sim_GetSkippedLine(PortHandle, index, &line) == 0; ++index)
-    lines.First.push_back({line.Number, line.Reason});
-  return lines;
-}
 
 Monitor::Monitor() {
   const size_t mark = Reports::Mark();
@@ -122,7 +46,8 @@ void Monitor::Start(unsigned int mode) {
 void Monitor::Stop() {
   const size_t mark = Reports::Mark();
   const unsigned int status = Qor_Trace_Stop(MonitorHandle);
-  if (status != QOR_SIM_ERROR_GONE) Reports::Check(status, "Cannot stop the recording cleanly", mark);
+  if (status == QOR_SIM_ERROR_GONE || Connections::IsAnswerOfGone(status)) return;
+  Reports::Check(status, "Cannot stop the recording cleanly", mark);
 }
 
 void Monitor::Empty() {

@@ -1,11 +1,12 @@
-// Owners of what the C interface and the simulator hand out.
+// Owners of what the C interface and the hardware library hand out.
 #pragma once
 
-#include <optional>
+#include <memory>
 #include <string>
 #include <vector>
 
 #include "qor_sim.h"
+#include "recording/PortSupply.h"
 #include "recording/Sources.h"
 #include "recording/SwapFolder.h"
 #include "stream/Description.h"
@@ -15,27 +16,20 @@
 
 namespace client {
 
-/// A simulated port, open as long as this lives.
+/// A port of whoever supplies them, open as long as this lives.
 class Port {
  public:
-  /// Failure: UsageError for a source that the simulator doesn't understand, else Failure.
-  explicit Port(const Source& source);
-  ~Port();
-  Port(Port&& other) noexcept;
-  Port& operator=(Port&&) = delete;
+  /// Failure: as PortSupply::Open.
+  explicit Port(const Source& source) : Opened(Supply().Open(source)) {}
 
-  [[nodiscard]] unsigned int Handle() const { return PortHandle; }
-  [[nodiscard]] Qor_Sim_Status_t Status() const;
-  /// What it is an interface to; without number and source.
-  [[nodiscard]] ChannelDescription Describe() const;
-  /// Lines of its file that were left out, the first ten of them by number and reason; the file isn't named.
-  [[nodiscard]] UnreadLines Unread() const;
-  /// What happened to the interface since the last call.
-  [[nodiscard]] std::vector<Qor_Sim_Notice_t> NewNotices();
+  [[nodiscard]] unsigned int Handle() const { return Opened->Handle(); }
+  [[nodiscard]] Qor_Sim_Status_t Status() const { return Opened->Status(); }
+  [[nodiscard]] ChannelDescription Describe() const { return Opened->Describe(); }
+  [[nodiscard]] UnreadLines Unread() const { return Opened->Unread(); }
+  [[nodiscard]] std::vector<Qor_Sim_Notice_t> NewNotices() { return Opened->NewNotices(); }
 
  private:
-  unsigned int PortHandle = 0;
-  unsigned long NoticesSeen = 0;
+  std::unique_ptr<OpenedPort> Opened;
 };
 
 /// A monitor. Failures of its calls are thrown with what the library reported about them.

@@ -33,8 +33,6 @@ unsigned int EmitParts(const std::vector<FilterTree>& parts, unsigned int afterL
 
 }  // namespace
 
-Filter::Filter(const FilterTree& tree) : Begin(Emit(tree, kMatch, kNoMatch)) {}
-
 Filter::Target Filter::Emit(const FilterTree& tree, Target ifHolds, Target ifNot) {
   switch (tree.Is) {
     case FilterTree::Kind::Test:
@@ -47,6 +45,9 @@ Filter::Target Filter::Emit(const FilterTree& tree, Target ifHolds, Target ifNot
     case FilterTree::Kind::Any:
       return EmitParts(tree.Parts, ifNot,
                        [&](const FilterTree& part, Target next) { return Emit(part, ifHolds, next); });
+    case FilterTree::Kind::Missing:  // of conditions, which are no filters
+    case FilterTree::Kind::Loss:
+      break;
   }
   return ifNot;
 }

@@ -19,6 +19,8 @@ class Filter {
  public:
   /// Failure: FilterError, which marks the first mistake.
   explicit Filter(std::string_view expression) : Filter(ParseFilter(expression)) {}
+  /// @param tree  of tests of records alone
+  explicit Filter(const FilterTree& tree) : Begin(Emit(tree, kMatch, kNoMatch)) {}
 
   /// Malformed records too: they have but few fields.
   [[nodiscard]] bool Matches(const RecordView& record) const;
@@ -41,7 +43,6 @@ class Filter {
     Target IfNot;
   };
 
-  explicit Filter(const FilterTree& tree);
   Target Emit(const FilterTree& tree, Target ifHolds, Target ifNot);
   Target EmitTest(const FieldTest& test, Target ifHolds, Target ifNot);
   [[nodiscard]] bool Holds(const Step& step, const RecordFields& fields) const;

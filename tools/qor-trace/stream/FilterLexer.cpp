@@ -7,6 +7,7 @@
 #include <optional>
 
 #include "stream/FilterError.h"
+#include "system/Units.h"
 
 namespace client {
 
@@ -82,6 +83,21 @@ size_t DottedLength(std::string_view text) {
   return end < text.size() && text[end] == '/' ? end + 1 + RunLength(text.substr(end + 1)) : end;
 }
 
+/// Letters of "200ms", "1h30m" or "0.5 s" at the front, well formed or not; 0 without a digit.
+size_t DurationLength(std::string_view text) {
+  if (text.empty() || !IsDigit(text.front())) return 0;
+  const auto numberEnd = [&](size_t at) {
+    while (at < text.size() && (IsDigit(text[at]) || text[at] == '.')) ++at;
+    return at;
+  };
+  size_t end = numberEnd(0);
+  size_t unit = end;
+  while (unit < text.size() && IsSpace(text[unit])) ++unit;
+  if (unit < text.size() && IsLetter(text[unit])) end = unit;
+  while (end < text.size() && (IsDigit(text[end]) || IsLetter(text[end]) || text[end] == '.')) ++end;
+  return end;
+}
+
 /// "10.0.0.1" -> 0x0A000001
 std::optional<unsigned long> Ipv4Of(std::string_view text) {
   unsigned long address = 0;
@@ -135,14 +151,31 @@ bool IsKeyword(std::string_view word, std::string_view keyword) {
 
 }  // namespace
 
-Token FilterLexer::Next() {
+void FilterLexer::SkipSpace() {
   while (At < Expression.size() && IsSpace(Expression[At])) ++At;
+}
+
+Token FilterLexer::Next() {
+  SkipSpace();
   const std::string_view rest = Rest();
   if (rest.empty()) return Take(TokenKind::End, 0);
   if (BeginsWithMac(rest)) return TakeMac();
   if (const size_t length = PairsLength(rest)) Refuse("A MAC address has six bytes, as in 02:00:00:00:00:01", length);
   if (IsLetter(rest.front())) return TakeWord();
   return IsDigit(rest.front()) ? TakeNumber() : TakeSign();
+}
+
+Token FilterLexer::NextDuration() {
+  SkipSpace();
+  const size_t length = DurationLength(Rest());
+  if (length == 0) return Next();
+  std::string typed(Rest().substr(0, length));
+  std::erase_if(typed, IsSpace);
+  const auto time = ParseDuration(typed);
+  if (!time) return Take(TokenKind::Word, length);
+  Token token = Take(TokenKind::Duration, length);
+  token.First = token.Last = *time;
+  return token;
 }
 
 Token FilterLexer::Take(TokenKind kind, size_t length) {

@@ -31,13 +31,14 @@ enum class TokenKind : unsigned char {
   Close,
   OpenBracket,
   CloseBracket,
+  Duration,  // 200ms; only where one is asked for
 };
 
 struct Token {
   TokenKind Kind = TokenKind::End;
   std::string_view Text = {};  // as typed; empty at the end
   size_t Begin = 0;            // in the expression
-  unsigned long First = 0;     // number; of a range of addresses, its first one
+  unsigned long First = 0;     // number; of a range of addresses, its first one; of a duration ns
   unsigned long Last = 0;      // number; of a range of addresses, its last one
 };
 
@@ -50,8 +51,11 @@ class FilterLexer {
   /// Kind End for ever after the last one.
   /// Failure: FilterError for what isn't part of the language.
   Token Next();
+  /// The next one where a duration is expected: anything else than a duration comes as Next would give it, or as a word.
+  Token NextDuration();
 
  private:
+  void SkipSpace();
   [[nodiscard]] std::string_view Rest() const { return Expression.substr(At); }
   Token Take(TokenKind kind, size_t length);
   Token TakeWord();

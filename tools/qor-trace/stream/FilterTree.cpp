@@ -75,12 +75,13 @@ const FieldWord* WordNamed(const FieldDescription& field, std::string_view typed
 }
 
 /// Who types a value for a field, or nearly a field, is told what to type.
-std::string FieldMeant(std::string_view typed) {
+/// @param names  that may be meant
+std::string FieldMeant(std::string_view typed, const std::vector<std::string>& names) {
   for (size_t index = 0; index < kRecordFieldCount; ++index) {
     const FieldDescription& field = Describe(static_cast<RecordField>(index));
     if (WordNamed(field, typed) != nullptr) return fmt::format("did you mean {} == {}?", field.Name, typed);
   }
-  const auto nearest = Nearest(typed, FieldNames());
+  const auto nearest = Nearest(typed, names);
   return nearest ? fmt::format("did you mean {}?", *nearest) : "qor-trace-filter(7) lists them";
 }
 
@@ -88,15 +89,30 @@ std::string FieldMeant(std::string_view typed) {
 //
 //   any   = all { or all }
 //   all   = part { and part }
-//   part  = { not } ( "(" any ")" | test )
+//   part  = { not } ( "(" any ")" | moment | test )
+//   moment = missing "(" any ")" for DURATION | loss       (of a condition, not of a filter, and not inside another one)
 //   test  = field [ & mask ] [ relation value | [ not ] in list ]
 //   field = NAME [ "[" NUMBER [ ".." NUMBER ] "]" ]
 //   list  = item { "," item }, in parentheses or not
 //   item  = value [ ".." value ]
 
+enum class Language { Filter, Condition };
+
+constexpr const char* kMissing = "missing";
+constexpr const char* kLoss = "loss";
+
+bool OnlyTests(const FilterTree& tree) {
+  if (tree.Is == FilterTree::Kind::Missing || tree.Is == FilterTree::Kind::Loss) return false;
+  return std::all_of(tree.Parts.begin(), tree.Parts.end(), OnlyTests);
+}
+
+bool IsLoss(const FilterTree& tree) { return tree.Is == FilterTree::Kind::Loss; }
+
 class Parser {
  public:
-  explicit Parser(std::string_view expression) : Expression(expression), Lexer(expression) { Advance(); }
+  Parser(std::string_view expression, Language language) : Expression(expression), Spoken(language), Lexer(expression) {
+    Advance();
+  }
 
   FilterTree Whole() {
     if (Now.Kind == TokenKind::End)
@@ -111,7 +127,11 @@ class Parser {
   // Each takes its part of the grammar and leaves the token after it in Now.
 
   FilterTree Any() { return Joined(FilterTree::Kind::Any, TokenKind::Or, &Parser::All); }
-  FilterTree All() { return Joined(FilterTree::Kind::All, TokenKind::And, &Parser::Part); }
+  FilterTree All() {
+    FilterTree tree = Joined(FilterTree::Kind::All, TokenKind::And, &Parser::Part);
+    if (tree.Is == FilterTree::Kind::All) RefuseLossWithRecord(tree.Parts);
+    return tree;
+  }
 
   FilterTree Joined(FilterTree::Kind kind, TokenKind joint, FilterTree (Parser::*part)()) {
     FilterTree tree = (this->*part)();
@@ -125,7 +145,7 @@ class Parser {
   FilterTree Part() {
     bool inverted = false;
     while (Take(TokenKind::Not)) inverted = !inverted;
-    FilterTree tree = Now.Kind == TokenKind::Open ? InParentheses() : FilterTree{FilterTree::Kind::Test, Test()};
+    FilterTree tree = Now.Kind == TokenKind::Open ? InParentheses() : Moment();
     if (!inverted) return tree;
     FilterTree negation{FilterTree::Kind::Not};
     negation.Parts.push_back(std::move(tree));
@@ -140,10 +160,58 @@ class Parser {
     Advance();
     FilterTree tree = Any();
     if (Now.Kind == TokenKind::End) Refuse(open, "This ( is never closed");
+    if (InsideMissing && Now.Kind == TokenKind::Comma)
+      Refuse(Now, "The time comes after the parenthesis, as in missing(id == 0x123) for 200ms");
     if (!Take(TokenKind::Close)) RefuseRest();
     TestIsBare = false;
     --Depth;
     return tree;
+  }
+
+  /// What only a condition can say, or a test.
+  FilterTree Moment() {
+    const bool missing = Now.Kind == TokenKind::Word && SameWord(Now.Text, kMissing);
+    const bool loss = Now.Kind == TokenKind::Word && SameWord(Now.Text, kLoss);
+    if (!missing && !loss) return FilterTree{FilterTree::Kind::Test, Test()};
+    if (Spoken == Language::Filter)
+      Refuse(Now, fmt::format("{} is for --start-on, --stop-on and --trigger; a filter looks at one entry by itself",
+                              Now.Text));
+    if (InsideMissing)
+      Refuse(Now, "What is missing is described by fields alone, as in missing(id == 0x123) for 200ms");
+    TestIsBare = false;
+    if (missing) return Missing();
+    LastLoss = Now;
+    Advance();
+    return FilterTree{FilterTree::Kind::Loss};
+  }
+
+  FilterTree Missing() {
+    const Token word = Now;
+    Advance();
+    if (Now.Kind != TokenKind::Open)
+      Refuse(word, "missing needs an expression in parentheses and a time, as in missing(id == 0x123) for 200ms");
+    FilterTree tree{FilterTree::Kind::Missing};
+    InsideMissing = true;
+    tree.Parts.push_back(InParentheses());
+    InsideMissing = false;
+    tree.Duration = Duration();
+    return tree;
+  }
+
+  unsigned long Duration() {
+    if (Now.Kind != TokenKind::Word || !SameWord(Now.Text, "for"))
+      Refuse(Now, "\"for\" and a time are expected here, as in missing(id == 0x123) for 200ms");
+    Now = Lexer.NextDuration();
+    if (Now.Kind != TokenKind::Duration) Refuse(Now, "A time is expected here, such as 200ms, 5s or 1m30s");
+    if (Now.First == 0) Refuse(Now, "Nothing is missing for a time of 0; write one such as 200ms");
+    const unsigned long duration = Now.First;
+    Advance();
+    return duration;
+  }
+
+  void RefuseLossWithRecord(const std::vector<FilterTree>& parts) const {
+    if (std::any_of(parts.begin(), parts.end(), IsLoss) && std::any_of(parts.begin(), parts.end(), OnlyTests))
+      Refuse(LastLoss, "A loss lies between two entries, so it never holds together with fields of one; overrun does");
   }
 
   FieldTest Test() {
@@ -167,7 +235,7 @@ class Parser {
     const Token name = Now;
     if (name.Kind != TokenKind::Word) Refuse(name, "A field is expected here, as in id == 0x123");
     const auto field = FieldNamed(name.Text);
-    if (!field) Refuse(name, fmt::format("There is no field \"{}\"; {}", name.Text, FieldMeant(name.Text)));
+    if (!field) Refuse(name, fmt::format("There is no field \"{}\"; {}", name.Text, FieldMeant(name.Text, Names())));
     Advance();
     FieldPlace place{*field};
     const bool bytes = Describe(*field).Type == FieldType::Bytes;
@@ -175,6 +243,12 @@ class Parser {
       Refuse(Now, fmt::format("{} has no bytes; only data has, as in data[0]", name.Text));
     if (bytes) Brackets(name, place);
     return place;
+  }
+
+  [[nodiscard]] std::vector<std::string> Names() const {
+    std::vector<std::string> names = FieldNames();
+    if (Spoken == Language::Condition) names.insert(names.end(), {kMissing, kLoss});
+    return names;
   }
 
   void Brackets(const Token& name, FieldPlace& place) {
@@ -340,20 +414,31 @@ class Parser {
   }
 
   const std::string_view Expression;
+  const Language Spoken;
   FilterLexer Lexer;
   Token Now;  // the first one that isn't taken yet
   size_t Depth = 0;
+  bool InsideMissing = false;
+  Token LastLoss;
   bool TestIsBare = false;  // the last test was a field by itself
   FieldPlace LastPlace;     // of the last test, if that was bare
 };
 
 }  // namespace
 
-FilterTree ParseFilter(std::string_view expression) {
+namespace {
+
+FilterTree Parse(std::string_view expression, Language language) {
   if (expression.size() > kMostFilterLetters)
     throw FilterError(fmt::format("The expression is too long; {} letters are the most", kMostFilterLetters),
                       expression, kMostFilterLetters, 1);
-  return Parser(expression).Whole();
+  return Parser(expression, language).Whole();
 }
+
+}  // namespace
+
+FilterTree ParseFilter(std::string_view expression) { return Parse(expression, Language::Filter); }
+
+FilterTree ParseCondition(std::string_view expression) { return Parse(expression, Language::Condition); }
 
 }  // namespace client

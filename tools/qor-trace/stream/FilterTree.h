@@ -29,11 +29,15 @@ struct FilterTree {
     All,  // of the parts hold
     Any,  // of the parts holds
     Not,  // the only part doesn't hold
+    // Of conditions only.
+    Missing,  // no record that the only part matches has come for the duration
+    Loss,     // it was found that something is missing
   };
 
   Kind Is = Kind::Test;
   FieldTest Test = {};
   std::vector<FilterTree> Parts = {};
+  unsigned long Duration = 0;  // ns
 };
 
 constexpr size_t kMostFilterLetters = 65536;
@@ -42,5 +46,9 @@ constexpr size_t kMostFilterDepth = 100;  // parentheses and negations inside ea
 /// Reads an expression; docs/filter.md has the language.
 /// Failure: FilterError at the first mistake.
 [[nodiscard]] FilterTree ParseFilter(std::string_view expression);
+
+/// Reads a condition: a filter, or one that looks at what happens between the records as well.
+/// Failure: likewise.
+[[nodiscard]] FilterTree ParseCondition(std::string_view expression);
 
 }  // namespace client

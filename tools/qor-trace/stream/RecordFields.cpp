@@ -7,6 +7,7 @@
 #include <iterator>
 
 #include "stream/EthernetFront.h"
+#include "stream/KindText.h"
 
 namespace client {
 
@@ -34,19 +35,18 @@ constexpr unsigned long Kinds(std::initializer_list<RecordKind> kinds) {
   return bits;
 }
 
-constexpr unsigned long FrameKinds() {
+constexpr unsigned long KindsThat(bool (*are)(RecordKind)) {
   unsigned long bits = 0;
   for (size_t kind = 0; kind < kRecordKindCount; ++kind) {
-    if (IsFrame(static_cast<RecordKind>(kind))) bits |= Bit(kind);
+    if (are(static_cast<RecordKind>(kind))) bits |= Bit(kind);
   }
   return bits;
 }
 
 using enum RecordKind;
 
-constexpr unsigned long kFrameKinds = FrameKinds();
-constexpr unsigned long kErrorKinds = Kinds(
-    {CanErrorFrame, LinChecksumError, LinParityError, LinSyncError, LinTransmitError, FlexRayError, EthernetCrcError});
+constexpr unsigned long kFrameKinds = KindsThat(IsFrame);
+constexpr unsigned long kErrorKinds = KindsThat(IsError);
 constexpr unsigned long kEventKinds = Kinds({CanEvent, LinEvent});
 
 constexpr FieldWord kKinds[] = {

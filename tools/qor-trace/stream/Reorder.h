@@ -43,6 +43,8 @@ class Reorder : public RecordSink {
   [[nodiscard]] bool Take(const RecordView& record) override;
   void Pause() override;
 
+  /// Entries that are held.
+  [[nodiscard]] size_t Waiting() const { return InOrder.size() + Stragglers.size(); }
   /// Hands over what is held. Nothing is taken afterwards.
   void Finish();
 

@@ -1,6 +1,7 @@
-// An owner of a file descriptor, whole writes to one, and whether a name still leads to it.
+// An owner of a file descriptor, whole writes to one, whether anybody reads them, and whether a name still leads to it.
 #pragma once
 
+#include <poll.h>
 #include <sys/stat.h>
 #include <unistd.h>
 
@@ -54,6 +55,13 @@ class Descriptor {
     done += static_cast<size_t>(written);
   }
   return done;
+}
+
+/// Has everybody gone who could read what is written to a pipe? A write would say so as well; a silent bus has nothing to
+/// write. Always false for files.
+[[nodiscard]] inline bool ReaderIsGone(int pipe) {
+  pollfd state{pipe, 0, 0};
+  return poll(&state, 1, 0) > 0 && (state.revents & (POLLERR | POLLHUP)) != 0;
 }
 
 }  // namespace client

@@ -17,6 +17,8 @@ class Pace {
     Next = now + Interval;
     return true;
   }
+  /// It has just been done: the next time is an interval from now.
+  void Restart() { Next = std::chrono::steady_clock::now() + Interval; }
 
  private:
   const std::chrono::steady_clock::duration Interval;

@@ -5,6 +5,7 @@
 
 #include <cerrno>
 #include <cstdio>
+#include <filesystem>
 #include <utility>
 
 #include "system/Failure.h"
@@ -58,10 +59,11 @@ int Synchronize(int file) {
 
 PartFile::PartFile(std::string name, std::string partName)
     : CompleteName(std::move(name)), TemporaryName(std::move(partName)) {
-  Part = Descriptor(open(TemporaryName.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666));
-  if (!Part.IsOpen() && errno == EEXIST) throw PartExists(CompleteName, TemporaryName);
-  if (!Part.IsOpen()) throw Failure(fmt::format("Cannot write \"{}\": {}", TemporaryName, ErrnoText(errno)));
-  LockWithName(Part.Get());
+  Descriptor made(open(TemporaryName.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW | O_CLOEXEC, 0666));
+  if (!made.IsOpen() && errno == EEXIST) throw PartExists(CompleteName, TemporaryName);
+  if (!made.IsOpen()) throw Failure(fmt::format("Cannot write \"{}\": {}", TemporaryName, ErrnoText(errno)));
+  Part = std::make_shared<const Descriptor>(std::move(made));
+  LockWithName(File());
   try {
     RefuseIfLocked(CompleteName);
   } catch (const Failure&) {
@@ -70,26 +72,31 @@ PartFile::PartFile(std::string name, std::string partName)
   }
 }
 
+WrittenFile PartFile::Written() const {
+  const std::filesystem::path folder = std::filesystem::path(TemporaryName).parent_path();
+  return {Part, folder.empty() ? "." : folder.string(), {}};
+}
+
 std::string PartFile::WhyNot(const char* action, int error) const {
   return fmt::format("Cannot {} \"{}\": {}. Its contents are in \"{}\"", action, CompleteName, ErrnoText(error),
                      TemporaryName);
 }
 
 std::string PartFile::Complete(Existing existing, const std::function<std::string()>& beforeNaming) {
-  if (const int error = Synchronize(Part.Get()); error != 0) return WhyNot("complete", error);
-  if (!IsNamed(TemporaryName, Part.Get()))
+  if (const int error = Synchronize(File()); error != 0) return WhyNot("complete", error);
+  if (!IsNamed(TemporaryName, File()))
     return fmt::format("Cannot name \"{}\": somebody has removed or replaced \"{}\"", CompleteName, TemporaryName);
   if (std::string why = beforeNaming(); !why.empty()) return why;
   const int renamed = existing == Existing::Kept ? RenameWithoutReplacing(TemporaryName, CompleteName)
                                                  : std::rename(TemporaryName.c_str(), CompleteName.c_str());
   if (renamed != 0) return WhyNot("name", errno);
-  LockWithName(Part.Get());  // a writer that closed its own descriptor of the file has released the lock with the name
+  LockWithName(File());  // a writer that closed its own descriptor of the file has released the lock with the name
   return "";
 }
 
 void PartFile::Discard() {
-  if (Part.IsOpen() && IsNamed(TemporaryName, Part.Get())) std::remove(TemporaryName.c_str());
-  Part.Close();
+  if (Part && IsNamed(TemporaryName, File())) std::remove(TemporaryName.c_str());
+  Part.reset();
 }
 
 }  // namespace client

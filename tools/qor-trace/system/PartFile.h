@@ -2,9 +2,11 @@
 #pragma once
 
 #include <functional>
+#include <memory>
 #include <string>
 
 #include "system/Descriptor.h"
+#include "system/WrittenFile.h"
 
 namespace client {
 
@@ -32,7 +34,9 @@ class PartFile {
   PartFile& operator=(PartFile&&) = default;
 
   /// The part file's descriptor, open for writing; another one of the same file may write it instead.
-  [[nodiscard]] int File() const { return Part.Get(); }
+  [[nodiscard]] int File() const { return Part->Get(); }
+  /// The same, to be put on the disk by somebody else, perhaps on another thread.
+  [[nodiscard]] WrittenFile Written() const;
   [[nodiscard]] const std::string& Name() const { return CompleteName; }
   [[nodiscard]] const std::string& PartName() const { return TemporaryName; }
 
@@ -51,7 +55,7 @@ class PartFile {
  private:
   std::string CompleteName;
   std::string TemporaryName;
-  Descriptor Part;
+  std::shared_ptr<const Descriptor> Part;
 };
 
 }  // namespace client

@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <atomic>
 #include <cerrno>
 #include <nlohmann/json.hpp>
 #include <system_error>
@@ -23,6 +24,11 @@ namespace {
 int WriteText(int file, std::string_view text) {
   return WriteAll(file, text.data(), text.size()) < text.size() ? errno : 0;
 }
+
+/// A line that will be overwritten is on the terminal.
+std::atomic<bool> liveLineIsShown = false;
+
+constexpr const char* kClearLine = "\r\033[K";
 
 constexpr size_t kNarrowestTerminal = 20;  // a smaller width is not believed
 
@@ -51,9 +57,41 @@ void PrintJson(const nlohmann::json& json) {
   Print(json.dump(2, ' ', true, nlohmann::json::error_handler_t::replace) + "\n");
 }
 
+namespace {
+
+std::atomic<TalkAside*> Listening = nullptr;
+
+}  // namespace
+
+TalkAside::TalkAside() { Listening = this; }
+
+TalkAside::~TalkAside() {
+  EndAtOnce();
+  for (const std::string& text : Heard) Say(text);
+  if (Dropped > 0) Say(fmt::format("and {} more sentences", Dropped));
+}
+
+void TalkAside::EndAtOnce() { Listening = nullptr; }
+
+void TalkAside::Hear(std::string_view text) {
+  const MutexLock lock(Guard);
+  if (Heard.size() < kMost)
+    Heard.emplace_back(text);
+  else
+    ++Dropped;
+  if (New.size() < kMost) New.emplace_back(text);
+}
+
+std::vector<std::string> TalkAside::TakeNew() {
+  const MutexLock lock(Guard);
+  return std::exchange(New, {});
+}
+
 void Say(std::string_view text) {
+  if (TalkAside* const listening = Listening) return listening->Hear(text);
   const auto columns = ColumnsOfStandardError();
   const std::string shown = Printable(text, "\n");
+  if (liveLineIsShown.exchange(false)) WriteText(STDERR_FILENO, kClearLine);
   WriteText(STDERR_FILENO, (columns ? Wrapped(shown, *columns) : shown) + "\n");
 }
 
@@ -81,10 +119,12 @@ LiveLine::LiveLine(bool elsewhere)
     Next += kOverwritingInterval;
 }
 
-bool LiveLine::IsDue() const { return Shown != Kind::None && std::chrono::steady_clock::now() >= Next; }
+bool LiveLine::IsDue() const {
+  return Shown != Kind::None && Listening == nullptr && std::chrono::steady_clock::now() >= Next;
+}
 
 void LiveLine::Show(const std::string& text) {
-  if (Shown == Kind::None) return;
+  if (Shown == Kind::None || Listening != nullptr) return;
   const auto now = std::chrono::steady_clock::now();
   if (Shown == Kind::Appended) {
     WriteText(STDERR_FILENO, text + "\n");
@@ -94,13 +134,13 @@ void LiveLine::Show(const std::string& text) {
   // A line that wraps can't be overwritten; in the last column some terminals wrap already.
   const auto columns = ColumnsOfStandardError();
   WriteText(STDERR_FILENO, fmt::format("\r{}\033[K", columns ? CutLines(text, *columns - 1) : text));
-  Dirty = true;
+  liveLineIsShown = Dirty = true;
   Next = now + kOverwritingInterval;
 }
 
 void LiveLine::Clear() {
-  if (Dirty) WriteText(STDERR_FILENO, "\r\033[K");
-  Dirty = false;
+  if (Dirty) WriteText(STDERR_FILENO, kClearLine);
+  liveLineIsShown = Dirty = false;
 }
 
 WaitingLine::WaitingLine(std::string phase, bool elsewhere) : Phase(std::move(phase)), Line(elsewhere) {

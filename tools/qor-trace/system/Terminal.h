@@ -8,6 +8,7 @@
 #include <string>
 #include <string_view>
 #include <thread>
+#include <vector>
 
 #include "system/Mutex.h"
 
@@ -36,6 +37,35 @@ void Say(std::string_view text);
 
 /// Says a sentence as an error of this program; its closing full stop may be left out.
 void SayError(std::string_view sentence);
+
+/// As long as there is one, it keeps what is said, and no progress is shown: somebody has the whole terminal. At its end
+/// all of it is said. One at a time.
+///
+/// Threads: any may say something meanwhile.
+class TalkAside {
+ public:
+  static constexpr size_t kMost = 200;  // sentences; of more, the first ones stay
+
+  TalkAside();
+  ~TalkAside();
+  TalkAside(const TalkAside&) = delete;
+  TalkAside& operator=(const TalkAside&) = delete;
+
+  /// What was said since the last call.
+  [[nodiscard]] std::vector<std::string> TakeNew();
+
+  /// From now on what is said goes to standard error; what was kept is lost. Waits for nobody.
+  static void EndAtOnce();
+
+  /// For Say.
+  void Hear(std::string_view text);
+
+ private:
+  Mutex Guard;  // nests in nothing
+  std::vector<std::string> Heard GUARDED_BY(Guard);
+  std::vector<std::string> New GUARDED_BY(Guard);
+  size_t Dropped GUARDED_BY(Guard) = 0;
+};
 
 /// Shows how far a command has come: on a terminal, a line that is overwritten five times a second, cut to its width;
 /// elsewhere nothing, or one line every three seconds if asked for. Nothing is shown before the first interval is over.

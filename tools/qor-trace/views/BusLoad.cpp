@@ -39,6 +39,32 @@ unsigned int LinBits(const LinView& lin) {
 /// Of a channel code; both channels are two lanes.
 bool IsOnLane(const FlexRayView& flexRay, size_t lane) { return flexRay.Channel == lane || flexRay.Channel == 2; }
 
+LaneTimes CanTime(const CanView& can, const BitTimes& times) {
+  const CanBits bits = CanBitsOf(can);
+  return {bits.Nominal * times.CanNominal + bits.Data * times.CanData};
+}
+
+LaneTimes LinTime(const LinView& lin) {
+  return {LinBits(lin) * (lin.BitTime == 0 ? BitTime(kLinBitRate) : lin.BitTime / 8.0)};
+}
+
+LaneTimes FlexRayTime(const FlexRayView& flexRay) {
+  if (!flexRay.IsFrame()) return {};
+  const unsigned int bits = kFlexRayEdgeBits + kFlexRayByteBits * (kFlexRayFixedBytes + flexRay.PayloadBytes());
+  LaneTimes taken = {};
+  for (size_t lane = 0; lane < kMostLanes; ++lane)
+    if (IsOnLane(flexRay, lane)) taken[lane] = bits * BitTime(kFlexRayBitRate);
+  return taken;
+}
+
+LaneTimes EthernetTime(const EthernetView& ethernet, const BitTimes& times) {
+  if (!IsFrame(ethernet.Kind())) return {};
+  const unsigned int bytes = kEthernetEdgeBytes + std::max<unsigned int>(ethernet.FrameLength, kEthernetSmallestFrame);
+  LaneTimes taken = {};
+  taken[ethernet.Has(QOR_TRACE_ETHERNET_TRANSMITTED) ? 1 : 0] = 8 * bytes * times.Ethernet;
+  return taken;
+}
+
 }  // namespace
 
 std::optional<unsigned long> ParseBitRate(std::string_view text) {
@@ -73,46 +99,26 @@ const char* LaneName(unsigned char busType, size_t lane) {
 BitTimes::BitTimes(const BitRates& rates)
     : CanNominal(BitTime(rates.CanNominal)), CanData(BitTime(rates.CanData)), Ethernet(BitTime(rates.Ethernet)) {}
 
-void BusLoad::Add(const RecordView& record, const BitTimes& times) {
-  if (!record.IsWellFormed()) return;
+LaneTimes BusTimeOf(const RecordView& record, const BitTimes& times) {
+  if (!record.IsWellFormed()) return {};
   switch (record.Bus()) {
     case BusType_Can:
-      return AddCan(record.Can(), times);
+      return CanTime(record.Can(), times);
     case BusType_Lin:
-      return AddLin(record.Lin());
+      return LinTime(record.Lin());
     case BusType_FlexRay:
-      return AddFlexRay(record.FlexRay());
+      return FlexRayTime(record.FlexRay());
     default:
-      return AddEthernet(record.Ethernet(), times);
+      return EthernetTime(record.Ethernet(), times);
   }
 }
 
-void BusLoad::AddCan(const CanView& can, const BitTimes& times) {
-  const CanBits bits = CanBitsOf(can);
-  AddTime(0, bits.Nominal * times.CanNominal + bits.Data * times.CanData);
-}
-
-void BusLoad::AddLin(const LinView& lin) {
-  AddTime(0, LinBits(lin) * (lin.BitTime == 0 ? BitTime(kLinBitRate) : lin.BitTime / 8.0));
-}
-
-void BusLoad::AddFlexRay(const FlexRayView& flexRay) {
-  if (!flexRay.IsFrame()) return;
-  const unsigned int bits = kFlexRayEdgeBits + kFlexRayByteBits * (kFlexRayFixedBytes + flexRay.PayloadBytes());
-  for (size_t lane = 0; lane < kMostLanes; ++lane)
-    if (IsOnLane(flexRay, lane)) AddTime(lane, bits * BitTime(kFlexRayBitRate));
-}
-
-void BusLoad::AddEthernet(const EthernetView& ethernet, const BitTimes& times) {
-  if (!IsFrame(ethernet.Kind())) return;
-  const unsigned int bytes = kEthernetEdgeBytes + std::max<unsigned int>(ethernet.FrameLength, kEthernetSmallestFrame);
-  AddTime(ethernet.Has(QOR_TRACE_ETHERNET_TRANSMITTED) ? 1 : 0, 8 * bytes * times.Ethernet);
-}
-
-void BusLoad::AddTime(size_t lane, double time) {
-  if (time <= 0) return;
-  Lanes[lane].Time += time;
-  ++Lanes[lane].Frames;
+void BusLoad::Add(const LaneTimes& taken) {
+  for (size_t lane = 0; lane < kMostLanes; ++lane) {
+    if (taken[lane] <= 0) continue;
+    Lanes[lane].Time += taken[lane];
+    ++Lanes[lane].Frames;
+  }
 }
 
 std::optional<double> BusLoad::Percent(size_t lane, unsigned long span) const {

@@ -44,25 +44,28 @@ inline constexpr size_t kMostLanes = 2;
 /// "A", "B", "Rx", "Tx", or "bus" for the only one of a bus.
 [[nodiscard]] const char* LaneName(unsigned char busType, size_t lane);
 
-/// Adds up how long the frames of one channel took on their bus, from the start of each to where the next could begin.
+/// ns for each lane.
+using LaneTimes = std::array<double, kMostLanes>;
+
+/// How long a record took on its bus, from its start to where the next one could begin.
 ///
 /// CAN: every bit of a frame. LIN: header and response without pauses between bytes; a wake-up as five bits. FlexRay: frames with
 /// a start sequence of nine bits. Ethernet: with preamble, CRC and gap.
+[[nodiscard]] LaneTimes BusTimeOf(const RecordView& record, const BitTimes& times);
+
+/// Adds up how long the frames of one channel took on their bus.
 class BusLoad {
  public:
-  void Add(const RecordView& record, const BitTimes& times);
+  void Add(const RecordView& record, const BitTimes& times) { Add(BusTimeOf(record, times)); }
+  void Add(const LaneTimes& taken);
 
+  /// ns of all frames so far.
+  [[nodiscard]] double BusyTime(size_t lane) const { return Lanes[lane].Time; }
   /// @param span  ns, from the start of the first frame to that of the last one
   /// @return      percent; nothing without a frame or for one at a single moment. More than 100 when the bit rate is wrong.
   [[nodiscard]] std::optional<double> Percent(size_t lane, unsigned long span) const;
 
  private:
-  void AddCan(const CanView& can, const BitTimes& times);
-  void AddLin(const LinView& lin);
-  void AddFlexRay(const FlexRayView& flexRay);
-  void AddEthernet(const EthernetView& ethernet, const BitTimes& times);
-  void AddTime(size_t lane, double time);
-
   struct Busy {
     double Time = 0;  // ns
     unsigned long Frames = 0;

@@ -22,6 +22,8 @@ class Rows : public BusRows {
     return {fmt::format("{:x}{}", can.PlainIdentifier(), can.Has(QOR_TRACE_CAN_EXTENDED) ? "x" : "")};
   }
 
+  std::string Name(const MessageRow& row) const override { return NameCells(row).front(); }
+
   std::vector<Column> MoreColumns() const override { return {{"DLC", true}}; }
   std::vector<std::string> MoreCells(const MessageRow& row) const override {
     return {fmt::format("{:x}", row.Record().Can().Dlc)};
@@ -35,7 +37,7 @@ class Rows : public BusRows {
     json["dlc"] = can.Dlc;
   }
 
-  std::span<const unsigned char> Data(const MessageRow& row) const override { return row.Record().Can().Data(); }
+  std::span<const unsigned char> Data(const RecordView& record) const override { return record.Can().Data(); }
 };
 
 }  // namespace

@@ -50,7 +50,7 @@ std::string RecordText(const ComparedRecord& record) {
   AddCells(text, bus->NameColumns(), bus->NameCells(row));
   text += fmt::format("  {}  {}", TextOf(kind).Word, DirectionOf(record));
   AddCells(text, bus->MoreColumns(), bus->MoreCells(row));
-  return text + "  " + DataText(bus->Data(row));
+  return text + "  " + DataText(bus->Data(row.Record()));
 }
 
 std::string LineOf(Side side, const ComparedRecord& record, const ComparedTimes& times) {
@@ -154,7 +154,7 @@ nlohmann::json RecordJson(const ComparedRecord& record) {
   if (bus == nullptr) return json;
   const MessageRow row = RowOf(record);
   bus->AddJson(row, json);
-  json["data"] = fmt::format("{:02x}", fmt::join(bus->Data(row), ""));
+  json["data"] = fmt::format("{:02x}", fmt::join(bus->Data(row.Record()), ""));
   return json;
 }
 

@@ -13,6 +13,7 @@ namespace client {
 namespace {
 
 constexpr unsigned short kAnyLength = EthernetFront::kLeastType - 1;  // all lengths are one type
+constexpr size_t kFrontOfAddress = sizeof "00:00:00:00:" - 1;         // characters, before the last two bytes
 
 EthernetFront FrontOf(const RecordView& record) { return EthernetFront::Of(record.Ethernet().Frame()); }
 
@@ -60,6 +61,15 @@ class Rows : public BusRows {
             TypeText(front.TypeOrLength)};
   }
 
+  /// "IPv4 00:01>00:02 5": type, the ends of the addresses, VLANs. The fronts are mostly their makers'.
+  std::string Name(const MessageRow& row) const override {
+    const EthernetFront front = FrontOf(row.Record());
+    const std::string vlans = front.VlanCount == 0 ? "" : fmt::format(" {}", fmt::join(front.VlanIds(), "."));
+    if (front.Source.empty()) return TypeText(front.TypeOrLength);
+    return fmt::format("{} {}>{}{}", TypeText(front.TypeOrLength), AddressText(front.Source).substr(kFrontOfAddress),
+                       AddressText(front.Destination).substr(kFrontOfAddress), vlans);
+  }
+
   std::vector<Column> MoreColumns() const override { return {{"Len", true}}; }
   std::vector<std::string> MoreCells(const MessageRow& row) const override {
     return {fmt::format("{}", row.Record().Ethernet().FrameLength)};
@@ -76,8 +86,8 @@ class Rows : public BusRows {
   }
 
   /// The payload: what follows addresses and type.
-  std::span<const unsigned char> Data(const MessageRow& row) const override {
-    const auto frame = row.Record().Ethernet().Frame();
+  std::span<const unsigned char> Data(const RecordView& record) const override {
+    const auto frame = record.Ethernet().Frame();
     return frame.subspan(EthernetFront::Of(frame).Size);
   }
 };

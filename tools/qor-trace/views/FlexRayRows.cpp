@@ -53,6 +53,13 @@ class Rows : public BusRows {
     return {flexRay.IsFrame() ? fmt::format("{}", flexRay.SlotId) : "-", Channels(flexRay), Cycles(row)};
   }
 
+  /// "12 A 0/2": slot, channel, cycles. Of the rest, the kind says what it is.
+  std::string Name(const MessageRow& row) const override {
+    const FlexRayView flexRay = row.Record().FlexRay();
+    if (!flexRay.IsFrame()) return Channels(flexRay);
+    return fmt::format("{} {} {}", flexRay.SlotId, Channels(flexRay), Cycles(row));
+  }
+
   std::vector<Column> MoreColumns() const override { return {{"Len", true}, {"Flags"}}; }
   std::vector<std::string> MoreCells(const MessageRow& row) const override {
     const FlexRayView flexRay = row.Record().FlexRay();
@@ -79,8 +86,8 @@ class Rows : public BusRows {
   }
 
   /// The payload of a null frame isn't valid.
-  std::span<const unsigned char> Data(const MessageRow& row) const override {
-    const FlexRayView flexRay = row.Record().FlexRay();
+  std::span<const unsigned char> Data(const RecordView& record) const override {
+    const FlexRayView flexRay = record.FlexRay();
     if (flexRay.Has(QOR_TRACE_FLEXRAY_NULL)) return {};
     return flexRay.Data();
   }

@@ -36,6 +36,8 @@ class Rows : public BusRows {
     return {fmt::format("{:02x}", row.Record().Lin().PlainIdentifier())};
   }
 
+  std::string Name(const MessageRow& row) const override { return NameCells(row).front(); }
+
   std::vector<Column> MoreColumns() const override { return {{"Len", true}, {"Checksum"}}; }
   std::vector<std::string> MoreCells(const MessageRow& row) const override {
     const LinView lin = row.Record().Lin();
@@ -53,7 +55,7 @@ class Rows : public BusRows {
     json["checksum_model"] = model == "-" ? nlohmann::json() : nlohmann::json(model);
   }
 
-  std::span<const unsigned char> Data(const MessageRow& row) const override { return row.Record().Lin().Data(); }
+  std::span<const unsigned char> Data(const RecordView& record) const override { return record.Lin().Data(); }
 };
 
 }  // namespace

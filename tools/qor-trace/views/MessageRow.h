@@ -1,10 +1,12 @@
 // A message in the list, and what each bus shows of its messages.
 #pragma once
 
+#include <cstddef>
 #include <nlohmann/json_fwd.hpp>
 #include <optional>
 #include <span>
 #include <string>
+#include <tuple>
 #include <vector>
 
 #include "record/RecordView.h"
@@ -12,8 +14,21 @@
 
 namespace client {
 
+/// What distinguishes messages; in the order of rows.
+struct MessageKey {
+  unsigned char BusType = 0;
+  unsigned int Channel = 0;
+  std::string Name;  // as the bus has it: BusRows::KeyOf
+  RecordKind Kind = {};
+
+  bool operator<(const MessageKey& other) const {
+    return std::tie(BusType, Channel, Name, Kind) < std::tie(other.BusType, other.Channel, other.Name, other.Kind);
+  }
+};
+
 /// The entries of one message: counted, and the newest kept.
 struct MessageRow {
+  size_t Number = 0;  // in the order in which messages came, from 0 on
   unsigned long Count = 0;
   unsigned long Timestamp = 0;  // ns, of the newest entry
   unsigned long Cycle = 0;      // ns since the entry before; 0 for the first
@@ -32,6 +47,9 @@ class BusRows {
   /// Distinguishes the messages of a channel and kind; rows are sorted by it.
   [[nodiscard]] virtual std::string KeyOf(const RecordView& record) const = 0;
 
+  /// Names a message in one cell.
+  [[nodiscard]] virtual std::string Name(const MessageRow& row) const = 0;
+
   /// Columns that name a message, and columns with details of its newest entry; with the cells of each.
   [[nodiscard]] virtual std::vector<Column> NameColumns() const = 0;
   [[nodiscard]] virtual std::vector<std::string> NameCells(const MessageRow& row) const = 0;
@@ -41,8 +59,8 @@ class BusRows {
   /// Adds what the columns show.
   virtual void AddJson(const MessageRow& row, nlohmann::json& json) const = 0;
 
-  /// Data of the newest entry.
-  [[nodiscard]] virtual std::span<const unsigned char> Data(const MessageRow& row) const = 0;
+  /// The data of an entry.
+  [[nodiscard]] virtual std::span<const unsigned char> Data(const RecordView& record) const = 0;
 };
 
 [[nodiscard]] const BusRows& CanRows();

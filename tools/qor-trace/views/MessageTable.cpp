@@ -68,7 +68,7 @@ std::vector<std::string> Cells(const BusRows& bus, const char* name, unsigned in
   Append(cells,
          {TextOf(kind).Word, DirectionOf(row), fmt::format("{}", row.Count), CycleText(row.Cycle, row.Count), last});
   Append(cells, bus.MoreCells(row));
-  cells.push_back(DataText(bus.Data(row)));
+  cells.push_back(DataText(bus.Data(row.Record())));
   return cells;
 }
 
@@ -99,7 +99,12 @@ MessageRow* MessageTable::RowOf(const RecordView& record) {
   const BusRows* bus = RowsOf(record.Bus());
   const RecordKind kind = record.Kind();
   if (bus == nullptr || kind == RecordKind::Unknown) return nullptr;
-  return &Rows[{record.Bus(), record.ChannelId(), bus->KeyOf(record), kind}];
+  MessageKey key{record.Bus(), record.ChannelId(), bus->KeyOf(record), kind};
+  if (const auto place = Rows.find(key); place != Rows.end()) return &place->second;
+  if (Rows.size() >= MostRows) return nullptr;
+  MessageRow& row = Rows[std::move(key)];
+  row.Number = Rows.size() - 1;
+  return &row;
 }
 
 void MessageTable::Keep(const RecordView& record, MessageRow& row) {
@@ -109,12 +114,18 @@ void MessageTable::Keep(const RecordView& record, MessageRow& row) {
 }
 
 bool MessageTable::Take(const RecordView& record) {
-  MessageRow* row = RowOf(record);
-  if (row == nullptr) return true;
-  row->Cycle = row->Count > 0 && record.Timestamp() > row->Timestamp ? record.Timestamp() - row->Timestamp : 0;
-  ++row->Count;
-  Keep(record, *row);
+  if (MessageRow* row = RowOf(record)) Count(record, *row);
   return true;
+}
+
+void MessageTable::Count(const RecordView& record, MessageRow& row) {
+  row.Cycle = row.Count > 0 && record.Timestamp() > row.Timestamp ? record.Timestamp() - row.Timestamp : 0;
+  ++row.Count;
+  Keep(record, row);
+}
+
+void MessageTable::ResetCounts() {
+  for (auto& [key, row] : Rows) row.Count = row.Cycle = 0;
 }
 
 void MessageTable::SetNewest(const RecordView& record) {
@@ -126,11 +137,11 @@ std::string MessageTable::Text(TimeFormat format, const TimeBase& times) const {
   for (const unsigned char busType : {BusType_Can, BusType_Lin, BusType_FlexRay, BusType_Ethernet}) {
     const BusRows& bus = *RowsOf(busType);
     TextTable table = EmptyTable(bus, format);
-    const auto begin = Rows.lower_bound(Key{busType, 0, "", RecordKind{}});
-    const auto end = Rows.lower_bound(Key{static_cast<unsigned char>(busType + 1), 0, "", RecordKind{}});
+    const auto begin = Rows.lower_bound({busType, 0, "", RecordKind{}});
+    const auto end = Rows.lower_bound({static_cast<unsigned char>(busType + 1), 0, "", RecordKind{}});
     if (begin == end && !(Rows.empty() && busType == BusType_Can)) continue;
     for (auto row = begin; row != end; ++row)
-      table.Add(Cells(bus, BusName(busType), std::get<1>(row->first), std::get<RecordKind>(row->first), row->second,
+      table.Add(Cells(bus, BusName(busType), row->first.Channel, row->first.Kind, row->second,
                       TimeText(row->second.Timestamp, format, times)));
     if (!text.empty()) text += '\n';
     text += table.Text();
@@ -141,17 +152,16 @@ std::string MessageTable::Text(TimeFormat format, const TimeBase& times) const {
 nlohmann::json MessageTable::Json(const TimeBase& times) const {
   nlohmann::json array = nlohmann::json::array();
   for (const auto& [key, row] : Rows) {
-    const auto& [busType, channel, name, kind] = key;
-    const BusRows& bus = *RowsOf(busType);
-    nlohmann::json json = {{"channel", channel},
-                           {"bus", BusName(busType)},
-                           {"kind", TextOf(kind).Word},
+    const BusRows& bus = *RowsOf(key.BusType);
+    nlohmann::json json = {{"channel", key.Channel},
+                           {"bus", BusName(key.BusType)},
+                           {"kind", TextOf(key.Kind).Word},
                            {"direction", DirectionOf(row)},
                            {"count", row.Count},
                            {"cycle_ns", row.Count > 1 ? nlohmann::json(row.Cycle) : nlohmann::json()},
                            {"last_time_ns", row.Timestamp},
                            {"last_utc_ns", UtcJson(row.Timestamp, times)},
-                           {"data", fmt::format("{:02x}", fmt::join(bus.Data(row), ""))}};
+                           {"data", fmt::format("{:02x}", fmt::join(bus.Data(row.Record()), ""))}};
     bus.AddJson(row, json);
     array.push_back(std::move(json));
   }

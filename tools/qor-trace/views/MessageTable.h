@@ -1,10 +1,10 @@
 // One row for each message of each channel.
 #pragma once
 
+#include <cstddef>
 #include <map>
 #include <nlohmann/json_fwd.hpp>
 #include <string>
-#include <tuple>
 
 #include "stream/RecordSink.h"
 #include "views/MessageRow.h"
@@ -16,6 +16,9 @@ namespace client {
 /// different kinds, such as frames and error frames, are different messages. Malformed entries have no row.
 class MessageTable : public RecordSink {
  public:
+  /// @param mostRows  entries of further messages have no row
+  explicit MessageTable(size_t mostRows = ~size_t{0}) : MostRows(mostRows) {}
+
   [[nodiscard]] bool Take(const RecordView& record) override;
 
   /// Replaces the newest entry of a message by a row of the monitor's list. Its cycle time is not taken: the list
@@ -27,14 +30,21 @@ class MessageTable : public RecordSink {
   /// An array with one object per row.
   [[nodiscard]] nlohmann::json Json(const TimeBase& times = {}) const;
 
- private:
-  // Bus, channel, what the bus says, kind.
-  using Key = std::tuple<unsigned char, unsigned int, std::string, RecordKind>;
-
+  /// For those who count something of their own: the row of an entry, before it is counted. Null for one that has none.
   [[nodiscard]] MessageRow* RowOf(const RecordView& record);
+  /// Counts an entry in its row.
+  static void Count(const RecordView& record, MessageRow& row);
+
+  /// In the order of the text; references to rows stay good.
+  [[nodiscard]] const std::map<MessageKey, MessageRow>& All() const { return Rows; }
+  /// Sets all counts to 0; the newest entries stay.
+  void ResetCounts();
+
+ private:
   static void Keep(const RecordView& record, MessageRow& row);
 
-  std::map<Key, MessageRow> Rows;
+  size_t MostRows;
+  std::map<MessageKey, MessageRow> Rows;
 };
 
 /// The rows of a monitor's list, for SetNewest.

@@ -113,6 +113,7 @@ std::optional<TimeSpan> Summary::Times() const {
 }
 
 unsigned long Summary::Span() const {
+  if (Covered) return *Covered;
   const auto times = Times();
   return times ? times->Last - times->First : 0;
 }

@@ -61,6 +61,9 @@ class Summary : public RecordSink {
   /// How the text shows times: s on the entries' own clock unless this is called.
   void SetTimes(TimeFormat format, const TimeBase& times);
 
+  /// Loads refer to so much time, ns, in place of that from the first to the last entry: where most of that is in no output.
+  void SetCovered(unsigned long time) { Covered = time; }
+
   void SetUnread(std::vector<UnreadLines> byFile) { Unread = std::move(byFile); }
   /// What an input held besides its records.
   /// @param input  as typed
@@ -68,6 +71,8 @@ class Summary : public RecordSink {
 
   [[nodiscard]] bool Take(const RecordView& record) override;
 
+  /// By number; also channels that are only named, or that lost everything.
+  [[nodiscard]] const std::map<unsigned int, ChannelSummary>& All() const { return Channels; }
   [[nodiscard]] unsigned long Entries() const;
   [[nodiscard]] unsigned long Lost() const;
   /// Whether any of the input is known to be missing, or out of order.
@@ -76,6 +81,8 @@ class Summary : public RecordSink {
   [[nodiscard]] bool Has(unsigned char busType) const;
   /// Smallest and greatest time of all entries; nothing without entries.
   [[nodiscard]] std::optional<TimeSpan> Times() const;
+  /// What loads refer to, ns.
+  [[nodiscard]] unsigned long Span() const;
 
   /// A few lines for people, each closed by a newline: the channels, the buses that have several, the bit rates of the
   /// loads.
@@ -97,13 +104,13 @@ class Summary : public RecordSink {
     Counts Counted;
   };
 
-  [[nodiscard]] unsigned long Span() const;
   [[nodiscard]] std::map<unsigned char, BusSummary> Buses() const;
 
   const BitRates Rates;
   const BitTimes Bits;
   TimeFormat Format = TimeFormat::Relative;
   TimeBase Moment;
+  std::optional<unsigned long> Covered;  // ns
   std::map<unsigned int, ChannelSummary> Channels;
   std::vector<Loss> Losses;
   std::vector<UnreadLines> Unread;

@@ -15,7 +15,7 @@ struct ShownTimes {
 };
 
 /// Lines about a channel, each closed by a newline.
-/// @param span  of the whole recording, ns: what the bus load refers to
+/// @param span  ns: what the bus load refers to, mostly the whole recording
 [[nodiscard]] std::string ChannelText(unsigned int number, const ChannelSummary& channel, unsigned long span,
                                       const ShownTimes& times = {});
 

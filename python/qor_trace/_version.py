@@ -1,0 +1,3 @@
+"""The version of this package: that of the library."""
+
+__version__ = "2.0.0"
