@@ -162,6 +162,12 @@ TEST_F(ReportPageTest, AnIntervalOfExactlyTheLimitIsAnOutlier) {
   EXPECT_EQ(CountOf(page, " cycles) from "), 1u) << "what is as long as the limit for short ones is none of them";
 }
 
+TEST_F(ReportPageTest, OneOutlierIsEnoughToBeNamedFirst) {
+  TakeCycle();
+  Take(CanItem().Id(0x123).At(1050 * kMillisecond));
+  EXPECT_HAS(Page(), "1 cyclic message with <a href=\"#messages\">outliers</a>; farthest off: CAN 123 on channel 1, with ");
+}
+
 TEST_F(ReportPageTest, MessagesWithoutACycleSaySo) {
   unsigned long time = 0;
   for (unsigned long index = 0; index < 40; ++index)

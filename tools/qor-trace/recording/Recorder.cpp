@@ -102,6 +102,7 @@ Recorder::Recorder(const RecordingOptions& options, const std::vector<Source>& s
       Known(NewDescription()),
       Swap(options.SwapParent, options.TellsOfLeftOvers),
       Progress(options.Progress),
+      First(sources.size()),
       SlowestSpeed(SlowestOf(sources)),
       FastestSpeed(FastestOf(sources)) {
   LeaveAtOnce(Swap, StopSignals);
@@ -257,32 +258,33 @@ bool Recorder::Drain(RecordSink& sink) {
 
 /// The first entries are held until all of them are there: together they say what their clock is.
 void Recorder::DrainFirst(RecordSink& sink) {
-  std::vector<unsigned char> records;
   const auto before = std::chrono::steady_clock::now();
   Pull([&](const RecordView& record) {
-    records.insert(records.end(), record.Bytes().begin(), record.Bytes().end());
-    Arrival.First = std::min(Arrival.First, record.Timestamp());
-    Arrival.Last = std::max(Arrival.Last, record.Timestamp());
+    First.Take(record);
     return true;
   });
-  if (records.empty()) {
+  if (First.empty()) {
     LastEmpty = before;
     return;
   }
+  if (Arrival.Drained == 0) NoteArrival();
+  if (!First.AreComplete()) return;
   LearnClock();
-  for (size_t place = 0; place < records.size();) {
-    const unsigned int length = RecordView::LengthAt(records.data() + place);
-    if (!HandOn(sink, RecordView(records.data() + place, length))) return;
-    place += length;
-  }
+  First.HandOver([&](const RecordView& record) { return HandOn(sink, record); });
+}
+
+/// What the very first entries say of their clock.
+void Recorder::NoteArrival() {
+  Arrival.Drained = Nanoseconds(std::chrono::steady_clock::now() - Started);
+  const auto empty = LastEmpty - Started;
+  Arrival.Earliest = empty > kLongestWay ? Nanoseconds(empty - kLongestWay) : 0;
+  Arrival.Last = First.Latest();
 }
 
 /// Finds out what the clock of the entries is, once the first of them have come.
 void Recorder::LearnClock() {
   ClockIsKnown = true;
-  Arrival.Drained = Nanoseconds(std::chrono::steady_clock::now() - Started);
-  const auto empty = LastEmpty - Started;
-  Arrival.Earliest = empty > kLongestWay ? Nanoseconds(empty - kLongestWay) : 0;
+  Arrival.First = First.Earliest();
   Arrival.Speed = FastestSpeed;
   SetClock(Known, Arrival);
   if (Options.FirstTime) SetFirstTime(Known, Arrival.First, Options.FirstTime);
@@ -322,6 +324,7 @@ void Recorder::NoteEntry(const RecordView& record) {
 
 /// What arrived before the monitor stopped.
 void Recorder::DrainRest(RecordSink& sink) {
+  First.WaitNoMore();
   unsigned int before = 0;
   do {
     before = Drained->Delivered();

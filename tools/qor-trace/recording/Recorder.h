@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "recording/FirstArrival.h"
+#include "recording/FirstEntries.h"
 #include "recording/PortLosses.h"
 #include "recording/Sources.h"
 #include "recording/TraceDrain.h"
@@ -123,6 +124,7 @@ class Recorder {
   void EmptyTrace(RecordSink& sink);
   bool Drain(RecordSink& sink);
   void DrainFirst(RecordSink& sink);
+  void NoteArrival();
   void LearnClock();
   bool HandOn(RecordSink& sink, const RecordView& record);
   template <class Take>
@@ -170,9 +172,10 @@ class Recorder {
   unsigned long BytesInTrace = 0;          // of those since the trace was emptied last
   bool InMemoryOnly = false;               // nothing is swapped
   LiveLine Progress;
+  FirstEntries First;                               // until the clock is known
   double SlowestSpeed = 0;                          // trace seconds a second; 0 when a source goes as fast as it can
   double FastestSpeed = 0;                          // likewise
-  FirstArrival Arrival{.First = ~0ul};              // as far as it is known
+  FirstArrival Arrival;                             // as far as it is known
   std::chrono::steady_clock::time_point LastEmpty;  // the latest look at an empty trace
   std::chrono::steady_clock::time_point Started;
   std::chrono::steady_clock::time_point DisksChecked;
