@@ -97,23 +97,6 @@ class WrongUsage(ClientTest):
         ):
             self.assertEqual(self.refused(*args), f"qor-trace: {sentence}\n")
 
-    def test_without_a_command_there_are_five_first_steps_that_work(self):
-        out, err = self.run_client(expect=2)
-        self.assertEqual(out, b"")  # it is no data
-        steps = [re.split(r"\s{2,}", line) for line in err.splitlines()]
-        self.assertEqual(len(steps), 5)
-        for command, what in steps:
-            with self.subTest(command=command):
-                program, *arguments = command.split()
-                self.assertEqual(program, "qor-trace")
-                self.assertTrue(what)
-                process = self.start(*arguments)
-                _, err = process.communicate(timeout=DEADLINE)
-                # An interface that takes rights to record is an error of `ports`, on some machines.
-                allowed = (0, 1) if arguments == ["ports"] else (0,)
-                self.assertIn(process.returncode, allowed, err)
-        self.assertEqual(self.files(), ["drive.mf4", "drive.pcapng"])
-
     def test_kind_of_source_that_is_for_tests_is_not_offered(self):
         self.assertNotIn("script", self.refused("record", "usb", "-o", "x.bin"))
 

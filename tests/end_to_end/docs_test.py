@@ -1,4 +1,5 @@
-"""The command lines of the documentation, run as they stand, page by page, each in an empty folder; and what they are said to print.
+"""The command lines of the documentation, run as they stand, page by page, each in an empty folder; and what they are said to print. Likewise
+those that the client itself shows.
 
 The commands of a page's ```sh and ```console blocks are run one after the other. In a console block lines after a `$ ` are what the command prints;
 `...` stands for any lines. Times of the clock, the host, and where the folder and the program are may differ.
@@ -270,6 +271,25 @@ class Docs(ClientTest):
 
     def test_wireshark(self):
         self.check_page("docs/wireshark.md", ["qor-trace record can -d 1s --speed max -o drive.mf4"])
+
+
+class FirstSteps(ClientTest):
+    def test_five_that_work_are_shown_without_a_command(self):
+        out, err = self.run_client(expect=2)
+        self.assertEqual(out, b"")  # it is no data
+        steps = [re.split(r"\s{2,}", line) for line in err.splitlines()]
+        self.assertEqual(len(steps), 5)
+        for command, what in steps:
+            with self.subTest(command=command):
+                program, *arguments = command.split()
+                self.assertEqual(program, "qor-trace")
+                self.assertTrue(what)
+                process = self.start(*arguments)
+                _, err = process.communicate(timeout=DEADLINE)
+                # An interface that takes rights to record is an error of `ports`, on some machines.
+                allowed = (0, 1) if arguments == ["ports"] else (0,)
+                self.assertIn(process.returncode, allowed, err)
+        self.assertEqual(self.files(), ["drive.mf4", "drive.pcapng"])
 
 
 class Tables(unittest.TestCase):

@@ -19,4 +19,8 @@ constexpr bool kThreadSanitizer = true;
 constexpr bool kThreadSanitizer = false;
 #endif
 
+/// Tests that let one call after the other fail take so many at a step: under sanitizers each is many times slower, and the other
+/// builds try every one.
+constexpr unsigned int kFailureStep = kAddressSanitizer || kThreadSanitizer ? 3 : 1;
+
 }  // namespace test

@@ -8,6 +8,7 @@
 #include "outputs/IncidentOutput.h"
 #include "outputs/MdfOutput.h"
 #include "support/FailingFiles.h"
+#include "support/Sanitizers.h"
 #include "support/TemporaryDirectory.h"
 #include "tools/ClientEntries.h"
 
@@ -53,7 +54,7 @@ INSTANTIATE_TEST_SUITE_P(Formats, IncidentsWithFailingFiles, testing::Values("i-
 TEST_P(IncidentsWithFailingFiles, OneCallThatFailsCostsOneIncidentAtMostAndIsTold) {
   bool failed = true;
   unsigned long number = 1;
-  for (; failed; ++number) {
+  for (; failed; number += test::kFailureStep) {
     const test::TemporaryDirectory directory;
     Outcome outcome;
     {

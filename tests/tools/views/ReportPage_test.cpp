@@ -165,7 +165,8 @@ TEST_F(ReportPageTest, AnIntervalOfExactlyTheLimitIsAnOutlier) {
 TEST_F(ReportPageTest, OneOutlierIsEnoughToBeNamedFirst) {
   TakeCycle();
   Take(CanItem().Id(0x123).At(1050 * kMillisecond));
-  EXPECT_HAS(Page(), "1 cyclic message with <a href=\"#messages\">outliers</a>; farthest off: CAN 123 on channel 1, with ");
+  EXPECT_HAS(Page(),
+             "1 cyclic message with <a href=\"#messages\">outliers</a>; farthest off: CAN 123 on channel 1, with ");
 }
 
 TEST_F(ReportPageTest, MessagesWithoutACycleSaySo) {
