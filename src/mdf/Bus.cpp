@@ -76,10 +76,9 @@ bool Bus::ChannelGroup::PutOut(MDF::DLBLOCK& list, uint64_t complete) {
 }
 
 bool Bus::ChannelGroup::Flush(FileStream& stream) {
-  const uint64_t complete = Torn ? CycleCount - 1 : CycleCount;
-  const bool records = !IsListWaiting(Records.get()) || PutOut(*Records, complete);
-  const bool vlsd = !IsListWaiting(Vlsd.get()) || PutOut(*Vlsd, complete);
-  const bool counted = !Flushed_Look(complete) || CycleCount_Write(stream);
+  const bool records = !IsListWaiting(Records.get()) || PutOut(*Records, CycleCount);
+  const bool vlsd = !IsListWaiting(Vlsd.get()) || PutOut(*Vlsd, CycleCount);
+  const bool counted = !Flushed_Look(CycleCount) || CycleCount_Write(stream);
   return records && vlsd && counted && !Torn;
 }
 

@@ -60,13 +60,13 @@ class QOR_EXPORT Bus {
     MDF::DGBLOCK* Group;
     std::unique_ptr<MDF::DLBLOCK> Records;
     std::unique_ptr<MDF::DLBLOCK> Vlsd;  // null for groups without variable-length data
-    uint64_t CycleCount = 0;             // records since the last reset
+    uint64_t CycleCount = 0;             // whole records, with their data, since the last reset
     uint64_t DataBytes = 0;              // bytes of variable-length data since the last reset, with their lengths
     unsigned int RecordSize = 0;         // bytes; 0 for a group without channels
     uint64_t RecordBytesSeen = 0;        // bytes of records that were in the file when last checked
     uint64_t VlsdBytesSeen = 0;          // the same for variable-length data ...
     uint64_t VlsdComplete = 0;           // ... and the number of records whose data were
-    bool Torn = false;                   // ends with a part of a record
+    bool Torn = false;                   // ends with a part of a record, or of its data
     MDF::PackQueue* Queue = nullptr;     // of the workers, if there are any; not owned
   };
 

@@ -34,8 +34,8 @@ bool AppendData(Bus::ChannelGroup& group, const Record& record, FieldBuffer<kRoo
     group.DataBytes += data.Length();
     return true;
   }
+  --group.CycleCount;
   group.Torn = inserted == Inserted::kPart || !group.Records->Data_TakeBack(record.Length());
-  if (!group.Torn) --group.CycleCount;
   return false;
 }
 

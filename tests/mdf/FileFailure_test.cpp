@@ -83,7 +83,21 @@ TEST_F(MdfFileFailure, WithoutAFileRecordsAreRefusedWhenABlockIsFull) {
   while (Insert(file, Frame(inserted))) ++inserted;
   EXPECT_EQ(inserted, (0x200000UL - 48) / 52);
   EXPECT_FALSE(Insert(file, Frame(inserted)));  // and stay refused: a part of a frame is there
+  EXPECT_EQ(file.Bus_Cycles(1, BusType_Can), inserted);
   EXPECT_FALSE(file.File_Close(0));
+}
+
+TEST_F(MdfFileFailure, RecordsBeforeARefusedOneAreCounted) {
+  MdfFile file("folder/trace", 0);
+  ASSERT_TRUE(file.Bus_Add(1, BusType_Can));
+  unsigned long inserted = 0;
+  while (Insert(file, CanItem().Id(static_cast<unsigned int>(inserted)).Extended().At(inserted).Data({}))) ++inserted;
+  EXPECT_EQ(inserted, (0x200000UL - 48) / 26);
+  EXPECT_EQ(file.Bus_Cycles(1, BusType_Can), inserted);
+  std::filesystem::create_directory("folder");
+  ASSERT_TRUE(file.File_Open(0));
+  EXPECT_TRUE(file.File_FlushData());
+  EXPECT_EQ(Decoded("folder/trace.mf4").Find("CAN1", "CAN_DataFrame").Count, inserted);
 }
 
 /// A disk with this much room after the descriptions, in KiB.
