@@ -182,7 +182,7 @@ def check_bus(entries, expected, until, what):
     all_expected = [entry.contents for entry in expected]
     if contents[:due] != all_expected[:due]:
         same = next((place for place, (one, other) in enumerate(zip(contents, all_expected)) if one != other), len(contents))
-        raise AssertionError(f"{what} has {same} of {due} entries that are older than what may be missing")
+        raise AssertionError(f"{what} has {same} of {due} entries that are older than what may be missing, and {len(contents)} in all")
     if not is_in_order_in(contents[due:], all_expected[due:]):
         raise AssertionError(f"{what} has entries that were not sent, or not in this order")
 
