@@ -133,10 +133,10 @@ void PacketPort::Lose(uint64_t count, uint64_t from, uint64_t to) {
 void PacketPort::Watch() {
   if (!Started) return;
   const int error = Socket ? Socket->TakeError() : 0;
-  if (!IsDown && error != 0) {
-    IsDown = true;
+  if (error != 0) {
+    // Also of one that is taken to be down: it was up meanwhile, and what it received then doesn't say that it is back.
     DownSince = System.Now();
-    Tell(QOR_SIM_NOTICE_GONE, " is down; it is recorded as soon as it is up");
+    if (!std::exchange(IsDown, true)) Tell(QOR_SIM_NOTICE_GONE, " is down; it is recorded as soon as it is up");
   } else if (IsDown && Looks++ % kPollsPerLook == 0 && IsBack()) {
     Regain();
   }

@@ -215,6 +215,25 @@ TEST_F(PacketPortTest, InterfaceThatWasTakenAwayIsOpenedAgainAfterItsLastPackets
   EXPECT_EQ(Notices(), (Kinds{QOR_SIM_NOTICE_GONE, QOR_SIM_NOTICE_BACK}));
 }
 
+TEST_F(PacketPortTest, InterfaceThatWasUpForAMomentBeforeItWasTakenAwayIsOpenedAgain) {
+  Open();
+  System.Line.Error = ENETDOWN;
+  System.Line.Up = false;
+  System.Line.Time = kNow + 1000;
+  Poll();
+  System.Line.Error = ENETDOWN;
+  System.Line.Attached = false;
+  System.Line.Time = kNow + 3000;
+  Arrive({2000});
+  EXPECT_EQ(Poll(), (Lengths{2000}));
+  for (int poll = 0; poll < 50; ++poll) Poll();
+  EXPECT_EQ(Notices(), (Kinds{QOR_SIM_NOTICE_GONE}));
+  System.Line.Up = true;
+  for (int poll = 0; poll < 50; ++poll) Poll();
+  EXPECT_EQ(System.Line.Sockets, 1);
+  EXPECT_EQ(Notices(), (Kinds{QOR_SIM_NOTICE_GONE, QOR_SIM_NOTICE_BACK}));
+}
+
 TEST_F(PacketPortTest, FrameThatNoItemHoldsIsCutAndToldOnce) {
   Open();
   Arrive({65512});

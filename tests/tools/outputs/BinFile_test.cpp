@@ -104,6 +104,17 @@ TEST_F(BinFileTest, AnchorIsWrittenWhenItBecomesKnown) {
   EXPECT_EQ(ReadDescription(Path + ".json.part").Anchor, description.Anchor);
 }
 
+TEST_F(BinFileTest, LossOnASilentBusIsWrittenInAPause) {
+  BinWriter writer(Path);
+  Description description;
+  writer.Describe(description);
+  description.Losses.push_back({1, LossCause::InterfaceGone, 100, 100, std::nullopt});
+  writer.Describe(description);
+  EXPECT_TRUE(ReadDescription(Path + ".json.part").Losses.empty());
+  writer.Pause();
+  EXPECT_EQ(ReadDescription(Path + ".json.part").Losses, description.Losses);
+}
+
 TEST_F(BinFileTest, DescriptionOfUnfinishedRecordsStaysWithThem) {
   {
     BinWriter writer(Path);

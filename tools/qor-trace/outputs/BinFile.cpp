@@ -60,6 +60,7 @@ void BinWriter::Describe(const Description& description) {
   const bool isNews = !Beside || Described.Anchor != description.Anchor;
   Described = description;
   if (!Beside) Beside.emplace(File.Path());
+  DescriptionWaits = true;
   if (isNews) WriteDescription();
 }
 
@@ -68,6 +69,7 @@ void BinWriter::WriteDescription() {
   if (!Beside) return;
   Described.Records = RecordsDescription{Records - BufferedRecords, Written, Written > 0 ? FirstRecord : 0};
   Beside->Write(Described);
+  DescriptionWaits = false;
 }
 
 /// Everything is missing from the last record in the file on. Which one that is of a compressed file shows only when it is
@@ -111,7 +113,8 @@ void BinWriter::Begin(const RecordView& record) {
 }
 
 void BinWriter::Pause() {
-  if (!File.Usable() || Buffer.empty()) return;
+  // A loss is news on a silent bus too.
+  if (!File.Usable() || (Buffer.empty() && !DescriptionWaits)) return;
   if (!File.IsStandardOutput() && !FlushPace.IsDue()) return;
   if (Flush()) WriteDescription();
 }

@@ -69,6 +69,7 @@ class BinWriter : public StreamOutput {
   OutputFile File;
   std::optional<DescriptionFile> Beside;  // standard output has none
   Description Described;
+  bool DescriptionWaits = false;  // there is more to say than is in the file
   unsigned long FirstRecord = 0;  // its digest
   bool ExistingIsKept = false;
   bool Finished = false;
