@@ -45,6 +45,12 @@ TEST(MessageTable, JsonHasIntegerTimesAndNullForAFirstEntrysCycle) {
   EXPECT_EQ(json[2]["identifier"], 0x18FE0102);
 }
 
+TEST(MessageTable, ThereIsNoCycleToAnEntryThatCameLate) {
+  MessageTable table;
+  for (const unsigned long time : {20ul, 10ul}) Put(table, RecordOf(test::CanItem().At(time).Id(1)));
+  EXPECT_EQ(table.Json()[0]["cycle_ns"], 0);
+}
+
 TEST(MessageTable, TimesAreShownAsAskedFor) {
   constexpr unsigned long halfPastTwo = 1795271400000000000;  // 2026-11-21T14:30:00Z, ns
   const MessageTable table = SomeMessages();

@@ -5,6 +5,7 @@
 #include <nlohmann/json.hpp>
 
 #include "tools/ClientEntries.h"
+#include "views/SummaryText.h"
 
 namespace client {
 namespace {
@@ -220,6 +221,13 @@ TEST(Summary, JsonHasTimesInNanosecondsAndNullWithoutEntries) {
       R"("late":{"count":0,"first_time_ns":null,"last_time_ns":null},)"
       R"("lost":{"count":0,"first_time_ns":null,"last_time_ns":null},)"
       R"("overruns":{"count":0,"first_time_ns":null,"last_time_ns":null},"received":0,"source":"quiet.log","transmitted":0}])");
+}
+
+TEST(Summary, WhatWasFoundOnceHasAPlaceAndNoNumber) {
+  EXPECT_EQ(FindingText({FindingKind::Unread, "a damaged packet", 1, "byte 96"}),
+            "LOST: a damaged packet; at byte 96\n");
+  EXPECT_EQ(FindingText({FindingKind::Odd, "a damaged packet", 2, "byte 96"}),
+            "odd: a damaged packet, 2 times; the first at byte 96\n");
 }
 
 TEST(Summary, NameThatWouldSteerATerminalIsShown) {

@@ -208,6 +208,17 @@ TEST_F(WatchPageTest, AMessageHasAPageOfItsOwn) {
   EXPECT_EQ(Line(3).substr(0, 7), " Ch Bus");
 }
 
+TEST_F(WatchPageTest, ThePageOfAnErrorIsHeadedLikeOne) {
+  View.Sheet = WatchSheet::Message;
+  View.Selected = 2;
+  Grid grid = Page({24, 80}).Picture;
+  EXPECT_EQ(grid.Line(1)[0].Look, (Style{.Colour = Ink::Error, .Bold = true}));
+  EXPECT_EQ(grid.Line(2)[0].Look, Style{});
+  View.Selected = 0;
+  grid = Page({24, 80}).Picture;
+  EXPECT_EQ(grid.Line(1)[0].Look, (Style{.Bold = true}));
+}
+
 TEST_F(WatchPageTest, ScreensOfAnySizeHaveAPage) {
   Put(Table, RecordOf(test::EthernetItem().Channel(4).Frame(test::Counting(200))));
   Facts.Recording = {"run.mf4", 1234, 5200 * kMs};
