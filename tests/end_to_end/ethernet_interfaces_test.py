@@ -10,7 +10,7 @@ import sys
 
 import support
 import veth
-from support import DEADLINE, SKIPPED, ClientTest, main
+from support import DEADLINE, SKIPPED, ClientTest, losses_in, main
 from veth import ethernet_records, ip
 
 LOST = 3
@@ -226,8 +226,7 @@ class EthernetInterfaces(ClientTest):
         self.assertEqual(err.count("veth0 is up\n"), 2, err)
 
     def wait_for_loss(self, count):
-        description = self.folder / "rec.bin.json.part"
-        self.wait_until(lambda: len(json.loads(description.read_text() or '{"losses": []}')["losses"]) >= count, "a loss")
+        self.wait_until(lambda: len(losses_in(self.folder / "rec.bin.json.part")) >= count, "a loss")
 
     def wait_for_frame(self, data):
         self.wait_until(lambda: self.try_to_send("veth1", self.frame(data)) and self.has_come(data), data.decode())

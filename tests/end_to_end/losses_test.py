@@ -5,7 +5,7 @@ import signal
 import struct
 import time
 
-from support import ClientTest, main
+from support import ClientTest, losses_in, main
 
 
 def entries_of(contents):
@@ -20,12 +20,6 @@ def entries_of(contents):
 
 def times_of(entries, channel):
     return sorted(moment for number, moment in entries if number == channel)
-
-
-def losses_in(description):
-    """Of a description that is being written: there may be nothing in it yet."""
-    text = description.read_text() if description.exists() else ""
-    return json.loads(text)["losses"] if text else []
 
 
 class LossesTest(ClientTest):

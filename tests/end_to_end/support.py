@@ -42,6 +42,18 @@ class Frame(NamedTuple):
     length: int = 0  # bytes that the length code stands for; up to 8 of a classic frame
 
 
+def losses_in(description):
+    """Of a description that is being written: there may be nothing in it yet, and while it is overwritten a mixture is read."""
+    end = time.monotonic() + DEADLINE
+    while True:
+        text = description.read_text() if description.exists() else ""
+        try:
+            return json.loads(text)["losses"] if text else []
+        except ValueError:
+            if time.monotonic() > end:
+                raise
+
+
 class ClientTest(unittest.TestCase):
     """Runs the client in an empty folder of its own."""
 
